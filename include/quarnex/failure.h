@@ -1,0 +1,36 @@
+// The one failure type: what a host method or a service operation that did not succeed throws.
+#pragma once
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+
+namespace quarnex {
+
+/// A run-time failure: a number and a description.
+///
+/// Numbers of the library's own are the classic ones (5 invalid procedure call, 6 overflow, 9 subscript out of range,
+/// 13 type mismatch, 52 bad file name, 61 disk full, 70 permission denied, 75 path/file access error, 76 path not
+/// found, 91 object variable not set, 340 control array element does not exist); socket failures carry the Windows
+/// Sockets error number (10000 and up). The description is one line of text, bytes of any code.
+///
+/// Example:
+///
+///     try {
+///       quarn.AttivaLog();
+///     } catch (const quarnex::Failure& failure) {
+///       std::cerr << "no log: " << failure.number() << ' ' << failure.what() << '\n';
+///     }
+class Failure : public std::runtime_error {
+ public:
+  Failure(std::int32_t number, const std::string& description)
+      : std::runtime_error(description), number_(number) {}
+
+  std::int32_t number() const noexcept { return number_; }
+  std::string description() const { return what(); }
+
+ private:
+  std::int32_t number_;
+};
+
+}  // namespace quarnex

@@ -1,0 +1,12 @@
+#include "component/library.h"
+
+#include "link/frm_sock.h"
+
+namespace quarnex {
+
+Library::Library(Services outside) : services(outside) {}
+
+// The form goes first: its sockets close while the services are still there.
+Library::~Library() { form.reset(); }
+
+}  // namespace quarnex

@@ -1,0 +1,59 @@
+// "Resume with the next statement": a failing step is remembered, the next one still runs.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace quarnex {
+
+struct Library;
+
+/// The trap of one procedure. It remembers the last failure that one of its own steps threw; what a callee trapped
+/// itself is settled there. Traps are nested like the calls they stand in, and the library knows the open ones, so
+/// that whoever handles "any pending failure" can settle those of all callers.
+///
+///     Trap trap{library};
+///     trap([&] { socket.close(); });
+///     trap([&] { socket.listen(); });
+///     if (trap.pending()) { ... trap.number() ... }
+class Trap {
+ public:
+  explicit Trap(Library& library);
+  ~Trap();
+  Trap(const Trap&) = delete;
+  Trap& operator=(const Trap&) = delete;
+
+  template <class Step>
+  void operator()(Step&& step) {
+    try {
+      step();
+    } catch (...) {
+      remember();
+    }
+  }
+
+  bool pending() const { return failure_ != nullptr; }
+  std::int32_t number() const { return failure_ ? failure_->number : 0; }
+  std::string description() const { return failure_ ? failure_->description : std::string(); }
+  void clear() { failure_.reset(); }
+
+ private:
+  friend void clearPendingFailures(Library& library);
+
+  struct Remembered {
+    std::int32_t number;
+    std::string description;
+  };
+
+  void remember();
+
+  Library& library_;
+  Trap* caller_;
+  std::unique_ptr<Remembered> failure_;
+};
+
+/// Settles the failures of every trap that is open at this moment.
+void clearPendingFailures(Library& library);
+
+}  // namespace quarnex
