@@ -10,13 +10,13 @@ namespace quarnex {
 
 /// Codes of the reports.
 enum EventCode : std::int16_t {
-  kNotAnswering = 109,    ///< the peer does not answer: more failures in a row than tolerated
-  kAnsweringAgain = 112,  ///< it answers again after 109
-  kConnected = 701,
-  kDisconnected = 702,
-  kFailureBegun = 991,  ///< first failure of a period
-  kFailureEnded = 992,  ///< first message after 991
-  kErrorNotice = 993    ///< an error of the link, in words
+  kNotAnsweringReport = 109,    ///< the peer does not answer: more failures in a row than tolerated
+  kAnsweringAgainReport = 112,  ///< it answers again after 109
+  kConnectedReport = 701,
+  kDisconnectedReport = 702,
+  kFailureBegunReport = 991,  ///< first failure of a period
+  kFailureEndedReport = 992,  ///< first message after 991
+  kErrorNoticeReport = 993    ///< an error of the link, in words
 };
 
 /// One report, taken apart.
@@ -28,14 +28,14 @@ struct EventReport {
   int hour = 0, minute = 0, second = 0, day = 1, month = 1, year = 1970;  ///< local time of the event
 };
 
-/// Takes apart a text such as "X000E0701[#I5#$TABC$$S127.0.0.1:20105$]09300518112026". Nothing if `text` is not a whole,
-/// well-formed report; a peer can send a text that is one.
+/// Takes apart a text such as "X000E0701[#I5#$TABC$$S127.0.0.1:20105$]09300518112026". Nothing if `text` is
+/// not a whole, well-formed report; a peer can send a text that is one.
 ///
 /// Example:
 ///
 ///     const std::string item = quarn.GetMessaggioArrivato(link);
 ///     if (auto report = quarnex::parseEventReport(item)) {
-///       if (report->code == quarnex::kNotAnswering) alarm(report->type, report->detail);
+///       if (report->code == quarnex::kNotAnsweringReport) alarm(report->type, report->detail);
 ///     } else {
 ///       handle(item);
 ///     }

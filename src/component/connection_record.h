@@ -33,7 +33,7 @@ struct LinkHistory {
     std::string reason;
   };
 
-  Instant since;  // start of the present phase
+  Instant since;  // when the link became what it is: connected, not connected, closed
   std::unique_ptr<Failure> lastFailure;
   std::uint64_t textsSent = 0, textsReceived = 0;
   std::uint64_t framesSent = 0, framesReceived = 0;
@@ -66,20 +66,20 @@ struct alignas(64) ConnectionRecord {
   Instant ScadenzaAlive;                  // keep-alive deadline
   ReceiveQueue Ricevuto;                  // received and not yet framed
 
-  TextBuffer CodaInvio;  // outbound: host texts, "9!", "9OKAY000", "9K"
+  TextBuffer CodaInvio;   // outbound: host texts, "9!", "9OKAY000", "9K"
   std::string DaInviare;  // message chosen for sending now, "" = nothing
 
-  Instant ScadenzaStato;         // deadline of Stato
-  std::string UltimoInviato;     // last data message sent, repeated until it is acknowledged
-  std::string UltimoLotto;       // last batch built
-  std::string FrameInCorso;      // frame being assembled, from its start character on
-  std::string FrameRicevuto;     // the complete frame
-  std::string Tipo;              // peer type
-  std::string UltimoErrore;      // text of the last error notice that had a code
-  TextBuffer CodaArrivo;         // inbound: the peer's texts and the event reports
-  TextBuffer CodaDebug;          // captured trace texts
-  std::int16_t IdQuarn = 0;      // peer identifier
-  std::int16_t ContaAlive = 0;   // keep-alive expiries in a row
+  Instant ScadenzaStato;              // deadline of Stato
+  std::string UltimoInviato;          // last data message sent, repeated until it is acknowledged
+  std::string UltimoLotto;            // last batch built
+  std::string FrameInCorso;           // frame being assembled, from its start character on
+  std::string FrameRicevuto;          // the complete frame
+  std::string Tipo;                   // peer type
+  std::string UltimoErrore;           // text of the last error notice that had a code
+  TextBuffer CodaArrivo;              // inbound: the peer's texts and the event reports
+  TextBuffer CodaDebug;               // captured trace texts
+  std::int16_t IdQuarn = 0;           // peer identifier
+  std::int16_t ContaAlive = 0;        // keep-alive expiries in a row
   std::int16_t ContaNonRisponde = 0;  // failures counted since the last 109
   bool Chiuso = false;                // closed by a close operation
   bool Aperto = false;                // opened by the host and not closed since

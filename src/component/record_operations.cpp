@@ -13,9 +13,9 @@ Instant CalcolaScadenza(Library& library, std::int16_t seconds) {
 }
 
 void ImpostaStato(Library& library, ConnectionRecord& record, std::int16_t stato, std::int16_t seconds) {
+  if (record.Stato != stato) record.history.since = library.services.clock.now();
   record.Stato = stato;
   record.ScadenzaStato = CalcolaScadenza(library, seconds);
-  record.history.since = library.services.clock.now();
 }
 
 void ImpostaStatoB(Library& library, ConnectionRecord& record, std::int16_t valore) {

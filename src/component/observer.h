@@ -1,0 +1,31 @@
+// Who watches an engine from the side: sees host calls, their results and every trace text, and changes
+// nothing.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <variant>
+
+#include "quarnex/failure.h"
+
+namespace quarnex {
+
+struct Method;
+
+/// A parameter or a result of a host method: nothing, Integer, Boolean, String.
+using Value = std::variant<std::monostate, std::int16_t, bool, std::string>;
+
+class Observer {
+ public:
+  virtual ~Observer() = default;
+  /// A trace text of link `IdxQuarn` (0 = of none), whatever the sinks.
+  virtual void traced(std::int16_t IdxQuarn, std::string_view text) = 0;
+  /// A host call begins; it ends with `returned` or `failed`.
+  virtual void called(const Method& /*method*/, std::span<const Value> /*parameters*/) {}
+  virtual void returned(const Value& /*result*/) {}
+  virtual void failed(const Failure& /*failure*/) {}
+};
+
+}  // namespace quarnex

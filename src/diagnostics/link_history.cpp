@@ -1,0 +1,13 @@
+#include "diagnostics/link_history.h"
+
+#include <memory>
+#include <string>
+
+namespace quarnex {
+
+void AnnotaGuasto(Library& library, ConnectionRecord& rec, std::string_view reason) {
+  rec.history.lastFailure = std::make_unique<LinkHistory::Failure>(
+      LinkHistory::Failure{library.services.clock.now(), rec.Stato == kConnected, std::string(reason)});
+}
+
+}  // namespace quarnex

@@ -1,0 +1,46 @@
+// HandleAvanzato: the frame envelope: a message to the bytes on the wire, the checksum, and how bytes are
+// shown. Knows no socket and no time.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace quarnex {
+
+constexpr char kStx = '\x02';
+constexpr char kEtx = '\x03';
+constexpr std::string_view kFrameHeader = "9999";  // filled by the sender, not examined by the receiver
+
+/// Exclusive-or of all character codes; 0 for the empty text.
+std::uint8_t CalcolaCks(std::string_view testo);
+
+/// The two characters in which a checksum travels: 64 plus its high and 64 plus its low half.
+struct ChecksumCharacters {
+  char high, low;
+};
+constexpr ChecksumCharacters inCaratteri(std::uint8_t checksum) {
+  return {static_cast<char>(64 + (checksum >> 4)), static_cast<char>(64 + (checksum & 15))};
+}
+
+/// Puts STX, "9999", `messaggio`, its checksum and ETX into `frame`, whose capacity is used again.
+void componiFrame(std::string& frame, std::string_view messaggio);
+
+/// The header and the message of a complete frame: all but its start character and its last three.
+std::string_view corpoDelFrame(std::string_view frame);
+
+/// True if `frame` (start to end character) carries the checksum of its body. False for fewer than four
+/// characters.
+bool checksumHolds(std::string_view frame);
+
+/// Two upper-case hexadecimal digits of a code from 0 to 255.
+std::string HexByte(std::int16_t codice);
+/// For each character a blank and its code in two hexadecimal digits.
+std::string HexDump(std::string_view testo);
+
+/// What stands behind a field that is appended to a message.
+constexpr std::string_view Separatore() {
+  return "|";
+}
+
+}  // namespace quarnex

@@ -1,0 +1,59 @@
+#include "exchange/sending.h"
+
+#include <utility>
+
+#include "component/integer.h"
+#include "component/record_operations.h"
+#include "component/trap.h"
+#include "diagnostics/error_notices.h"
+#include "diagnostics/trace.h"
+#include "exchange/frame.h"
+#include "link/failure_handling.h"
+#include "link/frm_sock.h"
+
+namespace quarnex {
+namespace {
+
+void sendFrame(Library& library, ConnectionRecord& record, std::string_view messaggio, Trap& trap) {
+  std::string frame = std::move(library.frameStorage);
+  trap([&] {
+    componiFrame(frame, messaggio);
+    ++record.history.framesSent;
+    Traccia(library, record.IdxQuarn, "I>", std::string_view(frame).substr(1, frame.size() - 4));
+  });
+  trap([&] { SocketDelLink(library, record).send(frame); });
+  svuota(frame);
+  library.frameStorage = std::move(frame);
+}
+
+void handleSendFailure(Library& library, ConnectionRecord& record, Trap& trap) {
+  if (!trap.pending()) return;
+  const std::int32_t number = trap.number();
+  const std::string description = trap.description();
+  trap([&] { ErroreETH(library, record.IdxQuarn, toInteger(number), "Errore Invio " + description); });
+  trap([&] { NonRisponde(library, record, componi("Send ", number, ' ', description)); });
+}
+
+}  // namespace
+
+void InviaFrame(Library& library, ConnectionRecord& record, std::string messaggio) {
+  Trap trap{library};
+  record.UltimoInviato = std::move(messaggio);
+  if (record.UltimoInviato.empty()) return;
+  sendFrame(library, record, record.UltimoInviato, trap);
+  ImpostaStatoB(library, record, kExchangeWaiting);
+  handleSendFailure(library, record, trap);
+}
+
+void InviaComando(Library& library, ConnectionRecord& record, std::string_view comando,
+                  std::string_view argomento) {
+  Trap trap{library};
+  std::string message = componi("000", Zeri{record.IdQuarn, 3}, argomento.empty() ? '2' : '3', "|9", comando);
+  if (!argomento.empty()) message.append("|9").append(argomento);
+  message += "|9.|";
+  sendFrame(library, record, message, trap);
+  ImpostaStatoB(library, record, kExchangeReady);
+  handleSendFailure(library, record, trap);
+}
+
+}  // namespace quarnex

@@ -1,0 +1,85 @@
+#include "link/activation.h"
+
+#include <string_view>
+
+#include "component/record_operations.h"
+#include "component/trap.h"
+#include "diagnostics/error_notices.h"
+#include "diagnostics/event_reports.h"
+#include "diagnostics/trace.h"
+#include "link/frm_sock.h"
+#include "message/outbound.h"
+
+namespace quarnex {
+namespace {
+
+constexpr std::int16_t kTickMilliseconds = 200;
+constexpr std::int16_t kActivationSeconds = 10;
+
+void reportClosedForGood(Library& library, ConnectionRecord& record, Trap& trap, std::string_view testo) {
+  record.Chiuso = true;
+  record.history.since = library.services.clock.now();
+  record.Aperto = false;
+  RinnovaAlive(library, record);
+  trap([&] { SegnalaDisconnesso(library, record); });
+  trap([&] { ErroreETH(library, record.IdxQuarn, 0, testo); });
+}
+
+}  // namespace
+
+void AttivaSocket(Library& library, ConnectionRecord& record) {
+  Trap trap{library};
+  if (record.Stato != kConnected) {
+    ResetScambio(library, record);
+    SvuotaCode(library, record.IdxQuarn);
+    trap([&] {
+      Traccia(library, record.IdxQuarn, "ATTIVATO SOCKET ", record.ConnessioneClient ? "CLIENT " : "SERVER ",
+              [&] { return EthTag(library, record.IdxQuarn); });
+    });
+    ImpostaStato(library, record, kSocketPhase, kActivationSeconds);
+  }
+  if (!record.Attivo) record.history.since = library.services.clock.now();
+  record.Attivo = true;
+  trap([&] {
+    Form(library);
+    TimerService& HiTime_QUARN = library.services.timer;
+    if (HiTime_QUARN.period() == 0) HiTime_QUARN.setPeriod(kTickMilliseconds);
+  });
+}
+
+void ChiudiSocket(Library& library, ConnectionRecord& record) {
+  Trap trap{library};
+  record.Aperto = false;
+  if (!record.Attivo) return;
+  trap([&] {
+    if (record.Stato == kConnected) {
+      AccodaChiusura(library, record.IdxQuarn);
+    } else if (record.ConnessioneClient) {
+      ChiudiClient(library, record);
+    } else {
+      ChiudiServer(library, record.IdxQuarn);
+    }
+  });
+}
+
+void AccodaChiusura(Library& library, std::int16_t IdxQuarn) {
+  BufferPut(library.ConnectionTable[IdxQuarn].CodaInvio, "9K");
+}
+
+void ChiudiServer(Library& library, std::int16_t IdxQuarn) {
+  ConnectionRecord& record = library.ConnectionTable[IdxQuarn];
+  Trap trap{library};
+  record.Attivo = false;
+  trap([&] { SrvAccept(library, record.IdxServer).close(); });
+  trap([&] { ServerSocket(library, record.IdxServer).close(); });
+  reportClosedForGood(library, record, trap, "Chiuso/disattivato socket server ");
+}
+
+void ChiudiClient(Library& library, ConnectionRecord& record) {
+  Trap trap{library};
+  record.Attivo = false;
+  trap([&] { ClientSocket(library, record.IdxClient).close(); });
+  reportClosedForGood(library, record, trap, "Chiuso/disattivato socket client ");
+}
+
+}  // namespace quarnex

@@ -1,0 +1,15 @@
+// gestione_TCP_generale: what a received service word (a field that begins with "9") does to its link.
+#pragma once
+
+#include <string_view>
+
+#include "component/library.h"
+
+namespace quarnex {
+
+/// Does what the first matching row of the table of words says; a field that is no known word goes to the
+/// host unchanged. `campo` begins with "9" and has at least two characters. Replies are queued, they leave
+/// with the next batch.
+void GestisciServizio(ConnectionRecord& rec, std::string_view campo);
+
+}  // namespace quarnex
