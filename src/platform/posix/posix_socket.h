@@ -1,0 +1,94 @@
+// PosixSocket: one socket instance on non-blocking TCP.
+#pragma once
+
+#include <netinet/in.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "component/receive_queue.h"
+#include "link/socket_service.h"
+#include "platform/posix/descriptor.h"
+#include "platform/posix/reactor.h"
+
+namespace quarnex {
+
+class PosixSockets;
+
+/// A descriptor is held from listen, connect or attach until the close, and its number belongs to that use
+/// alone. An idle instance costs its own size and a slot of the reactor; memory for output is taken only
+/// while the system does not drain. Dotted addresses only: a host that is none fails with 10049 when it is
+/// used.
+class PosixSocket final : public SocketInstance, private Watcher {
+ public:
+  PosixSocket(PosixSockets& sockets, SocketArray array, std::int16_t index, SocketEvents& events)
+      : sockets_(sockets), events_(events), index_(index), array_(array) {}
+  ~PosixSocket() override;
+  PosixSocket(const PosixSocket&) = delete;
+  PosixSocket& operator=(const PosixSocket&) = delete;
+
+  std::int32_t state() override { return state_; }
+  std::string statusText() override;
+
+  std::int32_t localPort() override { return localPort_; }
+  void setLocalPort(std::int32_t port) override { localPort_ = port; }
+  std::int32_t remotePort() override { return remotePort_; }
+  void setRemotePort(std::int32_t port) override { remotePort_ = port; }
+  void setLocalAddress(std::string_view dotted) override;
+  std::string remoteHost() override { return remoteHost_; }
+  void setRemoteHost(std::string_view dotted) override { remoteHost_ = dotted; }
+
+  void close() override;
+  void prepareA() override {}
+  void prepareB() override {}
+  void connect() override;
+  void listen() override;
+  void attach(std::int32_t handle) override;
+
+  std::int32_t bytesWaiting() override { return bytesWait_ ? 1 : 0; }
+  void fetch() override;
+  std::string_view receivedText() override;
+  void send(std::string_view bytes) override;
+
+ private:
+  void onReady(std::uint32_t events) override;
+  void onReadable(std::uint32_t events) override;
+
+  void begin(Descriptor descriptor, Reactor::Key key, SocketState state);
+  void requireIdle() const;
+  void acceptCallers();
+  void endCall();
+  void judgeEnd(std::uint32_t events);
+  void raiseClose(std::int16_t code);
+
+  std::uint32_t interest() const;
+  void lookAgain();
+  std::size_t handOver(std::string_view bytes);
+  void sendUnsent();
+  void noteBroken(int systemError);
+  void discardUnread();
+
+  // What a quiet tick reads comes first.
+  std::int32_t state_ = kSocketClosed;
+  bool bytesWait_ = false;
+  bool ending_ = false;  // the peer has closed, but bytes from before that wait to be fetched
+  std::int16_t broken_ =
+      0;  // an operation found the connection broken; the close event with this code is to come
+  PosixSockets& sockets_;
+  SocketEvents& events_;
+  const std::int16_t index_;
+  const SocketArray array_;
+  bool localAddressValid_ = true;
+  Descriptor descriptor_;
+  Reactor::Key key_ = 0;  // of the present use; meaningless while closed
+  ReceiveQueue unsent_;   // what the system did not take yet
+  in_addr localAddress_{INADDR_ANY};
+  std::int32_t localPort_ = 0;
+  std::int32_t remotePort_ = 0;
+  std::string remoteHost_;
+};
+
+static_assert(sizeof(PosixSocket) <= 136, "ten thousand of them idle");
+
+}  // namespace quarnex

@@ -1,0 +1,54 @@
+#include "platform/posix/posix_sockets.h"
+
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "platform/posix/error_numbers.h"
+#include "platform/posix/posix_socket.h"
+
+namespace quarnex {
+namespace {
+constexpr std::size_t kFetchBytesMax = 64 * 1024;
+}
+
+PosixSockets::PosixSockets(Reactor& reactor)
+    : reactor_(reactor), buffer_(std::make_unique<char[]>(kFetchBytesMax)) {}
+
+std::unique_ptr<SocketInstance> PosixSockets::create(SocketArray array, std::int16_t index,
+                                                     SocketEvents& events) {
+  return std::make_unique<PosixSocket>(*this, array, index, events);
+}
+
+std::int32_t PosixSockets::offer(Caller caller) {
+  offered_ = std::move(caller);
+  return offered_.connection.get();
+}
+
+PosixSockets::Caller PosixSockets::take(std::int32_t handle) {
+  if (!offered_.connection.valid() || handle != offered_.connection.get()) throw socketFailure(ENOTSOCK);
+  return std::exchange(offered_, {});
+}
+
+std::ptrdiff_t PosixSockets::receive(const SocketInstance& instance, int descriptor) {
+  const std::ptrdiff_t count = ::recv(descriptor, buffer_.get(), kFetchBytesMax, MSG_DONTWAIT);
+  receiver_ = &instance;
+  size_ = count > 0 ? static_cast<std::size_t>(count) : 0;
+  return count;
+}
+
+std::string_view PosixSockets::received(const SocketInstance& instance) const {
+  return receiver_ == &instance ? std::string_view(buffer_.get(), size_) : std::string_view();
+}
+
+// With MSG_TRUNC, TCP drops the bytes instead of copying them.
+std::ptrdiff_t PosixSockets::discard(int descriptor) {
+  return ::recv(descriptor, buffer_.get(), kFetchBytesMax, MSG_DONTWAIT | MSG_TRUNC);
+}
+
+void PosixSockets::forget(const SocketInstance& instance) {
+  if (receiver_ == &instance) receiver_ = nullptr;
+}
+
+}  // namespace quarnex

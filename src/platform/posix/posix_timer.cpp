@@ -1,0 +1,45 @@
+#include "platform/posix/posix_timer.h"
+
+#include <sys/timerfd.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "platform/posix/error_numbers.h"
+
+namespace quarnex {
+namespace {
+
+Descriptor makeTimer() {
+  Descriptor timer(::timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC));
+  if (!timer.valid()) throw socketFailure(errno);
+  return timer;
+}
+
+}  // namespace
+
+PosixTimer::PosixTimer(Reactor& reactor)
+    : reactor_(reactor), timer_(makeTimer()), key_(reactor.watch(timer_.get(), EPOLLIN, *this)) {}
+
+PosixTimer::~PosixTimer() {
+  reactor_.forget(key_);
+}
+
+void PosixTimer::setPeriod(std::int16_t milliseconds) {
+  if (milliseconds < 0) throw Failure(5, "Invalid procedure call or argument");
+  const timespec period{milliseconds / 1000, milliseconds % 1000 * 1'000'000L};
+  const itimerspec setting{period, period};
+  if (::timerfd_settime(timer_.get(), 0, &setting, nullptr) != 0) throw socketFailure(errno);
+  period_ = milliseconds;
+}
+
+// One reading takes all periods that have passed, and nothing is left to read if the timer was set anew
+// meanwhile.
+void PosixTimer::onReady(std::uint32_t) {
+  std::uint64_t periods = 0;
+  if (::read(timer_.get(), &periods, sizeof periods) != sizeof periods) return;
+  reactor_.beginTick();
+  if (events_ != nullptr) events_->onTick();
+}
+
+}  // namespace quarnex

@@ -1,0 +1,35 @@
+// PosixTimer: the tick, from one timerfd.
+#pragma once
+
+#include <cstdint>
+
+#include "link/timer_service.h"
+#include "platform/posix/descriptor.h"
+#include "platform/posix/reactor.h"
+
+namespace quarnex {
+
+class PosixTimer final : public TimerService, private Watcher {
+ public:
+  /// `reactor` outlives the timer. Throws `Failure` if the system has no descriptors left.
+  explicit PosixTimer(Reactor& reactor);
+  ~PosixTimer() override;
+  PosixTimer(const PosixTimer&) = delete;
+  PosixTimer& operator=(const PosixTimer&) = delete;
+
+  void setEvents(TimerEvents* events) override { events_ = events; }
+  std::int16_t period() override { return period_; }
+  /// Failure 5 for a negative period.
+  void setPeriod(std::int16_t milliseconds) override;
+
+ private:
+  void onReady(std::uint32_t events) override;
+
+  Reactor& reactor_;
+  Descriptor timer_;
+  Reactor::Key key_;
+  TimerEvents* events_ = nullptr;
+  std::int16_t period_ = 0;
+};
+
+}  // namespace quarnex

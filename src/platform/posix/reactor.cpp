@@ -1,0 +1,111 @@
+#include "platform/posix/reactor.h"
+
+#include <cassert>
+#include <cerrno>
+#include <utility>
+
+#include "platform/posix/error_numbers.h"
+
+namespace quarnex {
+namespace {
+
+Descriptor makeSet() {
+  Descriptor set(::epoll_create1(EPOLL_CLOEXEC));
+  if (!set.valid()) throw socketFailure(errno);
+  return set;
+}
+
+int descriptorOf(Reactor::Key key) {
+  return static_cast<int>(static_cast<std::uint32_t>(key));
+}
+
+std::size_t wait(const Descriptor& set, epoll_event* events, std::size_t room, int milliseconds) {
+  const int count = ::epoll_wait(set.get(), events, static_cast<int>(room), milliseconds);
+  return count > 0 ? static_cast<std::size_t>(count) : 0;
+}
+
+}  // namespace
+
+Reactor::Reactor() : main_(makeSet()), data_(makeSet()) {}
+
+void Reactor::turn(int maxWait) {
+  if (next_ == end_) {
+    next_ = 0;
+    end_ = wait(main_, ready_.data(), ready_.size(), maxWait);
+  }
+  while (next_ < end_) {
+    const epoll_event event = ready_[next_++];
+    if (holds(event.data.u64)) slots_[slotOf(event.data.u64)].watcher->onReady(event.events);
+  }
+}
+
+Reactor::Key Reactor::watch(int descriptor, std::uint32_t events, Watcher& watcher) {
+  const auto number = static_cast<std::uint32_t>(descriptor);
+  if (slots_.size() <= number) slots_.resize(number + std::size_t{1});
+  Slot& slot = slots_[number];
+  const Key key = Key{slot.use} << 32 | number;
+  add(main_, events, key);
+  slot.watcher = &watcher;
+  return key;
+}
+
+Reactor::Key Reactor::watchConnection(int descriptor, std::uint32_t events, Watcher& watcher) {
+  if (readable_.size() == connections_) readable_.resize(2 * connections_ + 1);
+  const Key key = watch(descriptor, events, watcher);
+  slots_[slotOf(key)].connection = true;
+  ++connections_;
+  try {
+    add(data_, EPOLLIN | EPOLLRDHUP, key);
+  } catch (const Failure&) {
+    forget(key);
+    throw;
+  }
+  return key;
+}
+
+void Reactor::add(const Descriptor& set, std::uint32_t events, Key key) {
+  epoll_event event{};
+  event.events = events;
+  event.data.u64 = key;
+  if (::epoll_ctl(set.get(), EPOLL_CTL_ADD, descriptorOf(key), &event) != 0) throw socketFailure(errno);
+}
+
+void Reactor::change(Key key, std::uint32_t events) {
+  assert(holds(key));
+  epoll_event event{};
+  event.events = events;
+  event.data.u64 = key;
+  ::epoll_ctl(main_.get(), EPOLL_CTL_MOD, descriptorOf(key), &event);
+}
+
+void Reactor::pauseUntilTick(Key key, std::uint32_t events) {
+  paused_.push_back({key, events});
+  change(key, 0);
+}
+
+// Closing the descriptor takes it out of both sets.
+void Reactor::forget(Key key) {
+  assert(holds(key));
+  Slot& slot = slots_[slotOf(key)];
+  if (slot.connection) --connections_;
+  slot = Slot{nullptr, slot.use + 1, false};
+}
+
+bool Reactor::holds(Key key) const {
+  const Slot& slot = slots_[slotOf(key)];
+  return slot.watcher != nullptr && slot.use == key >> 32;
+}
+
+void Reactor::beginTick() {
+  for (const Paused& paused : std::exchange(paused_, {})) {
+    if (holds(paused.key)) change(paused.key, paused.events);
+  }
+  if (connections_ == 0) return;
+  const std::size_t count = wait(data_, readable_.data(), readable_.size(), 0);
+  for (std::size_t i = 0; i < count; ++i) {
+    const epoll_event& event = readable_[i];
+    if (holds(event.data.u64)) slots_[slotOf(event.data.u64)].watcher->onReadable(event.events);
+  }
+}
+
+}  // namespace quarnex
