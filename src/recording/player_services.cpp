@@ -1,0 +1,151 @@
+#include "recording/player_services.h"
+
+#include <utility>
+
+#include "quarnex/failure.h"
+
+namespace quarnex::recording {
+namespace {
+
+// One call of a service that changes something in the model: at once, and back if the call fails.
+template <class Field>
+void change(Script& script, const Performed& call, Field& field, Field value) {
+  const Field before = std::exchange(field, std::move(value));
+  const Answer answer = script.performed(call);
+  if (answer.failure) field = before;
+  script.takeInputs();
+  if (answer.failure) throw Failure(*answer.failure);
+}
+
+void perform(Script& script, const Performed& call) {
+  const Answer answer = script.performed(call);
+  script.takeInputs();
+  if (answer.failure) throw Failure(*answer.failure);
+}
+
+class PlayedSocket final : public SocketInstance {
+ public:
+  PlayedSocket(Script& script, PlainModel& plain, SocketModel& model, SocketId id)
+      : script_(script), plain_(plain), model_(model), id_(id) {}
+
+  std::int32_t state() override { return read(Property::State, model_.status.state); }
+  std::string statusText() override { return read(Property::StatusText, model_.status.text); }
+  std::int32_t localPort() override { return read(Property::LocalPort, model_.localPort); }
+  std::int32_t remotePort() override { return read(Property::RemotePort, model_.remotePort); }
+  std::string remoteHost() override { return read(Property::RemoteHost, model_.remoteHost); }
+
+  void setLocalPort(std::int32_t port) override {
+    change(script_, {Operation::SetLocalPort, id_, port}, model_.localPort, port);
+  }
+  void setRemotePort(std::int32_t port) override {
+    change(script_, {Operation::SetRemotePort, id_, port}, model_.remotePort, port);
+  }
+  void setLocalAddress(std::string_view dotted) override {
+    perform(script_, {Operation::SetLocalAddress, id_, 0, dotted});
+  }
+  void setRemoteHost(std::string_view dotted) override {
+    change(script_, {Operation::SetRemoteHost, id_, 0, dotted}, model_.remoteHost, std::string(dotted));
+  }
+
+  void close() override { become(Operation::Close, kSocketClosed); }
+  void prepareA() override { perform(script_, {Operation::PrepareA, id_}); }
+  void prepareB() override { perform(script_, {Operation::PrepareB, id_}); }
+  void connect() override { become(Operation::Connect, kSocketCalling); }
+  void listen() override { become(Operation::Listen, kSocketListening); }
+  void attach(std::int32_t handle) override;
+
+  std::int32_t bytesWaiting() override {
+    plain_.read(Property::BytesWaiting, id_);
+    return model_.bytesWaiting.value_or(script_.nextIsFetch(id_) ? 1 : 0);
+  }
+  void fetch() override;
+  std::string_view receivedText() override {
+    plain_.read(Property::ReceivedText, id_);
+    return model_.receivedText;
+  }
+  void send(std::string_view bytes) override { perform(script_, {Operation::Send, id_, 0, bytes}); }
+
+ private:
+  template <class Field>
+  const Field& read(Property property, const Field& field) const {
+    plain_.read(property, id_);
+    return field;
+  }
+
+  void become(Operation operation, SocketState state) {
+    change(script_, {operation, id_}, model_.status, statusOf(state));
+  }
+
+  Script& script_;
+  PlainModel& plain_;
+  SocketModel& model_;
+  SocketId id_;
+};
+
+void PlayedSocket::attach(std::int32_t handle) {
+  const std::string hostBefore = std::exchange(model_.remoteHost, script_.hostOf(handle));
+  try {
+    change(script_, {Operation::Attach, id_, handle}, model_.status, statusOf(kSocketConnected));
+  } catch (const Failure&) {
+    model_.remoteHost = hostBefore;
+    throw;
+  }
+}
+
+void PlayedSocket::fetch() {
+  Answer answer = script_.performed({Operation::Fetch, id_});
+  model_.bytesWaiting.reset();
+  model_.receivedText = std::move(answer.fetched);
+  script_.takeInputs();
+  if (answer.failure) throw Failure(*answer.failure);
+}
+
+}  // namespace
+
+std::unique_ptr<SocketInstance> PlayedSockets::create(SocketArray array, std::int16_t index,
+                                                      SocketEvents& events) {
+  events_ = &events;
+  const SocketId id{array, index};
+  SocketModel& model = model_.create(id);
+  perform(script_, {Operation::Create, id});
+  return std::make_unique<PlayedSocket>(script_, model_, model, id);
+}
+
+void PlayedSockets::deliver(const Line& event) const {
+  if (events_ == nullptr) return;
+  const auto [array, index] = event.socket;
+  const auto code = static_cast<std::int16_t>(event.number);
+  switch (event.event) {
+    case EventKind::Connect:
+      return events_->onConnect(array, index, code);
+    case EventKind::Close:
+      return events_->onClose(array, index, code);
+    case EventKind::Receive:
+      return events_->onReceive(array, index, code);
+    case EventKind::Accept:
+      return events_->onAccept(array, index, event.handle, code);
+  }
+}
+
+std::int16_t PlayedTimer::period() {
+  model_.read(Property::Period, {});
+  return model_.period;
+}
+
+void PlayedTimer::setPeriod(std::int16_t milliseconds) {
+  change(script_, {Operation::SetPeriod, {}, milliseconds}, model_.period, milliseconds);
+}
+
+void PlayedTimer::tick() const {
+  if (events_ != nullptr) events_->onTick();
+}
+
+void PlayedLog::create(const std::string& name) {
+  perform(script_, {Operation::CreateLog, {}, 0, name});
+}
+
+void PlayedLog::close() {
+  perform(script_, {Operation::CloseLog});
+}
+
+}  // namespace quarnex::recording
