@@ -1,0 +1,67 @@
+#include "component/text_buffer.h"
+
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <random>
+#include <string>
+
+namespace quarnex {
+namespace {
+
+// The rules of a queue, said with a deque.
+struct Model {
+  std::deque<std::string> items;
+  std::size_t capacity;
+
+  void put(const std::string& text) {
+    if (capacity == 0) return;
+    if (items.size() >= capacity && capacity < 5000) capacity += 100;
+    if (items.size() >= capacity) items.pop_front();
+    items.push_back(text);
+  }
+  std::string get() {
+    if (items.empty()) return "";
+    std::string text = items.front();
+    items.pop_front();
+    return text;
+  }
+};
+
+class TextBufferTest : public testing::TestWithParam<std::int16_t> {};
+
+// Phases of filling and of draining drive the ring round its end, to its limit, and back to empty many times.
+TEST_P(TextBufferTest, KeepsOrderGrowsAndDropsLikeAQueue) {
+  TextBuffer buffer;
+  BufferInit(buffer, GetParam());
+  Model model{{}, static_cast<std::size_t>(std::max<int>(GetParam(), 0))};
+  std::mt19937 random(7);
+  for (int step = 0; step < 120'000; ++step) {
+    const bool filling = step / 9'000 % 2 == 0;
+    if (random() % 10 < (filling ? 9U : 2U)) {
+      const std::string text =
+          random() % 50 == 0 ? "" : std::to_string(step) + std::string(random() % 40, 'x');
+      BufferPut(buffer, text);
+      model.put(text);
+    } else {
+      ASSERT_EQ(BufferGet(buffer), model.get()) << "step " << step;
+    }
+    ASSERT_EQ(static_cast<std::size_t>(buffer.Count), model.items.size()) << "step " << step;
+    ASSERT_EQ(buffer.Capacity, GetParam() > 0 ? static_cast<int>(model.capacity) : GetParam())
+        << "step " << step;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Capacities, TextBufferTest, testing::Values(1000, 100, 4950, 5000, 1, 0, -5));
+
+TEST(TextBuffer, TakesNoSlotsBeforeUseAndReturnsThemWhenEmptied) {
+  TextBuffer buffer;
+  BufferInit(buffer, 1000);
+  EXPECT_EQ(buffer.allocated, 0);
+  for (int i = 0; i < 1000; ++i) BufferPut(buffer, "text");
+  while (buffer.Count > 0) BufferGet(buffer);
+  EXPECT_EQ(buffer.allocated, 0);
+}
+
+}  // namespace
+}  // namespace quarnex
