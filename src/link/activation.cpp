@@ -40,11 +40,10 @@ void AttivaSocket(Library& library, ConnectionRecord& record) {
   }
   if (!record.Attivo) record.history.since = library.services.clock.now();
   record.Attivo = true;
-  trap([&] {
-    Form(library);
-    TimerService& HiTime_QUARN = library.services.timer;
-    if (HiTime_QUARN.period() == 0) HiTime_QUARN.setPeriod(kTickMilliseconds);
-  });
+  trap([&] { Form(library); });
+  std::int16_t period = 0;  // of HiTime_QUARN; one that cannot be read counts as stopped
+  trap([&] { period = library.services.timer.period(); });
+  if (period == 0) trap([&] { library.services.timer.setPeriod(kTickMilliseconds); });
 }
 
 void ChiudiSocket(Library& library, ConnectionRecord& record) {
