@@ -1,0 +1,53 @@
+// The lines of a descriptor, read as they come and never waited for.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace quarnex::tool {
+
+struct Line {
+  std::uint64_t number = 0;  ///< from 1
+  std::string text;          ///< without the line end; "" if too long
+  bool tooLong = false;
+};
+
+/// Cuts what arrives on a descriptor into lines. Work is linear in the bytes, however they are split.
+class LineReader {
+ public:
+  /// A line of more than this many bytes is thrown away, so that an endless one does not fill the memory.
+  static constexpr std::size_t kLineBytesMax = std::size_t{256} * 1024 * 1024;
+
+  explicit LineReader(int descriptor) : descriptor_(descriptor) {}
+
+  int descriptor() const { return descriptor_; }
+
+  /// Reads once, at most 64 KiB. Does not wait if poll has said that there is something.
+  void readSome();
+
+  /// The next whole line; at the end of the input also the last one without a line end. Nothing if none is
+  /// there.
+  std::optional<Line> next();
+
+  /// True once the end of the input, or an error, has been met. Lines may still wait in `next`.
+  bool ended() const { return ended_; }
+  /// Why reading ended, "" for an ordinary end.
+  const std::string& error() const { return error_; }
+
+ private:
+  Line cut(std::size_t end, std::size_t nextStart);
+  void dropOverlongLine();
+
+  int descriptor_;
+  std::string buffer_;
+  std::size_t start_ = 0;    // of the line that comes next
+  std::size_t scanned_ = 0;  // no line end stands between start_ and here
+  std::uint64_t lines_ = 0;
+  bool overlong_ = false;  // the beginning of the line at start_ has been thrown away
+  bool ended_ = false;
+  std::string error_;
+};
+
+}  // namespace quarnex::tool

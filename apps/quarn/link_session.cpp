@@ -1,0 +1,161 @@
+#include "quarn/link_session.h"
+
+#include <algorithm>
+
+#include "quarn/host_turn.h"
+#include "quarn/interruption.h"
+#include "quarn/link_words.h"
+#include "quarnex/event_report.h"
+
+namespace quarnex::tool {
+namespace {
+
+using std::chrono::steady_clock;
+
+// Received texts that standard output has not taken are held up to this size; the rest stays in the link's
+// queue.
+constexpr std::size_t kUnwrittenBytesMax = 16 * 1024 * 1024;
+constexpr int kQueueLimit = 5000;
+
+std::string counted(std::uint64_t count, const std::string& noun) {
+  return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
+}
+
+}  // namespace
+
+void LinkSession::open() {
+  quarn_.Init(options_.logPrefix.value_or(""));
+  if (options_.logPrefix) quarn_.AttivaLog();
+  index_ = quarn_.Add(options_.type, options_.identifier, options_.client, true);
+  if (options_.trace) quarn_.AttivaDebug(index_);
+  quarn_.Apri(index_);
+  catchInterruptions();
+}
+
+bool LinkSession::run() {
+  while (stage_ != Stage::Ended) step();
+  console_.showProgress("");
+  console_.say(summary());
+  quarn_.DisattivaLog(index_);
+  output_.flush();
+  console_.output().flush();
+  return closed_ && lines_.lost() == 0 && !streamFailed_;
+}
+
+void LinkSession::step() {
+  const bool reading = stage_ == Stage::Open && lines_.wantsInput();
+  // Ticks end the wait five times a second.
+  turnHost(loop_, reading ? &input_ : nullptr, {&console_.output(), &output_}, std::chrono::seconds(1));
+  const LinkSnapshot link = quarn_.snapshot(index_);
+  takeTraces(link);
+  takeItems(link);
+  sayState(link);
+  checkStreams();
+  if (stage_ == Stage::Open) lines_.takeLines();
+  lines_.advance(quarn_, link);
+  advanceStage();
+  console_.showProgress(progress(link));
+}
+
+void LinkSession::takeItems(const LinkSnapshot& link) {
+  if (link.inbound >= kQueueLimit && !queueFilled_) {
+    queueFilled_ = true;
+    console_.say("standard output is not read: received texts are being dropped, the oldest first");
+  }
+  while (output_.waiting() < kUnwrittenBytesMax && quarn_.MessaggioArrivato(index_)) {
+    takeItem(quarn_.GetMessaggioArrivato(index_));
+  }
+}
+
+// A peer can send a text that is a report; one of another link's name is no report of ours.
+void LinkSession::takeItem(const std::string& item) {
+  const std::optional<EventReport> report = parseEventReport(item);
+  if (report && report->identifier == options_.identifier && report->type == options_.type) {
+    console_.say(timeOfReport(*report), reportInWords(*report));
+    if (options_.raw) console_.say(timeOfReport(*report), item);
+    return;
+  }
+  ++received_;
+  console_.showProgress("");
+  output_.append(item + '\n');
+}
+
+void LinkSession::takeTraces(const LinkSnapshot& link) {
+  for (int i = 0; i < link.captured; ++i) console_.say("| " + quarn_.GetDebug(index_));
+}
+
+// The reports tell when it is connected; otherwise the link's own sentence tells more than they do.
+void LinkSession::sayState(const LinkSnapshot& link) {
+  if (!link.deadline || link.why == stateSaid_) return;
+  stateSaid_ = link.why;
+  console_.say(link.why);
+}
+
+void LinkSession::checkStreams() {
+  if (streamFailed_) return;
+  if (output_.broken()) console_.say("standard output: " + output_.error() + "; closing");
+  if (!input_.error().empty()) console_.say("standard input: " + input_.error() + "; closing");
+  streamFailed_ = output_.broken() || !input_.error().empty();
+}
+
+void LinkSession::advanceStage() {
+  if (stage_ == Stage::Open && (lines_.inputTaken() || interrupted() || output_.broken())) {
+    stage_ = Stage::Draining;
+    restartPatience();
+  }
+  if (stage_ == Stage::Draining) drain();
+  if (stage_ == Stage::Closing) close();
+}
+
+void LinkSession::drain() {
+  if (lines_.acknowledged() > acknowledgedBefore_) restartPatience();
+  if (lines_.settled()) {
+    stage_ = Stage::Closing;
+    restartPatience();
+    quarn_.Uscita();
+  } else if (steady_clock::now() >= patienceEnd_) {
+    lines_.giveUp();
+    quarn_.Uscita();
+    end();
+  }
+}
+
+void LinkSession::close() {
+  closed_ = quarn_.ProntoPerUscire() == -1;
+  if (closed_) return end();
+  if (steady_clock::now() < patienceEnd_) return;
+  console_.say("the peer was asked to close and has not done so");
+  end();
+}
+
+// Closing itself makes reports.
+void LinkSession::end() {
+  stage_ = Stage::Ended;
+  const LinkSnapshot link = quarn_.snapshot(index_);
+  takeTraces(link);
+  takeItems(link);
+}
+
+void LinkSession::restartPatience() {
+  acknowledgedBefore_ = lines_.acknowledged();
+  patienceEnd_ = steady_clock::now() + std::chrono::seconds(options_.waitSeconds);
+}
+
+std::string LinkSession::progress(const LinkSnapshot& link) const {
+  std::string words = waitInWords(link, wallSecond());
+  if (stage_ != Stage::Draining && stage_ != Stage::Closing) return words;
+  const auto left = std::chrono::ceil<std::chrono::seconds>(patienceEnd_ - steady_clock::now()).count();
+  if (!words.empty()) words += "; ";
+  words +=
+      stage_ == Stage::Draining ? counted(lines_.unsettled(), "line") + " to be acknowledged" : "closing";
+  return words + ", gives up in " + std::to_string(std::max<std::int64_t>(left, 0)) + " s";
+}
+
+std::string LinkSession::summary() const {
+  std::string words = closed_ ? "closed: " : "ended: ";
+  words += counted(lines_.acknowledged(), "line") + " acknowledged, ";
+  if (lines_.lost() > 0) words += counted(lines_.lost(), "line") + " lost, ";
+  return words + counted(received_, "text") + " received";
+}
+
+}  // namespace quarnex::tool

@@ -1,0 +1,75 @@
+// One link in the manner of netcat: lines of standard input go to the peer, its texts to standard output.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "quarn/console.h"
+#include "quarn/line_reader.h"
+#include "quarn/outgoing_lines.h"
+#include "quarn/output_buffer.h"
+#include "quarnex/host_loop.h"
+#include "quarnex/quarn_socket.h"
+
+namespace quarnex::tool {
+
+struct SessionOptions {
+  std::string type;
+  std::int16_t identifier = 0;
+  bool client = false;                   ///< this side calls; otherwise it listens
+  int waitSeconds = 30;                  ///< patience at the end
+  std::optional<std::string> logPrefix;  ///< keep a log whose file name begins so
+  bool trace = false;                    ///< the link's trace on standard error
+  bool raw = false;                      ///< reports on standard error also as they are
+};
+
+/// A session from `open` to its end. At the end of the input, or interrupted, it waits until the lines have
+/// been acknowledged, closes the link and waits for that.
+class LinkSession {
+ public:
+  explicit LinkSession(const SessionOptions& options) : options_(options) {}
+
+  /// Opens the link. Throws `Failure` if the log cannot be created.
+  void open();
+  /// Turns the loop to the end. True if every line was acknowledged, the link closed and the input read.
+  bool run();
+
+ private:
+  enum class Stage { Open, Draining, Closing, Ended };
+
+  void step();
+  void takeItems(const LinkSnapshot& link);
+  void takeItem(const std::string& item);
+  void takeTraces(const LinkSnapshot& link);
+  void sayState(const LinkSnapshot& link);
+  void checkStreams();
+  void advanceStage();
+  void drain();
+  void close();
+  void end();
+  void restartPatience();
+  std::string progress(const LinkSnapshot& link) const;
+  std::string summary() const;
+
+  const SessionOptions& options_;
+  QuarnSocket quarn_;
+  HostLoop loop_;
+  Console console_;
+  LineReader input_{0};
+  OutputBuffer output_{1};
+  OutgoingLines lines_{input_, console_};
+  std::int16_t index_ = 0;
+
+  Stage stage_ = Stage::Open;
+  std::chrono::steady_clock::time_point patienceEnd_;
+  std::uint64_t acknowledgedBefore_ = 0;  // when patience was last restarted
+  bool closed_ = false;
+  bool streamFailed_ = false;
+  bool queueFilled_ = false;
+  std::uint64_t received_ = 0;
+  std::string stateSaid_;
+};
+
+}  // namespace quarnex::tool

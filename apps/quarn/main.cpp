@@ -1,0 +1,51 @@
+// quarn: links with Quarn peers from the command line.
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <iostream>
+
+#include "quarn/call_command.h"
+#include "quarn/completion_command.h"
+#include "quarn/listen_command.h"
+#include "quarn/ports_command.h"
+#include "quarn/process_setup.h"
+#include "quarn/rpc_command.h"
+
+namespace quarnex::tool {
+namespace {
+
+constexpr int kWrongUsage = 2;
+
+int run(int argc, const char* const* argv) {
+  CLI::App app{"Keeps TCP links with Quarn peers and exchanges texts with them.", "quarn"};
+  int exitStatus = 0;
+  app.set_version_flag("--version", "quarn " QUARNEX_VERSION);
+  app.require_subcommand(1);
+  app.footer(
+      "quarn COMMAND --help tells more. In two terminals:\n"
+      "  quarn listen ABC 5\n"
+      "  quarn call ABC 5");
+  addListenCommand(app, exitStatus);
+  addCallCommand(app, exitStatus);
+  addRpcCommand(app, exitStatus);
+  addPortsCommand(app, exitStatus);
+  addCompletionCommand(app, exitStatus);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : kWrongUsage;
+  }
+  return exitStatus;
+}
+
+}  // namespace
+}  // namespace quarnex::tool
+
+int main(int argc, char** argv) {
+  try {
+    quarnex::tool::prepareProcess();
+    return quarnex::tool::run(argc, argv);
+  } catch (const std::exception& exception) {
+    std::cerr << "quarn: " << exception.what() << '\n';
+    return 1;
+  }
+}

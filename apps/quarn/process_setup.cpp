@@ -1,0 +1,35 @@
+#include "quarn/process_setup.h"
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <csignal>
+
+namespace quarnex::tool {
+namespace {
+
+void fillStandardDescriptors() {
+  int opened = 0;
+  do {
+    opened = open("/dev/null", O_RDWR);
+  } while (opened >= 0 && opened <= STDERR_FILENO);
+  if (opened > STDERR_FILENO) close(opened);
+}
+
+void raiseDescriptorLimit() {
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+  limit.rlim_cur = limit.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+}  // namespace
+
+void prepareProcess() {
+  fillStandardDescriptors();
+  std::signal(SIGPIPE, SIG_IGN);
+  raiseDescriptorLimit();
+}
+
+}  // namespace quarnex::tool

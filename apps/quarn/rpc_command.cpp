@@ -1,0 +1,79 @@
+#include "quarn/rpc_command.h"
+
+#include <chrono>
+#include <iostream>
+
+#include "quarn/host_turn.h"
+#include "quarn/rpc_answer.h"
+
+namespace quarnex::tool {
+namespace {
+
+using namespace std::chrono_literals;
+using std::chrono::steady_clock;
+
+// Requests are left waiting while more than this is waiting to be written.
+constexpr std::size_t kUnwrittenBytesMax = 1024 * 1024;
+// Then the links' loop turns, however many requests wait.
+constexpr auto kRequestTime = 20ms;
+
+constexpr std::string_view kTooLong =
+    R"({"jsonrpc":"2.0","id":null,"error":{"code":-32700,"message":"this line is longer than 256 MiB"}})";
+
+class RpcHost {
+ public:
+  /// Answers requests until the input ends or nobody reads the answers.
+  int run();
+
+ private:
+  bool mayAnswer() const { return output_.waiting() < kUnwrittenBytesMax; }
+  void answerWaiting();
+
+  QuarnSocket quarn_;
+  HostLoop loop_;
+  LineReader input_{0};
+  OutputBuffer output_{1};
+  bool lineWaits_ = false;  // perhaps
+};
+
+int RpcHost::run() {
+  while (!output_.broken() && (lineWaits_ || !input_.ended())) {
+    const bool reading = !lineWaits_ && mayAnswer();
+    turnHost(loop_, reading ? &input_ : nullptr, {&output_}, lineWaits_ && mayAnswer() ? 0ms : -1ms);
+    answerWaiting();
+  }
+  output_.flush();
+  if (output_.broken()) std::cerr << "quarn: standard output: " << output_.error() << '\n';
+  if (!input_.error().empty()) std::cerr << "quarn: standard input: " << input_.error() << '\n';
+  return output_.broken() || !input_.error().empty() ? 1 : 0;
+}
+
+void RpcHost::answerWaiting() {
+  const auto end = steady_clock::now() + kRequestTime;
+  lineWaits_ = true;
+  while (mayAnswer() && steady_clock::now() < end) {
+    const std::optional<Line> line = input_.next();
+    lineWaits_ = line.has_value();
+    if (!line) return;
+    const std::string answer = line->tooLong ? std::string(kTooLong) : answerRequest(quarn_, line->text);
+    if (!answer.empty()) output_.append(answer + '\n');
+  }
+}
+
+}  // namespace
+
+void addRpcCommand(CLI::App& app, int& exitStatus) {
+  CLI::App& command = *app.add_subcommand("rpc", "offer the library's methods as JSON-RPC on standard input");
+  command.callback([&exitStatus] { exitStatus = RpcHost().run(); });
+  command.footer(
+      "One JSON-RPC 2.0 request a line, one response a line, in order. Methods: the 15 of QuarnSocket, "
+      "parameters in\n"
+      "their order. Links live between the requests. The end of the input ends the process.\n\n"
+      "Examples:\n"
+      "  quarn rpc\n"
+      "  {\"jsonrpc\":\"2.0\",\"id\":1,\"method\":\"Init\",\"params\":[\"/tmp/log-\"]}\n"
+      "  {\"jsonrpc\":\"2.0\",\"id\":2,\"method\":\"Add\",\"params\":[\"MIRTAN\",5,true,true]}\n"
+      "  {\"jsonrpc\":\"2.0\",\"id\":3,\"method\":\"GetMessaggioArrivato\",\"params\":[1]}");
+}
+
+}  // namespace quarnex::tool

@@ -1,0 +1,79 @@
+#include "quarn/text_check.h"
+
+#include <vector>
+
+#include "component/connection_record.h"
+#include "message/service_words.h"
+
+namespace quarnex::tool {
+namespace {
+
+constexpr char kFrameStart = '\x02';
+constexpr char kFrameEnd = '\x03';
+constexpr std::size_t kTextLengthMin = 2;
+constexpr std::size_t kFieldsOfLoneBatch = 3;  // the text, "9CMD" and "9.": the receiver reads no more
+
+bool contains(std::string_view text, char c) {
+  return text.find(c) != std::string_view::npos;
+}
+
+// Asks the receiver's own code, so that there is one list of words.
+bool isProtocolWord(std::string_view text) {
+  if (!text.starts_with('9')) return false;
+  ConnectionRecord receiver;
+  BufferInit(receiver.CodaArrivo, 1);
+  BufferInit(receiver.CodaInvio, 1);
+  GestisciServizio(receiver, text);
+  return receiver.CodaArrivo.Count == 0;
+}
+
+std::vector<std::string_view> split(std::string_view text) {
+  std::vector<std::string_view> pieces;
+  for (;;) {
+    const std::size_t end = text.find('|');
+    pieces.push_back(text.substr(0, end));
+    if (end == std::string_view::npos) return pieces;
+    text.remove_prefix(end + 1);
+  }
+}
+
+std::string splitWarning(std::string_view text) {
+  const std::vector<std::string_view> pieces = split(text);
+  std::size_t arriving = 0;
+  for (std::size_t i = 0; i < pieces.size() && i < kFieldsOfLoneBatch; ++i) {
+    arriving += pieces[i].size() >= kTextLengthMin && !isProtocolWord(pieces[i]);
+  }
+  return "\"|\" separates texts: of its " + std::to_string(pieces.size()) + " pieces " +
+         std::to_string(arriving) + " arrive" + (arriving == 1 ? "s" : "") + ", as separate texts";
+}
+
+std::string tooLongWarning(std::string_view text) {
+  return std::to_string(text.size()) + " characters do not fit into one message (at most " +
+         std::to_string(kMessageLengthMax - messageLength(1, 0)) +
+         "): the peer does not take it, and the link is reconnected";
+}
+
+}  // namespace
+
+TextCheck checkText(std::string_view text) {
+  if (text.empty()) return {"an empty text is not sent", true};
+  if (text == kEmptyQueuesCommand) return {"this word empties the link's queues and is not sent", true};
+  if (messageLength(1, text.size()) > kMessageLengthMax) return {tooLongWarning(text), true};
+  if (contains(text, kFrameEnd)) {
+    return {"ETX (code 3) ends the frame early: the peer does not take it, and the link is reconnected",
+            true};
+  }
+  if (contains(text, '|')) return {splitWarning(text), true};
+  if (text.size() < kTextLengthMin) return {"a text of one character is dropped by the peer", false};
+  if (isProtocolWord(text)) {
+    return {"this is a word of the protocol: the peer acts on it and does not hand it to its host", true};
+  }
+  if (contains(text, kFrameStart)) {
+    return {"STX (code 2) begins frames: a peer that begins anew at each does not take it", true};
+  }
+  if (text.starts_with('9'))
+    return {"\"9\" begins the protocol's own words: other peers may not pass it on", false};
+  return {};
+}
+
+}  // namespace quarnex::tool
