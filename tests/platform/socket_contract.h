@@ -1,4 +1,5 @@
-// What every adapter promises: the fixture of the contract suite, and what an adapter brings along to run through it.
+// What every adapter promises: the fixture of the contract suite, and what an adapter brings along to run
+// through it.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -52,8 +53,8 @@ using HarnessFactory = std::unique_ptr<Harness> (*)();
 ///
 ///     INSTANTIATE_TEST_SUITE_P(Simulated, SocketContract, testing::Values(&makeSimulatedHarness));
 ///
-/// The fixture plays the engine's part: it ticks, notes every event as "ClientSocket 1 Close 10054", and attaches each
-/// caller of ServerSocket k to SrvAccept k unless the test takes over.
+/// The fixture plays the engine's part: it ticks, notes every event as "ClientSocket 1 Close 10054", and
+/// attaches each caller of ServerSocket k to SrvAccept k unless the test takes over.
 class SocketContract : public testing::TestWithParam<HarnessFactory>,
                        protected SocketEvents,
                        protected TimerEvents {
@@ -82,10 +83,10 @@ class SocketContract : public testing::TestWithParam<HarnessFactory>,
   bool seen(const std::string& event);
 
   std::unique_ptr<Harness> harness;
-  std::vector<std::string> events;                      // in the order in which they came
-  std::function<void(const std::string&)> onEvent;      // runs inside each event, after it was noted
-  std::function<void(std::int32_t handle)> onCaller;    // in place of the attach to SrvAccept
-  std::function<void()> atTick;                         // runs inside each tick
+  std::vector<std::string> events;                    // in the order in which they came
+  std::function<void(const std::string&)> onEvent;    // runs inside each event, after it was noted
+  std::function<void(std::int32_t handle)> onCaller;  // in place of the attach to SrvAccept
+  std::function<void()> atTick;                       // runs inside each tick
   int ticks = 0;
 
  private:

@@ -1,0 +1,249 @@
+// What only real sockets show: descriptors that run out, what wakes the host, resets after a close.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <net/if.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sched.h>
+#include <sys/ioctl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+
+#include <fstream>
+#include <thread>
+
+#include "platform/posix/error_numbers.h"
+#include "platform/posix/posix_harness.h"
+#include "quarnex/failure.h"
+
+namespace quarnex {
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+INSTANTIATE_TEST_SUITE_P(Posix, SocketContract, testing::Values(&makePosixHarness));
+
+namespace {
+
+class PosixSocketsTest : public SocketContract {
+ protected:
+  PosixHarness& posix() { return static_cast<PosixHarness&>(*harness); }
+  bool readable() {
+    pollfd waited{posix().platform.fd(), POLLIN, 0};
+    return ::poll(&waited, 1, 0) == 1;
+  }
+};
+INSTANTIATE_TEST_SUITE_P(Posix, PosixSocketsTest, testing::Values(&makePosixHarness));
+
+// While it lives the process gets no further descriptor. That includes the sanitizers, which look at an
+// object of a type they have not met yet through a pipe: what a test uses meanwhile it has used before.
+class NoDescriptorsLeft {
+ public:
+  NoDescriptorsLeft() {
+    ::getrlimit(RLIMIT_NOFILE, &before_);
+    const Descriptor next(::dup(0));
+    const rlimit none{static_cast<rlim_t>(next.get()), before_.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &none);
+  }
+  ~NoDescriptorsLeft() { ::setrlimit(RLIMIT_NOFILE, &before_); }
+  NoDescriptorsLeft(const NoDescriptorsLeft&) = delete;
+  NoDescriptorsLeft& operator=(const NoDescriptorsLeft&) = delete;
+
+ private:
+  rlimit before_{};
+};
+
+int openDescriptors() {
+  int count = 0;
+  for (int number = 0; number < 1024; ++number) count += ::fcntl(number, F_GETFD) >= 0 ? 1 : 0;
+  return count;
+}
+
+// Runs `check` in a process of its own whose network holds nothing but the local host. False if that is not
+// allowed.
+bool inNetworkOfItsOwn(const std::function<bool()>& check) {
+  enum Outcome { kPassed, kFailed, kForbidden };
+  const pid_t child = ::fork();
+  if (child == 0) {
+    if (::unshare(CLONE_NEWNET) != 0) ::_exit(kForbidden);
+    ifreq request{};
+    request.ifr_name[0] = 'l';
+    request.ifr_name[1] = 'o';
+    request.ifr_flags = IFF_UP | IFF_RUNNING;
+    if (::ioctl(plainSocket().get(), SIOCSIFFLAGS, &request) != 0) ::_exit(kForbidden);
+    std::ofstream range("/proc/sys/net/ipv4/ip_local_port_range");
+    if (!(range << "30000 30001" << std::flush)) ::_exit(kForbidden);
+    ::_exit(check() ? kPassed : kFailed);
+  }
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) != kFailed);
+  return WIFEXITED(status) && WEXITSTATUS(status) != kForbidden;
+}
+
+TEST_P(PosixSocketsTest, WithoutDescriptorsEveryStartFailsAndNothingElse) {
+  if (QUARNEX_SANITIZED) GTEST_SKIP() << "the sanitizers need descriptors themselves";
+  join();
+  const std::int32_t port = harness->freePort();
+  const NoDescriptorsLeft none;
+  EXPECT_EQ(failureOf([&] { listenOn(port, 2); }), 10024);
+  EXPECT_EQ(failureOf([&] { callTo(port, 2); }), 10024);
+  EXPECT_EQ(failureOf([] { PosixPlatform another; }), 10024);
+  PosixTextFile file;
+  EXPECT_EQ(failureOf([&] { file.create("log.txt"); }), 75);
+  client().send("still here");
+  EXPECT_EQ(takeAll(accepted(), 10), "still here");
+}
+
+TEST_P(PosixSocketsTest, ACallerForWhomThereIsNoDescriptorIsTriedAgainOnceATick) {
+  if (QUARNEX_SANITIZED) GTEST_SKIP() << "the sanitizers need descriptors themselves";
+  join();
+  const auto peer = harness->call(server().localPort());
+  posix().turns = ticks = 0;
+  {
+    const NoDescriptorsLeft none;
+    runTicks(5);
+    EXPECT_LE(posix().turns, 4 * ticks + 10);
+    EXPECT_GE(events.size(), 4U);
+    EXPECT_LE(events.size(), static_cast<std::size_t>(ticks) + 1);
+    EXPECT_THAT(events, testing::Each("ServerSocket 1 Accept 10024"));
+  }
+  EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
+}
+
+TEST_P(PosixSocketsTest, DataWakesNobodyAndEverythingElseDoes) {
+  harness->timer().setPeriod(0);
+  listenOn(harness->freePort());
+  EXPECT_FALSE(readable());
+  const auto peer = harness->call(server().localPort());
+  EXPECT_TRUE(readable());
+  EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
+  while (readable()) posix().platform.turn(0ms);
+  peer->send("data");
+  EXPECT_FALSE(readable());
+  accepted().send("more data");
+  EXPECT_EQ(peer->receive(), "more data");
+  EXPECT_FALSE(readable());
+  peer->close();
+  EXPECT_TRUE(readable());
+  posix().platform.turn(0ms);
+  EXPECT_FALSE(readable());  // until the data has been fetched
+  accepted().fetch();
+  EXPECT_EQ(accepted().receivedText(), "data");
+  EXPECT_TRUE(readable());
+  posix().platform.turn(-1ms);
+  EXPECT_THAT(events, ElementsAre("ServerSocket 1 Accept 0", "SrvAccept 1 Close 0"));
+  harness->timer().setPeriod(1);
+  posix().platform.turn(-1ms);
+  EXPECT_EQ(ticks, 1);
+}
+
+TEST_P(PosixSocketsTest, ALateLoopGetsOneTickAndAStoppedTimerNone) {
+  std::this_thread::sleep_for(20ms);
+  posix().platform.turn(0ms);
+  EXPECT_EQ(ticks, 1);
+  std::this_thread::sleep_for(5ms);
+  harness->timer().setPeriod(0);
+  posix().platform.turn(5ms);
+  EXPECT_EQ(ticks, 1);
+  EXPECT_EQ(failureOf([&] { harness->timer().setPeriod(-1); }), 5);
+}
+
+TEST_P(PosixSocketsTest, AResetThatOurOwnTextProvokedDoesNotOvertakeTheOrderlyClose) {
+  listenOn(harness->freePort());
+  const auto peer = harness->call(server().localPort());
+  EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
+  events.clear();
+  peer->send("last");
+  peer->close();
+  for (int i = 0; i < 3; ++i) {
+    accepted().send("answer that nobody reads");
+    runTicks(1);
+  }
+  EXPECT_THAT(events, IsEmpty());
+  EXPECT_EQ(takeAll(accepted(), 4), "last");
+  EXPECT_TRUE(seen("SrvAccept 1 Close 0"));
+}
+
+TEST_P(PosixSocketsTest, ALinkHoldsAsFewDescriptorsAsItNeedsAndGivesThemBack) {
+  const int before = openDescriptors();
+  join();
+  EXPECT_EQ(openDescriptors(), before + 3);  // listening, accepted, calling
+  for (int number = 3; number < 1024; ++number) {
+    int on = 0;
+    socklen_t size = sizeof on;
+    if (::getsockopt(number, IPPROTO_TCP, TCP_NODELAY, &on, &size) != 0) continue;
+    EXPECT_EQ(on, 1);
+    EXPECT_EQ(::fcntl(number, F_GETFD), FD_CLOEXEC);
+  }
+  callTo(server().localPort(), 2);  // replaces the first
+  EXPECT_TRUE(seen("ClientSocket 1 Close 0"));
+  client(2).close();
+  EXPECT_TRUE(seen("SrvAccept 1 Close 0"));
+  callTo(harness->freePort(), 3);
+  EXPECT_TRUE(seen("ClientSocket 3 Connect 10061"));
+  server().close();
+  EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST_P(PosixSocketsTest, AnAddressThatIsNoneOrNotOursFails) {
+  for (const char* host : {"", "localhost", "1.2.3", "1.2.3.4.5", "::1"}) {
+    client().setRemotePort(harness->freePort());
+    client().setRemoteHost(host);
+    EXPECT_EQ(failureOf([&] { client().connect(); }), 10049) << host;
+  }
+  for (const char* address : {"localhost", "192.0.2.1"}) {
+    server().setLocalAddress(address);
+    EXPECT_EQ(failureOf([&] { listenOn(harness->freePort()); }), 10049) << address;
+  }
+  server().setLocalAddress("127.0.0.1");
+  EXPECT_EQ(failureOf([&] { listenOn(harness->freePort()); }), 0);
+}
+
+TEST_P(PosixSocketsTest, OperationsThatDoNotFitTheStateFail) {
+  join();
+  EXPECT_EQ(failureOf([&] { client().connect(); }), 10056);
+  EXPECT_EQ(failureOf([&] { accepted().listen(); }), 10056);
+  EXPECT_EQ(failureOf([&] { server().connect(); }), 10022);
+  EXPECT_EQ(failureOf([&] { server().send("x"); }), 10057);
+  EXPECT_EQ(failureOf([&] { server().fetch(); }), 10057);
+  EXPECT_EQ(client().state() + accepted().state() + server().state(), 4 + 4 + 2);
+}
+
+// With two local ports to choose from the system soon calls a port from that port itself.
+TEST_P(PosixSocketsTest, ACallThatMeetsItselfIsRefused) {
+  const bool allowed = inNetworkOfItsOwn([&] {
+    for (int i = 0; i < 20; ++i) {
+      events.clear();
+      callTo(30000 + i % 2);
+      if (!seen("ClientSocket 1 Connect 10061") || events.size() != 1) return false;
+    }
+    return failureOf([&] { listenOn(30000); }) == 0;
+  });
+  if (!allowed) GTEST_SKIP() << "needs the right to make a network namespace";
+}
+
+TEST_P(PosixSocketsTest, ANetworkThatCannotBeReachedIsAnEvent) {
+  const bool allowed = inNetworkOfItsOwn([&] {
+    client().setRemoteHost("192.0.2.1");
+    client().setRemotePort(20308);
+    if (failureOf([&] { client().connect(); }) != 0 || !events.empty()) return false;
+    return seen("ClientSocket 1 Connect 10051");
+  });
+  if (!allowed) GTEST_SKIP() << "needs the right to make a network namespace";
+}
+
+TEST(ErrorNumbers, EverySystemErrorHasANumberAndADescription) {
+  EXPECT_EQ(socketErrorNumber(0), 0);
+  for (int error = 1; error < 200; ++error) {
+    const Failure failure = socketFailure(error);
+    EXPECT_EQ(failure.number(), socketErrorNumber(error));
+    EXPECT_TRUE(failure.number() >= 10004 && failure.number() <= 10107) << error;
+    EXPECT_FALSE(failure.description().empty());
+  }
+  EXPECT_EQ(socketErrorNumber(EXDEV), 10107);
+}
+
+}  // namespace
+}  // namespace quarnex

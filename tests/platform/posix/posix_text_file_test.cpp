@@ -1,0 +1,106 @@
+// The text file against real names, real limits and a real full disk.
+#include "platform/posix/posix_text_file.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "platform/socket_contract.h"
+
+namespace quarnex {
+namespace {
+
+class PosixTextFileTest : public testing::Test {
+ protected:
+  PosixTextFileTest() {
+    std::string pattern = testing::TempDir() + "quarnexXXXXXX";
+    folder_ = ::mkdtemp(pattern.data());
+    name = (folder_ / "log.txt").string();
+  }
+  ~PosixTextFileTest() override { std::filesystem::remove_all(folder_); }
+  std::string content() const {
+    std::ostringstream text;
+    text << std::ifstream(name, std::ios::binary).rdbuf();
+    return text.str();
+  }
+
+  std::string name;
+  PosixTextFile file;
+
+ private:
+  std::filesystem::path folder_;
+};
+
+// While it lives no file grows beyond `bytes`; a write that would is cut short there, as on a full disk.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
+    ::getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limit{bytes, before_.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~FileSizeLimit() {
+    ::setrlimit(RLIMIT_FSIZE, &before_);
+    std::signal(SIGXFSZ, handler_);
+  }
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+ private:
+  void (*handler_)(int);
+  rlimit before_{};
+};
+
+TEST_F(PosixTextFileTest, ANameThatCannotBeCreatedFailsWithItsNumber) {
+  const struct {
+    std::string name;
+    int failure;
+  } rows[] = {{std::string("a\0b", 3), 52}, {"", 76},  {"/no/such/folder/x", 76},  {"/dev/null/x", 76},
+              {"/sys/quarnex", 70},         {"/", 75}, {std::string(300, 'n'), 75}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(failureOf([&] { file.create(row.name); }), row.failure) << row.name;
+    file.write("to nowhere\r\n");
+    file.close();
+  }
+}
+
+TEST_F(PosixTextFileTest, LinesReachTheFileAtTheEndOfTheTurnAndAtTheClose) {
+  std::ofstream(name) << "from before";
+  file.create(name);
+  EXPECT_EQ(content(), "");
+  const std::string bytes("\xFF\0 bytes as they are\r\n", 22);
+  file.write(bytes);
+  file.flush();
+  EXPECT_EQ(content(), bytes);
+  file.write("two\r\n");
+  file.close();
+  EXPECT_EQ(content(), bytes + "two\r\n");
+  file.close();
+}
+
+TEST_F(PosixTextFileTest, ALineThatDoesNotFitIsDroppedWholeAndLaterOnesGoOn) {
+  file.create(name);
+  {
+    const FileSizeLimit full(12);
+    for (const char* line : {"one\r\n", "in two\r\nparts\r\n", "two\r\n", "three\r\n", "4\r\n"})
+      file.write(line);
+    file.flush();
+    EXPECT_EQ(content(), "one\r\ntwo\r\n");
+  }
+  file.write("five\r\n");
+  file.flush();
+  EXPECT_EQ(content(), "one\r\ntwo\r\nfive\r\n");
+}
+
+TEST_F(PosixTextFileTest, AFullDeviceDisturbsNobody) {
+  file.create("/dev/full");
+  for (int i = 0; i < 5000; ++i) file.write("a line that goes nowhere\r\n");
+  file.close();
+}
+
+}  // namespace
+}  // namespace quarnex
