@@ -1,0 +1,41 @@
+// Random: the one source of chance in a simulation. Same seed, same numbers, on every compiler and library.
+#pragma once
+
+#include <cstdint>
+
+namespace quarnex::simulated {
+
+/// A splitmix generator: a counter whose bits are mixed. No distribution of the standard library is used,
+/// since those differ from one library to another.
+class Random {
+ public:
+  explicit Random(std::uint64_t seed) : state_(seed) {}
+
+  std::uint64_t next() {
+    state_ += 0x9E3779B97F4A7C15;
+    std::uint64_t mixed = state_;
+    mixed = (mixed ^ (mixed >> 30)) * 0xBF58476D1CE4E5B9;
+    mixed = (mixed ^ (mixed >> 27)) * 0x94D049BB133111EB;
+    return mixed ^ (mixed >> 31);
+  }
+
+  /// 0 to `bound` - 1; 0 for a bound of 0.
+  std::uint64_t below(std::uint32_t bound) { return ((next() >> 32) * bound) >> 32; }
+
+  /// `low` to `high`, both included; they are less than 2^32 apart.
+  std::int64_t between(std::int64_t low, std::int64_t high) {
+    return low + static_cast<std::int64_t>(below(static_cast<std::uint32_t>(high - low + 1)));
+  }
+
+  /// True `perThousand` times in a thousand.
+  bool chance(std::uint32_t perThousand) { return perThousand > 0 && below(1000) < perThousand; }
+
+  /// A generator of its own for one part of the simulation, so that what one part draws does not shift
+  /// another.
+  Random split() { return Random(next()); }
+
+ private:
+  std::uint64_t state_;
+};
+
+}  // namespace quarnex::simulated

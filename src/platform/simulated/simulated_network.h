@@ -1,0 +1,114 @@
+// Network: the ports of all machines, calls to them, and the connections that come of it.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/simulated/connection.h"
+#include "platform/simulated/random.h"
+#include "platform/simulated/virtual_time.h"
+
+namespace quarnex::simulated {
+
+constexpr std::int16_t kAddressInUse = 10048;
+constexpr std::int16_t kConnectionRefused = 10061;
+
+/// A port of a machine. Each machine has its own ports, and each sees itself as 127.0.0.1.
+struct Address {
+  int machine = 1;
+  std::int32_t port = 0;
+  auto operator<=>(const Address&) const = default;
+};
+
+/// How machine `machine` appears to machine `viewer`: "127.0.0.1" to itself, else "10.x.y.z".
+std::string dottedAddress(int machine, int viewer);
+/// The machine that `dotted` means to `viewer`; nothing if it is no address at all.
+std::optional<int> machineAt(std::string_view dotted, int viewer);
+
+/// Receiver of calls to a port.
+class Listener {
+ public:
+  virtual ~Listener() = default;
+  /// A caller has reached the port; its connection stands, and `end` is to be closed by whoever takes it.
+  virtual void onCaller(std::shared_ptr<End> end) = 0;
+};
+
+/// Receiver of the outcome of a call.
+class CallEvents {
+ public:
+  virtual ~CallEvents() = default;
+  virtual void onConnected(std::shared_ptr<End> end) = 0;
+  virtual void onCallFailed(std::int16_t code) = 0;
+};
+
+/// What the network does with a call.
+struct CallFate {
+  std::int16_t code = 0;   ///< fails with this number, without reaching the port; 0 = goes through
+  Milliseconds delay = 0;  ///< that much later than the conditions say
+  bool hangs = false;      ///< never ends
+};
+
+/// A call under way, kept by its caller.
+struct Call {
+  CallEvents* caller = nullptr;
+  Address from;
+  Address to;
+  std::shared_ptr<End> end;  // once the port has been reached
+};
+
+class Network {
+ public:
+  Network(VirtualTime& time, Random random) : time_(time), random_(random) {}
+  Network(const Network&) = delete;
+  Network& operator=(const Network&) = delete;
+
+  VirtualTime& time() const { return time_; }
+
+  /// Calls to `address` reach `listener` until it leaves. Failure 10048 if another has the port.
+  void listen(Address address, Listener& listener);
+  void leave(Address address, const Listener& listener);
+  bool listening(Address address) const { return listeners_.contains(address); }
+  /// A port of `machine` on which nobody listens, another one at each call.
+  std::int32_t freePort(int machine);
+
+  /// Starts a call; its outcome comes later.
+  std::shared_ptr<Call> call(Address from, Address to, CallEvents& caller);
+  /// The caller gives up and hears nothing more of it.
+  static void cancel(Call& call);
+
+  /// Every connection that either owner still holds, the oldest first.
+  std::vector<std::shared_ptr<Connection>> connections();
+  std::uint64_t connectionsMade() const { return connectionsMade_; }
+
+  /// Of new connections: from the caller to the called, and back.
+  Conditions callerConditions;
+  Conditions calledConditions;
+  /// Both directions of new connections alike.
+  void setConditions(const Conditions& both) { callerConditions = calledConditions = both; }
+
+  /// Decides the fate of each call; without it every call goes through.
+  std::function<CallFate(const Call&)> onCall;
+  /// Sees each new connection before anything travels on it, to set its conditions and to tamper with it.
+  std::function<void(Connection&)> onConnection;
+
+ private:
+  void arrive(const std::shared_ptr<Call>& call);
+  void fail(const std::shared_ptr<Call>& call, Milliseconds delay, std::int16_t code);
+  std::shared_ptr<Connection> connect(const Call& call);
+
+  VirtualTime& time_;
+  Random random_;
+  std::map<Address, Listener*> listeners_;
+  std::vector<std::weak_ptr<Connection>> connections_;
+  std::size_t connectionsSweepAt_ = 64;
+  std::uint64_t connectionsMade_ = 0;
+  std::int32_t lastFreePort_ = 49152;
+};
+
+}  // namespace quarnex::simulated

@@ -1,0 +1,168 @@
+#include "platform/simulated/simulated_sockets.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/simulated/simulated_socket.h"
+#include "quarnex/failure.h"
+
+namespace quarnex::simulated {
+namespace {
+
+constexpr std::int16_t kTooManyDescriptors = 10024;
+constexpr Milliseconds kAcceptPause = 200;  // before a caller is tried again for whom there was no descriptor
+
+void tell(SocketEvents& events, SocketArray array, std::int16_t index, EventKind kind, std::int16_t code,
+          std::int32_t handle) {
+  switch (kind) {
+    case EventKind::Connect:
+      return events.onConnect(array, index, code);
+    case EventKind::Close:
+      return events.onClose(array, index, code);
+    case EventKind::Receive:
+      return events.onReceive(array, index, code);
+    case EventKind::Accept:
+      return events.onAccept(array, index, handle, code);
+  }
+}
+
+bool endsUse(EventKind kind, std::int16_t code) {
+  return kind == EventKind::Close || (kind == EventKind::Connect && code != 0);
+}
+
+}  // namespace
+
+SimulatedSockets::~SimulatedSockets() {
+  loop_.time().cancel(delivery_);
+  for (const Event& event : pending_) drop(event);
+}
+
+std::unique_ptr<SocketInstance> SimulatedSockets::create(SocketArray array, std::int16_t index,
+                                                         SocketEvents& events) {
+  auto instance = std::make_unique<SimulatedSocket>(*this, array, index, events);
+  instances_[{array, index}] = instance.get();
+  return instance;
+}
+
+void SimulatedSockets::deliverPending() {
+  while (auto event = takeNext()) deliver(std::move(*event));
+  schedule();
+}
+
+void SimulatedSockets::raise(SocketArray array, std::int16_t index, EventKind kind, std::int16_t code) {
+  const auto found = instances_.find({array, index});
+  if (found == instances_.end()) return;
+  SimulatedSocket& instance = *found->second;
+  if (endsUse(kind, code)) instance.endUse();
+  tell(instance.events_, array, index, kind, code, 0);
+}
+
+End* SimulatedSockets::end(SocketArray array, std::int16_t index) {
+  const auto found = instances_.find({array, index});
+  return found == instances_.end() ? nullptr : found->second->end_.get();
+}
+
+void SimulatedSockets::post(Event event) {
+  event.due = std::max(event.due, loop_.time().now());
+  if (trouble.lateMax > 0) {
+    lastDue_ = std::max(lastDue_, event.due + random_.between(0, trouble.lateMax));
+    event.due = lastDue_;
+  }
+  pending_.push_back(std::move(event));
+  schedule();
+}
+
+// The next turn of the loop at which something is due.
+void SimulatedSockets::schedule() {
+  loop_.time().cancel(delivery_);
+  if (pending_.empty()) return;
+  Milliseconds earliest = pending_.front().due;
+  for (const Event& event : pending_) earliest = std::min(earliest, event.due);
+  delivery_ =
+      loop_.time().at(loop_.turnAt(earliest), [this] { loop_.stalled() ? schedule() : deliverPending(); });
+}
+
+std::optional<SimulatedSockets::Event> SimulatedSockets::takeNext() {
+  std::vector<std::size_t> ready;
+  for (std::size_t i = 0; i < pending_.size() && (ready.empty() || trouble.shuffled); ++i) {
+    if (isReady(i)) ready.push_back(i);
+  }
+  if (ready.empty()) return std::nullopt;
+  const std::size_t chosen =
+      ready[trouble.shuffled ? random_.below(static_cast<std::uint32_t>(ready.size())) : 0];
+  const auto position = pending_.begin() + static_cast<std::ptrdiff_t>(chosen);
+  Event event = std::move(*position);
+  pending_.erase(position);
+  if (random_.chance(trouble.twice)) {
+    Event again{event.instance, event.use, event.kind, event.code, nullptr, event.due, true};
+    pending_.push_front(std::move(again));
+  }
+  return event;
+}
+
+// Due, and the first of its instance: the events of one instance keep their order.
+bool SimulatedSockets::isReady(std::size_t position) const {
+  const auto end = pending_.begin() + static_cast<std::ptrdiff_t>(position);
+  return end->due <= loop_.time().now() && std::none_of(pending_.begin(), end, [&](const Event& earlier) {
+           return earlier.instance == end->instance;
+         });
+}
+
+// Handlers may end the use and even destroy the instance, so it is not looked at after it was told.
+void SimulatedSockets::deliver(Event event) {
+  SimulatedSocket& instance = *event.instance;
+  if (instance.use_ != event.use && !event.hollow) {
+    drop(event);
+    if (!random_.chance(trouble.stale)) return;
+    event.hollow = true;
+  }
+  if (event.kind == EventKind::Accept && !event.hollow) return deliverCaller(std::move(event));
+  if (!event.hollow && event.end) instance.carry(std::move(event.end));
+  if (!event.hollow && endsUse(event.kind, event.code)) instance.endUse();
+  tell(instance.events_, instance.array_, instance.index_, event.kind, event.code, lastHandle_);
+}
+
+// A caller that has vanished raises nothing. One for whom there is no descriptor stays where it is.
+void SimulatedSockets::deliverCaller(Event event) {
+  if (event.end->broken()) return event.end->close();
+  SimulatedSocket& instance = *event.instance;
+  if (descriptors_ >= descriptorsMax) {
+    event.due = loop_.time().now() + kAcceptPause;
+    post(std::move(event));
+    return tell(instance.events_, instance.array_, instance.index_, EventKind::Accept, kTooManyDescriptors,
+                0);
+  }
+  const std::int32_t handle = ++lastHandle_;
+  offered_.emplace(handle, std::move(event.end));
+  tell(instance.events_, instance.array_, instance.index_, EventKind::Accept, 0, handle);
+  const auto left = offered_.extract(handle);
+  if (!left.empty()) left.mapped()->abandon();
+}
+
+// A call that has been answered is hung up; a caller that waits to be accepted meets a reset.
+void SimulatedSockets::drop(const Event& event) {
+  if (!event.end) return;
+  event.kind == EventKind::Connect ? event.end->close() : event.end->reset();
+}
+
+std::shared_ptr<End> SimulatedSockets::takeOffered(std::int32_t handle) {
+  auto offered = offered_.extract(handle);
+  if (offered.empty()) throw Failure(10038, "Socket operation on non-socket");
+  return std::move(offered.mapped());
+}
+
+void SimulatedSockets::requireDescriptor() const {
+  if (descriptors_ >= descriptorsMax) throw Failure(kTooManyDescriptors, "Too many open files");
+}
+
+void SimulatedSockets::forget(SimulatedSocket& instance) {
+  const auto found = instances_.find({instance.array_, instance.index_});
+  if (found != instances_.end() && found->second == &instance) instances_.erase(found);
+  if (receivedBy_ == &instance) receivedBy_ = nullptr;
+  std::erase_if(pending_, [&](const Event& event) {
+    if (event.instance == &instance) drop(event);
+    return event.instance == &instance;
+  });
+}
+
+}  // namespace quarnex::simulated

@@ -1,0 +1,63 @@
+// VirtualTime: the simulation's course of time, a queue of tasks in virtual milliseconds.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+namespace quarnex::simulated {
+
+using Milliseconds = std::int64_t;
+
+/// Time that only passes from one task to the next. Tasks of the same millisecond run in the order in which
+/// they were appointed. A task may run other tasks from inside: that is how one delivery nests in another.
+class VirtualTime {
+ public:
+  /// Names one appointed task; good for `cancel` also when the task has run already.
+  struct Appointment {
+    std::uint32_t slot = 0;
+    std::uint64_t order = 0;  // 0: none
+  };
+
+  /// Since the beginning; never goes back.
+  Milliseconds now() const { return now_; }
+
+  /// Runs `task` at `when`, or as soon as possible if that is past.
+  Appointment at(Milliseconds when, std::function<void()> task);
+  void cancel(Appointment appointment);
+
+  /// Runs the next task if it is due at `latest` or before; false if there is none.
+  bool runNext(Milliseconds latest);
+  /// Runs everything that is due at `latest` or before; then it is `latest`.
+  void runUntil(Milliseconds latest);
+
+  /// Tasks run so far, a measure of the work done.
+  std::uint64_t tasksRun() const { return tasksRun_; }
+
+ private:
+  struct Entry {
+    Milliseconds when;
+    std::uint64_t order;
+    std::uint32_t slot;
+  };
+  struct Slot {
+    std::function<void()> task;
+    std::uint64_t order = 0;  // of the task that it holds, 0 = free
+  };
+
+  static bool later(const Entry& left, const Entry& right) {
+    return left.when != right.when ? left.when > right.when : left.order > right.order;
+  }
+  std::uint32_t takeSlot();
+  void freeSlot(std::uint32_t slot);
+
+  Milliseconds now_ = 0;
+  std::uint64_t lastOrder_ = 0;
+  std::uint64_t tasksRun_ = 0;
+  std::vector<Entry> heap_;  // the earliest in front; entries of cancelled tasks stay until they come up
+  std::vector<Slot> slots_;
+  std::vector<std::uint32_t> freeSlots_;
+};
+
+}  // namespace quarnex::simulated
