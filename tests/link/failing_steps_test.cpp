@@ -1,0 +1,158 @@
+// Every operation of the listen and call sequences fails in turn: what is traced, what the host is told, and
+// that the next attempt comes.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <tuple>
+
+#include "link/tick.h"
+#include "support/stub_host.h"
+
+namespace quarnex::test {
+namespace {
+
+struct Step {
+  const char* operation;
+  bool endpointReadable;  // otherwise the reports that need it are left out
+};
+
+const Step kListenSteps[] = {
+    {"close SrvAccept", true},     {"close ServerSocket", true},   {"prepareA ServerSocket", true},
+    {"listen ServerSocket", true}, {"state ServerSocket", true},   {"statusText ServerSocket", true},
+    {"state SrvAccept", true},     {"statusText SrvAccept", true}, {"localPort ServerSocket", false}};
+const Step kCallSteps[] = {{"close ClientSocket", true},       {"prepareA ClientSocket", true},
+                           {"prepareB ClientSocket", true},    {"connect ClientSocket", true},
+                           {"state ClientSocket", true},       {"statusText ClientSocket", true},
+                           {"remotePort ClientSocket", false}, {"remoteHost ClientSocket", false}};
+
+class FailingSteps : public testing::TestWithParam<std::tuple<bool, std::int32_t>> {};
+
+TEST_P(FailingSteps, FailTheAttemptAndLeaveTheNextOne) {
+  const auto [client, number] = GetParam();
+  const bool noticed = number >= -32768 && number <= 32767;  // a notice carries 16 bits only
+  const std::string failure = std::to_string(number) + " boom";
+  for (const Step& step : client ? std::span<const Step>(kCallSteps) : std::span<const Step>(kListenSteps)) {
+    SCOPED_TRACE(step.operation);
+    StubHost host;
+    host.addOpen(client);
+    host.failing.insert({step.operation, Failure(number, "boom")});
+    host.tickAfter(11);
+    const auto lines = host.happened();
+    const std::string notice = std::string("ETH 05 MIRTAN ERROR CODE :") + std::to_string(number) +
+                               " Errore " + (client ? "CHIAMO" : "ASCOLTO") + " ETH 05 MIRTAN:boom";
+    EXPECT_EQ(std::ranges::count(lines, notice), noticed ? 1 : 0);
+    EXPECT_EQ(std::ranges::count(lines, "NON RISPONDE ETH 05 MIRTAN"), 1);
+    const auto items = host.inbound(1);
+    ASSERT_EQ(items.size(), step.endpointReadable ? 2U : 1U);
+    EXPECT_EQ(items[0], "702");
+    const std::string endpoint = client ? "127.0.0.1:20308 Connect " : "0.0.0.0:20308 Listen ";
+    if (step.endpointReadable) {
+      EXPECT_EQ(items[1], "991 " + endpoint + failure);
+    }
+    EXPECT_EQ(host.record(1).ContaNonRisponde, 1);
+    EXPECT_TRUE(host.record(1).Attivo);
+
+    host.failing.clear();
+    host.tickAfter(10);
+    EXPECT_EQ(std::ranges::count(host.happened(), client ? "connect ClientSocket" : "listen ServerSocket"),
+              0);
+    host.tickAfter(1);
+    EXPECT_EQ(std::ranges::count(host.happened(), client ? "connect ClientSocket" : "listen ServerSocket"),
+              1);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Roles, FailingSteps,
+                         testing::Combine(testing::Bool(), testing::Values(10055, -7, 70'000, 340)));
+
+TEST(FailingCloses, StopNeitherTheReconnectionNorTheCloseForGood) {
+  for (const bool client : {true, false}) {
+    SCOPED_TRACE(client);
+    StubHost host;
+    host.addConnected(client);
+    for (const char* name : {"close ClientSocket", "close ServerSocket", "close SrvAccept"}) {
+      host.failing.insert({name, Failure(10038, "boom")});
+    }
+    host.receive(1, "0000052|9K|9.|");  // the peer's request reconnects without counting a failure
+    EXPECT_THAT(host.inbound(1), testing::ElementsAre("702"));
+    EXPECT_EQ(host.record(1).ContaNonRisponde, 0);
+    host.quarn.Chiudi(1);
+    EXPECT_THAT(host.inbound(1),
+                testing::ElementsAre("702", std::string("993 ") + (client ? "127.0.0.1" : "127.0.0.1") +
+                                                ":20308 Chiuso/disattivato socket " +
+                                                (client ? "client " : "server ")));
+    EXPECT_EQ(host.quarn.ProntoPerUscire(), -1);
+    EXPECT_EQ(host.quarn.snapshot(1).phase, LinkPhase::Closed);
+  }
+}
+
+TEST(Shutdown, AsksTheConnectedPeerAndEndsWithItsClose) {
+  for (const bool client : {true, false}) {
+    SCOPED_TRACE(client);
+    StubHost host;
+    host.addConnected(client);
+    host.quarn.Uscita();
+    host.quarn.Uscita();
+    EXPECT_EQ(host.record(1).CodaInvio.Count, 2);  // one more "9K" at each call
+    EXPECT_EQ(host.quarn.ProntoPerUscire(), 0);
+    host.events().onClose(client ? SocketArray::ClientSocket : SocketArray::SrvAccept, 1, 0);
+    const auto items = host.inbound(1);
+    EXPECT_THAT(items, testing::ElementsAre("702", "702",
+                                            testing::HasSubstr("993 127.0.0.1:20308 Chiuso/disattivato")));
+    EXPECT_EQ(host.quarn.ProntoPerUscire(), -1);
+  }
+}
+
+TEST(Shutdown, LeavesAReconnectedLinkInactive) {
+  StubHost host;
+  host.addConnected(true);
+  host.quarn.Uscita();
+  host.failing.insert({"send ClientSocket", Failure(10057, "boom")});
+  host.tickAfter(1);
+  EXPECT_THAT(host.inbound(1), testing::ElementsAre("702", "991 127.0.0.1:20308 Send 10057 boom"));
+  EXPECT_FALSE(host.record(1).Attivo);
+  EXPECT_EQ(host.quarn.ProntoPerUscire(), -1);
+}
+
+TEST(Guard, TracesAFailureThatEscapesAStepAndServesTheLinkAgain) {
+  StubHost host;
+  host.addOpen(true);
+  const Passo steps[] = {[](Library&, ConnectionRecord&) { throw Failure(13, "Type mismatch"); },
+                         [](Library&, ConnectionRecord&) { throw Failure(70'000, "too long"); }};
+  for (const Passo step : steps) {
+    Handler(host.library, host.record(1), step);
+    EXPECT_EQ(host.record(1).InEsecuzione, kHandlerFree);
+  }
+  EXPECT_THAT(host.happened(), testing::ElementsAre("P:Errore: 13 error QUARN Handler"));
+  host.record(1).InEsecuzione = kHandlerRunning;
+  Handler(host.library, host.record(1), steps[0]);
+  EXPECT_THAT(host.happened(), testing::IsEmpty());
+}
+
+TEST(Snapshot, TellsThePhases) {
+  StubHost host;
+  const std::int16_t link = host.quarn.Add("MIRTAN", 5, false, true);
+  const auto phase = [&] { return std::string(nameOf(host.quarn.snapshot(link).phase)); };
+  EXPECT_EQ(phase(), "closed");
+  EXPECT_EQ(host.quarn.snapshot(link).why, "not opened");
+  host.quarn.Apri(link);
+  EXPECT_EQ(phase(), "waiting");
+  EXPECT_EQ(host.quarn.snapshot(link).why,
+            "down since 08:39:21: not connected yet; listens again at 08:39:32");
+  host.tickAfter(11);
+  EXPECT_EQ(phase(), "listening");
+  host.events().onAccept(SocketArray::ServerSocket, 1, 9, 0);
+  EXPECT_EQ(host.quarn.snapshot(link).why, "connected to 127.0.0.1:20308 since 08:39:32");
+  host.events().onClose(SocketArray::SrvAccept, 1, 10054);
+  host.happened();
+  EXPECT_EQ(host.quarn.snapshot(link).why,
+            "down since 08:39:32: error 10054, the connection was reset by the peer (while connected, at "
+            "08:39:32); "
+            "listens again at 08:39:43");
+  EXPECT_THAT(host.happened(), testing::IsEmpty());
+}
+
+}  // namespace
+}  // namespace quarnex::test
