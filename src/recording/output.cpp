@@ -1,5 +1,7 @@
 #include "recording/output.h"
 
+#include <initializer_list>
+
 #include "recording/text_codes.h"
 
 namespace quarnex::recording {
@@ -12,8 +14,14 @@ std::string jsonOf(const Value& value) {
   return "null";
 }
 
+std::string joined(std::initializer_list<std::string_view> pieces) {
+  std::string text;
+  for (const std::string_view piece : pieces) text += piece;
+  return text;
+}
+
 std::string onSocket(const SocketId& socket) {
-  return ",\"socket\":" + quoted(nameOf(socket.array)) + ",\"index\":" + std::to_string(socket.index);
+  return joined({",\"socket\":\"", nameOf(socket.array), "\",\"index\":", std::to_string(socket.index)});
 }
 
 std::string_view argumentKey(Operation operation) {
@@ -48,28 +56,27 @@ bool matches(const Line& line, const Failure& failure) {
 }
 
 std::string lineOf(const Traced& output) {
-  return "{\"trace\":" + std::to_string(output.link) + ",\"text\":" + quoted(output.text) + "}";
+  return joined({"{\"trace\":", std::to_string(output.link), ",\"text\":", quoted(output.text), "}"});
 }
 
 std::string lineOf(const Performed& output) {
   const OperationShape& shape = shapeOf(output.operation);
   const std::string socket = shape.onSocket ? onSocket(output.socket) : "";
-  if (output.operation == Operation::Send) return "{\"sent\":" + quoted(output.text) + socket + "}";
-  std::string line = "{\"did\":" + quoted(shape.name) + socket;
-  if (shape.argument != ValueKind::None) {
-    line += "," + quoted(argumentKey(output.operation)) + ":";
-    line += shape.argument == ValueKind::Integer ? std::to_string(output.number) : quoted(output.text);
-  }
-  return line + "}";
+  if (output.operation == Operation::Send) return joined({"{\"sent\":", quoted(output.text), socket, "}"});
+  if (shape.argument == ValueKind::None) return joined({"{\"did\":\"", shape.name, "\"", socket, "}"});
+  const std::string argument =
+      shape.argument == ValueKind::Integer ? std::to_string(output.number) : quoted(output.text);
+  return joined(
+      {"{\"did\":\"", shape.name, "\"", socket, ",\"", argumentKey(output.operation), "\":", argument, "}"});
 }
 
 std::string lineOf(const Value& result) {
-  return "{\"result\":" + jsonOf(result) + "}";
+  return joined({"{\"result\":", jsonOf(result), "}"});
 }
 
 std::string lineOf(const Failure& failure) {
-  return "{\"failure\":" + std::to_string(failure.number()) +
-         ",\"description\":" + quoted(failure.description()) + "}";
+  return joined({"{\"failure\":", std::to_string(failure.number()),
+                 ",\"description\":", quoted(failure.description()), "}"});
 }
 
 }  // namespace quarnex::recording

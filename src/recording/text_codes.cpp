@@ -5,11 +5,31 @@
 namespace quarnex::recording {
 namespace {
 
-constexpr unsigned char kFirstLead = 0xC2;  // leads the codes 0x80 to 0xBF
-constexpr unsigned char kLastLead = 0xC3;   // leads the codes 0xC0 to 0xFF
+// UTF-8 writes the codes 0x80 to 0xFF as two bytes: a lead, then a continuation (binary 10 and six bits).
+constexpr unsigned char kFirstLead = 0xC2;
+constexpr unsigned char kLastLead = 0xC3;
 
 bool isAscii(char character) {
   return static_cast<unsigned char>(character) < 0x80;
+}
+bool continues(char byte) {
+  return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
+}
+bool isControl(unsigned char code) {
+  return code < 0x20 || (code >= 0x7F && code < 0xA0);
+}
+
+void appendEscape(std::string& text, unsigned char code) {
+  constexpr char digits[] = "0123456789abcdef";
+  text += {'\\', 'u', '0', '0', digits[code >> 4], digits[code & 0xF]};
+}
+
+void appendUtf8(std::string& text, unsigned char code) {
+  if (code < 0x80) {
+    text += static_cast<char>(code);
+  } else {
+    text += {static_cast<char>(0xC0 | code >> 6), static_cast<char>(0x80 | (code & 0x3F))};
+  }
 }
 
 }  // namespace
@@ -31,20 +51,47 @@ bool toBytes(std::string& text) {
   return true;
 }
 
-std::string quoted(std::string_view bytes) {
-  constexpr char digits[] = "0123456789abcdef";
-  std::string text = "\"";
+std::string escaped(std::string_view bytes) {
+  std::string text;
   for (const char byte : bytes) {
     const auto code = static_cast<unsigned char>(byte);
-    if (code == '"' || code == '\\') {
-      text += {'\\', byte};
-    } else if (code >= 0x20 && code <= 0x7E) {
-      text += byte;
+    if (code == '"' || code == '\\') text += '\\';
+    if (isControl(code)) {
+      appendEscape(text, code);
     } else {
-      text += {'\\', 'u', '0', '0', digits[code >> 4], digits[code & 0xF]};
+      appendUtf8(text, code);
     }
   }
-  return text += '"';
+  return text;
+}
+
+std::string quoted(std::string_view bytes) {
+  std::string text = "\"";
+  text += escaped(bytes);
+  text += '"';
+  return text;
+}
+
+std::string terminalSafe(std::string_view line) {
+  std::string text;
+  for (std::size_t at = 0; at < line.size(); ++at) {
+    const auto byte = static_cast<unsigned char>(line[at]);
+    const bool pair = byte == kFirstLead && at + 1 < line.size();
+    const auto code = pair ? static_cast<unsigned char>(line[at + 1]) : byte;
+    if (isControl(code) && (pair || byte < 0x80)) {
+      appendEscape(text, code);
+      at += pair ? 1 : 0;
+    } else {
+      text += line[at];
+    }
+  }
+  return text;
+}
+
+std::string_view shortened(std::string_view text, std::size_t most) {
+  if (text.size() <= most) return text;
+  while (most > 0 && continues(text[most])) --most;
+  return text.substr(0, most);
 }
 
 }  // namespace quarnex::recording

@@ -1,4 +1,4 @@
-// Texts of a recording and their bytes: one character of code 0 to 255 is one byte.
+// Texts of a recording and their bytes (one character of code 0 to 255 is one byte), and how they are shown.
 #pragma once
 
 #include <string>
@@ -10,7 +10,16 @@ namespace quarnex::recording {
 /// text is then of no use any more.
 [[nodiscard]] bool toBytes(std::string& text);
 
-/// `bytes` as a JSON string with its quotes, in plain ASCII: everything else is written \u00xx.
+/// `bytes` as the inside of a JSON string, UTF-8; control characters, quotes and backslashes are escaped.
+std::string escaped(std::string_view bytes);
+
+/// The same with its quotes.
 std::string quoted(std::string_view bytes);
+
+/// A line of JSON, fit for a terminal: control characters that JSON lets stand are escaped.
+std::string terminalSafe(std::string_view line);
+
+/// The first `most` bytes of UTF-8 `text`, or a few less, so that no character is cut.
+std::string_view shortened(std::string_view text, std::size_t most);
 
 }  // namespace quarnex::recording
