@@ -1,0 +1,41 @@
+// The process's own library: one for all instances, turned by HostLoop, its log written by the end of a turn.
+#include <gmock/gmock.h>
+#include <poll.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "quarnex/host_loop.h"
+#include "quarnex/quarn_socket.h"
+
+namespace quarnex {
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(ProcessLibrary, OneServesEveryInstanceAndTheLoopWritesItsLog) {
+  std::string folder = testing::TempDir() + "quarnexXXXXXX";
+  ASSERT_NE(::mkdtemp(folder.data()), nullptr);
+  QuarnSocket quarn;
+  HostLoop loop;
+  EXPECT_EQ(&quarn.library(), &QuarnSocket().library());
+  quarn.Init(folder + "/");
+  quarn.AttivaLog();
+  EXPECT_GT(quarn.Add("LOCAL", 7, true, false), 0);
+  loop.turn(0ms);
+  const auto log = std::filesystem::directory_iterator(folder)->path();
+  EXPECT_THAT((std::ostringstream() << std::ifstream(log).rdbuf()).str(), testing::HasSubstr(" : 7 LOCAL"));
+  quarn.DisattivaLog(0);
+
+  const auto link = quarn.Add("MIRTAN", 5, true, true);
+  quarn.Apri(link);
+  pollfd waited{loop.fd(), POLLIN, 0};
+  EXPECT_EQ(::poll(&waited, 1, 10'000), 1);  // the first tick
+  loop.turn(-1ms);
+  quarn.Chiudi(link);
+  std::filesystem::remove_all(folder);
+}
+
+}  // namespace
+}  // namespace quarnex
