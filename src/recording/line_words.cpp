@@ -16,7 +16,7 @@ std::string brief(std::string_view bytes, std::string (*written)(std::string_vie
 }
 
 std::string inQuotes(std::string_view bytes) {
-  return brief(bytes, quoted);
+  return brief(bytes, jsonString);
 }
 
 std::string wordsFor(const Value& value) {

@@ -10,7 +10,7 @@ namespace {
 std::string jsonOf(const Value& value) {
   if (const auto* number = std::get_if<std::int16_t>(&value)) return std::to_string(*number);
   if (const auto* truth = std::get_if<bool>(&value)) return *truth ? "true" : "false";
-  if (const auto* text = std::get_if<std::string>(&value)) return quoted(*text);
+  if (const auto* text = std::get_if<std::string>(&value)) return jsonString(*text);
   return "null";
 }
 
@@ -56,16 +56,17 @@ bool matches(const Line& line, const Failure& failure) {
 }
 
 std::string lineOf(const Traced& output) {
-  return joined({"{\"trace\":", std::to_string(output.link), ",\"text\":", quoted(output.text), "}"});
+  return joined({"{\"trace\":", std::to_string(output.link), ",\"text\":", jsonString(output.text), "}"});
 }
 
 std::string lineOf(const Performed& output) {
   const OperationShape& shape = shapeOf(output.operation);
   const std::string socket = shape.onSocket ? onSocket(output.socket) : "";
-  if (output.operation == Operation::Send) return joined({"{\"sent\":", quoted(output.text), socket, "}"});
+  if (output.operation == Operation::Send)
+    return joined({"{\"sent\":", jsonString(output.text), socket, "}"});
   if (shape.argument == ValueKind::None) return joined({"{\"did\":\"", shape.name, "\"", socket, "}"});
   const std::string argument =
-      shape.argument == ValueKind::Integer ? std::to_string(output.number) : quoted(output.text);
+      shape.argument == ValueKind::Integer ? std::to_string(output.number) : jsonString(output.text);
   return joined(
       {"{\"did\":\"", shape.name, "\"", socket, ",\"", argumentKey(output.operation), "\":", argument, "}"});
 }
@@ -76,7 +77,7 @@ std::string lineOf(const Value& result) {
 
 std::string lineOf(const Failure& failure) {
   return joined({"{\"failure\":", std::to_string(failure.number()),
-                 ",\"description\":", quoted(failure.description()), "}"});
+                 ",\"description\":", jsonString(failure.description()), "}"});
 }
 
 }  // namespace quarnex::recording

@@ -65,7 +65,7 @@ std::string escaped(std::string_view bytes) {
   return text;
 }
 
-std::string quoted(std::string_view bytes) {
+std::string jsonString(std::string_view bytes) {
   std::string text = "\"";
   text += escaped(bytes);
   text += '"';

@@ -14,7 +14,7 @@ namespace quarnex::recording {
 std::string escaped(std::string_view bytes);
 
 /// The same with its quotes.
-std::string quoted(std::string_view bytes);
+std::string jsonString(std::string_view bytes);
 
 /// A line of JSON, fit for a terminal: control characters that JSON lets stand are escaped.
 std::string terminalSafe(std::string_view line);
