@@ -33,10 +33,8 @@ void Console::say(std::string_view words) {
 }
 
 void Console::say(std::string_view timeOfDay, std::string_view words) {
-  const std::string shown = progress_;
   showProgress("");
   write(std::string(timeOfDay) + ' ' + printable(words) + '\n');
-  showProgress(shown);
 }
 
 void Console::showProgress(const std::string& words) {

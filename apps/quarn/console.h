@@ -21,8 +21,8 @@ class Console {
   /// The same with a time of day of its own ("14:20:05").
   void say(std::string_view timeOfDay, std::string_view words);
 
-  /// Shows `words` as the last line of the terminal, in place of what was shown there; "" shows nothing. Does
-  /// nothing where standard error is no terminal.
+  /// Shows `words` as the last line of the terminal, until it is shown anew or something is said; "" shows
+  /// nothing. Does nothing where standard error is no terminal.
   void showProgress(const std::string& words);
 
  private:

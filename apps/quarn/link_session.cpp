@@ -34,7 +34,6 @@ void LinkSession::open() {
 
 bool LinkSession::run() {
   while (stage_ != Stage::Ended) step();
-  console_.showProgress("");
   console_.say(summary());
   quarn_.DisattivaLog(index_);
   output_.flush();
@@ -54,7 +53,7 @@ void LinkSession::step() {
   if (stage_ == Stage::Open) lines_.takeLines();
   lines_.advance(quarn_, link);
   advanceStage();
-  console_.showProgress(progress(link));
+  console_.showProgress(stage_ == Stage::Ended ? "" : progress(link));
 }
 
 void LinkSession::takeItems(const LinkSnapshot& link) {
@@ -100,6 +99,7 @@ void LinkSession::checkStreams() {
 
 void LinkSession::advanceStage() {
   if (stage_ == Stage::Open && (lines_.inputTaken() || interrupted() || output_.broken())) {
+    if (interrupted()) console_.say("closing; once more ends it at once");
     stage_ = Stage::Draining;
     restartPatience();
   }
@@ -152,7 +152,7 @@ std::string LinkSession::progress(const LinkSnapshot& link) const {
 }
 
 std::string LinkSession::summary() const {
-  std::string words = closed_ ? "closed: " : "ended: ";
+  std::string words = closed_ ? "done: " : "not done: ";
   words += counted(lines_.acknowledged(), "line") + " acknowledged, ";
   if (lines_.lost() > 0) words += counted(lines_.lost(), "line") + " lost, ";
   return words + counted(received_, "text") + " received";

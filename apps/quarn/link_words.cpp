@@ -16,6 +16,11 @@ std::string endpointAndReason(const std::string& detail) {
   return detail.substr(0, blank) + ", " + RagioneInParole(detail.substr(blank + 1));
 }
 
+// The notice that the host's own close gives.
+bool isClosing(const std::string& detail) {
+  return detail.find(" Chiuso/disattivato socket ") != std::string::npos;
+}
+
 std::string seconds(const LinkSnapshot& link, std::int64_t now) {
   const std::int64_t left = *link.deadline + 1 - now;
   return std::to_string(std::max<std::int64_t>(left, 0)) + " s";
@@ -38,7 +43,7 @@ std::string reportInWords(const EventReport& report) {
     case kFailureEndedReport:
       return "failure over";
     case kErrorNoticeReport:
-      return "notice: " + endpointAndReason(report.detail);
+      return isClosing(report.detail) ? "closed" : "error: " + endpointAndReason(report.detail);
     default:
       return "report " + std::to_string(report.code) + ": " + report.detail;
   }

@@ -2,12 +2,14 @@
 #include <CLI/CLI.hpp>
 #include <exception>
 #include <iostream>
+#include <string>
 
 #include "quarn/call_command.h"
 #include "quarn/completion_command.h"
 #include "quarn/listen_command.h"
 #include "quarn/ports_command.h"
 #include "quarn/process_setup.h"
+#include "quarn/replay_command.h"
 #include "quarn/rpc_command.h"
 
 namespace quarnex::tool {
@@ -15,10 +17,17 @@ namespace {
 
 constexpr int kWrongUsage = 2;
 
+std::string usageError(const CLI::App* app, const CLI::Error& error) {
+  std::string command = "quarn";
+  for (const CLI::App* parsed : app->get_subcommands()) command += ' ' + parsed->get_name();
+  return command + ": " + error.what() + "\n" + command + " --help tells more.\n";
+}
+
 int run(int argc, const char* const* argv) {
   CLI::App app{"Keeps TCP links with Quarn peers and exchanges texts with them.", "quarn"};
   int exitStatus = 0;
   app.set_version_flag("--version", "quarn " QUARNEX_VERSION);
+  app.failure_message(usageError);
   app.require_subcommand(1);
   app.footer(
       "quarn COMMAND --help tells more. In two terminals:\n"
@@ -28,6 +37,7 @@ int run(int argc, const char* const* argv) {
   addCallCommand(app, exitStatus);
   addRpcCommand(app, exitStatus);
   addPortsCommand(app, exitStatus);
+  addReplayCommand(app, exitStatus);
   addCompletionCommand(app, exitStatus);
   try {
     app.parse(argc, argv);

@@ -41,7 +41,7 @@ std::string response(const Json* id, const std::string& member) {
 
 std::string errorResponse(const Json* id, const RpcError& error) {
   return response(id, R"("error":{"code":)" + std::to_string(error.code) + R"(,"message":)" +
-                          recording::quoted(error.message) + '}');
+                          recording::jsonString(error.message) + '}');
 }
 
 const Method& methodOf(const Json& request) {
@@ -117,7 +117,7 @@ std::vector<Value> parametersOf(Json& request, const Method& method) {
 std::string toJson(const Value& value) {
   if (const auto* integer = std::get_if<std::int16_t>(&value)) return std::to_string(*integer);
   if (const auto* boolean = std::get_if<bool>(&value)) return *boolean ? "true" : "false";
-  if (const auto* text = std::get_if<std::string>(&value)) return recording::quoted(*text);
+  if (const auto* text = std::get_if<std::string>(&value)) return recording::jsonString(*text);
   return "null";
 }
 

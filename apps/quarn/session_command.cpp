@@ -44,7 +44,7 @@ void defineSession(CLI::App& command, bool client, int& exitStatus) {
                   "at the end, patience in seconds for the next acknowledgement and for the close")
       ->type_name("SECONDS")
       ->capture_default_str()
-      ->check(CLI::Range(0, kWaitSecondsMax));
+      ->check(CLI::Range(0, kWaitSecondsMax).description(""));
   command.add_option("--log", options->logPrefix, "keep a log; its file name begins with PREFIX")
       ->type_name("PREFIX");
   command.add_flag("--trace", options->trace, "show the link's trace on standard error");

@@ -43,8 +43,8 @@ std::string splitWarning(std::string_view text) {
   for (std::size_t i = 0; i < pieces.size() && i < kFieldsOfLoneBatch; ++i) {
     arriving += pieces[i].size() >= kTextLengthMin && !isProtocolWord(pieces[i]);
   }
-  return "\"|\" separates texts: of its " + std::to_string(pieces.size()) + " pieces " +
-         std::to_string(arriving) + " arrive" + (arriving == 1 ? "s" : "") + ", as separate texts";
+  return "\"|\" separates texts: " + (arriving == 0 ? "none" : std::to_string(arriving)) + " of its " +
+         std::to_string(pieces.size()) + " pieces arrive" + (arriving > 1 ? ", as separate texts" : "");
 }
 
 std::string tooLongWarning(std::string_view text) {

@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that are missing: those that build the project and its tests, and with "check" also
+# those that check it.
+set -euo pipefail
+
+packages=(cmake ninja-build g++ libcli11-dev nlohmann-json3-dev libgtest-dev libgmock-dev)
+if [[ ${1:-} == check ]]; then
+    packages+=(clang clang-format clang-tidy libbenchmark-dev python3 shellcheck git)
+fi
+
+if ! command -v apt-get >/dev/null; then
+    echo "No apt-get here: please install the equivalents of these Debian packages yourself, where they are missing:"
+    echo "  ${packages[*]}"
+    exit 0
+fi
+
+missing=()
+for package in "${packages[@]}"; do
+    status=$(dpkg-query --show --showformat='${db:Status-Status}' "$package" 2>/dev/null || true)
+    [[ $status == installed ]] || missing+=("$package")
+done
+[[ ${#missing[@]} -gt 0 ]] || exit 0
+
+as_root=()
+if [[ $(id -u) -ne 0 ]]; then
+    if ! command -v sudo >/dev/null; then
+        echo "Missing: ${missing[*]}. Please run as root: apt-get install ${missing[*]}" >&2
+        exit 1
+    fi
+    as_root=(sudo)
+fi
+echo "Installing ${missing[*]}"
+"${as_root[@]}" apt-get update -qq
+"${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"

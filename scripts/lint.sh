@@ -1,0 +1,7 @@
+#!/usr/bin/env bash
+# Runs clang-tidy over the sources, or over those whose path matches the argument: scripts/lint.sh src/exchange
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/install_packages.sh check
+cmake --preset debug >/dev/null
+exec run-clang-tidy -quiet -p build/debug -j "$(nproc)" "$PWD/(${1:-src|apps|tests|bench})/.*"

@@ -1,0 +1,51 @@
+#!/usr/bin/env bash
+# Builds the project with and without the sanitizers and runs every test with both; checks the other compiler's
+# warnings, the format and the scripts. Prints the totals; exit status 0 only if all is well.
+# shellcheck disable=SC2317 # the functions are called through "check"
+set -uo pipefail
+cd "$(dirname "$0")/.." || exit 1
+jobs=$(nproc)
+results=()
+failed=0
+
+# check NAME COMMAND...: runs the command and keeps the outcome for the summary.
+check() {
+    local name=$1 start=$SECONDS outcome=ok
+    shift
+    printf '\n== %s\n' "$name"
+    "$@" || { outcome=FAILED; failed=1; }
+    results+=("$(printf '%-34s %-7s %4d s' "$name" "$outcome" $((SECONDS - start)))")
+}
+
+build() {
+    cmake --preset "$1" -DQUARNEX_TESTS=ON && cmake --build --preset "$1" -j "$jobs"
+}
+
+run_tests() {
+    local log="build/$1/test.log" status
+    ctest --preset "$1" -j "$jobs" | tee "$log"
+    status=${PIPESTATUS[0]}
+    results+=("  $1: $(grep -E 'tests passed' "$log" || echo 'no tests were run')")
+    return "$status"
+}
+
+build_with_clang() {
+    cmake --preset debug -B build/clang -DCMAKE_CXX_COMPILER=clang++ && cmake --build build/clang -j "$jobs"
+}
+
+check_format() {
+    git ls-files -z '*.cpp' '*.h' | xargs -0 clang-format --dry-run --Werror
+}
+
+scripts/install_packages.sh check || exit 1
+check "format" check_format
+check "scripts" shellcheck scripts/*.sh .ci/run
+for preset in release asan; do
+    check "build: $preset" build "$preset"
+    check "tests: $preset" run_tests "$preset"
+done
+check "build: clang++, warnings are errors" build_with_clang
+
+printf '\n== Summary\n'
+printf '%s\n' "${results[@]}"
+exit "$failed"

@@ -1,0 +1,156 @@
+"""What the tool makes of its command line, its requests and its lines; nothing here waits for a link."""
+
+import json
+import subprocess
+import unittest
+
+from peer import IDENTIFIERS
+from tool import QUARN, run
+
+DEEP = 1_000_000
+
+
+def request(method, params=None, **members):
+    body = {"jsonrpc": "2.0", "id": 1, "method": method, **members}
+    return json.dumps(body if params is None else {**body, "params": params})
+
+
+class Requests(unittest.TestCase):
+    ROWS = [  # line, error code or result
+        ("", -32700),
+        ("no JSON", -32700),
+        ('{"jsonrpc":"2.0","id":1,"method":"Uscita"', -32700),
+        ('"\xff"', -32700),
+        ("[" * DEEP, -32700),
+        ("[" * DEEP + "]" * DEEP, -32600),
+        ("[" + request("Uscita") + "]", -32600),
+        ("1", -32600),
+        ("{}", -32600),
+        ('{"id":1,"method":"Uscita"}', -32600),
+        (request(5), -32600),
+        (request("Uscita", id=[1]), -32600),
+        (request("uscita"), -32601),
+        (request("Init", ["a", "b"]), -32602),
+        (request("Init"), -32602),
+        (request("Init", {"s": "a"}), -32602),
+        (request("Init", ["\u0100"]), -32602),
+        ('{"jsonrpc":"2.0","id":1,"method":"Init","params":[' + '{"a":' * DEEP + "1" + "}" * DEEP + "]}", -32602),
+        (request("Connesso", [32768]), -32602),
+        (request("Connesso", [-32769]), -32602),
+        (request("Connesso", [2**64 - 1]), -32602),
+        (request("Connesso", [1.0]), -32602),
+        (request("Connesso", [True]), -32602),
+        (request("Add", ["T", 5, 1, True]), -32602),
+        (request("Connesso", [-32768]), True),
+        (request("Init", ["/no/such/place/"]), None),
+        (request("AttivaLog"), 76),
+        (request("Add", ["T" * 3_000_000, 5, True, True]), 1),
+        (request("Add", ["\u00ff\u0000", 5, True, False]), 2),
+        (request("MessaggioArrivato", [1]), False),
+        (request("GetMessaggioArrivato", [0]), ""),
+        (request("ProntoPerUscire", []), -1),
+    ]
+
+    def test_each_line_gets_its_answer(self):
+        lines = "\n".join(line for line, _ in self.ROWS)  # the last one without its end
+        result = run("rpc", text=lines.encode("latin-1"))
+        answers = [json.loads(line) for line in result.stdout.splitlines()]
+        self.assertEqual((0, len(self.ROWS)), (result.returncode, len(answers)))
+        for (line, expected), answer in zip(self.ROWS, answers):
+            with self.subTest(line[:80]):
+                self.assertEqual("2.0", answer["jsonrpc"])
+                got = answer["error"]["code"] if "error" in answer else answer["result"]
+                self.assertEqual((type(expected), expected), (type(got), got))
+
+    def test_requests_without_id_are_carried_out_and_not_answered(self):
+        silent = json.dumps({"jsonrpc": "2.0", "method": "Add", "params": ["T", 1, True, False]})
+        result = run("rpc", text=f"{silent}\n{request('Add', ['T', 1, True, False], id='x')}\n".encode())
+        self.assertEqual(b'{"jsonrpc":"2.0","id":"x","result":2}\n', result.stdout)
+
+    def test_answers_to_a_burst_wait_for_a_slow_reader(self):
+        burst = "".join(request("Connesso", [1], id=i) + "\n" for i in range(50_000))
+        process = subprocess.Popen(f"{QUARN} rpc | (sleep 1; cat)", shell=True, stdin=subprocess.PIPE,
+                                   stdout=subprocess.PIPE)
+        answers = process.communicate(burst.encode())[0].splitlines()
+        self.assertEqual(list(range(50_000)), [json.loads(answer)["id"] for answer in answers])
+
+
+class Lines(unittest.TestCase):
+    ROWS = [  # line, what is said about it ("" = nothing)
+        (b"HELLO", b""),
+        (b"", b"an empty text is not sent"),
+        (b"x", b"one character"),
+        (b"VUOTABUFFER", b"empties the link's queues"),
+        (b"vuotabuffer", b""),
+        (b"ab|cd", b"2 of its 2 pieces arrive, as separate texts"),
+        (b"ab|c|de|fg", b"2 of its 4 pieces arrive"),
+        (b"|", b"none of its 2 pieces"),
+        (b"a\x03b", b"ETX"),
+        (b"a\x02b", b"STX"),
+        (b"9VERSION", b"a word of the protocol"),
+        (b"9K", b"a word of the protocol"),
+        (b"9own", b"other peers may not pass it on"),
+        (b"T" * 32750, b""),
+        (b"T" * 32751, b"do not fit into one message"),
+    ]
+
+    def test_lines_that_do_not_arrive_as_they_stand_are_named(self):
+        text = b"\n".join(line for line, _ in self.ROWS)
+        result = run("call", "TEST", str(next(IDENTIFIERS)), "--wait", "0", text=text)
+        self.assertEqual(1, result.returncode)
+        self.assertIn(b"not sent", result.stderr)
+        for number, (_, words) in enumerate(self.ROWS, 1):
+            said = [line for line in result.stderr.splitlines() if b" line %d: " % number in line]
+            with self.subTest(number=number):
+                self.assertEqual(bool(words), bool(said), said)
+                self.assertIn(words, b"".join(said))
+
+    def test_nothing_to_send_ends_at_once(self):
+        self.assertEqual(0, run("listen", "TEST", str(next(IDENTIFIERS))).returncode)
+
+
+class CommandLine(unittest.TestCase):
+    ROWS = [  # arguments, exit status, standard output, standard error (what they hold)
+        ("", 2, "", "A subcommand is required"),
+        ("bogus", 2, "", "--help"),
+        ("listen ABC", 2, "", "ID is required"),
+        ("listen ABC 32768", 2, "", '"32768" is not a whole number from -32768 to 32767'),
+        ("call ABC five", 2, "", '"five" is not a whole number'),
+        ("call ABC 5 --wait -1", 2, "", "--wait"),
+        ("call ABC 5 --bogus", 2, "", "--bogus"),
+        ("call ABC 12668", 2, "", "use an identifier of at most 12667"),
+        ("call ABC 5 --log /no/such/place/", 2, "", "Path not found (76)"),
+        ("ports", 0, "PID-TOLV-VIDEO    20306\n", ""),
+        ("ports MIRTAN 5", 0, "20308\n", ""),
+        ("ports ABC 5", 0, "20105\n", ""),
+        ("ports ABC -5", 0, "20095\n", "use 0 to 999"),
+        ("ports MIRTAN 12668", 1, "", "use an identifier of at most 12667"),
+        ("ports ABC -20100", 1, "", "use an identifier of at least -20099"),
+        ("ports ABC", 2, "", "ID"),
+        ("--version", 0, "quarn ", ""),
+        *[(f"{command} --help", 0, "Examples:", "")
+          for command in ("listen", "call", "rpc", "ports", "replay", "completion")],
+    ]
+
+    def test_answers(self):
+        for arguments, status, output, error in self.ROWS:
+            with self.subTest(arguments):
+                result = run(*arguments.split())
+                self.assertEqual(status, result.returncode)
+                self.assertIn(output, result.stdout.decode())
+                self.assertIn(error, result.stderr.decode())
+                self.assertEqual(status == 0, bool(result.stdout))
+
+    def test_bash_completion(self):
+        rows = {"li": "listen", "call MI": "MIRTAN", "call ABC 5 --tr": "--trace", "completion zs": ""}
+        for typed, completed in rows.items():
+            words = ["quarn", *typed.split()]
+            script = (f"source <({QUARN} completion bash); COMP_WORDS=({' '.join(words)}); "
+                      f"COMP_CWORD={len(words) - 1}; _quarn; echo ${{COMPREPLY[*]}}")
+            with self.subTest(typed):
+                shown = subprocess.run(["bash", "-c", script], capture_output=True, check=True).stdout
+                self.assertEqual(completed, shown.decode().strip())
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,96 @@
+"""A peer written by hand: plain sockets and its own frames, none of the library's code."""
+
+import functools
+import operator
+import os
+import socket
+import time
+
+FIRST_PORT = 20100
+
+
+def frame(message: bytes) -> bytes:
+    """The frame of a message: STX, "9999", the message, two characters of checksum, ETX."""
+    body = b"9999" + message
+    checksum = functools.reduce(operator.xor, body, 0)
+    return b"\x02" + body + bytes([64 + checksum // 16, 64 + checksum % 16]) + b"\x03"
+
+
+def message(identifier: int, *fields: bytes) -> bytes:
+    """A message: "000", the identifier, the count of its fields and the fields."""
+    head = b"000%03d%c" % (identifier, 48 + len(fields))
+    return head + b"".join(b"|" + field for field in fields) + b"|"
+
+
+def free_identifiers():
+    """Identifiers whose port nobody holds, each of them once."""
+    start = os.getpid() * 7
+    for i in range(900):
+        identifier = 100 + (start + i) % 900
+        with socket.socket() as probe:
+            try:
+                probe.bind(("", FIRST_PORT + identifier))
+            except OSError:
+                continue
+        yield identifier
+
+
+IDENTIFIERS = free_identifiers()
+
+
+class Peer:
+    """One connection, seen from the peer's side. What arrives has to be, byte for byte, what is expected."""
+
+    PATIENCE = 20
+
+    def __init__(self, identifier: int, connection: socket.socket):
+        self.identifier = identifier
+        self.connection = connection
+        connection.settimeout(self.PATIENCE)
+
+    @classmethod
+    def listen(cls, identifier: int) -> socket.socket:
+        return socket.create_server(("127.0.0.1", FIRST_PORT + identifier))
+
+    @classmethod
+    def accept(cls, listener: socket.socket, identifier: int) -> "Peer":
+        listener.settimeout(cls.PATIENCE)
+        return cls(identifier, listener.accept()[0])
+
+    @classmethod
+    def call(cls, identifier: int) -> "Peer":
+        end = time.monotonic() + cls.PATIENCE
+        while True:
+            try:
+                return cls(identifier, socket.create_connection(("127.0.0.1", FIRST_PORT + identifier)))
+            except ConnectionRefusedError:
+                if time.monotonic() > end:
+                    raise
+                time.sleep(0.2)
+
+    def send(self, *fields: bytes):
+        self.connection.sendall(frame(message(self.identifier, *fields)))
+
+    def expect(self, *fields: bytes):
+        wanted = frame(message(self.identifier, *fields))
+        got = b""
+        while len(got) < len(wanted):
+            piece = self.connection.recv(len(wanted) - len(got))
+            if not piece:
+                break
+            got += piece
+        if got != wanted:
+            raise AssertionError(f"expected {wanted!r}, got {got!r}")
+
+    def expect_close(self):
+        rest = self.connection.recv(100)
+        if rest:
+            raise AssertionError(f"expected the close, got {rest!r}")
+
+    def answer_queries_until(self, *fields: bytes):
+        """Answers a client's queries with "no data" until it sends `fields`."""
+        query = frame(message(self.identifier, b"9QRY", b"9."))
+        while self.connection.recv(len(query), socket.MSG_PEEK | socket.MSG_WAITALL) == query:
+            self.expect(b"9QRY", b"9.")
+            self.send(b"9NODATA", b"9.")
+        self.expect(*fields)
