@@ -11,19 +11,40 @@ std::int64_t wholeSeconds(Milliseconds milliseconds) {
 
 }  // namespace
 
-Instant VirtualClock::now() {
-  if (planned_.reading > 0 || strobe_ != 0) disturb();
-  return {wholeSeconds(shown() + (strobed_ ? strobe_ : 0))};
+// An undisturbed clock is read many times at the same moment, and works its reading out once.
+Instant VirtualClock::read() {
+  const bool disturbed = planned_.reading > 0 || strobe_ != 0;
+  if (disturbed) disturb();
+  reading_ = {wholeSeconds(shown() + (strobed_ ? strobe_ : 0))};
+  readAt_ = disturbed ? -1 : time_.now();
+  return reading_;
 }
 
 std::int32_t VirtualClock::utcOffset(Instant instant) {
   return std::prev(utcOffsets_.upper_bound(instant))->second;
 }
 
+void VirtualClock::jump(Milliseconds by) {
+  shown_ += by;
+  readAt_ = -1;
+}
+
 void VirtualClock::setSpeed(std::int32_t thousandths) {
   shown_ = shown();
   anchor_ = time_.now();
   speed_ = thousandths;
+  readAt_ = -1;
+}
+
+void VirtualClock::jumpAfterReadings(std::uint64_t readings, Milliseconds by) {
+  planned_ = {readings + 1, by};
+  readAt_ = -1;
+}
+
+void VirtualClock::strobe(Milliseconds by) {
+  strobe_ = by;
+  strobed_ = false;
+  readAt_ = -1;
 }
 
 void VirtualClock::disturb() {

@@ -14,18 +14,18 @@ class VirtualClock final : public WallClock {
   /// Shows `start` now.
   VirtualClock(const VirtualTime& time, Instant start) : time_(time), shown_(start.second * 1000) {}
 
-  Instant now() override;
+  Instant now() override { return time_.now() == readAt_ ? reading_ : read(); }
   std::int32_t utcOffset(Instant instant) override;
 
   /// Sets the clock forward, or back if negative.
-  void jump(Milliseconds by) { shown_ += by; }
+  void jump(Milliseconds by);
   /// From now on the clock runs at so many thousandths of the true speed: 1000 = true, 0 = it stands.
   void setSpeed(std::int32_t thousandths);
   /// Sets the clock by `by` right before the reading that comes after `readings` more ones: inside a step,
   /// say.
-  void jumpAfterReadings(std::uint64_t readings, Milliseconds by) { planned_ = {readings + 1, by}; }
+  void jumpAfterReadings(std::uint64_t readings, Milliseconds by);
   /// From now on every second reading is off by this; 0 = none.
-  void strobe(Milliseconds by) { strobe_ = by; }
+  void strobe(Milliseconds by);
 
   /// Local time is `seconds` ahead of UTC from the instant `since` on, as when summer time begins or ends.
   void setUtcOffset(std::int32_t seconds, Instant since = {INT64_MIN}) { utcOffsets_[since] = seconds; }
@@ -36,6 +36,7 @@ class VirtualClock final : public WallClock {
     Milliseconds by = 0;
   };
 
+  Instant read();
   void disturb();
   /// What the clock shows, in milliseconds since 1970-01-01 UTC.
   Milliseconds shown() const { return shown_ + (time_.now() - anchor_) * speed_ / 1000; }
@@ -44,6 +45,8 @@ class VirtualClock final : public WallClock {
   Milliseconds anchor_ = time_.now();  // virtual time at which the clock showed `shown_`
   Milliseconds shown_;
   std::int32_t speed_ = 1000;
+  Milliseconds readAt_ = -1;  // while it is still that time, the clock reads `reading_`; -1 = look again
+  Instant reading_;
   PlannedJump planned_;
   Milliseconds strobe_ = 0;
   bool strobed_ = false;

@@ -1,0 +1,94 @@
+// Every call of every service operation fails once, in every phase of a link's life, and the link comes back.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+
+#include "simulation/pair.h"
+
+namespace quarnex::simulated {
+namespace {
+
+// A life that goes through every sequence of operations that the engine knows; link 2 is the neighbour of
+// link 1.
+class Life {
+ public:
+  explicit Life(bool serverFails)
+      : failing(serverFails ? pair.server : pair.client), other(serverFails ? pair.client : pair.server) {}
+
+  void run() {
+    pair.add();
+    registrationFailed = failing.faults.failures() > 0;
+    openLog();
+    pair.open();
+    talkAfter(15);
+    for (const auto& connection : pair.world.network().connections()) connection->cutBoth(10054);
+    talkAfter(25);
+    other.quarn().Chiudi(1);
+    talkAfter(15);
+    failing.quarn().Chiudi(1);
+    other.quarn().Apri(1);
+    failing.quarn().Apri(1);
+    talkAfter(25);
+  }
+
+  Pair pair{1, 2};
+  Host& failing;
+  Host& other;
+  bool registrationFailed = false;
+  bool logFailed = false;
+
+ private:
+  void openLog() {
+    try {
+      failing.quarn().AttivaLog();
+    } catch (const Failure&) {
+      logFailed = true;
+    }
+  }
+  void talkAfter(std::int64_t seconds) {
+    pair.world.run(seconds);
+    for (Host* host : {&failing, &other}) host->quarn().Invia(1, "text");
+    pair.world.run(4);
+  }
+};
+
+// False if the operation is called less than `n` times.
+bool survives(Operation operation, std::uint64_t n, bool serverFails, bool tookEffect, std::int32_t number) {
+  Life life(serverFails);
+  life.failing.faults.failNth(operation, n, {number, "boom", tookEffect});
+  life.run();
+  if (life.failing.faults.planned() > 0) return false;
+  EXPECT_EQ(life.logFailed, operation == Operation::CreateLog);
+  int working = 0;
+  for (std::int16_t link = 1; link <= 2; ++link)
+    working += life.pair.connects(link) && life.pair.talks(link) ? 1 : 0;
+  // A link whose socket could not be made or set up stays without it; its neighbour does not mind.
+  EXPECT_GE(working, life.registrationFailed ? 1 : 2);
+  return !testing::Test::HasFailure();
+}
+
+class FailingOperations : public testing::TestWithParam<Operation> {};
+
+// Of an operation that is called hundreds of times, not every single call.
+TEST_P(FailingOperations, LeaveALinkThatComesBack) {
+  bool met = false;
+  for (const bool serverFails : {false, true}) {
+    for (const bool tookEffect : {false, true}) {
+      const std::int32_t number = tookEffect ? 70'000 : 10'055;
+      std::uint64_t n = 1;
+      while (survives(GetParam(), n, serverFails, tookEffect, number)) n += 1 + n / 16;
+      ASSERT_FALSE(HasFailure()) << "call " << n << " of " << (serverFails ? "the server" : "the client")
+                                 << (tookEffect ? ", after it took effect" : "");
+      met = met || n > 1;
+    }
+  }
+  EXPECT_TRUE(met);
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, FailingOperations,
+                         testing::ValuesIn(allOperations().begin(), allOperations().end()),
+                         [](const auto& row) { return std::string(nameOf(row.param)); });
+
+}  // namespace
+}  // namespace quarnex::simulated

@@ -1,0 +1,61 @@
+// Two hosts on one machine, a server and a client, each with the same links towards the other.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/simulated/world.h"
+
+namespace quarnex::simulated {
+
+/// Seconds within which links connect (again) once nothing hinders them any more: a call or a listen that
+/// still has 60 seconds, its wait of 10 before the next attempt, up to 20 of the other side's wait, and the
+/// ticks between.
+constexpr std::int64_t kRecoverySeconds = 95;
+
+struct Pair {
+  explicit Pair(std::uint64_t seed = 1, int links = 1) : world(seed), linkCount(links) {}
+
+  void add() {
+    for (Host* host : {&server, &client}) {
+      host->quarn().Init("");
+      for (int id = 1; id <= linkCount; ++id) {
+        host->quarn().Add("ABC", static_cast<std::int16_t>(id), host == &client, true);
+      }
+    }
+  }
+  void open() {
+    for (Host* host : {&server, &client}) {
+      for (int link = 1; link <= linkCount; ++link) host->quarn().Apri(static_cast<std::int16_t>(link));
+    }
+  }
+  bool connected(std::int16_t link = 1) {
+    return server.quarn().Connesso(link) && client.quarn().Connesso(link);
+  }
+  bool connects(std::int16_t link = 1) {
+    return world.runUntil([&] { return connected(link); }, kRecoverySeconds);
+  }
+  /// Sends `text` and returns true if it arrives, after whatever else.
+  bool delivers(Host& from, Host& to, const std::string& text, std::int16_t link = 1) {
+    from.quarn().Invia(link, text);
+    return world.runUntil([&] { return std::ranges::count(take(to, link), text) > 0; }, 30);
+  }
+  bool talks(std::int16_t link = 1) {
+    return delivers(client, server, "question", link) && delivers(server, client, "answer", link);
+  }
+  /// All that has arrived for the host, its reports included.
+  static std::vector<std::string> take(Host& host, std::int16_t link = 1) {
+    std::vector<std::string> items;
+    while (host.quarn().MessaggioArrivato(link)) items.push_back(host.quarn().GetMessaggioArrivato(link));
+    return items;
+  }
+
+  World world;
+  int linkCount;
+  Host& server = world.addHost();
+  Host& client = world.addHost();
+};
+
+}  // namespace quarnex::simulated
