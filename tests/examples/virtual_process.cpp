@@ -1,0 +1,37 @@
+// Stands in for the process's own library and loop, so that an example runs on a simulated system in virtual
+// time.
+#include <fcntl.h>
+
+#include "platform/process_library.h"
+#include "platform/simulated/world.h"
+#include "quarnex/host_loop.h"
+
+namespace quarnex {
+namespace {
+
+struct Process {
+  simulated::World world{1};
+  simulated::Host& host = world.addHost();
+  int alwaysReadable = open("/dev/null", O_RDONLY | O_CLOEXEC);
+};
+
+Process& process() {
+  static Process only;
+  return only;
+}
+
+}  // namespace
+
+Library& processLibrary() {
+  return process().host.library();
+}
+
+void HostLoop::turn(std::chrono::milliseconds /*maxWait*/) {
+  process().world.runMilliseconds(200);
+}
+
+int HostLoop::fd() const {
+  return process().alwaysReadable;
+}
+
+}  // namespace quarnex
