@@ -1,16 +1,40 @@
 // The process's own library: composed here, once, and turned by HostLoop.
 #include "platform/process_library.h"
 
-#include "component/library.h"
+#include <utility>
+
 #include "platform/posix/posix_platform.h"
+#include "quarnex/failure.h"
 #include "quarnex/host_loop.h"
 
 namespace quarnex {
 namespace {
 
+/// Made before the process's library and gone after it.
+struct Preparation {
+  std::unique_ptr<ServicesWrapper> wrapper;
+  bool composed = false;
+};
+
+Preparation& preparation() {
+  static Preparation only;
+  return only;
+}
+
 struct Process {
+  Process() {
+    Preparation& prepared = preparation();
+    prepared.composed = true;
+    if (prepared.wrapper) prepared.wrapper->watch(library);
+  }
+
+  static Services wrapped(const Services& services) {
+    const auto& wrapper = preparation().wrapper;
+    return wrapper ? wrapper->wrap(services) : services;
+  }
+
   PosixPlatform platform;
-  Library library{platform.services()};
+  Library library{wrapped(platform.services())};
 };
 
 Process& process() {
@@ -22,6 +46,12 @@ Process& process() {
 
 Library& processLibrary() {
   return process().library;
+}
+
+void wrapProcessServices(const std::function<std::unique_ptr<ServicesWrapper>()>& make) {
+  Preparation& prepared = preparation();
+  if (prepared.composed || prepared.wrapper) throw Failure(5, "Invalid procedure call or argument");
+  prepared.wrapper = make();
 }
 
 void HostLoop::turn(std::chrono::milliseconds maxWait) {

@@ -1,0 +1,213 @@
+#include "recording/line_writer.h"
+
+#include <array>
+
+#include "diagnostics/trace.h"
+#include "quarnex/failure.h"
+
+namespace quarnex::recording {
+namespace {
+
+// Codes that stand for themselves in a JSON string.
+constexpr std::array<bool, 256> kPlain = [] {
+  std::array<bool, 256> plain{};
+  for (std::size_t code = 0x20; code < 0x7F; ++code) plain[code] = code != '"' && code != '\\';
+  return plain;
+}();
+
+bool isPlain(char byte) {
+  return kPlain[static_cast<unsigned char>(byte)];
+}
+
+void appendEscape(std::string& out, unsigned char code) {
+  constexpr char digits[] = "0123456789abcdef";
+  if (code == '"' || code == '\\') {
+    out += {'\\', static_cast<char>(code)};
+  } else if (code < 0xA0) {
+    out += {'\\', 'u', '0', '0', digits[code >> 4], digits[code & 15]};
+  } else {
+    out += {static_cast<char>(0xC0 | code >> 6), static_cast<char>(0x80 | (code & 0x3F))};
+  }
+}
+
+// Most bytes are plain, so they go over in runs.
+void appendEscaped(std::string& out, std::string_view bytes) {
+  while (!bytes.empty()) {
+    std::size_t plain = 0;
+    while (plain < bytes.size() && isPlain(bytes[plain])) ++plain;
+    out.append(bytes.substr(0, plain));
+    if (plain == bytes.size()) return;
+    appendEscape(out, static_cast<unsigned char>(bytes[plain]));
+    bytes.remove_prefix(plain + 1);
+  }
+}
+
+template <class... Pieces>
+void append(std::string& out, const Pieces&... pieces) {
+  (aggiungi(out, pieces), ...);
+}
+
+void appendText(std::string& out, std::string_view key, std::string_view bytes) {
+  append(out, key, '"');
+  appendEscaped(out, bytes);
+  out += '"';
+}
+
+void appendSocket(std::string& out, SocketId socket) {
+  append(out, ",\"socket\":\"", nameOf(socket.array), "\",\"index\":", socket.index);
+}
+
+void appendValue(std::string& out, const Value& value) {
+  if (const auto* number = std::get_if<std::int16_t>(&value)) {
+    append(out, *number);
+  } else if (const auto* truth = std::get_if<bool>(&value)) {
+    append(out, *truth ? "true" : "false");
+  } else if (const auto* text = std::get_if<std::string>(&value)) {
+    appendText(out, "", *text);
+  } else {
+    append(out, "null");
+  }
+}
+
+void appendOffset(std::string& out, std::optional<std::int32_t> utcOffset) {
+  if (utcOffset) append(out, ",\"utc_offset\":", *utcOffset);
+}
+
+void beginStep(std::string& out, const StepHead& head) {
+  append(out, "{\"at\":", head.at.second);
+  appendOffset(out, head.utcOffset);
+  if (head.nested) append(out, ",\"nested\":true");
+}
+
+void end(std::string& out) {
+  append(out, "}\n");
+}
+
+std::string_view argumentKey(Operation operation) {
+  switch (operation) {
+    case Operation::Attach:
+      return ",\"handle\":";
+    case Operation::CreateLog:
+      return ",\"name\":";
+    default:
+      return ",\"value\":";
+  }
+}
+
+}  // namespace
+
+void writeHeader(std::string& out, std::int32_t utcOffset) {
+  append(out, "{\"quarnex\":\"recording\",\"version\":1");
+  appendOffset(out, utcOffset);
+  end(out);
+}
+
+void writeCall(std::string& out, const StepHead& head, const Method& method,
+               std::span<const Value> parameters) {
+  beginStep(out, head);
+  append(out, ",\"call\":\"", method.name, "\",\"params\":[");
+  for (std::size_t i = 0; i < parameters.size(); ++i) {
+    if (i > 0) out += ',';
+    appendValue(out, parameters[i]);
+  }
+  out += ']';
+  end(out);
+}
+
+void writeTick(std::string& out, const StepHead& head) {
+  beginStep(out, head);
+  append(out, ",\"tick\":true");
+  end(out);
+}
+
+void writeEvent(std::string& out, const StepHead& head, EventKind event, SocketId socket, std::int16_t code,
+                std::int32_t handle, std::string_view remoteHost) {
+  beginStep(out, head);
+  append(out, ",\"event\":\"", kEvents[static_cast<std::size_t>(event)], '"');
+  appendSocket(out, socket);
+  if (event == EventKind::Accept) {
+    append(out, ",\"handle\":", handle);
+    appendText(out, ",\"remote_host\":", remoteHost);
+  }
+  append(out, ",\"code\":", code);
+  end(out);
+}
+
+void writeEnd(std::string& out) {
+  append(out, "{\"end\":true}\n");
+}
+
+void writeTrace(std::string& out, std::int16_t link, std::string_view text) {
+  append(out, "{\"trace\":", link);
+  appendText(out, ",\"text\":", text);
+  end(out);
+}
+
+void writeOperation(std::string& out, Operation operation, SocketId socket, std::int32_t number,
+                    std::string_view text) {
+  const OperationShape& shape = shapeOf(operation);
+  if (operation == Operation::Send) {
+    appendText(out, "{\"sent\":", text);
+  } else {
+    append(out, "{\"did\":\"", shape.name, '"');
+  }
+  if (shape.onSocket) appendSocket(out, socket);
+  if (shape.argument == ValueKind::Integer) append(out, argumentKey(operation), number);
+  if (shape.argument == ValueKind::String && operation != Operation::Send) {
+    appendText(out, argumentKey(operation), text);
+  }
+  end(out);
+}
+
+void writeResult(std::string& out, const Value& result) {
+  append(out, "{\"result\":");
+  appendValue(out, result);
+  end(out);
+}
+
+void writeFailure(std::string& out, const Failure& failure) {
+  append(out, "{\"failure\":", failure.number());
+  appendText(out, ",\"description\":", failure.description());
+  end(out);
+}
+
+void writeFetched(std::string& out, SocketId socket, std::string_view bytes) {
+  appendText(out, "{\"fetched\":", bytes);
+  appendSocket(out, socket);
+  end(out);
+}
+
+void writeFailed(std::string& out, std::string_view name, bool onSocket, SocketId socket,
+                 const Failure& failure) {
+  append(out, "{\"failed\":\"", name, '"');
+  if (onSocket) appendSocket(out, socket);
+  append(out, ",\"number\":", failure.number());
+  appendText(out, ",\"description\":", failure.description());
+  end(out);
+}
+
+void writeProperty(std::string& out, Property property, SocketId socket, std::int32_t value) {
+  append(out, "{\"property\":\"", shapeOf(property).name, '"');
+  if (shapeOf(property).onSocket) appendSocket(out, socket);
+  append(out, ",\"value\":", value);
+  end(out);
+}
+
+void writeProperty(std::string& out, Property property, SocketId socket, std::string_view value) {
+  append(out, "{\"property\":\"", shapeOf(property).name, '"');
+  appendSocket(out, socket);
+  appendText(out, ",\"value\":", value);
+  end(out);
+}
+
+void writeNow(std::string& out, Instant now, std::optional<std::int32_t> utcOffset) {
+  append(out, "{\"now\":", now.second);
+  appendOffset(out, utcOffset);
+  end(out);
+}
+
+void writeMissing(std::string& out, std::uint64_t bytes) {
+  append(out, "{\"missing\":", bytes, "}\n");
+}
+
+}  // namespace quarnex::recording

@@ -1,0 +1,114 @@
+#include "recording/recorded_socket.h"
+
+namespace quarnex::recording {
+
+template <class Field, class Operate>
+void RecordedSocket::change(Operation operation, Field& field, Field value, Operate&& operate,
+                            std::int32_t number, std::string_view text) {
+  const Field before = std::exchange(field, std::move(value));
+  try {
+    perform(operation, operate, number, text);
+  } catch (const Failure&) {
+    field = before;
+    throw;
+  }
+}
+
+std::int32_t RecordedSocket::state() {
+  return tape_.read(state_, Property::State, id_, model_.status.state, [&] { return inner_->state(); });
+}
+
+std::string RecordedSocket::statusText() {
+  return tape_.read(statusText_, Property::StatusText, id_, model_.status.text,
+                    [&] { return inner_->statusText(); });
+}
+
+std::int32_t RecordedSocket::localPort() {
+  return tape_.read(localPort_, Property::LocalPort, id_, model_.localPort,
+                    [&] { return inner_->localPort(); });
+}
+
+void RecordedSocket::setLocalPort(std::int32_t port) {
+  change(
+      Operation::SetLocalPort, model_.localPort, port, [&] { inner_->setLocalPort(port); }, port);
+}
+
+std::int32_t RecordedSocket::remotePort() {
+  return tape_.read(remotePort_, Property::RemotePort, id_, model_.remotePort,
+                    [&] { return inner_->remotePort(); });
+}
+
+void RecordedSocket::setRemotePort(std::int32_t port) {
+  change(
+      Operation::SetRemotePort, model_.remotePort, port, [&] { inner_->setRemotePort(port); }, port);
+}
+
+void RecordedSocket::setLocalAddress(std::string_view dotted) {
+  perform(
+      Operation::SetLocalAddress, [&] { inner_->setLocalAddress(dotted); }, 0, dotted);
+}
+
+std::string RecordedSocket::remoteHost() {
+  return tape_.read(remoteHost_, Property::RemoteHost, id_, model_.remoteHost,
+                    [&] { return inner_->remoteHost(); });
+}
+
+void RecordedSocket::setRemoteHost(std::string_view dotted) {
+  change(
+      Operation::SetRemoteHost, model_.remoteHost, std::string(dotted),
+      [&] { inner_->setRemoteHost(dotted); }, 0, dotted);
+}
+
+void RecordedSocket::close() {
+  change(Operation::Close, model_.status, statusOf(kSocketClosed), [&] { inner_->close(); });
+}
+
+void RecordedSocket::prepareA() {
+  perform(Operation::PrepareA, [&] { inner_->prepareA(); });
+}
+
+void RecordedSocket::prepareB() {
+  perform(Operation::PrepareB, [&] { inner_->prepareB(); });
+}
+
+void RecordedSocket::connect() {
+  change(Operation::Connect, model_.status, statusOf(kSocketCalling), [&] { inner_->connect(); });
+}
+
+void RecordedSocket::listen() {
+  change(Operation::Listen, model_.status, statusOf(kSocketListening), [&] { inner_->listen(); });
+}
+
+void RecordedSocket::attach(std::int32_t handle) {
+  const std::string hostBefore = std::exchange(model_.remoteHost, "");
+  try {
+    change(
+        Operation::Attach, model_.status, statusOf(kSocketConnected), [&] { inner_->attach(handle); },
+        handle);
+  } catch (const Failure&) {
+    model_.remoteHost = hostBefore;
+    throw;
+  }
+}
+
+// The engine fetches whenever something waits, and a player concludes from the fetch that something did: so
+// the number is not written down, and only whether there is one is passed on.
+std::int32_t RecordedSocket::bytesWaiting() {
+  std::int32_t asPlayed = 0;
+  const auto ask = [&] { return asPlayed = inner_->bytesWaiting() >= 1 ? 1 : 0; };
+  return tape_.read(bytesWaiting_, Property::BytesWaiting, id_, asPlayed, ask);
+}
+
+void RecordedSocket::fetch() {
+  received_ = {};
+  perform(Operation::Fetch, [&] { inner_->fetch(); });
+  received_ = inner_->receivedText();
+  tape_.fetched(id_, received_);
+}
+
+void RecordedSocket::send(std::string_view bytes) {
+  perform(
+      Operation::Send, [&] { inner_->send(bytes); }, 0, bytes);
+}
+
+}  // namespace quarnex::recording
