@@ -11,8 +11,7 @@ Instant PosixClock::now() {
 // Clocks are put forward and back on quarters of an hour only.
 std::int32_t PosixClock::utcOffset(Instant instant) {
   constexpr std::int64_t kQuarterSeconds = 900;
-  const std::int64_t quarter =
-      instant.second / kQuarterSeconds - (instant.second % kQuarterSeconds < 0 ? 1 : 0);
+  const std::int64_t quarter = instant.second / kQuarterSeconds;
   if (known_ && quarter == quarter_) return offset_;
   ::tzset();
   const time_t second = instant.second;

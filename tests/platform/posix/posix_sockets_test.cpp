@@ -158,6 +158,15 @@ TEST_P(PosixSocketsTest, ALateLoopGetsOneTickAndAStoppedTimerNone) {
   EXPECT_EQ(failureOf([&] { harness->timer().setPeriod(-1); }), 5);
 }
 
+TEST_P(PosixSocketsTest, ACloseThatComesWithTheTickIsNoData) {
+  join();
+  runTicks(2);
+  std::this_thread::sleep_for(5ms);  // the tick is due, and then the close
+  accepted().close();
+  atTick = [&] { EXPECT_EQ(client().bytesWaiting(), 0); };
+  EXPECT_TRUE(seen("ClientSocket 1 Close 0"));
+}
+
 TEST_P(PosixSocketsTest, AResetThatOurOwnTextProvokedDoesNotOvertakeTheOrderlyClose) {
   listenOn(harness->freePort());
   const auto peer = harness->call(server().localPort());
