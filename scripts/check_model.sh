@@ -1,0 +1,116 @@
+#!/usr/bin/env bash
+# Checks the model of the exchange, docs/model/exchange.pml, with Spin: runs every check of docs/model/checks.txt, or those
+# that are named, and prints what was expected and what was found. Exit status 0 only if both agree everywhere, 2 for a
+# name that is no check. The steps of each counterexample go to build/model/NAME.txt; those of named checks are shown.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+readonly model=docs/model/exchange.pml checks=docs/model/checks.txt output=build/model
+
+install_spin() {
+    if command -v spin >/dev/null; then return; fi
+    local as_root=()
+    [[ $(id -u) -eq 0 ]] || as_root=(sudo)
+    "${as_root[@]}" apt-get update -qq
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends spin
+}
+
+# list [NAME...]: the checks as lines of five fields without blanks around "|".
+list() {
+    sed -E '/^(#|$)/d; s/ *\| */|/g' "$checks" | awk -F'|' -v wanted=" $* " 'wanted == "  " || index(wanted, " " $1 " ")'
+}
+
+require_known() {
+    local name
+    for name in "$@"; do
+        [[ -n $(list "$name") ]] || { echo "No check \"$name\"; the names are in $checks" >&2; exit 2; }
+    done
+}
+
+# verify DEFINES...: builds the checker of one check in the current directory and runs it; fails if it cannot.
+# Properties of whole runs need a search that assumes fair processes; all others one that finds shortest counterexamples.
+verify() {
+    local build=(-DBFS -DSAFETY) run=(-w20)
+    if [[ "$*" == *EVENTUALLY_* ]]; then
+        build=()
+        run=(-a -f -m1000000 -w20)
+    fi
+    spin -a "$@" exchange.pml && gcc -w -DMEMLIM=4096 "${build[@]}" -o pan pan.c && ./pan "${run[@]}"
+}
+
+found() {
+    case $(grep -m 1 '^pan:1: ' "$1") in
+        *"acceptance cycle"*) echo cycle ;;
+        *"invalid end state"*) echo deadlock ;;
+        *"assertion violated"*) echo assertion ;;
+        *) if grep -q 'errors: 0' "$1" && ! grep -qE 'too small|out of memory|aborted|truncated|Warning' "$1"; then
+            echo holds
+        else
+            echo failed
+        fi ;;
+    esac
+}
+
+# The steps of a counterexample, without the bookkeeping: c1, c2, ... are the client's texts, s1, s2, ... the server's.
+retell() {
+    spin -t "$@" exchange.pml | grep -E 'STEP|START OF CYCLE|trail ends' |
+        sed -E 's/<<<<<START OF CYCLE>>>>>/from here on again and again:/; s/.*STEP //; s/^0 and 1/client and server/
+                s/^0/client/; s/^1/server/; s/ +/ /g; s/ +$//; s/.*trail ends.*//' |
+        awk '{ while (match($0, /TEXT[01][0-9]/)) { side = substr($0, RSTART + 4, 1); number = substr($0, RSTART + 5, 1) + 1
+               $0 = substr($0, 1, RSTART - 1) (side == "0" ? "c" : "s") number substr($0, RSTART + RLENGTH) } } NF'
+}
+
+# run_check LINE: one check; its row of the table goes to build/model/NAME.row.
+run_check() {
+    local name property setting expected flags outcome states start work verdict=ok
+    IFS='|' read -r name property setting expected flags <<<"$1"
+    local defines=() flag
+    for flag in $flags; do defines+=("-D$flag"); done
+    work=$output/$name
+    mkdir -p "$work"
+    cp "$model" "$work/exchange.pml"
+    start=$(date +%s%N)
+    (cd "$work" && verify "${defines[@]}") >"$work/log" 2>&1 || true
+    outcome=$(found "$work/log")
+    states=$(awk '/states, stored/ { print $1; exit }' "$work/log")
+    if [[ -f $work/exchange.pml.trail ]]; then
+        (cd "$work" && retell "${defines[@]}") >"$output/$name.txt"
+    fi
+    [[ $outcome == "$expected" ]] || verdict=WRONG
+    printf '%-22s | %-58.58s | %-48.48s | %-9s | %-9s | %9s | %5.1f | %s\n' "$name" "$property" "$setting" "$expected" \
+        "$outcome" "${states:--}" "$((($(date +%s%N) - start) / 100000000))e-1" "$verdict" >"$output/$name.row"
+    [[ $outcome != failed ]] || cat "$work/log" >&2
+}
+
+# run_checks [NAME...]: as many at a time as there are processors.
+run_checks() {
+    local line
+    while IFS= read -r line; do
+        while (($(jobs -rp | wc -l) >= $(nproc))); do wait -n; done
+        run_check "$line" &
+    done < <(list "$@")
+    wait
+}
+
+main() {
+    require_known "$@"
+    install_spin
+    rm -rf "$output"
+    mkdir -p "$output"
+    run_checks "$@"
+    printf '%-22s | %-58s | %-48s | %-9s | %-9s | %9s | %5s |\n' check property variant expected found states sec
+    local name
+    list "$@" | while IFS='|' read -r name _; do cat "$output/$name.row"; done
+    for name in "$@"; do
+        if [[ -f $output/$name.txt ]]; then
+            printf '\n%s:\n' "$name"
+            sed 's/^/    /' "$output/$name.txt"
+        fi
+    done
+    local wrong total
+    total=$(list "$@" | wc -l)
+    wrong=$(cat "$output"/*.row | grep -c 'WRONG$' || true)
+    printf '\n%d checks, %d not as expected, %d seconds. Counterexamples: %s/*.txt\n' "$total" "$wrong" "$SECONDS" "$output"
+    [[ $wrong -eq 0 ]]
+}
+
+main "$@"
