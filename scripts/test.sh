@@ -44,6 +44,7 @@ for preset in release asan; do
     check "build: $preset" build "$preset"
     check "tests: $preset" run_tests "$preset"
 done
+check "model of the exchange" scripts/check_model.sh
 check "build: clang++, warnings are errors" build_with_clang
 
 printf '\n== Summary\n'
