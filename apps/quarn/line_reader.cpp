@@ -27,7 +27,7 @@ std::optional<Line> LineReader::next() {
   if (end != std::string::npos) return cut(end, end + 1);
   scanned_ = buffer_.size();
   if (ended_ && (start_ < buffer_.size() || overlong_)) return cut(buffer_.size(), buffer_.size());
-  if (buffer_.size() - start_ > kLineBytesMax) dropOverlongLine();
+  if (buffer_.size() - start_ > lineBytesMax_) dropOverlongLine();
   return std::nullopt;
 }
 

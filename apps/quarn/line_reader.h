@@ -17,10 +17,10 @@ struct Line {
 /// Cuts what arrives on a descriptor into lines. Work is linear in the bytes, however they are split.
 class LineReader {
  public:
-  /// A line of more than this many bytes is thrown away, so that an endless one does not fill the memory.
-  static constexpr std::size_t kLineBytesMax = std::size_t{256} * 1024 * 1024;
-
-  explicit LineReader(int descriptor) : descriptor_(descriptor) {}
+  /// A line of more than `lineBytesMax` bytes is thrown away, so that an endless one does not fill the
+  /// memory.
+  LineReader(int descriptor, std::size_t lineBytesMax)
+      : descriptor_(descriptor), lineBytesMax_(lineBytesMax) {}
 
   int descriptor() const { return descriptor_; }
 
@@ -41,6 +41,7 @@ class LineReader {
   void dropOverlongLine();
 
   int descriptor_;
+  std::size_t lineBytesMax_;
   std::string buffer_;
   std::size_t start_ = 0;    // of the line that comes next
   std::size_t scanned_ = 0;  // no line end stands between start_ and here

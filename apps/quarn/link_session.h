@@ -57,7 +57,7 @@ class LinkSession {
   QuarnSocket quarn_;
   HostLoop loop_;
   Console console_;
-  LineReader input_{0};
+  LineReader input_{0, 1024 * 1024};  // no text of that length can be sent
   OutputBuffer output_{1};
   OutgoingLines lines_{input_, console_};
   std::int16_t index_ = 0;

@@ -44,7 +44,9 @@ int run(int argc, const char* const* argv) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : kWrongUsage;
   }
-  return exitStatus;
+  if (std::cout.flush()) return exitStatus;
+  std::cerr << "quarn: standard output cannot be written\n";
+  return 1;
 }
 
 }  // namespace

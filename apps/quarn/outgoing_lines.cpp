@@ -29,7 +29,7 @@ void OutgoingLines::takeLines() {
 }
 
 void OutgoingLines::takeLine(Line line) {
-  if (line.tooLong) return lose(line.number, line.number, 1, "was not sent: it is longer than 256 MiB");
+  if (line.tooLong) return lose(line.number, line.number, 1, "not sent: far too long for one message");
   const TextCheck check = checkText(line.text);
   if (!check.warning.empty()) console_.say(nameOfLines(line.number, line.number) + ": " + check.warning);
   if (!line.text.empty()) held_.push_back({line.number, std::move(line.text), check.alone});

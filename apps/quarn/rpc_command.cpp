@@ -17,6 +17,7 @@ constexpr std::size_t kUnwrittenBytesMax = 1024 * 1024;
 // Then the links' loop turns, however many requests wait.
 constexpr auto kRequestTime = 20ms;
 
+constexpr std::size_t kLineBytesMax = 256 * 1024 * 1024;
 constexpr std::string_view kTooLong =
     R"({"jsonrpc":"2.0","id":null,"error":{"code":-32700,"message":"this line is longer than 256 MiB"}})";
 
@@ -31,7 +32,7 @@ class RpcHost {
 
   QuarnSocket quarn_;
   HostLoop loop_;
-  LineReader input_{0};
+  LineReader input_{0, kLineBytesMax};
   OutputBuffer output_{1};
   bool lineWaits_ = false;  // perhaps
 };

@@ -92,6 +92,7 @@ class Lines(unittest.TestCase):
         (b"9own", b"other peers may not pass it on"),
         (b"T" * 32750, b""),
         (b"T" * 32751, b"do not fit into one message"),
+        (b"T" * 2_000_000, b"far too long"),
     ]
 
     def test_lines_that_do_not_arrive_as_they_stand_are_named(self):
