@@ -1,46 +1,11 @@
 #include "recording/line_writer.h"
 
-#include <array>
-
 #include "diagnostics/trace.h"
 #include "quarnex/failure.h"
+#include "recording/text_codes.h"
 
 namespace quarnex::recording {
 namespace {
-
-// Codes that stand for themselves in a JSON string.
-constexpr std::array<bool, 256> kPlain = [] {
-  std::array<bool, 256> plain{};
-  for (std::size_t code = 0x20; code < 0x7F; ++code) plain[code] = code != '"' && code != '\\';
-  return plain;
-}();
-
-bool isPlain(char byte) {
-  return kPlain[static_cast<unsigned char>(byte)];
-}
-
-void appendEscape(std::string& out, unsigned char code) {
-  constexpr char digits[] = "0123456789abcdef";
-  if (code == '"' || code == '\\') {
-    out += {'\\', static_cast<char>(code)};
-  } else if (code < 0xA0) {
-    out += {'\\', 'u', '0', '0', digits[code >> 4], digits[code & 15]};
-  } else {
-    out += {static_cast<char>(0xC0 | code >> 6), static_cast<char>(0x80 | (code & 0x3F))};
-  }
-}
-
-// Most bytes are plain, so they go over in runs.
-void appendEscaped(std::string& out, std::string_view bytes) {
-  while (!bytes.empty()) {
-    std::size_t plain = 0;
-    while (plain < bytes.size() && isPlain(bytes[plain])) ++plain;
-    out.append(bytes.substr(0, plain));
-    if (plain == bytes.size()) return;
-    appendEscape(out, static_cast<unsigned char>(bytes[plain]));
-    bytes.remove_prefix(plain + 1);
-  }
-}
 
 template <class... Pieces>
 void append(std::string& out, const Pieces&... pieces) {

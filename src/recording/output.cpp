@@ -1,38 +1,16 @@
 #include "recording/output.h"
 
-#include <initializer_list>
-
-#include "recording/text_codes.h"
+#include "recording/line_writer.h"
 
 namespace quarnex::recording {
 namespace {
 
-std::string jsonOf(const Value& value) {
-  if (const auto* number = std::get_if<std::int16_t>(&value)) return std::to_string(*number);
-  if (const auto* truth = std::get_if<bool>(&value)) return *truth ? "true" : "false";
-  if (const auto* text = std::get_if<std::string>(&value)) return jsonString(*text);
-  return "null";
-}
-
-std::string joined(std::initializer_list<std::string_view> pieces) {
-  std::string text;
-  for (const std::string_view piece : pieces) text += piece;
-  return text;
-}
-
-std::string onSocket(const SocketId& socket) {
-  return joined({",\"socket\":\"", nameOf(socket.array), "\",\"index\":", std::to_string(socket.index)});
-}
-
-std::string_view argumentKey(Operation operation) {
-  switch (operation) {
-    case Operation::Attach:
-      return "handle";
-    case Operation::CreateLog:
-      return "name";
-    default:
-      return "value";
-  }
+template <class Write>
+std::string written(const Write& write) {
+  std::string line;
+  write(line);
+  line.pop_back();  // the line end
+  return line;
 }
 
 }  // namespace
@@ -56,28 +34,21 @@ bool matches(const Line& line, const Failure& failure) {
 }
 
 std::string lineOf(const Traced& output) {
-  return joined({"{\"trace\":", std::to_string(output.link), ",\"text\":", jsonString(output.text), "}"});
+  return written([&](std::string& line) { writeTrace(line, output.link, output.text); });
 }
 
 std::string lineOf(const Performed& output) {
-  const OperationShape& shape = shapeOf(output.operation);
-  const std::string socket = shape.onSocket ? onSocket(output.socket) : "";
-  if (output.operation == Operation::Send)
-    return joined({"{\"sent\":", jsonString(output.text), socket, "}"});
-  if (shape.argument == ValueKind::None) return joined({"{\"did\":\"", shape.name, "\"", socket, "}"});
-  const std::string argument =
-      shape.argument == ValueKind::Integer ? std::to_string(output.number) : jsonString(output.text);
-  return joined(
-      {"{\"did\":\"", shape.name, "\"", socket, ",\"", argumentKey(output.operation), "\":", argument, "}"});
+  return written([&](std::string& line) {
+    writeOperation(line, output.operation, output.socket, output.number, output.text);
+  });
 }
 
 std::string lineOf(const Value& result) {
-  return joined({"{\"result\":", jsonOf(result), "}"});
+  return written([&](std::string& line) { writeResult(line, result); });
 }
 
 std::string lineOf(const Failure& failure) {
-  return joined({"{\"failure\":", std::to_string(failure.number()),
-                 ",\"description\":", jsonString(failure.description()), "}"});
+  return written([&](std::string& line) { writeFailure(line, failure); });
 }
 
 }  // namespace quarnex::recording

@@ -1,6 +1,7 @@
 #include "recording/text_codes.h"
 
 #include <algorithm>
+#include <array>
 
 namespace quarnex::recording {
 namespace {
@@ -19,14 +20,27 @@ bool isControl(unsigned char code) {
   return code < 0x20 || (code >= 0x7F && code < 0xA0);
 }
 
-void appendEscape(std::string& text, unsigned char code) {
+// Codes that stand for themselves in a JSON string.
+constexpr std::array<bool, 256> kPlain = [] {
+  std::array<bool, 256> plain{};
+  for (std::size_t code = 0x20; code < 0x7F; ++code) plain[code] = code != '"' && code != '\\';
+  return plain;
+}();
+
+bool isPlain(char byte) {
+  return kPlain[static_cast<unsigned char>(byte)];
+}
+
+void appendControl(std::string& text, unsigned char code) {
   constexpr char digits[] = "0123456789abcdef";
   text += {'\\', 'u', '0', '0', digits[code >> 4], digits[code & 0xF]};
 }
 
-void appendUtf8(std::string& text, unsigned char code) {
-  if (code < 0x80) {
-    text += static_cast<char>(code);
+void appendNotPlain(std::string& text, unsigned char code) {
+  if (code == '"' || code == '\\') {
+    text += {'\\', static_cast<char>(code)};
+  } else if (isControl(code)) {
+    appendControl(text, code);
   } else {
     text += {static_cast<char>(0xC0 | code >> 6), static_cast<char>(0x80 | (code & 0x3F))};
   }
@@ -51,25 +65,25 @@ bool toBytes(std::string& text) {
   return true;
 }
 
+// Most bytes are plain, so they go over in runs.
+void appendEscaped(std::string& text, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const auto plain = static_cast<std::size_t>(std::ranges::find_if_not(bytes, isPlain) - bytes.begin());
+    text.append(bytes.substr(0, plain));
+    if (plain == bytes.size()) return;
+    appendNotPlain(text, static_cast<unsigned char>(bytes[plain]));
+    bytes.remove_prefix(plain + 1);
+  }
+}
+
 std::string escaped(std::string_view bytes) {
   std::string text;
-  for (const char byte : bytes) {
-    const auto code = static_cast<unsigned char>(byte);
-    if (code == '"' || code == '\\') text += '\\';
-    if (isControl(code)) {
-      appendEscape(text, code);
-    } else {
-      appendUtf8(text, code);
-    }
-  }
+  appendEscaped(text, bytes);
   return text;
 }
 
 std::string jsonString(std::string_view bytes) {
-  std::string text = "\"";
-  text += escaped(bytes);
-  text += '"';
-  return text;
+  return '"' + escaped(bytes) + '"';
 }
 
 std::string terminalSafe(std::string_view line) {
@@ -79,7 +93,7 @@ std::string terminalSafe(std::string_view line) {
     const bool pair = byte == kFirstLead && at + 1 < line.size();
     const auto code = pair ? static_cast<unsigned char>(line[at + 1]) : byte;
     if (isControl(code) && (pair || byte < 0x80)) {
-      appendEscape(text, code);
+      appendControl(text, code);
       at += pair ? 1 : 0;
     } else {
       text += line[at];

@@ -10,7 +10,9 @@ namespace quarnex::recording {
 /// text is then of no use any more.
 [[nodiscard]] bool toBytes(std::string& text);
 
-/// `bytes` as the inside of a JSON string, UTF-8; control characters, quotes and backslashes are escaped.
+/// Appends `bytes` as the inside of a JSON string, UTF-8; control characters, quotes and backslashes are
+/// escaped.
+void appendEscaped(std::string& text, std::string_view bytes);
 std::string escaped(std::string_view bytes);
 
 /// The same with its quotes.
