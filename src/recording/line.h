@@ -119,7 +119,8 @@ enum class LineKind : std::uint8_t {
   FailedOperation,
   FailedRead,
   Property,
-  Now
+  Now,
+  Missing  // nothing behind it can be played
 };
 
 struct Line {
@@ -135,7 +136,8 @@ struct Line {
   std::int32_t number =
       0;  // link of a Trace, argument of an operation, failure number, property, code of an event
   std::int32_t handle = 0;    // Accept
-  std::string text;           // of a Trace, argument, bytes, description, property, remote host of an Accept
+  std::string text;           // of a Trace, argument, bytes, description, property, remote host of an Accept,
+                              // how many bytes of a Missing
   std::vector<Value> values;  // parameters of a Call; of a Result the one
 
   bool isStep() const { return kind <= LineKind::Event; }

@@ -10,10 +10,10 @@ namespace quarnex::recording {
 namespace {
 
 constexpr std::array<std::string_view, kKeys> kNames = {
-    "call",       "tick",    "event",       "trace",    "did",    "sent",        "result", "failure",
-    "end",        "fetched", "failed",      "property", "now",    "at",          "params", "nested",
-    "utc_offset", "socket",  "index",       "code",     "handle", "remote_host", "text",   "value",
-    "name",       "number",  "description", "quarnex",  "version"};
+    "call",       "tick",    "event",       "trace",    "did",     "sent",        "result", "failure",
+    "end",        "fetched", "failed",      "property", "now",     "at",          "params", "nested",
+    "utc_offset", "socket",  "index",       "code",     "handle",  "remote_host", "text",   "value",
+    "name",       "number",  "description", "quarnex",  "version", "missing"};
 
 constexpr int kDepthMax = 8;           // a recording needs 2; keys of others may hold more
 constexpr std::size_t kParamsMax = 5;  // one more than any method has

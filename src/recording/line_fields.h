@@ -51,10 +51,11 @@ enum class Key : std::uint8_t {
   Number,
   Description,
   Quarnex,
-  Version
+  Version,
+  Missing
 };
 
-constexpr unsigned kKeys = 29;
+constexpr unsigned kKeys = 30;
 constexpr std::uint32_t kKindKeys = (1U << 13) - 1;
 
 struct Field {

@@ -192,6 +192,11 @@ void fillNow(Line& line, LineFields& fields) {
   fillClock(line, fields, Key::Now);
 }
 
+void fillMissing(Line& line, LineFields& fields) {
+  line.kind = LineKind::Missing;
+  line.text = std::to_string(fields.integer<std::int64_t>(Key::Missing));
+}
+
 using Fill = void (*)(Line&, LineFields&);
 
 // By the key that makes the line, in the order of Key.
@@ -214,6 +219,7 @@ std::int32_t headerOffset(LineFields& fields) {
 }
 
 void fillLine(Line& line, LineFields& fields) {
+  if (fields.kinds() == 0 && fields.has(Key::Missing)) return fillMissing(line, fields);
   if (fields.kinds() == 0) throw Damage("is no line of a recording");
   if (!std::has_single_bit(fields.kinds())) throw Damage("is two lines of a recording in one");
   const auto key = static_cast<unsigned>(std::countr_zero(fields.kinds()));

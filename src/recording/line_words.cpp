@@ -91,6 +91,8 @@ std::string wordsFor(const Line& line) {
       return wordsForFailure(componi("< reading ", shapeOf(line.property).name), line);
     case LineKind::Property:
       return wordsForProperty(line);
+    case LineKind::Missing:
+      return componi('(', line.text, " bytes could not be recorded here)");
     case LineKind::End:
     case LineKind::Now:
       break;

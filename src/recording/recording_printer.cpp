@@ -42,12 +42,17 @@ void RecordingPrinter::print() {
     throw;
   }
   settleTick(nullptr);
+  if (missing_) throw DamagedLine(*missing_);
 }
 
 void RecordingPrinter::show(const Line& line) {
   settleTick(&line);
   if (line.utcOffset && (line.isStep() || line.kind == LineKind::Now)) utcOffset_ = *line.utcOffset;
   learn(line);
+  if (line.kind == LineKind::Missing) {
+    depth_ = 0;
+    if (!missing_) missing_ = damageOf(line, reader_.number());
+  }
   if (line.isStep()) return showStep(line);
   if (line.kind == LineKind::End) {
     if (depth_ > 0) --depth_;
@@ -126,8 +131,8 @@ std::string RecordingPrinter::tagFor(const Line& line) const {
     const auto found = linkTags_.find(line.number);
     return found == linkTags_.end() ? adding_ : found->second;
   }
-  const bool ofASocket =
-      line.kind == LineKind::Event || line.kind == LineKind::Performed || line.kind >= LineKind::Fetched;
+  const bool ofASocket = line.kind == LineKind::Event || line.kind == LineKind::Performed ||
+                         (line.kind >= LineKind::Fetched && line.kind <= LineKind::Property);
   if (!ofASocket) return "";
   const auto found = socketTags_.find({line.socket.array, line.socket.index});
   return found == socketTags_.end() ? "" : found->second;

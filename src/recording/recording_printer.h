@@ -20,7 +20,8 @@ class RecordingPrinter {
  public:
   RecordingPrinter(RecordingReader& reader, std::ostream& out);
 
-  /// Prints all that the reader still has. Throws `DamagedLine` when everything before that line is printed.
+  /// Prints all that the reader still has. Throws `DamagedLine` when everything before that line is printed;
+  /// for lines that are missing, when everything is.
   void print();
 
  private:
@@ -45,6 +46,7 @@ class RecordingPrinter {
   std::size_t depth_ = 0;        // of nested steps
   std::optional<Heading> tick_;  // whose next line will tell whether it did anything
   std::size_t quietTicks_ = 0;   // not printed yet
+  std::optional<DamagedLine> missing_;
 
   std::string adding_;  // tag of the link that an `Add` in progress registers
   std::map<std::int32_t, std::string> linkTags_;

@@ -12,6 +12,10 @@ constexpr std::size_t kLineMax = std::size_t{64} << 20;
 
 }  // namespace
 
+DamagedLine damageOf(const Line& missing, std::size_t number) {
+  return {number, missing.text + " bytes could not be recorded here; nothing behind it can be played"};
+}
+
 RecordingReader::RecordingReader(std::istream& in) : in_(in) {
   try {
     readHeader();

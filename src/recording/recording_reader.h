@@ -24,6 +24,9 @@ class DamagedLine : public std::runtime_error {
   std::size_t number_;
 };
 
+/// Where the recorder could not keep lines, what follows is whole, but cannot be played.
+DamagedLine damageOf(const Line& missing, std::size_t number);
+
 /// Keeps one line in memory, however long the recording. A line of more than 64 MiB is damaged.
 class RecordingReader {
  public:

@@ -17,6 +17,7 @@ void Script::readLine() {
   left.text = reader_.text();
   try {
     playing_ = reader_.next(line_);
+    if (playing_ && line_.kind == LineKind::Missing) throw damageOf(line_, reader_.number());
   } catch (const DamagedLine& damage) {
     damage_ = damage;
     playing_ = false;

@@ -79,6 +79,7 @@ TEST(RecordingReader, NamesWhatIsWrongWithALine) {
       {R"({"failed":"open","number":1,"description":""})", "\"open\" is unknown"},
       {R"({"failed":"closeLog","number":1,"description":""})", "lets \"closeLog\" fail, which never fails"},
       {R"({"property":"period","value":40000})", "\"value\" is out of its range"},
+      {R"({"missing":"1"})", "\"missing\" is of another type"},
   };
   for (const Row& row : rows) {
     EXPECT_EQ(complaintAbout(kHeader + row.line + "\n"), "line 2: " + row.complaint)
@@ -126,6 +127,7 @@ TEST(RecordingPrinter, ShowsTimeTagAndWordsAndEverythingBeforeADamagedLine) {
 {"at":86401,"event":"Close","socket":"ClientSocket","index":1,"code":10054,"nested":true}
 {"end":true}
 {"failed":"connect","socket":"ClientSocket","index":1,"number":10055,"description":"full"}
+{"missing":70}
 {"at":86402,"tick":true}
 }
 )");
@@ -143,6 +145,7 @@ TEST(RecordingPrinter, ShowsTimeTagAndWordsAndEverythingBeforeADamagedLine) {
        8            ETH 05 AB           > connect ClientSocket 1
        9  01:00:01  ETH 05 AB             Close on ClientSocket 1, code 10054
       11            ETH 05 AB           < connect failed: 10055 full
+      12                                (70 bytes could not be recorded here)
                                         (1 tick without effect)
 )");
 }
