@@ -21,6 +21,7 @@ struct SessionOptions {
   bool client = false;                   ///< this side calls; otherwise it listens
   int waitSeconds = 30;                  ///< patience at the end
   std::optional<std::string> logPrefix;  ///< keep a log whose file name begins so
+  std::optional<std::string> recording;  ///< keep a recording in this file
   bool trace = false;                    ///< the link's trace on standard error
   bool raw = false;                      ///< reports on standard error also as they are
 };
@@ -57,7 +58,7 @@ class LinkSession {
   QuarnSocket quarn_;
   HostLoop loop_;
   Console console_;
-  LineReader input_{0, 1024 * 1024};  // no text of that length can be sent
+  LineReader input_{0, std::size_t{1024} * 1024};  // no text of that length can be sent
   OutputBuffer output_{1};
   OutgoingLines lines_{input_, console_};
   std::int16_t index_ = 0;

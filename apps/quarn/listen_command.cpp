@@ -17,7 +17,8 @@ void addListenCommand(CLI::App& app, int& exitStatus) {
       "  quarn listen MIRTAN 5                          wait for a MIRTAN peer on port 20308 and talk to it\n"
       "  quarn listen ABC 5 >> received.txt             port 20105; collect what comes, until Ctrl-C\n"
       "  tail -f out.txt | quarn listen ABC 5 --trace   send a growing file, and see every frame\n"
-      "  quarn listen TOLV 1 --log /tmp/tolv-           keep a log in /tmp/tolv-LOGQUARNNET<date><time>.txt");
+      "  quarn listen TOLV 1 --log /tmp/tolv-           keep a log in /tmp/tolv-LOGQUARNNET<date><time>.txt\n"
+      "  quarn listen TOLV 1 --record tolv.jsonl        record everything; quarn replay shows it again");
 }
 
 }  // namespace quarnex::tool

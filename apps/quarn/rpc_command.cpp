@@ -2,8 +2,12 @@
 
 #include <chrono>
 #include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
 
 #include "quarn/host_turn.h"
+#include "quarn/record_option.h"
 #include "quarn/rpc_answer.h"
 
 namespace quarnex::tool {
@@ -13,11 +17,11 @@ using namespace std::chrono_literals;
 using std::chrono::steady_clock;
 
 // Requests are left waiting while more than this is waiting to be written.
-constexpr std::size_t kUnwrittenBytesMax = 1024 * 1024;
+constexpr std::size_t kUnwrittenBytesMax = std::size_t{1024} * 1024;
 // Then the links' loop turns, however many requests wait.
 constexpr auto kRequestTime = 20ms;
 
-constexpr std::size_t kLineBytesMax = 256 * 1024 * 1024;
+constexpr std::size_t kLineBytesMax = std::size_t{256} * 1024 * 1024;
 constexpr std::string_view kTooLong =
     R"({"jsonrpc":"2.0","id":null,"error":{"code":-32700,"message":"this line is longer than 256 MiB"}})";
 
@@ -65,12 +69,16 @@ void RpcHost::answerWaiting() {
 
 void addRpcCommand(CLI::App& app, int& exitStatus) {
   CLI::App& command = *app.add_subcommand("rpc", "offer the library's methods as JSON-RPC on standard input");
-  command.callback([&exitStatus] { exitStatus = RpcHost().run(); });
+  const auto recording = std::make_shared<std::optional<std::string>>();
+  addRecordOption(command, *recording);
+  command.callback(
+      [recording, &exitStatus] { exitStatus = beginRecording(*recording) ? RpcHost().run() : 2; });
   command.footer(
       "One JSON-RPC 2.0 request a line, one response a line, in order. Methods: the 15 of QuarnSocket, "
       "parameters in\n"
       "their order. Links live between the requests. The end of the input ends the process.\n\n"
       "Examples:\n"
+      "  quarn rpc --record links.jsonl    record everything; quarn replay shows it again\n"
       "  quarn rpc\n"
       "  {\"jsonrpc\":\"2.0\",\"id\":1,\"method\":\"Init\",\"params\":[\"/tmp/log-\"]}\n"
       "  {\"jsonrpc\":\"2.0\",\"id\":2,\"method\":\"Add\",\"params\":[\"MIRTAN\",5,true,true]}\n"

@@ -5,6 +5,7 @@
 
 #include "quarn/link_arguments.h"
 #include "quarn/link_port.h"
+#include "quarn/record_option.h"
 
 namespace quarnex::tool {
 namespace {
@@ -20,6 +21,7 @@ int runSession(const SessionOptions& options) {
   }
   const std::string warning = identifierWarning(options.identifier);
   if (!warning.empty()) std::cerr << "quarn: " << warning << '\n';
+  if (!beginRecording(options.recording)) return 2;
   LinkSession session(options);
   try {
     session.open();
@@ -47,6 +49,7 @@ void defineSession(CLI::App& command, bool client, int& exitStatus) {
       ->check(CLI::Range(0, kWaitSecondsMax).description(""));
   command.add_option("--log", options->logPrefix, "keep a log; its file name begins with PREFIX")
       ->type_name("PREFIX");
+  addRecordOption(command, options->recording);
   command.add_flag("--trace", options->trace, "show the link's trace on standard error");
   command.add_flag("--raw", options->raw, "show reports on standard error also as they are");
   command.callback([options, &exitStatus] { exitStatus = runSession(*options); });

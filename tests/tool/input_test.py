@@ -121,6 +121,8 @@ class CommandLine(unittest.TestCase):
         ("call ABC 5 --bogus", 2, "", "--bogus"),
         ("call ABC 12668", 2, "", "use an identifier of at most 12667"),
         ("call ABC 5 --log /no/such/place/", 2, "", "Path not found (76)"),
+        ("call ABC 5 --record /no/such/place/file", 2, "", "Path not found (76)"),
+        ("rpc --record /", 2, "", "Path/File access error (75)"),
         ("ports", 0, "PID-TOLV-VIDEO    20306\n", ""),
         ("ports MIRTAN 5", 0, "20308\n", ""),
         ("ports ABC 5", 0, "20105\n", ""),

@@ -1,11 +1,13 @@
 """Links over real TCP. An activation takes its 10 seconds here, so all scenarios run at the same time."""
 
 import concurrent.futures
+import os
 import signal
+import tempfile
 import unittest
 
 from peer import FIRST_PORT, IDENTIFIERS, Peer
-from tool import Rpc, Session
+from tool import Rpc, Session, run
 
 CHECK = unittest.TestCase()
 ALL_BYTES = bytes(code for code in range(256) if code not in b"\x03|")
@@ -77,7 +79,17 @@ def refused_call_is_reported(identifier):
 
 
 def sessions_exchange_lines(identifier):
-    server, client = Session("listen", identifier), Session("call", identifier, "--trace")
+    """Both are recorded, and the recordings play."""
+    with tempfile.TemporaryDirectory() as directory:
+        recordings = [os.path.join(directory, role) for role in ("server", "client")]
+        exchange_lines(identifier, *recordings)
+        replay = run("replay", *recordings)
+        CHECK.assertEqual((0, 2), (replay.returncode, replay.stdout.count(b": no difference: ")), replay)
+
+
+def exchange_lines(identifier, server_recording, client_recording):
+    server = Session("listen", identifier, "--record", server_recording)
+    client = Session("call", identifier, "--trace", "--record", client_recording)
     up, down = [b"up %d" % i for i in range(45)], [b"down %d" % i for i in range(45)]
     client.write(*up)
     server.write(*down)

@@ -1,0 +1,28 @@
+#include "quarn/record_option.h"
+
+#include <iostream>
+
+#include "quarnex/failure.h"
+#include "quarnex/flight_recorder.h"
+
+namespace quarnex::tool {
+
+CLI::Option* addRecordOption(CLI::App& command, std::optional<std::string>& file) {
+  return command
+      .add_option("--record", file, "record everything, for quarn replay; an existing FILE is emptied")
+      ->type_name("FILE");
+}
+
+bool beginRecording(const std::optional<std::string>& file) {
+  if (!file) return true;
+  try {
+    recordFlight(*file);
+    return true;
+  } catch (const Failure& failure) {
+    std::cerr << "quarn: no recording can be kept in \"" << *file << "\": " << failure.what() << " ("
+              << failure.number() << "); give a file in a directory that exists and can be written\n";
+    return false;
+  }
+}
+
+}  // namespace quarnex::tool

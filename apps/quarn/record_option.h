@@ -1,0 +1,16 @@
+// --record FILE: everything that happens to the process's links goes into a recording.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <optional>
+#include <string>
+
+namespace quarnex::tool {
+
+CLI::Option* addRecordOption(CLI::App& command, std::optional<std::string>& file);
+
+/// Begins the recording, if one is wanted; before the first `QuarnSocket` and `HostLoop`. False if it cannot
+/// begin: standard error then says why.
+[[nodiscard]] bool beginRecording(const std::optional<std::string>& file);
+
+}  // namespace quarnex::tool
