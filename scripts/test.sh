@@ -45,6 +45,7 @@ for preset in release asan; do
     check "tests: $preset" run_tests "$preset"
 done
 check "model of the exchange" scripts/check_model.sh
+check "fuzzing, ten seconds a target" scripts/fuzz.sh 10
 check "build: clang++, warnings are errors" build_with_clang
 
 printf '\n== Summary\n'
