@@ -7,6 +7,7 @@ cd "$(dirname "$0")/.." || exit 1
 jobs=$(nproc)
 results=()
 failed=0
+if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
 
 # check NAME COMMAND...: runs the command and keeps the outcome for the summary.
 check() {

@@ -48,7 +48,7 @@ void Console::showProgress(const std::string& words) {
 // A reader that does not read costs people the later lines, not the links their time nor the process its
 // memory.
 void Console::write(std::string_view bytes) {
-  constexpr std::size_t kWaitingMax = 1024 * 1024;
+  constexpr std::size_t kWaitingMax = std::size_t{1024} * 1024;
   if (output_.waiting() < kWaitingMax) output_.append(bytes);
 }
 

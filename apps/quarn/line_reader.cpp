@@ -8,7 +8,7 @@
 namespace quarnex::tool {
 
 void LineReader::readSome() {
-  constexpr std::size_t kReadBytesMax = 64 * 1024;
+  constexpr std::size_t kReadBytesMax = std::size_t{64} * 1024;
   buffer_.erase(0, start_);
   scanned_ -= start_;
   start_ = 0;

@@ -14,7 +14,7 @@ using std::chrono::steady_clock;
 
 // Received texts that standard output has not taken are held up to this size; the rest stays in the link's
 // queue.
-constexpr std::size_t kUnwrittenBytesMax = 16 * 1024 * 1024;
+constexpr std::size_t kUnwrittenBytesMax = std::size_t{16} * 1024 * 1024;
 constexpr int kQueueLimit = 5000;
 
 std::string counted(std::uint64_t count, const std::string& noun) {
