@@ -10,7 +10,7 @@
 
 namespace quarnex {
 namespace {
-constexpr std::size_t kFetchBytesMax = 64 * 1024;
+constexpr std::size_t kFetchBytesMax = std::size_t{64} * 1024;
 }
 
 PosixSockets::PosixSockets(Reactor& reactor)

@@ -11,7 +11,7 @@
 namespace quarnex {
 namespace {
 
-constexpr std::size_t kKeptBytesMax = 64 * 1024;
+constexpr std::size_t kKeptBytesMax = std::size_t{64} * 1024;
 
 // Returns how many bytes the file has taken.
 std::size_t append(const Descriptor& file, std::string_view bytes) {
