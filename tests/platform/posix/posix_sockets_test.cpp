@@ -260,6 +260,7 @@ TEST(ErrorNumbers, EverySystemErrorHasANumberAndADescription) {
     EXPECT_FALSE(failure.description().empty());
   }
   EXPECT_EQ(socketErrorNumber(EXDEV), 10107);
+  EXPECT_EQ(fileFailure(ENOSPC).number(), 61);
 }
 
 }  // namespace
