@@ -6,7 +6,7 @@
 namespace quarnex::simulated {
 namespace {
 
-constexpr Milliseconds kDrainPause = 5;  // between two portions that a reluctant system takes
+constexpr Milliseconds kDrainPause = 50;  // between two portions that a reluctant system takes
 
 }  // namespace
 
@@ -31,7 +31,8 @@ std::size_t End::arrived() {
 }
 
 void End::take(std::string& into, std::size_t max) {
-  if (inbound_.take(into, max, time().now()) > 0 && !other_.outbox_.empty()) other_.drain();
+  const bool roomMade = inbound_.take(into, max, time().now()) > 0;
+  if (roomMade && !other_.outbox_.empty() && !other_.draining_) other_.drain();
 }
 
 bool End::exhausted() {
@@ -66,6 +67,11 @@ void End::release() {
   other_.lookAt(time().now());
 }
 
+void End::hurry() {
+  other_.inbound_.hurry(time().now());
+  other_.lookAt(time().now());
+}
+
 void End::cut(std::int16_t code) {
   sendEnd(code);
 }
@@ -79,6 +85,7 @@ void End::submit(std::string_view bytes, Milliseconds extraDelay) {
 }
 
 void End::drain() {
+  draining_ = false;
   if (closed_ || other_.inbound_.hasEnd()) return dropOutbox();
   const std::size_t taken = std::min(unsent(), room());
   transmit(std::string_view(outbox_).substr(outboxSent_, taken), 0);
@@ -94,10 +101,9 @@ void End::dropOutbox() {
 
 // A full window opens when the receiver takes bytes; only a reluctant system is asked again and again.
 void End::scheduleDrain() {
-  if (outbox_.empty() || conditions.takenAtOnce == 0) return;
-  time().cancel(draining_);
-  draining_ =
-      time().at(time().now() + kDrainPause, [self = connection_.shared_from_this(), this] { drain(); });
+  if (outbox_.empty() || conditions.takenAtOnce == 0 || draining_) return;
+  draining_ = true;
+  time().at(time().now() + kDrainPause, [self = connection_.shared_from_this(), this] { drain(); });
 }
 
 std::size_t End::room() const {

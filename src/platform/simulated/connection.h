@@ -89,6 +89,8 @@ class End {
   /// Nothing that this end sends arrives any more, until it is released.
   void hold();
   void release();
+  /// What this end has sent arrives at once.
+  void hurry();
   /// Ends what this end sends without its owner: with code 0 like its orderly close, else like a break.
   void cut(std::int16_t code);
 
@@ -115,12 +117,12 @@ class End {
   Stream inbound_;
   std::string outbox_;  // what the system has not taken yet, from `outboxSent_` on
   std::size_t outboxSent_ = 0;
-  VirtualTime::Appointment draining_;
   std::string peerAddress_;
   EndEvents* owner_ = nullptr;
   bool tellArrivals_ = false;
   bool endTold_ = false;
   bool closed_ = false;
+  bool draining_ = false;  // the system will be asked again
 };
 
 class Connection : public std::enable_shared_from_this<Connection> {

@@ -16,7 +16,8 @@ Host::Host(Network& network, Random random, int onMachine, Instant start)
 
 void Host::start() {
   stop();
-  engine_ = std::make_unique<Engine>(Services{faultySockets_, faultyTimer_, clock, faultyFile_});
+  const Services services{faultySockets_, faultyTimer_, clock, faultyFile_};
+  engine_ = std::make_unique<Engine>(services, makeWrapper ? makeWrapper() : nullptr);
   if (traces_.keeping) keepTraces();
 }
 
@@ -27,12 +28,36 @@ void Host::stop() {
 
 void Host::keepTraces() {
   traces_.keeping = true;
+  if (library().observer == &traces_) return;
+  traces_.next = library().observer;
   library().observer = &traces_;
 }
 
 void Host::turn() {
   sockets.deliverPending();
   timer.tick();
+}
+
+Host::Engine::Engine(const Services& services, std::unique_ptr<ServicesWrapper> wrappedIn)
+    : wrapper(std::move(wrappedIn)), library(wrapper ? wrapper->wrap(services) : services), quarn(library) {
+  if (wrapper) wrapper->watch(library);
+}
+
+void Host::Traces::traced(std::int16_t IdxQuarn, std::string_view text) {
+  texts.emplace_back(IdxQuarn, text);
+  if (next != nullptr) next->traced(IdxQuarn, text);
+}
+
+void Host::Traces::called(const Method& method, std::span<const Value> parameters) {
+  if (next != nullptr) next->called(method, parameters);
+}
+
+void Host::Traces::returned(const Value& result) {
+  if (next != nullptr) next->returned(result);
+}
+
+void Host::Traces::failed(const Failure& failure) {
+  if (next != nullptr) next->failed(failure);
 }
 
 }  // namespace quarnex::simulated

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -10,6 +12,7 @@
 
 #include "component/library.h"
 #include "component/observer.h"
+#include "component/services_wrapper.h"
 #include "platform/simulated/faulty_services.h"
 #include "platform/simulated/memory_file.h"
 #include "platform/simulated/operation_faults.h"
@@ -55,15 +58,23 @@ class Host {
   SimulatedSockets sockets;
   MemoryFile log;
   OperationFaults faults;
+  /// Makes what stands between each engine and these services, from the next `start` on; none if empty.
+  std::function<std::unique_ptr<ServicesWrapper>()> makeWrapper;
 
  private:
+  /// Keeps the texts, and passes all on to another observer if there is one.
   struct Traces final : Observer {
-    void traced(std::int16_t IdxQuarn, std::string_view text) override { texts.emplace_back(IdxQuarn, text); }
+    void traced(std::int16_t IdxQuarn, std::string_view text) override;
+    void called(const Method& method, std::span<const Value> parameters) override;
+    void returned(const Value& result) override;
+    void failed(const Failure& failure) override;
     bool keeping = false;
+    Observer* next = nullptr;
     std::vector<std::pair<std::int16_t, std::string>> texts;
   };
   struct Engine {
-    explicit Engine(Services services) : library(services), quarn(library) {}
+    Engine(const Services& services, std::unique_ptr<ServicesWrapper> wrappedIn);
+    std::unique_ptr<ServicesWrapper> wrapper;
     Library library;
     QuarnSocket quarn;
   };

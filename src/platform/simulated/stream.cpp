@@ -37,6 +37,12 @@ std::optional<std::int16_t> Stream::endArrived(Milliseconds now) const {
   return ending_->code;
 }
 
+void Stream::hurry(Milliseconds now) {
+  for (Mark& mark : marks_) mark.arrival = std::min(mark.arrival, now);
+  if (ending_) ending_->arrival = std::min(ending_->arrival, now);
+  lastArrival_ = std::min(lastArrival_, now);
+}
+
 std::size_t Stream::countArrived(Milliseconds now) {
   if (!held_) {
     while (nextMark_ < marks_.size() && marks_[nextMark_].arrival <= now) arrived_ = marks_[nextMark_++].end;

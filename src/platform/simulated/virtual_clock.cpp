@@ -1,5 +1,6 @@
 #include "platform/simulated/virtual_clock.h"
 
+#include <algorithm>
 #include <iterator>
 
 namespace quarnex::simulated {
@@ -16,6 +17,7 @@ Instant VirtualClock::read() {
   const bool disturbed = planned_.reading > 0 || strobe_ != 0;
   if (disturbed) disturb();
   reading_ = {wholeSeconds(shown() + (strobed_ ? strobe_ : 0))};
+  latest_ = std::max(latest_, reading_);
   readAt_ = disturbed ? -1 : time_.now();
   return reading_;
 }
@@ -45,6 +47,12 @@ void VirtualClock::strobe(Milliseconds by) {
   strobe_ = by;
   strobed_ = false;
   readAt_ = -1;
+}
+
+void VirtualClock::calm() {
+  setSpeed(1000);
+  strobe(0);
+  planned_ = {};
 }
 
 void VirtualClock::disturb() {

@@ -26,6 +26,12 @@ class VirtualClock final : public WallClock {
   void jumpAfterReadings(std::uint64_t readings, Milliseconds by);
   /// From now on every second reading is off by this; 0 = none.
   void strobe(Milliseconds by);
+  /// Nothing disturbs it any more; it keeps the time that it shows.
+  void calm();
+
+  /// So much has been taken back from the latest that the clock has ever read: deadlines may lie that far
+  /// ahead.
+  Milliseconds behindLatest() { return (latest_.second - now().second) * 1000; }
 
   /// Local time is `seconds` ahead of UTC from the instant `since` on, as when summer time begins or ends.
   void setUtcOffset(std::int32_t seconds, Instant since = {INT64_MIN}) { utcOffsets_[since] = seconds; }
@@ -47,6 +53,7 @@ class VirtualClock final : public WallClock {
   std::int32_t speed_ = 1000;
   Milliseconds readAt_ = -1;  // while it is still that time, the clock reads `reading_`; -1 = look again
   Instant reading_;
+  Instant latest_{INT64_MIN};
   PlannedJump planned_;
   Milliseconds strobe_ = 0;
   bool strobed_ = false;

@@ -1,0 +1,68 @@
+// Fault: what can go wrong in a simulation, by name.
+#pragma once
+
+#include <bitset>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+namespace quarnex::simulated {
+
+enum class Fault : std::uint8_t {
+  // the network
+  Delay,
+  Cut,
+  Damage,
+  Window,
+  Partial,
+  Hold,
+  HalfOpen,
+  Break,
+  Refuse,
+  Hang,
+  Callers,
+  Squat,
+  Hostile,
+  // the services of a host
+  Operations,
+  Descriptors,
+  Events,
+  Raise,
+  Nesting,
+  Disk,
+  // its clock
+  ClockForward,
+  ClockBack,
+  ClockSpeed,
+  ClockStrobe,
+  ClockInside,
+  Summer,
+  // the host itself
+  Stall,
+  Pace,
+  HostCalls,
+  Restart,
+  Deaf
+};
+constexpr std::size_t kFaultCount = static_cast<std::size_t>(Fault::Deaf) + 1;
+
+/// "delay", "half-open", "clock-back".
+std::string_view nameOf(Fault fault);
+std::optional<Fault> faultNamed(std::string_view name);
+
+class FaultSet {
+ public:
+  static FaultSet all() { return FaultSet().set(); }
+  bool has(Fault fault) const { return bits_.test(static_cast<std::size_t>(fault)); }
+  void add(Fault fault) { bits_.set(static_cast<std::size_t>(fault)); }
+
+ private:
+  FaultSet& set() {
+    bits_.set();
+    return *this;
+  }
+  std::bitset<kFaultCount> bits_;
+};
+
+}  // namespace quarnex::simulated

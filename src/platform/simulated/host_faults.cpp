@@ -1,0 +1,207 @@
+#include "platform/simulated/host_faults.h"
+
+#include <limits>
+#include <optional>
+
+#include "quarnex/failure.h"
+
+namespace quarnex::simulated {
+namespace {
+
+constexpr Milliseconds kSecond = 1000;
+constexpr Milliseconds kMinute = 60 * kSecond;
+constexpr Milliseconds kHour = 60 * kMinute;
+constexpr Milliseconds kDay = 24 * kHour;
+
+constexpr std::int32_t kFailureNumbers[] = {5,     10004, 10009, 10013, 10014, 10022, 10024, 10035, 10036,
+                                            10038, 10048, 10049, 10050, 10051, 10053, 10054, 10055, 10057,
+                                            10058, 10060, 10061, 10064, 10065, 10091, -7,    70'000};
+constexpr std::int16_t kEventCodes[] = {0, 0, 10038, 10050, 10053, 10054, 10060, 10061, 10065, 10091};
+constexpr SocketArray kArrays[] = {SocketArray::ClientSocket, SocketArray::ServerSocket,
+                                   SocketArray::SrvAccept};
+// Seconds before the end of a year, of summer time and of what 32 bits can count.
+constexpr std::int64_t kMemorableSeconds[] = {1'798'761'570, 1'806'195'570, 2'147'483'617};
+
+std::optional<OperationFault> judge(Scene& scene, const OperationCall& call) {
+  if (!scene.strikes(Fault::Operations, 1, isRead(call.operation) ? 5 : 30)) return std::nullopt;
+  return OperationFault{scene.oneOf(kFailureNumbers), "simulated failure", scene.random.chance(500)};
+}
+
+void raiseAt(Scene& scene, Host& host, std::int16_t index) {
+  scene.happened(Fault::Raise);
+  constexpr EventKind kinds[] = {EventKind::Close, EventKind::Close, EventKind::Receive, EventKind::Connect};
+  const EventKind kind = scene.oneOf(kinds);
+  const std::int16_t code = scene.oneOf(kEventCodes);
+  const bool ends = kind != EventKind::Connect || code != 0;  // a connection does not come out of the blue
+  if (ends) host.sockets.raise(scene.oneOf(kArrays), index, kind, code);
+}
+
+void nest(Scene& scene, Host& host, const OperationCall& call) {
+  if (!scene.strikes(Fault::Nesting, 5, 200)) return;
+  if (scene.mix.has(Fault::Raise) && scene.random.chance(200)) return raiseAt(scene, host, call.index);
+  host.turn();
+}
+
+void openOrCloseLog(Scene& scene, Host& host) {
+  try {
+    scene.random.chance(600) ? host.quarn().AttivaLog() : host.quarn().DisattivaLog(0);
+  } catch (const Failure&) {
+    // the application goes on without a log
+  }
+}
+
+void shutDown(Scene& scene, Place& place) {
+  place.host().quarn().Uscita();
+  scene.later(scene.duration(kSecond, 2 * kMinute), [&place] { place.start(); });
+}
+
+}  // namespace
+
+void afflictHost(Scene& scene, Host& host) {
+  if (scene.mix.has(Fault::Operations))
+    host.faults.judge = [&scene](const OperationCall& call) { return judge(scene, call); };
+  if (scene.mix.has(Fault::Nesting)) {
+    host.faults.inside = [&scene, &host](const OperationCall& call) { nest(scene, host, call); };
+    host.faults.insideDepthMax = static_cast<int>(scene.random.between(1, 3));
+  }
+  if (scene.strikes(Fault::Events, 400, 1000)) {
+    host.sockets.trouble = {scene.duration(0, 5'000), static_cast<std::uint32_t>(scene.duration(0, 200)),
+                            static_cast<std::uint32_t>(scene.duration(0, 200)), scene.random.chance(500)};
+  }
+}
+
+void relieveHost(Place& place) {
+  Host& host = place.host();
+  host.faults.clear();
+  host.sockets.trouble = {};
+  host.sockets.descriptorsMax = std::numeric_limits<int>::max();
+  host.log.room = std::numeric_limits<std::size_t>::max();
+  host.log.failingWrite = 0;
+  host.clock.calm();
+  host.timer.setPace(0, 0);
+  place.setPolling(true);
+  if (!host.running() || !place.sound()) place.start();
+  place.open();
+}
+
+void starve(Scene& scene) {
+  Host& host = scene.anyHost();
+  host.sockets.descriptorsMax = host.sockets.descriptors() + static_cast<int>(scene.random.below(2));
+  scene.later(scene.duration(kSecond, 5 * kMinute),
+              [&host] { host.sockets.descriptorsMax = std::numeric_limits<int>::max(); });
+}
+
+void raiseEvent(Scene& scene) {
+  Place& place = scene.anyPlace();
+  if (place.host().running()) raiseAt(scene, place.host(), scene.anyLink(place));
+}
+
+void spoilDisk(Scene& scene) {
+  Host& host = scene.anyHost();
+  if (!host.running()) return;
+  openOrCloseLog(scene, host);
+  switch (scene.random.below(4)) {
+    case 0:
+      host.log.room = static_cast<std::size_t>(scene.duration(0, 10'000));
+      break;
+    case 1:
+      host.log.failingWrite = static_cast<std::uint64_t>(scene.duration(1, 100));
+      break;
+    default:
+      host.log.files.clear();
+  }
+  scene.later(scene.duration(kSecond, kHour),
+              [&host] { host.log.room = std::numeric_limits<std::size_t>::max(); });
+}
+
+void jumpForward(Scene& scene) {
+  VirtualClock& clock = scene.anyHost().clock;
+  const std::int64_t memorable = scene.oneOf(kMemorableSeconds) - clock.now().second;
+  if (memorable > 0 && scene.random.chance(50)) return clock.jump(memorable * kSecond);
+  clock.jump(scene.duration(kSecond, scene.random.chance(100) ? 40 * kDay : 2 * kHour));
+}
+
+void jumpBack(Scene& scene) {
+  scene.anyHost().clock.jump(-scene.duration(kSecond, scene.random.chance(10) ? kDay : 5 * kMinute));
+}
+
+void changeSpeed(Scene& scene) {
+  VirtualClock& clock = scene.anyHost().clock;
+  clock.setSpeed(scene.random.chance(300) ? 0 : static_cast<std::int32_t>(scene.random.between(500, 2000)));
+  scene.later(scene.duration(kSecond, 10 * kMinute), [&clock] { clock.setSpeed(1000); });
+}
+
+void strobe(Scene& scene) {
+  VirtualClock& clock = scene.anyHost().clock;
+  clock.strobe(scene.duration(kSecond, kHour) * (scene.random.chance(500) ? 1 : -1));
+  scene.later(scene.duration(kSecond, kMinute), [&clock] { clock.strobe(0); });
+}
+
+void jumpInside(Scene& scene) {
+  scene.anyHost().clock.jumpAfterReadings(
+      scene.random.below(100), scene.duration(kSecond, 2 * kMinute) * (scene.random.chance(500) ? 1 : -1));
+}
+
+void changeSummerTime(Scene& scene) {
+  VirtualClock& clock = scene.anyHost().clock;
+  clock.setUtcOffset(static_cast<std::int32_t>(scene.random.between(-12, 14)) * 3600,
+                     {clock.now().second + scene.random.between(0, 60)});
+}
+
+void stall(Scene& scene) {
+  scene.anyHost().loop.stall(scene.duration(kSecond, scene.random.chance(5) ? 2 * kDay : 3 * kMinute));
+}
+
+void changePace(Scene& scene) {
+  SimulatedTimer& timer = scene.anyHost().timer;
+  timer.setPace(150, scene.duration(150, 5 * kSecond));
+  scene.later(scene.duration(kSecond, 10 * kMinute), [&timer] { timer.setPace(0, 0); });
+}
+
+void callHost(Scene& scene) {
+  Place& place = scene.anyPlace();
+  if (!place.host().running()) return;
+  QuarnSocket& quarn = place.host().quarn();
+  const std::int16_t link = scene.anyLink(place);
+  switch (scene.random.below(8)) {
+    case 0:
+      quarn.Chiudi(link);
+      return scene.later(scene.duration(100, 2 * kMinute), [&place, link] {
+        if (place.host().running()) place.host().quarn().Apri(link);
+      });
+    case 1:
+      return quarn.Apri(link);
+    case 2:
+      return quarn.Invia(link, "VUOTABUFFER");
+    case 3:
+      return quarn.AttivaDebug(link);
+    case 4:
+      return quarn.DisattivaDebug(link);
+    case 5:
+      static_cast<void>(quarn.GetDebug(link));
+      return;
+    case 6:
+      return openOrCloseLog(scene, place.host());
+    default:
+      if (scene.random.chance(100)) shutDown(scene, place);
+  }
+}
+
+void restart(Scene& scene) {
+  const bool both = scene.random.chance(200);
+  Place& chosen = scene.anyPlace();
+  for (const auto& place : scene.site.places()) {
+    if (place.get() != &chosen && !(both && place->host().machine == chosen.host().machine)) continue;
+    place->host().stop();
+    scene.later(scene.duration(0, kMinute),
+                [&place = *place, shuffled = scene.random.chance(500)] { place.start(shuffled); });
+  }
+}
+
+void goDeaf(Scene& scene) {
+  Place& place = scene.anyPlace();
+  place.setPolling(false);
+  scene.later(scene.duration(kMinute, kHour), [&place] { place.setPolling(true); });
+}
+
+}  // namespace quarnex::simulated

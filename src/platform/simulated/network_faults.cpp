@@ -1,0 +1,167 @@
+#include "platform/simulated/network_faults.h"
+
+#include <utility>
+
+#include "platform/simulated/hostile_bytes.h"
+#include "platform/simulated/tampering.h"
+
+namespace quarnex::simulated {
+namespace {
+
+constexpr std::int16_t kEndings[] = {0, 10050, 10052, 10053, 10054, 10060};
+constexpr std::int16_t kCallFailures[] = {10049, 10050, 10051, 10060, 10061, 10064, 10065};
+constexpr std::int32_t kPortOfIdentifier0 = 20100;
+
+Conditions anyConditions(Scene& scene) {
+  Conditions conditions;
+  if (scene.strikes(Fault::Delay, 200, 800)) {
+    conditions.delay = scene.duration(0, 90'000);
+    conditions.jitter = scene.duration(0, 5'000);
+  }
+  if (scene.strikes(Fault::Cut, 300, 900)) {
+    conditions.fragmentMax = static_cast<std::uint32_t>(scene.duration(1, 40));
+    conditions.quantum = scene.duration(1, 500);
+  }
+  if (scene.strikes(Fault::Window, 100, 500))
+    conditions.window = static_cast<std::size_t>(scene.duration(1, 4'000));
+  if (scene.strikes(Fault::Partial, 100, 500))
+    conditions.takenAtOnce = static_cast<std::size_t>(scene.duration(1, 60));
+  return conditions;
+}
+
+Damage anyDamage(Scene& scene) {
+  Damage damage;
+  for (std::uint32_t* chance : {&damage.flip, &damage.drop, &damage.insert, &damage.lose, &damage.repeat,
+                                &damage.old, &damage.truncate}) {
+    if (scene.random.chance(400)) *chance = static_cast<std::uint32_t>(scene.duration(1, 300));
+  }
+  damage.repair = static_cast<std::uint32_t>(scene.random.below(500));
+  return damage;
+}
+
+std::vector<Tamper> anyTampers(Scene& scene) {
+  std::vector<Tamper> tampers;
+  if (scene.strikes(Fault::Damage, 100, 500))
+    tampers.push_back(damaging(anyDamage(scene), scene.random.split()));
+  if (scene.strikes(Fault::Cut, 50, 200)) {
+    tampers.push_back(scene.random.chance(800) ? cuttingAt(scene.random.below(40), scene.duration(0, 9'000))
+                                               : dripping(scene.duration(1, 9'000)));
+  }
+  return tampers;
+}
+
+void afflictEnd(Scene& scene, End& end) {
+  end.conditions = anyConditions(scene);
+  auto tampers = anyTampers(scene);
+  if (!tampers.empty()) end.tamper = inTurn(std::move(tampers));
+}
+
+void sendHostile(Scene& scene, ScriptedPeer& peer, int identifier) {
+  scene.happened(Fault::Hostile);
+  for (auto pieces = 1 + scene.random.below(5); pieces > 0; --pieces)
+    peer.send(hostileBytes(scene.random, identifier));
+}
+
+// A stranger's manners once it is connected.
+void behave(Scene& scene, ScriptedPeer& peer, int identifier) {
+  switch (scene.random.below(5)) {
+    case 0:
+      return peer.answerAsLink(identifier);
+    case 1:
+      return peer.setReading(false);
+    case 2:
+      peer.onFrame = [&peer](const ScriptedPeer::Received& received) { peer.send(received.frame.bytes); };
+      return;
+    case 3:
+      peer.onConnect = [&peer] { peer.close(); };
+      return;
+    default:
+      if (scene.mix.has(Fault::Hostile))
+        peer.onConnect = [&scene, &peer, identifier] { sendHostile(scene, peer, identifier); };
+  }
+}
+
+End& eitherEnd(Scene& scene, Connection& connection) {
+  return scene.random.chance(500) ? connection.caller : connection.called;
+}
+
+}  // namespace
+
+void afflictConnection(Scene& scene, Connection& connection) {
+  afflictEnd(scene, connection.caller);
+  afflictEnd(scene, connection.called);
+}
+
+CallFate fateOf(Scene& scene) {
+  CallFate fate;
+  if (scene.strikes(Fault::Refuse, 50, 300)) {
+    fate.code = scene.oneOf(kCallFailures);
+    fate.delay = scene.duration(0, 70'000);
+  } else if (scene.strikes(Fault::Hang, 50, 300)) {
+    fate.hangs = scene.random.chance(300);
+    fate.delay = scene.duration(1'000, 120'000);
+  }
+  return fate;
+}
+
+void holdOne(Scene& scene) {
+  const auto connection = scene.anyConnection();
+  if (!connection) return;
+  const auto which = scene.random.below(3);
+  if (which != 0) connection->caller.hold();
+  if (which != 1) connection->called.hold();
+  scene.later(scene.duration(500, 300'000), [held = std::weak_ptr<Connection>(connection)] {
+    if (const auto still = held.lock()) still->release();
+  });
+}
+
+void halfOpenOne(Scene& scene) {
+  const auto connection = scene.anyConnection();
+  if (!connection) return;
+  const bool callerLearns = scene.random.chance(500);
+  (callerLearns ? connection->caller : connection->called).hold();
+  (callerLearns ? connection->called : connection->caller).cut(kConnectionReset);
+}
+
+void breakSome(Scene& scene) {
+  if (scene.random.chance(100)) {
+    for (const auto& connection : scene.site.world().network().connections())
+      connection->cutBoth(scene.oneOf(kEndings));
+  } else if (const auto connection = scene.anyConnection()) {
+    const std::int16_t code = scene.oneOf(kEndings);
+    scene.random.chance(300) ? connection->cutBoth(code) : eitherEnd(scene, *connection).cut(code);
+  }
+}
+
+void callIn(Scene& scene) {
+  Place& place = scene.anyPlace();
+  const std::int32_t port = scene.anyPort(place);
+  const auto callers = scene.random.chance(200) ? scene.duration(2, 50) : 1;
+  for (Milliseconds i = 0; i < callers; ++i) {
+    const auto peer = scene.engagePeer(place.host().machine, scene.duration(0, 100'000));
+    behave(scene, *peer, port - kPortOfIdentifier0);
+    peer->call(port);
+  }
+}
+
+void squat(Scene& scene) {
+  Place& place = scene.anyPlace();
+  const std::int32_t port = scene.anyPort(place);
+  if (scene.site.world().network().listening({place.host().machine, port})) return;
+  const auto peer = scene.engagePeer(place.host().machine, scene.duration(1'000, 300'000));
+  behave(scene, *peer, port - kPortOfIdentifier0);
+  peer->listen(port);
+}
+
+void attack(Scene& scene) {
+  Place& place = scene.anyPlace();
+  const std::int32_t port = scene.anyPort(place);
+  const int identifier = port - kPortOfIdentifier0;
+  const auto peer = scene.engagePeer(place.host().machine, scene.duration(500, 120'000));
+  peer->onConnect = [&scene, attacker = peer.get(), identifier] {
+    sendHostile(scene, *attacker, identifier);
+  };
+  peer->call(port);
+}
+
+}  // namespace quarnex::simulated

@@ -1,0 +1,47 @@
+#include "platform/simulated/scene.h"
+
+namespace quarnex::simulated {
+namespace {
+
+constexpr std::int32_t kPortOfIdentifier0 = 20100;
+
+}  // namespace
+
+bool Scene::strikes(Fault fault, std::uint32_t light, std::uint32_t heavily) {
+  if (!mix.has(fault) || !random.chance(heavy.has(fault) ? heavily : light)) return false;
+  happened(fault);
+  return true;
+}
+
+std::int32_t Scene::anyPort(const Place& place) {
+  return kPortOfIdentifier0 + oneOf(place.plan()).identifier;
+}
+
+std::shared_ptr<Connection> Scene::anyConnection() {
+  auto connections = site.world().network().connections();
+  return connections.empty() ? nullptr : oneOf(connections);
+}
+
+Milliseconds Scene::duration(Milliseconds low, Milliseconds high) {
+  while (high / 2 > low && random.chance(500)) high /= 2;
+  return random.between(low, high);
+}
+
+std::shared_ptr<ScriptedPeer> Scene::engagePeer(int machine, Milliseconds stay) {
+  auto peer = std::make_shared<ScriptedPeer>(site.world().network(), machine);
+  std::erase_if(peers_, [](const auto& gone) { return gone.expired(); });
+  peers_.push_back(peer);
+  later(stay, [peer] {});
+  return peer;
+}
+
+void Scene::dismissPeers() {
+  for (const auto& engaged : peers_) {
+    if (const auto peer = engaged.lock()) {
+      peer->stopListening();
+      peer->close();
+    }
+  }
+}
+
+}  // namespace quarnex::simulated

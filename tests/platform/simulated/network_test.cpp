@@ -1,0 +1,258 @@
+// The simulated network and clock by themselves: what arrives, when, and how it ends.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/simulated/hostile_bytes.h"
+#include "platform/simulated/tampering.h"
+#include "platform/simulated/world.h"
+
+namespace quarnex::simulated {
+namespace {
+
+using testing::ElementsAre;
+
+// A caller and a listener on one port. What the listener has read, by the moment of its arrival: "0:ab 40:c".
+class NetworkTest : public testing::Test {
+ protected:
+  void join() {
+    listener.listen(5000);
+    caller.call(5000);
+    world.runMilliseconds(300);
+    ASSERT_TRUE(caller.connected() && listener.connected());
+    start = world.time().now();
+  }
+  std::string arrivals(Milliseconds during) {
+    std::string all;
+    for (std::size_t seen = 0; world.time().now() < start + during; world.runMilliseconds(10)) {
+      world.runDue();
+      if (listener.bytes.size() == seen) continue;
+      all += (all.empty() ? "" : " ") + std::to_string(world.time().now() - start) + ':' +
+             listener.bytes.substr(seen);
+      seen = listener.bytes.size();
+    }
+    return all;
+  }
+  Connection& connection() { return *world.network().connections().at(0); }
+
+  World world{5};
+  ScriptedPeer& listener = world.addPeer();
+  ScriptedPeer& caller = world.addPeer();
+  Milliseconds start = 0;
+};
+
+struct Way {
+  const char* name;
+  Conditions conditions;
+  std::function<Tamper()> tamper;
+  const char* arrivals;  // of the sends "abc" at 0, "def" at 0, "ghi" at 100
+  int ending;
+};
+
+class Ways : public NetworkTest, public testing::WithParamInterface<Way> {};
+
+TEST_P(Ways, BringWhatWasSentAtItsTime) {
+  world.network().callerConditions = GetParam().conditions;
+  join();
+  if (GetParam().tamper) caller.end()->tamper = GetParam().tamper();
+  caller.send("abc");
+  caller.send("def");
+  world.time().at(start + 100, [&] { caller.send("ghi"); });
+  EXPECT_EQ(arrivals(600), GetParam().arrivals);
+  EXPECT_EQ(listener.ending(), GetParam().ending);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Of, Ways,
+    testing::Values(
+        Way{"Directness", {}, nullptr, "0:abcdef 100:ghi", -1},
+        Way{"Delay", {.delay = 150}, nullptr, "150:abcdef 250:ghi", -1},
+        Way{"Joining", {.quantum = 400}, nullptr, "100:abcdefghi", -1},
+        Way{"AReluctantSystem", {.takenAtOnce = 2}, nullptr, "0:ab 50:cd 100:ef 150:gh 200:i", -1},
+        Way{"Loss", {}, [] { return losing({2}); }, "0:abc 100:ghi", -1},
+        Way{"Doubling",
+            {},
+            [] {
+              return doubling({1, 3});
+            },
+            "0:abcabcdef 100:ghighi",
+            -1},
+        Way{"Corruption", {}, [] { return corrupting({1}); }, "0:accdef 100:ghi", -1},
+        Way{"Repetition", {}, [] { return repeatingFirst({3}); }, "0:abcdef 100:ghiabc", -1},
+        Way{"Cutting", {}, [] { return cuttingAt(1, 50); }, "0:a 50:bcdef 100:g 150:hi", -1},
+        Way{"Dripping", {}, [] { return dripping(40); }, "0:a 40:b 80:cdef 100:g 140:h 180:i", -1},
+        Way{"Truncation", {}, [] { return truncating(2, 1, Piece::Ending::Orderly); }, "0:abcd", 0},
+        Way{"Resetting", {}, [] { return truncating(2, 3, Piece::Ending::Reset); }, "", 10054},
+        Way{"AChain",
+            {},
+            [] {
+              return inTurn({doubling({2}), losing({1}), cuttingAt(2, 30)});
+            },
+            "0:de 30:fdef 100:gh 130:i",
+            -1}),
+    [](const auto& row) { return row.param.name; });
+
+TEST_F(NetworkTest, WhatIsHeldArrivesWhenItIsReleased) {
+  join();
+  connection().caller.hold();
+  caller.send("abc");
+  caller.close();
+  world.time().at(start + 200, [held = caller.end(), this] { connection().caller.release(); });
+  EXPECT_EQ(arrivals(400), "200:abc");
+  EXPECT_EQ(listener.ending(), 0);
+}
+
+TEST_F(NetworkTest, AHalfOpenConnectionIsNoticedByWhoeverSends) {
+  join();
+  connection().called.cut(10054);  // the caller learns of an end that the listener knows nothing of
+  world.run(1);
+  EXPECT_EQ(caller.ending(), 10054);
+  EXPECT_TRUE(listener.connected());
+  listener.send("anybody there?");
+  world.run(1);
+  EXPECT_TRUE(listener.connected());  // its own direction was cut: nothing leaves any more
+}
+
+TEST_F(NetworkTest, BytesForAClosedEndAreAnsweredWithAReset) {
+  join();
+  connection().caller.hold();  // so that the listener does not see the orderly close
+  caller.close();
+  listener.send("too late");
+  world.run(1);
+  EXPECT_TRUE(listener.connected());
+  connection().caller.release();
+  world.run(1);
+  EXPECT_EQ(listener.ending(), 0);
+}
+
+TEST_F(NetworkTest, CallsMeetTheFateThatIsChosen) {
+  const struct {
+    const char* name;
+    CallFate fate;
+    std::int64_t secondsBefore, secondsAfter;  // nothing yet, then the outcome
+    int ending, connections;
+  } rows[] = {{"refused", {10061, 0, false}, 0, 1, 10061, 0},
+              {"unreachable after a while", {10065, 20'000, false}, 19, 21, 10065, 0},
+              {"answered late", {0, 70'000, false}, 69, 71, -1, 1},
+              {"never answered", {0, 0, true}, 9999, 99999, -1, 0}};
+  listener.listen(5000);
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    ScriptedPeer& peer = world.addPeer();
+    world.network().onCall = [&](const Call&) { return row.fate; };
+    peer.call(5000);
+    if (row.secondsBefore > 0) world.run(row.secondsBefore);
+    EXPECT_EQ(peer.ending(), -1);
+    EXPECT_FALSE(peer.connected());
+    world.run(row.secondsAfter - row.secondsBefore);
+    EXPECT_EQ(peer.ending(), row.ending);
+    EXPECT_EQ(peer.connections(), row.connections);
+  }
+}
+
+TEST_F(NetworkTest, MachinesHaveTheirOwnPorts) {
+  listener.listen(5000);
+  ScriptedPeer& elsewhere = world.addPeer(2);
+  elsewhere.call(5000);
+  world.run(1);
+  EXPECT_EQ(elsewhere.ending(), kConnectionRefused);
+  EXPECT_EQ(dottedAddress(1, 1), "127.0.0.1");
+  EXPECT_EQ(dottedAddress(258, 1), "10.0.1.2");
+  EXPECT_EQ(machineAt("127.0.0.1", 7), 7);
+  EXPECT_EQ(machineAt("10.0.1.2", 7), 10 * 0 + 258);
+  for (const char* text : {"", "1.2.3", "1.2.3.4.5", "1.2.3.256", "a.b.c.d", "1.2.3.4 "}) {
+    EXPECT_EQ(machineAt(text, 1), std::nullopt) << text;
+  }
+}
+
+// A peer that never reads slows its sender down and loses nothing.
+TEST_F(NetworkTest, AFullWindowHoldsBackTheRest) {
+  world.network().callerConditions.window = 1000;
+  join();
+  listener.setReading(false);
+  caller.send(std::string(5000, 'x'));
+  world.run(10);
+  EXPECT_EQ(caller.end()->unsent(), 4000U);
+  listener.setReading(true);
+  world.run(10);
+  EXPECT_EQ(listener.bytes, std::string(5000, 'x'));
+  EXPECT_EQ(caller.end()->unsent(), 0U);
+}
+
+TEST(RandomNumbers, AreTheGeneratorsOwn) {
+  Random random(1234567);
+  EXPECT_EQ(random.next(), 6457827717110365317U);
+  EXPECT_EQ(random.next(), 3203168211198807973U);
+  for (int i = 0; i < 1000; ++i) {
+    EXPECT_LT(random.below(7), 7U);
+    const auto between = random.between(-3, 3);
+    EXPECT_TRUE(between >= -3 && between <= 3);
+  }
+}
+
+TEST(VirtualClocks, CanBeTamperedWith) {
+  VirtualTime time;
+  VirtualClock clock(time, {1000});
+  const auto reads = [&](Milliseconds after) {
+    time.runUntil(time.now() + after);
+    return clock.now().second;
+  };
+  EXPECT_EQ(reads(999), 1000);
+  EXPECT_EQ(reads(1), 1001);
+  clock.jump(-2000);
+  EXPECT_EQ(reads(0), 999);
+  EXPECT_EQ(clock.behindLatest(), 2000);
+  clock.setSpeed(0);
+  EXPECT_EQ(reads(50'000), 999);
+  clock.setSpeed(2000);
+  EXPECT_EQ(reads(5'000), 1009);
+  clock.setSpeed(1000);
+  clock.jumpAfterReadings(1, 60'000);
+  EXPECT_THAT((std::vector{reads(0), reads(0), reads(0)}), ElementsAre(1009, 1069, 1069));
+  clock.strobe(-10'000);
+  EXPECT_THAT((std::vector{reads(0), reads(0), reads(0)}), ElementsAre(1059, 1069, 1059));
+  clock.calm();
+  EXPECT_THAT((std::vector{reads(0), reads(0)}), ElementsAre(1069, 1069));
+  clock.setUtcOffset(3600, {2000});
+  EXPECT_EQ(clock.utcOffset({1999}), 0);
+  EXPECT_EQ(clock.utcOffset({2000}), 3600);
+}
+
+TEST(MemoryFiles, DropWhatTheDiskDoesNotTake) {
+  MemoryFile file;
+  file.create("log");
+  file.failingWrite = 2;
+  for (const char* line : {"one\n", "two\n", "three\n"}) file.write(line);
+  file.room = 4;
+  for (const char* line : {"too long\n", "four", "x"}) file.write(line);
+  EXPECT_EQ(file.text(), "one\nthree\nfour");
+  EXPECT_EQ(file.linesDropped(), 3U);
+  EXPECT_THROW(file.create("other"), Failure);
+}
+
+// The peers' own reading of the wire must agree with their own writing.
+TEST(WireFormat, ReadsWhatItWrites) {
+  const std::string message = wire::message(5, {"HELLO", "9CMD", "9."});
+  EXPECT_EQ(message, "0000053|HELLO|9CMD|9.|");
+  EXPECT_EQ(wire::frame(message),
+            "\2"
+            "99990000053|HELLO|9CMD|9.|A@\3");
+  wire::Splitter splitter;
+  std::vector<wire::Frame> frames;
+  for (const char byte : "noise" + wire::frame(message) + "\2@@\3" + "\2@A\3" + "\2\3") {
+    for (wire::Frame& frame : splitter.feed(std::string(1, byte))) frames.push_back(std::move(frame));
+  }
+  ASSERT_EQ(frames.size(), 4U);
+  EXPECT_EQ(frames[0].message, message);
+  EXPECT_THAT(wire::fieldsOf(frames[0].message), ElementsAre("HELLO", "9CMD", "9."));
+  EXPECT_THAT((std::vector{frames[0].intact, frames[1].intact, frames[2].intact, frames[3].intact}),
+              ElementsAre(true, true, false, false));
+  EXPECT_EQ(splitter.strayBytes(), 5U);
+}
+
+}  // namespace
+}  // namespace quarnex::simulated
