@@ -16,6 +16,8 @@ using std::chrono::steady_clock;
 // queue.
 constexpr std::size_t kUnwrittenBytesMax = std::size_t{16} * 1024 * 1024;
 constexpr int kQueueLimit = 5000;
+// When a link is asked to close, it drops what its host has not taken; hosts look several times a second.
+constexpr std::chrono::seconds kTimeForPeersHost{1};
 
 std::string counted(std::uint64_t count, const std::string& noun) {
   return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
@@ -51,7 +53,9 @@ void LinkSession::step() {
   sayState(link);
   checkStreams();
   if (stage_ == Stage::Open) lines_.takeLines();
+  const std::uint64_t acknowledged = lines_.acknowledged();
   lines_.advance(quarn_, link);
+  if (lines_.acknowledged() > acknowledged) lastAcknowledgement_ = steady_clock::now();
   advanceStage();
   console_.showProgress(stage_ == Stage::Ended ? "" : progress(link));
 }
@@ -100,20 +104,18 @@ void LinkSession::checkStreams() {
 void LinkSession::advanceStage() {
   if (stage_ == Stage::Open && (lines_.inputTaken() || interrupted() || output_.broken())) {
     if (interrupted()) console_.say("closing; once more ends it at once");
-    stage_ = Stage::Draining;
-    restartPatience();
+    enter(Stage::Draining);
   }
   if (stage_ == Stage::Draining) drain();
   if (stage_ == Stage::Closing) close();
 }
 
 void LinkSession::drain() {
-  if (lines_.acknowledged() > acknowledgedBefore_) restartPatience();
-  if (lines_.settled()) {
-    stage_ = Stage::Closing;
-    restartPatience();
+  const auto now = steady_clock::now();
+  if (lines_.settled() && now >= lastAcknowledgement_ + kTimeForPeersHost) {
+    enter(Stage::Closing);
     quarn_.Uscita();
-  } else if (steady_clock::now() >= patienceEnd_) {
+  } else if (!lines_.settled() && now >= patienceEnd()) {
     lines_.giveUp();
     quarn_.Uscita();
     end();
@@ -123,31 +125,34 @@ void LinkSession::drain() {
 void LinkSession::close() {
   closed_ = quarn_.ProntoPerUscire() == -1;
   if (closed_) return end();
-  if (steady_clock::now() < patienceEnd_) return;
+  if (steady_clock::now() < patienceEnd()) return;
   console_.say("the peer was asked to close and has not done so");
   end();
 }
 
 // Closing itself makes reports.
 void LinkSession::end() {
-  stage_ = Stage::Ended;
+  enter(Stage::Ended);
   const LinkSnapshot link = quarn_.snapshot(index_);
   takeTraces(link);
   takeItems(link);
 }
 
-void LinkSession::restartPatience() {
-  acknowledgedBefore_ = lines_.acknowledged();
-  patienceEnd_ = steady_clock::now() + std::chrono::seconds(options_.waitSeconds);
+void LinkSession::enter(Stage stage) {
+  stage_ = stage;
+  stageBegan_ = steady_clock::now();
+}
+
+steady_clock::time_point LinkSession::patienceEnd() const {
+  return std::max(stageBegan_, lastAcknowledgement_) + std::chrono::seconds(options_.waitSeconds);
 }
 
 std::string LinkSession::progress(const LinkSnapshot& link) const {
   std::string words = waitInWords(link, wallSecond());
   if (stage_ != Stage::Draining && stage_ != Stage::Closing) return words;
-  const auto left = std::chrono::ceil<std::chrono::seconds>(patienceEnd_ - steady_clock::now()).count();
+  const auto left = std::chrono::ceil<std::chrono::seconds>(patienceEnd() - steady_clock::now()).count();
   if (!words.empty()) words += "; ";
-  words +=
-      stage_ == Stage::Draining ? counted(lines_.unsettled(), "line") + " to be acknowledged" : "closing";
+  words += lines_.settled() ? "closing" : counted(lines_.unsettled(), "line") + " to be acknowledged";
   return words + ", gives up in " + std::to_string(std::max<std::int64_t>(left, 0)) + " s";
 }
 

@@ -50,7 +50,8 @@ class LinkSession {
   void drain();
   void close();
   void end();
-  void restartPatience();
+  void enter(Stage stage);
+  std::chrono::steady_clock::time_point patienceEnd() const;
   std::string progress(const LinkSnapshot& link) const;
   std::string summary() const;
 
@@ -64,8 +65,7 @@ class LinkSession {
   std::int16_t index_ = 0;
 
   Stage stage_ = Stage::Open;
-  std::chrono::steady_clock::time_point patienceEnd_;
-  std::uint64_t acknowledgedBefore_ = 0;  // when patience was last restarted
+  std::chrono::steady_clock::time_point stageBegan_, lastAcknowledgement_;
   bool closed_ = false;
   bool streamFailed_ = false;
   bool queueFilled_ = false;
