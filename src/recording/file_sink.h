@@ -17,9 +17,9 @@ namespace quarnex::recording {
 class FileSink final : public Sink {
  public:
   /// Creates `path`, emptying an existing file. Throws `Failure` 76 (path not found), 70 (permission denied)
-  /// or 75 (other). At most `pendingBytesMax` wait in memory; what comes beyond that, and what the disk does
-  /// not take, is left out, and a line in its place says how much.
-  explicit FileSink(const std::filesystem::path& path, std::size_t pendingBytesMax = 16 * 1024 * 1024);
+  /// or 75 (other). At most `pendingBytesMax` wait in memory, while as many are being written; what comes
+  /// beyond that, and what the disk does not take, is left out, and a line in its place says how much.
+  explicit FileSink(const std::filesystem::path& path, std::size_t pendingBytesMax = 8 * 1024 * 1024);
   /// Writes what still waits.
   ~FileSink() override;
   FileSink(const FileSink&) = delete;
@@ -29,19 +29,25 @@ class FileSink final : public Sink {
 
  private:
   void writePending();
-  void writeOut(const std::string& lines);
-  void takeBack();
+  void writeInPieces(std::string_view lines);
+  void writeOut(std::string_view lines);
+  bool append(std::string_view lines);
+  void cutBack();
+  void goBack();
+  // Asked under the lock.
+  bool isIdle() const { return pending_.empty() && notKept_ == 0; }
+  bool isUrgent() const { return pending_.size() > pendingBytesMax_ / 2; }
 
   std::filesystem::path path_;
   std::size_t pendingBytesMax_;
   std::ofstream file_;
-  std::uintmax_t wholeBytes_ = 0;  // in the file, up to the end of a line
-  std::uint64_t notWritten_ = 0;   // bytes that the disk did not take since
+  std::uintmax_t wholeBytes_ = 0;  // in the file, up to the last line or mark that stays
+  std::uint64_t notWritten_ = 0;   // bytes that are missing since
 
   std::mutex mutex_;  // guards what follows
   std::condition_variable wake_;
   std::string pending_;
-  std::uint64_t notKept_ = 0;  // bytes that found no room since the last that did
+  std::uint64_t notKept_ = 0;  // bytes that came after these and found no room
   bool ending_ = false;
 
   std::thread writer_;  // last: it uses all of the above

@@ -83,13 +83,16 @@ class PlayedSocket final : public SocketInstance {
 };
 
 void PlayedSocket::attach(std::int32_t handle) {
-  const std::string hostBefore = std::exchange(model_.remoteHost, script_.hostOf(handle));
-  try {
-    change(script_, {Operation::Attach, id_, handle}, model_.status, statusOf(kSocketConnected));
-  } catch (const Failure&) {
-    model_.remoteHost = hostBefore;
-    throw;
+  const SocketModel before = model_;
+  model_.remoteHost = script_.hostOf(handle);
+  model_.status = statusOf(kSocketConnected);
+  const Answer answer = script_.performed({Operation::Attach, id_, handle});
+  if (answer.failure) {
+    model_.remoteHost = before.remoteHost;
+    model_.status = before.status;
   }
+  script_.takeInputs();
+  if (answer.failure) throw Failure(*answer.failure);
 }
 
 void PlayedSocket::fetch() {
