@@ -42,7 +42,7 @@ TEST_P(TroubleAtASite, EndsSomeTimeAfterItsLastFault) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, TroubleAtASite, testing::Range<std::uint64_t>(1, 11));
+INSTANTIATE_TEST_SUITE_P(Seeds, TroubleAtASite, testing::Range<std::uint64_t>(5, 15));
 
 TEST(FaultNames, AreUniqueAndFound) {
   for (std::size_t i = 0; i < kFaultCount; ++i) {

@@ -44,7 +44,8 @@ bool End::broken() const {
 }
 
 void End::send(std::string_view bytes) {
-  if (closed_ || other_.inbound_.hasEnd()) return;
+  if (closed_) return;
+  if (other_.inbound_.hasEnd()) return strayAt(arrivalTime(0));
   if (!tamper) return submit(bytes, 0);
   for (const Piece& piece : tamper(bytes)) {
     submit(piece.bytes, piece.delay);
@@ -165,6 +166,13 @@ void End::look() {
   if (owner_ == nullptr || !ending || endTold_) return;
   endTold_ = true;
   owner_->onEnd();
+}
+
+// Bytes behind an end that the network has made up: they arrive, if anything does, where nobody expects them.
+void End::strayAt(Milliseconds when) {
+  time().at(when, [self = connection_.shared_from_this(), this] {
+    if (other_.closed_ && !other_.inbound_.held() && !closed_) other_.sendEnd(kConnectionReset);
+  });
 }
 
 void End::answerStrayBytes() {

@@ -108,6 +108,7 @@ class End {
   Milliseconds arrivalTime(Milliseconds extraDelay);
   void lookAt(Milliseconds when);
   void look();
+  void strayAt(Milliseconds when);
   void answerStrayBytes();
   VirtualTime& time() const;
 

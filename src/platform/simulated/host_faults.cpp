@@ -50,6 +50,11 @@ void openOrCloseLog(Scene& scene, Host& host) {
   }
 }
 
+Milliseconds eitherWay(Scene& scene, Milliseconds high) {
+  const Milliseconds by = scene.duration(kSecond, high);
+  return scene.random.chance(500) ? by : -by;
+}
+
 void shutDown(Scene& scene, Place& place) {
   place.host().quarn().Uscita();
   scene.later(scene.duration(kSecond, 2 * kMinute), [&place] { place.start(); });
@@ -122,7 +127,8 @@ void jumpForward(Scene& scene) {
 }
 
 void jumpBack(Scene& scene) {
-  scene.anyHost().clock.jump(-scene.duration(kSecond, scene.random.chance(10) ? kDay : 5 * kMinute));
+  VirtualClock& clock = scene.anyHost().clock;
+  clock.jump(-scene.duration(kSecond, scene.random.chance(10) ? kDay : 5 * kMinute));
 }
 
 void changeSpeed(Scene& scene) {
@@ -133,23 +139,25 @@ void changeSpeed(Scene& scene) {
 
 void strobe(Scene& scene) {
   VirtualClock& clock = scene.anyHost().clock;
-  clock.strobe(scene.duration(kSecond, kHour) * (scene.random.chance(500) ? 1 : -1));
+  clock.strobe(eitherWay(scene, kHour));
   scene.later(scene.duration(kSecond, kMinute), [&clock] { clock.strobe(0); });
 }
 
 void jumpInside(Scene& scene) {
-  scene.anyHost().clock.jumpAfterReadings(
-      scene.random.below(100), scene.duration(kSecond, 2 * kMinute) * (scene.random.chance(500) ? 1 : -1));
+  VirtualClock& clock = scene.anyHost().clock;
+  const std::uint64_t readings = scene.random.below(100);
+  clock.jumpAfterReadings(readings, eitherWay(scene, 2 * kMinute));
 }
 
 void changeSummerTime(Scene& scene) {
   VirtualClock& clock = scene.anyHost().clock;
-  clock.setUtcOffset(static_cast<std::int32_t>(scene.random.between(-12, 14)) * 3600,
-                     {clock.now().second + scene.random.between(0, 60)});
+  const auto hours = static_cast<std::int32_t>(scene.random.between(-12, 14));
+  clock.setUtcOffset(hours * 3600, {clock.now().second + scene.random.between(0, 60)});
 }
 
 void stall(Scene& scene) {
-  scene.anyHost().loop.stall(scene.duration(kSecond, scene.random.chance(5) ? 2 * kDay : 3 * kMinute));
+  Loop& loop = scene.anyHost().loop;
+  loop.stall(scene.duration(kSecond, scene.random.chance(5) ? 2 * kDay : 3 * kMinute));
 }
 
 void changePace(Scene& scene) {
@@ -193,8 +201,8 @@ void restart(Scene& scene) {
   for (const auto& place : scene.site.places()) {
     if (place.get() != &chosen && !(both && place->host().machine == chosen.host().machine)) continue;
     place->host().stop();
-    scene.later(scene.duration(0, kMinute),
-                [&place = *place, shuffled = scene.random.chance(500)] { place.start(shuffled); });
+    const bool shuffled = scene.random.chance(500);
+    scene.later(scene.duration(0, kMinute), [&place = *place, shuffled] { place.start(shuffled); });
   }
 }
 

@@ -33,7 +33,8 @@ std::string rubbish(Random& random, int) {
 }
 
 std::string flood(Random& random, int) {
-  return std::string(1 + random.below(65536), random.chance(500) ? '\2' : '\3');
+  const std::size_t size = 1 + random.below(65536);
+  return std::string(size, random.chance(500) ? '\2' : '\3');
 }
 
 std::string tinyFrame(Random& random, int) {

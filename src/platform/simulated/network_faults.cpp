@@ -41,11 +41,13 @@ Damage anyDamage(Scene& scene) {
 
 std::vector<Tamper> anyTampers(Scene& scene) {
   std::vector<Tamper> tampers;
-  if (scene.strikes(Fault::Damage, 100, 500))
-    tampers.push_back(damaging(anyDamage(scene), scene.random.split()));
+  if (scene.strikes(Fault::Damage, 100, 500)) {
+    const Damage damage = anyDamage(scene);
+    tampers.push_back(damaging(damage, scene.random.split()));
+  }
   if (scene.strikes(Fault::Cut, 50, 200)) {
-    tampers.push_back(scene.random.chance(800) ? cuttingAt(scene.random.below(40), scene.duration(0, 9'000))
-                                               : dripping(scene.duration(1, 9'000)));
+    const Milliseconds pause = scene.duration(1, 9'000);
+    tampers.push_back(scene.random.chance(800) ? cuttingAt(scene.random.below(40), pause) : dripping(pause));
   }
   return tampers;
 }

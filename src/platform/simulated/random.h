@@ -6,7 +6,8 @@
 namespace quarnex::simulated {
 
 /// A splitmix generator: a counter whose bits are mixed. No distribution of the standard library is used,
-/// since those differ from one library to another.
+/// since those differ from one library to another. Draw once in an expression: compilers choose the order of
+/// two.
 class Random {
  public:
   explicit Random(std::uint64_t seed) : state_(seed) {}

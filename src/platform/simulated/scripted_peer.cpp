@@ -82,7 +82,7 @@ void ScriptedPeer::onEnd() {
 }
 
 void ScriptedPeer::onBroken(std::int16_t code) {
-  end_ = nullptr;
+  std::exchange(end_, nullptr)->close();
   ending_ = code;
 }
 

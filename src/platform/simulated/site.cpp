@@ -67,7 +67,8 @@ Site::Site(World& world, int pairs, int links) : world_(world), links_(links) {
       std::vector<LinkPlan> plan;
       for (int id = 1; id <= links; ++id)
         plan.push_back({"ABC", static_cast<std::int16_t>(id), (id % 2 == 0) == first});
-      places_.push_back(std::make_unique<Place>(world, world.addHost(pair), std::move(plan), world.random()));
+      Host& host = world.addHost(pair);
+      places_.push_back(std::make_unique<Place>(world, host, std::move(plan), world.random()));
     }
   }
 }

@@ -42,6 +42,7 @@ class Stream {
   /// Nothing arrives from now on, until it is released; nothing is lost.
   void hold() { held_ = true; }
   void release() { held_ = false; }
+  bool held() const { return held_; }
   /// What is on its way arrives now.
   void hurry(Milliseconds now);
 

@@ -59,14 +59,18 @@ class DamagingTamper {
   void damageBytes(std::string& bytes) {
     if (random_.chance(damage_.flip)) flip(bytes);
     if (random_.chance(damage_.drop)) bytes.erase(below(random_, bytes.size()), 1);
-    if (random_.chance(damage_.insert)) {
-      bytes.insert(below(random_, bytes.size() + 1), 1,
-                   static_cast<char>(random_.chance(500) ? random_.between(2, 3) : random_.between(0, 255)));
-    }
+    if (random_.chance(damage_.insert)) insert(bytes);
+  }
+
+  void insert(std::string& bytes) {
+    const std::size_t position = below(random_, bytes.size() + 1);
+    const std::int64_t code = random_.chance(500) ? random_.between(2, 3) : random_.between(0, 255);
+    bytes.insert(position, 1, static_cast<char>(code));
   }
 
   void flip(std::string& bytes) {
-    flipBit(bytes, below(random_, bytes.size()), random_.below(8));
+    const std::size_t position = below(random_, bytes.size());
+    flipBit(bytes, position, random_.below(8));
     constexpr std::size_t kEnvelope = 8;
     if (bytes.size() <= kEnvelope || !random_.chance(damage_.repair)) return;
     bytes = wire::frame(bytes.substr(5, bytes.size() - kEnvelope));

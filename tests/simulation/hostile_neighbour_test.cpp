@@ -1,0 +1,89 @@
+// Whatever a peer does to its own link, the neighbour's life stays the same, to the trace.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "platform/simulated/hostile_bytes.h"
+#include "simulation/pair.h"
+
+namespace quarnex::simulated {
+namespace {
+
+using Attack = std::function<void(World& world, ScriptedPeer& attacker)>;
+
+// The traces of link 2, with their moments' order, while link 1 is under attack from an outsider.
+std::vector<std::string> lifeOfLink2(const Attack& attack) {
+  Pair pair(9);
+  ScriptedPeer& attacker = pair.world.addPeer();
+  pair.server.keepTraces();
+  pair.server.quarn().Init("");
+  pair.server.quarn().Add("ABC", 1, false, true);
+  pair.server.quarn().Add("ABC", 2, false, true);
+  pair.client.quarn().Add("ABC", 2, true, true);
+  pair.server.quarn().Apri(1);
+  pair.server.quarn().Apri(2);
+  pair.client.quarn().Apri(1);
+  for (int second = 0; second < 120; ++second) {
+    if (second % 7 == 0) pair.server.quarn().Invia(2, "from the server");
+    if (second % 5 == 0) pair.client.quarn().Invia(1, "from the client");
+    if (second >= 12) {
+      if (!attacker.connected()) attacker.call(20101);
+      pair.world.runMilliseconds(1);
+      attack(pair.world, attacker);
+      attacker.bytes.clear();
+      attacker.frames.clear();
+    } else {
+      pair.world.runMilliseconds(1);
+    }
+    pair.world.runMilliseconds(999);
+  }
+  std::vector<std::string> texts;
+  for (const auto& [link, text] : pair.server.traces()) {
+    if (link == 2) texts.push_back(text);
+  }
+  return texts;
+}
+
+TEST(AHostileNeighbour, ChangesNothingForOtherLinks) {
+  Random random(7);
+  const std::string frame = wire::frame(wire::message(1, {"flood", "9CMD", "9."}));
+  std::string backlog;
+  for (int i = 0; i < 2000; ++i) backlog += frame;
+  const struct {
+    const char* name;
+    Attack attack;
+  } rows[] = {
+      {"every kind of hostile bytes",
+       [&](World&, ScriptedPeer& peer) {
+         for (int i = 0; i < 5; ++i) peer.send(hostileBytes(random, 1));
+       }},
+      {"a frame without an end",
+       [](World&, ScriptedPeer& peer) { peer.send('\2' + std::string(500'000, 'x')); }},
+      {"a backlog of frames", [&](World&, ScriptedPeer& peer) { peer.send(backlog); }},
+      {"resets", [](World&, ScriptedPeer& peer) { peer.reset(); }},
+      {"a storm of callers",
+       [](World&, ScriptedPeer& peer) {
+         for (int i = 0; i < 20; ++i) peer.call(20101);
+       }},
+      {"never reading",
+       [&](World&, ScriptedPeer& peer) {
+         peer.setReading(false);
+         peer.send(frame);
+       }},
+      {"requests to close",
+       [](World&, ScriptedPeer& peer) {
+         peer.sendMessage(1, {"9K", "9CMD", "9."});
+       }},
+  };
+  const auto undisturbed = lifeOfLink2([](World&, ScriptedPeer&) {});
+  EXPECT_GT(undisturbed.size(), 500U);
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_TRUE(lifeOfLink2(row.attack) == undisturbed);
+  }
+}
+
+}  // namespace
+}  // namespace quarnex::simulated

@@ -1,0 +1,145 @@
+// Whole lives of a site under audit: fixed seeds hold, recordings replay, and what must not be is noticed.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "platform/simulated/wire_format.h"
+#include "recording/player.h"
+#include "simulation/auditor.h"
+#include "simulation/frame_check.h"
+#include "simulation/invariants.h"
+#include "simulation/pair.h"
+#include "simulation/simulate_run.h"
+
+namespace quarnex::simulation {
+namespace {
+
+using simulated::wire::frame;
+using simulated::wire::message;
+
+RunPlan planOf(std::uint64_t seed) {
+  RunPlan plan;
+  plan.seed = seed;
+  plan.links = 3;
+  return plan;
+}
+
+class Lives : public testing::TestWithParam<std::uint64_t> {};
+
+TEST_P(Lives, HoldWhatMustHold) {
+  const RunResult result = simulate(planOf(GetParam()));
+  EXPECT_FALSE(result.finding) << result.finding->text;
+  EXPECT_GT(result.textsDelivered, 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, Lives, testing::Values(2, 3, 8, 19));
+
+TEST(ALife, IsTheSameAgainAndItsRecordingsReplay) {
+  RunPlan plan = planOf(5);
+  const RunResult plain = simulate(plan);
+  plan.recordDirectory = std::filesystem::path(testing::TempDir()) / "quarnex_simulate_test";
+  std::filesystem::remove_all(*plan.recordDirectory);
+  std::filesystem::create_directories(*plan.recordDirectory);
+  const RunResult recorded = simulate(plan);
+  EXPECT_EQ(recorded.hash, plain.hash);
+  EXPECT_TRUE(recorded.recordingsWhole);
+  std::uint64_t files = 0;
+  for (const auto& file : std::filesystem::directory_iterator(*plan.recordDirectory)) {
+    std::ifstream in(file.path(), std::ios::binary);
+    recording::RecordingReader reader(in);
+    const auto played = recording::play(reader);
+    EXPECT_FALSE(played.difference || played.damage) << file.path();
+    ++files;
+  }
+  EXPECT_EQ(files, recorded.engines);
+  EXPECT_NE(simulate(planOf(6)).hash, plain.hash);
+}
+
+// Something is spoiled behind an engine's back; the next steps tell.
+struct Spoiled {
+  const char* name;
+  void (*spoil)(Library& library, TextLedger& ledger);
+  const char* finding;
+};
+
+void PrintTo(const Spoiled& row, std::ostream* out) {
+  *out << row.name;
+}
+
+constexpr Spoiled kSpoiled[] = {
+    {"Phase", [](Library& library, TextLedger&) { library.ConnectionTable[1].Stato = 2; },
+     "Stato is neither 1 nor 17"},
+    {"Guard",
+     [](Library& library, TextLedger&) { library.ConnectionTable[1].InEsecuzione = kHandlerRunning; },
+     "InEsecuzione was left running"},
+    {"Queue", [](Library& library, TextLedger&) { library.ConnectionTable[1].CodaArrivo.Capacity = 6000; },
+     "CodaArrivo is out of shape"},
+    {"KeepAlive", [](Library& library, TextLedger&) { library.ConnectionTable[1].ScadenzaAlive = {1}; },
+     "the keep-alive expired early"},
+    {"Identifier", [](Library& library, TextLedger&) { library.ConnectionTable[1].IdQuarn = 6; },
+     "a message has another link's identifier"},
+    {"Report", [](Library& library, TextLedger&) { library.ConnectionTable[1].NonRispondeSegnalato = true; },
+     "112 without 109"},
+    {"Text",
+     [](Library& library, TextLedger&) { BufferPut(library.ConnectionTable[1].CodaArrivo, "text 7"); },
+     "a text was delivered that nobody sent: text 7"},
+    {"Order",
+     [](Library& library, TextLedger& ledger) {
+       for (const char* text : {"text 1", "text 2"}) ledger.send({1, 5, false}, text);
+       for (const char* text : {"text 2", "text 1"}) BufferPut(library.ConnectionTable[1].CodaArrivo, text);
+     },
+     "a text was delivered out of order: text 1"},
+};
+
+class SpoiledEngines : public testing::TestWithParam<Spoiled> {};
+
+TEST_P(SpoiledEngines, AreFoundOut) {
+  simulated::World world(1);
+  simulated::Host& client = world.addHost();
+  simulated::Host& server = world.addHost();
+  Audit audit{world.time()};
+  client.makeWrapper = [&] {
+    return std::make_unique<Auditor>(audit, 1, 1, std::make_shared<recording::MemorySink>());
+  };
+  for (simulated::Host* host : {&server, &client}) {
+    host->start();
+    host->quarn().Init("");
+    host->quarn().Add("ABC", 5, host == &client, true);
+    host->quarn().Apri(1);
+  }
+  world.run(30);
+  ASSERT_TRUE(client.quarn().Connesso(1));
+  ASSERT_FALSE(audit.findings.first()) << audit.findings.first()->text;
+  GetParam().spoil(client.library(), audit.ledger);
+  world.run(3);
+  while (client.quarn().MessaggioArrivato(1)) client.quarn().GetMessaggioArrivato(1);
+  ASSERT_TRUE(audit.findings.first());
+  EXPECT_EQ(audit.findings.first()->text, GetParam().finding);
+  EXPECT_EQ(audit.findings.first()->link, 1);
+  client.stop();
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, SpoiledEngines, testing::ValuesIn(kSpoiled),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST(AFrame, IsJudgedByItsBytes) {
+  const std::string good = frame(message(5, {"text", "9CMD", "9."}));
+  EXPECT_EQ(flawOfFrame(good, 5), "");
+  EXPECT_NE(flawOfFrame(good, 6), "");
+  EXPECT_NE(flawOfFrame(good + good, 5), "");
+  for (std::size_t i = 0; i < good.size(); ++i) {
+    std::string flawed = good;
+    flawed[i] = static_cast<char>(flawed[i] ^ 1);
+    EXPECT_NE(flawOfFrame(flawed, 5), "") << i;
+    EXPECT_NE(flawOfFrame(std::string_view(good).substr(0, i), 5), "") << i;
+  }
+  std::string miscounted = message(5, {"9QRY", "9."});
+  ++miscounted[6];
+  EXPECT_NE(flawOfFrame(frame(miscounted), 5), "");
+}
+
+}  // namespace
+}  // namespace quarnex::simulation
