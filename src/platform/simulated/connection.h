@@ -24,8 +24,8 @@ struct Conditions {
   Milliseconds jitter = 0;        ///< up to so much is added to the delay of each fragment
   std::uint32_t fragmentMax = 0;  ///< bytes are cut at random into fragments of 1 to so many; 0 = not cut
   Milliseconds quantum = 0;  ///< arrivals come only at multiples of this, so that sends join; 0 = at any time
-  std::size_t window = 1024 * 1024;  ///< bytes that may be on their way or unread; more waits at the sender
-  std::size_t takenAtOnce = 0;  ///< bytes that the system takes of one send, the rest bit by bit; 0 = all
+  std::size_t window = 1'048'576;  ///< bytes that may be on their way or unread; more waits at the sender
+  std::size_t takenAtOnce = 0;     ///< bytes that the system takes of one send, the rest bit by bit; 0 = all
 };
 
 /// A part of what an end sends, as it really leaves.

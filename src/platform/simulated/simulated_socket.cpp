@@ -9,7 +9,7 @@
 namespace quarnex::simulated {
 namespace {
 
-constexpr std::size_t kFetchBytesMax = 64 * 1024;
+constexpr std::size_t kFetchBytesMax = 65'536;
 constexpr std::int32_t kLastPort = 65535;
 
 Failure addressNotAvailable() {

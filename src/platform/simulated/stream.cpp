@@ -5,7 +5,7 @@
 namespace quarnex::simulated {
 namespace {
 
-constexpr std::size_t kKeptBytes = 64 * 1024;
+constexpr std::size_t kKeptBytes = 65'536;
 
 }  // namespace
 
