@@ -8,9 +8,13 @@
 
 namespace quarnex {
 
-FrmSock::FrmSock(Library& library) : library_(library) { library.services.timer.setEvents(this); }
+FrmSock::FrmSock(Library& library) : library_(library) {
+  library.services.timer.setEvents(this);
+}
 
-FrmSock::~FrmSock() { library_.services.timer.setEvents(nullptr); }
+FrmSock::~FrmSock() {
+  library_.services.timer.setEvents(nullptr);
+}
 
 void FrmSock::create(SocketArray array, std::int16_t index) {
   auto& elements = elements_[static_cast<std::size_t>(array)];
@@ -47,28 +51,13 @@ void FrmSock::onAccept(SocketArray array, std::int16_t index, std::int32_t handl
   if (array == SocketArray::ServerSocket) ServerSocket_Accept(library_, index, handle, code);
 }
 
-void FrmSock::onTick() { HiTime_QUARN_Tick(library_); }
+void FrmSock::onTick() {
+  HiTime_QUARN_Tick(library_);
+}
 
-FrmSock& Form(Library& library) {
-  if (!library.form) library.form = std::make_unique<FrmSock>(library);
+FrmSock& makeForm(Library& library) {
+  library.form = std::make_unique<FrmSock>(library);
   return *library.form;
-}
-
-SocketInstance& ClientSocket(Library& library, std::int16_t index) {
-  return Form(library).socket(SocketArray::ClientSocket, index);
-}
-
-SocketInstance& ServerSocket(Library& library, std::int16_t index) {
-  return Form(library).socket(SocketArray::ServerSocket, index);
-}
-
-SocketInstance& SrvAccept(Library& library, std::int16_t index) {
-  return Form(library).socket(SocketArray::SrvAccept, index);
-}
-
-SocketInstance& SocketDelLink(Library& library, const ConnectionRecord& record) {
-  return record.ConnessioneClient ? ClientSocket(library, record.IdxClient)
-                                  : SrvAccept(library, record.IdxServer);
 }
 
 }  // namespace quarnex

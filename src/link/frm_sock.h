@@ -1,4 +1,5 @@
-// FrmSock: the hidden form that owns the three control arrays and the timer HiTime_QUARN, and passes their events on.
+// FrmSock: the hidden form that owns the three control arrays and the timer HiTime_QUARN, and passes their
+// events on.
 #pragma once
 
 #include <cstdint>
@@ -21,12 +22,17 @@ class FrmSock final : public SocketEvents, public TimerEvents {
   /// Makes element `index` of `array`. If that fails the element does not exist, and using it fails with 340.
   void create(SocketArray array, std::int16_t index);
 
-  /// Element `index`; failure 340 if it does not exist.
-  SocketInstance& socket(SocketArray array, std::int16_t index) {
+  /// Element `index`, or nullptr if it does not exist.
+  SocketInstance* find(SocketArray array, std::int16_t index) const {
     const auto& elements = elements_[static_cast<std::size_t>(array)];
     const auto slot = static_cast<std::size_t>(index);
-    if (index < 0 || slot >= elements.size() || elements[slot] == nullptr) noSuchElement(index);
-    return *elements[slot];
+    return index < 0 || slot >= elements.size() ? nullptr : elements[slot].get();
+  }
+  /// Element `index`; failure 340 if it does not exist.
+  SocketInstance& socket(SocketArray array, std::int16_t index) const {
+    SocketInstance* element = find(array, index);
+    if (element == nullptr) noSuchElement(index);
+    return *element;
   }
 
   void onConnect(SocketArray array, std::int16_t index, std::int16_t code) override;
@@ -42,14 +48,27 @@ class FrmSock final : public SocketEvents, public TimerEvents {
   std::vector<std::unique_ptr<SocketInstance>> elements_[3];  // by array, then by index
 };
 
-/// The library's form, made on first use.
-FrmSock& Form(Library& library);
+FrmSock& makeForm(Library& library);
 
-SocketInstance& ClientSocket(Library& library, std::int16_t index);
-SocketInstance& ServerSocket(Library& library, std::int16_t index);
-SocketInstance& SrvAccept(Library& library, std::int16_t index);
+/// The library's form, made on first use.
+inline FrmSock& Form(Library& library) {
+  return library.form ? *library.form : makeForm(library);
+}
+
+inline SocketInstance& ClientSocket(Library& library, std::int16_t index) {
+  return Form(library).socket(SocketArray::ClientSocket, index);
+}
+inline SocketInstance& ServerSocket(Library& library, std::int16_t index) {
+  return Form(library).socket(SocketArray::ServerSocket, index);
+}
+inline SocketInstance& SrvAccept(Library& library, std::int16_t index) {
+  return Form(library).socket(SocketArray::SrvAccept, index);
+}
 
 /// The socket that carries a link's frames.
-SocketInstance& SocketDelLink(Library& library, const ConnectionRecord& record);
+inline SocketInstance& SocketDelLink(Library& library, const ConnectionRecord& record) {
+  return record.ConnessioneClient ? ClientSocket(library, record.IdxClient)
+                                  : SrvAccept(library, record.IdxServer);
+}
 
 }  // namespace quarnex

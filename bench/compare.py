@@ -1,0 +1,110 @@
+#!/usr/bin/env python3
+"""Runs all benchmarks and prints a table: what, measured, floor measured in the same run, ratio, target.
+
+    compare.py BIN_FOLDER [--quick]
+"""
+import json
+import subprocess
+import sys
+
+BIN = sys.argv[1]
+QUICK = "--quick" in sys.argv[2:]
+SECONDS = 5 if QUICK else 20
+REPETITIONS = 3
+
+rows = []
+
+
+def row(what, measured, unit, floor, limit, reached, target):
+    ratio = f"{measured / floor:6.2f}" if floor else "     -"
+    rows.append((what, f"{measured:.4g} {unit}", f"{floor:.4g}" if floor else "-", ratio, target,
+                 "ok" if reached(measured, floor, limit) else "MISSED"))
+
+
+def at_most(measured, _, limit):
+    return measured <= limit
+
+
+def at_least(measured, _, limit):
+    return measured >= limit
+
+
+def ratio_at_most(measured, floor, limit):
+    return measured <= limit * floor
+
+
+def micro():
+    command = [f"{BIN}/quarnex_benchmarks", "--benchmark_format=json", f"--benchmark_repetitions={REPETITIONS}"]
+    results = json.loads(subprocess.run(command, capture_output=True, check=True).stdout)["benchmarks"]
+    best = {}  # of the repetitions: the others met something else that ran
+    for result in results:
+        if result.get("run_type") != "iteration":
+            continue
+        name = result["name"].split("/iterations")[0]
+        if name not in best or result["cpu_time"] < best[name]["cpu_time"]:
+            best[name] = result
+    rate = lambda name, key: best[name][key] / (1e9 if key == "bytes_per_second" else 1e6)
+    each = lambda name: 1e9 / best[name]["items_per_second"]
+    row("checksum of 2 KiB", rate("checksum", "bytes_per_second"), "GB/s",
+        rate("checksum_floor", "bytes_per_second"), 10, at_least, "10 GB/s")
+    for size in (100, 2048):
+        row(f"cutting frames of {size} bytes", rate(f"cutting/{size}", "bytes_per_second"), "GB/s",
+            rate(f"cutting_floor/{size}", "bytes_per_second"), 1, at_least, "1 GB/s")
+    row("BufferPut and BufferGet", best["put_get"]["cpu_time"], "ns", best["put_get_floor"]["cpu_time"], 50, at_most,
+        "50 ns")
+    row("a trace to nobody", best["trace_to_nobody"]["cpu_time"], "ns", None, 5, at_most, "5 ns")
+    row("a logged line", each("logged_line"), "ns", each("logged_line_floor"), 150, at_most, "150 ns")
+    for name, what in (("quiet_tick", "engine"), ("posix_quiet_tick", "with its adapter")):
+        row(f"a quiet link's visit, {what}", each(name + "/manual_time" if name + "/manual_time" in best else name),
+            "ns", each("quiet_tick_floor"), 40, at_most, "40 ns")
+        row(f"allocations of a quiet tick, {what}", best[name]["allocations"], "", None, 0, at_most, "0")
+
+
+def pair(program, links, kind):
+    """Both reports of two processes that are linked to each other."""
+    processes = []
+    try:
+        for side in ("server", "client"):
+            processes.append(subprocess.Popen([f"{BIN}/{program}", side, str(links), kind, str(SECONDS)],
+                                              stdout=subprocess.PIPE, text=True))
+            assert processes[-1].stdout.readline().strip() == "listening"
+        for process in processes:
+            assert process.stdout.readline().strip() == "connected"
+        return [json.loads(process.stdout.readline()) for process in processes]
+    finally:
+        for process in processes:
+            process.kill()
+            process.wait()
+
+
+def microseconds(reports):
+    return 1e6 * sum(report["cpu"] for report in reports) / max(1, sum(report["exchanges"] for report in reports))
+
+
+def idle():
+    costs = []
+    for links in (1000, 5000) if QUICK else (1000, 5000, 9500):
+        floor = microseconds(pair("quarnex_floor", links, "idle"))
+        reports = pair("quarnex_links", links, "idle")
+        costs.append(microseconds(reports))
+        row(f"CPU of an idle exchange, {links} links", costs[-1], "us", floor, 1.25, ratio_at_most, "1.25 of floor")
+    row("the same, most links to fewest", costs[-1] / costs[0], "times", None, 1.25, at_most, "flat")
+    for report, side, descriptors in zip(reports, ("server", "client"), (2, 1)):
+        row(f"memory of an idle {side} link", report["heap"] / links, "bytes", None, 1280, at_most, "1280 bytes")
+        row(f"descriptors of a {side} link", report["descriptors"] // links, "", None, descriptors, at_most,
+            str(descriptors))
+        row(f"threads of a {side} process", report["threads"], "", None, 1, at_most, "1")
+
+
+def busy():
+    floor = microseconds(pair("quarnex_floor", 1000, "busy")) / 20
+    cost = microseconds(pair("quarnex_links", 1000, "busy")) / 20
+    row("CPU of a text, busy links", cost, "us", floor, 1.4, ratio_at_most, "1.4 of floor")
+
+
+micro()
+idle()
+busy()
+widths = [max(len(line[i]) for line in rows) for i in range(6)]
+for line in [("what", "measured", "floor", "ratio", "target", "")] + rows:
+    print("| " + " | ".join(cell.ljust(width) for cell, width in zip(line, widths)) + " |")

@@ -1,0 +1,86 @@
+// Checksum and frame cutting, in bytes per second.
+#include <benchmark/benchmark.h>
+
+#include <cstring>
+#include <string>
+
+#include "component/connection_record.h"
+#include "exchange/frame.h"
+#include "exchange/receiving.h"
+
+namespace quarnex {
+namespace {
+
+constexpr std::size_t kTextBytes = 2048;
+constexpr std::size_t kFetchBytes = 64 * 1024;
+
+void countBytes(benchmark::State& state, std::size_t bytesPerIteration) {
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytesPerIteration));
+}
+
+void checksum(benchmark::State& state) {
+  std::string text(kTextBytes, 'x');
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(text.data());
+    benchmark::DoNotOptimize(CalcolaCks(text));
+  }
+  countBytes(state, text.size());
+}
+BENCHMARK(checksum);
+
+// Each byte read once.
+void checksum_floor(benchmark::State& state) {
+  std::string text(kTextBytes, 'x');
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(text.data());
+    benchmark::DoNotOptimize(std::memchr(text.data(), kEtx, text.size()));
+  }
+  countBytes(state, text.size());
+}
+BENCHMARK(checksum_floor);
+
+std::string fetchFullOfFrames(std::size_t messageBytes) {
+  std::string frame;
+  componiFrame(frame, std::string(messageBytes, 'x'));
+  std::string fetched;
+  while (fetched.size() + frame.size() <= kFetchBytes) fetched += frame;
+  return fetched;
+}
+
+// From the fetched bytes through `Ricevuto` to one complete frame after the other.
+void cutting(benchmark::State& state) {
+  const std::string fetched = fetchFullOfFrames(static_cast<std::size_t>(state.range(0)));
+  ConnectionRecord record;
+  for (auto _ : state) {
+    record.Ricevuto.append(fetched);
+    while (!record.Ricevuto.empty()) {
+      EstraiFrame(record);
+      benchmark::DoNotOptimize(record.FrameRicevuto.data());
+      record.FrameCompleto = false;
+    }
+  }
+  countBytes(state, fetched.size());
+}
+BENCHMARK(cutting)->Arg(100)->Arg(kTextBytes);
+
+// Each byte copied out of the fetched ones, once, after its frame's end has been looked for.
+void cutting_floor(benchmark::State& state) {
+  const std::string fetched = fetchFullOfFrames(static_cast<std::size_t>(state.range(0)));
+  std::string frame(kFetchBytes, '\0');
+  for (auto _ : state) {
+    const char* next = fetched.data();
+    const char* const end = next + fetched.size();
+    while (next < end) {
+      const auto* etx =
+          static_cast<const char*>(std::memchr(next, kEtx, static_cast<std::size_t>(end - next)));
+      std::memcpy(frame.data(), next, static_cast<std::size_t>(etx + 1 - next));
+      benchmark::DoNotOptimize(frame.data());
+      next = etx + 1;
+    }
+  }
+  countBytes(state, fetched.size());
+}
+BENCHMARK(cutting_floor)->Arg(100)->Arg(kTextBytes);
+
+}  // namespace
+}  // namespace quarnex

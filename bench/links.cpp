@@ -1,0 +1,104 @@
+// A host with many links on the library, on real sockets.
+#include <cstdint>
+#include <string>
+
+#include "bench/process.h"
+#include "bench/settable_clock.h"
+#include "bench/workload.h"
+#include "component/library.h"
+#include "link/frm_sock.h"
+#include "platform/posix/posix_platform.h"
+#include "quarnex/quarn_socket.h"
+
+namespace {
+
+using namespace quarnex;
+using namespace quarnex::bench;
+
+constexpr std::chrono::milliseconds kNoLimit{-1};
+constexpr int kActivationSeconds =
+    11;  // a link waits for 10 seconds, and whole ones, before it listens or calls
+
+class Host {
+ public:
+  explicit Host(const Workload& workload) : workload_(workload) {}
+
+  void setUp() {
+    quarn_.Init("");
+    for (int i = 0; i < workload_.links; ++i) openLink(i);
+    clock_.setForward(kActivationSeconds);
+    while (quarn_.snapshot(lastLink()).phase == LinkPhase::Waiting) turn();
+    announce("listening");
+    while (!allConnected()) turn();
+    announce("connected");
+  }
+
+  // One look of the loop and what a host does after it: takes what has arrived, and keeps a busy link's queue
+  // filled.
+  void turn() {
+    platform_.turn(kNoLimit);
+    for (std::int16_t link = 1; link <= lastLink(); ++link) {
+      while (quarn_.MessaggioArrivato(link)) quarn_.GetMessaggioArrivato(link);
+      if (workload_.busy() && !workload_.server) refill(link);
+    }
+    // The clock stops when the links have come to rest.
+    if (workload_.quiet() && !quiet_ && exchanges() >= workload_.links) {
+      clock_.stop();
+      quiet_ = true;
+    }
+  }
+
+  std::int64_t exchanges() {
+    std::uint64_t frames = 0;
+    for (std::int16_t link = 1; link <= lastLink(); ++link) {
+      frames += library_.ConnectionTable[link].history.framesReceived;
+    }
+    return static_cast<std::int64_t>(frames);
+  }
+
+ private:
+  void openLink(int i) {
+    const auto identifier = static_cast<std::int16_t>(identifierOfLink(i));
+    const std::int16_t link = quarn_.Add("PEER", identifier, !workload_.server, true);
+    const ConnectionRecord& record = library_.ConnectionTable[link];
+    if (workload_.server) {
+      ServerSocket(library_, record.IdxServer).setLocalPort(portOfLink(i));
+    } else {
+      ClientSocket(library_, record.IdxClient).setRemotePort(portOfLink(i));
+    }
+    quarn_.Apri(link);
+  }
+
+  std::int16_t lastLink() const { return static_cast<std::int16_t>(workload_.links); }
+
+  bool allConnected() {
+    for (std::int16_t link = 1; link <= lastLink(); ++link) {
+      if (!quarn_.Connesso(link)) return false;
+    }
+    return true;
+  }
+
+  void refill(std::int16_t link) {
+    if (library_.ConnectionTable[link].CodaInvio.Count > 0) return;
+    for (int i = 0; i < kTextsPerExchange; ++i) quarn_.Invia(link, text_);
+  }
+
+  const Workload workload_;
+  const std::string text_ = std::string(kTextBytes, 'x');
+  bool quiet_ = false;
+  SettableClock clock_;
+  PosixPlatform platform_;
+  Services services_ = platform_.services();
+  Library library_{{services_.sockets, services_.timer, clock_, services_.logFile}};
+  QuarnSocket quarn_{library_};
+};
+
+}  // namespace
+
+int main(int argumentCount, char** arguments) {
+  const Workload workload = workloadOf(argumentCount, arguments);
+  raiseDescriptorLimit();
+  Host host(workload);
+  measure(
+      workload, [&] { host.setUp(); }, [&] { host.turn(); }, [&] { return host.exchanges(); });
+}

@@ -1,0 +1,38 @@
+// A text through a queue: one `BufferPut` and one `BufferGet`.
+#include <benchmark/benchmark.h>
+
+#include <string>
+#include <utility>
+
+#include "component/text_buffer.h"
+
+namespace quarnex {
+namespace {
+
+constexpr char kShortText[] = "HELLO";
+constexpr int kTextsWaiting = 10;
+
+void put_get(benchmark::State& state) {
+  TextBuffer buffer;
+  BufferInit(buffer, 1000);
+  for (int i = 0; i < kTextsWaiting; ++i) BufferPut(buffer, kShortText);
+  for (auto _ : state) {
+    BufferPut(buffer, kShortText);
+    benchmark::DoNotOptimize(BufferGet(buffer));
+  }
+}
+BENCHMARK(put_get);
+
+// The text made, moved to a place and moved away again.
+void put_get_floor(benchmark::State& state) {
+  std::string slot;
+  for (auto _ : state) {
+    slot = std::string(kShortText);
+    benchmark::DoNotOptimize(slot);
+    benchmark::DoNotOptimize(std::string(std::move(slot)));
+  }
+}
+BENCHMARK(put_get_floor);
+
+}  // namespace
+}  // namespace quarnex

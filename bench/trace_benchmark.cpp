@@ -1,0 +1,99 @@
+// What a trace text costs: to nobody, and to the log file.
+#include <benchmark/benchmark.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+#include "bench/allocations.h"
+#include "bench/quiet_services.h"
+#include "diagnostics/log.h"
+#include "diagnostics/trace.h"
+#include "platform/posix/posix_clock.h"
+#include "platform/posix/posix_text_file.h"
+#include "quarnex/quarn_socket.h"
+
+namespace quarnex {
+namespace {
+
+constexpr std::string_view kBody = "99990000052|9QRY|9.|";
+constexpr int kLinesPerTurn = 1000;
+
+void trace_to_nobody(benchmark::State& state) {
+  bench::QuietServices services;
+  Library library{services.all()};
+  const std::int16_t link = QuarnSocket(library).Add("MIRTAN", 5, true, false);
+  const std::uint64_t before = bench::allocations();
+  for (auto _ : state) {
+    Traccia(library, link, "R>:", Zeri{link, 5}, ' ', kBody);
+    benchmark::ClobberMemory();
+  }
+  state.counters["allocations"] = static_cast<double>(bench::allocations() - before);
+}
+BENCHMARK(trace_to_nobody);
+
+// A flag looked at.
+void trace_to_nobody_floor(benchmark::State& state) {
+  bool listening = false;
+  for (auto _ : state) {
+    if (listening) state.SkipWithError("nobody listens");
+    benchmark::ClobberMemory();
+    benchmark::DoNotOptimize(listening);
+  }
+}
+BENCHMARK(trace_to_nobody_floor);
+
+std::string temporaryPrefix() {
+  return std::filesystem::temp_directory_path().string() + "/quarnex-bench-" + std::to_string(::getpid()) +
+         '-';
+}
+
+// Each iteration is a turn: its lines, and their writing at its end.
+void logged_line(benchmark::State& state) {
+  bench::QuietServices quiet;
+  PosixClock clock;
+  PosixTextFile file;
+  Library library{{quiet.sockets, quiet.timer, clock, file}};
+  QuarnSocket quarn(library);
+  const std::string prefix = temporaryPrefix();
+  quarn.Init(prefix);
+  const std::int16_t link = quarn.Add("MIRTAN", 5, true, false);
+  quarn.AttivaLog();
+  for (auto _ : state) {
+    for (int i = 0; i < kLinesPerTurn; ++i) Traccia(library, link, "R>", kBody);
+    file.flush();
+  }
+  quarn.DisattivaLog(0);
+  state.SetItemsProcessed(state.iterations() * kLinesPerTurn);
+  for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::temp_directory_path())) {
+    if (entry.path().string().starts_with(prefix)) std::filesystem::remove(entry.path());
+  }
+}
+BENCHMARK(logged_line)->Iterations(2000);
+
+// The finished lines copied together and written.
+void logged_line_floor(benchmark::State& state) {
+  const std::string name = temporaryPrefix() + "floor.txt";
+  PosixTextFile file;
+  file.create(name);
+  std::string line = "001 12:00:00 R>";
+  line.append(kBody).append("\r\n");
+  std::string turn;
+  for (auto _ : state) {
+    turn.clear();
+    for (int i = 0; i < kLinesPerTurn; ++i) {
+      turn += line;
+      benchmark::DoNotOptimize(turn.data());
+    }
+    file.write(turn);
+    file.flush();
+  }
+  file.close();
+  state.SetItemsProcessed(state.iterations() * kLinesPerTurn);
+  std::filesystem::remove(name);
+}
+BENCHMARK(logged_line_floor)->Iterations(2000);
+
+}  // namespace
+}  // namespace quarnex
