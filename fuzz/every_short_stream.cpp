@@ -22,7 +22,7 @@ struct Plain {
       if (inFrame) {
         frame += rest[at];
       } else if (rest[at] == '\2') {
-        frame = "\2";
+        frame.assign(1, rest[at]);
         inFrame = true;
       }
       if (rest[at] != '\3') continue;

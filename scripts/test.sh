@@ -9,13 +9,14 @@ results=()
 failed=0
 if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
 
-# check NAME COMMAND...: runs the command and keeps the outcome for the summary.
+# check NAME COMMAND...: runs the command and keeps the outcome for the summary. Fails as the command does.
 check() {
     local name=$1 start=$SECONDS outcome=ok
     shift
     printf '\n== %s\n' "$name"
     "$@" || { outcome=FAILED; failed=1; }
-    results+=("$(printf '%-34s %-7s %4d s' "$name" "$outcome" $((SECONDS - start)))")
+    results+=("$(printf '%-36s %-7s %4d s' "$name" "$outcome" $((SECONDS - start)))")
+    [[ $outcome == ok ]]
 }
 
 build() {
@@ -42,8 +43,7 @@ scripts/install_packages.sh check || exit 1
 check "format" check_format
 check "scripts" shellcheck scripts/*.sh .ci/run
 for preset in release asan; do
-    check "build: $preset" build "$preset"
-    check "tests: $preset" run_tests "$preset"
+    check "build: $preset" build "$preset" && check "tests: $preset" run_tests "$preset"
 done
 check "model of the exchange" scripts/check_model.sh
 check "fuzzing, ten seconds a target" scripts/fuzz.sh 10

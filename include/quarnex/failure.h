@@ -9,10 +9,11 @@ namespace quarnex {
 
 /// A run-time failure: a number and a description.
 ///
-/// Numbers of the library's own are the classic ones (5 invalid procedure call, 6 overflow, 9 subscript out of range,
-/// 13 type mismatch, 52 bad file name, 61 disk full, 70 permission denied, 75 path/file access error, 76 path not
-/// found, 91 object variable not set, 340 control array element does not exist); socket failures carry the Windows
-/// Sockets error number (10000 and up). The description is one line of text, bytes of any code.
+/// Numbers of the library's own are the classic ones (5 invalid procedure call, 6 overflow, 9 subscript out
+/// of range, 13 type mismatch, 52 bad file name, 61 disk full, 70 permission denied, 75 path/file access
+/// error, 76 path not found, 91 object variable not set, 340 control array element does not exist); socket
+/// failures carry the Windows Sockets error number (10000 and up). The description is one line of text, bytes
+/// of any code.
 ///
 /// Example:
 ///

@@ -1,4 +1,5 @@
-// The growable table of links. Records never move, so a reference to one stays good for the life of the library.
+// The growable table of links. Records never move, so a reference to one stays good for the life of the
+// library.
 #pragma once
 
 #include <array>

@@ -7,6 +7,8 @@ namespace quarnex {
 Library::Library(Services outside) : services(outside) {}
 
 // The form goes first: its sockets close while the services are still there.
-Library::~Library() { form.reset(); }
+Library::~Library() {
+  form.reset();
+}
 
 }  // namespace quarnex

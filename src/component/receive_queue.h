@@ -9,14 +9,15 @@
 
 namespace quarnex {
 
-/// A queue of bytes in chunks of at most 64 KiB. Appending and consuming are linear in the bytes named, however long
-/// the backlog; an empty queue is one null pointer.
+/// A queue of bytes in chunks of at most 64 KiB. Appending and consuming are linear in the bytes named,
+/// however long the backlog; an empty queue is one null pointer.
 class ReceiveQueue {
  public:
   bool empty() const { return chunks_ == nullptr; }
   std::size_t size() const;
   void append(std::string_view bytes);
-  /// The first bytes that stand together in memory; not empty unless the queue is. Valid until the next change.
+  /// The first bytes that stand together in memory; not empty unless the queue is. Valid until the next
+  /// change.
   std::string_view front() const;
   /// Removes the first `count` bytes of `front()`.
   void consume(std::size_t count);

@@ -27,8 +27,8 @@ void ArmaAlive(Library& library, ConnectionRecord& record);
 /// The same, and forgets the expiries so far.
 void RinnovaAlive(Library& library, ConnectionRecord& record);
 
-/// Brings the receive and exchange fields back to their starting values. Also frees the handler's guard, even while
-/// the handler runs further up the stack.
+/// Brings the receive and exchange fields back to their starting values. Also frees the handler's guard, even
+/// while the handler runs further up the stack.
 void ResetScambio(Library& library, ConnectionRecord& record);
 
 /// Brings the supervision fields back to their starting values.

@@ -20,7 +20,8 @@ void allocateMore(TextBuffer& buffer) {
   const int wanted = std::clamp<int>(2 * buffer.allocated, kFirstSlots, buffer.Capacity);
   auto items = std::make_unique<std::string[]>(static_cast<std::size_t>(wanted));
   for (int i = 0; i < buffer.Count; ++i) {
-    items[static_cast<std::size_t>(i)] = std::move(buffer.Items[static_cast<std::size_t>(slotAfter(buffer, i))]);
+    items[static_cast<std::size_t>(i)] =
+        std::move(buffer.Items[static_cast<std::size_t>(slotAfter(buffer, i))]);
   }
   buffer.Items = std::move(items);
   buffer.Head = 0;

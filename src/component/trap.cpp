@@ -12,9 +12,12 @@ Trap::Trap(Library& library) : library_(library), caller_(library.innermostTrap)
   library.innermostTrap = this;
 }
 
-Trap::~Trap() { library_.innermostTrap = caller_; }
+Trap::~Trap() {
+  library_.innermostTrap = caller_;
+}
 
-// Called from the handler of a failed step. Number 0 means that nothing is wrong, so it leaves nothing pending.
+// Called from the handler of a failed step. Number 0 means that nothing is wrong, so it leaves nothing
+// pending.
 void Trap::remember() {
   try {
     throw;

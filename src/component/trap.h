@@ -9,9 +9,9 @@ namespace quarnex {
 
 struct Library;
 
-/// The trap of one procedure. It remembers the last failure that one of its own steps threw; what a callee trapped
-/// itself is settled there. Traps are nested like the calls they stand in, and the library knows the open ones, so
-/// that whoever handles "any pending failure" can settle those of all callers.
+/// The trap of one procedure. It remembers the last failure that one of its own steps threw; what a callee
+/// trapped itself is settled there. Traps are nested like the calls they stand in, and the library knows the
+/// open ones, so that whoever handles "any pending failure" can settle those of all callers.
 ///
 ///     Trap trap{library};
 ///     trap([&] { socket.close(); });

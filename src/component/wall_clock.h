@@ -6,15 +6,17 @@
 
 namespace quarnex {
 
-/// A whole second of the wall clock, counted from 1970-01-01 UTC. Deadlines are instants, so that a change to or from
-/// daylight saving time moves none of them.
+/// A whole second of the wall clock, counted from 1970-01-01 UTC. Deadlines are instants, so that a change to
+/// or from daylight saving time moves none of them.
 struct Instant {
   std::int64_t second = 0;
   auto operator<=>(const Instant&) const = default;
 };
 
 /// Strictly later: a deadline of this second has until the second ends.
-constexpr bool passed(Instant deadline, Instant now) { return now > deadline; }
+constexpr bool passed(Instant deadline, Instant now) {
+  return now > deadline;
+}
 
 /// Date and time as people write them: month 1 to 12, day 1 to 31, hour 0 to 23, minute and second 0 to 59.
 struct LocalTime {
@@ -30,7 +32,8 @@ class WallClock {
   virtual std::int32_t utcOffset(Instant instant) = 0;
 };
 
-/// Local time of `instant` where clocks are `utcOffset` seconds ahead of UTC (Gregorian calendar, no leap seconds).
+/// Local time of `instant` where clocks are `utcOffset` seconds ahead of UTC (Gregorian calendar, no leap
+/// seconds).
 LocalTime localTime(Instant instant, std::int32_t utcOffset);
 
 }  // namespace quarnex
