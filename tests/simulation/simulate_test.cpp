@@ -79,8 +79,6 @@ constexpr Spoiled kSpoiled[] = {
      "CodaArrivo is out of shape"},
     {"KeepAlive", [](Library& library, TextLedger&) { library.ConnectionTable[1].ScadenzaAlive = {1}; },
      "the keep-alive expired early"},
-    {"Identifier", [](Library& library, TextLedger&) { library.ConnectionTable[1].IdQuarn = 6; },
-     "a message has another link's identifier"},
     {"Report", [](Library& library, TextLedger&) { library.ConnectionTable[1].NonRispondeSegnalato = true; },
      "112 without 109"},
     {"Text",

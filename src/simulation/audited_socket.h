@@ -1,0 +1,60 @@
+// AuditedSocket: a socket whose frames and calls somebody looks at before they go out.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "link/socket_service.h"
+
+namespace quarnex::simulation {
+
+class SocketAudit {
+ public:
+  virtual ~SocketAudit() = default;
+  virtual void sends(SocketArray array, std::int16_t index, std::string_view bytes) = 0;
+  virtual void calls(std::int16_t clientIndex) = 0;
+};
+
+class AuditedSocket final : public SocketInstance {
+ public:
+  AuditedSocket(std::unique_ptr<SocketInstance> inner, SocketAudit& audit, SocketArray array,
+                std::int16_t index)
+      : inner_(std::move(inner)), audit_(audit), array_(array), index_(index) {}
+
+  std::int32_t state() override { return inner_->state(); }
+  std::string statusText() override { return inner_->statusText(); }
+  std::int32_t localPort() override { return inner_->localPort(); }
+  void setLocalPort(std::int32_t port) override { inner_->setLocalPort(port); }
+  std::int32_t remotePort() override { return inner_->remotePort(); }
+  void setRemotePort(std::int32_t port) override { inner_->setRemotePort(port); }
+  void setLocalAddress(std::string_view dotted) override { inner_->setLocalAddress(dotted); }
+  std::string remoteHost() override { return inner_->remoteHost(); }
+  void setRemoteHost(std::string_view dotted) override { inner_->setRemoteHost(dotted); }
+  void close() override { inner_->close(); }
+  void prepareA() override { inner_->prepareA(); }
+  void prepareB() override { inner_->prepareB(); }
+  void connect() override {
+    audit_.calls(index_);
+    inner_->connect();
+  }
+  void listen() override { inner_->listen(); }
+  void attach(std::int32_t handle) override { inner_->attach(handle); }
+  std::int32_t bytesWaiting() override { return inner_->bytesWaiting(); }
+  void fetch() override { inner_->fetch(); }
+  std::string_view receivedText() override { return inner_->receivedText(); }
+  void send(std::string_view bytes) override {
+    audit_.sends(array_, index_, bytes);
+    inner_->send(bytes);
+  }
+
+ private:
+  std::unique_ptr<SocketInstance> inner_;
+  SocketAudit& audit_;
+  SocketArray array_;
+  std::int16_t index_;
+};
+
+}  // namespace quarnex::simulation

@@ -1,0 +1,227 @@
+#include "simulation/auditor.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+#include "component/method_table.h"
+#include "simulation/frame_check.h"
+#include "simulation/invariants.h"
+
+namespace quarnex::simulation {
+namespace {
+
+using simulated::Fault;
+
+constexpr std::string_view kReportTrace = "P:X000E";
+constexpr std::string_view kReport = "X000E";
+constexpr std::int16_t kConnectedPhase = 17;
+
+int codeOf(std::string_view reportTrace) {
+  int code = 0;
+  for (const char digit : reportTrace.substr(kReportTrace.size(), 4)) code = code * 10 + (digit - '0');
+  return code;
+}
+
+}  // namespace
+
+bool Audit::strangers() const {
+  return mix.has(Fault::Hostile) || mix.has(Fault::Callers) || mix.has(Fault::Squat);
+}
+
+Services Auditor::wrap(const Services& services) {
+  inner_.emplace(services);
+  return recorder_.wrap({*this, *this, *this, services.logFile});
+}
+
+void Auditor::watch(Library& library) {
+  recorder_.watch(library);
+  library_ = &library;
+  nextObserver_ = std::exchange(library.observer, this);
+}
+
+std::unique_ptr<SocketInstance> Auditor::create(SocketArray array, std::int16_t index, SocketEvents& events) {
+  socketEvents_ = &events;
+  return std::make_unique<AuditedSocket>(inner_->sockets.create(array, index, *this), *this, array, index);
+}
+
+void Auditor::setEvents(TimerEvents* events) {
+  timerEvents_ = events;
+  inner_->timer.setEvents(events != nullptr ? this : nullptr);
+}
+
+Instant Auditor::now() {
+  const Instant now = inner_->clock.now();
+  if (read_ && *read_ != now) steady_ = false;
+  read_ = read_ ? std::max(*read_, now) : now;
+  return now;
+}
+
+void Auditor::onConnect(SocketArray array, std::int16_t index, std::int16_t code) {
+  const Step step(*this, linkOf(array, index));
+  socketEvents_->onConnect(array, index, code);
+}
+
+void Auditor::onClose(SocketArray array, std::int16_t index, std::int16_t code) {
+  const Step step(*this, linkOf(array, index));
+  socketEvents_->onClose(array, index, code);
+}
+
+void Auditor::onReceive(SocketArray array, std::int16_t index, std::int16_t code) {
+  const Step step(*this, linkOf(array, index));
+  socketEvents_->onReceive(array, index, code);
+}
+
+void Auditor::onAccept(SocketArray array, std::int16_t index, std::int32_t handle, std::int16_t code) {
+  const Step step(*this, linkOf(array, index));
+  socketEvents_->onAccept(array, index, handle, code);
+}
+
+void Auditor::onTick() {
+  const Step step(*this, 0);
+  ++ticks_;
+  if (timerEvents_ != nullptr) timerEvents_->onTick();
+}
+
+void Auditor::traced(std::int16_t IdxQuarn, std::string_view text) {
+  if (text.starts_with(kReportTrace)) reported(IdxQuarn, codeOf(text));
+  nextObserver_->traced(IdxQuarn, text);
+}
+
+void Auditor::called(const Method& method, std::span<const Value> parameters) {
+  const auto* index = parameters.empty() ? nullptr : std::get_if<std::int16_t>(&parameters[0]);
+  const auto link = method.name == "Add" ? static_cast<std::int16_t>(library_->ConnectionCount + 1)
+                    : index != nullptr && library_->validIndex(*index) ? *index
+                                                                       : std::int16_t{0};
+  begin(link);
+  taking_ = method.name == "GetMessaggioArrivato";
+  if (link != 0 && method.name == "Invia")
+    audit_.ledger.send(wayFrom(link, library_->ConnectionTable[link].ConnessioneClient),
+                       std::get<std::string>(parameters[1]));
+  if (link != 0 && method.name == "Apri") memoryOf(link).declared = memoryOf(link).failing = false;
+  nextObserver_->called(method, parameters);
+}
+
+void Auditor::returned(const Value& result) {
+  nextObserver_->returned(result);
+  if (taking_) delivered(touched_, std::get<std::string>(result));
+  end();
+}
+
+void Auditor::failed(const Failure& failure) {
+  nextObserver_->failed(failure);
+  end();
+}
+
+void Auditor::sends(SocketArray array, std::int16_t index, std::string_view bytes) {
+  const std::int16_t link = linkOf(array, index);
+  ++audit_.framesSent;
+  ++memoryOf(link).framesSent;
+  const std::string_view flaw = flawOfFrame(bytes, library_->ConnectionTable[link].IdQuarn);
+  if (!flaw.empty()) found(link, std::string(flaw));
+}
+
+void Auditor::calls(std::int16_t clientIndex) {
+  const std::int16_t link = linkOf(SocketArray::ClientSocket, clientIndex);
+  if (steps_ == 1 && ticks_ == 1 && read_ && !passed(memoryOf(link).stateDeadline, *read_))
+    found(link, "a peer was called before the deadline");
+}
+
+void Auditor::begin(std::int16_t link) {
+  if (depth_++ == 0) {
+    steps_ = ticks_ = 0;
+    touched_ = link;
+    read_.reset();
+    steady_ = true;
+    taking_ = false;
+  }
+  ++steps_;
+}
+
+void Auditor::end() {
+  if (--depth_ > 0) return;
+  audit_.steps += steps_;
+  const std::int16_t links = library_->ConnectionCount;
+  if (touched_ != 0 && steps_ == 1) {
+    if (touched_ <= links) inspect(touched_);
+    return;
+  }
+  for (int link = 1; link <= links; ++link) inspect(static_cast<std::int16_t>(link));
+}
+
+void Auditor::inspect(std::int16_t link) {
+  const ConnectionRecord& record = library_->ConnectionTable[link];
+  Memory& memory = memoryOf(link);
+  const std::string_view broken = brokenInvariant(record);
+  if (!broken.empty()) found(link, std::string(broken));
+  inspectPace(link, record, memory);
+  if (steps_ == 1 && ticks_ == 1 && steady_ && read_) inspectDeadlines(link, record, memory);
+  memory.stateDeadline = record.ScadenzaStato;
+  memory.replyDeadline = record.ScadenzaB;
+  memory.aliveDeadline = record.ScadenzaAlive;
+  memory.framesReceived = record.history.framesReceived;
+  memory.framesSent = 0;
+  memory.expiries = record.ContaAlive;
+  memory.missedReplies = record.ContaTimeoutB;
+  memory.served = record.Attivo && record.Stato == kConnectedPhase;
+}
+
+// A frame that holds both a text and a query, which only strangers send, is answered twice.
+void Auditor::inspectPace(std::int16_t link, const ConnectionRecord& record, const Memory& before) {
+  if (record.history.framesReceived - before.framesReceived > ticks_)
+    found(link, "more than one received frame was handled in a tick");
+  const std::uint64_t answers = audit_.strangers() || audit_.mix.has(Fault::Damage) ? 2 : 1;
+  if (before.framesSent > answers * ticks_) found(link, "more than one frame was sent in a tick");
+}
+
+void Auditor::inspectDeadlines(std::int16_t link, const ConnectionRecord& record, const Memory& before) {
+  if (record.ContaAlive > before.expiries && !passed(before.aliveDeadline, *read_))
+    found(link, "the keep-alive expired early");
+  if (record.ContaTimeoutB > before.missedReplies && !passed(before.replyDeadline, *read_))
+    found(link, "an answer was given up early");
+  const bool servedAllAlong = before.served && record.Attivo && record.Stato == kConnectedPhase;
+  if (servedAllAlong && record.ScadenzaAlive == before.aliveDeadline && passed(before.aliveDeadline, *read_))
+    found(link, "a tick did not notice that the keep-alive had expired");
+}
+
+void Auditor::reported(std::int16_t link, int code) {
+  ++audit_.reports[code];
+  Memory& memory = memoryOf(link);
+  // The text of a 109 may be impossible to make after the link has already been declared.
+  const bool excused = audit_.mix.has(Fault::Operations);
+  if (code == 109 && std::exchange(memory.declared, true)) found(link, "109 twice without 112");
+  if (code == 112 && !std::exchange(memory.declared, false) && !excused) found(link, "112 without 109");
+  if (code == 991 && std::exchange(memory.failing, true)) found(link, "991 twice without 992");
+  if (code == 992 && !std::exchange(memory.failing, false)) found(link, "992 without 991");
+}
+
+void Auditor::delivered(std::int16_t link, std::string_view text) {
+  if (link == 0 || text.empty() || text.starts_with(kReport)) return;
+  const Way way = wayFrom(link, !library_->ConnectionTable[link].ConnessioneClient);
+  const Arrival arrival = audit_.ledger.deliver(way, text);
+  if (audit_.strangers() || audit_.mix.has(Fault::Damage)) return;
+  if (arrival == Arrival::Foreign) found(link, "a text was delivered that nobody sent: " + std::string(text));
+  if (arrival == Arrival::Old) found(link, "a text was delivered out of order: " + std::string(text));
+}
+
+void Auditor::found(std::int16_t link, std::string text) {
+  audit_.findings.add({audit_.time.now(), host_, link, std::move(text)});
+}
+
+std::int16_t Auditor::linkOf(SocketArray array, std::int16_t index) const {
+  const auto& links = array == SocketArray::ClientSocket ? library_->ClientLinks : library_->ServerLinks;
+  const auto slot = static_cast<std::size_t>(index) - 1;
+  return slot < links.size() ? links[slot] : std::int16_t{0};
+}
+
+Auditor::Memory& Auditor::memoryOf(std::int16_t link) {
+  const auto slot = static_cast<std::size_t>(link);
+  if (slot >= memories_.size()) memories_.resize(slot + 1);
+  return memories_[slot];
+}
+
+Way Auditor::wayFrom(std::int16_t link, bool fromClient) {
+  return {machine_, library_->ConnectionTable[link].IdQuarn, fromClient};
+}
+
+}  // namespace quarnex::simulation

@@ -1,0 +1,133 @@
+// Auditor: stands round one engine of a simulation, records it, and checks after every step what must hold.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "component/library.h"
+#include "component/observer.h"
+#include "component/services_wrapper.h"
+#include "platform/simulated/fault.h"
+#include "platform/simulated/virtual_time.h"
+#include "recording/services_recorder.h"
+#include "simulation/audited_socket.h"
+#include "simulation/findings.h"
+#include "simulation/text_ledger.h"
+
+namespace quarnex::simulation {
+
+/// What the auditors of all engines of one simulation share.
+struct Audit {
+  const simulated::VirtualTime& time;
+  simulated::FaultSet mix{};  ///< what may excuse things that are forbidden otherwise
+  Findings findings{};
+  TextLedger ledger{};
+  std::map<int, std::uint64_t> reports{};  ///< how often, by code
+  std::uint64_t steps = 0;
+  std::uint64_t framesSent = 0;
+
+  bool strangers() const;
+};
+
+class Auditor final : public ServicesWrapper,
+                      public SocketService,
+                      public TimerService,
+                      public WallClock,
+                      public SocketEvents,
+                      public TimerEvents,
+                      public Observer,
+                      public SocketAudit {
+ public:
+  /// Of an engine of host number `host` on `machine`. `audit` outlives it.
+  Auditor(Audit& audit, int host, int machine, std::shared_ptr<recording::Sink> sink)
+      : audit_(audit), host_(host), machine_(machine), recorder_(std::move(sink)) {}
+
+  Services wrap(const Services& services) override;
+  void watch(Library& library) override;
+
+ private:
+  /// What a link was like after the last step.
+  struct Memory {
+    Instant stateDeadline, replyDeadline, aliveDeadline;
+    std::uint64_t framesReceived = 0;
+    std::uint64_t framesSent = 0;  // in the step under way
+    std::int16_t expiries = 0;
+    std::int16_t missedReplies = 0;
+    bool served = false;    // active and connected
+    bool declared = false;  // 109 and no 112 since
+    bool failing = false;   // 991 and no 992 since
+  };
+  /// A step for as long as it lives.
+  class Step {
+   public:
+    Step(Auditor& auditor, std::int16_t link) : auditor_(auditor) { auditor_.begin(link); }
+    ~Step() { auditor_.end(); }
+    Step(const Step&) = delete;
+    Step& operator=(const Step&) = delete;
+
+   private:
+    Auditor& auditor_;
+  };
+
+  std::unique_ptr<SocketInstance> create(SocketArray array, std::int16_t index,
+                                         SocketEvents& events) override;
+  void setEvents(TimerEvents* events) override;
+  std::int16_t period() override { return inner_->timer.period(); }
+  void setPeriod(std::int16_t milliseconds) override { inner_->timer.setPeriod(milliseconds); }
+  Instant now() override;
+  std::int32_t utcOffset(Instant instant) override { return inner_->clock.utcOffset(instant); }
+
+  void onConnect(SocketArray array, std::int16_t index, std::int16_t code) override;
+  void onClose(SocketArray array, std::int16_t index, std::int16_t code) override;
+  void onReceive(SocketArray array, std::int16_t index, std::int16_t code) override;
+  void onAccept(SocketArray array, std::int16_t index, std::int32_t handle, std::int16_t code) override;
+  void onTick() override;
+
+  void traced(std::int16_t IdxQuarn, std::string_view text) override;
+  void called(const Method& method, std::span<const Value> parameters) override;
+  void returned(const Value& result) override;
+  void failed(const Failure& failure) override;
+
+  void sends(SocketArray array, std::int16_t index, std::string_view bytes) override;
+  void calls(std::int16_t clientIndex) override;
+
+  void begin(std::int16_t link);
+  void end();
+  void inspect(std::int16_t link);
+  void inspectPace(std::int16_t link, const ConnectionRecord& record, const Memory& before);
+  void inspectDeadlines(std::int16_t link, const ConnectionRecord& record, const Memory& before);
+  void reported(std::int16_t link, int code);
+  void delivered(std::int16_t link, std::string_view text);
+  void found(std::int16_t link, std::string text);
+
+  std::int16_t linkOf(SocketArray array, std::int16_t index) const;
+  Memory& memoryOf(std::int16_t link);
+  Way wayFrom(std::int16_t link, bool fromClient);
+
+  Audit& audit_;
+  int host_;
+  int machine_;
+  recording::ServicesRecorder recorder_;
+  std::optional<Services> inner_;
+  Library* library_ = nullptr;
+  Observer* nextObserver_ = nullptr;
+  SocketEvents* socketEvents_ = nullptr;
+  TimerEvents* timerEvents_ = nullptr;
+
+  int depth_ = 0;                 // of nested steps
+  std::uint64_t steps_ = 0;       // in the outermost one, itself included
+  std::uint64_t ticks_ = 0;       // among them
+  std::int16_t touched_ = 0;      // the only link that a step without nested ones concerns; 0 = all
+  std::optional<Instant> read_;   // the clock in this step, its latest reading
+  bool steady_ = true;            // all readings of this step were the same
+  bool taking_ = false;           // the host call under way takes a text
+  std::vector<Memory> memories_;  // by link, from 0
+};
+
+}  // namespace quarnex::simulation

@@ -1,0 +1,194 @@
+#include "simulation/simulate_run.h"
+
+#include <algorithm>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "platform/simulated/trouble.h"
+#include "simulation/auditor.h"
+#include "simulation/hash_sink.h"
+
+namespace quarnex::simulation {
+namespace {
+
+using simulated::FaultSet;
+using simulated::Milliseconds;
+using simulated::Place;
+
+constexpr int kPairs = 2;
+constexpr Milliseconds kSecond = 1000;
+constexpr Milliseconds kTextPause = 3 * kSecond;
+// A call that hangs takes 60 seconds to fail; then come 10 of waiting, the call, and the ends of the others'
+// keep-alive meanwhile.
+constexpr Milliseconds kRecoveryMax = 95 * kSecond;
+constexpr Milliseconds kBatchMax = 10 * kSecond;
+constexpr int kTextsPerBatch = 20;
+constexpr Milliseconds kExitMax = 60 * kSecond;
+
+class Run {
+ public:
+  explicit Run(const RunPlan& plan)
+      : plan_(plan),
+        world_(plan.seed),
+        audit_{world_.time()},
+        site_(world_, kPairs, plan.links),
+        trouble_(site_, world_.random(), plan.faults) {
+    audit_.mix = trouble_.mix();
+    int number = 0;
+    for (const auto& place : site_.places()) {
+      simulated::Host& host = place->host();
+      host.makeWrapper = [this, &host, number = ++number] {
+        return std::make_unique<Auditor>(audit_, number, host.machine, newSink(number));
+      };
+    }
+  }
+
+  RunResult live() {
+    site_.start();
+    setTraffic(kTextPause);
+    trouble_.begin();
+    pass(plan_.hours * 3600 * kSecond);
+    trouble_.end();
+    recover();
+    settle();
+    leave();
+    return result();
+  }
+
+ private:
+  struct Tape {
+    std::shared_ptr<HashSink> sink;  // of the engine that runs
+    std::uint64_t engines = 0;       // so far
+  };
+
+  bool sound() const { return !audit_.findings.first(); }
+
+  void pass(Milliseconds duration) {
+    const Milliseconds end = world_.time().now() + duration;
+    while (sound() && world_.time().runNext(end)) {
+    }
+    if (sound()) world_.time().runUntil(end);
+  }
+
+  // How long it took; a finding with these words if it takes longer than `most`.
+  Milliseconds await(const std::function<bool()>& holds, Milliseconds most, const char* otherwise) {
+    const Milliseconds begin = world_.time().now();
+    bool held = holds();
+    while (sound() && !held && world_.time().now() < begin + most) {
+      pass(200);
+      held = holds();
+    }
+    const Milliseconds end = world_.time().now();
+    if (sound() && !held) audit_.findings.add({end, 0, 0, otherwise});
+    return end - begin;
+  }
+
+  void setTraffic(Milliseconds pause) {
+    for (const auto& place : site_.places()) place->setTraffic(pause);
+  }
+
+  void recover() {
+    result_.aftermath = trouble_.aftermath();
+    pass(result_.aftermath);
+    result_.recovery = await([this] { return site_.allConnected(); }, kRecoveryMax,
+                             "links are not connected again 95 seconds after the last fault");
+  }
+
+  // What is queued goes out, while nothing new comes.
+  void settle() {
+    setTraffic(0);
+    const Milliseconds batches = mostQueued() / kTextsPerBatch + 1;
+    await([this] { return mostQueued() == 0 && site_.allConnected(); }, kRecoveryMax + batches * kBatchMax,
+          "queued texts do not go out though links are connected");
+    pass(30 * kSecond);
+  }
+
+  std::int16_t mostQueued() {
+    std::int16_t most = 0;
+    for (const auto& place : site_.places()) {
+      Library& library = place->host().library();
+      for (int link = 1; link <= library.ConnectionCount; ++link)
+        most = std::max(most, library.ConnectionTable[static_cast<std::int16_t>(link)].CodaInvio.Count);
+    }
+    return most;
+  }
+
+  // First one host of each pair, whose peers react, then the other, which has no peer any more.
+  void leave() {
+    for (const std::size_t first : {0U, 1U}) {
+      for (std::size_t i = first; sound() && i < site_.places().size(); i += 2)
+        site_.places()[i]->host().quarn().Uscita();
+      const auto ready = [this, first] {
+        for (std::size_t i = first; i < site_.places().size(); i += 2) {
+          if (site_.places()[i]->host().quarn().ProntoPerUscire() == 0) return false;
+        }
+        return true;
+      };
+      result_.exit =
+          std::max(result_.exit, await(ready, kExitMax, "a host is not ready to leave after Uscita"));
+    }
+  }
+
+  // The sink of a fresh engine of that host; the one before is gone.
+  std::shared_ptr<recording::Sink> newSink(int host) {
+    Tape& tape = tapes_[host];
+    finish(tape);
+    ++tape.engines;
+    std::unique_ptr<std::ofstream> copy;
+    if (plan_.recordDirectory) {
+      const std::string name = "host" + std::to_string(host) + '-' + std::to_string(tape.engines) + ".jsonl";
+      copy = std::make_unique<std::ofstream>(*plan_.recordDirectory / name, std::ios::binary);
+    }
+    tape.sink = std::make_shared<HashSink>(std::move(copy));
+    return tape.sink;
+  }
+
+  void finish(Tape& tape) {
+    if (!tape.sink) return;
+    result_.hash = result_.hash * 0x100000001B3 ^ tape.sink->hash();
+    if (!tape.sink->whole()) result_.recordingsWhole = false;
+    tape.sink.reset();
+  }
+
+  RunResult result() {
+    result_.finding = audit_.findings.first();
+    result_.mix = trouble_.mix();
+    for (std::size_t i = 0; i < simulated::kFaultCount; ++i)
+      result_.faults[i] = trouble_.count(static_cast<simulated::Fault>(i));
+    result_.reports = audit_.reports;
+    result_.textsSent = audit_.ledger.sent();
+    result_.textsDelivered = audit_.ledger.arrived(Arrival::New);
+    result_.textsAgain = audit_.ledger.arrived(Arrival::Again);
+    result_.textsOld = audit_.ledger.arrived(Arrival::Old);
+    result_.textsForeign = audit_.ledger.arrived(Arrival::Foreign);
+    result_.framesSent = audit_.framesSent;
+    result_.connections = world_.network().connectionsMade();
+    result_.steps = audit_.steps;
+    for (auto& [host, tape] : tapes_) {
+      finish(tape);
+      result_.engines += tape.engines;
+    }
+    result_.duration = world_.time().now();
+    result_.linkHours = static_cast<double>(result_.duration) / 3.6e6 * 2 * kPairs * plan_.links;
+    return result_;
+  }
+
+  const RunPlan& plan_;
+  RunResult result_;
+  std::map<int, Tape> tapes_;  // by host
+  simulated::World world_;
+  Audit audit_;
+  simulated::Site site_;
+  simulated::Trouble trouble_;
+};
+
+}  // namespace
+
+RunResult simulate(const RunPlan& plan) {
+  return Run(plan).live();
+}
+
+}  // namespace quarnex::simulation

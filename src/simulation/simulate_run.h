@@ -1,0 +1,46 @@
+// One simulated life of a site: trouble for some hours, its end, recovery, and an orderly end of all hosts.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <optional>
+
+#include "platform/simulated/fault.h"
+#include "platform/simulated/virtual_time.h"
+#include "simulation/findings.h"
+
+namespace quarnex::simulation {
+
+constexpr int kLinksMax = 1000;
+
+struct RunPlan {
+  std::uint64_t seed = 0;
+  std::int64_t hours = 1;                                   ///< of trouble
+  int links = 10;                                           ///< of each of the four hosts, 1 to `kLinksMax`
+  simulated::FaultSet faults = simulated::FaultSet::all();  ///< of which the seed draws its mix
+  std::optional<std::filesystem::path> recordDirectory;     ///< exists; gets a recording of each engine
+};
+
+struct RunResult {
+  std::optional<Finding> finding;  ///< the first; the run ended there
+  simulated::FaultSet mix;
+  std::array<std::uint64_t, simulated::kFaultCount> faults{};  ///< how often each happened
+  std::map<int, std::uint64_t> reports;                        ///< event reports by code
+  std::uint64_t textsSent = 0, textsDelivered = 0, textsAgain = 0, textsOld = 0, textsForeign = 0;
+  std::uint64_t framesSent = 0, connections = 0, steps = 0;
+  std::uint64_t engines = 0;
+  std::uint64_t hash = 0;       ///< of all recordings
+  bool recordingsWhole = true;  ///< false if the disk did not take one
+  simulated::Milliseconds duration = 0;
+  simulated::Milliseconds aftermath = 0;  ///< stalls and clocks behind, when the trouble ended
+  simulated::Milliseconds recovery = 0;   ///< after that, until all links were connected
+  simulated::Milliseconds exit = 0;       ///< from `Uscita` until every host was ready to leave
+  double linkHours = 0;                   ///< each end of a connection is a link
+};
+
+/// The same plan gives the same result on every machine.
+RunResult simulate(const RunPlan& plan);
+
+}  // namespace quarnex::simulation
