@@ -28,4 +28,23 @@ class Observer {
   virtual void failed(const Failure& /*failure*/) {}
 };
 
+/// Passes everything on to `next`, if there is one: the base of observers that stand in a row.
+class PassingObserver : public Observer {
+ public:
+  void traced(std::int16_t IdxQuarn, std::string_view text) override {
+    if (next != nullptr) next->traced(IdxQuarn, text);
+  }
+  void called(const Method& method, std::span<const Value> parameters) override {
+    if (next != nullptr) next->called(method, parameters);
+  }
+  void returned(const Value& result) override {
+    if (next != nullptr) next->returned(result);
+  }
+  void failed(const Failure& failure) override {
+    if (next != nullptr) next->failed(failure);
+  }
+
+  Observer* next = nullptr;
+};
+
 }  // namespace quarnex

@@ -5,8 +5,13 @@
 #include <cstdint>
 #include <optional>
 
+#include "component/library.h"
+#include "component/services_wrapper.h"
 #include "recording/difference.h"
+#include "recording/plain_model.h"
+#include "recording/played_engine.h"
 #include "recording/recording_reader.h"
+#include "recording/script.h"
 
 namespace quarnex::recording {
 
@@ -17,6 +22,28 @@ struct PlayResult {
   std::size_t steps = 0;                 // host calls, ticks and events
   int links = 0;                         // in the engine's table at the end
   std::int64_t seconds = 0;              // from the first step to the last reading of the clock
+};
+
+class Player {
+ public:
+  /// `wrapper`, if there is one, stands between the engine and its services. Both outlive the player.
+  explicit Player(RecordingReader& reader, ServicesWrapper* wrapper = nullptr);
+
+  /// False at the end, at a damaged line and after the first difference.
+  bool playing() const { return script_.playing(); }
+  /// Plays the next host call, tick or event, with all that is nested in it.
+  void playStep() { script_.playStep(); }
+  PlayResult result();
+  Library& library() { return engine_.library(); }
+
+ private:
+  void deliver(const Line& step);
+
+  RecordingReader& reader_;
+  PlainModel model_;
+  Script script_;
+  PlayedEngine engine_;
+  std::optional<Instant> start_;
 };
 
 /// Plays all that `reader` still has. Nothing outside the process is touched.

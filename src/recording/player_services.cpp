@@ -9,24 +9,24 @@ namespace {
 
 // One call of a service that changes something in the model: at once, and back if the call fails.
 template <class Field>
-void change(Script& script, const Performed& call, Field& field, Field value) {
+void change(Course& course, const Performed& call, Field& field, Field value) {
   const Field before = std::exchange(field, std::move(value));
-  const Answer answer = script.performed(call);
+  const Answer answer = course.performed(call);
   if (answer.failure) field = before;
-  script.takeInputs();
+  course.takeInputs();
   if (answer.failure) throw Failure(*answer.failure);
 }
 
-void perform(Script& script, const Performed& call) {
-  const Answer answer = script.performed(call);
-  script.takeInputs();
+void perform(Course& course, const Performed& call) {
+  const Answer answer = course.performed(call);
+  course.takeInputs();
   if (answer.failure) throw Failure(*answer.failure);
 }
 
 class PlayedSocket final : public SocketInstance {
  public:
-  PlayedSocket(Script& script, PlainModel& plain, SocketModel& model, SocketId id)
-      : script_(script), plain_(plain), model_(model), id_(id) {}
+  PlayedSocket(Course& course, PlainModel& plain, SocketModel& model, SocketId id)
+      : course_(course), plain_(plain), model_(model), id_(id) {}
 
   std::int32_t state() override { return read(Property::State, model_.status.state); }
   std::string statusText() override { return read(Property::StatusText, model_.status.text); }
@@ -35,35 +35,35 @@ class PlayedSocket final : public SocketInstance {
   std::string remoteHost() override { return read(Property::RemoteHost, model_.remoteHost); }
 
   void setLocalPort(std::int32_t port) override {
-    change(script_, {Operation::SetLocalPort, id_, port}, model_.localPort, port);
+    change(course_, {Operation::SetLocalPort, id_, port}, model_.localPort, port);
   }
   void setRemotePort(std::int32_t port) override {
-    change(script_, {Operation::SetRemotePort, id_, port}, model_.remotePort, port);
+    change(course_, {Operation::SetRemotePort, id_, port}, model_.remotePort, port);
   }
   void setLocalAddress(std::string_view dotted) override {
-    perform(script_, {Operation::SetLocalAddress, id_, 0, dotted});
+    perform(course_, {Operation::SetLocalAddress, id_, 0, dotted});
   }
   void setRemoteHost(std::string_view dotted) override {
-    change(script_, {Operation::SetRemoteHost, id_, 0, dotted}, model_.remoteHost, std::string(dotted));
+    change(course_, {Operation::SetRemoteHost, id_, 0, dotted}, model_.remoteHost, std::string(dotted));
   }
 
   void close() override { become(Operation::Close, kSocketClosed); }
-  void prepareA() override { perform(script_, {Operation::PrepareA, id_}); }
-  void prepareB() override { perform(script_, {Operation::PrepareB, id_}); }
+  void prepareA() override { perform(course_, {Operation::PrepareA, id_}); }
+  void prepareB() override { perform(course_, {Operation::PrepareB, id_}); }
   void connect() override { become(Operation::Connect, kSocketCalling); }
   void listen() override { become(Operation::Listen, kSocketListening); }
   void attach(std::int32_t handle) override;
 
   std::int32_t bytesWaiting() override {
     plain_.read(Property::BytesWaiting, id_);
-    return model_.bytesWaiting.value_or(script_.nextIsFetch(id_) ? 1 : 0);
+    return model_.bytesWaiting.value_or(course_.nextIsFetch(id_) ? 1 : 0);
   }
   void fetch() override;
   std::string_view receivedText() override {
     plain_.read(Property::ReceivedText, id_);
     return model_.receivedText;
   }
-  void send(std::string_view bytes) override { perform(script_, {Operation::Send, id_, 0, bytes}); }
+  void send(std::string_view bytes) override { perform(course_, {Operation::Send, id_, 0, bytes}); }
 
  private:
   template <class Field>
@@ -73,10 +73,10 @@ class PlayedSocket final : public SocketInstance {
   }
 
   void become(Operation operation, SocketState state) {
-    change(script_, {operation, id_}, model_.status, statusOf(state));
+    change(course_, {operation, id_}, model_.status, statusOf(state));
   }
 
-  Script& script_;
+  Course& course_;
   PlainModel& plain_;
   SocketModel& model_;
   SocketId id_;
@@ -84,22 +84,22 @@ class PlayedSocket final : public SocketInstance {
 
 void PlayedSocket::attach(std::int32_t handle) {
   const SocketModel before = model_;
-  model_.remoteHost = script_.hostOf(handle);
+  model_.remoteHost = course_.hostOf(handle);
   model_.status = statusOf(kSocketConnected);
-  const Answer answer = script_.performed({Operation::Attach, id_, handle});
+  const Answer answer = course_.performed({Operation::Attach, id_, handle});
   if (answer.failure) {
     model_.remoteHost = before.remoteHost;
     model_.status = before.status;
   }
-  script_.takeInputs();
+  course_.takeInputs();
   if (answer.failure) throw Failure(*answer.failure);
 }
 
 void PlayedSocket::fetch() {
-  Answer answer = script_.performed({Operation::Fetch, id_});
+  Answer answer = course_.performed({Operation::Fetch, id_});
   model_.bytesWaiting.reset();
   model_.receivedText = std::move(answer.fetched);
-  script_.takeInputs();
+  course_.takeInputs();
   if (answer.failure) throw Failure(*answer.failure);
 }
 
@@ -110,8 +110,8 @@ std::unique_ptr<SocketInstance> PlayedSockets::create(SocketArray array, std::in
   events_ = &events;
   const SocketId id{array, index};
   SocketModel& model = model_.create(id);
-  perform(script_, {Operation::Create, id});
-  return std::make_unique<PlayedSocket>(script_, model_, model, id);
+  perform(course_, {Operation::Create, id});
+  return std::make_unique<PlayedSocket>(course_, model_, model, id);
 }
 
 void PlayedSockets::deliver(const Line& event) const {
@@ -136,7 +136,7 @@ std::int16_t PlayedTimer::period() {
 }
 
 void PlayedTimer::setPeriod(std::int16_t milliseconds) {
-  change(script_, {Operation::SetPeriod, {}, milliseconds}, model_.period, milliseconds);
+  change(course_, {Operation::SetPeriod, {}, milliseconds}, model_.period, milliseconds);
 }
 
 void PlayedTimer::tick() const {
@@ -144,11 +144,11 @@ void PlayedTimer::tick() const {
 }
 
 void PlayedLog::create(const std::string& name) {
-  perform(script_, {Operation::CreateLog, {}, 0, name});
+  perform(course_, {Operation::CreateLog, {}, 0, name});
 }
 
 void PlayedLog::close() {
-  perform(script_, {Operation::CloseLog});
+  perform(course_, {Operation::CloseLog});
 }
 
 }  // namespace quarnex::recording

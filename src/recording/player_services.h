@@ -1,4 +1,4 @@
-// The services of an engine that a recording is played to: each call goes to the script, each read to the
+// The services of an engine that a recording is played to: each call goes to its course, each read to the
 // plain model.
 #pragma once
 
@@ -12,35 +12,35 @@
 #include "diagnostics/text_file.h"
 #include "link/socket_service.h"
 #include "link/timer_service.h"
+#include "recording/course.h"
 #include "recording/plain_model.h"
-#include "recording/script.h"
 
 namespace quarnex::recording {
 
 class PlayedSockets final : public SocketService {
  public:
-  PlayedSockets(Script& script, PlainModel& model) : script_(script), model_(model) {}
+  PlayedSockets(Course& course, PlainModel& model) : course_(course), model_(model) {}
   std::unique_ptr<SocketInstance> create(SocketArray array, std::int16_t index,
                                          SocketEvents& events) override;
   /// Brings a socket event to the engine; nobody hears one that comes before the first instance is created.
   void deliver(const Line& event) const;
 
  private:
-  Script& script_;
+  Course& course_;
   PlainModel& model_;
   SocketEvents* events_ = nullptr;
 };
 
 class PlayedTimer final : public TimerService {
  public:
-  PlayedTimer(Script& script, PlainModel& model) : script_(script), model_(model) {}
+  PlayedTimer(Course& course, PlainModel& model) : course_(course), model_(model) {}
   void setEvents(TimerEvents* events) override { events_ = events; }
   std::int16_t period() override;
   void setPeriod(std::int16_t milliseconds) override;
   void tick() const;
 
  private:
-  Script& script_;
+  Course& course_;
   PlainModel& model_;
   TimerEvents* events_ = nullptr;
 };
@@ -58,22 +58,25 @@ class PlayedClock final : public WallClock {
 /// Writes no file.
 class PlayedLog final : public TextFile {
  public:
-  explicit PlayedLog(Script& script) : script_(script) {}
+  explicit PlayedLog(Course& course) : course_(course) {}
   void create(const std::string& name) override;
   void write(std::string_view) override {}
   void close() override;
 
  private:
-  Script& script_;
+  Course& course_;
 };
 
-class PlayedTraces final : public Observer {
+class PlayedTraces final : public PassingObserver {
  public:
-  explicit PlayedTraces(Script& script) : script_(script) {}
-  void traced(std::int16_t IdxQuarn, std::string_view text) override { script_.traced({IdxQuarn, text}); }
+  explicit PlayedTraces(Course& course) : course_(course) {}
+  void traced(std::int16_t IdxQuarn, std::string_view text) override {
+    PassingObserver::traced(IdxQuarn, text);
+    course_.traced({IdxQuarn, text});
+  }
 
  private:
-  Script& script_;
+  Course& course_;
 };
 
 }  // namespace quarnex::recording

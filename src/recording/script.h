@@ -10,24 +10,17 @@
 #include <string>
 #include <vector>
 
-#include "quarnex/failure.h"
+#include "recording/course.h"
 #include "recording/difference.h"
 #include "recording/line.h"
-#include "recording/output.h"
 #include "recording/plain_model.h"
 #include "recording/recording_reader.h"
 
 namespace quarnex::recording {
 
-/// How a service call ended, as recorded.
-struct Answer {
-  std::optional<Failure> failure;
-  std::string fetched;
-};
-
 /// After the end of the file, a damaged line or the first difference nothing is compared any more: operations
 /// succeed, and the engine may finish what it is doing.
-class Script {
+class Script final : public Course {
  public:
   using Deliver = std::function<void(const Line& step)>;
 
@@ -40,20 +33,18 @@ class Script {
   /// Plays the step that stands next, and one only; anything else that stands there is a difference.
   void playStep();
 
-  void traced(const Traced& output);
-  /// Compares, plays what is nested in the call and takes its answer. Then the caller brings the model up to
-  /// date and calls `takeInputs`.
-  Answer performed(const Performed& output);
-  void takeInputs();
-  void returned(const Value& result);
-  void failed(const Failure& failure);
+  // All compare what the engine does with the next line.
+  void traced(const Traced& output) override;
+  Answer performed(const Performed& output) override;
+  void takeInputs() override;
+  void returned(const Value& result) override;
+  void failed(const Failure& failure) override;
 
-  bool nextIsFetch(SocketId socket) const {
+  bool nextIsFetch(SocketId socket) const override {
     return playing_ && line_.kind == LineKind::Performed && line_.operation == Operation::Fetch &&
            line_.socket == socket;
   }
-  /// The remote host that came with the handle of a call that is being accepted; "" for any other handle.
-  std::string hostOf(std::int32_t handle) const;
+  std::string hostOf(std::int32_t handle) const override;
 
   const std::optional<Difference>& difference() const { return difference_; }
   const std::optional<DamagedLine>& damage() const { return damage_; }

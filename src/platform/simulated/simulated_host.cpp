@@ -45,19 +45,7 @@ Host::Engine::Engine(const Services& services, std::unique_ptr<ServicesWrapper> 
 
 void Host::Traces::traced(std::int16_t IdxQuarn, std::string_view text) {
   texts.emplace_back(IdxQuarn, text);
-  if (next != nullptr) next->traced(IdxQuarn, text);
-}
-
-void Host::Traces::called(const Method& method, std::span<const Value> parameters) {
-  if (next != nullptr) next->called(method, parameters);
-}
-
-void Host::Traces::returned(const Value& result) {
-  if (next != nullptr) next->returned(result);
-}
-
-void Host::Traces::failed(const Failure& failure) {
-  if (next != nullptr) next->failed(failure);
+  PassingObserver::traced(IdxQuarn, text);
 }
 
 }  // namespace quarnex::simulated

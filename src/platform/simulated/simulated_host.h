@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -62,14 +61,9 @@ class Host {
   std::function<std::unique_ptr<ServicesWrapper>()> makeWrapper;
 
  private:
-  /// Keeps the texts, and passes all on to another observer if there is one.
-  struct Traces final : Observer {
+  struct Traces final : PassingObserver {
     void traced(std::int16_t IdxQuarn, std::string_view text) override;
-    void called(const Method& method, std::span<const Value> parameters) override;
-    void returned(const Value& result) override;
-    void failed(const Failure& failure) override;
     bool keeping = false;
-    Observer* next = nullptr;
     std::vector<std::pair<std::int16_t, std::string>> texts;
   };
   struct Engine {
