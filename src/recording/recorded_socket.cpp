@@ -100,10 +100,19 @@ std::int32_t RecordedSocket::bytesWaiting() {
 }
 
 void RecordedSocket::fetch() {
-  received_ = {};
+  receivedAsPlayed_ = {};
   perform(Operation::Fetch, [&] { inner_->fetch(); });
-  received_ = inner_->receivedText();
-  tape_.fetched(id_, received_);
+  try {
+    tape_.fetched(id_, tape_.read(received_, Property::ReceivedText, id_, receivedAsPlayed_,
+                                  [&] { return receivedAsPlayed_ = inner_->receivedText(); }));
+  } catch (const Failure&) {
+    // What could not be read fails for the engine when it reads it.
+  }
+}
+
+std::string_view RecordedSocket::receivedText() {
+  return tape_.read(received_, Property::ReceivedText, id_, receivedAsPlayed_,
+                    [&] { return inner_->receivedText(); });
 }
 
 void RecordedSocket::send(std::string_view bytes) {

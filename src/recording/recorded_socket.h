@@ -37,7 +37,7 @@ class RecordedSocket final : public SocketInstance {
   void attach(std::int32_t handle) override;
   std::int32_t bytesWaiting() override;
   void fetch() override;
-  std::string_view receivedText() override { return received_; }
+  std::string_view receivedText() override;
   void send(std::string_view bytes) override;
 
  private:
@@ -54,9 +54,10 @@ class RecordedSocket final : public SocketInstance {
   SocketId id_;
   std::unique_ptr<SocketInstance> inner_;
   SocketModel model_;
-  std::string_view received_;  // in the inner instance, until the next fetch of any
+  std::string_view receivedAsPlayed_;  // in the inner instance, until the next fetch of any
   Reading<std::int32_t> state_, localPort_, remotePort_, bytesWaiting_;
   Reading<std::string> statusText_, remoteHost_;
+  Reading<std::string_view> received_;
 };
 
 }  // namespace quarnex::recording
