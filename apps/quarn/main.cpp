@@ -11,6 +11,7 @@
 #include "quarn/process_setup.h"
 #include "quarn/replay_command.h"
 #include "quarn/rpc_command.h"
+#include "quarn/shrink_command.h"
 #include "quarn/simulate_command.h"
 
 namespace quarnex::tool {
@@ -39,6 +40,7 @@ int run(int argc, const char* const* argv) {
   addRpcCommand(app, exitStatus);
   addPortsCommand(app, exitStatus);
   addReplayCommand(app, exitStatus);
+  addShrinkCommand(app, exitStatus);
   addSimulateCommand(app, exitStatus);
   addCompletionCommand(app, exitStatus);
   try {

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace quarnex::recording {
@@ -20,6 +21,9 @@ struct Difference {
 };
 
 constexpr std::size_t kLinesBefore = 10;
+
+/// What an engine does instead that has come to the end of a step.
+constexpr std::string_view kNothingMore = "(nothing more: the step has ended)";
 
 /// For people: several lines, each with its line end. Very long lines are shown around the place that
 /// differs.

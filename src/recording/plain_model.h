@@ -34,6 +34,8 @@ class PlainModel {
 
   /// A fresh instance, closed; references to an older one of this name see it too.
   SocketModel& create(SocketId socket);
+  /// nullptr if it was never created.
+  SocketModel* find(SocketId socket);
 
   // What lines do. A line about an instance that was never created has no effect.
   void setClock(const Line& stepOrNow);
@@ -53,7 +55,6 @@ class PlainModel {
   std::int16_t period = 0;
 
  private:
-  SocketModel* find(SocketId socket);
   void failIfListed(Property property, SocketId socket) const;
 
   std::vector<std::unique_ptr<SocketModel>> sockets_[3];  // by array, then by index

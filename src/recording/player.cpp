@@ -12,7 +12,7 @@ PlayResult Player::result() {
   PlayResult result;
   result.difference = script_.difference();
   result.damage = script_.damage();
-  result.lines = reader_.number() - (result.difference || result.damage ? 1 : 0);
+  result.lines = reader_.number() - (playing() || result.difference || result.damage ? 1 : 0);
   result.steps = script_.steps();
   result.links = library().ConnectionCount;
   result.seconds = start_ ? model_.now.second - start_->second : 0;

@@ -69,7 +69,7 @@ void Script::differ(std::string actual) {
 
 void Script::playStep() {
   open_.resize(std::min<std::size_t>(open_.size(), 1));
-  if (!line_.isStep() || line_.nested) return differ("(nothing more: the step has ended)");
+  if (!line_.isStep() || line_.nested) return differ(std::string(kNothingMore));
   open_.clear();
   deliverStep();
 }

@@ -127,6 +127,7 @@ class Auditor final : public ServicesWrapper,
   std::optional<Instant> read_;   // the clock in this step, its latest reading
   bool steady_ = true;            // all readings of this step were the same
   bool taking_ = false;           // the host call under way takes a text
+  bool plain_ = true;             // texts and identifiers so far can be told from the frame round them
   std::vector<Memory> memories_;  // by link, from 0
 };
 

@@ -8,38 +8,23 @@
 #include <memory>
 #include <sstream>
 #include <string>
-#include <vector>
 
-#include "platform/simulated/trouble.h"
 #include "recording/player.h"
-#include "recording/services_recorder.h"
+#include "recording/rerun.h"
+#include "recording/troubled_hosts.h"
 
 namespace quarnex::simulated {
 namespace {
 
-// Of two hosts that live through a drawn mix of all faults, one for each engine that ran.
-std::vector<std::string> recordingsOf(std::uint64_t seed) {
-  std::vector<std::shared_ptr<recording::MemorySink>> sinks;
-  World world(seed);
-  Site site(world, 1, 2);
-  Trouble trouble(site, world.random());
-  for (const auto& place : site.places()) {
-    place->host().makeWrapper = [&] {
-      sinks.push_back(std::make_shared<recording::MemorySink>());
-      return std::make_unique<recording::ServicesRecorder>(sinks.back());
-    };
-    place->setTraffic(3'000);
-  }
-  site.start();
-  Host& first = site.places().front()->host();
-  first.faults.failNth(Operation::CreateLog, 1);
-  EXPECT_THROW(first.quarn().AttivaLog(), Failure);
-  trouble.begin();
-  world.run(1'200);
-  trouble.end();
-  std::vector<std::string> texts;
-  for (const auto& sink : sinks) texts.push_back(sink->text());
-  return texts;
+std::string fedAgain(const std::string& text) {
+  std::istringstream in(text);
+  recording::RecordingReader reader(in);
+  recording::StepReader steps(reader, SIZE_MAX);
+  recording::Rerun rerun(reader.utcOffset(),
+                         [](auto sink) { return std::make_unique<recording::PlainJudge>(sink); });
+  std::string again = rerun.header();
+  for (recording::Step step; steps.next(step);) again += rerun.play(step);
+  return again;
 }
 
 TEST(Recorder, WritesWhatPlaysWithoutADifference) {
@@ -55,6 +40,7 @@ TEST(Recorder, WritesWhatPlaysWithoutADifference) {
       const recording::PlayResult result = recording::play(reader);
       ASSERT_FALSE(result.difference) << "seed " << seed << "\n" << recording::reportOf(*result.difference);
       ASSERT_FALSE(result.damage) << "seed " << seed << ": " << result.damage->what();
+      ASSERT_TRUE(fedAgain(text) == text) << "seed " << seed;
       for (auto& [word, recordings] : seen) recordings += text.find(word) != text.npos ? 1 : 0;
     }
   }

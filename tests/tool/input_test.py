@@ -1,6 +1,7 @@
 """What the tool makes of its command line, its requests and its lines; nothing here waits for a link."""
 
 import json
+import pathlib
 import subprocess
 import unittest
 
@@ -8,6 +9,7 @@ from peer import IDENTIFIERS
 from tool import QUARN, run
 
 DEEP = 1_000_000
+RECORDING = pathlib.Path(__file__).parents[1] / "data/recordings/called-1a.jsonl"
 
 
 def request(method, params=None, **members):
@@ -123,6 +125,9 @@ class CommandLine(unittest.TestCase):
         ("call ABC 5 --log /no/such/place/", 2, "", "Path not found (76)"),
         ("call ABC 5 --record /no/such/place/file", 2, "", "Path not found (76)"),
         ("rpc --record /", 2, "", "Path/File access error (75)"),
+        ("shrink /dev/null", 2, "", "is no file that can be read more than once"),
+        (f"shrink {RECORDING}", 1, "", "nothing to shrink"),
+        (f"shrink {RECORDING} --output {RECORDING}", 2, "", "is the recording itself"),
         ("ports", 0, "PID-TOLV-VIDEO    20306\n", ""),
         ("ports MIRTAN 5", 0, "20308\n", ""),
         ("ports ABC 5", 0, "20105\n", ""),
@@ -132,7 +137,7 @@ class CommandLine(unittest.TestCase):
         ("ports ABC", 2, "", "ID"),
         ("--version", 0, "quarn ", ""),
         *[(f"{command} --help", 0, "Examples:", "")
-          for command in ("listen", "call", "rpc", "ports", "replay", "completion")],
+          for command in ("listen", "call", "rpc", "ports", "replay", "shrink", "completion")],
     ]
 
     def test_answers(self):

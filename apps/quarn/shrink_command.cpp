@@ -1,0 +1,123 @@
+#include "quarn/shrink_command.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <system_error>
+
+#include "recording/shrinker.h"
+#include "simulation/audit_judge.h"
+
+namespace quarnex::tool {
+namespace {
+
+constexpr int kReduced = 0;
+constexpr int kNotReduced = 1;
+constexpr int kDamaged = 2;
+
+struct ShrinkOptions {
+  std::string file;
+  std::string output;
+};
+
+int complain(const std::filesystem::path& file, const std::string& words, int status = kDamaged) {
+  std::cerr << "quarn: " << file.string() << ": " << words << '\n';
+  return status;
+}
+
+std::string systemError() {
+  return std::generic_category().message(errno);
+}
+
+// "site.jsonl" becomes "site.min.jsonl".
+std::string outputOf(const ShrinkOptions& options) {
+  if (!options.output.empty()) return options.output;
+  std::filesystem::path file = options.file;
+  if (file.extension() == ".jsonl") file.replace_extension();
+  return file.string() + ".min.jsonl";
+}
+
+std::string counted(std::size_t count, const char* noun) {
+  return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
+}
+
+std::string inWords(const recording::Symptom& symptom) {
+  if (symptom.difference) return "line " + std::to_string(symptom.difference->expected.number) + " differs";
+  const std::string line = "line " + std::to_string(symptom.end - 1) + ": ";
+  const std::string link =
+      symptom.finding.link == 0 ? "" : "link " + std::to_string(symptom.finding.link) + ": ";
+  return line + link + symptom.finding.text;
+}
+
+void tell(const std::string& file, const recording::Shrunk& shrunk, const std::string& output) {
+  const recording::Cuts& cuts = shrunk.cuts;
+  std::cout << file << ": " << inWords(shrunk.symptom) << '\n'
+            << "  " << shrunk.stepsBefore << " steps up to there; cut: " << cuts.ofOtherLinks
+            << " of other links, " << cuts.withoutEffect << " without effect, " << cuts.repetitions
+            << " that led back to where the engine had been, " << cuts.others << " others\n  "
+            << counted(shrunk.stepsAfter, "step") << " left: " << output << '\n';
+}
+
+int writeOut(const ShrinkOptions& options, const recording::Shrunk& shrunk) {
+  const std::string output = outputOf(options);
+  std::ofstream out(output, std::ios::binary);
+  out << shrunk.recording << std::flush;
+  if (!out) return complain(output, "cannot be written: " + systemError());
+  tell(options.file, shrunk, output);
+  return kReduced;
+}
+
+int shrink(const ShrinkOptions& options, std::istream& in) {
+  const auto makeJudge = [](auto sink) { return std::make_unique<simulation::AuditJudge>(std::move(sink)); };
+  const recording::Shrunk shrunk = recording::shrink(in, makeJudge);
+  if (!shrunk.recording.empty()) return writeOut(options, shrunk);
+  if (!shrunk.symptom.isNone()) {
+    return complain(
+        options.file,
+        inWords(shrunk.symptom) + ", but not when the same inputs are fed to a fresh engine again",
+        kNotReduced);
+  }
+  if (shrunk.symptom.damage) return complain(options.file, shrunk.symptom.damage->what());
+  return complain(options.file, "no difference, and nothing broken: nothing to shrink", kNotReduced);
+}
+
+int openAndShrink(const ShrinkOptions& options) {
+  std::error_code ignored;
+  const std::filesystem::path file = options.file, output = outputOf(options);
+  if (std::filesystem::exists(file, ignored) && !std::filesystem::is_regular_file(file, ignored))
+    return complain(file, "is no file that can be read more than once");
+  if (std::filesystem::equivalent(file, output, ignored))
+    return complain(output, "is the recording itself; give another file for the short one");
+  std::ifstream in(file, std::ios::binary);
+  if (!in) return complain(file, "cannot be opened: " + systemError());
+  try {
+    return shrink(options, in);
+  } catch (const recording::DamagedLine& damage) {
+    return complain(file, damage.what());
+  }
+}
+
+}  // namespace
+
+void addShrinkCommand(CLI::App& app, int& exitStatus) {
+  const auto options = std::make_shared<ShrinkOptions>();
+  CLI::App& command = *app.add_subcommand(
+      "shrink", "cut a recording that differs, or breaks what must hold, down to the steps that matter");
+  command.add_option("FILE", options->file, "a recording")->required()->type_name("");
+  command.add_option("--output", options->output, "where the short one goes; otherwise next to FILE")
+      ->type_name("FILE");
+  command.footer(
+      "What is left still shows the same difference, or breaks the same rule, in its last step. Exit status: "
+      "0\n"
+      "it is written, 1 there is nothing to shrink, 2 the recording is damaged or a file cannot be read or\n"
+      "written. It takes up to about a minute.\n\n"
+      "Examples:\n"
+      "  quarn shrink site.jsonl                 writes site.min.jsonl\n"
+      "  quarn replay --print site.min.jsonl     what is left, step by step");
+  command.callback([options, &exitStatus] { exitStatus = openAndShrink(*options); });
+}
+
+}  // namespace quarnex::tool

@@ -1,0 +1,40 @@
+// Recordings of two hosts that live through a drawn mix of all faults, one for each engine that ran.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/simulated/trouble.h"
+#include "recording/services_recorder.h"
+
+namespace quarnex::simulated {
+
+inline std::vector<std::string> recordingsOf(std::uint64_t seed) {
+  std::vector<std::shared_ptr<recording::MemorySink>> sinks;
+  World world(seed);
+  Site site(world, 1, 2);
+  Trouble trouble(site, world.random());
+  for (const auto& place : site.places()) {
+    place->host().makeWrapper = [&] {
+      sinks.push_back(std::make_shared<recording::MemorySink>());
+      return std::make_unique<recording::ServicesRecorder>(sinks.back());
+    };
+    place->setTraffic(3'000);
+  }
+  site.start();
+  Host& first = site.places().front()->host();
+  first.faults.failNth(Operation::CreateLog, 1);
+  EXPECT_THROW(first.quarn().AttivaLog(), Failure);
+  trouble.begin();
+  world.run(1'200);
+  trouble.end();
+  std::vector<std::string> texts;
+  for (const auto& sink : sinks) texts.push_back(sink->text());
+  return texts;
+}
+
+}  // namespace quarnex::simulated
