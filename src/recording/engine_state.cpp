@@ -101,7 +101,9 @@ void StateWriter::addQueue(const TextBuffer& queue) {
   constexpr int kTextsMax = 25;
   if (!everything_) return addNumbers({queue.Count > 0});
   addNumbers({queue.Count, queue.Capacity});
-  const auto textAt = [&](int position) { addText(queue.Items[(queue.Head + position) % queue.allocated]); };
+  const auto textAt = [&](int position) {
+    addText(queue.Items[static_cast<std::size_t>((queue.Head + position) % queue.allocated)]);
+  };
   for (int position = 0; position < std::min<int>(queue.Count, kTextsMax); ++position) textAt(position);
   if (queue.Count > kTextsMax) textAt(queue.Count - 1);
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -19,7 +20,7 @@ class FileSink final : public Sink {
   /// Creates `path`, emptying an existing file. Throws `Failure` 76 (path not found), 70 (permission denied)
   /// or 75 (other). At most `pendingBytesMax` wait in memory, while as many are being written; what comes
   /// beyond that, and what the disk does not take, is left out, and a line in its place says how much.
-  explicit FileSink(const std::filesystem::path& path, std::size_t pendingBytesMax = 8 * 1024 * 1024);
+  explicit FileSink(const std::filesystem::path& path, std::size_t pendingBytesMax = std::size_t{8} << 20);
   /// Writes what still waits.
   ~FileSink() override;
   FileSink(const FileSink&) = delete;

@@ -33,6 +33,7 @@ inline std::vector<std::string> recordingsOf(std::uint64_t seed) {
   world.run(1'200);
   trouble.end();
   std::vector<std::string> texts;
+  texts.reserve(sinks.size());
   for (const auto& sink : sinks) texts.push_back(sink->text());
   return texts;
 }
