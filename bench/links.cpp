@@ -1,5 +1,10 @@
 // A host with many links on the library, on real sockets.
+#include <unistd.h>
+
 #include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
 #include <string>
 
 #include "bench/process.h"
@@ -9,6 +14,8 @@
 #include "link/frm_sock.h"
 #include "platform/posix/posix_platform.h"
 #include "quarnex/quarn_socket.h"
+#include "recording/file_sink.h"
+#include "recording/services_recorder.h"
 
 namespace {
 
@@ -19,11 +26,30 @@ constexpr std::chrono::milliseconds kNoLimit{-1};
 constexpr int kActivationSeconds =
     11;  // a link waits for 10 seconds, and whole ones, before it listens or calls
 
+// Nothing, or a recording into a file that has no name any more when the process is killed.
+class Recording {
+ public:
+  explicit Recording(const Workload& workload) {
+    if (!workload.recorded()) return;
+    const auto file = std::filesystem::temp_directory_path() / ("quarnex-bench-" + std::to_string(getpid()));
+    recorder_.emplace(std::make_shared<recording::FileSink>(file));
+    std::filesystem::remove(file);
+  }
+  Services wrap(const Services& services) { return recorder_ ? recorder_->wrap(services) : services; }
+  void watch(Library& library) {
+    if (recorder_) recorder_->watch(library);
+  }
+
+ private:
+  std::optional<recording::ServicesRecorder> recorder_;
+};
+
 class Host {
  public:
   explicit Host(const Workload& workload) : workload_(workload) {}
 
   void setUp() {
+    recording_.watch(library_);
     quarn_.Init("");
     for (int i = 0; i < workload_.links; ++i) openLink(i);
     clock_.setForward(kActivationSeconds);
@@ -89,7 +115,8 @@ class Host {
   SettableClock clock_;
   PosixPlatform platform_;
   Services services_ = platform_.services();
-  Library library_{{services_.sockets, services_.timer, clock_, services_.logFile}};
+  Recording recording_{workload_};
+  Library library_{recording_.wrap({services_.sockets, services_.timer, clock_, services_.logFile})};
   QuarnSocket quarn_{library_};
 };
 

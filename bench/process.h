@@ -6,7 +6,7 @@
 
 namespace quarnex::bench {
 
-/// User and system time that the calling thread has used, in seconds.
+/// User and system time that this process has used, in seconds.
 double cpuSeconds();
 
 /// Allows this process as many descriptors as the system lets it have, and returns how many.

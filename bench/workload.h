@@ -22,17 +22,19 @@ struct Workload {
   bool server = false;
   int links = 0;
   std::string_view kind;  // "idle": a query and its answer each second; "busy": batches of texts,
-                          // acknowledged; "quiet": connected, and nothing is ever due
+                          // acknowledged; "quiet": connected, and nothing is ever due; "recorded": as busy,
+                          // and recorded into a file
   double seconds = 0;
 
-  bool busy() const { return kind == "busy"; }
+  bool recorded() const { return kind == "recorded"; }
+  bool busy() const { return kind == "busy" || recorded(); }
   bool quiet() const { return kind == "quiet"; }
 };
 
-/// From "server|client LINKS idle|busy|quiet SECONDS".
+/// From "server|client LINKS idle|busy|quiet|recorded SECONDS".
 inline Workload workloadOf(int argumentCount, char** arguments) {
   if (argumentCount != 5) {
-    std::fprintf(stderr, "usage: %s server|client LINKS idle|busy|quiet SECONDS\n", arguments[0]);
+    std::fprintf(stderr, "usage: %s server|client LINKS idle|busy|quiet|recorded SECONDS\n", arguments[0]);
     std::exit(2);
   }
   return {std::string_view(arguments[1]) == "server", std::atoi(arguments[2]), arguments[3],

@@ -2,7 +2,8 @@
 
 namespace quarnex::recording {
 namespace {
-constexpr std::size_t kPassedOnBytes = 64 * 1024;
+constexpr std::size_t kPassedOnBytes = std::size_t{64} << 10;
+constexpr std::size_t kKeptBytes = 4 * kPassedOnBytes;  // of memory, between two steps
 }
 
 Tape::Tape(WallClock& clock, Sink& sink)
@@ -42,7 +43,7 @@ void Tape::end() {
 void Tape::trace(std::int16_t link, std::string_view text) {
   if (!inStep()) return;
   writeTrace(lines_, link, text);
-  ++stretch_;
+  nextStretch();
 }
 
 Instant Tape::now() {
@@ -72,8 +73,14 @@ StepHead Tape::beginStep() {
 
 void Tape::endStep() {
   --depth_;
+  nextStretch();
+  if (depth_ == 0) passOn();
+}
+
+// A tick of many busy links is long.
+void Tape::nextStretch() {
   ++stretch_;
-  if (depth_ == 0 || lines_.size() > kPassedOnBytes) passOn();
+  if (lines_.size() > kPassedOnBytes) passOn();
 }
 
 std::optional<std::int32_t> Tape::newOffset() {
@@ -86,7 +93,7 @@ std::optional<std::int32_t> Tape::newOffset() {
 void Tape::passOn() {
   sink_.write(lines_);
   lines_.clear();
-  if (lines_.capacity() > kPassedOnBytes) lines_.shrink_to_fit();
+  if (lines_.capacity() > kKeptBytes) lines_.shrink_to_fit();
 }
 
 }  // namespace quarnex::recording

@@ -46,7 +46,7 @@ class Tape {
                Operate&& operate) {
     if (!inStep()) return operate();
     writeOperation(lines_, operation, socket, number, text);
-    ++stretch_;
+    nextStretch();
     try {
       operate();
     } catch (const Failure& failure) {
@@ -87,6 +87,7 @@ class Tape {
  private:
   StepHead beginStep();
   void endStep();
+  void nextStretch();
   /// The offset at the present reading of the clock, if it has changed.
   std::optional<std::int32_t> newOffset();
   void passOn();

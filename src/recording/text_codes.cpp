@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <cstring>
 
 namespace quarnex::recording {
 namespace {
@@ -29,6 +31,33 @@ constexpr std::array<bool, 256> kPlain = [] {
 
 bool isPlain(char byte) {
   return kPlain[static_cast<unsigned char>(byte)];
+}
+
+constexpr std::uint64_t inEachByte(unsigned char value) {
+  return value * std::uint64_t{0x0101010101010101};
+}
+
+// The top bit of some byte if one of the eight is 0; without one, none.
+constexpr std::uint64_t zeroBytes(std::uint64_t eight) {
+  return (eight - inEachByte(1)) & ~eight;
+}
+
+// False perhaps also for eight plain bytes, never true for others.
+bool arePlain(const char* bytes) {
+  std::uint64_t eight = 0;
+  std::memcpy(&eight, bytes, sizeof eight);
+  const std::uint64_t low = (eight - inEachByte(0x20)) & ~eight;
+  const std::uint64_t high = eight | (eight + inEachByte(1));
+  const std::uint64_t signs = zeroBytes(eight ^ inEachByte('"')) | zeroBytes(eight ^ inEachByte('\\'));
+  return ((low | high | signs) & inEachByte(0x80)) == 0;
+}
+
+std::size_t plainAtFront(std::string_view bytes) {
+  std::size_t plain = 0;
+  while (plain + sizeof(std::uint64_t) <= bytes.size() && arePlain(bytes.data() + plain))
+    plain += sizeof(std::uint64_t);
+  while (plain < bytes.size() && isPlain(bytes[plain])) ++plain;
+  return plain;
 }
 
 void appendControl(std::string& text, unsigned char code) {
@@ -68,7 +97,7 @@ bool toBytes(std::string& text) {
 // Most bytes are plain, so they go over in runs.
 void appendEscaped(std::string& text, std::string_view bytes) {
   while (!bytes.empty()) {
-    const auto plain = static_cast<std::size_t>(std::ranges::find_if_not(bytes, isPlain) - bytes.begin());
+    const std::size_t plain = plainAtFront(bytes);
     text.append(bytes.substr(0, plain));
     if (plain == bytes.size()) return;
     appendNotPlain(text, static_cast<unsigned char>(bytes[plain]));
