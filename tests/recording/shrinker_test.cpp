@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -59,8 +58,9 @@ Symptom symptomIn(const std::string& text) {
 }
 
 // Links and instances may have got other numbers.
-std::string withoutNumbers(const std::string& line) {
-  return std::regex_replace(line, std::regex(R"(("trace"|"index"):\d+)"), "$1");
+std::string withoutNumbers(std::string line) {
+  std::erase_if(line, [](char byte) { return byte >= '0' && byte <= '9'; });
+  return line;
 }
 
 struct Alteration {
@@ -69,9 +69,9 @@ struct Alteration {
   std::string other;   // what no engine would have done there
 };
 
-class Differences : public testing::TestWithParam<Alteration> {};
+class ShrinkerDifferences : public testing::TestWithParam<Alteration> {};
 
-TEST_P(Differences, AreKeptAsTheyAre) {
+TEST_P(ShrinkerDifferences, AreKeptAsTheyAre) {
   const auto& [name, output, other] = GetParam();
   std::string text;
   std::size_t at = text.npos;
@@ -91,7 +91,7 @@ TEST_P(Differences, AreKeptAsTheyAre) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    In, Differences,
+    In, ShrinkerDifferences,
     testing::Values(Alteration{"AnOperation", "\"did\":\"connect\"", "\"did\":\"listen\""},
                     Alteration{"AnotherOperation", "\"did\":\"setLocalPort\"", "\"did\":\"setRemotePort\""},
                     Alteration{"ATextSent", "{\"sent\":\"", "{\"sent\":\"?"},
