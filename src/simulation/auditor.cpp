@@ -37,6 +37,11 @@ bool Audit::strangers() const {
   return mix.has(Fault::Hostile) || mix.has(Fault::Callers) || mix.has(Fault::Squat);
 }
 
+// A fetch that fails though it took bytes tears holes, and the checksum misses two equal bytes.
+bool Audit::textsSuffer() const {
+  return strangers() || mix.has(Fault::Damage) || mix.has(Fault::Operations);
+}
+
 Services Auditor::wrap(const Services& services) {
   inner_.emplace(services);
   return recorder_.wrap({*this, *this, *this, services.logFile});
@@ -209,10 +214,8 @@ void Auditor::delivered(std::int16_t link, std::string_view text) {
   if (link == 0 || text.empty() || text.starts_with(kReport)) return;
   const Way way = wayFrom(link, !library_->ConnectionTable[link].ConnessioneClient);
   const Arrival arrival = audit_.ledger.deliver(way, text);
-  if (audit_.strangers() || audit_.mix.has(Fault::Damage)) return;
-  // A fetch that fails though it took bytes tears holes, and the checksum misses two equal bytes.
-  if (arrival == Arrival::Foreign && !audit_.mix.has(Fault::Operations))
-    found(link, "a text was delivered that nobody sent: " + std::string(text));
+  if (audit_.textsSuffer()) return;
+  if (arrival == Arrival::Foreign) found(link, "a text was delivered that nobody sent: " + std::string(text));
   if (arrival == Arrival::Old) found(link, "a text was delivered out of order: " + std::string(text));
 }
 

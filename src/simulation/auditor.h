@@ -33,6 +33,8 @@ struct Audit {
   std::uint64_t framesSent = 0;
 
   bool strangers() const;
+  /// Texts may be changed on their way without anybody's fault.
+  bool textsSuffer() const;
 };
 
 class Auditor final : public ServicesWrapper,
