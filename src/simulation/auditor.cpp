@@ -14,7 +14,9 @@ namespace {
 using simulated::Fault;
 
 constexpr std::string_view kReportTrace = "P:X000E";
+constexpr std::string_view kReceivedTrace = "R>";
 constexpr std::string_view kReport = "X000E";
+constexpr std::size_t kEnvelope = 4;  // start character, checksum, end character
 constexpr std::int16_t kConnectedPhase = 17;
 
 int codeOf(std::string_view reportTrace) {
@@ -35,11 +37,6 @@ bool fitsFrame(std::int16_t identifier) {
 
 bool Audit::strangers() const {
   return mix.has(Fault::Hostile) || mix.has(Fault::Callers) || mix.has(Fault::Squat);
-}
-
-// A fetch that fails though it took bytes tears holes, and the checksum misses two equal bytes.
-bool Audit::textsSuffer() const {
-  return strangers() || mix.has(Fault::Damage) || mix.has(Fault::Operations);
 }
 
 Services Auditor::wrap(const Services& services) {
@@ -98,6 +95,8 @@ void Auditor::onTick() {
 
 void Auditor::traced(std::int16_t IdxQuarn, std::string_view text) {
   if (text.starts_with(kReportTrace)) reported(IdxQuarn, codeOf(text));
+  if (text.starts_with(kReceivedTrace))
+    audit_.ledger.receiveBody(wayTo(IdxQuarn), text.substr(kReceivedTrace.size()));
   nextObserver_->traced(IdxQuarn, text);
 }
 
@@ -109,8 +108,7 @@ void Auditor::called(const Method& method, std::span<const Value> parameters) {
   begin(link);
   taking_ = method.name == "GetMessaggioArrivato";
   if (link != 0 && method.name == "Invia")
-    audit_.ledger.send(wayFrom(link, library_->ConnectionTable[link].ConnessioneClient),
-                       std::get<std::string>(parameters[1]));
+    audit_.ledger.send(wayFrom(link), std::get<std::string>(parameters[1]));
   if (method.name == "Invia") plain_ = plain_ && isPlain(std::get<std::string>(parameters[1]));
   if (method.name == "Add") plain_ = plain_ && fitsFrame(std::get<std::int16_t>(parameters[1]));
   if (link != 0 && method.name == "Apri") memoryOf(link).declared = memoryOf(link).failing = false;
@@ -132,6 +130,8 @@ void Auditor::sends(SocketArray array, std::int16_t index, std::string_view byte
   const std::int16_t link = linkOf(array, index);
   ++audit_.framesSent;
   ++memoryOf(link).framesSent;
+  if (bytes.size() > kEnvelope)
+    audit_.ledger.sendBody(wayFrom(link), bytes.substr(1, bytes.size() - kEnvelope));
   const std::string_view flaw = flawOfFrame(bytes, library_->ConnectionTable[link].IdQuarn);
   if (plain_ && !flaw.empty()) found(link, std::string(flaw));
 }
@@ -212,11 +212,13 @@ void Auditor::reported(std::int16_t link, int code) {
 
 void Auditor::delivered(std::int16_t link, std::string_view text) {
   if (link == 0 || text.empty() || text.starts_with(kReport)) return;
-  const Way way = wayFrom(link, !library_->ConnectionTable[link].ConnessioneClient);
+  const Way way = wayTo(link);
   const Arrival arrival = audit_.ledger.deliver(way, text);
-  if (audit_.textsSuffer()) return;
+  if (audit_.ledger.torn(way)) return;
   if (arrival == Arrival::Foreign) found(link, "a text was delivered that nobody sent: " + std::string(text));
-  if (arrival == Arrival::Old) found(link, "a text was delivered out of order: " + std::string(text));
+  // Damage also repeats old frames.
+  if (arrival == Arrival::Old && !audit_.mix.has(Fault::Damage))
+    found(link, "a text was delivered out of order: " + std::string(text));
 }
 
 void Auditor::found(std::int16_t link, std::string text) {
@@ -235,8 +237,14 @@ Auditor::Memory& Auditor::memoryOf(std::int16_t link) {
   return memories_[slot];
 }
 
-Way Auditor::wayFrom(std::int16_t link, bool fromClient) {
-  return {machine_, library_->ConnectionTable[link].IdQuarn, fromClient};
+Way Auditor::wayFrom(std::int16_t link) const {
+  const ConnectionRecord& record = library_->ConnectionTable[link];
+  return {machine_, record.IdQuarn, record.ConnessioneClient};
+}
+
+Way Auditor::wayTo(std::int16_t link) const {
+  const ConnectionRecord& record = library_->ConnectionTable[link];
+  return {machine_, record.IdQuarn, !record.ConnessioneClient};
 }
 
 }  // namespace quarnex::simulation

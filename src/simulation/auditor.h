@@ -33,8 +33,6 @@ struct Audit {
   std::uint64_t framesSent = 0;
 
   bool strangers() const;
-  /// Texts may be changed on their way without anybody's fault.
-  bool textsSuffer() const;
 };
 
 class Auditor final : public ServicesWrapper,
@@ -110,7 +108,8 @@ class Auditor final : public ServicesWrapper,
 
   std::int16_t linkOf(SocketArray array, std::int16_t index) const;
   Memory& memoryOf(std::int16_t link);
-  Way wayFrom(std::int16_t link, bool fromClient);
+  Way wayFrom(std::int16_t link) const;
+  Way wayTo(std::int16_t link) const;
 
   Audit& audit_;
   int host_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstddef>
+#include <functional>
 #include <iterator>
 
 namespace quarnex::simulation {
@@ -12,6 +13,9 @@ constexpr std::string_view kBeginning = "text ";
 constexpr std::size_t kBatchMax = 20;
 // More than the queues of both sides can hold on to.
 constexpr std::ptrdiff_t kRemembered = 12'000;
+
+// At most one leaves on a tick, and none arrives more than two minutes later.
+constexpr std::size_t kBodiesRemembered = 1000;
 
 }  // namespace
 
@@ -28,6 +32,19 @@ Arrival TextLedger::deliver(const Way& way, std::string_view text) {
   const Arrival kind = judge(courses_[way], textOf(text));
   ++arrived_[static_cast<std::size_t>(kind)];
   return kind;
+}
+
+void TextLedger::sendBody(const Way& way, std::string_view body) {
+  auto& bodies = courses_[way].bodies;
+  bodies.push_back(std::hash<std::string_view>()(body));
+  if (bodies.size() > kBodiesRemembered) bodies.pop_front();
+}
+
+void TextLedger::receiveBody(const Way& way, std::string_view body) {
+  Course& course = courses_[way];
+  if (course.torn) return;
+  const std::size_t hash = std::hash<std::string_view>()(body);
+  course.torn = std::find(course.bodies.rbegin(), course.bodies.rend(), hash) == course.bodies.rend();
 }
 
 TextLedger::Text TextLedger::textOf(std::string_view text) {

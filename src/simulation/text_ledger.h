@@ -2,6 +2,7 @@
 #pragma once
 
 #include <compare>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <map>
@@ -32,6 +33,13 @@ class TextLedger {
   void send(const Way& way, std::string_view text);
   Arrival deliver(const Way& way, std::string_view text);
 
+  /// The body of a frame that leaves, and of one that came in with a right checksum.
+  void sendBody(const Way& way, std::string_view body);
+  void receiveBody(const Way& way, std::string_view body);
+  /// True once a body has come in that the peer never sent: a stranger's, or pieces of several frames that
+  /// the checksum did not tell from a whole one. From then on any text may arrive.
+  bool torn(const Way& way) { return courses_[way].torn; }
+
   std::uint64_t sent() const { return sent_; }
   std::uint64_t arrived(Arrival kind) const { return arrived_[static_cast<std::size_t>(kind)]; }
 
@@ -41,6 +49,8 @@ class TextLedger {
     std::size_t size = 0;
   };
   struct Course {
+    std::deque<std::size_t> bodies;  // hashes of the latest ones sent
+    bool torn = false;
     std::vector<Text> sent;               // ascending
     std::deque<std::uint64_t> delivered;  // the latest, ascending
   };

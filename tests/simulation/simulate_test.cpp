@@ -99,10 +99,10 @@ TEST_P(SpoiledEngines, AreFoundOut) {
   simulated::Host& client = world.addHost();
   simulated::Host& server = world.addHost();
   Audit audit{world.time()};
-  client.makeWrapper = [&] {
-    return std::make_unique<Auditor>(audit, 1, 1, std::make_shared<recording::MemorySink>());
-  };
   for (simulated::Host* host : {&server, &client}) {
+    host->makeWrapper = [&audit, number = host == &client ? 1 : 2] {
+      return std::make_unique<Auditor>(audit, number, 1, std::make_shared<recording::MemorySink>());
+    };
     host->start();
     host->quarn().Init("");
     host->quarn().Add("ABC", 5, host == &client, true);
@@ -118,6 +118,7 @@ TEST_P(SpoiledEngines, AreFoundOut) {
   EXPECT_EQ(audit.findings.first()->text, GetParam().finding);
   EXPECT_EQ(audit.findings.first()->link, 1);
   client.stop();
+  server.stop();
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, SpoiledEngines, testing::ValuesIn(kSpoiled),
