@@ -4,7 +4,7 @@ namespace quarnex::recording {
 namespace {
 constexpr std::size_t kPassedOnBytes = std::size_t{64} << 10;
 constexpr std::size_t kKeptBytes = 4 * kPassedOnBytes;  // of memory, between two steps
-}
+}  // namespace
 
 Tape::Tape(WallClock& clock, Sink& sink)
     : clock_(clock), sink_(sink), now_(clock.now()), utcOffset_(clock.utcOffset(now_)) {

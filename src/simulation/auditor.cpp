@@ -211,7 +211,7 @@ void Auditor::reported(std::int16_t link, int code) {
 }
 
 void Auditor::delivered(std::int16_t link, std::string_view text) {
-  if (link == 0 || text.empty() || text.starts_with(kReport)) return;
+  if (!audit_.peersKnown || link == 0 || text.empty() || text.starts_with(kReport)) return;
   const Way way = wayTo(link);
   const Arrival arrival = audit_.ledger.deliver(way, text);
   if (audit_.ledger.torn(way)) return;

@@ -26,6 +26,7 @@ namespace quarnex::simulation {
 struct Audit {
   const simulated::VirtualTime& time;
   simulated::FaultSet mix{};  ///< what may excuse things that are forbidden otherwise
+  bool peersKnown = true;     ///< their engines are audited too, so the ledger knows what each sent
   Findings findings{};
   TextLedger ledger{};
   std::map<int, std::uint64_t> reports{};  ///< how often, by code
