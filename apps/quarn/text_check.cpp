@@ -1,5 +1,7 @@
 #include "quarn/text_check.h"
 
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "component/connection_record.h"
@@ -11,6 +13,8 @@ namespace {
 constexpr char kFrameStart = '\x02';
 constexpr char kFrameEnd = '\x03';
 constexpr std::size_t kTextLengthMin = 2;
+constexpr std::string_view kNeverTaken =
+    "the peer never takes it. A calling link is reconnected for that, a listening one sends nothing any more";
 constexpr std::size_t kFieldsOfLoneBatch = 3;  // the text, "9CMD" and "9.": the receiver reads no more
 
 bool contains(std::string_view text, char c) {
@@ -49,8 +53,7 @@ std::string splitWarning(std::string_view text) {
 
 std::string tooLongWarning(std::string_view text) {
   return std::to_string(text.size()) + " characters do not fit into one message (at most " +
-         std::to_string(kMessageLengthMax - messageLength(1, 0)) +
-         "): the peer does not take it, and the link is reconnected";
+         std::to_string(kMessageLengthMax - messageLength(1, 0)) + "): " + std::string(kNeverTaken);
 }
 
 }  // namespace
@@ -60,8 +63,7 @@ TextCheck checkText(std::string_view text) {
   if (text == kEmptyQueuesCommand) return {"this word empties the link's queues and is not sent", true};
   if (messageLength(1, text.size()) > kMessageLengthMax) return {tooLongWarning(text), true};
   if (contains(text, kFrameEnd)) {
-    return {"ETX (code 3) ends the frame early: the peer does not take it, and the link is reconnected",
-            true};
+    return {"ETX (code 3) ends the frame early: " + std::string(kNeverTaken), true};
   }
   if (contains(text, '|')) return {splitWarning(text), true};
   if (text.size() < kTextLengthMin) return {"a text of one character is dropped by the peer", false};

@@ -137,7 +137,7 @@ class CommandLine(unittest.TestCase):
         ("ports ABC", 2, "", "ID"),
         ("--version", 0, "quarn ", ""),
         *[(f"{command} --help", 0, "Examples:", "")
-          for command in ("listen", "call", "rpc", "ports", "replay", "shrink", "completion")],
+          for command in ("listen", "call", "rpc", "ports", "replay", "shrink", "simulate", "completion")],
     ]
 
     def test_answers(self):
