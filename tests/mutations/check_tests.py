@@ -8,9 +8,12 @@
 Exit status 0 if at least 95 % of those tried are noticed by a detector.
 """
 import argparse
+import concurrent.futures
+import os
 import pathlib
 import random
 import shutil
+import signal
 import subprocess
 import sys
 
@@ -19,19 +22,27 @@ COPY = ROOT / "build" / "mutants" / "source"
 BUILD = ROOT / "build" / "mutants" / "build"
 TARGETS = ["quarnex_tests", "quarn", "fuzz_received", "fuzz_message"]
 SECONDS_MAX = 120
+SEEDS = range(1, 7)  # of the simulated sites, some 3 seconds each
 
-TESTS = [str(BUILD / "bin" / "quarnex_tests"), "--gtest_brief=1"]
-SIMULATED = "Trouble*:FailingOperations*:Nesting*:TwoHosts*:Recorder*"
-ADAPTERS = "*SocketContract*:Posix*:ErrorNumbers*:ProcessLibrary*"
-PLAYED = "Player*:RecordingReader*:RecordingPrinter*:*Shrink*"
+QUARN = f"{BUILD}/bin/quarn"
+SUITES = {
+    "simulation": "*TroubleAtASite*:*FailingOperations*:*Nesting*:TwoHosts*:Recorder*:*Lives*:ALife*:AHostileNeighbour*",
+    "adapters": "*SocketContract*:*Posix*:ErrorNumbers*:ProcessLibrary*",
+    "replay": "Player*:RecordingReader*:RecordingPrinter*:*Shrinker*",
+}
+
+
+def tests(chosen):
+    return f"{BUILD}/bin/quarnex_tests --gtest_brief=1 --gtest_fail_fast --gtest_filter={chosen}"
+
+
 DETECTORS = {
-    "tables": TESTS + [f"--gtest_filter=-{SIMULATED}:{ADAPTERS}:{PLAYED}"],
-    "replay": [str(BUILD / "bin" / "quarn"), "replay",
-               *(str(file) for file in sorted((COPY / "tests/data/recordings").glob("*.jsonl")))],
-    "simulation": TESTS + [f"--gtest_filter={SIMULATED}"],
-    "adapters": TESTS + [f"--gtest_filter={ADAPTERS}"],
-    "corpora": ["sh", "-c", " && ".join(f"{BUILD}/bin/fuzz_{name} {COPY}/fuzz/corpus/{name}"
-                                       for name in ("received", "message"))],
+    "tables": tests("'-" + ":".join(SUITES.values()) + "'"),
+    "replay": f"{QUARN} replay {COPY}/tests/data/recordings/*.jsonl",
+    "simulation": " && ".join([tests(f"'{SUITES['simulation']}'")] +
+                              [f"{QUARN} simulate --seed {seed} --hours 10" for seed in SEEDS]),
+    "adapters": tests(f"'{SUITES['adapters']}'"),
+    "corpora": " && ".join(f"{BUILD}/bin/fuzz_{name} {COPY}/fuzz/corpus/{name}" for name in ("received", "message")),
 }
 
 
@@ -79,19 +90,32 @@ def build():
 
 
 def notices(command):
+    """Whether a detector finds something, which an endless run is as well."""
+    process = subprocess.Popen(command, shell=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                               start_new_session=True)
     try:
-        return subprocess.run(command, capture_output=True, timeout=SECONDS_MAX).returncode != 0
+        return process.wait(SECONDS_MAX) != 0
     except subprocess.TimeoutExpired:
+        os.killpg(process.pid, signal.SIGKILL)
         return True
+
+
+def all_notices():
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        return list(pool.map(notices, DETECTORS.values()))
 
 
 def prepare():
     copy_sources()
-    subprocess.run(["cmake", "-G", "Ninja", "-S", COPY, "-B", BUILD, "-DCMAKE_BUILD_TYPE=Debug"], check=True,
-                   stdout=subprocess.DEVNULL)
+    options = ["-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-O1"]
+    if shutil.which("ccache"):
+        options.append("-DCMAKE_CXX_COMPILER_LAUNCHER=ccache")
+    if shutil.which("ld.lld"):
+        options.append("-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=lld")
+    subprocess.run(["cmake", "-G", "Ninja", "-S", COPY, "-B", BUILD, *options], check=True, stdout=subprocess.DEVNULL)
     if not build():
         sys.exit("the code does not build as it is")
-    wrong = [name for name, command in DETECTORS.items() if notices(command)]
+    wrong = [name for name, found in zip(DETECTORS, all_notices()) if found]
     if wrong:
         sys.exit(f"already failing without any mutation: {', '.join(wrong)}")
 
@@ -121,7 +145,7 @@ def main():
     for mutation in mutations:
         mutation.apply()
         # A fault that the compiler refuses is noticed before any test.
-        noticed = [notices(command) for command in DETECTORS.values()] if build() else None
+        noticed = all_notices() if build() else None
         mutation.revert()
         row = "".join(f"{'noticed' if one else '-':>12}" for one in noticed) if noticed else "  does not build"
         print(f"{mutation.name:58}{row}", flush=True)
