@@ -1,0 +1,55 @@
+#!/usr/bin/env bash
+# Endurance on the real system: processes killed at random moments of their exchange, thousands of reconnections under
+# valgrind, and ThreadSanitizer on what has a thread. With --quick in some two minutes, else in about half an hour.
+# Exit status 0 only if all is well.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+usage() {
+    echo "usage: scripts/endurance.sh [--quick] [kills] [reconnections] [threads]: those that are named, or all" >&2
+    exit 2
+}
+
+kill_options=(--kills 1000 --pairs 50) rounds=100 repetitions=50
+if [[ ${1:-} == --quick ]]; then
+    kill_options=(--kills 20 --pairs 20) repetitions=3
+    shift
+fi
+for name in "$@"; do
+    [[ $name =~ ^(kills|reconnections|threads)$ ]] || usage
+done
+[[ $# -gt 0 ]] || set -- reconnections threads kills
+
+scripts/install_packages.sh check
+export PYTHONDONTWRITEBYTECODE=1
+if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
+jobs=$(nproc)
+
+# Real processes over loopback TCP; every loss and every doubled text needs a cause.
+kills() {
+    cmake --preset release -DQUARNEX_TOOLS=ON >/dev/null
+    cmake --build build/release -j "$jobs" --target quarn >/dev/null
+    python3 tests/endurance/killed_hosts.py build/release/bin/quarn "${kill_options[@]}"
+}
+
+# Two hosts with 100 links each; descriptors and memory have to stay as they are.
+reconnections() {
+    cmake --preset release -B build/bench -DQUARNEX_BENCH=ON -DQUARNEX_TESTS=OFF -DQUARNEX_TOOLS=OFF >/dev/null
+    cmake --build build/bench -j "$jobs" --target quarnex_reconnections >/dev/null
+    build/bench/bin/quarnex_reconnections 100 "$rounds"
+    valgrind -q --leak-check=full --show-leak-kinds=all --errors-for-leak-kinds=all --error-exitcode=1 \
+        build/bench/bin/quarnex_reconnections 100 "$rounds"
+}
+
+threads() {
+    cmake --preset tsan -DQUARNEX_TESTS=ON >/dev/null
+    cmake --build build/tsan -j "$jobs" --target quarnex_thread_tests >/dev/null
+    TSAN_OPTIONS=halt_on_error=1 build/tsan/bin/quarnex_thread_tests --gtest_brief=1 --gtest_repeat="$repetitions"
+}
+
+for part in "$@"; do
+    echo "== $part"
+    start=$SECONDS
+    "$part"
+    echo "$part: well, $((SECONDS - start)) s"
+done

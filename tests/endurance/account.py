@@ -1,0 +1,102 @@
+"""What became of each text between two hosts that were killed: arrived, lost or doubled, and why.
+
+A cause is only accepted where the rest of the record agrees with it; what has none is a fault of the library.
+"""
+import collections
+
+SECONDS_MAX = 8  # a text that is accepted on a link that works has arrived, and is acknowledged, within these
+NOTICED_SECONDS_MAX = 1  # for so long a host may still hand over texts to a link that is broken
+BATCH = 20
+
+SENDER_KILLED = "lost: the process that sent it was killed with it unacknowledged"
+RECEIVER_KILLED = "lost: the process that had acknowledged it was killed before its host took it"
+SENDER_EMPTIED = "lost: the sender's queues were emptied by a reconnection"
+RECEIVER_EMPTIED = "lost: the receiver's queues were emptied by a reconnection before its host took it"
+OLD_ACKNOWLEDGEMENT = "lost: the first message on the new connection repeated an old acknowledgement"
+ACKNOWLEDGEMENT_LOST = "twice: the process that got it was killed before the sender had the acknowledgement"
+
+
+class Account:
+    """The texts of one direction."""
+
+    def __init__(self, sender, receiver):
+        self.sender, self.receiver = sender, receiver
+        self.counts, self.unexplained = collections.Counter(), []
+        self.breaks = sorted(moment for host in (sender, receiver) for life in host.lives
+                             for moment in [life.killed, *life.emptied])
+        self.sent = dict(sender.sent)
+        self.taken = collections.defaultdict(list)
+        for when, life, text in receiver.taken:
+            self.taken[text].append((when, life))
+            self.note_answerless(text)
+        self.newest = {}  # life of the receiver: the newest text that it took
+        for _, life, text in receiver.taken:
+            self.check_order(life, text)
+        for text in sorted(self.sent):
+            self.judge(text)
+
+    def note_answerless(self, text):
+        """A text can arrive although its process was killed before it could say that it has accepted it."""
+        life, number = text
+        if text in self.sent:
+            return
+        if life <= len(self.sender.lives) and number <= self.sender.lives[life - 1].handed:
+            self.sent[text] = self.sender.lives[life - 1].killed
+        else:
+            self.unexplained.append(f"{text} was never sent")
+
+    def check_order(self, life, text):
+        if text <= self.newest.get(life, (0, 0)):
+            self.unexplained.append(f"{text} came after {self.newest[life]} in the receiver's life {life}")
+        self.newest[life] = max(text, self.newest.get(life, (0, 0)))
+
+    def judge(self, text):
+        taken = self.taken[text]
+        self.counts["handed over"] += 1
+        self.counts["arrived"] += bool(taken)
+        causes = [self.cause_of_loss(text)] if not taken else [
+            self.cause_of_repetition(text, *pair) for pair in zip(taken, taken[1:])]
+        for cause in causes:
+            self.counts[cause] += 1
+            if cause is None:
+                self.unexplained.append(f"{self.sender.side}.{text[0]}.{text[1]}, accepted at {self.sent[text]:.2f}, taken "
+                                        f"{taken}; {self.sender.lives[text[0] - 1]}")
+
+    def cause_of_repetition(self, text, first, second):
+        """The latest batch of a life comes again, to the next life."""
+        life = self.receiver.lives[first[1] - 1]
+        last = [other for _, own_life, other in self.receiver.taken if own_life == first[1]][-BATCH:]
+        if second[1] > first[1] and text in last and life.killed - first[0] < SECONDS_MAX:
+            return ACKNOWLEDGEMENT_LOST
+        return None
+
+    def cause_of_loss(self, text):
+        moment = self.sent[text]
+        life = self.sender.lives[text[0] - 1]
+        later = [other for other in self.taken if other[0] == text[0] and other > text and self.taken[other]]
+        if life.killed < float("inf") and not later and self.soon(moment, life.killed):
+            return SENDER_KILLED
+        for emptied in life.emptied:
+            before = [other for other in later if self.sent[other] < emptied - NOTICED_SECONDS_MAX]
+            if moment < emptied and not before and self.soon(moment, emptied):
+                return SENDER_EMPTIED
+        for number, other in enumerate(self.receiver.lives, 1):
+            newer = [when for when, own_life, one in self.receiver.taken if own_life == number and one > text]
+            if moment < other.killed < float("inf") and not newer and self.soon(moment, other.killed):
+                return RECEIVER_KILLED
+            for emptied in other.emptied:
+                if moment < emptied and not any(when < emptied for when in newer) and self.soon(moment, emptied):
+                    return RECEIVER_EMPTIED
+        if self.is_first_of_a_connection(text):
+            return OLD_ACKNOWLEDGEMENT
+        return None
+
+    def soon(self, moment, end):
+        """Whether a text of that moment can still have been on its way at the end: not if it had time to arrive."""
+        return end - moment < SECONDS_MAX or any(
+            moment - NOTICED_SECONDS_MAX < broken < min(end, moment + SECONDS_MAX) for broken in self.breaks)
+
+    def is_first_of_a_connection(self, text):
+        """One of the first texts of a process whose peer is older than it and had something to repeat."""
+        life = self.sender.lives[text[0] - 1]
+        return text[1] <= BATCH and any(other.began < life.began < other.killed for other in self.receiver.lives)
