@@ -8,7 +8,6 @@
 
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <future>
@@ -21,6 +20,7 @@
 
 #include "quarnex/failure.h"
 #include "recording/player.h"
+#include "support/temporary_folder.h"
 
 namespace quarnex::recording {
 namespace {
@@ -32,8 +32,6 @@ constexpr std::size_t kBytesMax = 300'000;
 
 class FileSinkTest : public testing::Test {
  protected:
-  ~FileSinkTest() override { std::filesystem::remove_all(directory); }
-
   void begin() {
     sink = std::make_unique<FileSink>(file, kBytesMax);
     sink->write(kHeader);
@@ -46,11 +44,8 @@ class FileSinkTest : public testing::Test {
     return {std::istreambuf_iterator<char>(in), {}};
   }
 
-  std::filesystem::path directory = [] {
-    std::string name = std::filesystem::temp_directory_path() / "quarnex-XXXXXX";
-    return std::filesystem::path(mkdtemp(name.data()));
-  }();
-  std::filesystem::path file = directory / "recording.jsonl";
+  TemporaryFolder folder;
+  std::filesystem::path file = folder.path() / "recording.jsonl";
   std::unique_ptr<FileSink> sink;
 };
 

@@ -13,6 +13,7 @@
 #include "simulation/invariants.h"
 #include "simulation/pair.h"
 #include "simulation/simulate_run.h"
+#include "support/temporary_folder.h"
 
 namespace quarnex::simulation {
 namespace {
@@ -40,9 +41,8 @@ INSTANTIATE_TEST_SUITE_P(Seeds, Lives, testing::Values(2, 3, 8, 19));
 TEST(ALife, IsTheSameAgainAndItsRecordingsReplay) {
   RunPlan plan = planOf(5);
   const RunResult plain = simulate(plan);
-  plan.recordDirectory = std::filesystem::path(testing::TempDir()) / "quarnex_simulate_test";
-  std::filesystem::remove_all(*plan.recordDirectory);
-  std::filesystem::create_directories(*plan.recordDirectory);
+  const TemporaryFolder folder;
+  plan.recordDirectory = folder.path();
   const RunResult recorded = simulate(plan);
   EXPECT_EQ(recorded.hash, plain.hash);
   EXPECT_TRUE(recorded.recordingsWhole);

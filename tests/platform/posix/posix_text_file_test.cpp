@@ -10,29 +10,22 @@
 #include <sstream>
 
 #include "platform/socket_contract.h"
+#include "support/temporary_folder.h"
 
 namespace quarnex {
 namespace {
 
 class PosixTextFileTest : public testing::Test {
  protected:
-  PosixTextFileTest() {
-    std::string pattern = testing::TempDir() + "quarnexXXXXXX";
-    folder_ = ::mkdtemp(pattern.data());
-    name = (folder_ / "log.txt").string();
-  }
-  ~PosixTextFileTest() override { std::filesystem::remove_all(folder_); }
   std::string content() const {
     std::ostringstream text;
     text << std::ifstream(name, std::ios::binary).rdbuf();
     return text.str();
   }
 
-  std::string name;
+  TemporaryFolder folder;
+  std::string name = (folder.path() / "log.txt").string();
   PosixTextFile file;
-
- private:
-  std::filesystem::path folder_;
 };
 
 // While it lives no file grows beyond `bytes`; a write that would is cut short there, as on a full disk.

@@ -8,6 +8,7 @@
 
 #include "quarnex/host_loop.h"
 #include "quarnex/quarn_socket.h"
+#include "support/temporary_folder.h"
 
 namespace quarnex {
 namespace {
@@ -15,16 +16,15 @@ namespace {
 using namespace std::chrono_literals;
 
 TEST(ProcessLibrary, OneServesEveryInstanceAndTheLoopWritesItsLog) {
-  std::string folder = testing::TempDir() + "quarnexXXXXXX";
-  ASSERT_NE(::mkdtemp(folder.data()), nullptr);
+  const TemporaryFolder folder;
   QuarnSocket quarn;
   HostLoop loop;
   EXPECT_EQ(&quarn.library(), &QuarnSocket().library());
-  quarn.Init(folder + "/");
+  quarn.Init(folder.path().string() + "/");
   quarn.AttivaLog();
   EXPECT_GT(quarn.Add("LOCAL", 7, true, false), 0);
   loop.turn(0ms);
-  const auto log = std::filesystem::directory_iterator(folder)->path();
+  const auto log = std::filesystem::directory_iterator(folder.path())->path();
   EXPECT_THAT((std::ostringstream() << std::ifstream(log).rdbuf()).str(), testing::HasSubstr(" : 7 LOCAL"));
   quarn.DisattivaLog(0);
 
@@ -34,7 +34,6 @@ TEST(ProcessLibrary, OneServesEveryInstanceAndTheLoopWritesItsLog) {
   EXPECT_EQ(::poll(&waited, 1, 10'000), 1);  // the first tick
   loop.turn(-1ms);
   quarn.Chiudi(link);
-  std::filesystem::remove_all(folder);
 }
 
 }  // namespace
