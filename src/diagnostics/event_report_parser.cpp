@@ -39,11 +39,12 @@ bool inRange(const EventReport& report) {
          report.day <= 31 && report.month >= 1 && report.month <= 12;
 }
 
+// Of 14 characters.
 bool readStamp(std::string_view stamp, EventReport& report) {
   Reader reader{stamp};
   return reader.digits(2, report.hour) && reader.digits(2, report.minute) &&
          reader.digits(2, report.second) && reader.digits(2, report.day) && reader.digits(2, report.month) &&
-         reader.digits(4, report.year) && reader.rest.empty() && inRange(report);
+         reader.digits(4, report.year) && inRange(report);
 }
 
 // "$Ttype$" or "$Ttype$$Sdetail$": types and details may hold any character, so the first "$$S" parts them.

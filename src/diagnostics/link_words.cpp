@@ -71,17 +71,12 @@ std::string lastFailure(Library& library, const ConnectionRecord& record) {
 
 // Deadlines are acted on in the first second after them.
 std::string nextStep(Library& library, const LinkSnapshot& snapshot) {
-  const std::string time = snapshot.deadline ? timeOfDay(library, *snapshot.deadline + 1) : "";
-  switch (snapshot.phase) {
-    case LinkPhase::Waiting:
-      return componi(snapshot.client ? "next call at " : "listens again at ", time);
-    case LinkPhase::Calling:
-      return componi("calling ", snapshot.endpoint, " until ", time);
-    case LinkPhase::Listening:
-      return componi("listening until ", time);
-    default:
-      return "";
+  const std::string time = timeOfDay(library, *snapshot.deadline + 1);
+  if (snapshot.phase == LinkPhase::Waiting) {
+    return componi(snapshot.client ? "next call at " : "listens again at ", time);
   }
+  if (snapshot.phase == LinkPhase::Calling) return componi("calling ", snapshot.endpoint, " until ", time);
+  return componi("listening until ", time);
 }
 
 }  // namespace

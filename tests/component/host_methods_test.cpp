@@ -8,6 +8,7 @@
 #include "component/component_model.h"
 #include "component/link_registration.h"
 #include "component/method_table.h"
+#include "diagnostics/trace.h"
 #include "support/stub_host.h"
 
 namespace quarnex::test {
@@ -111,6 +112,24 @@ TEST(HostMethods, WriteTheLogAndTheCapture) {
   EXPECT_EQ(host.quarn.GetDebug(link), "");
 }
 
+TEST(HostMethods, TraceWhatOnlyTheClockCanSpoil) {
+  StubHost host;
+  const std::int16_t link = host.addOpen(true);
+  host.failing.insert({"now", Failure(5, "no time")});
+  host.quarn.Apri(link);
+  EXPECT_THAT(host.happened(), ElementsAre("5 error TCP Apri scheda :no time"));
+}
+
+TEST(HostMethods, TraceOnlyForIndicesOfTheTable) {
+  StubHost host;
+  EXPECT_THROW(Traccia(host.library, 0, "before the first link"), Failure);
+  host.addOpen(true);
+  for (const std::int16_t index : std::initializer_list<std::int16_t>{-1, 2})
+    EXPECT_THROW(Traccia(host.library, index, "nobody's"), Failure);
+  Traccia(host.library, 0, "everybody's");
+  EXPECT_THAT(host.happened(), ElementsAre("everybody's"));
+}
+
 TEST(Registration, GivesPortsByTypeAndIdentifier) {
   const struct {
     const char* type;
@@ -183,6 +202,7 @@ TEST(ComponentModel, RegistersCreatesInvokesAndUnloads) {
       std::vector<Value> parameters;
       int number;
     } refused[] = {{"connesso", {std::int16_t{1}}, 438}, {"Connesso", {}, 450}, {"Connesso", {true}, 13}};
+    EXPECT_THROW(object->invoke(0x6003000F, {}), Failure);
     for (const auto& row : refused) {
       try {
         object->invoke(row.name, row.parameters);

@@ -37,8 +37,14 @@ TEST(EventReport, RefusesEveryDamagedText) {
   }
   for (const char* text :
        {"", "HELLO", "X000E0702[#I70000#$TABC$]09300518112026", "X000E0702[#I5#$TABC$]09300532112026",
-        "X000E0702[#I5#$TABC$]093005181120261", "X000E0702]#I5#$TABC$[09300518112026"}) {
+        "X000E0702[#I5#$TABC$]093005181120261", "X000E0702]#I5#$TABC$[09300518112026",
+        "X000E0702[#I#$TABC$]09300518112026", "X000E0702[#I5x#$TABC$]09300518112026", "X000E0702[#I]5#",
+        "X000E0702[#I5#$T]09300518112026"}) {
     EXPECT_FALSE(parseEventReport(text)) << text;
+  }
+  for (const char* time : {"24000001012026", "00600001012026", "00006101012026", "00000000012026",
+                           "00000001002026", "00000001132026"}) {
+    EXPECT_FALSE(parseEventReport(std::string("X000E0702[#I5#$TABC$]") + time)) << time;
   }
 }
 
@@ -51,6 +57,8 @@ TEST(LinkWords, SayWhatAReasonMeans) {
        "error 10061, The requested connection has been refused by the remote host"},
       {"10054 ErrorCode:10054", "error 10054, the connection was reset by the peer"},
       {"10099 ErrorCode:10099", "error 10099"},
+      {"10054 hung up", "error 10054, hung up"},
+      {"no number", "no number"},
       {"Listen 10048 Address already in use", "listening failed: error 10048, Address already in use"},
       {"Send -7 minus", "sending failed: error -7, minus"},
       {"Alive Timeout", "the peer was silent for two keep-alive periods"},

@@ -87,7 +87,7 @@ class Account:
             for emptied in other.emptied:
                 if moment < emptied and not any(when < emptied for when in newer) and self.soon(moment, emptied):
                     return RECEIVER_EMPTIED
-        if self.is_first_of_a_connection(text):
+        if self.is_in_first_batch(text):
             return OLD_ACKNOWLEDGEMENT
         return None
 
@@ -96,7 +96,8 @@ class Account:
         return end - moment < SECONDS_MAX or any(
             moment - NOTICED_SECONDS_MAX < broken < min(end, moment + SECONDS_MAX) for broken in self.breaks)
 
-    def is_first_of_a_connection(self, text):
-        """One of the first texts of a process whose peer is older than it and had something to repeat."""
+    def is_in_first_batch(self, text):
+        """The first batch of a process, none of which came, while its peer is older and had something to repeat."""
         life = self.sender.lives[text[0] - 1]
-        return text[1] <= BATCH and any(other.began < life.began < other.killed for other in self.receiver.lives)
+        return text[1] <= BATCH and not any(self.taken.get((text[0], number)) for number in range(1, text[1])) and any(
+            other.began < life.began < other.killed for other in self.receiver.lives)

@@ -136,6 +136,9 @@ TEST(Receiving, KeepsABacklogInOrderAcrossItsChunks) {
     queue.consume(front.size());
   }
   EXPECT_EQ(taken, whole);
+  queue.consume(1);
+  EXPECT_EQ(queue.front(), "");
+  EXPECT_EQ(queue.size(), 0U);
 }
 
 }  // namespace

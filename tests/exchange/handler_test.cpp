@@ -7,6 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "exchange/receiving.h"
+#include "exchange/sending.h"
+#include "message/outbound.h"
 #include "support/stub_host.h"
 
 namespace quarnex::test {
@@ -61,6 +64,29 @@ TEST(Answers, FollowTheWordsInTheirOrder) {
     EXPECT_TRUE(record.UltimoInviato.empty() || record.UltimoInviato == row.answers.back());
     EXPECT_EQ(record.RicevutoACK || record.RicevutoCMD || record.RicevutoQRY || record.RicevutoNODATA, false);
   }
+}
+
+TEST(Sending, HoldsBackWhatIsNotDue) {
+  StubHost host;
+  ConnectionRecord& record = host.record(host.addConnected(true));
+  InviaFrame(host.library, record, "");
+  EXPECT_THAT(sent(host), IsEmpty());
+  record.StatoB = 4;  // no sub-state
+  host.tickAfter(3);
+  EXPECT_THAT(sent(host), IsEmpty());
+  record.Stato = kSocketPhase;
+  record.AttesaRitrasmissione = 3;
+  EXPECT_FALSE(ScegliInvio(host.library, record));
+  EXPECT_EQ(record.AttesaRitrasmissione, 2);
+}
+
+TEST(Receiving, LeavesWhatComesBehindACompleteFrame) {
+  StubHost host;
+  ConnectionRecord& record = host.record(host.addConnected(true));
+  record.FrameCompleto = true;
+  host.socket("ClientSocket").incoming.push_back("\2next\3");
+  RiceviFrame(host.library, record);
+  EXPECT_EQ(record.Ricevuto.text(), "\2next\3");
 }
 
 TEST(Answers, NoneForADamagedFrame) {

@@ -7,6 +7,8 @@
 #include <string>
 #include <tuple>
 
+#include "component/trap.h"
+#include "link/frm_sock.h"
 #include "link/tick.h"
 #include "support/stub_host.h"
 
@@ -129,6 +131,95 @@ TEST(Guard, TracesAFailureThatEscapesAStepAndServesTheLinkAgain) {
   host.record(1).InEsecuzione = kHandlerRunning;
   Handler(host.library, host.record(1), steps[0]);
   EXPECT_THAT(host.happened(), testing::IsEmpty());
+}
+
+TEST(Trap, KeepsNothingOfAStepThatFailedWithNumberZero) {
+  StubHost host;
+  EXPECT_EQ(Trap(host.library).number(), 0);
+  EXPECT_EQ(Trap(host.library).description(), "");
+  host.addOpen(true);
+  host.failing.insert({"prepareA ClientSocket", Failure(0, "nothing is wrong")});
+  host.tickAfter(11);
+  EXPECT_EQ(host.socket("ClientSocket").stateNow, kSocketCalling);
+  EXPECT_THAT(host.inbound(1), testing::IsEmpty());
+}
+
+TEST(Events, OfNoLinkAndOfTheWrongArrayChangeNothing) {
+  StubHost host;
+  host.addConnected(true);
+  host.addConnected(false);
+  host.happened();
+  for (const SocketArray array :
+       {SocketArray::ClientSocket, SocketArray::ServerSocket, SocketArray::SrvAccept}) {
+    for (const std::int16_t index : std::initializer_list<std::int16_t>{-1, 0, 2}) {
+      host.events().onConnect(array, index, 0);
+      host.events().onClose(array, index, 0);
+      host.events().onReceive(array, index, 10054);
+      host.events().onAccept(array, index, 9, 0);
+      EXPECT_THROW(Form(host.library).socket(array, index == 0 ? std::int16_t{3} : index), Failure);
+    }
+    if (array != SocketArray::ClientSocket) host.events().onConnect(array, 1, 0);
+    if (array != SocketArray::ServerSocket) host.events().onAccept(array, 1, 9, 0);
+  }
+  EXPECT_THAT(host.happened(), testing::IsEmpty());
+}
+
+TEST(Sockets, InANegativeStateAreBusy) {
+  for (const bool client : {true, false}) {
+    StubHost host;
+    host.addOpen(client);
+    host.socket(client ? "ClientSocket" : "ServerSocket").stateNow = -1;
+    host.tickAfter(11);
+    EXPECT_THAT(host.inbound(1), testing::Contains(client ? "991 127.0.0.1:20308 Connect Timeout"
+                                                          : "991 0.0.0.0:20308 Listen Timeout"));
+  }
+}
+
+TEST(Snapshot, SaysWhyALinkIsAsItIs) {
+  const struct {
+    bool client;
+    void (*bring)(StubHost& host);
+    const char* why;
+  } rows[] = {
+      {true, [](StubHost& host) { host.socket("ClientSocket").stateNow = 1; },
+       "down since 08:39:21: not connected yet; next call at 08:39:32"},
+      {true, [](StubHost& host) { host.tickAfter(11); },
+       "down since 08:39:21: not connected yet; calling 127.0.0.1:20308 until 08:40:33"},
+      {false,
+       [](StubHost& host) {
+         host.tickAfter(11);
+         host.tickAfter(61);
+       },
+       "down since 08:39:21: nobody called within 60 seconds (while listening, at 08:40:33); listens again "
+       "at 08:40:44"},
+      {true,
+       [](StubHost& host) {
+         host.tickAfter(11);
+         host.events().onConnect(SocketArray::ClientSocket, 1, 0);
+         host.quarn.Chiudi(1);
+       },
+       "connected to 127.0.0.1:20308 since 08:39:32; the peer has been asked to close"},
+      {true,
+       [](StubHost& host) {
+         host.tickAfter(11);
+         host.events().onConnect(SocketArray::ClientSocket, 1, 0);
+         host.tickAfter(0);
+         host.quarn.Uscita();
+         host.failing.insert({"send ClientSocket", Failure(10057, "boom")});
+         host.tickAfter(1);
+       },
+       "closed during shutdown: sending failed: error 10057, boom (while connected, at 08:39:33)"},
+      {true, [](StubHost& host) { host.quarn.Uscita(); }, "closed by the host since 08:39:21"},
+  };
+  for (const auto& row : rows) {
+    StubHost host;
+    host.addOpen(row.client);
+    row.bring(host);
+    EXPECT_EQ(host.quarn.snapshot(1).why, row.why);
+  }
+  StubHost host;
+  const LinkSnapshot local = host.quarn.snapshot(host.quarn.Add("A", 1, true, false));
+  EXPECT_EQ(local.endpoint + ": " + local.why, "Buffer: works inside the process, without TCP");
 }
 
 TEST(Snapshot, TellsThePhases) {

@@ -87,7 +87,10 @@ class StubHost final : SocketService, TimerService, WallClock, TextFile, Observe
   void setEvents(TimerEvents* sink) override { timerEvents = sink; }
   std::int16_t period() override { return periodNow; }
   void setPeriod(std::int16_t milliseconds) override;
-  Instant now() override { return time; }
+  Instant now() override {
+    read("now");
+    return time;
+  }
   std::int32_t utcOffset(Instant) override { return 0; }
   void create(const std::string& name) override;
   void write(std::string_view line) override { logText += line; }
