@@ -1,15 +1,44 @@
 #include "recording/line_writer.h"
 
-#include "diagnostics/trace.h"
+#include <cassert>
+#include <charconv>
+#include <concepts>
+#include <cstring>
+
 #include "quarnex/failure.h"
 #include "recording/text_codes.h"
 
 namespace quarnex::recording {
 namespace {
 
+constexpr std::size_t kPartMax = 256;  // words of the format and numbers; texts go over on their own
+
+char* put(char* to, std::string_view piece) {
+  std::memcpy(to, piece.data(), piece.size());
+  return to + piece.size();
+}
+template <std::size_t N>
+char* put(char* to, const char (&piece)[N]) {
+  std::memcpy(to, piece, N - 1);
+  return to + N - 1;
+}
+char* put(char* to, char piece) {
+  *to = piece;
+  return to + 1;
+}
+template <std::integral Number>
+char* put(char* to, Number number) {
+  return std::to_chars(to, to + 24, number).ptr;
+}
+
+// The pieces are joined on the stack, so that the text grows once.
 template <class... Pieces>
 void append(std::string& out, const Pieces&... pieces) {
-  (aggiungi(out, pieces), ...);
+  char part[kPartMax];
+  char* end = part;
+  ((end = put(end, pieces)), ...);
+  assert(end <= part + kPartMax);
+  out.append(part, static_cast<std::size_t>(end - part));
 }
 
 void appendText(std::string& out, std::string_view key, std::string_view bytes) {

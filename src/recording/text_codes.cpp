@@ -62,7 +62,8 @@ std::size_t plainAtFront(std::string_view bytes) {
 
 void appendControl(std::string& text, unsigned char code) {
   constexpr char digits[] = "0123456789abcdef";
-  text += {'\\', 'u', '0', '0', digits[code >> 4], digits[code & 0xF]};
+  const char written[] = {'\\', 'u', '0', '0', digits[code >> 4], digits[code & 0xF]};
+  text.append(written, sizeof written);
 }
 
 void appendNotPlain(std::string& text, unsigned char code) {
@@ -98,7 +99,7 @@ bool toBytes(std::string& text) {
 void appendEscaped(std::string& text, std::string_view bytes) {
   while (!bytes.empty()) {
     const std::size_t plain = plainAtFront(bytes);
-    text.append(bytes.substr(0, plain));
+    text.append(bytes.data(), plain);
     if (plain == bytes.size()) return;
     appendNotPlain(text, static_cast<unsigned char>(bytes[plain]));
     bytes.remove_prefix(plain + 1);

@@ -95,8 +95,9 @@ void Auditor::onTick() {
 
 void Auditor::traced(std::int16_t IdxQuarn, std::string_view text) {
   if (text.starts_with(kReportTrace)) reported(IdxQuarn, codeOf(text));
-  if (text.starts_with(kReceivedTrace))
-    audit_.ledger.receiveBody(wayTo(IdxQuarn), text.substr(kReceivedTrace.size()));
+  Memory& memory = stir(IdxQuarn);
+  if (memory.received != nullptr && text.starts_with(kReceivedTrace))
+    TextLedger::receiveBody(*memory.received, text.substr(kReceivedTrace.size()));
   nextObserver_->traced(IdxQuarn, text);
 }
 
@@ -107,10 +108,8 @@ void Auditor::called(const Method& method, std::span<const Value> parameters) {
                                                                        : std::int16_t{0};
   begin(link);
   taking_ = method.name == "GetMessaggioArrivato";
-  if (link != 0 && method.name == "Invia")
-    audit_.ledger.send(wayFrom(link), std::get<std::string>(parameters[1]));
-  if (method.name == "Invia") plain_ = plain_ && isPlain(std::get<std::string>(parameters[1]));
-  if (method.name == "Add") plain_ = plain_ && fitsFrame(std::get<std::int16_t>(parameters[1]));
+  if (method.name == "Add") added(link, parameters);
+  if (method.name == "Invia") sendsText(link, std::get<std::string>(parameters[1]));
   if (link != 0 && method.name == "Apri") memoryOf(link).declared = memoryOf(link).failing = false;
   nextObserver_->called(method, parameters);
 }
@@ -128,11 +127,12 @@ void Auditor::failed(const Failure& failure) {
 
 void Auditor::sends(SocketArray array, std::int16_t index, std::string_view bytes) {
   const std::int16_t link = linkOf(array, index);
+  Memory& memory = stir(link);
   ++audit_.framesSent;
-  ++memoryOf(link).framesSent;
-  if (bytes.size() > kEnvelope)
-    audit_.ledger.sendBody(wayFrom(link), bytes.substr(1, bytes.size() - kEnvelope));
-  const std::string_view flaw = flawOfFrame(bytes, library_->ConnectionTable[link].IdQuarn);
+  ++memory.framesSent;
+  if (memory.sent != nullptr && bytes.size() > kEnvelope)
+    TextLedger::sendBody(*memory.sent, bytes.substr(1, bytes.size() - kEnvelope));
+  const std::string_view flaw = flawOfFrame(bytes, memory.identifier);
   if (plain_ && !flaw.empty()) found(link, std::string(flaw));
 }
 
@@ -156,17 +156,56 @@ void Auditor::begin(std::int16_t link) {
 void Auditor::end() {
   if (--depth_ > 0) return;
   audit_.steps += steps_;
-  const std::int16_t links = library_->ConnectionCount;
-  if (touched_ != 0 && steps_ == 1) {
-    if (touched_ <= links) inspect(touched_);
-    return;
+  if (steps_ > 1) return inspectAll();
+  if (touched_ != 0) stir(touched_);
+  touched_ != 0 ? inspectStirred() : inspectAll();
+}
+
+// The identifier and the role as the host gave them: the engine's record may have been altered since.
+void Auditor::added(std::int16_t link, std::span<const Value> parameters) {
+  const auto identifier = std::get<std::int16_t>(parameters[1]);
+  const bool client = std::get<bool>(parameters[2]);
+  Memory& memory = memoryOf(link) = {};
+  memory.identifier = identifier;
+  memory.sent = &audit_.ledger.course({machine_, identifier, client});
+  memory.received = &audit_.ledger.course({machine_, identifier, !client});
+  plain_ = plain_ && fitsFrame(identifier);
+}
+
+void Auditor::sendsText(std::int16_t link, const std::string& text) {
+  plain_ = plain_ && isPlain(text);
+  if (link != 0) audit_.ledger.send(*memoryOf(link).sent, text);
+}
+
+Auditor::Memory& Auditor::stir(std::int16_t link) {
+  Memory& memory = memoryOf(link);
+  if (!std::exchange(memory.stirred, true)) stirred_.push_back(link);
+  return memory;
+}
+
+void Auditor::inspectStirred() {
+  for (const std::int16_t link : stirred_) inspect(link);
+  stirred_.clear();
+}
+
+// Within one second a link of which nothing shows, and whose deadlines stay, does no more than count down the
+// ticks to its repetition.
+void Auditor::inspectAll() {
+  const bool sameSecond = steps_ == 1 && ticks_ == 1 && read_ == lookedAt_;
+  for (int i = 1; i <= library_->ConnectionCount; ++i) {
+    const auto link = static_cast<std::int16_t>(i);
+    const Memory& memory = memoryOf(link);
+    if (!sameSecond || memory.stirred || memory.differs(library_->ConnectionTable[link])) inspect(link);
   }
-  for (int link = 1; link <= links; ++link) inspect(static_cast<std::int16_t>(link));
+  stirred_.clear();
+  lookedAt_ = read_;
 }
 
 void Auditor::inspect(std::int16_t link) {
-  const ConnectionRecord& record = library_->ConnectionTable[link];
   Memory& memory = memoryOf(link);
+  memory.stirred = false;
+  if (!library_->validIndex(link)) return;
+  const ConnectionRecord& record = library_->ConnectionTable[link];
   const std::string_view broken = brokenInvariant(record);
   if (!broken.empty()) found(link, std::string(broken));
   inspectPace(link, record, memory);
@@ -212,9 +251,9 @@ void Auditor::reported(std::int16_t link, int code) {
 
 void Auditor::delivered(std::int16_t link, std::string_view text) {
   if (!audit_.peersKnown || link == 0 || text.empty() || text.starts_with(kReport)) return;
-  const Way way = wayTo(link);
-  const Arrival arrival = audit_.ledger.deliver(way, text);
-  if (audit_.ledger.torn(way)) return;
+  Course& course = *memoryOf(link).received;
+  const Arrival arrival = audit_.ledger.deliver(course, text);
+  if (course.torn()) return;
   if (arrival == Arrival::Foreign) found(link, "a text was delivered that nobody sent: " + std::string(text));
   // Damage also repeats old frames.
   if (arrival == Arrival::Old && !audit_.mix.has(Fault::Damage))
@@ -235,16 +274,6 @@ Auditor::Memory& Auditor::memoryOf(std::int16_t link) {
   const auto slot = static_cast<std::size_t>(link);
   if (slot >= memories_.size()) memories_.resize(slot + 1);
   return memories_[slot];
-}
-
-Way Auditor::wayFrom(std::int16_t link) const {
-  const ConnectionRecord& record = library_->ConnectionTable[link];
-  return {machine_, record.IdQuarn, record.ConnessioneClient};
-}
-
-Way Auditor::wayTo(std::int16_t link) const {
-  const ConnectionRecord& record = library_->ConnectionTable[link];
-  return {machine_, record.IdQuarn, !record.ConnessioneClient};
 }
 
 }  // namespace quarnex::simulation

@@ -53,16 +53,25 @@ class Auditor final : public ServicesWrapper,
   void watch(Library& library) override;
 
  private:
-  /// What a link was like after the last step.
+  /// What a link was like after the last step; and, since its `Add`, what it is to be.
   struct Memory {
+    std::int16_t identifier = 0;
+    Course* sent = nullptr;  // what goes from this link to its peer
+    Course* received = nullptr;
     Instant stateDeadline, replyDeadline, aliveDeadline;
     std::uint64_t framesReceived = 0;
     std::uint64_t framesSent = 0;  // in the step under way
+    bool stirred = false;          // a text or a frame of it has shown in the step under way
     std::int16_t expiries = 0;
     std::int16_t missedReplies = 0;
     bool served = false;    // active and connected
     bool declared = false;  // 109 and no 112 since
     bool failing = false;   // 991 and no 992 since
+
+    bool differs(const ConnectionRecord& record) const {
+      return record.ScadenzaB != replyDeadline || record.ScadenzaAlive != aliveDeadline ||
+             record.ScadenzaStato != stateDeadline || record.InEsecuzione == kHandlerRunning;
+    }
   };
   /// A step for as long as it lives.
   class Step {
@@ -100,6 +109,11 @@ class Auditor final : public ServicesWrapper,
 
   void begin(std::int16_t link);
   void end();
+  void added(std::int16_t link, std::span<const Value> parameters);
+  void sendsText(std::int16_t link, const std::string& text);
+  Memory& stir(std::int16_t link);
+  void inspectStirred();
+  void inspectAll();
   void inspect(std::int16_t link);
   void inspectPace(std::int16_t link, const ConnectionRecord& record, const Memory& before);
   void inspectDeadlines(std::int16_t link, const ConnectionRecord& record, const Memory& before);
@@ -109,8 +123,6 @@ class Auditor final : public ServicesWrapper,
 
   std::int16_t linkOf(SocketArray array, std::int16_t index) const;
   Memory& memoryOf(std::int16_t link);
-  Way wayFrom(std::int16_t link) const;
-  Way wayTo(std::int16_t link) const;
 
   Audit& audit_;
   int host_;
@@ -131,6 +143,8 @@ class Auditor final : public ServicesWrapper,
   bool taking_ = false;           // the host call under way takes a text
   bool plain_ = true;             // texts and identifiers so far can be told from the frame round them
   std::vector<Memory> memories_;  // by link, from 0
+  std::vector<std::int16_t> stirred_;
+  std::optional<Instant> lookedAt_;  // the clock when all links were looked at last
 };
 
 }  // namespace quarnex::simulation

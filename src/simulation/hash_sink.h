@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "recording/sink.h"
+#include "simulation/stream_hash.h"
 
 namespace quarnex::simulation {
 
@@ -17,17 +18,16 @@ class HashSink final : public recording::Sink {
   explicit HashSink(std::unique_ptr<std::ostream> copy = nullptr) : copy_(std::move(copy)) {}
 
   void write(std::string_view lines) override {
-    for (const char byte : lines) hash_ = (hash_ ^ static_cast<unsigned char>(byte)) * kPrime;
+    hash_.add(lines);
     if (copy_) copy_->write(lines.data(), static_cast<std::streamsize>(lines.size()));
   }
-  /// FNV-1a, 64 bits, of the recording so far.
-  std::uint64_t hash() const { return hash_; }
+  /// Of all bytes of the recording so far.
+  std::uint64_t hash() const { return hash_.value(); }
   /// False if the copy lacks something.
   bool whole() { return !copy_ || copy_->flush().good(); }
 
  private:
-  static constexpr std::uint64_t kPrime = 0x100000001B3;
-  std::uint64_t hash_ = 0xCBF29CE484222325;
+  StreamHash hash_;
   std::unique_ptr<std::ostream> copy_;
 };
 

@@ -14,37 +14,44 @@ constexpr std::size_t kBatchMax = 20;
 // More than the queues of both sides can hold on to.
 constexpr std::ptrdiff_t kRemembered = 12'000;
 
-// At most one leaves on a tick, and none arrives more than two minutes later.
-constexpr std::size_t kBodiesRemembered = 1000;
-
 }  // namespace
 
-void TextLedger::send(const Way& way, std::string_view text) {
+void TextLedger::send(Course& course, std::string_view text) {
   const Text sent = textOf(text);
   if (sent.number == 0) return;
   ++sent_;
-  auto& course = courses_[way].sent;
-  if (std::ssize(course) >= 2 * kRemembered) course.erase(course.begin(), course.begin() + kRemembered);
-  course.push_back(sent);
+  auto& texts = course.sent_;
+  if (std::ssize(texts) >= 2 * kRemembered) texts.erase(texts.begin(), texts.begin() + kRemembered);
+  texts.push_back(sent);
 }
 
-Arrival TextLedger::deliver(const Way& way, std::string_view text) {
-  const Arrival kind = judge(courses_[way], textOf(text));
+Arrival TextLedger::deliver(Course& course, std::string_view text) {
+  const Arrival kind = judge(course, textOf(text));
   ++arrived_[static_cast<std::size_t>(kind)];
   return kind;
 }
 
-void TextLedger::sendBody(const Way& way, std::string_view body) {
-  auto& bodies = courses_[way].bodies;
-  bodies.push_back(std::hash<std::string_view>()(body));
-  if (bodies.size() > kBodiesRemembered) bodies.pop_front();
+// At most one leaves on a tick, and none arrives more than two minutes later.
+void TextLedger::sendBody(Course& course, std::string_view body) {
+  const std::size_t hash = std::hash<std::string_view>()(body);
+  if (course.bodies_.size() < Course::kBodiesRemembered) {
+    course.bodies_.push_back(hash);
+  } else {
+    course.bodies_[course.nextBody_] = hash;
+    course.nextBody_ = (course.nextBody_ + 1) % Course::kBodiesRemembered;
+  }
 }
 
-void TextLedger::receiveBody(const Way& way, std::string_view body) {
-  Course& course = courses_[way];
-  if (course.torn) return;
+// The latest first: that is nearly always the one.
+void TextLedger::receiveBody(Course& course, std::string_view body) {
+  if (course.torn_) return;
   const std::size_t hash = std::hash<std::string_view>()(body);
-  course.torn = std::find(course.bodies.rbegin(), course.bodies.rend(), hash) == course.bodies.rend();
+  const auto oldest = course.bodies_.begin() + static_cast<std::ptrdiff_t>(course.nextBody_);
+  const auto backFrom = [&](auto from, auto to) {
+    return std::find(std::make_reverse_iterator(from), std::make_reverse_iterator(to), hash) !=
+           std::make_reverse_iterator(to);
+  };
+  course.torn_ = !backFrom(oldest, course.bodies_.begin()) && !backFrom(course.bodies_.end(), oldest);
 }
 
 TextLedger::Text TextLedger::textOf(std::string_view text) {
@@ -58,11 +65,11 @@ TextLedger::Text TextLedger::textOf(std::string_view text) {
 
 Arrival TextLedger::judge(Course& course, const Text& text) {
   const auto sent =
-      std::lower_bound(course.sent.begin(), course.sent.end(), text.number,
+      std::lower_bound(course.sent_.begin(), course.sent_.end(), text.number,
                        [](const Text& one, std::uint64_t number) { return one.number < number; });
-  if (sent == course.sent.end() || sent->number != text.number || sent->size != text.size)
+  if (sent == course.sent_.end() || sent->number != text.number || sent->size != text.size)
     return Arrival::Foreign;
-  auto& delivered = course.delivered;
+  auto& delivered = course.delivered_;
   if (!delivered.empty() && text.number <= delivered.back()) {
     const bool latest = std::binary_search(delivered.begin(), delivered.end(), text.number);
     return latest ? Arrival::Again : Arrival::Old;

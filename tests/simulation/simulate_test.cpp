@@ -79,6 +79,8 @@ constexpr Spoiled kSpoiled[] = {
      "CodaArrivo is out of shape"},
     {"KeepAlive", [](Library& library, TextLedger&) { library.ConnectionTable[1].ScadenzaAlive = {1}; },
      "the keep-alive expired early"},
+    {"Identifier", [](Library& library, TextLedger&) { library.ConnectionTable[1].IdQuarn = 6; },
+     "a message has another link's identifier"},
     {"Report", [](Library& library, TextLedger&) { library.ConnectionTable[1].NonRispondeSegnalato = true; },
      "112 without 109"},
     {"Text",
@@ -86,7 +88,7 @@ constexpr Spoiled kSpoiled[] = {
      "a text was delivered that nobody sent: text 7"},
     {"Order",
      [](Library& library, TextLedger& ledger) {
-       for (const char* text : {"text 1", "text 2"}) ledger.send({1, 5, false}, text);
+       for (const char* text : {"text 1", "text 2"}) ledger.send(ledger.course({1, 5, false}), text);
        for (const char* text : {"text 2", "text 1"}) BufferPut(library.ConnectionTable[1].CodaArrivo, text);
      },
      "a text was delivered out of order: text 1"},
