@@ -5,7 +5,7 @@
 namespace quarnex {
 
 namespace {
-constexpr std::size_t kChunkBytesMax = 64 * 1024;
+constexpr std::size_t kChunkBytesMax = std::size_t{64} * 1024;
 }
 
 std::size_t ReceiveQueue::size() const {

@@ -58,6 +58,7 @@ void takeDownServer(Library& library, ConnectionRecord& record, Trap& trap) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): callers give the record's own, which is emptied here
 void NonRisponde(Library& library, ConnectionRecord& record, std::string motivo) {
   clearPendingFailures(library);
   AnnotaGuasto(library, record, motivo);

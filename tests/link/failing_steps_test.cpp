@@ -42,8 +42,8 @@ TEST_P(FailingSteps, FailTheAttemptAndLeaveTheNextOne) {
     host.failing.insert({step.operation, Failure(number, "boom")});
     host.tickAfter(11);
     const auto lines = host.happened();
-    const std::string notice = std::string("ETH 05 MIRTAN ERROR CODE :") + std::to_string(number) +
-                               " Errore " + (client ? "CHIAMO" : "ASCOLTO") + " ETH 05 MIRTAN:boom";
+    const std::string notice = "ETH 05 MIRTAN ERROR CODE :" + std::to_string(number) +
+                               (client ? " Errore CHIAMO" : " Errore ASCOLTO") + " ETH 05 MIRTAN:boom";
     EXPECT_EQ(std::ranges::count(lines, notice), noticed ? 1 : 0);
     EXPECT_EQ(std::ranges::count(lines, "NON RISPONDE ETH 05 MIRTAN"), 1);
     const auto items = host.inbound(1);
@@ -82,8 +82,7 @@ TEST(FailingCloses, StopNeitherTheReconnectionNorTheCloseForGood) {
     EXPECT_EQ(host.record(1).ContaNonRisponde, 0);
     host.quarn.Chiudi(1);
     EXPECT_THAT(host.inbound(1),
-                testing::ElementsAre("702", std::string("993 ") + (client ? "127.0.0.1" : "127.0.0.1") +
-                                                ":20308 Chiuso/disattivato socket " +
+                testing::ElementsAre("702", std::string("993 127.0.0.1:20308 Chiuso/disattivato socket ") +
                                                 (client ? "client " : "server ")));
     EXPECT_EQ(host.quarn.ProntoPerUscire(), -1);
     EXPECT_EQ(host.quarn.snapshot(1).phase, LinkPhase::Closed);

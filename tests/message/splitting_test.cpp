@@ -13,7 +13,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::ElementsAreArray;
-using testing::IsEmpty;
 
 std::string flagsOf(const ConnectionRecord& record) {
   std::string flags;
