@@ -4,7 +4,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
+#include <ctime>
 #include <filesystem>
 #include <iostream>
 #include <limits>
@@ -15,7 +15,8 @@
 #include <system_error>
 #include <vector>
 
-#include "simulation/simulate_run.h"
+#include "quarn/simulation_report.h"
+#include "simulation/many_runs.h"
 
 namespace quarnex::tool {
 namespace {
@@ -25,6 +26,9 @@ using simulated::Fault;
 constexpr int kBroken = 1;
 constexpr int kWrongUsage = 2;
 constexpr std::int64_t kHoursMax = 100'000;
+constexpr std::uint64_t kSeedsMax = 1'000'000;
+constexpr std::uint64_t kJobsMax = 256;
+constexpr std::uint64_t kLeastSeen = 10;
 
 struct SimulateOptions {
   std::string seed;
@@ -32,6 +36,28 @@ struct SimulateOptions {
   std::string links = "10";
   std::string faults = "all";
   std::string directory;
+  std::string seeds = "1";
+  std::string jobs = "1";
+  bool expectAll = false;
+};
+
+struct ManyPlan {
+  simulation::RunPlan plan;
+  std::uint64_t seeds = 1;
+  unsigned jobs = 1;
+  bool expectAll = false;
+};
+
+class Stopwatch {
+ public:
+  double cpuSeconds() const { return static_cast<double>(std::clock() - clock_) / CLOCKS_PER_SEC; }
+  double elapsedSeconds() const {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+  }
+
+ private:
+  std::clock_t clock_ = std::clock();
+  std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
 std::uint64_t numberOf(const std::string& option, const std::string& text, std::uint64_t low,
@@ -67,97 +93,81 @@ simulated::FaultSet faultsOf(const std::string& list) {
   }
 }
 
-simulation::RunPlan planOf(const SimulateOptions& options) {
-  simulation::RunPlan plan;
+ManyPlan planOf(const SimulateOptions& options) {
+  ManyPlan many;
+  simulation::RunPlan& plan = many.plan;
+  many.seeds = numberOf("--seeds", options.seeds, 1, kSeedsMax);
+  many.jobs = static_cast<unsigned>(numberOf("--jobs", options.jobs, 1, kJobsMax));
+  many.expectAll = options.expectAll;
   plan.seed = numberOf("--seed", options.seed, 0, std::numeric_limits<std::uint64_t>::max());
   plan.hours = static_cast<std::int64_t>(numberOf("--hours", options.hours, 1, kHoursMax));
   plan.links = static_cast<int>(numberOf("--links", options.links, 1, simulation::kLinksMax));
   plan.faults = faultsOf(options.faults);
-  if (options.directory.empty()) return plan;
+  if (options.directory.empty()) return many;
+  if (many.seeds > 1)
+    throw std::invalid_argument("--record keeps the recordings of one seed: leave out --seeds");
   std::error_code error;
   std::filesystem::create_directories(options.directory, error);
   if (error || !std::filesystem::is_directory(options.directory))
     throw std::invalid_argument("--record \"" + options.directory +
                                 "\": give a directory that exists or can be made");
   plan.recordDirectory = options.directory;
-  return plan;
+  return many;
 }
 
-std::string seconds(simulated::Milliseconds duration) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.1f s", static_cast<double>(duration) / 1000);
-  return text;
-}
-
-void printFaults(const simulation::RunResult& result) {
-  std::cout << "faults     ";
-  for (std::size_t i = 0; i < simulated::kFaultCount; ++i) {
-    const auto fault = static_cast<Fault>(i);
-    if (result.mix.has(fault)) std::cout << ' ' << nameOf(fault) << ' ' << result.faults[i];
-  }
-  std::cout << '\n';
-}
-
-void printReports(const simulation::RunResult& result) {
-  std::cout << "reports    ";
-  for (const auto& [code, count] : result.reports) std::cout << ' ' << code << ": " << count;
-  std::cout << '\n';
-}
-
-void print(const simulation::RunPlan& plan, const simulation::RunResult& result) {
-  char hours[32];
-  std::snprintf(hours, sizeof hours, "%.1f", result.linkHours);
-  std::cout << "seed        " << plan.seed << '\n'
-            << "time        " << seconds(result.duration) << " of virtual time, " << hours << " link-hours\n";
-  printFaults(result);
-  std::cout << "texts       " << result.textsSent << " sent, " << result.textsDelivered << " delivered, "
-            << result.textsSent - result.textsDelivered << " not, " << result.textsAgain
-            << " delivered again, " << result.textsOld << " late, " << result.textsForeign
-            << " of strangers or damaged\n";
-  printReports(result);
-  std::cout << "work        " << result.steps << " steps, " << result.framesSent << " frames, "
-            << result.connections << " connections, " << result.engines << " engines\n"
-            << "recovery    " << seconds(result.recovery) << ", after " << seconds(result.aftermath)
-            << " of stalls and clocks behind; leaving " << seconds(result.exit) << '\n';
-  std::snprintf(hours, sizeof hours, "%016llx", static_cast<unsigned long long>(result.hash));
-  std::cout << "recordings  " << hours << '\n';
-}
-
-// On standard error: it differs from run to run.
-void printSpeed(const simulation::RunResult& result, double elapsed) {
-  std::fprintf(stderr, "%.1f s, %.0f link-hours a second\n", elapsed, result.linkHours / elapsed);
-}
-
-int complain(const simulation::RunPlan& plan, const simulation::Finding& finding) {
+void complain(const simulation::RunPlan& plan, std::uint64_t seed, const simulation::Finding& finding) {
   std::cout.flush();
-  std::cerr << "quarn: seed " << plan.seed << ", " << seconds(finding.at);
+  std::cerr << "quarn: seed " << seed << ", " << inSeconds(finding.at);
   if (finding.host != 0) std::cerr << ", host " << finding.host;
   if (finding.link != 0) std::cerr << ", link " << finding.link;
   std::cerr << ": " << finding.text
             << (plan.recordDirectory ? "; recordings are in " + plan.recordDirectory->string()
                                      : std::string("; --record DIR keeps the recordings"))
             << '\n';
-  return kBroken;
+}
+
+int simulateOne(const simulation::RunPlan& plan) {
+  const Stopwatch watch;
+  const simulation::RunResult result = simulation::simulate(plan);
+  printRun(plan, result);
+  std::cout.flush();
+  printSpeed(result, watch.cpuSeconds(), watch.elapsedSeconds());
+  if (result.finding) complain(plan, plan.seed, *result.finding);
+  if (!result.recordingsWhole)
+    std::cerr << "quarn: the disk did not take all recordings; give a directory with more room\n";
+  return result.finding || !result.recordingsWhole ? kBroken : 0;
+}
+
+// The first seed that fails ends it: those already begun run to their end.
+int simulateSeveral(const ManyPlan& many) {
+  const Stopwatch watch;
+  simulation::RunNumbers sums;
+  std::uint64_t runs = 0;
+  bool sound = true;
+  simulation::simulateMany(many.plan, many.seeds, many.jobs, [&](std::uint64_t seed, const auto& result) {
+    ++runs;
+    sums.add(result);
+    if (result.finding) complain(many.plan, seed, *result.finding);
+    return sound = sound && !result.finding;
+  });
+  printRuns(many.plan, runs, sums);
+  std::cout.flush();
+  printSpeed(sums, watch.cpuSeconds(), watch.elapsedSeconds());
+  if (!many.expectAll) return sound ? 0 : kBroken;
+  const auto missing = sums.seenLessThan(kLeastSeen);
+  for (const std::string& name : missing)
+    std::cerr << "quarn: " << name << " was seen fewer than " << kLeastSeen << " times\n";
+  return sound && missing.empty() ? 0 : kBroken;
 }
 
 int simulateAndTell(const SimulateOptions& options) {
-  simulation::RunPlan plan;
   try {
-    plan = planOf(options);
+    const ManyPlan many = planOf(options);
+    return many.seeds == 1 && !many.expectAll ? simulateOne(many.plan) : simulateSeveral(many);
   } catch (const std::invalid_argument& wrong) {
     std::cerr << "quarn: " << wrong.what() << '\n';
     return kWrongUsage;
   }
-  const auto start = std::chrono::steady_clock::now();
-  const simulation::RunResult result = simulation::simulate(plan);
-  const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
-  print(plan, result);
-  std::cout.flush();
-  printSpeed(result, elapsed.count());
-  if (result.finding) return complain(plan, *result.finding);
-  if (result.recordingsWhole) return 0;
-  std::cerr << "quarn: the disk did not take all recordings; give a directory with more room\n";
-  return kBroken;
 }
 
 }  // namespace
@@ -178,6 +188,14 @@ void addSimulateCommand(CLI::App& app, int& exitStatus) {
       ->capture_default_str();
   command.add_option("--record", options->directory, "keep a recording of each engine there")
       ->type_name("DIR");
+  command.add_option("--seeds", options->seeds, "run so many seeds from S on, and print their sums")
+      ->type_name("N")
+      ->capture_default_str();
+  command.add_option("--jobs", options->jobs, "so many of them at the same time")
+      ->type_name("J")
+      ->capture_default_str();
+  command.add_flag("--expect-all", options->expectAll,
+                   "fail if a fault or a trace text was seen fewer than 10 times");
   command.footer(
       "Two machines with two hosts each; links in both roles run between the two, and texts travel on all "
       "of\n"
@@ -188,6 +206,7 @@ void addSimulateCommand(CLI::App& app, int& exitStatus) {
       "named),\n2 an argument makes no sense.\n\n"
       "Examples:\n"
       "  quarn simulate --seed 7 --hours 24\n"
+      "  quarn simulate --seed 1 --seeds 1000 --jobs 2 --hours 25 --expect-all\n"
       "  quarn simulate --seed 7 --hours 1 --faults clock-back,stall --record /tmp/seven\n"
       "  quarn replay /tmp/seven/*.jsonl");
   command.callback([options, &exitStatus] { exitStatus = simulateAndTell(*options); });

@@ -94,6 +94,7 @@ void Auditor::onTick() {
 }
 
 void Auditor::traced(std::int16_t IdxQuarn, std::string_view text) {
+  audit_.traces.add(text);
   if (text.starts_with(kReportTrace)) reported(IdxQuarn, codeOf(text));
   Memory& memory = stir(IdxQuarn);
   if (memory.received != nullptr && text.starts_with(kReceivedTrace))

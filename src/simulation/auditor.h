@@ -19,6 +19,7 @@
 #include "simulation/audited_socket.h"
 #include "simulation/findings.h"
 #include "simulation/text_ledger.h"
+#include "simulation/trace_texts.h"
 
 namespace quarnex::simulation {
 
@@ -30,6 +31,7 @@ struct Audit {
   Findings findings{};
   TextLedger ledger{};
   std::map<int, std::uint64_t> reports{};  ///< how often, by code
+  TraceCounts traces{};
   std::uint64_t steps = 0;
   std::uint64_t framesSent = 0;
 

@@ -158,6 +158,7 @@ class Run {
     result_.mix = trouble_.mix();
     for (std::size_t i = 0; i < simulated::kFaultCount; ++i)
       result_.faults[i] = trouble_.count(static_cast<simulated::Fault>(i));
+    result_.traces = audit_.traces.counts();
     result_.reports = audit_.reports;
     result_.textsSent = audit_.ledger.sent();
     result_.textsDelivered = audit_.ledger.arrived(Arrival::New);

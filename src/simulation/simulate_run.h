@@ -6,10 +6,13 @@
 #include <filesystem>
 #include <map>
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "platform/simulated/fault.h"
 #include "platform/simulated/virtual_time.h"
 #include "simulation/findings.h"
+#include "simulation/trace_texts.h"
 
 namespace quarnex::simulation {
 
@@ -23,21 +26,30 @@ struct RunPlan {
   std::optional<std::filesystem::path> recordDirectory;     ///< exists; gets a recording of each engine
 };
 
-struct RunResult {
-  std::optional<Finding> finding;  ///< the first; the run ended there
-  simulated::FaultSet mix;
+/// What happened, of one run or of many.
+struct RunNumbers {
   std::array<std::uint64_t, simulated::kFaultCount> faults{};  ///< how often each happened
+  std::array<std::uint64_t, kTraceTextCount> traces{};         ///< how often each was seen
   std::map<int, std::uint64_t> reports;                        ///< event reports by code
   std::uint64_t textsSent = 0, textsDelivered = 0, textsAgain = 0, textsOld = 0, textsForeign = 0;
   std::uint64_t framesSent = 0, connections = 0, steps = 0;
   std::uint64_t engines = 0;
+  double linkHours = 0;                  ///< each end of a connection is a link
+  simulated::Milliseconds recovery = 0;  ///< until all links were connected, the longest
+  simulated::Milliseconds exit = 0;      ///< from `Uscita` until every host was ready to leave, the longest
+
+  void add(const RunNumbers& other);
+  /// Names of faults and trace texts that were seen fewer than `least` times.
+  std::vector<std::string> seenLessThan(std::uint64_t least) const;
+};
+
+struct RunResult : RunNumbers {
+  std::optional<Finding> finding;  ///< the first; the run ended there
+  simulated::FaultSet mix;
   std::uint64_t hash = 0;       ///< of all recordings
   bool recordingsWhole = true;  ///< false if the disk did not take one
   simulated::Milliseconds duration = 0;
   simulated::Milliseconds aftermath = 0;  ///< stalls and clocks behind, when the trouble ended
-  simulated::Milliseconds recovery = 0;   ///< after that, until all links were connected
-  simulated::Milliseconds exit = 0;       ///< from `Uscita` until every host was ready to leave
-  double linkHours = 0;                   ///< each end of a connection is a link
 };
 
 /// The same plan gives the same result on every machine.

@@ -1,0 +1,94 @@
+#include "quarn/simulation_report.h"
+
+#include <cstddef>
+#include <cstdio>
+#include <iostream>
+
+namespace quarnex::tool {
+namespace {
+
+constexpr double kHoursOfAYear = 365.25 * 24;
+
+std::string withOneDigit(double number) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.1f", number);
+  return text;
+}
+
+// Where a mix was drawn, only what is in it.
+void printFaults(const simulation::RunNumbers& numbers, const simulated::FaultSet& shown) {
+  std::cout << "faults     ";
+  for (std::size_t i = 0; i < simulated::kFaultCount; ++i) {
+    const auto fault = static_cast<simulated::Fault>(i);
+    if (shown.has(fault)) std::cout << ' ' << nameOf(fault) << ' ' << numbers.faults[i];
+  }
+  std::cout << '\n';
+}
+
+void printTexts(const simulation::RunNumbers& numbers) {
+  std::cout << "texts       " << numbers.textsSent << " sent, " << numbers.textsDelivered << " delivered, "
+            << numbers.textsSent - numbers.textsDelivered << " not, " << numbers.textsAgain
+            << " delivered again, " << numbers.textsOld << " late, " << numbers.textsForeign
+            << " of strangers or damaged\n";
+}
+
+void printReports(const simulation::RunNumbers& numbers) {
+  std::cout << "reports    ";
+  for (const auto& [code, count] : numbers.reports) std::cout << ' ' << code << ": " << count;
+  std::cout << '\n';
+}
+
+void printWork(const simulation::RunNumbers& numbers) {
+  std::cout << "work        " << numbers.steps << " steps, " << numbers.framesSent << " frames, "
+            << numbers.connections << " connections, " << numbers.engines << " engines\n";
+}
+
+void printTraces(const simulation::RunNumbers& numbers) {
+  std::cout << "traces     ";
+  for (std::size_t i = 0; i < simulation::kTraceTextCount; ++i)
+    std::cout << (i == 0 ? " " : ", ") << '"' << simulation::kTraceTexts[i].name << "\" "
+              << numbers.traces[i];
+  std::cout << '\n';
+}
+
+}  // namespace
+
+std::string inSeconds(simulated::Milliseconds duration) {
+  return withOneDigit(static_cast<double>(duration) / 1000) + " s";
+}
+
+void printRun(const simulation::RunPlan& plan, const simulation::RunResult& result) {
+  std::cout << "seed        " << plan.seed << '\n'
+            << "time        " << inSeconds(result.duration) << " of virtual time, "
+            << withOneDigit(result.linkHours) << " link-hours\n";
+  printFaults(result, result.mix);
+  printTexts(result);
+  printReports(result);
+  printWork(result);
+  std::cout << "recovery    " << inSeconds(result.recovery) << ", after " << inSeconds(result.aftermath)
+            << " of stalls and clocks behind; leaving " << inSeconds(result.exit) << '\n';
+  char hash[32];
+  std::snprintf(hash, sizeof hash, "%016llx", static_cast<unsigned long long>(result.hash));
+  std::cout << "recordings  " << hash << '\n';
+}
+
+void printRuns(const simulation::RunPlan& plan, std::uint64_t runs, const simulation::RunNumbers& sums) {
+  std::cout << "seeds       " << runs << " from " << plan.seed << " on\n"
+            << "time        " << withOneDigit(sums.linkHours) << " link-hours, "
+            << withOneDigit(sums.linkHours / kHoursOfAYear) << " link-years\n";
+  printFaults(sums, simulated::FaultSet::all());
+  printTexts(sums);
+  printReports(sums);
+  printTraces(sums);
+  printWork(sums);
+  std::cout << "recovery    " << inSeconds(sums.recovery) << " at most; leaving " << inSeconds(sums.exit)
+            << " at most\n";
+}
+
+void printSpeed(const simulation::RunNumbers& numbers, double cpuSeconds, double elapsedSeconds) {
+  std::fprintf(stderr, "%.1f s, %.1f s of CPU: %.0f link-hours a CPU second, %.2f link-years a CPU minute\n",
+               elapsedSeconds, cpuSeconds, numbers.linkHours / cpuSeconds,
+               numbers.linkHours / kHoursOfAYear / cpuSeconds * 60);
+}
+
+}  // namespace quarnex::tool

@@ -1,0 +1,44 @@
+#include <algorithm>
+
+#include "simulation/simulate_run.h"
+
+namespace quarnex::simulation {
+namespace {
+
+template <class Counts>
+void addEach(Counts& sums, const Counts& others) {
+  for (std::size_t i = 0; i < sums.size(); ++i) sums[i] += others[i];
+}
+
+}  // namespace
+
+void RunNumbers::add(const RunNumbers& other) {
+  addEach(faults, other.faults);
+  addEach(traces, other.traces);
+  for (const auto& [code, count] : other.reports) reports[code] += count;
+  textsSent += other.textsSent;
+  textsDelivered += other.textsDelivered;
+  textsAgain += other.textsAgain;
+  textsOld += other.textsOld;
+  textsForeign += other.textsForeign;
+  framesSent += other.framesSent;
+  connections += other.connections;
+  steps += other.steps;
+  engines += other.engines;
+  linkHours += other.linkHours;
+  recovery = std::max(recovery, other.recovery);
+  exit = std::max(exit, other.exit);
+}
+
+std::vector<std::string> RunNumbers::seenLessThan(std::uint64_t least) const {
+  std::vector<std::string> names;
+  for (std::size_t i = 0; i < faults.size(); ++i) {
+    if (faults[i] < least) names.emplace_back(nameOf(static_cast<simulated::Fault>(i)));
+  }
+  for (std::size_t i = 0; i < traces.size(); ++i) {
+    if (traces[i] < least) names.emplace_back('"' + std::string(kTraceTexts[i].name) + '"');
+  }
+  return names;
+}
+
+}  // namespace quarnex::simulation
