@@ -37,8 +37,8 @@ struct Library {
   bool validIndex(std::int16_t IdxQuarn) const { return IdxQuarn >= 1 && IdxQuarn <= ConnectionCount; }
 
   Services services;
-  Observer* observer = nullptr;   // sees host calls and traces; a recorder, say
-  Trap* innermostTrap = nullptr;  // the open traps, innermost first
+  Observer* observer = nullptr;  // sees host calls and traces; a recorder, say
+  Trap* pendingTraps = nullptr;  // the open traps that remember a failure
 
   quarnex::ConnectionTable ConnectionTable;
   std::int16_t ConnectionCount = 0;

@@ -2,19 +2,12 @@
 
 #include <new>
 #include <stdexcept>
+#include <utility>
 
 #include "component/library.h"
 #include "quarnex/failure.h"
 
 namespace quarnex {
-
-Trap::Trap(Library& library) : library_(library), caller_(library.innermostTrap) {
-  library.innermostTrap = this;
-}
-
-Trap::~Trap() {
-  library_.innermostTrap = caller_;
-}
 
 // Called from the handler of a failed step. Number 0 means that nothing is wrong, so it leaves nothing
 // pending.
@@ -22,18 +15,31 @@ void Trap::remember() {
   try {
     throw;
   } catch (const Failure& failure) {
-    failure_ = failure.number() == 0
-                   ? nullptr
-                   : std::make_unique<Remembered>(Remembered{failure.number(), failure.description()});
+    if (failure.number() == 0) return clear();
+    keep(failure.number(), failure.description());
   } catch (const std::bad_alloc&) {
-    failure_ = std::make_unique<Remembered>(Remembered{7, "Out of memory"});
+    keep(7, "Out of memory");
   } catch (const std::length_error&) {
-    failure_ = std::make_unique<Remembered>(Remembered{14, "Out of string space"});
+    keep(14, "Out of string space");
   }
 }
 
+void Trap::keep(std::int32_t number, std::string description) {
+  const bool listed = pending();
+  failure_ = std::make_unique<Remembered>(Remembered{number, std::move(description)});
+  if (!listed) next_ = std::exchange(library_.pendingTraps, this);
+}
+
+void Trap::clear() {
+  if (!pending()) return;
+  failure_.reset();
+  Trap** link = &library_.pendingTraps;
+  while (*link != this) link = &(*link)->next_;
+  *link = next_;
+}
+
 void clearPendingFailures(Library& library) {
-  for (Trap* trap = library.innermostTrap; trap != nullptr; trap = trap->caller_) trap->clear();
+  while (library.pendingTraps != nullptr) library.pendingTraps->clear();
 }
 
 }  // namespace quarnex

@@ -10,8 +10,9 @@ namespace quarnex {
 struct Library;
 
 /// The trap of one procedure. It remembers the last failure that one of its own steps threw; what a callee
-/// trapped itself is settled there. Traps are nested like the calls they stand in, and the library knows the
-/// open ones, so that whoever handles "any pending failure" can settle those of all callers.
+/// trapped itself is settled there. The library knows the traps that remember one, so that whoever handles
+/// "any pending failure" can settle those of all callers. A trap without a failure costs next to nothing:
+/// every visit of a tick opens some.
 ///
 ///     Trap trap{library};
 ///     trap([&] { socket.close(); });
@@ -19,8 +20,10 @@ struct Library;
 ///     if (trap.pending()) { ... trap.number() ... }
 class Trap {
  public:
-  explicit Trap(Library& library);
-  ~Trap();
+  explicit Trap(Library& library) : library_(library) {}
+  ~Trap() {
+    if (pending()) clear();
+  }
   Trap(const Trap&) = delete;
   Trap& operator=(const Trap&) = delete;
 
@@ -36,7 +39,7 @@ class Trap {
   bool pending() const { return failure_ != nullptr; }
   std::int32_t number() const { return failure_ ? failure_->number : 0; }
   std::string description() const { return failure_ ? failure_->description : std::string(); }
-  void clear() { failure_.reset(); }
+  void clear();
 
  private:
   friend void clearPendingFailures(Library& library);
@@ -47,10 +50,11 @@ class Trap {
   };
 
   void remember();
+  void keep(std::int32_t number, std::string description);
 
   Library& library_;
-  Trap* caller_;
-  std::unique_ptr<Remembered> failure_;
+  Trap* next_ = nullptr;                 // in the library's list, while something is pending
+  std::unique_ptr<Remembered> failure_;  // the pending one
 };
 
 /// Settles the failures of every trap that is open at this moment.
