@@ -8,6 +8,7 @@
 #include "component/receive_queue.h"
 #include "component/text_buffer.h"
 #include "component/wall_clock.h"
+#include "platform/prefetch.h"
 
 namespace quarnex {
 
@@ -37,23 +38,21 @@ struct LinkHistory {
   std::unique_ptr<Failure> lastFailure;
   std::uint64_t textsSent = 0, textsReceived = 0;
   std::uint64_t framesSent = 0, framesReceived = 0;
-  std::uint64_t repetitions = 0, badChecksums = 0, reconnections = 0;
+  std::uint64_t repetitions = 0;
+  std::uint32_t badChecksums = 0, reconnections = 0;  // at most one of each a tick
 };
 
-/// The fields that the tick looks at on a quiet link come first, in two cache lines.
-struct alignas(64) ConnectionRecord {
-  bool Attivo = false;             // the link's sockets are activated; the tick visits it
-  bool UsaTcp = false;             // False: texts are delivered inside the process
-  bool ConnessioneClient = false;  // True: this side calls; False: it listens
-  bool FrameCompleto = false;      // a complete frame waits in FrameRicevuto
-  bool InFrame = false;            // a frame start has been seen, FrameInCorso is being assembled
-  bool ChiusuraRemota = false;     // the peer sent "9K"
-  bool RicevutoQRY = false;        // words received and not yet answered
-  bool RicevutoCMD = false;
-  bool RicevutoACK = false;
-  bool RicevutoNODATA = false;
-  bool ConnessioneSegnalata = false;  // 701 given and no 702 since
+/// A tick looks at a quiet link's first cache line only, so what it needs stands there, up to the number of
+/// texts in `CodaInvio`.
+struct alignas(kCacheLine) ConnectionRecord {
+  bool Attivo = false;                // the link's sockets are activated; the tick visits it
+  bool UsaTcp = false;                // False: texts are delivered inside the process
+  bool ConnessioneClient = false;     // True: this side calls; False: it listens
+  bool FrameCompleto = false;         // a complete frame waits in FrameRicevuto
+  bool ChiusuraRemota = false;        // the peer sent "9K"
+  bool InFrame = false;               // a frame start has been seen, FrameInCorso is being assembled
   bool DebugAttivo = false;           // trace texts are captured in CodaDebug
+  bool ConnessioneSegnalata = false;  // 701 given and no 702 since
   std::int16_t InEsecuzione = kHandlerFree;
   std::int16_t Stato = kSocketPhase;
   std::int16_t StatoB = kExchangeReset;
@@ -65,9 +64,8 @@ struct alignas(64) ConnectionRecord {
   Instant ScadenzaB;                      // deadline of StatoB
   Instant ScadenzaAlive;                  // keep-alive deadline
   ReceiveQueue Ricevuto;                  // received and not yet framed
-
-  TextBuffer CodaInvio;   // outbound: host texts, "9!", "9OKAY000", "9K"
-  std::string DaInviare;  // message chosen for sending now, "" = nothing
+  std::unique_ptr<std::string> DaInviare;  // message chosen for sending now, null = none
+  TextBuffer CodaInvio;                    // outbound: host texts, "9!", "9OKAY000", "9K"
 
   Instant ScadenzaStato;              // deadline of Stato
   std::string UltimoInviato;          // last data message sent, repeated until it is acknowledged
@@ -81,6 +79,10 @@ struct alignas(64) ConnectionRecord {
   std::int16_t IdQuarn = 0;           // peer identifier
   std::int16_t ContaAlive = 0;        // keep-alive expiries in a row
   std::int16_t ContaNonRisponde = 0;  // failures counted since the last 109
+  bool RicevutoQRY = false;           // words received and not yet answered
+  bool RicevutoCMD = false;
+  bool RicevutoACK = false;
+  bool RicevutoNODATA = false;
   bool Chiuso = false;                // closed by a close operation
   bool Aperto = false;                // opened by the host and not closed since
   bool NonRispondeSegnalato = false;  // 109 given and no 112 since

@@ -49,7 +49,7 @@ void ResetScambio(Library& library, ConnectionRecord& record) {
 }
 
 void ResetLink(Library& library, ConnectionRecord& record) {
-  svuota(record.DaInviare);
+  record.DaInviare.reset();
   svuota(record.UltimoLotto);
   record.AttesaRitrasmissione = 0;
   record.Chiuso = false;

@@ -10,11 +10,11 @@ namespace quarnex {
 /// A ring of texts. Its capacity is a number, not memory: slots are allocated as they are used, so that an
 /// idle link pays for a few bytes of header only, and given back when a large queue has been emptied.
 struct TextBuffer {
-  std::unique_ptr<std::string[]> Items;  // `allocated` slots, 0 to allocated - 1
-  std::int16_t Count = 0;                // items stored, 0 to Capacity
-  std::int16_t Capacity = 0;             // items that it may hold before it grows or drops
-  std::int16_t Head = 0;                 // slot of the oldest item
+  std::int16_t Count = 0;     // items stored, 0 to Capacity
+  std::int16_t Capacity = 0;  // items that it may hold before it grows or drops
+  std::int16_t Head = 0;      // slot of the oldest item
   std::int16_t allocated = 0;
+  std::unique_ptr<std::string[]> Items;  // `allocated` slots, 0 to allocated - 1
 };
 
 /// Empties the buffer and gives it room for `capacity` items; 0 or less accepts nothing and yields nothing.

@@ -60,8 +60,8 @@ void answerData(Library& library, ConnectionRecord& record, Trap& trap) {
     addAcknowledgement(record.UltimoInviato, trap);
     InviaFrame(library, record, record.UltimoInviato);
   } else if (ScegliInvio(library, record)) {
-    addAcknowledgement(record.DaInviare, trap);
-    InviaFrame(library, record, record.DaInviare);
+    addAcknowledgement(*record.DaInviare, trap);
+    InviaFrame(library, record, *record.DaInviare);
   } else {
     return;
   }
@@ -73,7 +73,7 @@ void answerQuery(Library& library, ConnectionRecord& record) {
     ++record.history.repetitions;
     InviaFrame(library, record, record.UltimoInviato);
   } else if (ScegliInvio(library, record)) {
-    InviaFrame(library, record, record.DaInviare);
+    InviaFrame(library, record, *record.DaInviare);
   } else {
     InviaComando(library, record, "NODATA", "");
     return ImpostaStatoB(library, record, kExchangeIdle);

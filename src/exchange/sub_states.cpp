@@ -40,7 +40,7 @@ void HandleStato_A(Library& library, ConnectionRecord& record) {
   } else if (!record.ConnessioneClient) {
     return;
   } else if (ScegliInvio(library, record)) {
-    InviaFrame(library, record, record.DaInviare);
+    InviaFrame(library, record, *record.DaInviare);
   } else {
     InviaComando(library, record, "QRY", "");
   }

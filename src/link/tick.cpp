@@ -16,14 +16,12 @@ namespace {
 
 // With thousands of links nothing of them is left in the processor's caches from the tick before. So records
 // are asked for this many links ahead, and the sockets behind them half as many.
-constexpr int kLinksAhead = 16;
+constexpr int kLinksAhead = 24;
 
 void fetchAhead(Library& library, int link) {
   const int last = library.ConnectionCount;
   if (link + kLinksAhead <= last) {
-    const auto* record = &library.ConnectionTable[static_cast<std::int16_t>(link + kLinksAhead)];
-    prefetch(record);
-    prefetch(&record->CodaInvio.Items);
+    prefetch(&library.ConnectionTable[static_cast<std::int16_t>(link + kLinksAhead)]);
   }
   if (link + kLinksAhead / 2 <= last && library.form) {
     const auto& record = library.ConnectionTable[static_cast<std::int16_t>(link + kLinksAhead / 2)];

@@ -1,6 +1,5 @@
 #include "message/keep_alive.h"
 
-#include "component/record_operations.h"
 #include "diagnostics/error_notices.h"
 #include "diagnostics/trace.h"
 #include "link/failure_handling.h"
@@ -10,8 +9,7 @@ namespace {
 constexpr std::int16_t kExpiriesTolerated = 1;
 }
 
-void ControllaAlive(Library& library, ConnectionRecord& rec) {
-  if (!ScadenzaPassata(library, rec.ScadenzaAlive)) return;
+void AliveScaduto(Library& library, ConnectionRecord& rec) {
   BufferPut(rec.CodaInvio, "9!");
   ++rec.ContaAlive;
   ArmaAlive(library, rec);

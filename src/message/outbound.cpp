@@ -1,5 +1,6 @@
 #include "message/outbound.h"
 
+#include <memory>
 #include <string>
 
 #include "component/record_operations.h"
@@ -11,8 +12,9 @@ namespace {
 constexpr int kTextsPerBatchMax = 20;
 constexpr std::int16_t kRepetitionTicks = 25;
 
-std::string buildBatch(ConnectionRecord& rec) {
-  std::string message = componi("000", Zeri{rec.IdQuarn, 3}, '0');
+std::unique_ptr<std::string> buildBatch(ConnectionRecord& rec) {
+  auto batch = std::make_unique<std::string>(componi("000", Zeri{rec.IdQuarn, 3}, '0'));
+  std::string& message = *batch;
   const std::size_t countAt = message.size() - 1;
   char fields = 2;  // "9CMD" and "9."
   for (int taken = 0; rec.CodaInvio.Count > 0 && taken < kTextsPerBatchMax; ++taken, ++fields) {
@@ -22,7 +24,7 @@ std::string buildBatch(ConnectionRecord& rec) {
   }
   message += "|9CMD|9.|";
   message[countAt] = static_cast<char>('0' + fields);
-  return message;
+  return batch;
 }
 
 void empty(TextBuffer& queue) {
@@ -34,23 +36,23 @@ void empty(TextBuffer& queue) {
 bool PreparaLotto(Library& library, ConnectionRecord& rec) {
   if (rec.CodaInvio.Count == 0) return false;
   rec.DaInviare = buildBatch(rec);
-  rec.UltimoLotto = rec.DaInviare;
-  Traccia(library, rec.IdxQuarn, "IN CANNA:", rec.DaInviare);
+  rec.UltimoLotto = *rec.DaInviare;
+  Traccia(library, rec.IdxQuarn, "IN CANNA:", *rec.DaInviare);
   rec.AttesaRitrasmissione = kRepetitionTicks;
   return true;
 }
 
 bool ScegliInvio(Library& library, ConnectionRecord& rec) {
-  svuota(rec.DaInviare);
+  rec.DaInviare.reset();
   if (rec.Stato == kConnected && rec.AttesaRitrasmissione >= 2) rec.AttesaRitrasmissione = 1;
   if (rec.AttesaRitrasmissione >= 2) {
     --rec.AttesaRitrasmissione;
     return false;
   }
   if (rec.AttesaRitrasmissione == 1) {
-    rec.DaInviare = rec.UltimoLotto;
+    if (!rec.UltimoLotto.empty()) rec.DaInviare = std::make_unique<std::string>(rec.UltimoLotto);
     rec.AttesaRitrasmissione = kRepetitionTicks;
-    return !rec.DaInviare.empty();
+    return rec.DaInviare != nullptr;
   }
   return PreparaLotto(library, rec);
 }

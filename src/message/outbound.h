@@ -14,8 +14,8 @@ namespace quarnex {
 bool PreparaLotto(Library& library, ConnectionRecord& rec);
 
 /// Puts the message to send now into `DaInviare`: on a connected link the unacknowledged batch, at once and
-/// at every call, else a new batch. False, with `DaInviare` "", if there is nothing to send. Has effects, so
-/// it is never skipped where it is to be asked.
+/// at every call, else a new batch. False, with `DaInviare` null, if there is nothing to send. Has effects,
+/// so it is never skipped where it is to be asked.
 bool ScegliInvio(Library& library, ConnectionRecord& rec);
 
 /// Delivers a text of a link without TCP to the first other link of the same type and identifier.

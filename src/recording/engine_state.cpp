@@ -66,8 +66,9 @@ void StateWriter::addLink(const ConnectionRecord& record) {
               record.AnomaliaSegnalata});
   for (const Instant deadline : {record.ScadenzaStato, record.ScadenzaB, record.ScadenzaAlive})
     addDeadline(deadline);
-  for (const std::string* text : {&record.DaInviare, &record.UltimoInviato, &record.FrameInCorso,
-                                  &record.FrameRicevuto, &record.UltimoErrore})
+  addText(record.DaInviare ? std::string_view(*record.DaInviare) : std::string_view());
+  for (const std::string* text :
+       {&record.UltimoInviato, &record.FrameInCorso, &record.FrameRicevuto, &record.UltimoErrore})
     addText(*text);
   addText(record.Ricevuto.text());
   for (const TextBuffer* queue : {&record.CodaInvio, &record.CodaArrivo}) addQueue(*queue);
