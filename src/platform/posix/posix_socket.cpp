@@ -104,6 +104,12 @@ PosixSocket::~PosixSocket() {
   sockets_.forget(*this);
 }
 
+void PosixSocket::operator delete(PosixSocket* socket, std::destroying_delete_t) {
+  PosixSockets& sockets = socket->sockets_;
+  socket->~PosixSocket();
+  sockets.giveBackRoom(socket);
+}
+
 std::string PosixSocket::statusText() {
   switch (state_) {
     case kSocketListening:

@@ -4,6 +4,7 @@
 #include <netinet/in.h>
 
 #include <cstdint>
+#include <new>
 #include <string>
 #include <string_view>
 
@@ -11,6 +12,7 @@
 #include "link/socket_service.h"
 #include "platform/posix/descriptor.h"
 #include "platform/posix/reactor.h"
+#include "platform/prefetch.h"
 
 namespace quarnex {
 
@@ -20,13 +22,15 @@ class PosixSockets;
 /// alone. An idle instance costs its own size and a slot of the reactor; memory for output is taken only
 /// while the system does not drain. Dotted addresses only: a host that is none fails with 10049 when it is
 /// used.
-class PosixSocket final : public SocketInstance, private Watcher {
+class alignas(kCacheLine) PosixSocket final : public SocketInstance, private Watcher {
  public:
   PosixSocket(PosixSockets& sockets, SocketArray array, std::int16_t index, SocketEvents& events)
       : sockets_(sockets), events_(events), index_(index), array_(array) {}
   ~PosixSocket() override;
   PosixSocket(const PosixSocket&) = delete;
   PosixSocket& operator=(const PosixSocket&) = delete;
+  /// Gives the memory back to the service that lent it.
+  static void operator delete(PosixSocket* socket, std::destroying_delete_t);
 
   std::int32_t state() override { return state_; }
   std::string statusText() override;
@@ -69,7 +73,7 @@ class PosixSocket final : public SocketInstance, private Watcher {
   void noteBroken(int systemError);
   void discardUnread();
 
-  // What a quiet tick reads comes first.
+  // What a quiet tick reads comes first, in one cache line.
   std::int32_t state_ = kSocketClosed;
   bool bytesWait_ = false;
   bool ending_ = false;  // the peer has closed, but bytes from before that wait to be fetched
@@ -89,6 +93,6 @@ class PosixSocket final : public SocketInstance, private Watcher {
   std::string remoteHost_;
 };
 
-static_assert(sizeof(PosixSocket) <= 136, "ten thousand of them idle");
+static_assert(sizeof(PosixSocket) <= 128, "ten thousand of them idle");
 
 }  // namespace quarnex

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <memory_resource>
 #include <string>
 #include <string_view>
 
@@ -22,6 +23,10 @@ class PosixSockets final : public SocketService {
                                          SocketEvents& events) override;
 
   Reactor& reactor() { return reactor_; }
+
+  /// Memory for one instance. All lie close together, since a tick looks at all of them.
+  void* takeRoom();
+  void giveBackRoom(void* room);
 
   /// An incoming connection and its caller's address.
   struct Caller {
@@ -46,6 +51,7 @@ class PosixSockets final : public SocketService {
 
  private:
   Reactor& reactor_;
+  std::pmr::unsynchronized_pool_resource rooms_;
   Caller offered_;
   std::unique_ptr<char[]> buffer_;
   std::size_t size_ = 0;                      // bytes of the buffer that belong to `receiver_`
