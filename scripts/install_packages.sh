@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(cmake ninja-build g++ libcli11-dev nlohmann-json3-dev libgtest-dev libgmock-dev)
 if [[ ${1:-} == check ]]; then
-    packages+=(clang libclang-rt-dev clang-format clang-tidy llvm libbenchmark-dev python3 shellcheck spin git valgrind)
+    packages+=(clang libclang-rt-dev clang-format clang-tidy llvm libbenchmark-dev python3 shellcheck spin git valgrind iproute2)
 fi
 
 if ! command -v apt-get >/dev/null; then

@@ -48,6 +48,10 @@ class Host:
         await self.turning
         await self.process.wait()
 
+    def check_alive(self):
+        if self.turning.done():
+            raise self.turning.exception() or RuntimeError(f"{self.side} {self.identifier} ended by itself")
+
     async def turn(self):
         """The host's loop, until the process is gone."""
         opening = [("Init", ""), ("Add", "TEST", self.identifier, self.side == "client", True), ("Apri", 1)]
@@ -96,5 +100,8 @@ class Host:
 
 
 def identity(text):
-    _, life, number = text.split(".")
-    return int(life), int(number)
+    try:
+        _, life, number = text.split(".")
+        return int(life), int(number)
+    except ValueError:
+        raise RuntimeError(f"{text!r} is no text of these hosts: does another program use their ports?") from None

@@ -60,6 +60,8 @@ class Pair:
         while not (self.server.heard_since(self.client, moment) and self.client.heard_since(self.server, moment)):
             if time.monotonic() - moment > RECOVERY_SECONDS_MAX:
                 raise TimeoutError(f"link {self.server.identifier} is not back after {RECOVERY_SECONDS_MAX} seconds")
+            for host in (self.server, self.client):
+                host.check_alive()
             await asyncio.sleep(0.05)
         return time.monotonic() - moment
 

@@ -219,6 +219,9 @@ TEST(Snapshot, SaysWhyALinkIsAsItIs) {
   StubHost host;
   const LinkSnapshot local = host.quarn.snapshot(host.quarn.Add("A", 1, true, false));
   EXPECT_EQ(local.endpoint + ": " + local.why, "Buffer: works inside the process, without TCP");
+  const std::int16_t unopened = host.quarn.Add("A", 2, true, true);
+  host.quarn.Uscita();
+  EXPECT_EQ(host.quarn.snapshot(unopened).why, "not opened");
 }
 
 TEST(Snapshot, TellsThePhases) {

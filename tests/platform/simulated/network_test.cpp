@@ -246,6 +246,8 @@ TEST(VirtualClocks, CanBeTamperedWith) {
 
 TEST(MemoryFiles, DropWhatTheDiskDoesNotTake) {
   MemoryFile file;
+  EXPECT_THROW(file.create(std::string("a\0b", 3)), Failure);
+  file.write("to nowhere\n");
   file.create("log");
   file.failingWrite = 2;
   for (const char* line : {"one\n", "two\n", "three\n"}) file.write(line);

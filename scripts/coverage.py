@@ -1,0 +1,64 @@
+#!/usr/bin/env python3
+"""Says which branches no test takes: coverage.py COVERAGE.json EXCLUSIONS.txt
+
+An exclusion is a line "FILE: CODE: true|false": the condition that reads CODE need not go that way. The comment above it gives
+the reason. Exit status 0 if all others of the engine are taken, and 95 % of the adapters'.
+"""
+import collections
+import json
+import pathlib
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parents[1]
+ENGINE = ["src/component", "src/diagnostics", "src/message", "src/link", "src/exchange"]
+ADAPTERS = ["src/platform/posix", "src/platform/simulated"]
+ADAPTERS_MIN = 0.95
+
+
+def branches(coverage):
+    """(file, condition, line, way): how often it went that way, over all instances of a template."""
+    counts = collections.Counter()
+    for file in json.loads(coverage.read_text())["data"][0]["files"]:
+        path = pathlib.Path(file["filename"])
+        if ROOT not in path.parents:
+            continue
+        name, lines = str(path.relative_to(ROOT)), path.read_text().split("\n")
+        for line, column, end_line, end_column, taken, not_taken, *_ in file["branches"]:
+            code = " ".join(part.strip() for part in lines[line - 1:end_line])
+            if line == end_line:
+                code = lines[line - 1][column - 1:end_column - 1]
+            for way, count in (("true", taken), ("false", not_taken)):
+                counts[name, code, (line, column), way] += count
+    return counts
+
+
+def excluded(file):
+    lines = [line for line in file.read_text().splitlines() if line and not line.startswith("#")]
+    return {tuple([line.split(": ", 1)[0], *line.split(": ", 1)[1].rsplit(": ", 1)]) for line in lines}
+
+
+def main():
+    counts, exclusions = branches(pathlib.Path(sys.argv[1])), excluded(pathlib.Path(sys.argv[2]))
+    well, used = True, set()
+    for folder in ENGINE + ADAPTERS:
+        ours = [branch for branch in counts if branch[0].startswith(folder + "/")]
+        open_ones = []
+        for branch in sorted(branch for branch in ours if counts[branch] == 0):
+            name, code, (line, _), way = branch
+            if (name, code, way) in exclusions:
+                used.add((name, code, way))
+            else:
+                open_ones.append(f"  {name}:{line}: never {way}: {code}")
+        named = sum(1 for name, code, _, way in ours if (name, code, way) in exclusions)
+        share = 1 - len(open_ones) / max(1, len(ours) - named)
+        print(f"{folder:24} {len(ours):5} branches, {named:3} excluded, {100 * share:6.2f} % of the others are taken")
+        print("".join(line + "\n" for line in open_ones), end="")
+        well = well and (not open_ones if folder in ENGINE else share >= ADAPTERS_MIN)
+    for exclusion in sorted(exclusions - used):
+        print(f"no longer needed, or of code that is gone: {': '.join(exclusion)}")
+        well = False
+    sys.exit(0 if well else 1)
+
+
+if __name__ == "__main__":
+    main()

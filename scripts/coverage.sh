@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# Measures which branches the tests take, with Clang: all of the engine's have to be taken both ways, but for those that
+# scripts/coverage_exclusions.txt names with a reason, and 95 % of the adapters'.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+if [[ $# -gt 0 ]]; then
+    echo "usage: scripts/coverage.sh" >&2
+    exit 2
+fi
+scripts/install_packages.sh check
+if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
+readonly build=build/coverage
+version=$(clang++ -dumpversion)
+suffix=-${version%%.*}
+
+cmake --preset debug -B "$build" -DCMAKE_CXX_COMPILER=clang++ -DQUARNEX_TESTS=ON \
+    -DCMAKE_CXX_FLAGS="-fprofile-instr-generate -fcoverage-mapping" >/dev/null
+cmake --build "$build" -j "$(nproc)" --target quarnex_tests quarn fuzz_received fuzz_message >/dev/null
+
+rm -f "$build"/*.profraw
+export LLVM_PROFILE_FILE="$PWD/$build/%4m.profraw" # processes that share a program share its file
+"$build/bin/quarnex_tests" --gtest_brief=1
+"$build/bin/quarn" replay tests/data/recordings/*.jsonl >/dev/null
+for seed in 1 2 3; do "$build/bin/quarn" simulate --seed "$seed" --hours 2 >/dev/null 2>&1; done
+for target in received message; do "$build/bin/fuzz_$target" "fuzz/corpus/$target" >/dev/null; done
+QUARN="$PWD/$build/bin/quarn" PYTHONDONTWRITEBYTECODE=1 python3 tests/tool/live_test.py 2>&1 | tail -n 1
+
+"llvm-profdata$suffix" merge -sparse "$build"/*.profraw -o "$build/tests.profdata"
+"llvm-cov$suffix" export "$build/bin/quarnex_tests" -object "$build/bin/quarn" -object "$build/bin/fuzz_received" \
+    -instr-profile="$build/tests.profdata" -skip-functions src >"$build/coverage.json"
+python3 scripts/coverage.py "$build/coverage.json" scripts/coverage_exclusions.txt
