@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <iomanip>
 #include <iostream>
 
 namespace quarnex::tool {
@@ -25,11 +26,21 @@ void printFaults(const simulation::RunNumbers& numbers, const simulated::FaultSe
   std::cout << '\n';
 }
 
+void printCauses(const char* what, const simulation::CauseCounts& counts) {
+  std::cout << std::left << std::setw(11) << what;
+  for (std::size_t i = 0; i < counts.size(); ++i) {
+    if (counts[i] > 0) std::cout << ' ' << nameOf(static_cast<simulation::Cause>(i)) << ' ' << counts[i];
+  }
+  std::cout << '\n';
+}
+
 void printTexts(const simulation::RunNumbers& numbers) {
   std::cout << "texts       " << numbers.textsSent << " sent, " << numbers.textsDelivered << " delivered, "
             << numbers.textsSent - numbers.textsDelivered << " not, " << numbers.textsAgain
             << " delivered again, " << numbers.textsOld << " late, " << numbers.textsForeign
             << " of strangers or damaged\n";
+  printCauses("lost", numbers.losses);
+  printCauses("doubled", numbers.duplicates);
 }
 
 void printReports(const simulation::RunNumbers& numbers) {

@@ -16,7 +16,13 @@ using simulated::Fault;
 constexpr std::string_view kReportTrace = "P:X000E";
 constexpr std::string_view kReceivedTrace = "R>";
 constexpr std::string_view kReport = "X000E";
-constexpr std::size_t kEnvelope = 4;  // start character, checksum, end character
+constexpr std::string_view kActivationTrace = "ATTIVATO SOCKET ";
+constexpr std::string_view kBatchTrace = "IN CANNA:";
+constexpr std::string_view kData = "|9CMD|";
+constexpr std::string_view kFailureTrace = "P:Errore: ";
+constexpr std::string_view kEmptyQueues = "VUOTABUFFER";
+constexpr std::int16_t kFullQueue = 4999;  // of 5000: the next one drops the oldest
+constexpr std::size_t kEnvelope = 4;       // start character, checksum, end character
 constexpr std::int16_t kConnectedPhase = 17;
 
 int codeOf(std::string_view reportTrace) {
@@ -95,8 +101,11 @@ void Auditor::onTick() {
 
 void Auditor::traced(std::int16_t IdxQuarn, std::string_view text) {
   audit_.traces.add(text);
+  if (text.starts_with(kActivationTrace)) happened(IdxQuarn, Cause::Disconnected);
+  if (text.starts_with(kFailureTrace)) happened(IdxQuarn, Cause::Failed);
   if (text.starts_with(kReportTrace)) reported(IdxQuarn, codeOf(text));
   Memory& memory = stir(IdxQuarn);
+  memory.newBatch = memory.newBatch || text.starts_with(kBatchTrace);
   if (memory.received != nullptr && text.starts_with(kReceivedTrace))
     TextLedger::receiveBody(*memory.received, text.substr(kReceivedTrace.size()));
   nextObserver_->traced(IdxQuarn, text);
@@ -110,6 +119,11 @@ void Auditor::called(const Method& method, std::span<const Value> parameters) {
   begin(link);
   taking_ = method.name == "GetMessaggioArrivato";
   if (method.name == "Add") added(link, parameters);
+  if (method.name == "Chiudi") happened(link, Cause::Closed);
+  if (method.name == "Uscita") {
+    for (int each = 1; each <= library_->ConnectionCount; ++each)
+      happened(static_cast<std::int16_t>(each), Cause::Closed);
+  }
   if (method.name == "Invia") sendsText(link, std::get<std::string>(parameters[1]));
   if (link != 0 && method.name == "Apri") memoryOf(link).declared = memoryOf(link).failing = false;
   nextObserver_->called(method, parameters);
@@ -133,8 +147,15 @@ void Auditor::sends(SocketArray array, std::int16_t index, std::string_view byte
   ++memory.framesSent;
   if (memory.sent != nullptr && bytes.size() > kEnvelope)
     TextLedger::sendBody(*memory.sent, bytes.substr(1, bytes.size() - kEnvelope));
+  if (memory.sent != nullptr && bytes.find(kData) != std::string_view::npos) sendsData(link);
   const std::string_view flaw = flawOfFrame(bytes, memory.identifier);
   if (plain_ && !flaw.empty()) found(link, std::string(flaw));
+}
+
+// Data without a batch built for it has been sent before; an acknowledgement that it carries comes again,
+// too.
+void Auditor::sendsData(std::int16_t link) {
+  if (!std::exchange(memoryOf(link).newBatch, false)) happened(link, Cause::Repeated);
 }
 
 void Auditor::calls(std::int16_t clientIndex) {
@@ -171,11 +192,20 @@ void Auditor::added(std::int16_t link, std::span<const Value> parameters) {
   memory.sent = &audit_.ledger.course({machine_, identifier, client});
   memory.received = &audit_.ledger.course({machine_, identifier, !client});
   plain_ = plain_ && fitsFrame(identifier);
+  happened(link, Cause::Restarted);
+}
+
+void Auditor::happened(std::int16_t link, Cause cause) {
+  const Memory& memory = memoryOf(link);
+  for (Course* course : {memory.sent, memory.received})
+    if (course != nullptr) course->happened(cause, audit_.time.now());
 }
 
 void Auditor::sendsText(std::int16_t link, const std::string& text) {
   plain_ = plain_ && isPlain(text);
-  if (link != 0) audit_.ledger.send(*memoryOf(link).sent, text);
+  if (link == 0) return;
+  if (text == kEmptyQueues) happened(link, Cause::Emptied);
+  audit_.ledger.send(*memoryOf(link).sent, text, audit_.time.now());
 }
 
 Auditor::Memory& Auditor::stir(std::int16_t link) {
@@ -209,6 +239,7 @@ void Auditor::inspect(std::int16_t link) {
   const ConnectionRecord& record = library_->ConnectionTable[link];
   const std::string_view broken = brokenInvariant(record);
   if (!broken.empty()) found(link, std::string(broken));
+  inspectQueues(record, memory);
   inspectPace(link, record, memory);
   if (steps_ == 1 && ticks_ == 1 && steady_ && read_) inspectDeadlines(link, record, memory);
   memory.stateDeadline = record.ScadenzaStato;
@@ -219,6 +250,13 @@ void Auditor::inspect(std::int16_t link) {
   memory.expiries = record.ContaAlive;
   memory.missedReplies = record.ContaTimeoutB;
   memory.served = record.Attivo && record.Stato == kConnectedPhase;
+}
+
+void Auditor::inspectQueues(const ConnectionRecord& record, const Memory& before) {
+  if (before.sent == nullptr) return;
+  const simulated::Milliseconds now = audit_.time.now();
+  if (record.CodaInvio.Count >= kFullQueue) before.sent->happened(Cause::Overflow, now);
+  if (record.CodaArrivo.Count >= kFullQueue) before.received->happened(Cause::Overflow, now);
 }
 
 // A frame that holds both a text and a query, which only strangers send, is answered twice.
@@ -241,6 +279,7 @@ void Auditor::inspectDeadlines(std::int16_t link, const ConnectionRecord& record
 
 void Auditor::reported(std::int16_t link, int code) {
   ++audit_.reports[code];
+  if (code == 702) happened(link, Cause::Disconnected);
   Memory& memory = memoryOf(link);
   // The text of a 109 may be impossible to make after the link has already been declared.
   const bool excused = audit_.mix.has(Fault::Operations);
@@ -255,6 +294,7 @@ void Auditor::delivered(std::int16_t link, std::string_view text) {
   Course& course = *memoryOf(link).received;
   const Arrival arrival = audit_.ledger.deliver(course, text);
   if (course.torn()) return;
+  if (audit_.ledger.unexplained() > 0) found(link, "texts were lost or doubled without a cause");
   if (arrival == Arrival::Foreign) found(link, "a text was delivered that nobody sent: " + std::string(text));
   // Damage also repeats old frames.
   if (arrival == Arrival::Old && !audit_.mix.has(Fault::Damage))

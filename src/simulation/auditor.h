@@ -62,6 +62,7 @@ class Auditor final : public ServicesWrapper,
     Course* received = nullptr;
     Instant stateDeadline, replyDeadline, aliveDeadline;
     std::uint64_t framesReceived = 0;
+    bool newBatch = false;         // built and not sent yet
     std::uint64_t framesSent = 0;  // in the step under way
     bool stirred = false;          // a text or a frame of it has shown in the step under way
     std::int16_t expiries = 0;
@@ -112,11 +113,14 @@ class Auditor final : public ServicesWrapper,
   void begin(std::int16_t link);
   void end();
   void added(std::int16_t link, std::span<const Value> parameters);
+  void happened(std::int16_t link, Cause cause);
+  void sendsData(std::int16_t link);
   void sendsText(std::int16_t link, const std::string& text);
   Memory& stir(std::int16_t link);
   void inspectStirred();
   void inspectAll();
   void inspect(std::int16_t link);
+  void inspectQueues(const ConnectionRecord& record, const Memory& before);
   void inspectPace(std::int16_t link, const ConnectionRecord& record, const Memory& before);
   void inspectDeadlines(std::int16_t link, const ConnectionRecord& record, const Memory& before);
   void reported(std::int16_t link, int code);

@@ -15,6 +15,8 @@ void addEach(Counts& sums, const Counts& others) {
 void RunNumbers::add(const RunNumbers& other) {
   addEach(faults, other.faults);
   addEach(traces, other.traces);
+  addEach(losses, other.losses);
+  addEach(duplicates, other.duplicates);
   for (const auto& [code, count] : other.reports) reports[code] += count;
   textsSent += other.textsSent;
   textsDelivered += other.textsDelivered;

@@ -37,6 +37,7 @@ class Run {
         site_(world_, kPairs, plan.links),
         trouble_(site_, world_.random(), plan.faults) {
     audit_.mix = trouble_.mix();
+    excuseByMix();
     int number = 0;
     for (const auto& place : site_.places()) {
       simulated::Host& host = place->host();
@@ -63,6 +64,12 @@ class Run {
     std::shared_ptr<HashSink> sink;  // of the engine that runs
     std::uint64_t engines = 0;       // so far
   };
+
+  void excuseByMix() {
+    if (audit_.strangers()) audit_.ledger.excuse(Cause::Stranger);
+    if (audit_.mix.has(simulated::Fault::Damage)) audit_.ledger.excuse(Cause::Damaged);
+    if (audit_.mix.has(simulated::Fault::Operations)) audit_.ledger.excuse(Cause::Failed);
+  }
 
   bool sound() const { return !audit_.findings.first(); }
 
@@ -104,6 +111,10 @@ class Run {
     await([this] { return mostQueued() == 0 && site_.allConnected(); }, kRecoveryMax + batches * kBatchMax,
           "queued texts do not go out though links are connected");
     pass(30 * kSecond);
+    if (!sound()) return;
+    audit_.ledger.close();
+    if (audit_.ledger.unexplained() > 0)
+      audit_.findings.add({world_.time().now(), 0, 0, "texts were lost or doubled without a cause"});
   }
 
   std::int16_t mostQueued() {
@@ -165,6 +176,8 @@ class Run {
     result_.textsAgain = audit_.ledger.arrived(Arrival::Again);
     result_.textsOld = audit_.ledger.arrived(Arrival::Old);
     result_.textsForeign = audit_.ledger.arrived(Arrival::Foreign);
+    result_.losses = audit_.ledger.losses();
+    result_.duplicates = audit_.ledger.duplicates();
     result_.framesSent = audit_.framesSent;
     result_.connections = world_.network().connectionsMade();
     result_.steps = audit_.steps;

@@ -12,6 +12,7 @@
 #include "platform/simulated/fault.h"
 #include "platform/simulated/virtual_time.h"
 #include "simulation/findings.h"
+#include "simulation/text_ledger.h"
 #include "simulation/trace_texts.h"
 
 namespace quarnex::simulation {
@@ -32,6 +33,7 @@ struct RunNumbers {
   std::array<std::uint64_t, kTraceTextCount> traces{};         ///< how often each was seen
   std::map<int, std::uint64_t> reports;                        ///< event reports by code
   std::uint64_t textsSent = 0, textsDelivered = 0, textsAgain = 0, textsOld = 0, textsForeign = 0;
+  CauseCounts losses{}, duplicates{};  ///< of texts, by cause
   std::uint64_t framesSent = 0, connections = 0, steps = 0;
   std::uint64_t engines = 0;
   double linkHours = 0;                  ///< each end of a connection is a link

@@ -16,9 +16,17 @@ constexpr std::ptrdiff_t kRemembered = 12'000;
 
 }  // namespace
 
-void TextLedger::send(Course& course, std::string_view text) {
-  const Text sent = textOf(text);
+std::string_view nameOf(Cause cause) {
+  constexpr std::string_view names[] = {"emptied", "closed",   "restarted", "disconnected", "overflow",
+                                        "failed",  "repeated", "stranger",  "damaged",      "unknown"};
+  static_assert(std::size(names) == kCauseCount);
+  return names[static_cast<std::size_t>(cause)];
+}
+
+void TextLedger::send(Course& course, std::string_view text, std::int64_t at) {
+  Text sent = textOf(text);
   if (sent.number == 0) return;
+  sent.at = at;
   ++sent_;
   auto& texts = course.sent_;
   if (std::ssize(texts) >= 2 * kRemembered) texts.erase(texts.begin(), texts.begin() + kRemembered);
@@ -60,7 +68,7 @@ TextLedger::Text TextLedger::textOf(std::string_view text) {
   std::uint64_t number = 0;
   const auto [rest, error] = std::from_chars(text.data() + kBeginning.size(), end, number);
   if (error != std::errc() || std::any_of(rest, end, [](char byte) { return byte != '.'; })) return {};
-  return {number, text.size()};
+  return {number, text.size(), 0};
 }
 
 Arrival TextLedger::judge(Course& course, const Text& text) {
@@ -71,12 +79,39 @@ Arrival TextLedger::judge(Course& course, const Text& text) {
     return Arrival::Foreign;
   auto& delivered = course.delivered_;
   if (!delivered.empty() && text.number <= delivered.back()) {
-    const bool latest = std::binary_search(delivered.begin(), delivered.end(), text.number);
-    return latest ? Arrival::Again : Arrival::Old;
+    if (!std::binary_search(delivered.begin(), delivered.end(), text.number)) return Arrival::Old;
+    ++duplicates_[static_cast<std::size_t>(causeOf(course, *sent))];
+    return Arrival::Again;
   }
+  lose(course, delivered.empty() ? 0 : delivered.back(), text.number);
   delivered.push_back(text.number);
   if (delivered.size() > kBatchMax) delivered.pop_front();
   return Arrival::New;
+}
+
+// What was seen to happen on the way comes before what the mix of faults makes possible on every way. After a
+// repetition there may be an acknowledgement too many, which stays in the exchange until the connection ends.
+Cause TextLedger::causeOf(const Course& course, const Text& text) const {
+  for (std::size_t cause = 0; cause < kCauseCount; ++cause) {
+    if (course.latest_[cause] >= text.at) return static_cast<Cause>(cause);
+  }
+  if (course.latest(Cause::Repeated) > course.latest(Cause::Disconnected)) return Cause::Repeated;
+  if (course.torn_) return Cause::Stranger;
+  const auto excuse = std::find(always_.begin(), always_.end(), true);
+  return excuse == always_.end() ? Cause::Unknown : static_cast<Cause>(excuse - always_.begin());
+}
+
+// The texts between two numbers.
+void TextLedger::lose(const Course& course, std::uint64_t after, std::uint64_t before) {
+  const auto later = [](std::uint64_t number, const Text& one) { return number < one.number; };
+  auto lost = std::upper_bound(course.sent_.begin(), course.sent_.end(), after, later);
+  for (; lost != course.sent_.end() && lost->number < before; ++lost)
+    ++losses_[static_cast<std::size_t>(causeOf(course, *lost))];
+}
+
+void TextLedger::close() {
+  for (const auto& [way, course] : courses_)
+    lose(course, course.delivered_.empty() ? 0 : course.delivered_.back(), UINT64_MAX);
 }
 
 }  // namespace quarnex::simulation

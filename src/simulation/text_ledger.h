@@ -1,6 +1,7 @@
 // TextLedger: who sent which text to whom, and what of it arrived.
 #pragma once
 
+#include <array>
 #include <compare>
 #include <cstddef>
 #include <cstdint>
@@ -26,9 +27,28 @@ enum class Arrival : std::uint8_t {
   Foreign  ///< nobody sent it on this way
 };
 
+/// What loses texts or doubles them. The order is that in which one is chosen where several apply.
+enum class Cause : std::uint8_t {
+  Emptied,       ///< the host at one end said "VUOTABUFFER"
+  Closed,        ///< the host closed one end of the link, or left
+  Restarted,     ///< one end began anew
+  Disconnected,  ///< one end reported 702, or activated its sockets, which empties its queue
+  Overflow,      ///< a queue of 5000 dropped its oldest
+  Failed,        ///< a step of the engine failed
+  Repeated,      ///< an acknowledgement was late, or came for an earlier batch
+  Stranger,      ///< somebody else was connected, or fragments passed the checksum
+  Damaged,       ///< the network changed, dropped or repeated frames
+  Unknown
+};
+constexpr std::size_t kCauseCount = static_cast<std::size_t>(Cause::Unknown) + 1;
+using CauseCounts = std::array<std::uint64_t, kCauseCount>;
+std::string_view nameOf(Cause cause);
+
 /// What went one way, and what of it arrived.
 class Course {
  public:
+  /// Whatever was sent until now and has not arrived may be lost, or come again, because of this.
+  void happened(Cause cause, std::int64_t at) { latest_[static_cast<std::size_t>(cause)] = at; }
   /// True once a body has come in that the peer never sent: a stranger's, or pieces of several frames that
   /// the checksum did not tell from a whole one. From then on any text may arrive.
   bool torn() const { return torn_; }
@@ -40,13 +60,21 @@ class Course {
   struct Text {
     std::uint64_t number = 0;  // 0 = none of ours
     std::size_t size = 0;
+    std::int64_t at = 0;
   };
+
+  std::int64_t latest(Cause cause) const { return latest_[static_cast<std::size_t>(cause)]; }
 
   std::vector<std::size_t> bodies_;  // hashes of the latest ones sent, in a ring once it is full
   std::size_t nextBody_ = 0;
   bool torn_ = false;
   std::vector<Text> sent_;               // ascending
   std::deque<std::uint64_t> delivered_;  // the latest, ascending
+  std::array<std::int64_t, kCauseCount> latest_ = [] {
+    std::array<std::int64_t, kCauseCount> never{};
+    never.fill(-1);
+    return never;
+  }();
 };
 
 /// Understands the texts of a `Place`: "text", a number that rises with every text of the host, and dots.
@@ -55,26 +83,39 @@ class TextLedger {
   /// Stays where it is.
   Course& course(const Way& way) { return courses_[way]; }
 
-  /// Anything but such a text is ignored.
-  void send(Course& course, std::string_view text);
+  /// These causes apply to every text.
+  void excuse(Cause cause) { always_[static_cast<std::size_t>(cause)] = true; }
+
+  /// Anything but such a text is ignored. Moments never go back.
+  void send(Course& course, std::string_view text, std::int64_t at = 0);
   Arrival deliver(Course& course, std::string_view text);
 
   /// The body of a frame that leaves, and of one that came in with a right checksum.
   static void sendBody(Course& course, std::string_view body);
   static void receiveBody(Course& course, std::string_view body);
 
+  /// Nothing more will arrive: what has not is lost.
+  void close();
+
   std::uint64_t sent() const { return sent_; }
+  const CauseCounts& losses() const { return losses_; }
+  const CauseCounts& duplicates() const { return duplicates_; }
+  std::uint64_t unexplained() const { return losses_.back() + duplicates_.back(); }
   std::uint64_t arrived(Arrival kind) const { return arrived_[static_cast<std::size_t>(kind)]; }
 
  private:
   using Text = Course::Text;
 
   static Text textOf(std::string_view text);
-  static Arrival judge(Course& course, const Text& text);
+  Arrival judge(Course& course, const Text& text);
+  Cause causeOf(const Course& course, const Text& text) const;
+  void lose(const Course& course, std::uint64_t after, std::uint64_t before);
 
   std::map<Way, Course> courses_;
   std::uint64_t sent_ = 0;
   std::uint64_t arrived_[4] = {};
+  CauseCounts losses_{}, duplicates_{};
+  std::array<bool, kCauseCount> always_{};
 };
 
 }  // namespace quarnex::simulation

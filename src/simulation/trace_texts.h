@@ -16,7 +16,8 @@ struct TraceText {
   std::string_view within{};
 };
 
-// Those of in-process links, "I>:" and "R>:", are missing: such a link has no network to suffer from.
+// Those of in-process links, "I>:" and "R>:", are missing: such a link has no network to suffer from. So are
+// "error QUARN Handler", since the steps of a link settle their own failures, and "error TCP Apri scheda".
 inline constexpr TraceText kTraceTexts[] = {
     {"+++", "++++"},
     {"R>", "R>"},
@@ -30,7 +31,6 @@ inline constexpr TraceText kTraceTexts[] = {
     {"P:X000E0992", "P:X000E0992"},
     {"P:X000E0993", "P:X000E0993"},
     {"P:Errore AddHQUARN", "P:Errore: ", "error HTCP: AddHQUARN"},
-    {"P:Errore QUARN Handler", "P:Errore: ", "error QUARN Handler"},
     {"P:Errore ETH Handler_ADV", "P:Errore: ", "error ETH Handler_ADV"},
     {"P:Errore DividiMessaggio", "P:Errore: ", "error DividiMessaggio"},
     {"COMANDO:", "COMANDO:"},

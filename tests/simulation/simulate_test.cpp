@@ -86,6 +86,12 @@ constexpr Spoiled kSpoiled[] = {
     {"Text",
      [](Library& library, TextLedger&) { BufferPut(library.ConnectionTable[1].CodaArrivo, "text 7"); },
      "a text was delivered that nobody sent: text 7"},
+    {"Loss",
+     [](Library& library, TextLedger& ledger) {
+       for (const char* text : {"text 1", "text 2"}) ledger.send(ledger.course({1, 5, false}), text, 31'000);
+       BufferPut(library.ConnectionTable[1].CodaArrivo, "text 2");
+     },
+     "texts were lost or doubled without a cause"},
     {"Order",
      [](Library& library, TextLedger& ledger) {
        for (const char* text : {"text 1", "text 2"}) ledger.send(ledger.course({1, 5, false}), text);
