@@ -78,10 +78,15 @@ std::string allNames() {
 }
 
 simulated::FaultSet faultsOf(const std::string& list) {
-  if (list == "all") return simulated::FaultSet::all();
   simulated::FaultSet faults;
   if (list == "none") return faults;
-  for (std::string_view rest = list;;) {
+  std::string_view rest = list;
+  if (rest == "all" || rest.starts_with("all,")) {
+    faults = simulated::FaultSet::all();
+    if (rest.size() == 3) return faults;
+    rest.remove_prefix(4);
+  }
+  for (;;) {
     const std::string_view name = rest.substr(0, rest.find(','));
     const auto fault = simulated::faultNamed(name);
     if (!fault)
@@ -154,7 +159,7 @@ int simulateSeveral(const ManyPlan& many) {
   std::cout.flush();
   printSpeed(sums, watch.cpuSeconds(), watch.elapsedSeconds());
   if (!many.expectAll) return sound ? 0 : kBroken;
-  const auto missing = sums.seenLessThan(kLeastSeen);
+  const auto missing = sums.seenLessThan(kLeastSeen, many.plan.faults);
   for (const std::string& name : missing)
     std::cerr << "quarn: " << name << " was seen fewer than " << kLeastSeen << " times\n";
   return sound && missing.empty() ? 0 : kBroken;
@@ -183,7 +188,10 @@ void addSimulateCommand(CLI::App& app, int& exitStatus) {
       ->type_name("H")
       ->capture_default_str();
   command.add_option("--links", options->links, "of each host")->type_name("N")->capture_default_str();
-  command.add_option("--faults", options->faults, "all, none, or names with commas; the seed draws of these")
+  command
+      .add_option("--faults", options->faults,
+                  "all, none, or names with commas; the seed draws of these, and takes the large\n"
+                  "ones, endless and backlog, where they are named: all,backlog")
       ->type_name("LIST")
       ->capture_default_str();
   command.add_option("--record", options->directory, "keep a recording of each engine there")

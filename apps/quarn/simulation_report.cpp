@@ -87,7 +87,7 @@ void printRuns(const simulation::RunPlan& plan, std::uint64_t runs, const simula
   std::cout << "seeds       " << runs << " from " << plan.seed << " on\n"
             << "time        " << withOneDigit(sums.linkHours) << " link-hours, "
             << withOneDigit(sums.linkHours / kHoursOfAYear) << " link-years\n";
-  printFaults(sums, simulated::FaultSet::all());
+  printFaults(sums, plan.faults);
   printTexts(sums);
   printReports(sums);
   printTraces(sums);

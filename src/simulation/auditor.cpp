@@ -42,7 +42,8 @@ bool fitsFrame(std::int16_t identifier) {
 }  // namespace
 
 bool Audit::strangers() const {
-  return mix.has(Fault::Hostile) || mix.has(Fault::Callers) || mix.has(Fault::Squat);
+  return mix.has(Fault::Endless) || mix.has(Fault::Backlog) || mix.has(Fault::Hostile) ||
+         mix.has(Fault::Callers) || mix.has(Fault::Squat);
 }
 
 Services Auditor::wrap(const Services& services) {

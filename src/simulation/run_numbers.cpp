@@ -32,10 +32,12 @@ void RunNumbers::add(const RunNumbers& other) {
   exit = std::max(exit, other.exit);
 }
 
-std::vector<std::string> RunNumbers::seenLessThan(std::uint64_t least) const {
+std::vector<std::string> RunNumbers::seenLessThan(std::uint64_t least,
+                                                  const simulated::FaultSet& allowed) const {
   std::vector<std::string> names;
   for (std::size_t i = 0; i < faults.size(); ++i) {
-    if (faults[i] < least) names.emplace_back(nameOf(static_cast<simulated::Fault>(i)));
+    const auto fault = static_cast<simulated::Fault>(i);
+    if (allowed.has(fault) && faults[i] < least) names.emplace_back(nameOf(fault));
   }
   for (std::size_t i = 0; i < traces.size(); ++i) {
     if (traces[i] < least) names.emplace_back('"' + std::string(kTraceTexts[i].name) + '"');

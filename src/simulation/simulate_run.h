@@ -41,8 +41,8 @@ struct RunNumbers {
   simulated::Milliseconds exit = 0;      ///< from `Uscita` until every host was ready to leave, the longest
 
   void add(const RunNumbers& other);
-  /// Names of faults and trace texts that were seen fewer than `least` times.
-  std::vector<std::string> seenLessThan(std::uint64_t least) const;
+  /// Names of `allowed` faults, and of trace texts, that were seen fewer than `least` times.
+  std::vector<std::string> seenLessThan(std::uint64_t least, const simulated::FaultSet& allowed) const;
 };
 
 struct RunResult : RunNumbers {

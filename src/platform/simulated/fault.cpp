@@ -7,11 +7,11 @@ namespace quarnex::simulated {
 namespace {
 
 constexpr std::string_view kNames[] = {
-    "delay",     "cut",           "damage",      "window",      "partial",      "hold",
-    "half-open", "break",         "refuse",      "hang",        "callers",      "squat",
-    "hostile",   "operations",    "descriptors", "events",      "raise",        "nesting",
-    "disk",      "clock-forward", "clock-back",  "clock-speed", "clock-strobe", "clock-inside",
-    "summer",    "stall",         "pace",        "host-calls",  "restart",      "deaf"};
+    "delay",       "cut",          "damage",       "window",  "partial", "hold",          "half-open",
+    "break",       "refuse",       "hang",         "callers", "squat",   "hostile",       "operations",
+    "descriptors", "events",       "raise",        "nesting", "disk",    "clock-forward", "clock-back",
+    "clock-speed", "clock-strobe", "clock-inside", "summer",  "stall",   "pace",          "host-calls",
+    "restart",     "deaf",         "endless",      "backlog"};
 static_assert(std::size(kNames) == kFaultCount);
 
 }  // namespace

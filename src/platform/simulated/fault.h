@@ -43,9 +43,16 @@ enum class Fault : std::uint8_t {
   Pace,
   HostCalls,
   Restart,
-  Deaf
+  Deaf,
+  // so large that they are only drawn where they are named
+  Endless,
+  Backlog
 };
-constexpr std::size_t kFaultCount = static_cast<std::size_t>(Fault::Deaf) + 1;
+constexpr std::size_t kFaultCount = static_cast<std::size_t>(Fault::Backlog) + 1;
+
+constexpr bool isLarge(Fault fault) {
+  return fault >= Fault::Endless;
+}
 
 /// "delay", "half-open", "clock-back".
 std::string_view nameOf(Fault fault);
@@ -53,15 +60,18 @@ std::optional<Fault> faultNamed(std::string_view name);
 
 class FaultSet {
  public:
-  static FaultSet all() { return FaultSet().set(); }
+  /// All but the large ones.
+  static FaultSet all() {
+    FaultSet faults;
+    for (std::size_t i = 0; i < kFaultCount; ++i) {
+      if (const auto fault = static_cast<Fault>(i); !isLarge(fault)) faults.add(fault);
+    }
+    return faults;
+  }
   bool has(Fault fault) const { return bits_.test(static_cast<std::size_t>(fault)); }
   void add(Fault fault) { bits_.set(static_cast<std::size_t>(fault)); }
 
  private:
-  FaultSet& set() {
-    bits_.set();
-    return *this;
-  }
   std::bitset<kFaultCount> bits_;
 };
 

@@ -82,6 +82,7 @@ void relieveHost(Place& place) {
   host.sockets.descriptorsMax = std::numeric_limits<int>::max();
   host.log.room = std::numeric_limits<std::size_t>::max();
   host.log.failingWrite = 0;
+  host.log.beforeWrite = nullptr;
   host.clock.calm();
   host.timer.setPace(0, 0);
   place.setPolling(true);
@@ -106,6 +107,9 @@ void spoilDisk(Scene& scene) {
   if (!host.running()) return;
   openOrCloseLog(scene, host);
   switch (scene.random.below(4)) {
+    case 3:
+      host.log.beforeWrite = [&loop = host.loop, by = scene.duration(10, 2 * kSecond)] { loop.stall(by); };
+      break;
     case 0:
       host.log.room = static_cast<std::size_t>(scene.duration(0, 10'000));
       break;
@@ -115,8 +119,10 @@ void spoilDisk(Scene& scene) {
     default:
       host.log.files.clear();
   }
-  scene.later(scene.duration(kSecond, kHour),
-              [&host] { host.log.room = std::numeric_limits<std::size_t>::max(); });
+  scene.later(scene.duration(kSecond, kHour), [&host] {
+    host.log.room = std::numeric_limits<std::size_t>::max();
+    host.log.beforeWrite = nullptr;
+  });
 }
 
 void jumpForward(Scene& scene) {

@@ -16,7 +16,7 @@ void relieveHost(Place& place);
 void starve(Scene& scene);
 /// An event out of the blue.
 void raiseEvent(Scene& scene);
-/// The disk is full or refuses a line; the log is opened, closed, removed.
+/// The disk is full, refuses a line, or is slow; the log is opened, closed, removed.
 void spoilDisk(Scene& scene);
 
 void jumpForward(Scene& scene);

@@ -15,6 +15,7 @@ void MemoryFile::create(const std::string& name) {
 void MemoryFile::write(std::string_view line) {
   const auto file = files.find(name_);
   if (!open_ || file == files.end()) return;
+  if (beforeWrite) beforeWrite();
   const bool refused = failingWrite > 0 && --failingWrite == 0;
   if (refused || line.size() > room) {
     ++linesDropped_;

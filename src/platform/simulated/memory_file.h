@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <map>
 #include <string>
@@ -23,6 +24,8 @@ class MemoryFile final : public TextFile {
   std::size_t room = std::numeric_limits<std::size_t>::max();
   /// The so-manyth line from now on is dropped (1 = the next); 0 = none.
   std::uint64_t failingWrite = 0;
+  /// Runs before each line is written: a slow disk stops the host meanwhile.
+  std::function<void()> beforeWrite;
   /// Every file ever created, by name. One that is taken out while it is open gets nothing more.
   std::map<std::string, std::string> files;
   /// Name and content of the file created last.

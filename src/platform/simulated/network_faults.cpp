@@ -4,6 +4,7 @@
 
 #include "platform/simulated/hostile_bytes.h"
 #include "platform/simulated/tampering.h"
+#include "platform/simulated/wire_format.h"
 
 namespace quarnex::simulated {
 namespace {
@@ -11,6 +12,8 @@ namespace {
 constexpr std::int16_t kEndings[] = {0, 10050, 10052, 10053, 10054, 10060};
 constexpr std::int16_t kCallFailures[] = {10049, 10050, 10051, 10060, 10061, 10064, 10065};
 constexpr std::int32_t kPortOfIdentifier0 = 20100;
+constexpr Milliseconds kLargeStay = 300'000;  // enough to take 64 MiB, 64 KiB a tick
+constexpr int kBacklogFrames = 100'000;
 
 Conditions anyConditions(Scene& scene) {
   Conditions conditions;
@@ -81,6 +84,18 @@ void behave(Scene& scene, ScriptedPeer& peer, int identifier) {
       if (scene.mix.has(Fault::Hostile))
         peer.onConnect = [&scene, &peer, identifier] { sendHostile(scene, peer, identifier); };
   }
+}
+
+// A stranger calls some link, and does so once it is connected.
+void callHostile(Scene& scene, Milliseconds stay,
+                 void (*deed)(Scene& scene, ScriptedPeer& peer, int identifier)) {
+  Place& place = scene.anyPlace();
+  const std::int32_t port = scene.anyPort(place);
+  const auto peer = scene.engagePeer(place.host().machine, stay);
+  peer->onConnect = [&scene, deed, caller = peer.get(), identifier = port - kPortOfIdentifier0] {
+    deed(scene, *caller, identifier);
+  };
+  peer->call(port);
 }
 
 End& eitherEnd(Scene& scene, Connection& connection) {
@@ -156,14 +171,25 @@ void squat(Scene& scene) {
 }
 
 void attack(Scene& scene) {
-  Place& place = scene.anyPlace();
-  const std::int32_t port = scene.anyPort(place);
-  const int identifier = port - kPortOfIdentifier0;
-  const auto peer = scene.engagePeer(place.host().machine, scene.duration(500, 120'000));
-  peer->onConnect = [&scene, attacker = peer.get(), identifier] {
-    sendHostile(scene, *attacker, identifier);
-  };
-  peer->call(port);
+  callHostile(scene, scene.duration(500, 120'000), sendHostile);
+}
+
+void sendEndless(Scene& scene) {
+  callHostile(scene, kLargeStay, [](Scene& here, ScriptedPeer& peer, int) {
+    here.happened(Fault::Endless);
+    peer.send('\2' + std::string(static_cast<std::size_t>(here.duration(1 << 20, 64 << 20)), kHostileMark));
+  });
+}
+
+void sendBacklog(Scene& scene) {
+  callHostile(scene, kLargeStay, [](Scene& here, ScriptedPeer& peer, int identifier) {
+    here.happened(Fault::Backlog);
+    const std::string frame =
+        wire::frame(wire::message(identifier, {std::string(1, kHostileMark), "9CMD", "9."}));
+    std::string frames;
+    for (int i = 0; i < kBacklogFrames; ++i) frames += frame;
+    peer.send(frames);
+  });
 }
 
 }  // namespace quarnex::simulated

@@ -24,6 +24,10 @@ constexpr std::int64_t kHeavierBy = 8;
 Trouble::Trouble(Site& site, Random random, FaultSet allowed) : scene_(site, random) {
   for (std::size_t i = 0; i < kFaultCount; ++i) {
     const auto fault = static_cast<Fault>(i);
+    if (isLarge(fault)) {
+      if (allowed.has(fault)) scene_.mix.add(fault);
+      continue;
+    }
     const auto degree = scene_.random.below(4);  // half of them are off
     if (degree < 2 || !allowed.has(fault)) continue;
     scene_.mix.add(fault);
@@ -53,6 +57,8 @@ void Trouble::begin() {
       {Fault::HostCalls, 10 * kMinute, callHost},
       {Fault::Restart, 60 * kMinute, restart},
       {Fault::Deaf, 60 * kMinute, goDeaf},
+      {Fault::Endless, 240 * kMinute, sendEndless},
+      {Fault::Backlog, 240 * kMinute, sendBacklog},
   };
   scene_.running = true;
   Network& network = scene_.site.world().network();
@@ -96,7 +102,8 @@ void Trouble::schedule(const Row& row) {
   const auto hosts = static_cast<std::int64_t>(scene_.site.places().size());
   const Milliseconds pause = row.pause / hosts / (scene_.heavy.has(row.fault) ? kHeavierBy : 1);
   scene_.later(scene_.random.between(1, 2 * pause), [this, &row] {
-    if (row.fault != Fault::Hostile && row.fault != Fault::Raise) scene_.happened(row.fault);
+    const bool countsItself = row.fault == Fault::Hostile || row.fault == Fault::Raise || isLarge(row.fault);
+    if (!countsItself) scene_.happened(row.fault);
     row.happen(scene_);
     schedule(row);
   });
