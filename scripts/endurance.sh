@@ -25,10 +25,16 @@ export PYTHONDONTWRITEBYTECODE=1
 if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
 jobs=$(nproc)
 
+# build FOLDER TARGET: shows what the compiler said only if it failed.
+build() {
+    local log="$1/$2.log"
+    cmake --build "$1" -j "$jobs" --target "$2" >"$log" 2>&1 || { cat "$log"; return 1; }
+}
+
 # Real processes over loopback TCP; every loss and every doubled text needs a cause.
 kills() {
     cmake --preset release -DQUARNEX_TOOLS=ON >/dev/null
-    cmake --build build/release -j "$jobs" --target quarn >/dev/null
+    build build/release quarn
     local own_network=()
     # Where the system lets us, on a loopback of our own, whose ports nobody else uses.
     if unshare --net --map-root-user true 2>/dev/null; then
@@ -40,7 +46,7 @@ kills() {
 # Two hosts with 100 links each; descriptors and memory have to stay as they are.
 reconnections() {
     cmake --preset release -B build/bench -DQUARNEX_BENCH=ON -DQUARNEX_TESTS=OFF -DQUARNEX_TOOLS=OFF >/dev/null
-    cmake --build build/bench -j "$jobs" --target quarnex_reconnections >/dev/null
+    build build/bench quarnex_reconnections
     build/bench/bin/quarnex_reconnections 100 "$rounds"
     valgrind -q --leak-check=full --show-leak-kinds=all --errors-for-leak-kinds=all --error-exitcode=1 \
         build/bench/bin/quarnex_reconnections 100 "$rounds"
@@ -48,7 +54,7 @@ reconnections() {
 
 threads() {
     cmake --preset tsan -DQUARNEX_TESTS=ON >/dev/null
-    cmake --build build/tsan -j "$jobs" --target quarnex_thread_tests >/dev/null
+    build build/tsan quarnex_thread_tests
     TSAN_OPTIONS=halt_on_error=1 build/tsan/bin/quarnex_thread_tests --gtest_brief=1 --gtest_repeat="$repetitions"
 }
 

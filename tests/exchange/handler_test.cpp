@@ -78,6 +78,8 @@ TEST(Sending, HoldsBackWhatIsNotDue) {
   record.AttesaRitrasmissione = 3;
   EXPECT_FALSE(ScegliInvio(host.library, record));
   EXPECT_EQ(record.AttesaRitrasmissione, 2);
+  record.AttesaRitrasmissione = 1;  // though no batch was sent yet
+  EXPECT_FALSE(ScegliInvio(host.library, record));
 }
 
 TEST(Receiving, LeavesWhatComesBehindACompleteFrame) {

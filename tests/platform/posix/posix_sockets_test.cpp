@@ -152,6 +152,17 @@ TEST_P(PosixSocketsTest, DataWakesNobodyAndEverythingElseDoes) {
   EXPECT_EQ(ticks, 1);
 }
 
+TEST_P(PosixSocketsTest, AFetchFindsNothingOrTheReset) {
+  listenOn(harness->freePort());
+  const auto peer = harness->call(server().localPort());
+  EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
+  accepted().fetch();
+  EXPECT_EQ(accepted().receivedText(), "");
+  peer->reset();
+  accepted().fetch();
+  EXPECT_TRUE(seen("SrvAccept 1 Close 10054"));
+}
+
 TEST_P(PosixSocketsTest, ALateLoopGetsOneTickAndAStoppedTimerNone) {
   std::this_thread::sleep_for(20ms);
   posix().platform.turn(0ms);
@@ -161,6 +172,9 @@ TEST_P(PosixSocketsTest, ALateLoopGetsOneTickAndAStoppedTimerNone) {
   posix().platform.turn(5ms);
   EXPECT_EQ(ticks, 1);
   EXPECT_EQ(failureOf([&] { harness->timer().setPeriod(-1); }), 5);
+  PosixPlatform unused;
+  unused.services().timer.setPeriod(1);
+  unused.turn(-1ms);  // a tick for nobody
 }
 
 TEST_P(PosixSocketsTest, ACloseThatComesWithTheTickIsNoData) {

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "platform/process_library.h"
 #include "quarnex/host_loop.h"
 #include "quarnex/quarn_socket.h"
 #include "support/temporary_folder.h"
@@ -20,6 +21,7 @@ TEST(ProcessLibrary, OneServesEveryInstanceAndTheLoopWritesItsLog) {
   QuarnSocket quarn;
   HostLoop loop;
   EXPECT_EQ(&quarn.library(), &QuarnSocket().library());
+  EXPECT_THROW(wrapProcessServices([] { return nullptr; }), Failure);
   quarn.Init(folder.path().string() + "/");
   quarn.AttivaLog();
   EXPECT_GT(quarn.Add("LOCAL", 7, true, false), 0);
