@@ -78,11 +78,15 @@ def read_mutations():
 
 
 def copy_sources():
-    shutil.rmtree(COPY, ignore_errors=True)
-    files = subprocess.run(["git", "ls-files"], cwd=ROOT, capture_output=True, text=True, check=True).stdout.split("\n")
-    for file in filter(None, files):
-        (COPY / file).parent.mkdir(parents=True, exist_ok=True)
-        shutil.copy2(ROOT / file, COPY / file)
+    """Touches only what differs, so that the build takes up where the last one ended."""
+    files = subprocess.run(["git", "ls-files"], cwd=ROOT, capture_output=True, text=True, check=True).stdout.splitlines()
+    for old in [path for path in COPY.rglob("*") if path.is_file() and str(path.relative_to(COPY)) not in files]:
+        old.unlink()
+    for file in files:
+        copy = COPY / file
+        if not copy.is_file() or copy.read_bytes() != (ROOT / file).read_bytes():
+            copy.parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy(ROOT / file, copy)
 
 
 def build():
