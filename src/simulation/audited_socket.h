@@ -1,4 +1,4 @@
-// AuditedSocket: a socket whose frames and calls somebody looks at before they go out.
+// AuditedSocket: a socket whose frames, calls and looks for bytes somebody sees.
 #pragma once
 
 #include <cstdint>
@@ -16,6 +16,7 @@ class SocketAudit {
   virtual ~SocketAudit() = default;
   virtual void sends(SocketArray array, std::int16_t index, std::string_view bytes) = 0;
   virtual void calls(std::int16_t clientIndex) = 0;
+  virtual void looks(SocketArray array, std::int16_t index) = 0;
 };
 
 class AuditedSocket final : public SocketInstance {
@@ -42,7 +43,10 @@ class AuditedSocket final : public SocketInstance {
   }
   void listen() override { inner_->listen(); }
   void attach(std::int32_t handle) override { inner_->attach(handle); }
-  std::int32_t bytesWaiting() override { return inner_->bytesWaiting(); }
+  std::int32_t bytesWaiting() override {
+    audit_.looks(array_, index_);
+    return inner_->bytesWaiting();
+  }
   void fetch() override { inner_->fetch(); }
   std::string_view receivedText() override { return inner_->receivedText(); }
   void send(std::string_view bytes) override {

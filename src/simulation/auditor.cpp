@@ -226,8 +226,10 @@ void Auditor::inspectAll() {
   const bool sameSecond = steps_ == 1 && ticks_ == 1 && read_ == lookedAt_;
   for (int i = 1; i <= library_->ConnectionCount; ++i) {
     const auto link = static_cast<std::int16_t>(i);
-    const Memory& memory = memoryOf(link);
+    Memory& memory = memoryOf(link);
+    const bool missed = wasMissed(library_->ConnectionTable[link], memory);
     if (!sameSecond || memory.stirred || memory.differs(library_->ConnectionTable[link])) inspect(link);
+    if (missed) found(link, "a tick passed a connected link over");
   }
   stirred_.clear();
   lookedAt_ = read_;
@@ -251,6 +253,13 @@ void Auditor::inspect(std::int16_t link) {
   memory.expiries = record.ContaAlive;
   memory.missedReplies = record.ContaTimeoutB;
   memory.served = record.Attivo && record.Stato == kConnectedPhase;
+}
+
+// Whatever happens on other links, a tick serves each that is connected.
+bool Auditor::wasMissed(const ConnectionRecord& record, Memory& before) const {
+  const bool visited = std::exchange(before.visited, false);
+  const bool served = before.served && record.Attivo && record.Stato == kConnectedPhase;
+  return served && !visited && steps_ == 1 && ticks_ == 1;
 }
 
 void Auditor::inspectQueues(const ConnectionRecord& record, const Memory& before) {

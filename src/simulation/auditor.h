@@ -64,6 +64,7 @@ class Auditor final : public ServicesWrapper,
     std::uint64_t framesReceived = 0;
     bool newBatch = false;         // built and not sent yet
     std::uint64_t framesSent = 0;  // in the step under way
+    bool visited = false;          // the engine has looked for bytes of it in the step under way
     bool stirred = false;          // a text or a frame of it has shown in the step under way
     std::int16_t expiries = 0;
     std::int16_t missedReplies = 0;
@@ -109,6 +110,9 @@ class Auditor final : public ServicesWrapper,
 
   void sends(SocketArray array, std::int16_t index, std::string_view bytes) override;
   void calls(std::int16_t clientIndex) override;
+  void looks(SocketArray array, std::int16_t index) override {
+    memoryOf(linkOf(array, index)).visited = true;
+  }
 
   void begin(std::int16_t link);
   void end();
@@ -120,6 +124,7 @@ class Auditor final : public ServicesWrapper,
   void inspectStirred();
   void inspectAll();
   void inspect(std::int16_t link);
+  bool wasMissed(const ConnectionRecord& record, Memory& before) const;
   void inspectQueues(const ConnectionRecord& record, const Memory& before);
   void inspectPace(std::int16_t link, const ConnectionRecord& record, const Memory& before);
   void inspectDeadlines(std::int16_t link, const ConnectionRecord& record, const Memory& before);

@@ -21,12 +21,14 @@ using simulated::Place;
 constexpr int kPairs = 2;
 constexpr Milliseconds kSecond = 1000;
 constexpr Milliseconds kTextPause = 3 * kSecond;
-// A call that hangs takes 60 seconds to fail; then come 10 of waiting, the call, and the ends of the others'
-// keep-alive meanwhile.
+// A call or a listen that has just begun takes 60 seconds to fail; then come 10 of waiting until the next
+// attempt, up to 20 until the other side makes its own, and the ticks between.
 constexpr Milliseconds kRecoveryMax = 95 * kSecond;
 constexpr Milliseconds kBatchMax = 10 * kSecond;
 constexpr int kTextsPerBatch = 20;
-constexpr Milliseconds kExitMax = 60 * kSecond;
+// One exchange takes "9K" across, and the peer closes. A batch that is not acknowledged goes out again after
+// 5 seconds; this allows for two.
+constexpr Milliseconds kExitMax = 15 * kSecond;
 
 class Run {
  public:
@@ -112,6 +114,7 @@ class Run {
           "queued texts do not go out though links are connected");
     pass(30 * kSecond);
     if (!sound()) return;
+    requireDescriptors(2 * plan_.links, "a host holds more than two descriptors for each link");
     audit_.ledger.close();
     if (audit_.ledger.unexplained() > 0)
       audit_.findings.add({world_.time().now(), 0, 0, "texts were lost or doubled without a cause"});
@@ -125,6 +128,15 @@ class Run {
         most = std::max(most, library.ConnectionTable[static_cast<std::int16_t>(link)].CodaInvio.Count);
     }
     return most;
+  }
+
+  void requireDescriptors(int most, const char* otherwise) {
+    int number = 0;
+    for (const auto& place : site_.places()) {
+      ++number;
+      if (sound() && place->host().sockets.descriptors() > most)
+        audit_.findings.add({world_.time().now(), number, 0, otherwise});
+    }
   }
 
   // First one host of each pair, whose peers react, then the other, which has no peer any more.
@@ -141,6 +153,7 @@ class Run {
       result_.exit =
           std::max(result_.exit, await(ready, kExitMax, "a host is not ready to leave after Uscita"));
     }
+    requireDescriptors(0, "a host that has left holds descriptors");
   }
 
   // The sink of a fresh engine of that host; the one before is gone.
