@@ -28,6 +28,7 @@ constexpr int kWrongUsage = 2;
 constexpr std::int64_t kHoursMax = 100'000;
 constexpr std::uint64_t kSeedsMax = 1'000'000;
 constexpr std::uint64_t kJobsMax = 256;
+constexpr std::uint64_t kLinkHoursMax = 1'000'000'000;
 constexpr std::uint64_t kLeastSeen = 10;
 
 struct SimulateOptions {
@@ -38,6 +39,7 @@ struct SimulateOptions {
   std::string directory;
   std::string seeds = "1";
   std::string jobs = "1";
+  std::string linkHours;
   bool expectAll = false;
 };
 
@@ -45,6 +47,7 @@ struct ManyPlan {
   simulation::RunPlan plan;
   std::uint64_t seeds = 1;
   unsigned jobs = 1;
+  double linkHoursEnough = 0;  // 0 = all seeds
   bool expectAll = false;
 };
 
@@ -103,6 +106,8 @@ ManyPlan planOf(const SimulateOptions& options) {
   simulation::RunPlan& plan = many.plan;
   many.seeds = numberOf("--seeds", options.seeds, 1, kSeedsMax);
   many.jobs = static_cast<unsigned>(numberOf("--jobs", options.jobs, 1, kJobsMax));
+  if (!options.linkHours.empty())
+    many.linkHoursEnough = static_cast<double>(numberOf("--link-hours", options.linkHours, 1, kLinkHoursMax));
   many.expectAll = options.expectAll;
   plan.seed = numberOf("--seed", options.seed, 0, std::numeric_limits<std::uint64_t>::max());
   plan.hours = static_cast<std::int64_t>(numberOf("--hours", options.hours, 1, kHoursMax));
@@ -153,7 +158,8 @@ int simulateSeveral(const ManyPlan& many) {
     ++runs;
     sums.add(result);
     if (result.finding) complain(many.plan, seed, *result.finding);
-    return sound = sound && !result.finding;
+    sound = sound && !result.finding;
+    return sound && (many.linkHoursEnough == 0 || sums.linkHours < many.linkHoursEnough);
   });
   printRuns(many.plan, runs, sums);
   std::cout.flush();
@@ -202,6 +208,8 @@ void addSimulateCommand(CLI::App& app, int& exitStatus) {
   command.add_option("--jobs", options->jobs, "so many of them at the same time")
       ->type_name("J")
       ->capture_default_str();
+  command.add_option("--link-hours", options->linkHours, "begin no further seed once so many have passed")
+      ->type_name("L");
   command.add_flag("--expect-all", options->expectAll,
                    "fail if a fault or a trace text was seen fewer than 10 times");
   command.footer(

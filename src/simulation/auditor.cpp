@@ -255,11 +255,12 @@ void Auditor::inspect(std::int16_t link) {
   memory.served = record.Attivo && record.Stato == kConnectedPhase;
 }
 
-// Whatever happens on other links, a tick serves each that is connected.
+// Whatever happens on other links, a tick serves each that is connected. One whose socket could not be made
+// has nothing to look at.
 bool Auditor::wasMissed(const ConnectionRecord& record, Memory& before) const {
   const bool visited = std::exchange(before.visited, false);
   const bool served = before.served && record.Attivo && record.Stato == kConnectedPhase;
-  return served && !visited && steps_ == 1 && ticks_ == 1;
+  return served && !visited && steps_ == 1 && ticks_ == 1 && !audit_.mix.has(Fault::Operations);
 }
 
 void Auditor::inspectQueues(const ConnectionRecord& record, const Memory& before) {
