@@ -19,7 +19,8 @@ cmake --build "$build" -j "$(nproc)" --target quarnex_tests quarn fuzz_received 
 
 rm -f "$build"/*.profraw
 export LLVM_PROFILE_FILE="$PWD/$build/%4m.profraw" # processes that share a program share its file
-"$build/bin/quarnex_tests" --gtest_brief=1
+status=0
+"$build/bin/quarnex_tests" --gtest_brief=1 || status=1
 "$build/bin/quarn" replay tests/data/recordings/*.jsonl >/dev/null
 for seed in 1 2 3; do "$build/bin/quarn" simulate --seed "$seed" --hours 2 >/dev/null 2>&1; done
 for target in received message; do "$build/bin/fuzz_$target" "fuzz/corpus/$target" >/dev/null; done
@@ -28,4 +29,5 @@ QUARN="$PWD/$build/bin/quarn" PYTHONDONTWRITEBYTECODE=1 python3 tests/tool/live_
 "llvm-profdata$suffix" merge -sparse "$build"/*.profraw -o "$build/tests.profdata"
 "llvm-cov$suffix" export "$build/bin/quarnex_tests" -object "$build/bin/quarn" -object "$build/bin/fuzz_received" \
     -instr-profile="$build/tests.profdata" -skip-functions src >"$build/coverage.json"
-python3 scripts/coverage.py "$build/coverage.json" scripts/coverage_exclusions.txt
+python3 scripts/coverage.py "$build/coverage.json" scripts/coverage_exclusions.txt || status=1
+exit "$status"
