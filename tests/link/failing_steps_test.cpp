@@ -8,6 +8,7 @@
 #include <tuple>
 
 #include "component/trap.h"
+#include "link/failure_handling.h"
 #include "link/frm_sock.h"
 #include "link/tick.h"
 #include "support/stub_host.h"
@@ -141,6 +142,15 @@ TEST(Trap, KeepsNothingOfAStepThatFailedWithNumberZero) {
   host.tickAfter(11);
   EXPECT_EQ(host.socket("ClientSocket").stateNow, kSocketCalling);
   EXPECT_THAT(host.inbound(1), testing::IsEmpty());
+}
+
+TEST(Trap, IsSettledByAReconnectionInsideIt) {
+  StubHost host;
+  host.addConnected(true);
+  Trap caller(host.library);
+  caller([] { throw Failure(5, "boom"); });
+  NonRisponde(host.library, host.record(1), "because");
+  EXPECT_FALSE(caller.pending());
 }
 
 TEST(Events, OfNoLinkAndOfTheWrongArrayChangeNothing) {
