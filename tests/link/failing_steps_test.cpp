@@ -131,6 +131,8 @@ TEST(Guard, TracesAFailureThatEscapesAStepAndServesTheLinkAgain) {
   host.record(1).InEsecuzione = kHandlerRunning;
   Handler(host.library, host.record(1), steps[0]);
   EXPECT_THAT(host.happened(), testing::IsEmpty());
+  host.quarn.Apri(1);  // the activation frees it
+  EXPECT_EQ(host.record(1).InEsecuzione, kHandlerFree);
 }
 
 TEST(Trap, KeepsNothingOfAStepThatFailedWithNumberZero) {
