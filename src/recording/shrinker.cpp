@@ -29,6 +29,9 @@ class Shrinker {
   void cutRepetitions();
   void cutOthers();
   bool cut(std::size_t begin, std::size_t end, bool closingTheGap);
+  void cutDeliveries();
+  bool cutDelivery(std::size_t at, const std::vector<int>& arrivals, bool closingTheGap);
+  std::vector<int> arrivals() const;
   bool accept(Steps candidate, std::size_t& count);
 
   bool concerns(std::int16_t link) const;
@@ -52,6 +55,7 @@ void Shrinker::shrink(Shrunk& shrunk) {
     before = steps_.size();
     cutRepetitions();
     cutOthers();
+    cutDeliveries();
   }
   shrunk.stepsAfter = steps_.size();
   shrunk.cuts = cuts_;
@@ -167,6 +171,45 @@ bool Shrinker::cut(std::size_t begin, std::size_t end, bool closingTheGap) {
   }
   candidate.insert(candidate.end(), from(end), steps_.end());
   return accept(std::move(candidate), cuts_.others);
+}
+
+// What brings texts for the host goes together with the calls that take as many, wherever those stand.
+void Shrinker::cutDeliveries() {
+  std::vector<int> changes = arrivals();
+  for (std::size_t at = steps_.size() - 1; at-- > 0;) {
+    if (changes[at] <= 0) continue;
+    if (cutDelivery(at, changes, false) || cutDelivery(at, changes, true)) changes = arrivals();
+  }
+}
+
+bool Shrinker::cutDelivery(std::size_t at, const std::vector<int>& arrivals, bool closingTheGap) {
+  if (check_.stepsFed() > kStepsFedMax) return false;
+  const std::int64_t gap = closingTheGap ? steps_[at + 1].at().second - steps_[at].at().second : 0;
+  Steps candidate;
+  int toTake = arrivals[at];
+  for (std::size_t i = 0; i < steps_.size(); ++i) {
+    const bool takes = i > at && i + 1 < steps_.size() && arrivals[i] == -1 && toTake > 0;
+    toTake -= takes;
+    if (i == at || takes) continue;
+    candidate.push_back(steps_[i]);
+    if (i < at) candidate.back().shift += gap;
+  }
+  return accept(std::move(candidate), cuts_.others);
+}
+
+/// By how much each step changes the number of texts that wait for the host.
+std::vector<int> Shrinker::arrivals() const {
+  std::vector<int> changes;
+  int before = 0;
+  Rerun rerun = check_.newRerun();
+  for (const Step& step : steps_) {
+    rerun.play(step);
+    int waiting = 0;
+    for (std::int16_t link = 1; link <= rerun.library().ConnectionCount; ++link)
+      waiting += rerun.library().ConnectionTable[link].CodaArrivo.Count;
+    changes.push_back(waiting - std::exchange(before, waiting));
+  }
+  return changes;
 }
 
 bool Shrinker::accept(Steps candidate, std::size_t& count) {
