@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Builds the project with and without the sanitizers and runs every test with both; checks the other compiler's
-# warnings, the format and the scripts. Prints the totals; exit status 0 only if all is well.
+# Builds the project with and without the sanitizers and runs every test with both; simulates three link-years, puts ten
+# faults into the code, kills processes, plays the model and the fuzz targets for a short time; checks the other
+# compiler's warnings, the format and the scripts. Prints the totals; exit status 0 only if all is well.
 # shellcheck disable=SC2317 # the functions are called through "check"
 set -uo pipefail
 cd "$(dirname "$0")/.." || exit 1
@@ -48,6 +49,9 @@ done
 check "model of the exchange" scripts/check_model.sh
 check "fuzzing, ten seconds a target" scripts/fuzz.sh 10
 check "build: clang++, warnings are errors" build_with_clang
+check "three simulated link-years" scripts/simulate.sh 3
+check "endurance, in short" scripts/endurance.sh --quick
+check "ten faults in the code, noticed" tests/mutations/check_tests.py --draw 10
 
 printf '\n== Summary\n'
 printf '%s\n' "${results[@]}"
