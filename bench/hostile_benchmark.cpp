@@ -17,8 +17,8 @@ namespace quarnex {
 namespace {
 
 constexpr int kLinks = 1000;
-constexpr std::int64_t kFetchBytes = 64 * 1024;  // what an adapter takes on one tick
-constexpr std::int64_t kMiB = 1024 * 1024;
+constexpr std::int64_t kFetchBytes = std::int64_t{64} * 1024;  // what an adapter takes on one tick
+constexpr std::int64_t kMiB = std::int64_t{1024} * 1024;
 
 // A thousand connected server links on services that cost nothing; the first one's peer is the hostile one.
 class Crowd {

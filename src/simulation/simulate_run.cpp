@@ -14,9 +14,7 @@
 namespace quarnex::simulation {
 namespace {
 
-using simulated::FaultSet;
 using simulated::Milliseconds;
-using simulated::Place;
 
 constexpr int kPairs = 2;
 constexpr Milliseconds kSecond = 1000;

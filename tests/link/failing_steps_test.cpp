@@ -50,9 +50,9 @@ TEST_P(FailingSteps, FailTheAttemptAndLeaveTheNextOne) {
     const auto items = host.inbound(1);
     ASSERT_EQ(items.size(), step.endpointReadable ? 2U : 1U);
     EXPECT_EQ(items[0], "702");
-    const std::string endpoint = client ? "127.0.0.1:20308 Connect " : "0.0.0.0:20308 Listen ";
+    const std::string report = client ? "991 127.0.0.1:20308 Connect " : "991 0.0.0.0:20308 Listen ";
     if (step.endpointReadable) {
-      EXPECT_EQ(items[1], "991 " + endpoint + failure);
+      EXPECT_EQ(items[1], report + failure);
     }
     EXPECT_EQ(host.record(1).ContaNonRisponde, 1);
     EXPECT_TRUE(host.record(1).Attivo);
