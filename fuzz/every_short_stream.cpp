@@ -49,7 +49,7 @@ bool agree(const std::string& stream) {
     record.FrameCompleto = false;
   }
   return plain.rest.empty() && record.InFrame == plain.inFrame &&
-         (!plain.inFrame || record.FrameInCorso == plain.frame);
+         (!plain.inFrame || record.FrameInCorso.text() == plain.frame);
 }
 
 }  // namespace

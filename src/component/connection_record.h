@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "component/receive_queue.h"
+#include "component/byte_queue.h"
 #include "component/text_buffer.h"
 #include "component/wall_clock.h"
 #include "platform/prefetch.h"
@@ -63,14 +63,14 @@ struct alignas(kCacheLine) ConnectionRecord {
   std::int16_t ContaTimeoutB = 0;         // reply deadlines missed in a row
   Instant ScadenzaB;                      // deadline of StatoB
   Instant ScadenzaAlive;                  // keep-alive deadline
-  ReceiveQueue Ricevuto;                  // received and not yet framed
-  std::unique_ptr<std::string> DaInviare;  // message chosen for sending now, null = none
+  ByteQueue Ricevuto;                     // received and not yet framed
+  const std::string* DaInviare = nullptr;  // message chosen for sending now: UltimoLotto, or null = none
   TextBuffer CodaInvio;                    // outbound: host texts, "9!", "9OKAY000", "9K"
 
   Instant ScadenzaStato;              // deadline of Stato
   std::string UltimoInviato;          // last data message sent, repeated until it is acknowledged
   std::string UltimoLotto;            // last batch built
-  std::string FrameInCorso;           // frame being assembled, from its start character on
+  ByteQueue FrameInCorso;             // frame being assembled, from its start character on
   std::string FrameRicevuto;          // the complete frame
   std::string Tipo;                   // peer type
   std::string UltimoErrore;           // text of the last error notice that had a code

@@ -59,7 +59,7 @@ void queueText(Library& library, std::int16_t IdxQuarn, std::string_view s) {
   ConnectionRecord& record = library.ConnectionTable[IdxQuarn];
   if (s == "VUOTABUFFER") return SvuotaCode(library, IdxQuarn);
   if (record.UsaTcp) {
-    BufferPut(record.CodaInvio, std::string(s));
+    BufferPut(record.CodaInvio, s);
     return Traccia(library, IdxQuarn, "COMANDO:", Zeri{record.CodaInvio.Count, 5}, ' ', s);
   }
   Traccia(library, IdxQuarn, "I>:", Zeri{record.CodaInvio.Count, 5}, ' ', s);

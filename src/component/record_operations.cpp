@@ -38,7 +38,7 @@ void ResetScambio(Library& library, ConnectionRecord& record) {
   svuota(record.FrameRicevuto);
   ImpostaStato(library, record, kSocketPhase, 1);
   record.InFrame = false;
-  svuota(record.FrameInCorso);
+  record.FrameInCorso.clear();
   record.InEsecuzione = kHandlerFree;
   record.UltimoErrore.clear();
   record.Ricevuto.clear();
@@ -49,7 +49,7 @@ void ResetScambio(Library& library, ConnectionRecord& record) {
 }
 
 void ResetLink(Library& library, ConnectionRecord& record) {
-  record.DaInviare.reset();
+  record.DaInviare = nullptr;
   svuota(record.UltimoLotto);
   record.AttesaRitrasmissione = 0;
   record.Chiuso = false;

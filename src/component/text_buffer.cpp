@@ -1,31 +1,23 @@
 #include "component/text_buffer.h"
 
-#include <algorithm>
-#include <utility>
+#include <cstring>
 
 namespace quarnex {
 namespace {
 
 constexpr std::int16_t kGrowthLimit = 5000;
 constexpr std::int16_t kGrowthStep = 100;
-constexpr std::int16_t kFirstSlots = 4;
-constexpr std::int16_t kKeptSlots = 64;  // an emptied queue with more slots than this gives them back
 
-std::int16_t slotAfter(const TextBuffer& buffer, int slots) {
-  const int slot = buffer.Head + slots;
-  return static_cast<std::int16_t>(slot < buffer.allocated ? slot : slot - buffer.allocated);
+using Length = std::size_t;
+
+std::string_view bytesOf(const Length& length) {
+  return {reinterpret_cast<const char*>(&length), sizeof length};
 }
 
-void allocateMore(TextBuffer& buffer) {
-  const int wanted = std::clamp<int>(2 * buffer.allocated, kFirstSlots, buffer.Capacity);
-  auto items = std::make_unique<std::string[]>(static_cast<std::size_t>(wanted));
-  for (int i = 0; i < buffer.Count; ++i) {
-    items[static_cast<std::size_t>(i)] =
-        std::move(buffer.Items[static_cast<std::size_t>(slotAfter(buffer, i))]);
-  }
-  buffer.Items = std::move(items);
-  buffer.Head = 0;
-  buffer.allocated = static_cast<std::int16_t>(wanted);
+std::string_view firstText(std::string_view items) {
+  Length length = 0;
+  std::memcpy(&length, items.data(), sizeof length);
+  return items.substr(sizeof length, length);
 }
 
 }  // namespace
@@ -35,27 +27,43 @@ void BufferInit(TextBuffer& buffer, std::int16_t capacity) {
   buffer.Capacity = capacity;
 }
 
-void BufferPut(TextBuffer& buffer, std::string text) {
+void BufferPut(TextBuffer& buffer, std::string_view text) {
   if (buffer.Capacity <= 0) return;
   if (buffer.Count >= buffer.Capacity && buffer.Capacity < kGrowthLimit) {
     buffer.Capacity = static_cast<std::int16_t>(buffer.Capacity + kGrowthStep);
   }
-  if (buffer.Count >= buffer.Capacity) BufferGet(buffer);
-  if (buffer.Count == buffer.allocated) allocateMore(buffer);
-  buffer.Items[static_cast<std::size_t>(slotAfter(buffer, buffer.Count))] = std::move(text);
+  if (buffer.Count >= buffer.Capacity) BufferDrop(buffer);
+  if (!buffer.Items) buffer.Items = std::make_unique<ByteChunks>();
+  buffer.Items->appendWhole(bytesOf(text.size()), text);
   ++buffer.Count;
 }
 
 std::string BufferGet(TextBuffer& buffer) {
-  if (buffer.Count <= 0) return {};
-  std::string text = std::move(buffer.Items[static_cast<std::size_t>(buffer.Head)]);
-  buffer.Head = slotAfter(buffer, 1);
-  --buffer.Count;
-  if (buffer.Count == 0 && buffer.allocated > kKeptSlots) {
-    buffer.Items.reset();
-    buffer.Head = buffer.allocated = 0;
-  }
+  std::string text(BufferFront(buffer));
+  BufferDrop(buffer);
   return text;
+}
+
+std::string_view BufferFront(const TextBuffer& buffer) {
+  return buffer.Count > 0 ? firstText(buffer.Items->front()) : std::string_view();
+}
+
+void BufferDrop(TextBuffer& buffer) {
+  if (buffer.Count <= 0) return;
+  buffer.Items->consume(sizeof(Length) + BufferFront(buffer).size());
+  --buffer.Count;
+}
+
+std::vector<std::string_view> BufferTexts(const TextBuffer& buffer, std::size_t most) {
+  std::vector<std::string_view> texts;
+  if (buffer.Count <= 0) return texts;
+  buffer.Items->visit([&](std::string_view items) {
+    for (; !items.empty() && texts.size() < most; items.remove_prefix(sizeof(Length) + texts.back().size())) {
+      texts.push_back(firstText(items));
+    }
+    return texts.size() < most;
+  });
+  return texts;
 }
 
 }  // namespace quarnex

@@ -29,7 +29,7 @@ void SegnalaEvento(Library& library, ConnectionRecord& rec, std::int16_t codice,
   if (!dettaglio.empty()) (report += "$S").append(dettaglio) += '$';
   report += ']' + timbro;
   Traccia(library, rec.IdxQuarn, "P:", report);
-  BufferPut(rec.CodaArrivo, std::move(report));
+  BufferPut(rec.CodaArrivo, report);
 }
 
 void SegnalaConnesso(Library& library, ConnectionRecord& rec) {

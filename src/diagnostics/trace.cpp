@@ -31,7 +31,7 @@ void TracciaTesto(Library& library, std::int16_t IdxQuarn, std::string_view test
   if (library.observer != nullptr) library.observer->traced(IdxQuarn, testo);
   if (IdxQuarn > 0) {
     ConnectionRecord& record = library.ConnectionTable[IdxQuarn];
-    if (record.DebugAttivo) BufferPut(record.CodaDebug, std::string(testo));
+    if (record.DebugAttivo) BufferPut(record.CodaDebug, testo);
   }
   if (library.LogAperto) ScriviLog(library, IdxQuarn, testo);
 }

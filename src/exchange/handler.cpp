@@ -60,8 +60,9 @@ void answerData(Library& library, ConnectionRecord& record, Trap& trap) {
     addAcknowledgement(record.UltimoInviato, trap);
     InviaFrame(library, record, record.UltimoInviato);
   } else if (ScegliInvio(library, record)) {
-    addAcknowledgement(*record.DaInviare, trap);
-    InviaFrame(library, record, *record.DaInviare);
+    std::string message = *record.DaInviare;
+    addAcknowledgement(message, trap);
+    InviaFrame(library, record, message);
   } else {
     return;
   }

@@ -10,50 +10,58 @@
 namespace quarnex {
 namespace {
 
-// Takes `bytes`, which hold an end character at most as their last one, into the frame under way or drops
-// them.
-void assemble(ConnectionRecord& record, std::string_view bytes) {
-  if (record.InFrame) {
-    record.FrameInCorso += bytes;
-    return;
-  }
-  const std::size_t start = bytes.find(kStx);
-  if (start == std::string_view::npos) return;
-  record.FrameInCorso.assign(bytes.substr(start));
-  record.InFrame = true;
-}
+struct Scanned {
+  std::size_t taken;  // bytes, up to an end character or all of them
+  bool endFound;
+};
 
-void completeFrame(ConnectionRecord& record) {
-  record.FrameRicevuto.swap(record.FrameInCorso);
-  svuota(record.FrameInCorso);
-  record.InFrame = false;
-  record.FrameCompleto = true;
+// Takes bytes into the frame under way, which they may begin and end, or drops them. A frame without an end
+// grows in pieces, so that no tick moves what came before; one that is complete at once is copied once.
+Scanned scan(ConnectionRecord& record, std::string_view bytes) {
+  const std::size_t end = bytes.find(kEtx);
+  const bool endFound = end != std::string_view::npos;
+  if (endFound) bytes = bytes.substr(0, end + 1);
+  const std::size_t start = record.InFrame ? 0 : bytes.find(kStx);
+  const Scanned scanned{bytes.size(), endFound};
+  if (start == std::string_view::npos) return scanned;
+  bytes.remove_prefix(start);
+  if (!endFound || record.InFrame) record.FrameInCorso.append(bytes);
+  if (endFound) {
+    if (record.InFrame) {
+      record.FrameRicevuto = record.FrameInCorso.text();
+      record.FrameInCorso.clear();
+    } else {
+      record.FrameRicevuto.assign(bytes);
+    }
+    record.FrameCompleto = true;
+  }
+  record.InFrame = !endFound;
+  return scanned;
 }
 
 }  // namespace
 
 void RiceviFrame(Library& library, ConnectionRecord& record) {
   Trap trap{library};
+  bool scanned = false;  // without a backlog the bytes are looked at where they lie
   trap([&] {
     SocketInstance& socket = SocketDelLink(library, record);
     if (socket.bytesWaiting() < 1) return;
     socket.fetch();
-    record.Ricevuto.append(socket.receivedText());
+    std::string_view bytes = socket.receivedText();
+    scanned = record.Ricevuto.empty() && !record.FrameCompleto;
+    if (scanned) bytes.remove_prefix(scan(record, bytes).taken);
+    record.Ricevuto.append(bytes);
   });
-  if (!record.Ricevuto.empty() && !record.FrameCompleto) EstraiFrame(record);
+  if (!scanned && !record.Ricevuto.empty() && !record.FrameCompleto) EstraiFrame(record);
 }
 
 void EstraiFrame(ConnectionRecord& record) {
-  while (!record.Ricevuto.empty()) {
-    const std::string_view bytes = record.Ricevuto.front();
-    const std::size_t end = bytes.find(kEtx);
-    const bool endFound = end != std::string_view::npos;
-    const std::size_t taken = endFound ? end + 1 : bytes.size();
-    assemble(record, bytes.substr(0, taken));
+  bool endFound = false;
+  while (!record.Ricevuto.empty() && !endFound) {
+    const auto [taken, found] = scan(record, record.Ricevuto.front());
     record.Ricevuto.consume(taken);
-    if (!endFound) continue;
-    if (record.InFrame) completeFrame(record);
-    return;
+    endFound = found;
   }
 }
 

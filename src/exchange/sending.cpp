@@ -36,9 +36,9 @@ void handleSendFailure(Library& library, ConnectionRecord& record, Trap& trap) {
 
 }  // namespace
 
-void InviaFrame(Library& library, ConnectionRecord& record, std::string messaggio) {
+void InviaFrame(Library& library, ConnectionRecord& record, std::string_view messaggio) {
   Trap trap{library};
-  record.UltimoInviato = std::move(messaggio);
+  record.UltimoInviato.assign(messaggio);
   if (record.UltimoInviato.empty()) return;
   sendFrame(library, record, record.UltimoInviato, trap);
   ImpostaStatoB(library, record, kExchangeWaiting);

@@ -1,6 +1,5 @@
 #include "message/outbound.h"
 
-#include <memory>
 #include <string>
 
 #include "component/record_operations.h"
@@ -12,45 +11,46 @@ namespace {
 constexpr int kTextsPerBatchMax = 20;
 constexpr std::int16_t kRepetitionTicks = 25;
 
-std::unique_ptr<std::string> buildBatch(ConnectionRecord& rec) {
-  auto batch = std::make_unique<std::string>(componi("000", Zeri{rec.IdQuarn, 3}, '0'));
-  std::string& message = *batch;
+void buildBatch(ConnectionRecord& rec) {
+  std::string& message = rec.UltimoLotto;
+  svuota(message);
+  message += componi("000", Zeri{rec.IdQuarn, 3}, '0');
   const std::size_t countAt = message.size() - 1;
   char fields = 2;  // "9CMD" and "9."
   for (int taken = 0; rec.CodaInvio.Count > 0 && taken < kTextsPerBatchMax; ++taken, ++fields) {
     message += '|';
-    message += BufferGet(rec.CodaInvio);
+    message += BufferFront(rec.CodaInvio);
+    BufferDrop(rec.CodaInvio);
     ++rec.history.textsSent;
   }
   message += "|9CMD|9.|";
   message[countAt] = static_cast<char>('0' + fields);
-  return batch;
 }
 
 void empty(TextBuffer& queue) {
-  while (queue.Count > 0) BufferGet(queue);
+  while (queue.Count > 0) BufferDrop(queue);
 }
 
 }  // namespace
 
 bool PreparaLotto(Library& library, ConnectionRecord& rec) {
   if (rec.CodaInvio.Count == 0) return false;
-  rec.DaInviare = buildBatch(rec);
-  rec.UltimoLotto = *rec.DaInviare;
+  buildBatch(rec);
+  rec.DaInviare = &rec.UltimoLotto;
   Traccia(library, rec.IdxQuarn, "IN CANNA:", *rec.DaInviare);
   rec.AttesaRitrasmissione = kRepetitionTicks;
   return true;
 }
 
 bool ScegliInvio(Library& library, ConnectionRecord& rec) {
-  rec.DaInviare.reset();
+  rec.DaInviare = nullptr;
   if (rec.Stato == kConnected && rec.AttesaRitrasmissione >= 2) rec.AttesaRitrasmissione = 1;
   if (rec.AttesaRitrasmissione >= 2) {
     --rec.AttesaRitrasmissione;
     return false;
   }
   if (rec.AttesaRitrasmissione == 1) {
-    if (!rec.UltimoLotto.empty()) rec.DaInviare = std::make_unique<std::string>(rec.UltimoLotto);
+    if (!rec.UltimoLotto.empty()) rec.DaInviare = &rec.UltimoLotto;
     rec.AttesaRitrasmissione = kRepetitionTicks;
     return rec.DaInviare != nullptr;
   }
@@ -65,7 +65,7 @@ void ConsegnaLocale(Library& library, std::int16_t IdxQuarn, std::string_view s)
     ConnectionRecord& twin = library.ConnectionTable[index];
     if (index == IdxQuarn || twin.Tipo != sender.Tipo || twin.IdQuarn != sender.IdQuarn) continue;
     ++twin.history.textsReceived;
-    BufferPut(twin.CodaArrivo, std::string(s));
+    BufferPut(twin.CodaArrivo, s);
     return Traccia(library, index, "R>:", Zeri{twin.CodaArrivo.Count, 5}, ' ', s);
   }
 }

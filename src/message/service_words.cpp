@@ -81,7 +81,7 @@ void GestisciServizio(ConnectionRecord& rec, std::string_view campo) {
   for (const ServiceWord& row : kServiceWords) {
     if (matches(row, campo)) return row.effect(rec);
   }
-  BufferPut(rec.CodaArrivo, std::string(campo));
+  BufferPut(rec.CodaArrivo, campo);
 }
 
 }  // namespace quarnex

@@ -21,7 +21,7 @@ void deliverField(Library& library, ConnectionRecord& rec, std::string_view fiel
   if (field.front() == '9') return GestisciServizio(rec, field);
   rec.RicevutoCMD = true;
   ++rec.history.textsReceived;
-  BufferPut(rec.CodaArrivo, std::string(field));
+  BufferPut(rec.CodaArrivo, field);
   Traccia(library, rec.IdxQuarn, "X:", field);
 }
 

@@ -67,10 +67,9 @@ void StateWriter::addLink(const ConnectionRecord& record) {
   for (const Instant deadline : {record.ScadenzaStato, record.ScadenzaB, record.ScadenzaAlive})
     addDeadline(deadline);
   addText(record.DaInviare ? std::string_view(*record.DaInviare) : std::string_view());
-  for (const std::string* text :
-       {&record.UltimoInviato, &record.FrameInCorso, &record.FrameRicevuto, &record.UltimoErrore})
+  for (const std::string* text : {&record.UltimoInviato, &record.FrameRicevuto, &record.UltimoErrore})
     addText(*text);
-  addText(record.Ricevuto.text());
+  for (const ByteQueue* bytes : {&record.FrameInCorso, &record.Ricevuto}) addText(bytes->text());
   for (const TextBuffer* queue : {&record.CodaInvio, &record.CodaArrivo}) addQueue(*queue);
   if (record.IdxClient != 0) addSocket({SocketArray::ClientSocket, record.IdxClient});
   if (record.IdxServer != 0) {
@@ -97,16 +96,12 @@ void StateWriter::addText(std::string_view text) {
   if (everything_) text_ += text;
 }
 
-// Of a long queue the texts that come next, and the last one: enough to see it move.
+// Of a long queue the texts that come next: with their number enough to see it move.
 void StateWriter::addQueue(const TextBuffer& queue) {
-  constexpr int kTextsMax = 25;
+  constexpr std::size_t kTextsMax = 25;
   if (!everything_) return addNumbers({queue.Count > 0});
   addNumbers({queue.Count, queue.Capacity});
-  const auto textAt = [&](int position) {
-    addText(queue.Items[static_cast<std::size_t>((queue.Head + position) % queue.allocated)]);
-  };
-  for (int position = 0; position < std::min<int>(queue.Count, kTextsMax); ++position) textAt(position);
-  if (queue.Count > kTextsMax) textAt(queue.Count - 1);
+  for (const std::string_view text : BufferTexts(queue, kTextsMax)) addText(text);
 }
 
 void StateWriter::addSocket(SocketId id) {

@@ -18,7 +18,7 @@ bool within(std::int16_t value, std::int16_t most) {
 
 bool isSound(const TextBuffer& queue) {
   return within(queue.Capacity, kCapacityMax) && within(queue.Count, queue.Capacity) &&
-         queue.Count <= queue.allocated && (queue.Head == 0 || within(queue.Head, queue.allocated));
+         (queue.Count > 0) == (queue.Items && !queue.Items->empty());
 }
 
 std::string_view brokenByExchange(const ConnectionRecord& record) {
@@ -27,7 +27,8 @@ std::string_view brokenByExchange(const ConnectionRecord& record) {
   if (!within(record.ContaTimeoutB, kMissedRepliesMax)) return "ContaTimeoutB is out of range";
   if (record.FrameCompleto) return "a complete frame was left lying";
   if (record.InFrame != !record.FrameInCorso.empty()) return "InFrame and FrameInCorso disagree";
-  if (record.InFrame && record.FrameInCorso.front() != '\2') return "FrameInCorso has no start character";
+  if (record.InFrame && record.FrameInCorso.front().front() != '\2')
+    return "FrameInCorso has no start character";
   return "";
 }
 

@@ -1,5 +1,6 @@
 #include "component/text_buffer.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <deque>
@@ -54,13 +55,17 @@ TEST_P(TextBufferTest, KeepsOrderGrowsAndDropsLikeAQueue) {
 
 INSTANTIATE_TEST_SUITE_P(Capacities, TextBufferTest, testing::Values(1000, 100, 4950, 5000, 1, 0, -5));
 
-TEST(TextBuffer, TakesNoSlotsBeforeUseAndReturnsThemWhenEmptied) {
+TEST(TextBuffer, TakesTextsOfAnySizeAndKeepsOnlyLittleMemoryOfThem) {
   TextBuffer buffer;
   BufferInit(buffer, 1000);
-  EXPECT_EQ(buffer.allocated, 0);
-  for (int i = 0; i < 1000; ++i) BufferPut(buffer, "text");
-  while (buffer.Count > 0) BufferGet(buffer);
-  EXPECT_EQ(buffer.allocated, 0);
+  const std::string large(200'000, 'x');
+  for (const std::string_view text : {std::string_view("a"), std::string_view(large), std::string_view()})
+    BufferPut(buffer, text);
+  EXPECT_THAT(BufferTexts(buffer, 2), testing::ElementsAre("a", large));
+  for (const std::string_view text : {std::string_view("a"), std::string_view(large), std::string_view()})
+    EXPECT_EQ(BufferGet(buffer), text);
+  EXPECT_EQ(BufferFront(buffer), "");
+  EXPECT_TRUE(buffer.Items->empty());
 }
 
 }  // namespace

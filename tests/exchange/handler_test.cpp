@@ -195,7 +195,7 @@ TEST(Reconnection, GoesOnWithTheExchangeOfAClosedConnection) {
   ConnectionRecord& record = host.record(host.addConnected(true));
   host.quarn.Invia(1, "DATA");
   host.tickAfter(0);
-  record.FrameInCorso = "\2stale";
+  record.FrameInCorso.append("\2stale");
   record.InFrame = true;
   host.events().onClose(SocketArray::ClientSocket, 1, 0);
   host.happened();

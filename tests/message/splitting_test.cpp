@@ -121,7 +121,7 @@ TEST(Splitting, DropsPartialInputButNotTheFrameUnderWay) {
   StubHost host;
   ConnectionRecord& record = host.record(host.addConnected(true));
   record.Ricevuto.append("abc");
-  record.FrameInCorso = "\2xy";
+  record.FrameInCorso.append("\2xy");
   record.InFrame = record.FrameCompleto = true;
   record.UltimoErrore = "10054 ErrorCode:10054";
   ScartaRicezione(host.library, 1);
@@ -129,7 +129,7 @@ TEST(Splitting, DropsPartialInputButNotTheFrameUnderWay) {
   EXPECT_TRUE(record.Ricevuto.empty());
   EXPECT_FALSE(record.FrameCompleto);
   EXPECT_TRUE(record.InFrame);
-  EXPECT_EQ(record.FrameInCorso, "\2xy");
+  EXPECT_EQ(record.FrameInCorso.text(), "\2xy");
   EXPECT_NE(record.UltimoErrore, "");
   AzzeraRicezione(host.library, 1);
   EXPECT_THAT(host.happened(), ElementsAre("SCARTO:"));

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "component/receive_queue.h"
+#include "component/byte_queue.h"
 #include "link/socket_service.h"
 #include "platform/posix/descriptor.h"
 #include "platform/posix/reactor.h"
@@ -86,7 +86,7 @@ class alignas(kCacheLine) PosixSocket final : public SocketInstance, private Wat
   bool localAddressValid_ = true;
   Descriptor descriptor_;
   Reactor::Key key_ = 0;  // of the present use; meaningless while closed
-  ReceiveQueue unsent_;   // what the system did not take yet
+  ByteQueue unsent_;      // what the system did not take yet
   in_addr localAddress_{INADDR_ANY};
   std::int32_t localPort_ = 0;
   std::int32_t remotePort_ = 0;

@@ -1,0 +1,61 @@
+#include "component/byte_queue.h"
+
+#include <algorithm>
+
+namespace quarnex {
+
+namespace {
+constexpr std::size_t kChunkBytesMax = std::size_t{64} * 1024;
+constexpr std::size_t kKeptBytes = 4096;
+}  // namespace
+
+std::size_t ByteChunks::size() const {
+  std::size_t bytes = 0;
+  for (const std::string& chunk : list_) bytes += chunk.size();
+  return bytes - consumed_;
+}
+
+void ByteChunks::append(std::string_view bytes) {
+  while (!bytes.empty()) {
+    if (list_.empty() || list_.back().size() >= kChunkBytesMax) list_.emplace_back();
+    std::string& last = list_.back();
+    const std::size_t taken = std::min(bytes.size(), kChunkBytesMax - last.size());
+    last.append(bytes.substr(0, taken));
+    bytes.remove_prefix(taken);
+  }
+}
+
+void ByteChunks::appendWhole(std::string_view head, std::string_view tail) {
+  const std::size_t count = head.size() + tail.size();
+  if (list_.empty() || (!list_.back().empty() && list_.back().size() + count > kChunkBytesMax)) {
+    list_.emplace_back();
+  }
+  list_.back().append(head).append(tail);
+}
+
+std::string_view ByteChunks::front() const {
+  if (list_.empty()) return {};
+  return std::string_view(list_.front()).substr(consumed_);
+}
+
+void ByteChunks::consume(std::size_t count) {
+  consumed_ += count;
+  std::string& first = list_.front();
+  if (consumed_ < first.size()) return;
+  consumed_ = 0;
+  if (list_.size() == 1 && first.capacity() <= kKeptBytes) return first.clear();
+  list_.pop_front();
+}
+
+std::string ByteQueue::text() const {
+  std::string whole;
+  if (empty()) return whole;
+  whole.reserve(size());
+  chunks_->visit([&](std::string_view bytes) {
+    whole += bytes;
+    return true;
+  });
+  return whole;
+}
+
+}  // namespace quarnex
