@@ -7,6 +7,15 @@ namespace quarnex {
 namespace {
 constexpr std::size_t kChunkBytesMax = std::size_t{64} * 1024;
 constexpr std::size_t kKeptBytes = 4096;
+
+// A chunk grows by doubling, as texts do, but from the half on it takes what it may fill and no more: room of
+// twice as much would be mapped for itself, and its return costs the system milliseconds when there are many.
+void makeRoom(std::string& chunk, std::size_t count) {
+  const std::size_t needed = chunk.size() + count;
+  if (needed > chunk.capacity() && needed > kChunkBytesMax / 2)
+    chunk.reserve(std::max(needed, kChunkBytesMax));
+}
+
 }  // namespace
 
 std::size_t ByteChunks::size() const {
@@ -20,6 +29,7 @@ void ByteChunks::append(std::string_view bytes) {
     if (list_.empty() || list_.back().size() >= kChunkBytesMax) list_.emplace_back();
     std::string& last = list_.back();
     const std::size_t taken = std::min(bytes.size(), kChunkBytesMax - last.size());
+    makeRoom(last, taken);
     last.append(bytes.substr(0, taken));
     bytes.remove_prefix(taken);
   }
@@ -30,6 +40,7 @@ void ByteChunks::appendWhole(std::string_view head, std::string_view tail) {
   if (list_.empty() || (!list_.back().empty() && list_.back().size() + count > kChunkBytesMax)) {
     list_.emplace_back();
   }
+  makeRoom(list_.back(), count);
   list_.back().append(head).append(tail);
 }
 
