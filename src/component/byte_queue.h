@@ -13,7 +13,7 @@ namespace quarnex {
 /// consuming are linear in the bytes named, however long the backlog.
 class ByteChunks {
  public:
-  bool empty() const { return list_.empty() || consumed_ == list_.back().size(); }
+  bool empty() const { return list_.empty() || consumed_ == list_.front().size(); }
   std::size_t size() const;
   void append(std::string_view bytes);
   /// Appends `head` and `tail` so that they stand together in memory.
