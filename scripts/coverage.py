@@ -1,11 +1,13 @@
 #!/usr/bin/env python3
 """Says which branches no test takes: coverage.py COVERAGE.json EXCLUSIONS.txt
 
-An exclusion is a line "FILE: CODE: true|false": the condition that reads CODE need not go that way. The comment above it gives
-the reason. Exit status 0 if all others of the engine are taken, and 95 % of the adapters'.
+An exclusion is a line "FILE: CODE: true|false": the condition that reads CODE need not go that way, nor decide anything. The
+comment above it gives the reason. Exit status 0 if all others of the engine are taken, each condition of its decisions has
+decided one alone (MC/DC), and 95 % of the adapters' are taken.
 """
 import collections
 import json
+import os
 import pathlib
 import sys
 
@@ -24,12 +26,29 @@ def branches(coverage):
             continue
         name, lines = str(path.relative_to(ROOT)), path.read_text().split("\n")
         for line, column, end_line, end_column, taken, not_taken, *_ in file["branches"]:
+            if lines[line - 1].lstrip().startswith("assert("):
+                continue
             code = " ".join(part.strip() for part in lines[line - 1:end_line])
             if line == end_line:
                 code = lines[line - 1][column - 1:end_column - 1]
             for way, count in (("true", taken), ("false", not_taken)):
                 counts[name, code, (line, column), way] += count
     return counts
+
+
+def idle_conditions(coverage, counts):
+    """(file, condition, line) of the conditions that never decided alone, and how many there are in all."""
+    idle, total = [], 0
+    for file in json.loads(coverage.read_text())["data"][0]["files"]:
+        name = os.path.relpath(file["filename"], ROOT)
+        if not name.startswith(tuple(folder + "/" for folder in ENGINE)):
+            continue
+        places = sorted((place, code) for other, code, place, way in counts if other == name and way == "true")
+        for line, column, end_line, end_column, *_, decided in file.get("mcdc_records", []):
+            inside = [(place, code) for place, code in places if (line, column) <= place < (end_line, end_column)]
+            total += len(decided)
+            idle += [(name, code, place[0]) for (place, code), alone in zip(inside, decided) if not alone]
+    return idle, total
 
 
 def excluded(file):
@@ -54,6 +73,14 @@ def main():
         print(f"{folder:24} {len(ours):5} branches, {named:3} excluded, {100 * share:6.2f} % of the others are taken")
         print("".join(line + "\n" for line in open_ones), end="")
         well = well and (not open_ones if folder in ENGINE else share >= ADAPTERS_MIN)
+    idle, total = idle_conditions(pathlib.Path(sys.argv[1]), counts)
+    named = {(name, code) for name, code, _ in exclusions}
+    open_ones = [condition for condition in idle if condition[:2] not in named]
+    print(f"of the engine's {total} conditions in decisions of several, {len(idle) - len(open_ones)} excluded, "
+          f"{len(open_ones)} never decided alone")
+    for name, code, line in open_ones:
+        print(f"  {name}:{line}: {code}")
+    well = well and not open_ones
     for exclusion in sorted(exclusions - used):
         print(f"no longer needed, or of code that is gone: {': '.join(exclusion)}")
         well = False

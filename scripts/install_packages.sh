@@ -1,11 +1,15 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that are missing: those that build the project and its tests, and with "check" also
-# those that check it.
+# Installs the Debian packages that are missing: those that build the project and its tests, with "check" also those
+# that check it, and with "coverage" a compiler that counts decisions too.
 set -euo pipefail
 
 packages=(cmake ninja-build g++ libcli11-dev nlohmann-json3-dev libgtest-dev libgmock-dev)
-if [[ ${1:-} == check ]]; then
+if [[ ${1:-} == check || ${1:-} == coverage ]]; then
     packages+=(clang libclang-rt-dev clang-format clang-tidy llvm libbenchmark-dev python3 shellcheck spin git valgrind iproute2)
+fi
+
+if [[ ${1:-} == coverage ]]; then
+    packages+=(clang-19 llvm-19 libclang-rt-19-dev)
 fi
 
 if ! command -v apt-get >/dev/null; then

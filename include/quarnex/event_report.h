@@ -25,7 +25,8 @@ struct EventReport {
   std::int16_t identifier = 0;  ///< the link's `IdQUARN`
   std::string type;             ///< the link's `Tipo`
   std::string detail;           ///< endpoint and reason, "" where there is none
-  int hour = 0, minute = 0, second = 0, day = 1, month = 1, year = 1970;  ///< local time of the event
+  /// Local time of the event.
+  std::int16_t hour = 0, minute = 0, second = 0, day = 1, month = 1, year = 1970;
 };
 
 /// Takes apart a text such as "X000E0701[#I5#$TABC$$S127.0.0.1:20105$]09300518112026". Nothing if `text` is

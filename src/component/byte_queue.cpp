@@ -45,7 +45,6 @@ void ByteChunks::appendWhole(std::string_view head, std::string_view tail) {
 }
 
 std::string_view ByteChunks::front() const {
-  if (list_.empty()) return {};
   return std::string_view(list_.front()).substr(consumed_);
 }
 

@@ -18,7 +18,7 @@ class ByteChunks {
   void append(std::string_view bytes);
   /// Appends `head` and `tail` so that they stand together in memory.
   void appendWhole(std::string_view head, std::string_view tail);
-  /// The first bytes that stand together in memory; not empty unless all is. Valid until the next change.
+  /// The first bytes that stand together in memory, of which there must be some. Valid until the next change.
   std::string_view front() const;
   /// Removes the first `count` bytes of `front()`. The memory of the last chunk is kept if that is little.
   void consume(std::size_t count);
@@ -47,7 +47,8 @@ class ByteQueue {
     if (empty()) chunks_ = std::make_unique<ByteChunks>();
     chunks_->append(bytes);
   }
-  /// As that of the chunks.
+  /// The first bytes that stand together in memory; not empty unless the queue is. Valid until the next
+  /// change.
   std::string_view front() const { return empty() ? std::string_view() : chunks_->front(); }
   void consume(std::size_t count) {
     if (empty()) return;

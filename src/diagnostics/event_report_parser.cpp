@@ -15,15 +15,13 @@ struct Reader {
     return true;
   }
 
-  template <class Number>
-  bool number(std::string_view digits, Number& value) {
+  bool number(std::string_view digits, std::int16_t& value) {
     const char* end = digits.data() + digits.size();
     const auto parsed = std::from_chars(digits.data(), end, value);
     return !digits.empty() && parsed.ec == std::errc{} && parsed.ptr == end;
   }
 
-  template <class Number>
-  bool digits(std::size_t count, Number& value) {
+  bool digits(std::size_t count, std::int16_t& value) {
     if (rest.size() < count ||
         rest.substr(0, count).find_first_not_of("0123456789") != std::string_view::npos) {
       return false;

@@ -86,10 +86,11 @@ std::string PerchePerUtente(Library& library, const ConnectionRecord& record, co
     case LinkPhase::Local:
       return "works inside the process, without TCP";
     case LinkPhase::Closed:
-      return record.Chiuso ? componi("closed by the host since ", timeOfDay(library, snapshot.since))
-             : library.InUscita && record.history.lastFailure
-                 ? "closed during shutdown: " + lastFailure(library, record)
-                 : "not opened";
+      if (record.Chiuso) return componi("closed by the host since ", timeOfDay(library, snapshot.since));
+      if (library.InUscita && record.history.lastFailure) {
+        return "closed during shutdown: " + lastFailure(library, record);
+      }
+      return "not opened";
     case LinkPhase::Connected:
       return componi("connected to ", snapshot.endpoint, " since ", timeOfDay(library, snapshot.since),
                      snapshot.closing ? "; the peer has been asked to close" : "");
