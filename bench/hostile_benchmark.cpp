@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <list>
 #include <string>
 
 #include "bench/allocations.h"
@@ -75,6 +76,21 @@ void hostile_bytes_floor(benchmark::State& state) {
   state.SetBytesProcessed(state.iterations() * kFetchBytes);
 }
 BENCHMARK(hostile_bytes_floor);
+
+// The same MiB kept by any program: what the system asks for memory that nobody has used yet is part of the
+// above, too.
+void kept_bytes_floor(benchmark::State& state) {
+  const std::string fetched(kFetchBytes, 'x');
+  const std::int64_t bytes = state.range(0) * kMiB;
+  for (auto _ : state) {
+    std::list<std::string> kept;
+    const double start = bench::cpuSeconds();
+    for (std::int64_t sent = 0; sent < bytes; sent += kFetchBytes) kept.push_back(fetched);
+    state.SetIterationTime(bench::cpuSeconds() - start);
+  }
+  state.SetBytesProcessed(state.iterations() * bytes);
+}
+BENCHMARK(kept_bytes_floor)->Arg(1)->Arg(16)->Arg(64)->Arg(1024)->UseManualTime()->Iterations(1);
 
 // A frame of 30,000 bytes with a wrong checksum, while nobody looks at traces.
 void damaged_frame(benchmark::State& state) {
