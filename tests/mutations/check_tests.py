@@ -60,13 +60,15 @@ class Mutation:
             else:
                 self.changes.append((line, [], []))
 
+    def require_place(self):
+        for file, old, _ in self.changes:
+            if "\n".join(old) not in (ROOT / file).read_text():
+                sys.exit(f"{self.name}: {file} does not hold the lines that are to go")
+
     def apply(self):
         for file, old, new in self.changes:
             path = COPY / file
-            text = path.read_text()
-            if text.count("\n".join(old)) < 1:
-                sys.exit(f"{self.name}: {file} does not hold the lines that are to go")
-            path.write_text(text.replace("\n".join(old), "\n".join(new), 1))
+            path.write_text(path.read_text().replace("\n".join(old), "\n".join(new), 1))
 
     def revert(self):
         for file, _, _ in self.changes:
@@ -75,7 +77,10 @@ class Mutation:
 
 def read_mutations():
     blocks = (ROOT / "tests/mutations/mutations.txt").read_text().split("\n\n")
-    return [Mutation(block) for block in blocks[1:]]
+    mutations = [Mutation(block) for block in blocks[1:]]
+    for mutation in mutations:
+        mutation.require_place()
+    return mutations
 
 
 def copy_sources():
