@@ -25,7 +25,7 @@ bool isDigit(char character) {
   return character >= '0' && character <= '9';
 }
 
-// "005" and "12345" up to the count character, which stands right before the first separator.
+// "005" and "12345" up to the count character, which stands right before the first separator and may be one.
 bool identifierFits(std::string_view digits, int identifier) {
   if (digits.size() < kDigitsMin || !std::all_of(digits.begin(), digits.end(), isDigit)) return false;
   int number = 0;
@@ -42,11 +42,12 @@ std::string_view flawOfFrame(std::string_view bytes, int identifier) {
   if (!checksumFits(bytes)) return "a frame's checksum is wrong";
   if (bytes.substr(1, kHead.size()) != kHead) return "a frame's header is wrong";
   const std::string_view rest = bytes.substr(1 + kHead.size(), bytes.size() - 1 - kHead.size() - kTail);
-  const std::size_t separator = rest.find('|');
+  const std::size_t separator = rest.find('|', kDigitsMin + 1);
   if (separator == std::string_view::npos || rest.back() != '|') return "a message's fields do not end";
-  if (separator < 1 + kDigitsMin || !identifierFits(rest.substr(0, separator - 1), identifier))
+  if (!identifierFits(rest.substr(0, separator - 1), identifier))
     return "a message has another link's identifier";
-  const std::ptrdiff_t fields = std::count(rest.begin(), rest.end(), '|') - 1;
+  const std::string_view behind = rest.substr(separator + 1);
+  const std::ptrdiff_t fields = std::count(behind.begin(), behind.end(), '|');
   const std::ptrdiff_t count = static_cast<unsigned char>(rest[separator - 1]) - '0';
   return std::min(fields, kCountMost) == count ? "" : "a message's count is not that of its fields";
 }
