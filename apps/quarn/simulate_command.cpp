@@ -15,6 +15,7 @@
 #include <system_error>
 #include <vector>
 
+#include "platform/simulated/site.h"
 #include "quarn/simulation_report.h"
 #include "simulation/many_runs.h"
 
@@ -25,7 +26,8 @@ using simulated::Fault;
 
 constexpr int kBroken = 1;
 constexpr int kWrongUsage = 2;
-constexpr std::int64_t kHoursMax = 100'000;
+constexpr std::uint64_t kHoursMax = 100'000;
+constexpr simulated::Milliseconds kHour = 3'600'000;
 constexpr std::uint64_t kSeedsMax = 1'000'000;
 constexpr std::uint64_t kJobsMax = 256;
 constexpr std::uint64_t kLinkHoursMax = 1'000'000'000;
@@ -110,8 +112,9 @@ ManyPlan planOf(const SimulateOptions& options) {
     many.linkHoursEnough = static_cast<double>(numberOf("--link-hours", options.linkHours, 1, kLinkHoursMax));
   many.expectAll = options.expectAll;
   plan.seed = numberOf("--seed", options.seed, 0, std::numeric_limits<std::uint64_t>::max());
-  plan.hours = static_cast<std::int64_t>(numberOf("--hours", options.hours, 1, kHoursMax));
-  plan.links = static_cast<int>(numberOf("--links", options.links, 1, simulation::kLinksMax));
+  plan.trouble =
+      kHour * static_cast<simulated::Milliseconds>(numberOf("--hours", options.hours, 1, kHoursMax));
+  plan.links = static_cast<int>(numberOf("--links", options.links, 1, simulated::kLinksMax));
   plan.faults = faultsOf(options.faults);
   if (options.directory.empty()) return many;
   if (many.seeds > 1)
@@ -193,7 +196,9 @@ void addSimulateCommand(CLI::App& app, int& exitStatus) {
   command.add_option("--hours", options->hours, "of trouble, before recovery is awaited")
       ->type_name("H")
       ->capture_default_str();
-  command.add_option("--links", options->links, "of each host")->type_name("N")->capture_default_str();
+  command.add_option("--links", options->links, "of each host, 1000 at most with TCP")
+      ->type_name("N")
+      ->capture_default_str();
   command
       .add_option("--faults", options->faults,
                   "all, none, or names with commas; the seed draws of these, and takes the large\n"

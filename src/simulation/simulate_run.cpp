@@ -51,7 +51,7 @@ class Run {
     site_.start();
     setTraffic(kTextPause);
     trouble_.begin();
-    pass(plan_.hours * 3600 * kSecond);
+    pass(plan_.trouble);
     trouble_.end();
     recover();
     settle();
@@ -112,7 +112,7 @@ class Run {
           "queued texts do not go out though links are connected");
     pass(30 * kSecond);
     if (!sound()) return;
-    requireDescriptors(2 * plan_.links, "a host holds more than two descriptors for each link");
+    requireDescriptors(2 * site_.tcpLinks(), "a host holds more than two descriptors for each link");
     audit_.ledger.close();
     if (audit_.ledger.unexplained() > 0)
       audit_.findings.add({world_.time().now(), 0, 0, "texts were lost or doubled without a cause"});
@@ -197,7 +197,7 @@ class Run {
       result_.engines += tape.engines;
     }
     result_.duration = world_.time().now();
-    result_.linkHours = static_cast<double>(result_.duration) / 3.6e6 * 2 * kPairs * plan_.links;
+    result_.linkHours = static_cast<double>(result_.duration) / 3.6e6 * 2 * kPairs * site_.tcpLinks();
     return result_;
   }
 

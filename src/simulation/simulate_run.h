@@ -17,12 +17,10 @@
 
 namespace quarnex::simulation {
 
-constexpr int kLinksMax = 1000;
-
 struct RunPlan {
   std::uint64_t seed = 0;
-  std::int64_t hours = 1;                                   ///< of trouble
-  int links = 10;                                           ///< of each of the four hosts, 1 to `kLinksMax`
+  simulated::Milliseconds trouble = 3'600'000;              ///< for so long
+  int links = 10;                                           ///< of each of the four hosts, 1 to 32767
   simulated::FaultSet faults = simulated::FaultSet::all();  ///< of which the seed draws its mix
   std::optional<std::filesystem::path> recordDirectory;     ///< exists; gets a recording of each engine
 };
@@ -36,7 +34,7 @@ struct RunNumbers {
   CauseCounts losses{}, duplicates{};  ///< of texts, by cause
   std::uint64_t framesSent = 0, connections = 0, steps = 0;
   std::uint64_t engines = 0;
-  double linkHours = 0;                  ///< each end of a connection is a link
+  double linkHours = 0;                  ///< each end of a connection is a link; those without TCP are none
   simulated::Milliseconds recovery = 0;  ///< until all links were connected, the longest
   simulated::Milliseconds exit = 0;      ///< from `Uscita` until every host was ready to leave, the longest
 

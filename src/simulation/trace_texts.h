@@ -16,11 +16,14 @@ struct TraceText {
   std::string_view within{};
 };
 
-// Those of in-process links, "I>:" and "R>:", are missing: such a link has no network to suffer from. So are
-// "error QUARN Handler", since the steps of a link settle their own failures, and "error TCP Apri scheda".
+// Two are missing. "error QUARN Handler": the steps of a link settle their own failures, so only a step that
+// was replaced can make it. "error TCP Apri scheda": so do the steps of an activation, but for reading the
+// clock; none fails, and a recording could not tell of it.
 inline constexpr TraceText kTraceTexts[] = {
     {"+++", "++++"},
+    {"R>:", "R>:"},
     {"R>", "R>"},
+    {"I>:", "I>:"},
     {"I>", "I>"},
     {"X:", "X:"},
     {"P:X000E0109", "P:X000E0109"},

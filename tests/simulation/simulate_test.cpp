@@ -6,6 +6,7 @@
 #include <fstream>
 #include <string>
 
+#include "platform/simulated/site.h"
 #include "platform/simulated/wire_format.h"
 #include "recording/player.h"
 #include "simulation/auditor.h"
@@ -31,20 +32,26 @@ RunPlan planOf(std::uint64_t seed) {
 struct Life {
   std::uint64_t seed;
   std::uint64_t hash;  // of the recordings, on every compiler, with and without sanitizers
+  int links = 3;
+  simulated::Milliseconds trouble = 3'600'000;
 };
 
 class Lives : public testing::TestWithParam<Life> {};
 
 TEST_P(Lives, HoldWhatMustHold) {
-  const RunResult result = simulate(planOf(GetParam().seed));
+  RunPlan plan = planOf(GetParam().seed);
+  plan.links = GetParam().links;
+  plan.trouble = GetParam().trouble;
+  const RunResult result = simulate(plan);
   EXPECT_FALSE(result.finding) << result.finding->text;
   EXPECT_GT(result.textsDelivered, 0U);
   EXPECT_EQ(result.hash, GetParam().hash) << std::hex << result.hash << " if the simulation was changed";
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, Lives,
-                         testing::Values(Life{2, 0x476445bfd5c1d41d}, Life{3, 0x203a51a406d490ee},
-                                         Life{8, 0x42679f18fc91af27}, Life{19, 0x6b3ca98f984f2ed6}),
+                         testing::Values(Life{2, 0xf8409c4d7ef8e70e}, Life{3, 0x92fd84137ca8b31e},
+                                         Life{8, 0xd969970c6b0966e5}, Life{19, 0xc20ad218d60b6e32},
+                                         Life{1, 0x23390d28141b5cc1, simulated::kLinksMax, 5'000}),
                          [](const auto& row) { return std::to_string(row.param.seed); });
 
 TEST(ALife, IsTheSameAgainAndItsRecordingsReplay) {

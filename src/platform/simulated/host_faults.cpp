@@ -12,6 +12,7 @@ constexpr Milliseconds kSecond = 1000;
 constexpr Milliseconds kMinute = 60 * kSecond;
 constexpr Milliseconds kHour = 60 * kMinute;
 constexpr Milliseconds kDay = 24 * kHour;
+constexpr std::uint32_t kFewLinks = 50;
 
 constexpr std::int32_t kFailureNumbers[] = {5,     10004, 10009, 10013, 10014, 10022, 10024, 10035, 10036,
                                             10038, 10048, 10049, 10050, 10051, 10053, 10054, 10055, 10057,
@@ -36,7 +37,11 @@ void raiseAt(Scene& scene, Host& host, std::int16_t index) {
   if (ends) host.sockets.raise(scene.oneOf(kArrays), index, kind, code);
 }
 
+// A turn visits every link. Among many links fewer operations have one inside, so that a step does not cost
+// the square of their number.
 void nest(Scene& scene, Host& host, const OperationCall& call) {
+  const auto links = static_cast<std::uint32_t>(scene.site.tcpLinks());
+  if (links > kFewLinks && scene.random.below(links) >= kFewLinks) return;
   if (!scene.strikes(Fault::Nesting, 5, 200)) return;
   if (scene.mix.has(Fault::Raise) && scene.random.chance(200)) return raiseAt(scene, host, call.index);
   host.turn();

@@ -90,7 +90,7 @@ void behave(Scene& scene, ScriptedPeer& peer, int identifier) {
 void callHostile(Scene& scene, Milliseconds stay,
                  void (*deed)(Scene& scene, ScriptedPeer& peer, int identifier)) {
   Place& place = scene.anyPlace();
-  const std::int32_t port = scene.anyPort(place);
+  const std::int32_t port = scene.anyPort();
   const auto peer = scene.engagePeer(place.host().machine, stay);
   peer->onConnect = [&scene, deed, caller = peer.get(), identifier = port - kPortOfIdentifier0] {
     deed(scene, *caller, identifier);
@@ -152,7 +152,7 @@ void breakSome(Scene& scene) {
 
 void callIn(Scene& scene) {
   Place& place = scene.anyPlace();
-  const std::int32_t port = scene.anyPort(place);
+  const std::int32_t port = scene.anyPort();
   const auto callers = scene.random.chance(200) ? scene.duration(2, 50) : 1;
   for (Milliseconds i = 0; i < callers; ++i) {
     const auto peer = scene.engagePeer(place.host().machine, scene.duration(0, 100'000));
@@ -163,7 +163,7 @@ void callIn(Scene& scene) {
 
 void squat(Scene& scene) {
   Place& place = scene.anyPlace();
-  const std::int32_t port = scene.anyPort(place);
+  const std::int32_t port = scene.anyPort();
   if (scene.site.world().network().listening({place.host().machine, port})) return;
   const auto peer = scene.engagePeer(place.host().machine, scene.duration(1'000, 300'000));
   behave(scene, *peer, port - kPortOfIdentifier0);

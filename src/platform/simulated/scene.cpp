@@ -13,8 +13,8 @@ bool Scene::strikes(Fault fault, std::uint32_t light, std::uint32_t heavily) {
   return true;
 }
 
-std::int32_t Scene::anyPort(const Place& place) {
-  return kPortOfIdentifier0 + oneOf(place.plan()).identifier;
+std::int32_t Scene::anyPort() {
+  return kPortOfIdentifier0 + site.anyIdentifier(random);
 }
 
 std::shared_ptr<Connection> Scene::anyConnection() {

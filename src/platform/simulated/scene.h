@@ -40,8 +40,8 @@ class Scene {
   std::int16_t anyLink(const Place& place) {
     return static_cast<std::int16_t>(1 + random.below(static_cast<std::uint32_t>(place.plan().size())));
   }
-  /// A port on which a link of that host may listen.
-  std::int32_t anyPort(const Place& place);
+  /// A port on which a link may listen, on any machine.
+  std::int32_t anyPort();
   /// nullptr if there is none.
   std::shared_ptr<Connection> anyConnection();
   /// From `low` to `high`; each halving of what is above is as likely as not.

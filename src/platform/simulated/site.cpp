@@ -8,6 +8,11 @@ namespace {
 
 constexpr Milliseconds kPollPause = 1000;
 
+// From 0 to 999: messages have three digits for it.
+std::int16_t identifierOf(int tcpLink) {
+  return static_cast<std::int16_t>(tcpLink % kTcpLinksMax);
+}
+
 }  // namespace
 
 Place::Place(World& world, Host& host, std::vector<LinkPlan> plan, Random random)
@@ -18,7 +23,7 @@ void Place::start(bool shuffled) {
   host_.start();
   host_.quarn().Init("");
   const std::uint64_t failures = host_.faults.failures();
-  for (const LinkPlan& link : plan_) host_.quarn().Add(link.type, link.identifier, link.client, true);
+  for (const LinkPlan& link : plan_) host_.quarn().Add(link.type, link.identifier, link.client, link.tcp);
   sound_ = host_.faults.failures() == failures;
   open();
   if (next_.order == 0) act();
@@ -61,16 +66,30 @@ void Place::takeAll() {
   }
 }
 
-Site::Site(World& world, int pairs, int links) : world_(world), links_(links) {
+Site::Site(World& world, int pairs, int links) : world_(world), tcpLinks_(std::min(links, kTcpLinksMax)) {
+  localLinks_ = links - tcpLinks_;
+  if (localLinks_ == 0 && world.random().chance(500)) localLinks_ = 2;
+  if (localLinks_ % 2 != 0) ++localLinks_, --tcpLinks_;
   for (int pair = 1; pair <= pairs; ++pair) {
     for (const bool first : {true, false}) {
-      std::vector<LinkPlan> plan;
-      for (int id = 1; id <= links; ++id)
-        plan.push_back({"ABC", static_cast<std::int16_t>(id), (id % 2 == 0) == first});
       Host& host = world.addHost(pair);
-      places_.push_back(std::make_unique<Place>(world, host, std::move(plan), world.random()));
+      places_.push_back(std::make_unique<Place>(world, host, planOf(first), world.random()));
     }
   }
+}
+
+std::vector<LinkPlan> Site::planOf(bool first) const {
+  std::vector<LinkPlan> plan;
+  for (int i = 1; i <= tcpLinks_; ++i) plan.push_back({"ABC", identifierOf(i), (i % 2 == 0) == first});
+  for (int i = 0; i < localLinks_; ++i) {
+    const int identifier = kTcpLinksMax + i / 2 * 2 + (first ? 0 : 1);
+    plan.push_back({"LOCAL", static_cast<std::int16_t>(identifier), i % 2 == 0, false});
+  }
+  return plan;
+}
+
+std::int16_t Site::anyIdentifier(Random& random) const {
+  return identifierOf(1 + static_cast<int>(random.below(static_cast<std::uint32_t>(tcpLinks_))));
 }
 
 void Site::start() {

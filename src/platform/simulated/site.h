@@ -17,6 +17,7 @@ struct LinkPlan {
   std::string type;
   std::int16_t identifier;
   bool client;
+  bool tcp = true;
 };
 
 /// A host, the links that it is to have, and the traffic that its application makes.
@@ -64,21 +65,32 @@ class Place {
   std::uint64_t textsTaken_ = 0;
 };
 
+/// With one type of peer, more links than this cannot have a port each and be told apart in messages.
+constexpr int kTcpLinksMax = 1000;
+constexpr int kLinksMax = 32'767;
+
 class Site {
  public:
   /// `pairs` pairs of hosts, each pair on a machine of its own with `links` links in both roles between its
-  /// two hosts.
+  /// two hosts. What is beyond 1000 has no TCP: such links go in twos from a host to itself. Smaller sites
+  /// have two of them on each host, or none, as the seed has it.
   Site(World& world, int pairs, int links);
 
   World& world() { return world_; }
   std::vector<std::unique_ptr<Place>>& places() { return places_; }
-  int links() const { return links_; }
+  /// Of each host.
+  int tcpLinks() const { return tcpLinks_; }
+  /// Of one of them; each host has the same.
+  std::int16_t anyIdentifier(Random& random) const;
   void start();
   bool allConnected();
 
  private:
+  std::vector<LinkPlan> planOf(bool first) const;
+
   World& world_;
-  int links_;
+  int tcpLinks_;
+  int localLinks_;
   std::vector<std::unique_ptr<Place>> places_;
 };
 
