@@ -52,28 +52,29 @@ bool arePlain(const char* bytes) {
   return ((low | high | signs) & inEachByte(0x80)) == 0;
 }
 
-std::size_t plainAtFront(std::string_view bytes) {
-  std::size_t plain = 0;
-  while (plain + sizeof(std::uint64_t) <= bytes.size() && arePlain(bytes.data() + plain))
-    plain += sizeof(std::uint64_t);
-  while (plain < bytes.size() && isPlain(bytes[plain])) ++plain;
-  return plain;
-}
-
-void appendControl(std::string& text, unsigned char code) {
+char* putControl(char* to, unsigned char code) {
   constexpr char digits[] = "0123456789abcdef";
   const char written[] = {'\\', 'u', '0', '0', digits[code >> 4], digits[code & 0xF]};
-  text.append(written, sizeof written);
+  std::memcpy(to, written, sizeof written);
+  return to + sizeof written;
 }
 
-void appendNotPlain(std::string& text, unsigned char code) {
-  if (code == '"' || code == '\\') {
-    text += {'\\', static_cast<char>(code)};
-  } else if (isControl(code)) {
-    appendControl(text, code);
-  } else {
-    text += {static_cast<char>(0xC0 | code >> 6), static_cast<char>(0x80 | (code & 0x3F))};
+char* putPair(char* to, unsigned char first, unsigned char second) {
+  *to++ = static_cast<char>(first);
+  *to++ = static_cast<char>(second);
+  return to;
+}
+
+char* putEscaped(char* to, char byte) {
+  if (isPlain(byte)) {
+    *to = byte;
+    return to + 1;
   }
+  const auto code = static_cast<unsigned char>(byte);
+  if (code == '"' || code == '\\') return putPair(to, '\\', code);
+  if (isControl(code)) return putControl(to, code);
+  return putPair(to, static_cast<unsigned char>(0xC0 | code >> 6),
+                 static_cast<unsigned char>(0x80 | (code & 0x3F)));
 }
 
 }  // namespace
@@ -95,20 +96,20 @@ bool toBytes(std::string& text) {
   return true;
 }
 
-// Most bytes are plain, so they go over in runs.
-void appendEscaped(std::string& text, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const std::size_t plain = plainAtFront(bytes);
-    text.append(bytes.data(), plain);
-    if (plain == bytes.size()) return;
-    appendNotPlain(text, static_cast<unsigned char>(bytes[plain]));
-    bytes.remove_prefix(plain + 1);
+// Most bytes are plain, so they go over eight at a time.
+char* escapeTo(char* to, std::string_view bytes) {
+  const char* from = bytes.data();
+  const char* const end = from + bytes.size();
+  while (from != end) {
+    for (; end - from >= 8 && arePlain(from); from += 8, to += 8) std::memcpy(to, from, 8);
+    if (from != end) to = putEscaped(to, *from++);
   }
+  return to;
 }
 
 std::string escaped(std::string_view bytes) {
-  std::string text;
-  appendEscaped(text, bytes);
+  std::string text(kEscapedMax * bytes.size(), '\0');
+  text.resize(static_cast<std::size_t>(escapeTo(text.data(), bytes) - text.data()));
   return text;
 }
 
@@ -123,7 +124,8 @@ std::string terminalSafe(std::string_view line) {
     const bool pair = byte == kFirstLead && at + 1 < line.size();
     const auto code = pair ? static_cast<unsigned char>(line[at + 1]) : byte;
     if (isControl(code) && (pair || byte < 0x80)) {
-      appendControl(text, code);
+      char control[kEscapedMax];
+      text.append(control, putControl(control, code));
       at += pair ? 1 : 0;
     } else {
       text += line[at];

@@ -1,6 +1,7 @@
 // Texts of a recording and their bytes (one character of code 0 to 255 is one byte), and how they are shown.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -10,9 +11,11 @@ namespace quarnex::recording {
 /// text is then of no use any more.
 [[nodiscard]] bool toBytes(std::string& text);
 
-/// Appends `bytes` as the inside of a JSON string, UTF-8; control characters, quotes and backslashes are
-/// escaped.
-void appendEscaped(std::string& text, std::string_view bytes);
+/// So many characters at most become of one byte.
+constexpr std::size_t kEscapedMax = 6;
+/// Writes `bytes` as the inside of a JSON string, UTF-8; control characters, quotes and backslashes are
+/// escaped. At `to` there is room for `kEscapedMax` characters a byte. Returns the end of what it wrote.
+char* escapeTo(char* to, std::string_view bytes);
 std::string escaped(std::string_view bytes);
 
 /// The same with its quotes.
