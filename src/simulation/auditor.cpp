@@ -102,13 +102,25 @@ void Auditor::onTick() {
 
 void Auditor::traced(std::int16_t IdxQuarn, std::string_view text) {
   audit_.traces.add(text);
-  if (text.starts_with(kActivationTrace)) happened(IdxQuarn, Cause::Disconnected);
-  if (text.starts_with(kFailureTrace)) happened(IdxQuarn, Cause::Failed);
-  if (text.starts_with(kReportTrace)) reported(IdxQuarn, codeOf(text));
   Memory& memory = stir(IdxQuarn);
-  memory.newBatch = memory.newBatch || text.starts_with(kBatchTrace);
-  if (memory.received != nullptr && text.starts_with(kReceivedTrace))
-    TextLedger::receiveBody(*memory.received, text.substr(kReceivedTrace.size()));
+  switch (text.empty() ? '\0' : text.front()) {
+    case 'A':
+      if (text.starts_with(kActivationTrace)) happened(IdxQuarn, Cause::Disconnected);
+      break;
+    case 'P':
+      if (text.starts_with(kFailureTrace)) happened(IdxQuarn, Cause::Failed);
+      if (text.starts_with(kReportTrace)) reported(IdxQuarn, codeOf(text));
+      break;
+    case 'I':
+      memory.newBatch = memory.newBatch || text.starts_with(kBatchTrace);
+      break;
+    case 'R':
+      if (memory.received != nullptr && text.starts_with(kReceivedTrace))
+        TextLedger::receiveBody(*memory.received, text.substr(kReceivedTrace.size()));
+      break;
+    default:
+      break;
+  }
   nextObserver_->traced(IdxQuarn, text);
 }
 
@@ -316,18 +328,6 @@ void Auditor::delivered(std::int16_t link, std::string_view text) {
 
 void Auditor::found(std::int16_t link, std::string text) {
   audit_.findings.add({audit_.time.now(), host_, link, std::move(text)});
-}
-
-std::int16_t Auditor::linkOf(SocketArray array, std::int16_t index) const {
-  const auto& links = array == SocketArray::ClientSocket ? library_->ClientLinks : library_->ServerLinks;
-  const auto slot = static_cast<std::size_t>(index) - 1;
-  return slot < links.size() ? links[slot] : std::int16_t{0};
-}
-
-Auditor::Memory& Auditor::memoryOf(std::int16_t link) {
-  const auto slot = static_cast<std::size_t>(link);
-  if (slot >= memories_.size()) memories_.resize(slot + 1);
-  return memories_[slot];
 }
 
 }  // namespace quarnex::simulation

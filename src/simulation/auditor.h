@@ -1,6 +1,7 @@
 // Auditor: stands round one engine of a simulation, records it, and checks after every step what must hold.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -132,8 +133,16 @@ class Auditor final : public ServicesWrapper,
   void delivered(std::int16_t link, std::string_view text);
   void found(std::int16_t link, std::string text);
 
-  std::int16_t linkOf(SocketArray array, std::int16_t index) const;
-  Memory& memoryOf(std::int16_t link);
+  std::int16_t linkOf(SocketArray array, std::int16_t index) const {
+    const auto& links = array == SocketArray::ClientSocket ? library_->ClientLinks : library_->ServerLinks;
+    const auto slot = static_cast<std::size_t>(index) - 1;
+    return slot < links.size() ? links[slot] : std::int16_t{0};
+  }
+  Memory& memoryOf(std::int16_t link) {
+    const auto slot = static_cast<std::size_t>(link);
+    if (slot >= memories_.size()) memories_.resize(slot + 1);
+    return memories_[slot];
+  }
 
   Audit& audit_;
   int host_;

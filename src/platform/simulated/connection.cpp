@@ -16,18 +16,10 @@ Connection::Connection(VirtualTime& time, Random random, std::string callerAddre
   called.peerAddress_ = std::move(callerAddress);
 }
 
-VirtualTime& End::time() const {
-  return connection_.time_;
-}
-
 void End::setOwner(EndEvents& owner, bool tellArrivals) {
   owner_ = &owner;
   tellArrivals_ = tellArrivals;
   if (inbound_.hasEnd() || (tellArrivals && inbound_.size() > 0)) lookAt(time().now());
-}
-
-std::size_t End::arrived() {
-  return inbound_.arrived(time().now());
 }
 
 void End::take(std::string& into, std::size_t max) {

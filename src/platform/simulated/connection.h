@@ -160,4 +160,12 @@ class Connection : public std::enable_shared_from_this<Connection> {
   VirtualTime& time_;
 };
 
+inline VirtualTime& End::time() const {
+  return connection_.time_;
+}
+
+inline std::size_t End::arrived() {
+  return inbound_.arrived(time().now());
+}
+
 }  // namespace quarnex::simulated

@@ -3,12 +3,14 @@
 #include <type_traits>
 #include <utility>
 
+#include "platform/simulated/simulated_socket.h"
+
 namespace quarnex::simulated {
 namespace {
 
 class FaultySocket final : public SocketInstance {
  public:
-  FaultySocket(std::unique_ptr<SocketInstance> inner, OperationFaults& faults, SocketArray array,
+  FaultySocket(std::unique_ptr<SimulatedSocket> inner, OperationFaults& faults, SocketArray array,
                std::int16_t index)
       : inner_(std::move(inner)), faults_(faults), array_(array), index_(index) {}
 
@@ -76,7 +78,7 @@ class FaultySocket final : public SocketInstance {
     return faults_.run({operation, array_, index_}, effect);
   }
 
-  std::unique_ptr<SocketInstance> inner_;
+  std::unique_ptr<SimulatedSocket> inner_;
   OperationFaults& faults_;
   SocketArray array_;
   std::int16_t index_;
@@ -87,7 +89,7 @@ class FaultySocket final : public SocketInstance {
 std::unique_ptr<SocketInstance> FaultySockets::create(SocketArray array, std::int16_t index,
                                                       SocketEvents& events) {
   return faults_.run({Operation::Create, array, index}, [&]() -> std::unique_ptr<SocketInstance> {
-    return std::make_unique<FaultySocket>(inner_.create(array, index, events), faults_, array, index);
+    return std::make_unique<FaultySocket>(inner_.make(array, index, events), faults_, array, index);
   });
 }
 

@@ -10,18 +10,19 @@
 #include "link/socket_service.h"
 #include "link/timer_service.h"
 #include "platform/simulated/operation_faults.h"
+#include "platform/simulated/simulated_sockets.h"
 
 namespace quarnex::simulated {
 
 /// Makes the instances of `inner`, each in a wrapper. Both `inner` and `faults` outlive the instances.
 class FaultySockets final : public SocketService {
  public:
-  FaultySockets(SocketService& inner, OperationFaults& faults) : inner_(inner), faults_(faults) {}
+  FaultySockets(SimulatedSockets& inner, OperationFaults& faults) : inner_(inner), faults_(faults) {}
   std::unique_ptr<SocketInstance> create(SocketArray array, std::int16_t index,
                                          SocketEvents& events) override;
 
  private:
-  SocketService& inner_;
+  SimulatedSockets& inner_;
   OperationFaults& faults_;
 };
 

@@ -91,7 +91,7 @@ class OperationFaults {
   template <class Effect>
   auto run(OperationCall call, Effect&& effect) {
     ++calls_[static_cast<std::size_t>(call.operation)];
-    if (plans_.empty() && !judge && !inside) return effect();
+    if (plans_.empty() && !judge && (!inside || isRead(call.operation))) return effect();
     const std::optional<OperationFault> fault = faultOf(call);
     if (call.operation == Operation::Fetch || (fault && !fault->tookEffect)) nest(call);
     if (fault && !fault->tookEffect) fail(*fault);

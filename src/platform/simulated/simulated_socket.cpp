@@ -1,7 +1,5 @@
 #include "platform/simulated/simulated_socket.h"
 
-#include <algorithm>
-#include <limits>
 #include <utility>
 
 #include "quarnex/failure.h"
@@ -80,12 +78,6 @@ void SimulatedSocket::attach(std::int32_t handle) {
   beginUse(kSocketConnected);
   remoteHost_ = end->peerAddress();
   carry(std::move(end));
-}
-
-std::int32_t SimulatedSocket::bytesWaiting() {
-  if (end_ == nullptr) return 0;
-  return static_cast<std::int32_t>(
-      std::min<std::size_t>(end_->arrived(), std::numeric_limits<std::int32_t>::max()));
 }
 
 void SimulatedSocket::fetch() {

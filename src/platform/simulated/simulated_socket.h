@@ -1,7 +1,10 @@
 // SimulatedSocket: one socket instance on the simulated network.
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -36,7 +39,11 @@ class SimulatedSocket final : public SocketInstance, private Listener, private C
   void listen() override;
   void attach(std::int32_t handle) override;
 
-  std::int32_t bytesWaiting() override;
+  std::int32_t bytesWaiting() override {
+    if (end_ == nullptr) return 0;
+    return static_cast<std::int32_t>(
+        std::min<std::size_t>(end_->arrived(), std::numeric_limits<std::int32_t>::max()));
+  }
   void fetch() override;
   std::string_view receivedText() override;
   void send(std::string_view bytes) override;

@@ -39,6 +39,11 @@ SimulatedSockets::~SimulatedSockets() {
 
 std::unique_ptr<SocketInstance> SimulatedSockets::create(SocketArray array, std::int16_t index,
                                                          SocketEvents& events) {
+  return make(array, index, events);
+}
+
+std::unique_ptr<SimulatedSocket> SimulatedSockets::make(SocketArray array, std::int16_t index,
+                                                        SocketEvents& events) {
   auto instance = std::make_unique<SimulatedSocket>(*this, array, index, events);
   instances_[{array, index}] = instance.get();
   return instance;

@@ -41,6 +41,8 @@ class SimulatedSockets final : public SocketService {
 
   std::unique_ptr<SocketInstance> create(SocketArray array, std::int16_t index,
                                          SocketEvents& events) override;
+  /// The same, by its own type: its callers need not look up what to call.
+  std::unique_ptr<SimulatedSocket> make(SocketArray array, std::int16_t index, SocketEvents& events);
 
   /// Delivers what waits and is due; also from inside an operation or an event.
   void deliverPending();

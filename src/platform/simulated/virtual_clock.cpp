@@ -1,7 +1,6 @@
 #include "platform/simulated/virtual_clock.h"
 
 #include <algorithm>
-#include <iterator>
 
 namespace quarnex::simulated {
 namespace {
@@ -20,10 +19,6 @@ Instant VirtualClock::read() {
   latest_ = std::max(latest_, reading_);
   readAt_ = disturbed ? -1 : time_.now();
   return reading_;
-}
-
-std::int32_t VirtualClock::utcOffset(Instant instant) {
-  return std::prev(utcOffsets_.upper_bound(instant))->second;
 }
 
 void VirtualClock::jump(Milliseconds by) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <iterator>
 #include <map>
 
 #include "component/wall_clock.h"
@@ -15,7 +16,10 @@ class VirtualClock final : public WallClock {
   VirtualClock(const VirtualTime& time, Instant start) : time_(time), shown_(start.second * 1000) {}
 
   Instant now() override { return time_.now() == readAt_ ? reading_ : read(); }
-  std::int32_t utcOffset(Instant instant) override;
+  std::int32_t utcOffset(Instant instant) override {
+    return utcOffsets_.size() == 1 ? utcOffsets_.begin()->second
+                                   : std::prev(utcOffsets_.upper_bound(instant))->second;
+  }
 
   /// Sets the clock forward, or back if negative.
   void jump(Milliseconds by);
