@@ -51,7 +51,9 @@ void printReports(const simulation::RunNumbers& numbers) {
 
 void printWork(const simulation::RunNumbers& numbers) {
   std::cout << "work        " << numbers.steps << " steps, " << numbers.framesSent << " frames, "
-            << numbers.connections << " connections, " << numbers.engines << " engines\n";
+            << numbers.connections << " connections, " << numbers.engines << " engines\n"
+            << "disks       " << numbers.disksPlayed << " recordings on failing ones played, "
+            << numbers.diskGaps << " of them up to a gap\n";
 }
 
 void printTraces(const simulation::RunNumbers& numbers) {

@@ -11,15 +11,34 @@
 #include <string_view>
 #include <thread>
 
+#include "recording/backlog.h"
+#include "recording/marked_storage.h"
 #include "recording/sink.h"
 
 namespace quarnex::recording {
 
-class FileSink final : public Sink {
+class FileStorage final : public Storage {
  public:
   /// Creates `path`, emptying an existing file. Throws `Failure` 76 (path not found), 70 (permission denied)
-  /// or 75 (other). At most `pendingBytesMax` wait in memory, while as many are being written; what comes
-  /// beyond that, and what the disk does not take, is left out, and a line in its place says how much.
+  /// or 75 (other).
+  explicit FileStorage(const std::filesystem::path& path);
+  bool writeAt(std::uintmax_t position, std::string_view bytes) override;
+  void cutTo(std::uintmax_t bytes) override;
+
+ private:
+  static constexpr auto kNowhere = static_cast<std::uintmax_t>(-1);
+  void goTo(std::uintmax_t position);
+
+  std::filesystem::path path_;
+  std::ofstream file_;
+  std::uintmax_t position_ = 0;  // behind the last byte written
+};
+
+class FileSink final : public Sink {
+ public:
+  /// Creates `path` or throws, as `FileStorage` does. At most `pendingBytesMax` wait in memory, while as many
+  /// are being written; what comes beyond that, and what the disk does not take, is left out, and a line in
+  /// its place says how much.
   explicit FileSink(const std::filesystem::path& path, std::size_t pendingBytesMax = std::size_t{8} << 20);
   /// Writes what still waits.
   ~FileSink() override;
@@ -30,25 +49,16 @@ class FileSink final : public Sink {
 
  private:
   void writePending();
-  void writeInPieces(std::string_view lines);
-  void writeOut(std::string_view lines);
-  bool append(std::string_view lines);
-  void cutBack();
-  void goBack();
   // Asked under the lock.
-  bool isIdle() const { return pending_.empty() && notKept_ == 0; }
-  bool isUrgent() const { return pending_.size() > pendingBytesMax_ / 2; }
+  bool isUrgent() const { return pending_.lines.size() > pendingBytesMax_ / 2; }
 
-  std::filesystem::path path_;
   std::size_t pendingBytesMax_;
-  std::ofstream file_;
-  std::uintmax_t wholeBytes_ = 0;  // in the file, up to the last line or mark that stays
-  std::uint64_t notWritten_ = 0;   // bytes that are missing since
+  FileStorage file_;
+  MarkedStorage marked_{file_};
 
   std::mutex mutex_;  // guards what follows
   std::condition_variable wake_;
-  std::string pending_;
-  std::uint64_t notKept_ = 0;  // bytes that came after these and found no room
+  Backlog pending_;
   bool ending_ = false;
 
   std::thread writer_;  // last: it uses all of the above

@@ -17,8 +17,12 @@ class HashSink final : public recording::Sink {
   /// `copy` gets all lines; nullptr = nobody does.
   explicit HashSink(std::unique_ptr<std::ostream> copy = nullptr) : copy_(std::move(copy)) {}
 
+  /// `other` gets all lines, too.
+  void alsoTo(std::shared_ptr<recording::Sink> other) { other_ = std::move(other); }
+
   void write(std::string_view lines) override {
     hash_.add(lines);
+    if (other_) other_->write(lines);
     if (copy_) copy_->write(lines.data(), static_cast<std::streamsize>(lines.size()));
   }
   /// Of all bytes of the recording so far.
@@ -29,6 +33,7 @@ class HashSink final : public recording::Sink {
  private:
   StreamHash hash_;
   std::unique_ptr<std::ostream> copy_;
+  std::shared_ptr<recording::Sink> other_;
 };
 
 }  // namespace quarnex::simulation

@@ -27,6 +27,8 @@ void RunNumbers::add(const RunNumbers& other) {
   connections += other.connections;
   steps += other.steps;
   engines += other.engines;
+  disksPlayed += other.disksPlayed;
+  diskGaps += other.diskGaps;
   linkHours += other.linkHours;
   recovery = std::max(recovery, other.recovery);
   exit = std::max(exit, other.exit);

@@ -5,10 +5,12 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "platform/simulated/trouble.h"
 #include "simulation/auditor.h"
+#include "simulation/disk_sink.h"
 #include "simulation/hash_sink.h"
 
 namespace quarnex::simulation {
@@ -42,7 +44,7 @@ class Run {
     for (const auto& place : site_.places()) {
       simulated::Host& host = place->host();
       host.makeWrapper = [this, &host, number = ++number] {
-        return std::make_unique<Auditor>(audit_, number, host.machine, newSink(number));
+        return std::make_unique<Auditor>(audit_, number, host.machine, newSink(number, host.disk));
       };
     }
   }
@@ -62,6 +64,7 @@ class Run {
  private:
   struct Tape {
     std::shared_ptr<HashSink> sink;  // of the engine that runs
+    std::shared_ptr<DiskSink> disk;  // gets the same on the host's own disk, if that is to fail
     std::uint64_t engines = 0;       // so far
   };
 
@@ -155,9 +158,9 @@ class Run {
   }
 
   // The sink of a fresh engine of that host; the one before is gone.
-  std::shared_ptr<recording::Sink> newSink(int host) {
+  std::shared_ptr<recording::Sink> newSink(int host, simulated::Disk& disk) {
     Tape& tape = tapes_[host];
-    finish(tape);
+    finish(host, tape);
     ++tape.engines;
     std::unique_ptr<std::ofstream> copy;
     if (plan_.recordDirectory) {
@@ -165,17 +168,33 @@ class Run {
       copy = std::make_unique<std::ofstream>(*plan_.recordDirectory / name, std::ios::binary);
     }
     tape.sink = std::make_shared<HashSink>(std::move(copy));
+    if (tape.engines == 1 && audit_.mix.has(simulated::Fault::Disk)) {
+      tape.disk = std::make_shared<DiskSink>(disk);
+      tape.sink->alsoTo(tape.disk);
+    }
     return tape.sink;
   }
 
-  void finish(Tape& tape) {
+  void finish(int host, Tape& tape) {
+    if (tape.disk) playDisk(host, *std::exchange(tape.disk, nullptr));
     if (!tape.sink) return;
     result_.hash = result_.hash * 0x100000001B3 ^ tape.sink->hash();
     if (!tape.sink->whole()) result_.recordingsWhole = false;
     tape.sink.reset();
   }
 
+  void playDisk(int host, DiskSink& disk) {
+    const std::string_view flaw = disk.flaw();
+    if (!flaw.empty()) audit_.findings.add({world_.time().now(), host, 0, std::string(flaw)});
+    ++result_.disksPlayed;
+    if (disk.gap()) ++result_.diskGaps;
+  }
+
   RunResult result() {
+    for (auto& [host, tape] : tapes_) {
+      finish(host, tape);
+      result_.engines += tape.engines;
+    }
     result_.finding = audit_.findings.first();
     result_.mix = trouble_.mix();
     for (std::size_t i = 0; i < simulated::kFaultCount; ++i)
@@ -192,10 +211,6 @@ class Run {
     result_.framesSent = audit_.framesSent;
     result_.connections = world_.network().connectionsMade();
     result_.steps = audit_.steps;
-    for (auto& [host, tape] : tapes_) {
-      finish(tape);
-      result_.engines += tape.engines;
-    }
     result_.duration = world_.time().now();
     result_.linkHours = static_cast<double>(result_.duration) / 3.6e6 * 2 * kPairs * site_.tcpLinks();
     return result_;

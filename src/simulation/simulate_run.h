@@ -34,6 +34,7 @@ struct RunNumbers {
   CauseCounts losses{}, duplicates{};  ///< of texts, by cause
   std::uint64_t framesSent = 0, connections = 0, steps = 0;
   std::uint64_t engines = 0;
+  std::uint64_t disksPlayed = 0, diskGaps = 0;  ///< recordings on failing disks that were played; with a gap
   double linkHours = 0;                  ///< each end of a connection is a link; those without TCP are none
   simulated::Milliseconds recovery = 0;  ///< until all links were connected, the longest
   simulated::Milliseconds exit = 0;      ///< from `Uscita` until every host was ready to leave, the longest

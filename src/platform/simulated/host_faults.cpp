@@ -55,6 +55,22 @@ void openOrCloseLog(Scene& scene, Host& host) {
   }
 }
 
+// Two logs in one second: the second empties the first.
+void logAnew(Host& host) {
+  try {
+    host.quarn().DisattivaLog(0);
+    host.quarn().AttivaLog();
+  } catch (const Failure&) {
+    // the application goes on without a log
+  }
+}
+
+void mend(Disk& disk) {
+  disk.room = std::numeric_limits<std::size_t>::max();
+  disk.failingWrite = 0;
+  disk.beforeWrite = nullptr;
+}
+
 Milliseconds eitherWay(Scene& scene, Milliseconds high) {
   const Milliseconds by = scene.duration(kSecond, high);
   return scene.random.chance(500) ? by : -by;
@@ -74,6 +90,8 @@ void afflictHost(Scene& scene, Host& host) {
     host.faults.inside = [&scene, &host](const OperationCall& call) { nest(scene, host, call); };
     host.faults.insideDepthMax = static_cast<int>(scene.random.between(1, 3));
   }
+  if (scene.strikes(Fault::Disk, 400, 1000))
+    host.disk.failingWrite = static_cast<std::uint64_t>(scene.duration(1, 10'000));
   if (scene.strikes(Fault::Events, 400, 1000)) {
     host.sockets.trouble = {scene.duration(0, 5'000), static_cast<std::uint32_t>(scene.duration(0, 200)),
                             static_cast<std::uint32_t>(scene.duration(0, 200)), scene.random.chance(500)};
@@ -85,9 +103,7 @@ void relieveHost(Place& place) {
   host.faults.clear();
   host.sockets.trouble = {};
   host.sockets.descriptorsMax = std::numeric_limits<int>::max();
-  host.log.room = std::numeric_limits<std::size_t>::max();
-  host.log.failingWrite = 0;
-  host.log.beforeWrite = nullptr;
+  mend(host.disk);
   host.clock.calm();
   host.timer.setPace(0, 0);
   place.setPolling(true);
@@ -111,22 +127,28 @@ void spoilDisk(Scene& scene) {
   Host& host = scene.anyHost();
   if (!host.running()) return;
   openOrCloseLog(scene, host);
-  switch (scene.random.below(4)) {
+  switch (scene.random.below(6)) {
+    case 5:
+      logAnew(host);
+      break;
+    case 4:
+      host.log.rename("renamed.txt");
+      break;
     case 3:
-      host.log.beforeWrite = [&loop = host.loop, by = scene.duration(10, 2 * kSecond)] { loop.stall(by); };
+      host.disk.beforeWrite = [&loop = host.loop, by = scene.duration(10, 2 * kSecond)] { loop.stall(by); };
       break;
     case 0:
-      host.log.room = static_cast<std::size_t>(scene.duration(0, 10'000));
+      host.disk.room = static_cast<std::size_t>(scene.duration(0, 10'000));
       break;
     case 1:
-      host.log.failingWrite = static_cast<std::uint64_t>(scene.duration(1, 100));
+      host.disk.failingWrite = static_cast<std::uint64_t>(scene.duration(1, 100));
       break;
     default:
-      host.log.files.clear();
+      host.log.removeAll();
   }
   scene.later(scene.duration(kSecond, kHour), [&host] {
-    host.log.room = std::numeric_limits<std::size_t>::max();
-    host.log.beforeWrite = nullptr;
+    host.disk.room = std::numeric_limits<std::size_t>::max();
+    host.disk.beforeWrite = nullptr;
   });
 }
 

@@ -16,7 +16,8 @@ void relieveHost(Place& place);
 void starve(Scene& scene);
 /// An event out of the blue.
 void raiseEvent(Scene& scene);
-/// The disk is full, refuses a line, or is slow; the log is opened, closed, removed.
+/// The disk is full, refuses a write, is slow, loses all files; the log is opened, closed, renamed, begun
+/// anew.
 void spoilDisk(Scene& scene);
 
 void jumpForward(Scene& scene);

@@ -1,11 +1,13 @@
 #include "platform/simulated/memory_file.h"
 
+#include <utility>
+
 #include "quarnex/failure.h"
 
 namespace quarnex::simulated {
 
 void MemoryFile::create(const std::string& name) {
-  if (room == 0) throw Failure(61, "Disk full");
+  if (disk_.room == 0) throw Failure(61, "Disk full");
   if (name.find('\0') != std::string::npos) throw Failure(52, "Bad file name or number");
   name_ = name;
   files[name_].clear();
@@ -15,14 +17,25 @@ void MemoryFile::create(const std::string& name) {
 void MemoryFile::write(std::string_view line) {
   const auto file = files.find(name_);
   if (!open_ || file == files.end()) return;
-  if (beforeWrite) beforeWrite();
-  const bool refused = failingWrite > 0 && --failingWrite == 0;
-  if (refused || line.size() > room) {
+  if (disk_.beforeWrite) disk_.beforeWrite();
+  if (disk_.takes(line.size())) {
+    file->second += line;
+  } else {
     ++linesDropped_;
-    return;
   }
-  file->second += line;
-  room -= line.size();
+}
+
+void MemoryFile::rename(const std::string& to) {
+  auto file = files.extract(name_);
+  if (file.empty()) return;
+  files.erase(to);
+  file.key() = name_ = to;
+  files.insert(std::move(file));
+}
+
+void MemoryFile::removeAll() {
+  files.clear();
+  ++disk_.removals;
 }
 
 }  // namespace quarnex::simulated

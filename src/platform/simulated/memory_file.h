@@ -1,32 +1,31 @@
-// MemoryFile: text files in memory, on a disk that can be full or refuse single lines.
+// MemoryFile: text files in memory, on a simulated disk.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
-#include <functional>
-#include <limits>
 #include <map>
 #include <string>
 #include <string_view>
 
 #include "diagnostics/text_file.h"
+#include "platform/simulated/disk.h"
 
 namespace quarnex::simulated {
 
 class MemoryFile final : public TextFile {
  public:
+  /// `disk` outlives it. On one without any room no file can be created, and a line that does not fit is
+  /// dropped whole.
+  explicit MemoryFile(Disk& disk) : disk_(disk) {}
   void create(const std::string& name) override;
   void write(std::string_view line) override;
   void close() override { open_ = false; }
 
-  /// Bytes that the disk still takes; a line that does not fit is dropped whole, and on 0 no file can be
-  /// created.
-  std::size_t room = std::numeric_limits<std::size_t>::max();
-  /// The so-manyth line from now on is dropped (1 = the next); 0 = none.
-  std::uint64_t failingWrite = 0;
-  /// Runs before each line is written: a slow disk stops the host meanwhile.
-  std::function<void()> beforeWrite;
-  /// Every file ever created, by name. One that is taken out while it is open gets nothing more.
+  /// Gives the file created last, open or not, another name; it takes the place of a file that has it.
+  void rename(const std::string& to);
+  /// Takes all files away; one that is open gets nothing more.
+  void removeAll();
+
+  /// Every file, by name.
   std::map<std::string, std::string> files;
   /// Name and content of the file created last.
   const std::string& name() const { return name_; }
@@ -34,6 +33,7 @@ class MemoryFile final : public TextFile {
   std::uint64_t linesDropped() const { return linesDropped_; }
 
  private:
+  Disk& disk_;
   std::string name_;
   bool open_ = false;
   std::uint64_t linesDropped_ = 0;

@@ -12,6 +12,7 @@
 #include "component/library.h"
 #include "component/observer.h"
 #include "component/services_wrapper.h"
+#include "platform/simulated/disk.h"
 #include "platform/simulated/faulty_services.h"
 #include "platform/simulated/memory_file.h"
 #include "platform/simulated/operation_faults.h"
@@ -55,7 +56,8 @@ class Host {
   VirtualClock clock;
   SimulatedTimer timer;
   SimulatedSockets sockets;
-  MemoryFile log;
+  Disk disk;
+  MemoryFile log{disk};
   OperationFaults faults;
   /// Makes what stands between each engine and these services, from the next `start` on; none if empty.
   std::function<std::unique_ptr<ServicesWrapper>()> makeWrapper;

@@ -245,15 +245,17 @@ TEST(VirtualClocks, CanBeTamperedWith) {
 }
 
 TEST(MemoryFiles, DropWhatTheDiskDoesNotTake) {
-  MemoryFile file;
+  Disk disk;
+  MemoryFile file(disk);
   EXPECT_THROW(file.create(std::string("a\0b", 3)), Failure);
   file.write("to nowhere\n");
   file.create("log");
-  file.failingWrite = 2;
+  disk.failingWrite = 2;
   for (const char* line : {"one\n", "two\n", "three\n"}) file.write(line);
-  file.room = 4;
+  disk.room = 4;
+  file.rename("old");
   for (const char* line : {"too long\n", "four", "x"}) file.write(line);
-  EXPECT_EQ(file.text(), "one\nthree\nfour");
+  EXPECT_EQ(file.files.at("old"), "one\nthree\nfour");
   EXPECT_EQ(file.linesDropped(), 3U);
   EXPECT_THROW(file.create("other"), Failure);
 }
