@@ -24,6 +24,12 @@ std::size_t ByteChunks::size() const {
   return bytes - consumed_;
 }
 
+std::size_t ByteChunks::bytesHeld() const {
+  std::size_t bytes = 0;
+  for (const std::string& chunk : list_) bytes += chunk.capacity();
+  return bytes;
+}
+
 void ByteChunks::append(std::string_view bytes) {
   while (!bytes.empty()) {
     if (list_.empty() || list_.back().size() >= kChunkBytesMax) list_.emplace_back();

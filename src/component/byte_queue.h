@@ -15,6 +15,8 @@ class ByteChunks {
  public:
   bool empty() const { return list_.empty() || consumed_ == list_.front().size(); }
   std::size_t size() const;
+  /// Of memory, filled or not.
+  std::size_t bytesHeld() const;
   void append(std::string_view bytes);
   /// Appends `head` and `tail` so that they stand together in memory.
   void appendWhole(std::string_view head, std::string_view tail);
@@ -42,6 +44,7 @@ class ByteQueue {
  public:
   bool empty() const { return chunks_ == nullptr; }
   std::size_t size() const { return empty() ? 0 : chunks_->size(); }
+  std::size_t bytesHeld() const { return empty() ? 0 : chunks_->bytesHeld(); }
   void append(std::string_view bytes) {
     if (bytes.empty()) return;
     if (empty()) chunks_ = std::make_unique<ByteChunks>();

@@ -3,6 +3,7 @@
 #include <string>
 #include <utility>
 
+#include "component/record_operations.h"
 #include "diagnostics/trace.h"
 
 namespace quarnex {
@@ -53,6 +54,7 @@ void ScriviLog(Library& library, std::int16_t IdxQuarn, std::string_view testo) 
   line += testo;
   line += "\r\n";
   library.services.logFile.write(line);
+  svuota(line);
   library.lineStorage = std::move(line);
 }
 

@@ -10,6 +10,7 @@
 #include <type_traits>
 
 #include "component/library.h"
+#include "component/record_operations.h"
 
 namespace quarnex {
 
@@ -62,6 +63,7 @@ void Traccia(Library& library, std::int16_t IdxQuarn, const Pieces&... pieces) {
   testo.clear();
   (aggiungi(testo, pieces), ...);
   TracciaTesto(library, IdxQuarn, testo);
+  svuota(testo);
   library.traceStorage = std::move(testo);
 }
 

@@ -12,6 +12,7 @@
 #include "simulation/auditor.h"
 #include "simulation/disk_sink.h"
 #include "simulation/hash_sink.h"
+#include "simulation/heap_bound.h"
 
 namespace quarnex::simulation {
 namespace {
@@ -20,6 +21,7 @@ using simulated::Milliseconds;
 
 constexpr int kPairs = 2;
 constexpr Milliseconds kSecond = 1000;
+constexpr Milliseconds kHour = 3600 * kSecond;
 constexpr Milliseconds kTextPause = 3 * kSecond;
 // A call or a listen that has just begun takes 60 seconds to fail; then come 10 of waiting until the next
 // attempt, up to 20 until the other side makes its own, and the ticks between.
@@ -53,7 +55,10 @@ class Run {
     site_.start();
     setTraffic(kTextPause);
     trouble_.begin();
-    pass(plan_.trouble);
+    for (Milliseconds left = plan_.trouble; left > 0; left -= kHour) {
+      pass(std::min(left, kHour));
+      requireLittleMemory();
+    }
     trouble_.end();
     recover();
     settle();
@@ -115,6 +120,7 @@ class Run {
           "queued texts do not go out though links are connected");
     pass(30 * kSecond);
     if (!sound()) return;
+    requireLittleMemory();
     requireDescriptors(2 * site_.tcpLinks(), "a host holds more than two descriptors for each link");
     audit_.ledger.close();
     if (audit_.ledger.unexplained() > 0)
@@ -129,6 +135,23 @@ class Run {
         most = std::max(most, library.ConnectionTable[static_cast<std::int16_t>(link)].CodaInvio.Count);
     }
     return most;
+  }
+
+  void requireLittleMemory() {
+    int number = 0;
+    for (const auto& place : site_.places()) {
+      simulated::Host& host = place->host();
+      ++number;
+      if (!host.running()) continue;
+      requireNone(heldBeyondNeed(host.library()), number, 0);
+      for (int link = 1; sound() && link <= host.library().ConnectionCount; ++link)
+        requireNone(heldBeyondNeed(host.library().ConnectionTable[static_cast<std::int16_t>(link)]), number,
+                    link);
+    }
+  }
+
+  void requireNone(std::string_view flaw, int host, int link) {
+    if (!flaw.empty()) audit_.findings.add({world_.time().now(), host, link, std::string(flaw)});
   }
 
   void requireDescriptors(int most, const char* otherwise) {
@@ -184,8 +207,7 @@ class Run {
   }
 
   void playDisk(int host, DiskSink& disk) {
-    const std::string_view flaw = disk.flaw();
-    if (!flaw.empty()) audit_.findings.add({world_.time().now(), host, 0, std::string(flaw)});
+    requireNone(disk.flaw(), host, 0);
     ++result_.disksPlayed;
     if (disk.gap()) ++result_.diskGaps;
   }

@@ -11,6 +11,7 @@
 #include "recording/player.h"
 #include "simulation/auditor.h"
 #include "simulation/frame_check.h"
+#include "simulation/heap_bound.h"
 #include "simulation/invariants.h"
 #include "simulation/pair.h"
 #include "simulation/simulate_run.h"
@@ -147,6 +148,15 @@ TEST_P(SpoiledEngines, AreFoundOut) {
 
 INSTANTIATE_TEST_SUITE_P(Each, SpoiledEngines, testing::ValuesIn(kSpoiled),
                          [](const auto& row) { return std::string(row.param.name); });
+
+TEST(Memory, IsBoundedByWhatItHolds) {
+  ConnectionRecord record;
+  record.FrameInCorso.append(std::string(300'000, 'x'));
+  record.UltimoLotto.assign(10'000, 'x');
+  EXPECT_EQ(heldBeyondNeed(record), "");
+  record.UltimoLotto.clear();
+  EXPECT_EQ(heldBeyondNeed(record), "UltimoLotto holds too much memory");
+}
 
 TEST(AFrame, IsJudgedByItsBytes) {
   const std::string good = frame(message(5, {"text", "9CMD", "9."}));
