@@ -55,8 +55,8 @@ struct Library {
 
   std::unique_ptr<FrmSock> form;  // made on first use
 
-  // Working storage, kept for its capacity unless that is much. Whoever uses one moves it out and back, so that
-  // a nested use finds it empty.
+  // Working storage, kept for its capacity unless that is much. Whoever uses one moves it out and back, so
+  // that a nested use finds it empty.
   std::string frameStorage;
   std::string traceStorage;
   std::string lineStorage;

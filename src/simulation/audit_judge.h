@@ -25,7 +25,7 @@ class AuditJudge final : public recording::Judge {
 
  private:
   simulated::VirtualTime time_;
-  Audit audit_{time_, simulated::FaultSet::all(), false};
+  Audit audit_{time_, false};
   Auditor auditor_;
 };
 

@@ -1,10 +1,11 @@
-// AuditedSocket: a socket whose frames, calls and looks for bytes somebody sees.
+// AuditedSocket: a socket whose frames, calls, looks for bytes and failures somebody sees.
 #pragma once
 
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 #include "link/socket_service.h"
@@ -17,6 +18,7 @@ class SocketAudit {
   virtual void sends(SocketArray array, std::int16_t index, std::string_view bytes) = 0;
   virtual void calls(std::int16_t clientIndex) = 0;
   virtual void looks(SocketArray array, std::int16_t index) = 0;
+  virtual void fails(SocketArray array, std::int16_t index) = 0;
 };
 
 class AuditedSocket final : public SocketInstance {
@@ -25,36 +27,78 @@ class AuditedSocket final : public SocketInstance {
                 std::int16_t index)
       : inner_(std::move(inner)), audit_(audit), array_(array), index_(index) {}
 
-  std::int32_t state() override { return inner_->state(); }
-  std::string statusText() override { return inner_->statusText(); }
-  std::int32_t localPort() override { return inner_->localPort(); }
-  void setLocalPort(std::int32_t port) override { inner_->setLocalPort(port); }
-  std::int32_t remotePort() override { return inner_->remotePort(); }
-  void setRemotePort(std::int32_t port) override { inner_->setRemotePort(port); }
-  void setLocalAddress(std::string_view dotted) override { inner_->setLocalAddress(dotted); }
-  std::string remoteHost() override { return inner_->remoteHost(); }
-  void setRemoteHost(std::string_view dotted) override { inner_->setRemoteHost(dotted); }
-  void close() override { inner_->close(); }
-  void prepareA() override { inner_->prepareA(); }
-  void prepareB() override { inner_->prepareB(); }
+  std::int32_t state() override {
+    return watched([&] { return inner_->state(); });
+  }
+  std::string statusText() override {
+    return watched([&] { return inner_->statusText(); });
+  }
+  std::int32_t localPort() override {
+    return watched([&] { return inner_->localPort(); });
+  }
+  void setLocalPort(std::int32_t port) override {
+    watched([&] { inner_->setLocalPort(port); });
+  }
+  std::int32_t remotePort() override {
+    return watched([&] { return inner_->remotePort(); });
+  }
+  void setRemotePort(std::int32_t port) override {
+    watched([&] { inner_->setRemotePort(port); });
+  }
+  void setLocalAddress(std::string_view dotted) override {
+    watched([&] { inner_->setLocalAddress(dotted); });
+  }
+  std::string remoteHost() override {
+    return watched([&] { return inner_->remoteHost(); });
+  }
+  void setRemoteHost(std::string_view dotted) override {
+    watched([&] { inner_->setRemoteHost(dotted); });
+  }
+  void close() override {
+    watched([&] { inner_->close(); });
+  }
+  void prepareA() override {
+    watched([&] { inner_->prepareA(); });
+  }
+  void prepareB() override {
+    watched([&] { inner_->prepareB(); });
+  }
   void connect() override {
     audit_.calls(index_);
-    inner_->connect();
+    watched([&] { inner_->connect(); });
   }
-  void listen() override { inner_->listen(); }
-  void attach(std::int32_t handle) override { inner_->attach(handle); }
+  void listen() override {
+    watched([&] { inner_->listen(); });
+  }
+  void attach(std::int32_t handle) override {
+    watched([&] { inner_->attach(handle); });
+  }
   std::int32_t bytesWaiting() override {
     audit_.looks(array_, index_);
-    return inner_->bytesWaiting();
+    return watched([&] { return inner_->bytesWaiting(); });
   }
-  void fetch() override { inner_->fetch(); }
-  std::string_view receivedText() override { return inner_->receivedText(); }
+  void fetch() override {
+    watched([&] { inner_->fetch(); });
+  }
+  std::string_view receivedText() override {
+    return watched([&] { return inner_->receivedText(); });
+  }
   void send(std::string_view bytes) override {
     audit_.sends(array_, index_, bytes);
-    inner_->send(bytes);
+    watched([&] { inner_->send(bytes); });
   }
 
  private:
+  template <class Effect>
+  std::invoke_result_t<Effect&> watched(Effect&& effect) {
+    try {
+      return effect();
+    } catch (...) {
+      audit_.fails(array_, index_);
+      throw;
+    }
+  }
+
   std::unique_ptr<SocketInstance> inner_;
   SocketAudit& audit_;
   SocketArray array_;

@@ -11,8 +11,6 @@
 namespace quarnex::simulation {
 namespace {
 
-using simulated::Fault;
-
 constexpr std::string_view kReportTrace = "P:X000E";
 constexpr std::string_view kReceivedTrace = "R>";
 constexpr std::string_view kReport = "X000E";
@@ -41,11 +39,6 @@ bool fitsFrame(std::int16_t identifier) {
 
 }  // namespace
 
-bool Audit::strangers() const {
-  return mix.has(Fault::Endless) || mix.has(Fault::Backlog) || mix.has(Fault::Hostile) ||
-         mix.has(Fault::Callers) || mix.has(Fault::Squat);
-}
-
 Services Auditor::wrap(const Services& services) {
   inner_.emplace(services);
   return recorder_.wrap({*this, *this, *this, services.logFile});
@@ -59,7 +52,12 @@ void Auditor::watch(Library& library) {
 
 std::unique_ptr<SocketInstance> Auditor::create(SocketArray array, std::int16_t index, SocketEvents& events) {
   socketEvents_ = &events;
-  return std::make_unique<AuditedSocket>(inner_->sockets.create(array, index, *this), *this, array, index);
+  Memory& memory = memoryOf(linkOf(array, index));
+  memory.socketMissing = true;
+  auto socket =
+      std::make_unique<AuditedSocket>(inner_->sockets.create(array, index, *this), *this, array, index);
+  memoryOf(linkOf(array, index)).socketMissing = false;
+  return socket;
 }
 
 void Auditor::setEvents(TimerEvents* events) {
@@ -165,6 +163,13 @@ void Auditor::sends(SocketArray array, std::int16_t index, std::string_view byte
   if (plain_ && !flaw.empty()) found(link, std::string(flaw));
 }
 
+void Auditor::fails(SocketArray array, std::int16_t index) {
+  const std::int16_t link = linkOf(array, index);
+  Memory& memory = stir(link);
+  memory.failed = memory.failedSinceAnswering = true;
+  happened(link, Cause::Failed);
+}
+
 // Data without a batch built for it has been sent before; an acknowledgement that it carries comes again,
 // too.
 void Auditor::sendsData(std::int16_t link) {
@@ -262,17 +267,18 @@ void Auditor::inspect(std::int16_t link) {
   memory.aliveDeadline = record.ScadenzaAlive;
   memory.framesReceived = record.history.framesReceived;
   memory.framesSent = 0;
+  memory.failed = false;
   memory.expiries = record.ContaAlive;
   memory.missedReplies = record.ContaTimeoutB;
   memory.served = record.Attivo && record.Stato == kConnectedPhase;
 }
 
-// Whatever happens on other links, a tick serves each that is connected. One whose socket could not be made
-// has nothing to look at.
+// Whatever happens on other links, a tick serves each that is connected. One whose socket could not be made,
+// or fails, need not be looked at.
 bool Auditor::wasMissed(const ConnectionRecord& record, Memory& before) const {
   const bool visited = std::exchange(before.visited, false);
   const bool served = before.served && record.Attivo && record.Stato == kConnectedPhase;
-  return served && !visited && steps_ == 1 && ticks_ == 1 && !audit_.mix.has(Fault::Operations);
+  return served && !visited && steps_ == 1 && ticks_ == 1 && !before.failed && !before.socketMissing;
 }
 
 void Auditor::inspectQueues(const ConnectionRecord& record, const Memory& before) {
@@ -287,8 +293,7 @@ void Auditor::inspectQueues(const ConnectionRecord& record, const Memory& before
 void Auditor::inspectPace(std::int16_t link, const ConnectionRecord& record, const Memory& before) {
   if (record.history.framesReceived - before.framesReceived > ticks_)
     found(link, "more than one received frame was handled in a tick");
-  const std::uint64_t answers =
-      audit_.strangers() || audit_.mix.has(Fault::Damage) || audit_.mix.has(Fault::Operations) ? 2 : 1;
+  const std::uint64_t answers = before.received != nullptr && before.received->torn() ? 2 : 1;
   if (before.framesSent > answers * ticks_) found(link, "more than one frame was sent in a tick");
 }
 
@@ -304,10 +309,10 @@ void Auditor::inspectDeadlines(std::int16_t link, const ConnectionRecord& record
 
 void Auditor::reported(std::int16_t link, int code) {
   ++audit_.reports[code];
-  if (code == 702) happened(link, Cause::Disconnected);
+  if (code == 701 || code == 702) happened(link, Cause::Disconnected);
   Memory& memory = memoryOf(link);
   // The text of a 109 may be impossible to make after the link has already been declared.
-  const bool excused = audit_.mix.has(Fault::Operations);
+  const bool excused = code == 112 && std::exchange(memory.failedSinceAnswering, false);
   if (code == 109 && std::exchange(memory.declared, true)) found(link, "109 twice without 112");
   if (code == 112 && !std::exchange(memory.declared, false) && !excused) found(link, "112 without 109");
   if (code == 991 && std::exchange(memory.failing, true)) found(link, "991 twice without 992");
@@ -322,7 +327,7 @@ void Auditor::delivered(std::int16_t link, std::string_view text) {
   if (audit_.ledger.unexplained() > 0) found(link, "texts were lost or doubled without a cause");
   if (arrival == Arrival::Foreign) found(link, "a text was delivered that nobody sent: " + std::string(text));
   // Damage also repeats old frames.
-  if (arrival == Arrival::Old && !audit_.mix.has(Fault::Damage))
+  if (arrival == Arrival::Old && !course.met(Cause::Damaged))
     found(link, "a text was delivered out of order: " + std::string(text));
 }
 

@@ -14,7 +14,6 @@
 #include "component/library.h"
 #include "component/observer.h"
 #include "component/services_wrapper.h"
-#include "platform/simulated/fault.h"
 #include "platform/simulated/virtual_time.h"
 #include "recording/services_recorder.h"
 #include "simulation/audited_socket.h"
@@ -27,16 +26,13 @@ namespace quarnex::simulation {
 /// What the auditors of all engines of one simulation share.
 struct Audit {
   const simulated::VirtualTime& time;
-  simulated::FaultSet mix{};  ///< what may excuse things that are forbidden otherwise
-  bool peersKnown = true;     ///< their engines are audited too, so the ledger knows what each sent
+  bool peersKnown = true;  ///< their engines are audited too, so the ledger knows what each sent
   Findings findings{};
   TextLedger ledger{};
   std::map<int, std::uint64_t> reports{};  ///< how often, by code
   TraceCounts traces{};
   std::uint64_t steps = 0;
   std::uint64_t framesSent = 0;
-
-  bool strangers() const;
 };
 
 class Auditor final : public ServicesWrapper,
@@ -63,10 +59,13 @@ class Auditor final : public ServicesWrapper,
     Course* received = nullptr;
     Instant stateDeadline, replyDeadline, aliveDeadline;
     std::uint64_t framesReceived = 0;
-    bool newBatch = false;         // built and not sent yet
-    std::uint64_t framesSent = 0;  // in the step under way
-    bool visited = false;          // the engine has looked for bytes of it in the step under way
-    bool stirred = false;          // a text or a frame of it has shown in the step under way
+    bool newBatch = false;              // built and not sent yet
+    std::uint64_t framesSent = 0;       // in the step under way
+    bool visited = false;               // the engine has looked for bytes of it in the step under way
+    bool stirred = false;               // a text or a frame of it has shown in the step under way
+    bool failed = false;                // an operation of it has failed in the step under way
+    bool failedSinceAnswering = false;  // or at any time since the last 112
+    bool socketMissing = false;         // it could not be made
     std::int16_t expiries = 0;
     std::int16_t missedReplies = 0;
     bool served = false;    // active and connected
@@ -111,6 +110,7 @@ class Auditor final : public ServicesWrapper,
 
   void sends(SocketArray array, std::int16_t index, std::string_view bytes) override;
   void calls(std::int16_t clientIndex) override;
+  void fails(SocketArray array, std::int16_t index) override;
   void looks(SocketArray array, std::int16_t index) override {
     memoryOf(linkOf(array, index)).visited = true;
   }

@@ -40,8 +40,7 @@ class Run {
         audit_{world_.time()},
         site_(world_, kPairs, plan.links),
         trouble_(site_, world_.random(), plan.faults) {
-    audit_.mix = trouble_.mix();
-    excuseByMix();
+    trouble_.setOnTouch([this](auto fault, auto port, auto stay) { excuse(fault, port, stay); });
     int number = 0;
     for (const auto& place : site_.places()) {
       simulated::Host& host = place->host();
@@ -73,10 +72,12 @@ class Run {
     std::uint64_t engines = 0;       // so far
   };
 
-  void excuseByMix() {
-    if (audit_.strangers()) audit_.ledger.excuse(Cause::Stranger);
-    if (audit_.mix.has(simulated::Fault::Damage)) audit_.ledger.excuse(Cause::Damaged);
-    if (audit_.mix.has(simulated::Fault::Operations)) audit_.ledger.excuse(Cause::Failed);
+  // Of the pair of links with that port both may lose or repeat texts.
+  void excuse(simulated::Fault fault, simulated::Address port, Milliseconds stay) {
+    const Cause cause = fault == simulated::Fault::Damage ? Cause::Damaged : Cause::Stranger;
+    for (const bool fromClient : {true, false})
+      audit_.ledger.course({port.machine, port.port - simulated::kPortOfIdentifier0, fromClient})
+          .happened(cause, world_.time().now() + stay);
   }
 
   bool sound() const { return !audit_.findings.first(); }
@@ -191,7 +192,7 @@ class Run {
       copy = std::make_unique<std::ofstream>(*plan_.recordDirectory / name, std::ios::binary);
     }
     tape.sink = std::make_shared<HashSink>(std::move(copy));
-    if (tape.engines == 1 && audit_.mix.has(simulated::Fault::Disk)) {
+    if (tape.engines == 1 && trouble_.mix().has(simulated::Fault::Disk)) {
       tape.disk = std::make_shared<DiskSink>(disk);
       tape.sink->alsoTo(tape.disk);
     }

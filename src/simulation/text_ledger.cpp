@@ -89,16 +89,16 @@ Arrival TextLedger::judge(Course& course, const Text& text) {
   return Arrival::New;
 }
 
-// What was seen to happen on the way comes before what the mix of faults makes possible on every way. After a
-// repetition there may be an acknowledgement too many, which stays in the exchange until the connection ends.
-Cause TextLedger::causeOf(const Course& course, const Text& text) const {
+// After some causes there may be an acknowledgement too many, which stays in the exchange until the
+// connection ends.
+Cause TextLedger::causeOf(const Course& course, const Text& text) {
   for (std::size_t cause = 0; cause < kCauseCount; ++cause) {
     if (course.latest_[cause] >= text.at) return static_cast<Cause>(cause);
   }
-  if (course.latest(Cause::Repeated) > course.latest(Cause::Disconnected)) return Cause::Repeated;
-  if (course.torn_) return Cause::Stranger;
-  const auto excuse = std::find(always_.begin(), always_.end(), true);
-  return excuse == always_.end() ? Cause::Unknown : static_cast<Cause>(excuse - always_.begin());
+  for (const Cause cause : {Cause::Failed, Cause::Repeated, Cause::Stranger, Cause::Damaged}) {
+    if (course.latest(cause) > course.latest(Cause::Disconnected)) return cause;
+  }
+  return course.torn_ ? Cause::Stranger : Cause::Unknown;
 }
 
 // The texts between two numbers.

@@ -1,6 +1,7 @@
 // TextLedger: who sent which text to whom, and what of it arrived.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <compare>
 #include <cstddef>
@@ -32,7 +33,7 @@ enum class Cause : std::uint8_t {
   Emptied,       ///< the host at one end said "VUOTABUFFER"
   Closed,        ///< the host closed one end of the link, or left
   Restarted,     ///< one end began anew
-  Disconnected,  ///< one end reported 702, or activated its sockets, which empties its queue
+  Disconnected,  ///< one end reported 701 or 702, or activated its sockets, which empties its queue
   Overflow,      ///< a queue of 5000 dropped its oldest
   Failed,        ///< a step of the engine failed
   Repeated,      ///< an acknowledgement was late, or came for an earlier batch
@@ -48,7 +49,11 @@ std::string_view nameOf(Cause cause);
 class Course {
  public:
   /// Whatever was sent until now and has not arrived may be lost, or come again, because of this.
-  void happened(Cause cause, std::int64_t at) { latest_[static_cast<std::size_t>(cause)] = at; }
+  void happened(Cause cause, std::int64_t at) {
+    auto& latest = latest_[static_cast<std::size_t>(cause)];
+    latest = std::max(latest, at);
+  }
+  bool met(Cause cause) const { return latest(cause) >= 0; }
   /// True once a body has come in that the peer never sent: a stranger's, or pieces of several frames that
   /// the checksum did not tell from a whole one. From then on any text may arrive.
   bool torn() const { return torn_; }
@@ -83,9 +88,6 @@ class TextLedger {
   /// Stays where it is.
   Course& course(const Way& way) { return courses_[way]; }
 
-  /// These causes apply to every text.
-  void excuse(Cause cause) { always_[static_cast<std::size_t>(cause)] = true; }
-
   /// Anything but such a text is ignored. Moments never go back.
   void send(Course& course, std::string_view text, std::int64_t at = 0);
   Arrival deliver(Course& course, std::string_view text);
@@ -108,14 +110,13 @@ class TextLedger {
 
   static Text textOf(std::string_view text);
   Arrival judge(Course& course, const Text& text);
-  Cause causeOf(const Course& course, const Text& text) const;
+  static Cause causeOf(const Course& course, const Text& text);
   void lose(const Course& course, std::uint64_t after, std::uint64_t before);
 
   std::map<Way, Course> courses_;
   std::uint64_t sent_ = 0;
   std::uint64_t arrived_[4] = {};
   CauseCounts losses_{}, duplicates_{};
-  std::array<bool, kCauseCount> always_{};
 };
 
 }  // namespace quarnex::simulation

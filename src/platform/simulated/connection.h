@@ -1,6 +1,7 @@
 // Connection: two ends joined by two streams, and all that a network can do to what travels between them.
 #pragma once
 
+#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -17,6 +18,13 @@ namespace quarnex::simulated {
 
 /// Windows Sockets number of a connection that its peer has reset.
 constexpr std::int16_t kConnectionReset = 10054;
+
+/// A port of a machine. Each machine has its own ports, and each sees itself as 127.0.0.1.
+struct Address {
+  int machine = 1;
+  std::int32_t port = 0;
+  auto operator<=>(const Address&) const = default;
+};
 
 /// How one direction of a connection behaves.
 struct Conditions {
@@ -135,6 +143,8 @@ class Connection : public std::enable_shared_from_this<Connection> {
   /// The end that called, and the one that was called.
   End caller;
   End called;
+  /// Where that was.
+  Address port;
 
   /// The same ends for owners, which keep the connection alive.
   std::shared_ptr<End> callerEnd() { return {shared_from_this(), &caller}; }

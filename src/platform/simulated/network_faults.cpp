@@ -11,8 +11,9 @@ namespace {
 
 constexpr std::int16_t kEndings[] = {0, 10050, 10052, 10053, 10054, 10060};
 constexpr std::int16_t kCallFailures[] = {10049, 10050, 10051, 10060, 10061, 10064, 10065};
-constexpr std::int32_t kPortOfIdentifier0 = 20100;
-constexpr Milliseconds kLargeStay = 300'000;  // enough to take 64 MiB, 64 KiB a tick
+
+constexpr Milliseconds kLargeStay = 300'000;   // enough to take 64 MiB, 64 KiB a tick
+constexpr Milliseconds kLongestWay = 120'000;  // of a frame, its delay included
 constexpr int kBacklogFrames = 100'000;
 
 Conditions anyConditions(Scene& scene) {
@@ -42,11 +43,22 @@ Damage anyDamage(Scene& scene) {
   return damage;
 }
 
-std::vector<Tamper> anyTampers(Scene& scene) {
+// Tells when it does something to a frame.
+Tamper told(Scene& scene, Address port, Tamper tamper) {
+  return [&scene, port, tamper = std::move(tamper)](std::string_view sent) {
+    std::vector<Piece> pieces = tamper(sent);
+    const bool whole =
+        pieces.size() == 1 && pieces[0].bytes == sent && pieces[0].ending == Piece::Ending::None;
+    if (!whole) scene.touch(Fault::Damage, port, kLongestWay);
+    return pieces;
+  };
+}
+
+std::vector<Tamper> anyTampers(Scene& scene, Address port) {
   std::vector<Tamper> tampers;
   if (scene.strikes(Fault::Damage, 100, 500)) {
     const Damage damage = anyDamage(scene);
-    tampers.push_back(damaging(damage, scene.random.split()));
+    tampers.push_back(told(scene, port, damaging(damage, scene.random.split())));
   }
   if (scene.strikes(Fault::Cut, 50, 200)) {
     const Milliseconds pause = scene.duration(1, 9'000);
@@ -55,9 +67,9 @@ std::vector<Tamper> anyTampers(Scene& scene) {
   return tampers;
 }
 
-void afflictEnd(Scene& scene, End& end) {
+void afflictEnd(Scene& scene, End& end, Address port) {
   end.conditions = anyConditions(scene);
-  auto tampers = anyTampers(scene);
+  auto tampers = anyTampers(scene, port);
   if (!tampers.empty()) end.tamper = inTurn(std::move(tampers));
 }
 
@@ -91,7 +103,7 @@ void callHostile(Scene& scene, Milliseconds stay,
                  void (*deed)(Scene& scene, ScriptedPeer& peer, int identifier)) {
   Place& place = scene.anyPlace();
   const std::int32_t port = scene.anyPort();
-  const auto peer = scene.engagePeer(place.host().machine, stay);
+  const auto peer = scene.engagePeer({place.host().machine, port}, stay);
   peer->onConnect = [&scene, deed, caller = peer.get(), identifier = port - kPortOfIdentifier0] {
     deed(scene, *caller, identifier);
   };
@@ -105,8 +117,8 @@ End& eitherEnd(Scene& scene, Connection& connection) {
 }  // namespace
 
 void afflictConnection(Scene& scene, Connection& connection) {
-  afflictEnd(scene, connection.caller);
-  afflictEnd(scene, connection.called);
+  afflictEnd(scene, connection.caller, connection.port);
+  afflictEnd(scene, connection.called, connection.port);
 }
 
 CallFate fateOf(Scene& scene) {
@@ -155,7 +167,7 @@ void callIn(Scene& scene) {
   const std::int32_t port = scene.anyPort();
   const auto callers = scene.random.chance(200) ? scene.duration(2, 50) : 1;
   for (Milliseconds i = 0; i < callers; ++i) {
-    const auto peer = scene.engagePeer(place.host().machine, scene.duration(0, 100'000));
+    const auto peer = scene.engagePeer({place.host().machine, port}, scene.duration(0, 100'000));
     behave(scene, *peer, port - kPortOfIdentifier0);
     peer->call(port);
   }
@@ -165,7 +177,7 @@ void squat(Scene& scene) {
   Place& place = scene.anyPlace();
   const std::int32_t port = scene.anyPort();
   if (scene.site.world().network().listening({place.host().machine, port})) return;
-  const auto peer = scene.engagePeer(place.host().machine, scene.duration(1'000, 300'000));
+  const auto peer = scene.engagePeer({place.host().machine, port}, scene.duration(1'000, 300'000));
   behave(scene, *peer, port - kPortOfIdentifier0);
   peer->listen(port);
 }

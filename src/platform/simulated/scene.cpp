@@ -1,12 +1,6 @@
 #include "platform/simulated/scene.h"
 
 namespace quarnex::simulated {
-namespace {
-
-constexpr std::int32_t kPortOfIdentifier0 = 20100;
-
-}  // namespace
-
 bool Scene::strikes(Fault fault, std::uint32_t light, std::uint32_t heavily) {
   if (!mix.has(fault) || !random.chance(heavy.has(fault) ? heavily : light)) return false;
   happened(fault);
@@ -27,8 +21,9 @@ Milliseconds Scene::duration(Milliseconds low, Milliseconds high) {
   return random.between(low, high);
 }
 
-std::shared_ptr<ScriptedPeer> Scene::engagePeer(int machine, Milliseconds stay) {
-  auto peer = std::make_shared<ScriptedPeer>(site.world().network(), machine);
+std::shared_ptr<ScriptedPeer> Scene::engagePeer(Address port, Milliseconds stay) {
+  auto peer = std::make_shared<ScriptedPeer>(site.world().network(), port.machine);
+  touch(Fault::Callers, port, stay);
   std::erase_if(peers_, [](const auto& gone) { return gone.expired(); });
   peers_.push_back(peer);
   later(stay, [peer] {});

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <iterator>
 #include <memory>
 #include <utility>
@@ -47,8 +48,15 @@ class Scene {
   /// From `low` to `high`; each halving of what is above is as likely as not.
   Milliseconds duration(Milliseconds low, Milliseconds high);
 
-  /// A scripted peer that goes away after so long, or with the end of the trouble.
-  std::shared_ptr<ScriptedPeer> engagePeer(int machine, Milliseconds stay);
+  /// Sees which links feel damage, or a stranger (`Callers`, whatever it does), from now on for so long:
+  /// those with that port.
+  std::function<void(Fault fault, Address port, Milliseconds stay)> onTouch;
+  void touch(Fault fault, Address port, Milliseconds stay) const {
+    if (onTouch) onTouch(fault, port, stay);
+  }
+
+  /// A scripted peer for that port that goes away after so long, or with the end of the trouble.
+  std::shared_ptr<ScriptedPeer> engagePeer(Address port, Milliseconds stay);
   void dismissPeers();
 
   /// Runs `deed` after a pause, unless the trouble is over by then.

@@ -108,6 +108,7 @@ std::shared_ptr<Connection> Network::connect(const Call& call) {
   auto connection =
       std::make_shared<Connection>(time_, random_.split(), dottedAddress(call.from.machine, call.to.machine),
                                    dottedAddress(call.to.machine, call.from.machine));
+  connection->port = call.to;
   connection->caller.conditions = callerConditions;
   connection->called.conditions = calledConditions;
   ++connectionsMade_;

@@ -19,13 +19,6 @@ namespace quarnex::simulated {
 constexpr std::int16_t kAddressInUse = 10048;
 constexpr std::int16_t kConnectionRefused = 10061;
 
-/// A port of a machine. Each machine has its own ports, and each sees itself as 127.0.0.1.
-struct Address {
-  int machine = 1;
-  std::int32_t port = 0;
-  auto operator<=>(const Address&) const = default;
-};
-
 /// How machine `machine` appears to machine `viewer`: "127.0.0.1" to itself, else "10.x.y.z".
 std::string dottedAddress(int machine, int viewer);
 /// The machine that `dotted` means to `viewer`; nothing if it is no address at all.

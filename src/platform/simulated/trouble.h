@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <utility>
 
 #include "platform/simulated/fault.h"
 #include "platform/simulated/random.h"
@@ -25,6 +27,11 @@ class Trouble {
   /// How long it is still felt: until the last stall is over and clocks that were put back have made up for
   /// it.
   Milliseconds aftermath();
+
+  /// Sees whom damage and strangers befall, as `Scene::onTouch` says.
+  void setOnTouch(std::function<void(Fault fault, Address port, Milliseconds stay)> onTouch) {
+    scene_.onTouch = std::move(onTouch);
+  }
 
   const FaultSet& mix() const { return scene_.mix; }
   /// How often a fault has happened.
