@@ -1,20 +1,13 @@
 #include "component/byte_queue.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace quarnex {
 
 namespace {
 constexpr std::size_t kChunkBytesMax = std::size_t{64} * 1024;
 constexpr std::size_t kKeptBytes = 4096;
-
-// A chunk grows by doubling, as texts do, but from the half on it takes what it may fill and no more: room of
-// twice as much would be mapped for itself, and its return costs the system milliseconds when there are many.
-void makeRoom(std::string& chunk, std::size_t count) {
-  const std::size_t needed = chunk.size() + count;
-  if (needed > chunk.capacity() && needed > kChunkBytesMax / 2)
-    chunk.reserve(std::max(needed, kChunkBytesMax));
-}
 
 }  // namespace
 
@@ -35,7 +28,7 @@ void ByteChunks::append(std::string_view bytes) {
     if (list_.empty() || list_.back().size() >= kChunkBytesMax) list_.emplace_back();
     std::string& last = list_.back();
     const std::size_t taken = std::min(bytes.size(), kChunkBytesMax - last.size());
-    makeRoom(last, taken);
+    makeRoom(taken);
     last.append(bytes.substr(0, taken));
     bytes.remove_prefix(taken);
   }
@@ -46,8 +39,19 @@ void ByteChunks::appendWhole(std::string_view head, std::string_view tail) {
   if (list_.empty() || (!list_.back().empty() && list_.back().size() + count > kChunkBytesMax)) {
     list_.emplace_back();
   }
-  makeRoom(list_.back(), count);
+  makeRoom(count);
   list_.back().append(head).append(tail);
+}
+
+// What is gone makes room first, if it is more than what is left: a queue that never empties stays small. A
+// chunk grows by doubling, as texts do, but from the half on it takes what it may fill and no more: room of
+// twice as much would be mapped for itself, and its return costs the system milliseconds when there are many.
+void ByteChunks::makeRoom(std::size_t count) {
+  std::string& last = list_.back();
+  if (last.size() + count <= last.capacity()) return;
+  if (list_.size() == 1 && consumed_ > last.size() / 2) last.erase(0, std::exchange(consumed_, 0));
+  const std::size_t needed = last.size() + count;
+  if (needed > last.capacity() && needed > kChunkBytesMax / 2) last.reserve(std::max(needed, kChunkBytesMax));
 }
 
 std::string_view ByteChunks::front() const {

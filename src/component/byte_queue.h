@@ -1,4 +1,4 @@
-// Bytes that wait: appended at the back, consumed at the front, never moved in between.
+// Bytes that wait: appended at the back, consumed at the front, hardly ever moved in between.
 #pragma once
 
 #include <cstddef>
@@ -35,6 +35,8 @@ class ByteChunks {
   }
 
  private:
+  void makeRoom(std::size_t count);
+
   std::list<std::string> list_;
   std::size_t consumed_ = 0;  // bytes of the first chunk that are gone
 };
