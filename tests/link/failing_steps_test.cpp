@@ -146,13 +146,19 @@ TEST(Trap, KeepsNothingOfAStepThatFailedWithNumberZero) {
   EXPECT_THAT(host.inbound(1), testing::IsEmpty());
 }
 
+// Also by one that gets no further than its beginning, since nothing of the endpoint can be read.
 TEST(Trap, IsSettledByAReconnectionInsideIt) {
-  StubHost host;
-  host.addConnected(true);
-  Trap caller(host.library);
-  caller([] { throw Failure(5, "boom"); });
-  NonRisponde(host.library, host.record(1), "because");
-  EXPECT_FALSE(caller.pending());
+  for (const bool readable : {true, false}) {
+    StubHost host;
+    host.addConnected(true);
+    if (!readable) host.failing.insert({"remotePort ClientSocket", Failure(10038, "not a socket")});
+    Trap caller(host.library);
+    Trap reconnection(host.library);
+    caller([] { throw Failure(5, "boom"); });
+    reconnection([&] { NonRisponde(host.library, host.record(1), "because"); });
+    EXPECT_FALSE(caller.pending());
+    EXPECT_EQ(reconnection.pending(), !readable);
+  }
 }
 
 TEST(Events, OfNoLinkAndOfTheWrongArrayChangeNothing) {
