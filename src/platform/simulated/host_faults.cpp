@@ -13,6 +13,7 @@ constexpr Milliseconds kMinute = 60 * kSecond;
 constexpr Milliseconds kHour = 60 * kMinute;
 constexpr Milliseconds kDay = 24 * kHour;
 constexpr std::uint32_t kFewLinks = 50;
+constexpr Milliseconds kFastestPace = 150;  // between two ticks
 
 constexpr std::int32_t kFailureNumbers[] = {5,     10004, 10009, 10013, 10014, 10022, 10024, 10035, 10036,
                                             10038, 10048, 10049, 10050, 10051, 10053, 10054, 10055, 10057,
@@ -193,9 +194,11 @@ void stall(Scene& scene) {
   loop.stall(scene.duration(kSecond, scene.random.chance(5) ? 2 * kDay : 3 * kMinute));
 }
 
+// Where paces change often, a host only ever changes from one to the next.
 void changePace(Scene& scene) {
   SimulatedTimer& timer = scene.anyHost().timer;
-  timer.setPace(150, scene.duration(150, 5 * kSecond));
+  timer.setPace(kFastestPace, scene.random.between(kFastestPace, 5 * kSecond));
+  if (scene.heavy.has(Fault::Pace)) return;
   scene.later(scene.duration(kSecond, 10 * kMinute), [&timer] { timer.setPace(0, 0); });
 }
 
