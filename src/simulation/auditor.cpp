@@ -103,7 +103,7 @@ void Auditor::traced(std::int16_t IdxQuarn, std::string_view text) {
   Memory& memory = stir(IdxQuarn);
   switch (text.empty() ? '\0' : text.front()) {
     case 'A':
-      if (text.starts_with(kActivationTrace)) happened(IdxQuarn, Cause::Disconnected);
+      if (text.starts_with(kActivationTrace)) activated(IdxQuarn);
       break;
     case 'P':
       if (text.starts_with(kFailureTrace)) happened(IdxQuarn, Cause::Failed);
@@ -199,6 +199,13 @@ void Auditor::end() {
   if (steps_ > 1) return inspectAll();
   if (touched_ != 0) stir(touched_);
   touched_ != 0 ? inspectStirred() : inspectAll();
+}
+
+void Auditor::activated(std::int16_t link) {
+  happened(link, Cause::Disconnected);
+  const ConnectionRecord& record = library_->ConnectionTable[link];
+  if (record.CodaInvio.Count + record.CodaArrivo.Count > 0)
+    found(link, "an activation left texts in the queues");
 }
 
 // The identifier and the role as the host gave them: the engine's record may have been altered since.

@@ -118,6 +118,7 @@ class Auditor final : public ServicesWrapper,
   void begin(std::int16_t link);
   void end();
   void added(std::int16_t link, std::span<const Value> parameters);
+  void activated(std::int16_t link);
   void happened(std::int16_t link, Cause cause);
   void sendsData(std::int16_t link);
   void sendsText(std::int16_t link, const std::string& text);
