@@ -316,7 +316,8 @@ void Auditor::inspectDeadlines(std::int16_t link, const ConnectionRecord& record
 
 void Auditor::reported(std::int16_t link, int code) {
   ++audit_.reports[code];
-  if (code == 701 || code == 702) happened(link, Cause::Disconnected);
+  if (code == 701) happened(link, Cause::Connected);
+  if (code == 702) happened(link, Cause::Disconnected);
   Memory& memory = memoryOf(link);
   // The text of a 109 may be impossible to make after the link has already been declared.
   const bool excused = code == 112 && std::exchange(memory.failedSinceAnswering, false);

@@ -17,8 +17,9 @@ constexpr std::ptrdiff_t kRemembered = 12'000;
 }  // namespace
 
 std::string_view nameOf(Cause cause) {
-  constexpr std::string_view names[] = {"emptied", "closed",   "restarted", "disconnected", "overflow",
-                                        "failed",  "repeated", "stranger",  "damaged",      "unknown"};
+  constexpr std::string_view names[] = {"emptied",   "closed",   "restarted", "disconnected",
+                                        "connected", "overflow", "failed",    "repeated",
+                                        "stranger",  "damaged",  "unknown"};
   static_assert(std::size(names) == kCauseCount);
   return names[static_cast<std::size_t>(cause)];
 }

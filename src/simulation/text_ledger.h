@@ -33,7 +33,8 @@ enum class Cause : std::uint8_t {
   Emptied,       ///< the host at one end said "VUOTABUFFER"
   Closed,        ///< the host closed one end of the link, or left
   Restarted,     ///< one end began anew
-  Disconnected,  ///< one end reported 701 or 702, or activated its sockets, which empties its queue
+  Disconnected,  ///< one end reported 702, or activated its sockets, which empties its queue
+  Connected,     ///< one end reported 701, perhaps of a caller who took the place of another
   Overflow,      ///< a queue of 5000 dropped its oldest
   Failed,        ///< a step of the engine failed
   Repeated,      ///< an acknowledgement was late, or came for an earlier batch
