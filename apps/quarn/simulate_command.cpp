@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <chrono>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
@@ -16,6 +17,7 @@
 #include <vector>
 
 #include "platform/simulated/site.h"
+#include "quarn/console.h"
 #include "quarn/simulation_report.h"
 #include "simulation/many_runs.h"
 
@@ -151,19 +153,38 @@ int simulateOne(const simulation::RunPlan& plan) {
   return result.finding || !result.recordingsWhole ? kBroken : 0;
 }
 
+void showProgress(Console& console, const ManyPlan& many, std::uint64_t runs, double linkHours) {
+  std::string words = std::to_string(runs) + " of " + std::to_string(many.seeds) + " seeds, " +
+                      std::to_string(std::llround(linkHours));
+  if (many.linkHoursEnough > 0) words += " of " + std::to_string(std::llround(many.linkHoursEnough));
+  console.showProgress(words + " link-hours");
+  console.output().flush();
+}
+
+void endProgress(Console& console) {
+  console.showProgress("");
+  console.output().flush();
+}
+
 // The first seed that fails ends it: those already begun run to their end.
 int simulateSeveral(const ManyPlan& many) {
   const Stopwatch watch;
+  Console console;
   simulation::RunNumbers sums;
   std::uint64_t runs = 0;
   bool sound = true;
   simulation::simulateMany(many.plan, many.seeds, many.jobs, [&](std::uint64_t seed, const auto& result) {
     ++runs;
     sums.add(result);
-    if (result.finding) complain(many.plan, seed, *result.finding);
+    showProgress(console, many, runs, sums.linkHours);
+    if (result.finding) {
+      endProgress(console);
+      complain(many.plan, seed, *result.finding);
+    }
     sound = sound && !result.finding;
     return sound && (many.linkHoursEnough == 0 || sums.linkHours < many.linkHoursEnough);
   });
+  endProgress(console);
   printRuns(many.plan, runs, sums);
   std::cout.flush();
   printSpeed(sums, watch.cpuSeconds(), watch.elapsedSeconds());
