@@ -1,6 +1,7 @@
 #include "simulation/simulate_run.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <fstream>
 #include <functional>
 #include <memory>
@@ -28,6 +29,7 @@ constexpr Milliseconds kTextPause = 3 * kSecond;
 constexpr Milliseconds kRecoveryMax = 95 * kSecond;
 constexpr Milliseconds kBatchMax = 10 * kSecond;
 constexpr int kTextsPerBatch = 20;
+constexpr std::size_t kLogBytesKept = std::size_t{64} << 10;  // nobody reads the logs of simulated years
 // One exchange takes "9K" across, and the peer closes. A batch that is not acknowledged goes out again after
 // 5 seconds; this allows for two.
 constexpr Milliseconds kExitMax = 15 * kSecond;
@@ -44,6 +46,7 @@ class Run {
     int number = 0;
     for (const auto& place : site_.places()) {
       simulated::Host& host = place->host();
+      host.log.keptMax = kLogBytesKept;
       host.makeWrapper = [this, &host, number = ++number] {
         return std::make_unique<Auditor>(audit_, number, host.machine, newSink(number, host.disk));
       };

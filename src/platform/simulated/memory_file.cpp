@@ -20,6 +20,7 @@ void MemoryFile::write(std::string_view line) {
   if (disk_.beforeWrite) disk_.beforeWrite();
   if (disk_.takes(line.size())) {
     file->second += line;
+    if (file->second.size() > 2 * keptMax) file->second.erase(0, file->second.size() - keptMax);
   } else {
     ++linesDropped_;
   }

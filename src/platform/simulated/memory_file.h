@@ -1,7 +1,9 @@
 // MemoryFile: text files in memory, on a simulated disk.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <map>
 #include <string>
 #include <string_view>
@@ -24,6 +26,9 @@ class MemoryFile final : public TextFile {
   void rename(const std::string& to);
   /// Takes all files away; one that is open gets nothing more.
   void removeAll();
+
+  /// Of a file that grows beyond twice so many bytes the older half goes.
+  std::size_t keptMax = std::numeric_limits<std::size_t>::max() / 2;
 
   /// Every file, by name.
   std::map<std::string, std::string> files;
