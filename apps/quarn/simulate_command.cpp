@@ -153,9 +153,11 @@ int simulateOne(const simulation::RunPlan& plan) {
   return result.finding || !result.recordingsWhole ? kBroken : 0;
 }
 
+// Whichever of the two ends the run is named with its end.
 void showProgress(Console& console, const ManyPlan& many, std::uint64_t runs, double linkHours) {
-  std::string words = std::to_string(runs) + " of " + std::to_string(many.seeds) + " seeds, " +
-                      std::to_string(std::llround(linkHours));
+  std::string words = std::to_string(runs);
+  if (many.linkHoursEnough == 0) words += " of " + std::to_string(many.seeds);
+  words += " seeds, " + std::to_string(std::llround(linkHours));
   if (many.linkHoursEnough > 0) words += " of " + std::to_string(std::llround(many.linkHoursEnough));
   console.showProgress(words + " link-hours");
   console.output().flush();

@@ -258,6 +258,10 @@ TEST(MemoryFiles, DropWhatTheDiskDoesNotTake) {
   EXPECT_EQ(file.files.at("old"), "one\nthree\nfour");
   EXPECT_EQ(file.linesDropped(), 3U);
   EXPECT_THROW(file.create("other"), Failure);
+  disk.room = 100;
+  file.keptMax = 8;
+  file.write("five");
+  EXPECT_EQ(file.files.at("old"), "fourfive");
 }
 
 // The peers' own reading of the wire must agree with their own writing.
