@@ -11,16 +11,15 @@ namespace quarnex {
 
 // Called from the handler of a failed step. Number 0 means that nothing is wrong, so it leaves nothing
 // pending.
-void Trap::remember() {
-  try {
-    throw;
-  } catch (const Failure& failure) {
-    if (failure.number() == 0) return clear();
-    keep(failure.number(), failure.description());
-  } catch (const std::bad_alloc&) {
+void Trap::remember(const std::exception& thrown) {
+  if (const auto* failure = dynamic_cast<const Failure*>(&thrown)) {
+    failure->number() == 0 ? clear() : keep(failure->number(), failure->description());
+  } else if (dynamic_cast<const std::bad_alloc*>(&thrown) != nullptr) {
     keep(7, "Out of memory");
-  } catch (const std::length_error&) {
+  } else if (dynamic_cast<const std::length_error*>(&thrown) != nullptr) {
     keep(14, "Out of string space");
+  } else {
+    throw;
   }
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <exception>
 #include <memory>
 #include <string>
 
@@ -31,8 +32,8 @@ class Trap {
   void operator()(Step&& step) {
     try {
       step();
-    } catch (...) {
-      remember();
+    } catch (const std::exception& failure) {
+      remember(failure);
     }
   }
 
@@ -49,7 +50,7 @@ class Trap {
     std::string description;
   };
 
-  void remember();
+  void remember(const std::exception& failure);
   void keep(std::int32_t number, std::string description);
 
   Library& library_;

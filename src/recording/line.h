@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -142,5 +143,29 @@ struct Line {
 
   bool isStep() const { return kind <= LineKind::Event; }
 };
+
+/// A line by its parts, which lie elsewhere: good for the moment. What its kind does not have stays as it is
+/// here.
+struct LineParts {
+  LineKind kind = LineKind::End;
+  bool nested = false;
+  EventKind event{};
+  Operation operation{};
+  recording::Property property{};
+  SocketId socket{};
+  std::int32_t number = 0;
+  std::int32_t handle = 0;
+  Instant at{};
+  std::optional<std::int32_t> utcOffset = std::nullopt;
+  const Method* method = nullptr;
+  std::string_view text{};
+  std::span<const Value> values{};
+};
+
+/// Of a line that stays where it is.
+inline LineParts partsOf(const Line& line) {
+  return {line.kind,   line.nested, line.event,     line.operation, line.property, line.socket, line.number,
+          line.handle, line.at,     line.utcOffset, line.method,    line.text,     line.values};
+}
 
 }  // namespace quarnex::recording

@@ -5,7 +5,6 @@
 #include <concepts>
 #include <cstring>
 
-#include "quarnex/failure.h"
 #include "recording/text_codes.h"
 
 namespace quarnex::recording {
@@ -76,30 +75,30 @@ class Draft {
   char* end_ = line_;
 };
 
-void appendSocket(Draft& line, SocketId socket) {
-  line.add(",\"socket\":\"", nameOf(socket.array), "\",\"index\":", socket.index);
+void appendSocket(Draft& draft, SocketId socket) {
+  draft.add(",\"socket\":\"", nameOf(socket.array), "\",\"index\":", socket.index);
 }
 
-void appendValue(Draft& line, const Value& value) {
+void appendValue(Draft& draft, const Value& value) {
   if (const auto* number = std::get_if<std::int16_t>(&value)) {
-    line.add(*number);
+    draft.add(*number);
   } else if (const auto* truth = std::get_if<bool>(&value)) {
-    line.add(*truth ? "true" : "false");
+    draft.add(*truth ? "true" : "false");
   } else if (const auto* text = std::get_if<std::string>(&value)) {
-    line.addText(*text);
+    draft.addText(*text);
   } else {
-    line.add("null");
+    draft.add("null");
   }
 }
 
-void appendOffset(Draft& line, std::optional<std::int32_t> utcOffset) {
-  if (utcOffset) line.add(",\"utc_offset\":", *utcOffset);
+void appendOffset(Draft& draft, std::optional<std::int32_t> utcOffset) {
+  if (utcOffset) draft.add(",\"utc_offset\":", *utcOffset);
 }
 
-void beginStep(Draft& line, const StepHead& head) {
-  line.add("{\"at\":", head.at.second);
-  appendOffset(line, head.utcOffset);
-  if (head.nested) line.add(",\"nested\":true");
+void appendStep(Draft& draft, const LineParts& line) {
+  draft.add("{\"at\":", line.at.second);
+  appendOffset(draft, line.utcOffset);
+  if (line.nested) draft.add(",\"nested\":true");
 }
 
 std::string_view argumentKey(Operation operation) {
@@ -113,141 +112,146 @@ std::string_view argumentKey(Operation operation) {
   }
 }
 
+void addCall(Draft& draft, const LineParts& line) {
+  appendStep(draft, line);
+  draft.add(",\"call\":\"", line.method->name, "\",\"params\":[");
+  for (std::size_t i = 0; i < line.values.size(); ++i) {
+    if (i > 0) draft.add(',');
+    appendValue(draft, line.values[i]);
+  }
+  draft.add(']');
+}
+
+void addTick(Draft& draft, const LineParts& line) {
+  appendStep(draft, line);
+  draft.add(",\"tick\":true");
+}
+
+void addEvent(Draft& draft, const LineParts& line) {
+  appendStep(draft, line);
+  draft.add(",\"event\":\"", kEvents[static_cast<std::size_t>(line.event)], '"');
+  appendSocket(draft, line.socket);
+  if (line.event == EventKind::Accept) {
+    draft.add(",\"handle\":", line.handle, ",\"remote_host\":");
+    draft.addText(line.text);
+  }
+  draft.add(",\"code\":", line.number);
+}
+
+void addTrace(Draft& draft, const LineParts& line) {
+  draft.add("{\"trace\":", line.number, ",\"text\":");
+  draft.addText(line.text);
+}
+
+void addOperation(Draft& draft, const LineParts& line) {
+  const OperationShape& shape = shapeOf(line.operation);
+  if (line.operation == Operation::Send) {
+    draft.add("{\"sent\":");
+    draft.addText(line.text);
+  } else {
+    draft.add("{\"did\":\"", shape.name, '"');
+  }
+  if (shape.onSocket) appendSocket(draft, line.socket);
+  if (shape.argument == ValueKind::Integer) draft.add(argumentKey(line.operation), line.number);
+  if (shape.argument == ValueKind::String && line.operation != Operation::Send) {
+    draft.add(argumentKey(line.operation));
+    draft.addText(line.text);
+  }
+}
+
+void addResult(Draft& draft, const LineParts& line) {
+  draft.add("{\"result\":");
+  appendValue(draft, line.values.front());
+}
+
+void addFailure(Draft& draft, const LineParts& line) {
+  draft.add("{\"failure\":", line.number, ",\"description\":");
+  draft.addText(line.text);
+}
+
+void addFetched(Draft& draft, const LineParts& line) {
+  draft.add("{\"fetched\":");
+  draft.addText(line.text);
+  appendSocket(draft, line.socket);
+}
+
+template <class Shape>
+void addFailed(Draft& draft, const LineParts& line, const Shape& shape) {
+  draft.add("{\"failed\":\"", shape.name, '"');
+  if (shape.onSocket) appendSocket(draft, line.socket);
+  draft.add(",\"number\":", line.number, ",\"description\":");
+  draft.addText(line.text);
+}
+
+void addProperty(Draft& draft, const LineParts& line) {
+  const PropertyShape& shape = shapeOf(line.property);
+  draft.add("{\"property\":\"", shape.name, '"');
+  if (shape.onSocket) appendSocket(draft, line.socket);
+  draft.add(",\"value\":");
+  if (shape.isText) {
+    draft.addText(line.text);
+  } else {
+    draft.add(line.number);
+  }
+}
+
+void addNow(Draft& draft, const LineParts& line) {
+  draft.add("{\"now\":", line.at.second);
+  appendOffset(draft, line.utcOffset);
+}
+
+void addParts(Draft& draft, const LineParts& line) {
+  switch (line.kind) {
+    case LineKind::Call:
+      return addCall(draft, line);
+    case LineKind::Tick:
+      return addTick(draft, line);
+    case LineKind::Event:
+      return addEvent(draft, line);
+    case LineKind::Trace:
+      return addTrace(draft, line);
+    case LineKind::Performed:
+      return addOperation(draft, line);
+    case LineKind::Result:
+      return addResult(draft, line);
+    case LineKind::Failure:
+      return addFailure(draft, line);
+    case LineKind::End:
+      return draft.add("{\"end\":true");
+    case LineKind::Fetched:
+      return addFetched(draft, line);
+    case LineKind::FailedOperation:
+      return addFailed(draft, line, shapeOf(line.operation));
+    case LineKind::FailedRead:
+      return addFailed(draft, line, shapeOf(line.property));
+    case LineKind::Property:
+      return addProperty(draft, line);
+    case LineKind::Now:
+      return addNow(draft, line);
+    case LineKind::Missing:
+      return draft.add("{\"missing\":", line.text);
+    case LineKind::NoOutput:
+      return;
+  }
+}
+
 }  // namespace
 
 void writeHeader(std::string& out, std::int32_t utcOffset) {
-  Draft line(out);
-  line.add("{\"quarnex\":\"recording\",\"version\":1");
-  appendOffset(line, utcOffset);
-  line.finish();
+  Draft draft(out);
+  draft.add("{\"quarnex\":\"recording\",\"version\":1");
+  appendOffset(draft, utcOffset);
+  draft.finish();
 }
 
-void writeCall(std::string& out, const StepHead& head, const Method& method,
-               std::span<const Value> parameters) {
-  Draft line(out);
-  beginStep(line, head);
-  line.add(",\"call\":\"", method.name, "\",\"params\":[");
-  for (std::size_t i = 0; i < parameters.size(); ++i) {
-    if (i > 0) line.add(',');
-    appendValue(line, parameters[i]);
+void writeLine(std::string& out, const LineParts& line) {
+  if (line.kind == LineKind::NoOutput) {
+    out.append(line.text) += '\n';
+    return;
   }
-  line.add(']');
-  line.finish();
-}
-
-void writeTick(std::string& out, const StepHead& head) {
-  Draft line(out);
-  beginStep(line, head);
-  line.add(",\"tick\":true");
-  line.finish();
-}
-
-void writeEvent(std::string& out, const StepHead& head, EventKind event, SocketId socket, std::int16_t code,
-                std::int32_t handle, std::string_view remoteHost) {
-  Draft line(out);
-  beginStep(line, head);
-  line.add(",\"event\":\"", kEvents[static_cast<std::size_t>(event)], '"');
-  appendSocket(line, socket);
-  if (event == EventKind::Accept) {
-    line.add(",\"handle\":", handle, ",\"remote_host\":");
-    line.addText(remoteHost);
-  }
-  line.add(",\"code\":", code);
-  line.finish();
-}
-
-void writeEnd(std::string& out) {
-  Draft line(out);
-  line.add("{\"end\":true");
-  line.finish();
-}
-
-void writeTrace(std::string& out, std::int16_t link, std::string_view text) {
-  Draft line(out);
-  line.add("{\"trace\":", link, ",\"text\":");
-  line.addText(text);
-  line.finish();
-}
-
-void writeOperation(std::string& out, Operation operation, SocketId socket, std::int32_t number,
-                    std::string_view text) {
-  Draft line(out);
-  const OperationShape& shape = shapeOf(operation);
-  if (operation == Operation::Send) {
-    line.add("{\"sent\":");
-    line.addText(text);
-  } else {
-    line.add("{\"did\":\"", shape.name, '"');
-  }
-  if (shape.onSocket) appendSocket(line, socket);
-  if (shape.argument == ValueKind::Integer) line.add(argumentKey(operation), number);
-  if (shape.argument == ValueKind::String && operation != Operation::Send) {
-    line.add(argumentKey(operation));
-    line.addText(text);
-  }
-  line.finish();
-}
-
-void writeResult(std::string& out, const Value& result) {
-  Draft line(out);
-  line.add("{\"result\":");
-  appendValue(line, result);
-  line.finish();
-}
-
-void writeFailure(std::string& out, const Failure& failure) {
-  Draft line(out);
-  line.add("{\"failure\":", failure.number(), ",\"description\":");
-  line.addText(failure.description());
-  line.finish();
-}
-
-void writeFetched(std::string& out, SocketId socket, std::string_view bytes) {
-  Draft line(out);
-  line.add("{\"fetched\":");
-  line.addText(bytes);
-  appendSocket(line, socket);
-  line.finish();
-}
-
-void writeFailed(std::string& out, std::string_view name, bool onSocket, SocketId socket,
-                 const Failure& failure) {
-  Draft line(out);
-  line.add("{\"failed\":\"", name, '"');
-  if (onSocket) appendSocket(line, socket);
-  line.add(",\"number\":", failure.number(), ",\"description\":");
-  line.addText(failure.description());
-  line.finish();
-}
-
-void writeProperty(std::string& out, Property property, SocketId socket, std::int32_t value) {
-  Draft line(out);
-  line.add("{\"property\":\"", shapeOf(property).name, '"');
-  if (shapeOf(property).onSocket) appendSocket(line, socket);
-  line.add(",\"value\":", value);
-  line.finish();
-}
-
-void writeProperty(std::string& out, Property property, SocketId socket, std::string_view value) {
-  Draft line(out);
-  line.add("{\"property\":\"", shapeOf(property).name, '"');
-  appendSocket(line, socket);
-  line.add(",\"value\":");
-  line.addText(value);
-  line.finish();
-}
-
-void writeNow(std::string& out, Instant now, std::optional<std::int32_t> utcOffset) {
-  Draft line(out);
-  line.add("{\"now\":", now.second);
-  appendOffset(line, utcOffset);
-  line.finish();
-}
-
-void writeMissing(std::string& out, std::uint64_t bytes) {
-  Draft line(out);
-  line.add("{\"missing\":", bytes);
-  line.finish();
+  Draft draft(out);
+  addParts(draft, line);
+  draft.finish();
 }
 
 }  // namespace quarnex::recording

@@ -19,7 +19,7 @@ std::string_view firstLines(std::string_view lines) {
 
 std::string markOf(std::uint64_t bytes) {
   std::string mark;
-  writeMissing(mark, bytes);
+  writeLine(mark, {.kind = LineKind::Missing, .text = std::to_string(bytes)});
   return mark;
 }
 

@@ -5,12 +5,11 @@
 namespace quarnex::recording {
 namespace {
 
-template <class Write>
-std::string written(const Write& write) {
-  std::string line;
-  write(line);
-  line.pop_back();  // the line end
-  return line;
+std::string written(const LineParts& line) {
+  std::string text;
+  writeLine(text, line);
+  text.pop_back();  // the line end
+  return text;
 }
 
 }  // namespace
@@ -34,21 +33,23 @@ bool matches(const Line& line, const Failure& failure) {
 }
 
 std::string lineOf(const Traced& output) {
-  return written([&](std::string& line) { writeTrace(line, output.link, output.text); });
+  return written({.kind = LineKind::Trace, .number = output.link, .text = output.text});
 }
 
 std::string lineOf(const Performed& output) {
-  return written([&](std::string& line) {
-    writeOperation(line, output.operation, output.socket, output.number, output.text);
-  });
+  return written({.kind = LineKind::Performed,
+                  .operation = output.operation,
+                  .socket = output.socket,
+                  .number = output.number,
+                  .text = output.text});
 }
 
 std::string lineOf(const Value& result) {
-  return written([&](std::string& line) { writeResult(line, result); });
+  return written({.kind = LineKind::Result, .values = {&result, 1}});
 }
 
 std::string lineOf(const Failure& failure) {
-  return written([&](std::string& line) { writeFailure(line, failure); });
+  return written({.kind = LineKind::Failure, .number = failure.number(), .text = failure.what()});
 }
 
 }  // namespace quarnex::recording

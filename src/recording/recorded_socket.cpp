@@ -2,16 +2,31 @@
 
 namespace quarnex::recording {
 
+// A failed operation leaves the model as it was: it is not caught for that, which would cost more than the
+// rest.
+template <class Field>
+class RecordedSocket::Change {
+ public:
+  Change(Field& field, Field value) : field_(field), before_(std::exchange(field, std::move(value))) {}
+  ~Change() {
+    if (!holds_) field_ = std::move(before_);
+  }
+  Change(const Change&) = delete;
+  Change& operator=(const Change&) = delete;
+  void hold() { holds_ = true; }
+
+ private:
+  Field& field_;
+  Field before_;
+  bool holds_ = false;
+};
+
 template <class Field, class Operate>
 void RecordedSocket::change(Operation operation, Field& field, Field value, Operate&& operate,
                             std::int32_t number, std::string_view text) {
-  const Field before = std::exchange(field, std::move(value));
-  try {
-    perform(operation, operate, number, text);
-  } catch (const Failure&) {
-    field = before;
-    throw;
-  }
+  Change<Field> change(field, std::move(value));
+  perform(operation, operate, number, text);
+  change.hold();
 }
 
 std::int32_t RecordedSocket::state() {
@@ -80,15 +95,10 @@ void RecordedSocket::listen() {
 }
 
 void RecordedSocket::attach(std::int32_t handle) {
-  const std::string hostBefore = std::exchange(model_.remoteHost, "");
-  try {
-    change(
-        Operation::Attach, model_.status, statusOf(kSocketConnected), [&] { inner_->attach(handle); },
-        handle);
-  } catch (const Failure&) {
-    model_.remoteHost = hostBefore;
-    throw;
-  }
+  Change<std::string> forgotten(model_.remoteHost, "");
+  change(
+      Operation::Attach, model_.status, statusOf(kSocketConnected), [&] { inner_->attach(handle); }, handle);
+  forgotten.hold();
 }
 
 // The engine fetches whenever something waits, and a player concludes from the fetch that something did: so

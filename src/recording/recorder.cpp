@@ -4,7 +4,7 @@
 
 namespace quarnex::recording {
 
-Recorder::Recorder(const Services& services, Sink& sink) : inner_(services), tape_(services.clock, sink) {}
+Recorder::Recorder(const Services& services, Lines& lines) : inner_(services), tape_(services.clock, lines) {}
 
 // A failed element leaves nothing behind.
 std::unique_ptr<SocketInstance> Recorder::create(SocketArray array, std::int16_t index,

@@ -17,7 +17,7 @@ namespace quarnex::recording {
 /// Stands between a fresh engine and its services and writes a recording of everything, from the first call
 /// on.
 ///
-///     Recorder recorder{platform.services(), sink};
+///     Recorder recorder{platform.services(), lines};
 ///     Library library{recorder.services()};
 ///     recorder.watch(library);
 ///
@@ -32,7 +32,7 @@ class Recorder final : public SocketService,
                        public TimerEvents,
                        public Observer {
  public:
-  Recorder(const Services& services, Sink& sink);
+  Recorder(const Services& services, Lines& lines);
   Recorder(const Recorder&) = delete;
   Recorder& operator=(const Recorder&) = delete;
 

@@ -1,4 +1,4 @@
-// A recorder as a wrapper of services, with the sink that it writes to.
+// A recorder as a wrapper of services, with what its lines go to.
 #pragma once
 
 #include <memory>
@@ -7,21 +7,24 @@
 #include "component/services_wrapper.h"
 #include "recording/recorder.h"
 #include "recording/sink.h"
+#include "recording/text_lines.h"
 
 namespace quarnex::recording {
 
 class ServicesRecorder final : public ServicesWrapper {
  public:
-  explicit ServicesRecorder(std::shared_ptr<Sink> sink) : sink_(std::move(sink)) {}
+  explicit ServicesRecorder(std::shared_ptr<Sink> sink)
+      : lines_(std::make_shared<TextLines>(std::move(sink))) {}
+  explicit ServicesRecorder(std::shared_ptr<Lines> lines) : lines_(std::move(lines)) {}
 
   Services wrap(const Services& services) override {
-    recorder_ = std::make_unique<Recorder>(services, *sink_);
+    recorder_ = std::make_unique<Recorder>(services, *lines_);
     return recorder_->services();
   }
   void watch(Library& library) override { recorder_->watch(library); }
 
  private:
-  std::shared_ptr<Sink> sink_;
+  std::shared_ptr<Lines> lines_;
   std::unique_ptr<Recorder> recorder_;
 };
 

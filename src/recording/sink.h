@@ -12,6 +12,8 @@ class Sink {
   /// Takes whole lines, in order, and returns at once. Never fails: what cannot be kept is marked where it is
   /// missing.
   virtual void write(std::string_view lines) = 0;
+  /// True once no line that comes can be kept any more.
+  virtual bool full() const { return false; }
 };
 
 /// Keeps everything in memory.

@@ -1,49 +1,50 @@
 #include "recording/tape.h"
 
 namespace quarnex::recording {
-namespace {
-constexpr std::size_t kPassedOnBytes = std::size_t{64} << 10;
-constexpr std::size_t kKeptBytes = 4 * kPassedOnBytes;  // of memory, between two steps
-}  // namespace
 
-Tape::Tape(WallClock& clock, Sink& sink)
-    : clock_(clock), sink_(sink), now_(clock.now()), utcOffset_(clock.utcOffset(now_)) {
-  writeHeader(lines_, utcOffset_);
-  passOn();
+Tape::Tape(WallClock& clock, Lines& lines)
+    : clock_(clock), lines_(lines), now_(clock.now()), utcOffset_(clock.utcOffset(now_)) {
+  lines_.begin(utcOffset_);
 }
 
 void Tape::beginCall(const Method& method, std::span<const Value> parameters) {
-  writeCall(lines_, beginStep(), method, parameters);
+  LineParts line = stepOf(LineKind::Call);
+  line.method = &method;
+  line.values = parameters;
+  lines_.take(line);
 }
 
 void Tape::endCall(const Value& result) {
-  writeResult(lines_, result);
+  lines_.take({.kind = LineKind::Result, .values = {&result, 1}});
   endStep();
 }
 
 void Tape::endCall(const Failure& failure) {
-  writeFailure(lines_, failure);
+  lines_.take({.kind = LineKind::Failure, .number = failure.number(), .text = failure.what()});
   endStep();
 }
 
 void Tape::beginTick() {
-  writeTick(lines_, beginStep());
+  lines_.take(stepOf(LineKind::Tick));
 }
 
 void Tape::beginEvent(EventKind event, SocketId socket, std::int16_t code, std::int32_t handle) {
   // The caller's address is not known yet: whoever reads it after the attach gets a line of its own.
-  writeEvent(lines_, beginStep(), event, socket, code, handle);
+  LineParts line = stepOf(LineKind::Event);
+  line.event = event;
+  line.socket = socket;
+  line.number = code;
+  line.handle = handle;
+  lines_.take(line);
 }
 
 void Tape::end() {
-  if (depth_ > 1) writeEnd(lines_);
+  if (depth_ > 1) lines_.take({.kind = LineKind::End});
   endStep();
 }
 
 void Tape::trace(std::int16_t link, std::string_view text) {
-  if (!inStep()) return;
-  writeTrace(lines_, link, text);
-  nextStretch();
+  if (inStep()) output({.kind = LineKind::Trace, .number = link, .text = text});
 }
 
 Instant Tape::now() {
@@ -53,7 +54,7 @@ Instant Tape::now() {
     const Instant now = clock_.now();
     if (now != now_) {
       now_ = now;
-      writeNow(lines_, now_, newOffset());
+      lines_.take({.kind = LineKind::Now, .at = now_, .utcOffset = newOffset()});
     }
   }
   return now_;
@@ -63,24 +64,26 @@ std::int32_t Tape::utcOffset(Instant instant) {
   return inStep() ? utcOffset_ : clock_.utcOffset(instant);
 }
 
-StepHead Tape::beginStep() {
+LineParts Tape::stepOf(LineKind kind) {
   ++depth_;
   ++stretch_;
   clockStretch_ = stretch_;
   now_ = clock_.now();
-  return {now_, newOffset(), depth_ > 1};
+  return {.kind = kind, .nested = depth_ > 1, .at = now_, .utcOffset = newOffset()};
 }
 
 void Tape::endStep() {
   --depth_;
-  nextStretch();
-  if (depth_ == 0) passOn();
+  ++stretch_;
+  if (depth_ == 0) lines_.pause();
 }
 
-// A tick of many busy links is long.
-void Tape::nextStretch() {
-  ++stretch_;
-  if (lines_.size() > kPassedOnBytes) passOn();
+void Tape::differs(Property property, SocketId socket, std::int32_t value) {
+  lines_.take({.kind = LineKind::Property, .property = property, .socket = socket, .number = value});
+}
+
+void Tape::differs(Property property, SocketId socket, std::string_view value) {
+  lines_.take({.kind = LineKind::Property, .property = property, .socket = socket, .text = value});
 }
 
 std::optional<std::int32_t> Tape::newOffset() {
@@ -88,12 +91,6 @@ std::optional<std::int32_t> Tape::newOffset() {
   if (offset == utcOffset_) return std::nullopt;
   utcOffset_ = offset;
   return offset;
-}
-
-void Tape::passOn() {
-  sink_.write(lines_);
-  lines_.clear();
-  if (lines_.capacity() > kKeptBytes) lines_.shrink_to_fit();
 }
 
 }  // namespace quarnex::recording

@@ -3,14 +3,13 @@
 
 #include <cstdint>
 #include <optional>
-#include <string>
+#include <span>
 #include <string_view>
 
 #include "component/observer.h"
 #include "component/wall_clock.h"
 #include "quarnex/failure.h"
-#include "recording/line_writer.h"
-#include "recording/sink.h"
+#include "recording/lines.h"
 
 namespace quarnex::recording {
 
@@ -24,8 +23,8 @@ struct Reading {
 
 class Tape {
  public:
-  /// Begins a recording. `clock` and `sink` outlive the tape.
-  Tape(WallClock& clock, Sink& sink);
+  /// Begins a recording. `clock` and `lines` outlive the tape.
+  Tape(WallClock& clock, Lines& lines);
 
   /// Outside of steps nothing is recorded: tools look at links there.
   bool inStep() const { return depth_ > 0; }
@@ -45,18 +44,27 @@ class Tape {
   void perform(Operation operation, SocketId socket, std::int32_t number, std::string_view text,
                Operate&& operate) {
     if (!inStep()) return operate();
-    writeOperation(lines_, operation, socket, number, text);
-    nextStretch();
+    output({.kind = LineKind::Performed,
+            .operation = operation,
+            .socket = socket,
+            .number = number,
+            .text = text});
     try {
       operate();
     } catch (const Failure& failure) {
-      writeFailed(lines_, shapeOf(operation).name, shapeOf(operation).onSocket, socket, failure);
+      lines_.take({.kind = LineKind::FailedOperation,
+                   .operation = operation,
+                   .socket = socket,
+                   .number = failure.number(),
+                   .text = failure.what()});
       throw;
     }
   }
 
   void fetched(SocketId socket, std::string_view bytes) {
-    if (inStep()) writeFetched(lines_, socket, bytes);
+    if (inStep())
+      lines_.take(
+          {.kind = LineKind::Fetched, .operation = Operation::Fetch, .socket = socket, .text = bytes});
   }
 
   /// One read. `model` is what a player would answer; a line says where the truth differs.
@@ -69,12 +77,16 @@ class Tape {
       try {
         reading.value = ask();
       } catch (const Failure& failure) {
-        writeFailed(lines_, shapeOf(property).name, shapeOf(property).onSocket, socket, failure);
+        lines_.take({.kind = LineKind::FailedRead,
+                     .property = property,
+                     .socket = socket,
+                     .number = failure.number(),
+                     .text = failure.what()});
         reading.failure = failure;
       }
       if (!reading.failure && reading.value != model) {
-        writeProperty(lines_, property, socket, reading.value);
         model = reading.value;
+        differs(property, socket, model);
       }
     }
     if (reading.failure) throw Failure(*reading.failure);
@@ -85,16 +97,20 @@ class Tape {
   std::int32_t utcOffset(Instant instant);
 
  private:
-  StepHead beginStep();
+  LineParts stepOf(LineKind kind);
   void endStep();
-  void nextStretch();
+  /// Takes an output; another stretch begins.
+  void output(const LineParts& line) {
+    lines_.take(line);
+    ++stretch_;
+  }
+  void differs(Property property, SocketId socket, std::int32_t value);
+  void differs(Property property, SocketId socket, std::string_view value);
   /// The offset at the present reading of the clock, if it has changed.
   std::optional<std::int32_t> newOffset();
-  void passOn();
 
   WallClock& clock_;
-  Sink& sink_;
-  std::string lines_;          // of the step under way
+  Lines& lines_;
   std::uint64_t stretch_ = 1;  // numbers the stretches between outputs
   std::uint64_t clockStretch_ = 0;
   Instant now_;

@@ -6,6 +6,7 @@
 
 #include "platform/simulated/virtual_time.h"
 #include "recording/judge.h"
+#include "recording/text_lines.h"
 #include "simulation/auditor.h"
 
 namespace quarnex::simulation {
@@ -13,7 +14,8 @@ namespace quarnex::simulation {
 /// Nothing is known of the peers, so every fault may be the excuse for what is forbidden otherwise.
 class AuditJudge final : public recording::Judge {
  public:
-  explicit AuditJudge(std::shared_ptr<recording::Sink> sink) : auditor_(audit_, 0, 0, std::move(sink)) {}
+  explicit AuditJudge(std::shared_ptr<recording::Sink> sink)
+      : auditor_(audit_, 0, 0, std::make_shared<recording::TextLines>(std::move(sink))) {}
 
   Services wrap(const Services& services) override { return auditor_.wrap(services); }
   void watch(Library& library) override { auditor_.watch(library); }

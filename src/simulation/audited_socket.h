@@ -17,7 +17,6 @@ class SocketAudit {
   virtual ~SocketAudit() = default;
   virtual void sends(SocketArray array, std::int16_t index, std::string_view bytes) = 0;
   virtual void calls(std::int16_t clientIndex) = 0;
-  virtual void looks(SocketArray array, std::int16_t index) = 0;
   virtual void fails(SocketArray array, std::int16_t index) = 0;
 };
 
@@ -26,6 +25,9 @@ class AuditedSocket final : public SocketInstance {
   AuditedSocket(std::unique_ptr<SocketInstance> inner, SocketAudit& audit, SocketArray array,
                 std::int16_t index)
       : inner_(std::move(inner)), audit_(audit), array_(array), index_(index) {}
+
+  /// Whether the engine has looked for bytes since this was asked last.
+  bool wasLookedAt() { return std::exchange(lookedAt_, false); }
 
   std::int32_t state() override {
     return watched([&] { return inner_->state(); });
@@ -74,7 +76,7 @@ class AuditedSocket final : public SocketInstance {
     watched([&] { inner_->attach(handle); });
   }
   std::int32_t bytesWaiting() override {
-    audit_.looks(array_, index_);
+    lookedAt_ = true;
     return watched([&] { return inner_->bytesWaiting(); });
   }
   void fetch() override {
@@ -89,13 +91,32 @@ class AuditedSocket final : public SocketInstance {
   }
 
  private:
+  // To catch a failure and throw it again would cost more than all else of it.
+  class Watch {
+   public:
+    explicit Watch(AuditedSocket& socket) : socket_(socket) {}
+    ~Watch() {
+      if (!succeeded) socket_.audit_.fails(socket_.array_, socket_.index_);
+    }
+    Watch(const Watch&) = delete;
+    Watch& operator=(const Watch&) = delete;
+
+    bool succeeded = false;
+
+   private:
+    AuditedSocket& socket_;
+  };
+
   template <class Effect>
   std::invoke_result_t<Effect&> watched(Effect&& effect) {
-    try {
-      return effect();
-    } catch (...) {
-      audit_.fails(array_, index_);
-      throw;
+    Watch watch(*this);
+    if constexpr (std::is_void_v<std::invoke_result_t<Effect&>>) {
+      effect();
+      watch.succeeded = true;
+    } else {
+      auto result = effect();
+      watch.succeeded = true;
+      return result;
     }
   }
 
@@ -103,6 +124,7 @@ class AuditedSocket final : public SocketInstance {
   SocketAudit& audit_;
   SocketArray array_;
   std::int16_t index_;
+  bool lookedAt_ = false;
 };
 
 }  // namespace quarnex::simulation

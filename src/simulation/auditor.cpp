@@ -52,11 +52,9 @@ void Auditor::watch(Library& library) {
 
 std::unique_ptr<SocketInstance> Auditor::create(SocketArray array, std::int16_t index, SocketEvents& events) {
   socketEvents_ = &events;
-  Memory& memory = memoryOf(linkOf(array, index));
-  memory.socketMissing = true;
   auto socket =
       std::make_unique<AuditedSocket>(inner_->sockets.create(array, index, *this), *this, array, index);
-  memoryOf(linkOf(array, index)).socketMissing = false;
+  if (array != SocketArray::ServerSocket) memoryOf(linkOf(array, index)).socket = socket.get();
   return socket;
 }
 
@@ -244,15 +242,21 @@ void Auditor::inspectStirred() {
   stirred_.clear();
 }
 
-// Within one second a link of which nothing shows, and whose deadlines stay, does no more than count down the
-// ticks to its repetition.
+// A link of which nothing shows on a tick, and whose deadlines stay, does no more than count down the ticks
+// to its repetition. Within the second after that its deadlines cannot pass either.
 void Auditor::inspectAll() {
-  const bool sameSecond = steps_ == 1 && ticks_ == 1 && read_ == lookedAt_;
+  const bool onlyTick = steps_ == 1 && ticks_ == 1;
+  const bool sameSecond = onlyTick && read_ == lookedAt_;
   for (int i = 1; i <= library_->ConnectionCount; ++i) {
     const auto link = static_cast<std::int16_t>(i);
     Memory& memory = memoryOf(link);
-    const bool missed = wasMissed(library_->ConnectionTable[link], memory);
-    if (!sameSecond || memory.stirred || memory.differs(library_->ConnectionTable[link])) inspect(link);
+    const ConnectionRecord& record = library_->ConnectionTable[link];
+    const bool missed = wasMissed(record, memory);
+    if (!onlyTick || memory.stirred || memory.differs(record)) {
+      inspect(link);
+    } else if (!sameSecond) {
+      inspectDeadlines(link, record, memory);
+    }
     if (missed) found(link, "a tick passed a connected link over");
   }
   stirred_.clear();
@@ -268,7 +272,7 @@ void Auditor::inspect(std::int16_t link) {
   if (!broken.empty()) found(link, std::string(broken));
   inspectQueues(record, memory);
   inspectPace(link, record, memory);
-  if (steps_ == 1 && ticks_ == 1 && steady_ && read_) inspectDeadlines(link, record, memory);
+  inspectDeadlines(link, record, memory);
   memory.stateDeadline = record.ScadenzaStato;
   memory.replyDeadline = record.ScadenzaB;
   memory.aliveDeadline = record.ScadenzaAlive;
@@ -282,10 +286,10 @@ void Auditor::inspect(std::int16_t link) {
 
 // Whatever happens on other links, a tick serves each that is connected. One whose socket could not be made,
 // or fails, need not be looked at.
-bool Auditor::wasMissed(const ConnectionRecord& record, Memory& before) const {
-  const bool visited = std::exchange(before.visited, false);
+bool Auditor::wasMissed(const ConnectionRecord& record, const Memory& before) const {
+  const bool lookedAt = before.socket == nullptr || before.socket->wasLookedAt();
   const bool served = before.served && record.Attivo && record.Stato == kConnectedPhase;
-  return served && !visited && steps_ == 1 && ticks_ == 1 && !before.failed && !before.socketMissing;
+  return served && !lookedAt && steps_ == 1 && ticks_ == 1 && !before.failed;
 }
 
 void Auditor::inspectQueues(const ConnectionRecord& record, const Memory& before) {
@@ -304,7 +308,9 @@ void Auditor::inspectPace(std::int16_t link, const ConnectionRecord& record, con
   if (before.framesSent > answers * ticks_) found(link, "more than one frame was sent in a tick");
 }
 
+// Of a tick in which the clock stood still.
 void Auditor::inspectDeadlines(std::int16_t link, const ConnectionRecord& record, const Memory& before) {
+  if (steps_ != 1 || ticks_ != 1 || !steady_ || !read_) return;
   if (record.ContaAlive > before.expiries && !passed(before.aliveDeadline, *read_))
     found(link, "the keep-alive expired early");
   if (record.ContaTimeoutB > before.missedReplies && !passed(before.replyDeadline, *read_))

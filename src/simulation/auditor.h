@@ -45,8 +45,8 @@ class Auditor final : public ServicesWrapper,
                       public SocketAudit {
  public:
   /// Of an engine of host number `host` on `machine`. `audit` outlives it.
-  Auditor(Audit& audit, int host, int machine, std::shared_ptr<recording::Sink> sink)
-      : audit_(audit), host_(host), machine_(machine), recorder_(std::move(sink)) {}
+  Auditor(Audit& audit, int host, int machine, std::shared_ptr<recording::Lines> lines)
+      : audit_(audit), host_(host), machine_(machine), recorder_(std::move(lines)) {}
 
   Services wrap(const Services& services) override;
   void watch(Library& library) override;
@@ -57,15 +57,14 @@ class Auditor final : public ServicesWrapper,
     std::int16_t identifier = 0;
     Course* sent = nullptr;  // what goes from this link to its peer
     Course* received = nullptr;
+    AuditedSocket* socket = nullptr;  // whose bytes the engine looks for; nullptr if it could not be made
     Instant stateDeadline, replyDeadline, aliveDeadline;
     std::uint64_t framesReceived = 0;
     bool newBatch = false;              // built and not sent yet
     std::uint64_t framesSent = 0;       // in the step under way
-    bool visited = false;               // the engine has looked for bytes of it in the step under way
     bool stirred = false;               // a text or a frame of it has shown in the step under way
     bool failed = false;                // an operation of it has failed in the step under way
     bool failedSinceAnswering = false;  // or at any time since the last 112
-    bool socketMissing = false;         // it could not be made
     std::int16_t expiries = 0;
     std::int16_t missedReplies = 0;
     bool served = false;    // active and connected
@@ -111,9 +110,6 @@ class Auditor final : public ServicesWrapper,
   void sends(SocketArray array, std::int16_t index, std::string_view bytes) override;
   void calls(std::int16_t clientIndex) override;
   void fails(SocketArray array, std::int16_t index) override;
-  void looks(SocketArray array, std::int16_t index) override {
-    memoryOf(linkOf(array, index)).visited = true;
-  }
 
   void begin(std::int16_t link);
   void end();
@@ -126,7 +122,7 @@ class Auditor final : public ServicesWrapper,
   void inspectStirred();
   void inspectAll();
   void inspect(std::int16_t link);
-  bool wasMissed(const ConnectionRecord& record, Memory& before) const;
+  bool wasMissed(const ConnectionRecord& record, const Memory& before) const;
   void inspectQueues(const ConnectionRecord& record, const Memory& before);
   void inspectPace(std::int16_t link, const ConnectionRecord& record, const Memory& before);
   void inspectDeadlines(std::int16_t link, const ConnectionRecord& record, const Memory& before);

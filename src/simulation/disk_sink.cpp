@@ -42,7 +42,8 @@ std::string_view DiskSink::flaw() {
 // A refused write may have put a part there.
 bool DiskSink::writeAt(std::uintmax_t position, std::string_view bytes) {
   if (removed()) return true;
-  full_ = position + bytes.size() > kKeptBytesMax || !disk_.takes(bytes.size());
+  over_ = over_ || position + bytes.size() > kKeptBytesMax;
+  full_ = over_ || !disk_.takes(bytes.size());
   text_.replace(position, bytes.size(), full_ ? bytes.substr(0, bytes.size() / 2) : bytes);
   return !full_;
 }

@@ -21,6 +21,7 @@ class DiskSink final : public recording::Sink, private recording::Storage {
   explicit DiskSink(simulated::Disk& disk) : disk_(disk), removals_(disk.removals) {}
 
   void write(std::string_view lines) override;
+  bool full() const override { return over_; }
 
   /// Writes what still waits, and plays what is there up to the first gap. What is wrong with it, "" =
   /// nothing.
@@ -41,6 +42,7 @@ class DiskSink final : public recording::Sink, private recording::Storage {
   recording::MarkedStorage marked_{*this};
   std::string text_;
   bool full_ = false;  // the last write was refused
+  bool over_ = false;  // the beginning that is kept has ended
   bool gap_ = false;
 };
 

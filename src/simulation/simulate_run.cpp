@@ -12,7 +12,7 @@
 #include "platform/simulated/trouble.h"
 #include "simulation/auditor.h"
 #include "simulation/disk_sink.h"
-#include "simulation/hash_sink.h"
+#include "simulation/hashed_lines.h"
 #include "simulation/heap_bound.h"
 
 namespace quarnex::simulation {
@@ -34,6 +34,19 @@ constexpr std::size_t kLogBytesKept = std::size_t{64} << 10;  // nobody reads th
 // 5 seconds; this allows for two.
 constexpr Milliseconds kExitMax = 15 * kSecond;
 
+class FileCopy final : public recording::Sink {
+ public:
+  explicit FileCopy(const std::filesystem::path& path) : file_(path, std::ios::binary) {}
+  void write(std::string_view lines) override {
+    file_.write(lines.data(), static_cast<std::streamsize>(lines.size()));
+  }
+  /// False if it lacks something.
+  bool whole() { return file_.flush().good(); }
+
+ private:
+  std::ofstream file_;
+};
+
 class Run {
  public:
   explicit Run(const RunPlan& plan)
@@ -48,7 +61,7 @@ class Run {
       simulated::Host& host = place->host();
       host.log.keptMax = kLogBytesKept;
       host.makeWrapper = [this, &host, number = ++number] {
-        return std::make_unique<Auditor>(audit_, number, host.machine, newSink(number, host.disk));
+        return std::make_unique<Auditor>(audit_, number, host.machine, newLines(number, host.disk));
       };
     }
   }
@@ -70,9 +83,10 @@ class Run {
 
  private:
   struct Tape {
-    std::shared_ptr<HashSink> sink;  // of the engine that runs
-    std::shared_ptr<DiskSink> disk;  // gets the same on the host's own disk, if that is to fail
-    std::uint64_t engines = 0;       // so far
+    std::shared_ptr<HashedLines> lines;  // of the engine that runs
+    std::shared_ptr<FileCopy> copy;      // if somebody wants one
+    std::shared_ptr<DiskSink> disk;      // the beginning on the host's own disk, if that is to fail
+    std::uint64_t engines = 0;           // so far
   };
 
   // Of the pair of links with that port both may lose or repeat texts.
@@ -184,30 +198,30 @@ class Run {
     requireDescriptors(0, "a host that has left holds descriptors");
   }
 
-  // The sink of a fresh engine of that host; the one before is gone.
-  std::shared_ptr<recording::Sink> newSink(int host, simulated::Disk& disk) {
+  // Of a fresh engine of that host; the one before is gone.
+  std::shared_ptr<HashedLines> newLines(int host, simulated::Disk& disk) {
     Tape& tape = tapes_[host];
     finish(host, tape);
     ++tape.engines;
-    std::unique_ptr<std::ofstream> copy;
+    tape.lines = std::make_shared<HashedLines>();
     if (plan_.recordDirectory) {
       const std::string name = "host" + std::to_string(host) + '-' + std::to_string(tape.engines) + ".jsonl";
-      copy = std::make_unique<std::ofstream>(*plan_.recordDirectory / name, std::ios::binary);
+      tape.copy = std::make_shared<FileCopy>(*plan_.recordDirectory / name);
+      tape.lines->alsoTo(tape.copy);
     }
-    tape.sink = std::make_shared<HashSink>(std::move(copy));
     if (tape.engines == 1 && trouble_.mix().has(simulated::Fault::Disk)) {
       tape.disk = std::make_shared<DiskSink>(disk);
-      tape.sink->alsoTo(tape.disk);
+      tape.lines->alsoTo(tape.disk);
     }
-    return tape.sink;
+    return tape.lines;
   }
 
   void finish(int host, Tape& tape) {
     if (tape.disk) playDisk(host, *std::exchange(tape.disk, nullptr));
-    if (!tape.sink) return;
-    result_.hash = result_.hash * 0x100000001B3 ^ tape.sink->hash();
-    if (!tape.sink->whole()) result_.recordingsWhole = false;
-    tape.sink.reset();
+    if (tape.copy && !std::exchange(tape.copy, nullptr)->whole()) result_.recordingsWhole = false;
+    if (!tape.lines) return;
+    result_.hash = result_.hash * 0x100000001B3 ^ tape.lines->hash();
+    tape.lines.reset();
   }
 
   void playDisk(int host, DiskSink& disk) {

@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <charconv>
 #include <cstddef>
-#include <functional>
 #include <iterator>
+
+#include "simulation/stream_hash.h"
 
 namespace quarnex::simulation {
 namespace {
@@ -13,6 +14,12 @@ constexpr std::string_view kBeginning = "text ";
 constexpr std::size_t kBatchMax = 20;
 // More than the queues of both sides can hold on to.
 constexpr std::ptrdiff_t kRemembered = 12'000;
+
+std::uint64_t hashOf(std::string_view body) {
+  StreamHash hash;
+  hash.add(body);
+  return hash.value();
+}
 
 }  // namespace
 
@@ -42,7 +49,7 @@ Arrival TextLedger::deliver(Course& course, std::string_view text) {
 
 // At most one leaves on a tick, and none arrives more than two minutes later.
 void TextLedger::sendBody(Course& course, std::string_view body) {
-  const std::size_t hash = std::hash<std::string_view>()(body);
+  const std::uint64_t hash = hashOf(body);
   if (course.bodies_.size() < Course::kBodiesRemembered) {
     course.bodies_.push_back(hash);
   } else {
@@ -54,7 +61,7 @@ void TextLedger::sendBody(Course& course, std::string_view body) {
 // The latest first: that is nearly always the one.
 void TextLedger::receiveBody(Course& course, std::string_view body) {
   if (course.torn_) return;
-  const std::size_t hash = std::hash<std::string_view>()(body);
+  const std::uint64_t hash = hashOf(body);
   const auto oldest = course.bodies_.begin() + static_cast<std::ptrdiff_t>(course.nextBody_);
   const auto backFrom = [&](auto from, auto to) {
     return std::find(std::make_reverse_iterator(from), std::make_reverse_iterator(to), hash) !=

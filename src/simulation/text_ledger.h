@@ -71,7 +71,7 @@ class Course {
 
   std::int64_t latest(Cause cause) const { return latest_[static_cast<std::size_t>(cause)]; }
 
-  std::vector<std::size_t> bodies_;  // hashes of the latest ones sent, in a ring once it is full
+  std::vector<std::uint64_t> bodies_;  // hashes of the latest ones sent, in a ring once it is full
   std::size_t nextBody_ = 0;
   bool torn_ = false;
   std::vector<Text> sent_;               // ascending
