@@ -8,15 +8,21 @@
 #include "quarnex/failure.h"
 
 namespace quarnex {
+namespace {
+constexpr int kDigitsMax = 20;  // of 64 bits
+}
 
 void aggiungi(std::string& text, Zeri number) {
-  const std::uint64_t magnitude = number.number < 0 ? 0 - static_cast<std::uint64_t>(number.number)
-                                                    : static_cast<std::uint64_t>(number.number);
-  char digits[24];
-  const auto end = std::to_chars(digits, digits + sizeof digits, magnitude).ptr;
+  char digits[kDigitsMax];
+  char* const end = digits + kDigitsMax;
+  char* begin = end;
+  auto rest = number.number < 0 ? 0 - static_cast<std::uint64_t>(number.number)
+                                : static_cast<std::uint64_t>(number.number);
+  for (; rest > 0 || (end - begin < number.digits && end - begin < kDigitsMax); rest /= 10) {
+    *--begin = static_cast<char>('0' + rest % 10);
+  }
   if (number.number < 0) text += '-';
-  for (auto count = end - digits; count < number.digits; ++count) text += '0';
-  text.append(digits, end);
+  text.append(begin, end);
 }
 
 bool TracciaAscoltata(Library& library, std::int16_t IdxQuarn) {

@@ -14,7 +14,8 @@
 
 namespace quarnex {
 
-/// A number in a text, filled with zeros to at least `digits` digits behind its sign: -3 with 2 is "-03".
+/// A number in a text, filled with zeros to at least `digits` digits (1 to 20) behind its sign: -3 with 2 is
+/// "-03".
 struct Zeri {
   std::int64_t number;
   int digits;
