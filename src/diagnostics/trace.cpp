@@ -18,9 +18,7 @@ void aggiungi(std::string& text, Zeri number) {
   char* begin = end;
   auto rest = number.number < 0 ? 0 - static_cast<std::uint64_t>(number.number)
                                 : static_cast<std::uint64_t>(number.number);
-  for (; rest > 0 || (end - begin < number.digits && end - begin < kDigitsMax); rest /= 10) {
-    *--begin = static_cast<char>('0' + rest % 10);
-  }
+  for (; rest > 0 || end - begin < number.digits; rest /= 10) *--begin = static_cast<char>('0' + rest % 10);
   if (number.number < 0) text += '-';
   text.append(begin, end);
 }

@@ -73,7 +73,7 @@ constexpr ServiceWord kServiceWords[] = {
 
 // All words begin with the same character; the second one tells most of them apart.
 bool matches(const ServiceWord& row, std::string_view field) {
-  if (field.size() < 2 || field[1] != row.word[1]) return false;
+  if (field[1] != row.word[1]) return false;
   return row.match == Match::Exact ? field == row.word : field.starts_with(row.word);
 }
 

@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
+#include <stdexcept>
+
 #include "quarnex/failure.h"
 #include "support/stub_host.h"
 
@@ -25,6 +28,16 @@ TEST_F(Traps, RememberTheLastFailureUntilItIsSettled) {
   EXPECT_EQ(outer.description(), "a failure");
   fail(outer, 0);  // number 0 means that nothing is wrong
   EXPECT_FALSE(outer.pending());
+}
+
+// Memory that runs out is a failure with a number; what nobody expects is nobody's to settle.
+TEST_F(Traps, KnowWhatTheStandardLibraryThrows) {
+  outer([] { throw std::bad_alloc(); });
+  EXPECT_EQ(outer.number(), 7);
+  outer([] { throw std::length_error("longer than any text"); });
+  EXPECT_EQ(outer.number(), 14);
+  EXPECT_THROW(outer([] { throw std::out_of_range("a mistake"); }), std::out_of_range);
+  EXPECT_EQ(outer.number(), 14);
 }
 
 // A step of a callee may fail in its caller's trap, so the order of failures is not that of the calls.
