@@ -69,6 +69,7 @@ TEST(TextBuffer, TakesTextsOfAnySizeAndKeepsOnlyLittleMemoryOfThem) {
   for (int i = 0; i < 5000; ++i) {  // never empty
     BufferPut(buffer, std::string(100, 'x'));
     if (i > 0) BufferDrop(buffer);
+    EXPECT_THAT(BufferTexts(buffer, 1), testing::SizeIs(1));
   }
   EXPECT_LE(buffer.Items->bytesHeld(), 4096U);
 }
