@@ -164,8 +164,19 @@ struct LineParts {
 
 /// Of a line that stays where it is.
 inline LineParts partsOf(const Line& line) {
-  return {line.kind,   line.nested, line.event,     line.operation, line.property, line.socket, line.number,
-          line.handle, line.at,     line.utcOffset, line.method,    line.text,     line.values};
+  return {.kind = line.kind,
+          .nested = line.nested,
+          .event = line.event,
+          .operation = line.operation,
+          .property = line.property,
+          .socket = line.socket,
+          .number = line.number,
+          .handle = line.handle,
+          .at = line.at,
+          .utcOffset = line.utcOffset,
+          .method = line.method,
+          .text = line.text,
+          .values = line.values};
 }
 
 }  // namespace quarnex::recording

@@ -7,10 +7,7 @@
 namespace quarnex::recording {
 
 std::string lineOf(const Line& line) {
-  std::string text;
-  writeLine(text, partsOf(line));
-  text.pop_back();
-  return text;
+  return lineOf(partsOf(line));
 }
 
 Line readLine(std::string_view text) {

@@ -254,4 +254,11 @@ void writeLine(std::string& out, const LineParts& line) {
   draft.finish();
 }
 
+std::string lineOf(const LineParts& line) {
+  std::string text;
+  writeLine(text, line);
+  text.pop_back();
+  return text;
+}
+
 }  // namespace quarnex::recording

@@ -12,5 +12,7 @@ namespace quarnex::recording {
 void writeHeader(std::string& out, std::int32_t utcOffset);
 /// Any other.
 void writeLine(std::string& out, const LineParts& line);
+/// The same alone, without its line end.
+std::string lineOf(const LineParts& line);
 
 }  // namespace quarnex::recording

@@ -242,21 +242,16 @@ void Auditor::inspectStirred() {
   stirred_.clear();
 }
 
-// A link of which nothing shows on a tick, and whose deadlines stay, does no more than count down the ticks
-// to its repetition. Within the second after that its deadlines cannot pass either.
+// Within one second a link of which nothing shows, and whose deadlines stay, does no more than count down the
+// ticks to its repetition.
 void Auditor::inspectAll() {
-  const bool onlyTick = steps_ == 1 && ticks_ == 1;
-  const bool sameSecond = onlyTick && read_ == lookedAt_;
+  const bool sameSecond = steps_ == 1 && ticks_ == 1 && read_ == lookedAt_;
   for (int i = 1; i <= library_->ConnectionCount; ++i) {
     const auto link = static_cast<std::int16_t>(i);
-    Memory& memory = memoryOf(link);
+    const Memory& memory = memoryOf(link);
     const ConnectionRecord& record = library_->ConnectionTable[link];
     const bool missed = wasMissed(record, memory);
-    if (!onlyTick || memory.stirred || memory.differs(record)) {
-      inspect(link);
-    } else if (!sameSecond) {
-      inspectDeadlines(link, record, memory);
-    }
+    if (!sameSecond || memory.stirred || memory.differs(record)) inspect(link);
     if (missed) found(link, "a tick passed a connected link over");
   }
   stirred_.clear();
@@ -272,7 +267,7 @@ void Auditor::inspect(std::int16_t link) {
   if (!broken.empty()) found(link, std::string(broken));
   inspectQueues(record, memory);
   inspectPace(link, record, memory);
-  inspectDeadlines(link, record, memory);
+  if (steps_ == 1 && ticks_ == 1 && steady_ && read_) inspectDeadlines(link, record, memory);
   memory.stateDeadline = record.ScadenzaStato;
   memory.replyDeadline = record.ScadenzaB;
   memory.aliveDeadline = record.ScadenzaAlive;
@@ -308,9 +303,7 @@ void Auditor::inspectPace(std::int16_t link, const ConnectionRecord& record, con
   if (before.framesSent > answers * ticks_) found(link, "more than one frame was sent in a tick");
 }
 
-// Of a tick in which the clock stood still.
 void Auditor::inspectDeadlines(std::int16_t link, const ConnectionRecord& record, const Memory& before) {
-  if (steps_ != 1 || ticks_ != 1 || !steady_ || !read_) return;
   if (record.ContaAlive > before.expiries && !passed(before.aliveDeadline, *read_))
     found(link, "the keep-alive expired early");
   if (record.ContaTimeoutB > before.missedReplies && !passed(before.replyDeadline, *read_))

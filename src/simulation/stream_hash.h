@@ -12,13 +12,13 @@ namespace quarnex::simulation {
 
 /// The same stream gives the same value on every machine. Not for adversaries.
 ///
-/// Four lanes take turns with words of eight bytes: one multiplies by 2^64 over the golden ratio and folds
-/// the upper half onto the lower. They do not wait for each other.
+/// Four lanes take turns with the words of eight bytes of a text: one multiplies by 2^64 over the golden
+/// ratio and folds the upper half onto the lower. They do not wait for each other. Numbers go to the first.
 class StreamHash {
  public:
   void add(std::uint64_t word) { lanes_[0] = mixed(lanes_[0], word); }
 
-  // The last word overlaps the one before it, or lacks bytes in a text that has fewer than eight.
+  /// The last word overlaps the one before it, or lacks bytes in a text that has fewer than eight.
   void add(std::string_view text) {
     auto [a, b, c, d] = lanes_;
     const char* at = text.data();

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <set>
 #include <string>
 #include <string_view>
@@ -20,6 +21,7 @@
 #include "simulation/invariants.h"
 #include "simulation/pair.h"
 #include "simulation/simulate_run.h"
+#include "simulation/stream_hash.h"
 #include "support/temporary_folder.h"
 
 namespace quarnex::simulation {
@@ -68,14 +70,20 @@ TEST(ALife, IsTheSameAgainAndItsRecordingsReplay) {
   const RunResult recorded = simulate(plan);
   EXPECT_EQ(recorded.hash, plain.hash);
   EXPECT_TRUE(recorded.recordingsWhole);
-  std::uint64_t files = 0;
+  std::uint64_t files = 0, bytes = 0;
   for (const auto& file : std::filesystem::directory_iterator(*plan.recordDirectory)) {
     std::ifstream in(file.path(), std::ios::binary);
+    const std::string text{std::istreambuf_iterator<char>(in), {}};
+    in.seekg(0);
     recording::RecordingReader reader(in);
     const auto played = recording::play(reader);
     EXPECT_FALSE(played.difference || played.damage) << file.path();
     ++files;
+    StreamHash hash;
+    hash.add(file.path().filename().string() + text);
+    bytes ^= hash.value();
   }
+  EXPECT_EQ(bytes, 0xd76814b6b2cfc6f2) << "on every compiler, with and without sanitizers";
   EXPECT_EQ(files, recorded.engines);
   EXPECT_NE(simulate(planOf(6)).hash, plain.hash);
 }
