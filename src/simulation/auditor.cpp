@@ -201,6 +201,7 @@ void Auditor::end() {
 
 void Auditor::activated(std::int16_t link) {
   happened(link, Cause::Disconnected);
+  memoryOf(link).received->emptied(audit_.time.now());
   const ConnectionRecord& record = library_->ConnectionTable[link];
   if (record.CodaInvio.Count + record.CodaArrivo.Count > 0)
     found(link, "an activation left texts in the queues");
@@ -334,7 +335,7 @@ void Auditor::delivered(std::int16_t link, std::string_view text) {
   if (audit_.ledger.unexplained() > 0) found(link, "texts were lost or doubled without a cause");
   if (arrival == Arrival::Foreign) found(link, "a text was delivered that nobody sent: " + std::string(text));
   // Damage also repeats old frames.
-  if (arrival == Arrival::Old && !course.met(Cause::Damaged))
+  if (arrival == Arrival::Old && !course.damaged())
     found(link, "a text was delivered out of order: " + std::string(text));
 }
 

@@ -54,7 +54,10 @@ class Course {
     auto& latest = latest_[static_cast<std::size_t>(cause)];
     latest = std::max(latest, at);
   }
-  bool met(Cause cause) const { return latest(cause) >= 0; }
+  /// The receiver has emptied its queue and goes on with new sockets: nothing sent before can arrive.
+  void emptied(std::int64_t at) { emptied_ = at; }
+  /// Whether a frame that the network kept back or made up may still arrive.
+  bool damaged() const { return latest(Cause::Damaged) >= emptied_; }
   /// True once a body has come in that the peer never sent: a stranger's, or pieces of several frames that
   /// the checksum did not tell from a whole one. From then on any text may arrive.
   bool torn() const { return torn_; }
@@ -74,6 +77,7 @@ class Course {
   std::vector<std::uint64_t> bodies_;  // hashes of the latest ones sent, in a ring once it is full
   std::size_t nextBody_ = 0;
   bool torn_ = false;
+  std::int64_t emptied_ = 0;
   std::vector<Text> sent_;               // ascending
   std::deque<std::uint64_t> delivered_;  // the latest, ascending
   std::array<std::int64_t, kCauseCount> latest_ = [] {
