@@ -17,7 +17,8 @@ namespace {
 
 constexpr std::size_t kStepsMax = 50;
 
-// Finds fault with a link that is connected and has three texts waiting.
+// Finds fault with a link that is connected and has three texts waiting in that queue.
+template <TextBuffer ConnectionRecord::*kQueue>
 class Impatient final : public Judge {
  public:
   explicit Impatient(std::shared_ptr<Sink> sink) : plain_(std::move(sink)) {}
@@ -29,7 +30,7 @@ class Impatient final : public Judge {
   Finding finding() override {
     for (std::int16_t link = 1; link <= library_->ConnectionCount && found_.text.empty(); ++link) {
       const ConnectionRecord& record = library_->ConnectionTable[link];
-      if (record.Stato == kConnected && record.CodaInvio.Count >= 3) found_ = {"three wait", link};
+      if (record.Stato == kConnected && (record.*kQueue).Count >= 3) found_ = {"three wait", link};
     }
     return found_;
   }
@@ -99,25 +100,32 @@ INSTANTIATE_TEST_SUITE_P(
                     Alteration{"AReport", "X000E0702", "X000E0992"},
                     Alteration{"ATrace", "\"text\":\"R>", "\"text\":\"R?"},
                     Alteration{"AResult", "\"result\":true", "\"result\":false"},
+                    Alteration{"AText", "\"result\":\"text ", "\"result\":\"texts "},
                     Alteration{"AnOutputTooMany", "{\"trace\":2", "{\"end\":true}\n{\"trace\":2"}),
     [](const auto& row) { return row.param.name; });
 
-TEST(Shrinker, KeepsAFinding) {
+template <class OneJudge>
+void keepsFindingsOf() {
   int found = 0;
   for (std::uint64_t seed = 1; seed <= 4; ++seed) {
     for (const std::string& text : simulated::recordingsOf(seed)) {
-      const Shrunk result = shrunk<Impatient>(text);
+      const Shrunk result = shrunk<OneJudge>(text);
       if (result.symptom.isNone()) continue;
       ++found;
       const Cuts& cuts = result.cuts;
       EXPECT_LE(result.stepsAfter, kStepsMax);
       EXPECT_EQ(result.stepsBefore - result.stepsAfter,
                 cuts.ofOtherLinks + cuts.withoutEffect + cuts.repetitions + cuts.others);
-      EXPECT_EQ(symptomIn<Impatient>(result.recording).finding.text, "three wait");
+      EXPECT_EQ(symptomIn<OneJudge>(result.recording).finding.text, "three wait");
       EXPECT_TRUE(symptomIn<PlainJudge>(result.recording).isNone());
     }
   }
   EXPECT_GE(found, 4);
+}
+
+TEST(Shrinker, KeepsAFinding) {
+  keepsFindingsOf<Impatient<&ConnectionRecord::CodaInvio>>();
+  keepsFindingsOf<Impatient<&ConnectionRecord::CodaArrivo>>();
 }
 
 TEST(Shrinker, LeavesAloneWhatIsNotWrong) {
