@@ -201,7 +201,7 @@ void Auditor::end() {
 
 void Auditor::activated(std::int16_t link) {
   happened(link, Cause::Disconnected);
-  memoryOf(link).received->emptied(audit_.time.now());
+  memoryOf(link).received->beginAnew(audit_.time.now());
   const ConnectionRecord& record = library_->ConnectionTable[link];
   if (record.CodaInvio.Count + record.CodaArrivo.Count > 0)
     found(link, "an activation left texts in the queues");

@@ -55,9 +55,9 @@ class Course {
     latest = std::max(latest, at);
   }
   /// The receiver has emptied its queue and goes on with new sockets: nothing sent before can arrive.
-  void emptied(std::int64_t at) { emptied_ = at; }
+  void beginAnew(std::int64_t at) { begun_ = at; }
   /// Whether a frame that the network kept back or made up may still arrive.
-  bool damaged() const { return latest(Cause::Damaged) >= emptied_; }
+  bool damaged() const { return latest(Cause::Damaged) >= begun_; }
   /// True once a body has come in that the peer never sent: a stranger's, or pieces of several frames that
   /// the checksum did not tell from a whole one. From then on any text may arrive.
   bool torn() const { return torn_; }
@@ -77,7 +77,7 @@ class Course {
   std::vector<std::uint64_t> bodies_;  // hashes of the latest ones sent, in a ring once it is full
   std::size_t nextBody_ = 0;
   bool torn_ = false;
-  std::int64_t emptied_ = 0;
+  std::int64_t begun_ = 0;
   std::vector<Text> sent_;               // ascending
   std::deque<std::uint64_t> delivered_;  // the latest, ascending
   std::array<std::int64_t, kCauseCount> latest_ = [] {
