@@ -10,25 +10,25 @@ void MemoryFile::create(const std::string& name) {
   if (disk_.room == 0) throw Failure(61, "Disk full");
   if (name.find('\0') != std::string::npos) throw Failure(52, "Bad file name or number");
   name_ = name;
-  files[name_].clear();
+  text_ = &files[name_];
+  text_->clear();
   open_ = true;
 }
 
 void MemoryFile::write(std::string_view line) {
-  const auto file = files.find(name_);
-  if (!open_ || file == files.end()) return;
+  if (!open_ || text_ == nullptr) return;
   if (disk_.beforeWrite) disk_.beforeWrite();
   if (disk_.takes(line.size())) {
-    file->second += line;
-    if (file->second.size() > 2 * keptMax) file->second.erase(0, file->second.size() - keptMax);
+    *text_ += line;
+    if (text_->size() > 2 * keptMax) text_->erase(0, text_->size() - keptMax);
   } else {
     ++linesDropped_;
   }
 }
 
 void MemoryFile::rename(const std::string& to) {
+  if (text_ == nullptr) return;
   auto file = files.extract(name_);
-  if (file.empty()) return;
   files.erase(to);
   file.key() = name_ = to;
   files.insert(std::move(file));
@@ -36,6 +36,7 @@ void MemoryFile::rename(const std::string& to) {
 
 void MemoryFile::removeAll() {
   files.clear();
+  text_ = nullptr;
   ++disk_.removals;
 }
 
