@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
@@ -46,10 +47,13 @@ void switchOn(const Descriptor& socket, int level, int option) {
   ::setsockopt(socket.get(), level, option, &on, sizeof on);
 }
 
+// Urgent data is data like any other: out of line, its byte would be missing. Accepted connections inherit
+// both options.
 Descriptor openSocket() {
   Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
   if (!socket.valid()) throw socketFailure(errno);
   switchOn(socket, IPPROTO_TCP, TCP_NODELAY);
+  switchOn(socket, SOL_SOCKET, SO_OOBINLINE);
   return socket;
 }
 
@@ -93,8 +97,16 @@ bool isAnswer(int systemError) {
          systemError == EHOSTDOWN;
 }
 
-bool isExhaustion(int systemError) {
-  return systemError == EMFILE || systemError == ENFILE || systemError == ENOBUFS || systemError == ENOMEM;
+// A caller that has vanished: accept(2) passes on what the network reported about it.
+bool isCallersOwn(int systemError) {
+  return systemError == ECONNABORTED || systemError == EPROTO || systemError == ENOPROTOOPT ||
+         systemError == EOPNOTSUPP || systemError == ENONET || systemError == EINTR || isAnswer(systemError);
+}
+
+// The system looks for a descriptor before it looks for a caller, and the last one may just have been taken.
+bool callerWaits(const Descriptor& listening) {
+  pollfd asked{listening.get(), POLLIN, 0};
+  return ::poll(&asked, 1, 0) > 0;
 }
 
 }  // namespace
@@ -169,7 +181,6 @@ void PosixSocket::connect() {
   if (isAnswer(error)) broken_ = socketErrorNumber(error);
 }
 
-// The accepted connections inherit TCP_NODELAY.
 void PosixSocket::listen() {
   if (state_ == kSocketListening) return;
   requireIdle();
@@ -245,20 +256,22 @@ void PosixSocket::acceptCallers() {
     Descriptor incoming(::accept4(descriptor_.get(), generic(address), &size, SOCK_NONBLOCK | SOCK_CLOEXEC));
     if (!incoming.valid()) {
       const int error = errno;
-      if (error == EAGAIN) return;
-      if (!isExhaustion(error)) continue;  // a caller that has vanished
+      if (isCallersOwn(error)) continue;
+      if (error == EAGAIN || !callerWaits(descriptor_)) return;
       sockets.reactor().pauseUntilTick(use, EPOLLIN);
       return events_.onAccept(array_, index_, 0, socketErrorNumber(error));
     }
-    if (reportedError(incoming) != 0) continue;  // likewise
+    if (reportedError(incoming) != 0) continue;
     const std::int32_t handle = sockets.offer({std::move(incoming), dotted(address.sin_addr)});
     events_.onAccept(array_, index_, handle, 0);
     sockets.withdrawOffer();
   }
 }
 
+// A peer that has already closed and then reset (EPIPE) did answer, and may have sent something before.
 void PosixSocket::endCall() {
-  std::int16_t code = broken_ != 0 ? broken_ : socketErrorNumber(reportedError(descriptor_));
+  const int error = reportedError(descriptor_);
+  std::int16_t code = broken_ != 0 ? broken_ : socketErrorNumber(error == EPIPE ? 0 : error);
   if (code == 0 && isConnectedToItself(descriptor_)) {
     closeHard(descriptor_);
     code = socketErrorNumber(ECONNREFUSED);
@@ -288,9 +301,11 @@ void PosixSocket::raiseClose(std::int16_t code) {
   events_.onClose(array_, index_, code);
 }
 
-// Edges only: the end of a connection is told once, room for output when there is some again.
+// Edges only: the end of a connection is told once, room for output when there is some again. A connection
+// that an operation found broken need not look so to the system; room for output it has.
 std::uint32_t PosixSocket::interest() const {
-  return static_cast<std::uint32_t>(EPOLLRDHUP) | EPOLLET | (unsent_.empty() ? 0U : EPOLLOUT);
+  const bool output = !unsent_.empty() || broken_ != 0;
+  return static_cast<std::uint32_t>(EPOLLRDHUP) | EPOLLET | (output ? EPOLLOUT : 0U);
 }
 
 // Brings what holds of the connection as an event of a later turn, also what was told before.

@@ -83,11 +83,16 @@ void Reactor::pauseUntilTick(Key key, std::uint32_t events) {
   change(key, 0);
 }
 
-// Closing the descriptor takes it out of both sets.
+// To close the descriptor would take it out of both sets, too, but not while a child that the host has forked
+// holds it.
 void Reactor::forget(Key key) {
   assert(holds(key));
   Slot& slot = slots_[slotOf(key)];
-  if (slot.connection) --connections_;
+  ::epoll_ctl(main_.get(), EPOLL_CTL_DEL, descriptorOf(key), nullptr);
+  if (slot.connection) {
+    ::epoll_ctl(data_.get(), EPOLL_CTL_DEL, descriptorOf(key), nullptr);
+    --connections_;
+  }
   slot = Slot{nullptr, slot.use + 1, false};
 }
 
