@@ -5,6 +5,7 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/quiet_thread.h"
 #include "quarnex/failure.h"
 
 namespace quarnex::recording {
@@ -56,7 +57,7 @@ void FileStorage::goTo(std::uintmax_t position) {
 
 FileSink::FileSink(const std::filesystem::path& path, std::size_t pendingBytesMax)
     : pendingBytesMax_(pendingBytesMax), file_(path) {
-  writer_ = std::thread([this] { writePending(); });
+  writer_ = startQuietThread([this] { writePending(); });
 }
 
 FileSink::~FileSink() {

@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
+#include <ctime>
 
 #include "platform/posix/error_numbers.h"
 
@@ -12,6 +14,27 @@ namespace quarnex {
 namespace {
 
 constexpr std::size_t kKeptBytesMax = std::size_t{64} * 1024;
+
+// A write beyond the process's limit for files raises SIGXFSZ (setrlimit(2)), which would end the process.
+class WithoutLimitSignal {
+ public:
+  WithoutLimitSignal() {
+    ::sigemptyset(&signal_);
+    ::sigaddset(&signal_, SIGXFSZ);
+    ::pthread_sigmask(SIG_BLOCK, &signal_, &before_);
+  }
+  ~WithoutLimitSignal() {
+    const timespec atOnce{};
+    if (::sigismember(&before_, SIGXFSZ) == 0) ::sigtimedwait(&signal_, nullptr, &atOnce);
+    ::pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+  }
+  WithoutLimitSignal(const WithoutLimitSignal&) = delete;
+  WithoutLimitSignal& operator=(const WithoutLimitSignal&) = delete;
+
+ private:
+  sigset_t signal_{};
+  sigset_t before_{};
+};
 
 // Returns how many bytes the file has taken.
 std::size_t append(const Descriptor& file, std::string_view bytes) {
@@ -54,6 +77,7 @@ void PosixTextFile::close() {
 
 void PosixTextFile::flush() {
   if (ends_.empty()) return;
+  const WithoutLimitSignal held;
   const std::size_t written = writeWholeLines(0);
   if (written < ends_.size()) writeWholeLines(written + 1);
   if (kept_.capacity() > 4 * kKeptBytesMax) kept_ = {};
