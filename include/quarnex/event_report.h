@@ -30,7 +30,7 @@ struct EventReport {
 };
 
 /// Takes apart a text such as "X000E0701[#I5#$TABC$$S127.0.0.1:20105$]09300518112026". Nothing if `text` is
-/// not a whole, well-formed report; a peer can send a text that is one.
+/// not a whole, well-formed report of one of the codes above; a peer can send a text that is one.
 ///
 /// Example:
 ///

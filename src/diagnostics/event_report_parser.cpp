@@ -1,4 +1,7 @@
+#include <algorithm>
 #include <charconv>
+#include <iterator>
+#include <string>
 
 #include "quarnex/event_report.h"
 
@@ -15,22 +18,28 @@ struct Reader {
     return true;
   }
 
-  bool number(std::string_view digits, std::int16_t& value) {
-    const char* end = digits.data() + digits.size();
-    const auto parsed = std::from_chars(digits.data(), end, value);
-    return !digits.empty() && parsed.ec == std::errc{} && parsed.ptr == end;
-  }
-
   bool digits(std::size_t count, std::int16_t& value) {
-    if (rest.size() < count ||
-        rest.substr(0, count).find_first_not_of("0123456789") != std::string_view::npos) {
+    const std::string_view number = rest.substr(0, count);
+    if (number.size() < count || number.find_first_not_of("0123456789") != std::string_view::npos)
       return false;
-    }
-    const bool read = number(rest.substr(0, count), value);
+    std::from_chars(number.data(), number.data() + count, value);
     rest.remove_prefix(count);
-    return read;
+    return true;
   }
 };
+
+bool isKnown(std::int16_t code) {
+  constexpr std::int16_t codes[] = {kNotAnsweringReport, kAnsweringAgainReport, kConnectedReport,
+                                    kDisconnectedReport, kFailureBegunReport,   kFailureEndedReport,
+                                    kErrorNoticeReport};
+  return std::ranges::find(codes, code) != std::end(codes);
+}
+
+// As reports have it: without leading zeros.
+bool readIdentifier(std::string_view digits, std::int16_t& identifier) {
+  std::from_chars(digits.data(), digits.data() + digits.size(), identifier);
+  return digits == std::to_string(identifier);
+}
 
 bool inRange(const EventReport& report) {
   return report.hour <= 23 && report.minute <= 59 && report.second <= 60 && report.day >= 1 &&
@@ -46,13 +55,15 @@ bool readStamp(std::string_view stamp, EventReport& report) {
 }
 
 // "$Ttype$" or "$Ttype$$Sdetail$": types and details may hold any character, so the first "$$S" parts them.
+// An empty detail is left out with what stands round it.
 bool readTexts(std::string_view texts, EventReport& report) {
   if (texts.size() < 3 || !texts.starts_with("$T") || !texts.ends_with('$')) return false;
   texts = texts.substr(2, texts.size() - 3);
   const std::size_t parting = texts.find("$$S");
   report.type = texts.substr(0, parting);
-  if (parting != std::string_view::npos) report.detail = texts.substr(parting + 3);
-  return true;
+  if (parting == std::string_view::npos) return true;
+  report.detail = texts.substr(parting + 3);
+  return !report.detail.empty();
 }
 
 }  // namespace
@@ -61,7 +72,10 @@ std::optional<EventReport> parseEventReport(std::string_view text) {
   constexpr std::size_t kStampLength = 14;
   EventReport report;
   Reader reader{text};
-  if (!reader.skip("X000E") || !reader.digits(4, report.code) || !reader.skip("[#I")) return std::nullopt;
+  if (!reader.skip("X000E") || !reader.digits(4, report.code) || !isKnown(report.code) ||
+      !reader.skip("[#I")) {
+    return std::nullopt;
+  }
   const std::size_t identifierEnd = reader.rest.find('#');
   const std::size_t closing = reader.rest.rfind(']');
   if (identifierEnd == std::string_view::npos || closing == std::string_view::npos ||
@@ -70,7 +84,7 @@ std::optional<EventReport> parseEventReport(std::string_view text) {
   }
   const std::string_view texts = reader.rest.substr(identifierEnd + 1, closing - identifierEnd - 1);
   const std::string_view stamp = reader.rest.substr(closing + 1);
-  if (!reader.number(reader.rest.substr(0, identifierEnd), report.identifier) ||
+  if (!readIdentifier(reader.rest.substr(0, identifierEnd), report.identifier) ||
       stamp.size() != kStampLength || !readTexts(texts, report) || !readStamp(stamp, report)) {
     return std::nullopt;
   }
