@@ -1,6 +1,7 @@
 #include "quarn/rpc_answer.h"
 
 #include <limits>
+#include <new>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <utility>
@@ -19,6 +20,8 @@ constexpr int kNoRequest = -32600;
 constexpr int kUnknownMethod = -32601;
 constexpr int kWrongParameters = -32602;
 constexpr int kInternalError = -32603;
+constexpr int kOutOfMemory = 7;
+constexpr const char* kOutOfMemoryWords = "Out of memory";
 
 struct RpcError {
   int code;
@@ -122,20 +125,19 @@ std::string toJson(const Value& value) {
 }
 
 std::string callMethod(QuarnSocket& quarn, Json& request) {
-  const Method& method = methodOf(request);
-  const std::vector<Value> parameters = parametersOf(request, method);
   try {
-    return toJson(method.call(quarn, parameters));
+    const Method& method = methodOf(request);
+    return toJson(method.call(quarn, parametersOf(request, method)));
   } catch (const Failure& failure) {
     throw RpcError{failure.number(), failure.description()};
+  } catch (const std::bad_alloc&) {
+    throw RpcError{kOutOfMemory, kOutOfMemoryWords};
   } catch (const std::exception& exception) {
     throw RpcError{kInternalError, exception.what()};
   }
 }
 
-}  // namespace
-
-std::string answerRequest(QuarnSocket& quarn, std::string_view line) {
+std::string answer(QuarnSocket& quarn, std::string_view line) {
   Json request = Json::parse(line, nullptr, false);
   if (request.is_discarded()) return errorResponse(nullptr, {kNoJson, "this line is not JSON"});
   if (!request.is_object()) return errorResponse(nullptr, {kNoRequest, "a request is one JSON object"});
@@ -146,6 +148,16 @@ std::string answerRequest(QuarnSocket& quarn, std::string_view line) {
     return id != nullptr ? response(id, R"("result":)" + result) : "";
   } catch (const RpcError& error) {
     return id != nullptr || error.code == kNoRequest ? errorResponse(id, error) : "";
+  }
+}
+
+}  // namespace
+
+std::string answerRequest(QuarnSocket& quarn, std::string_view line) {
+  try {
+    return answer(quarn, line);
+  } catch (const std::bad_alloc&) {
+    return errorResponse(nullptr, {kOutOfMemory, kOutOfMemoryWords});
   }
 }
 

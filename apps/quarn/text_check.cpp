@@ -4,7 +4,6 @@
 #include <string_view>
 #include <vector>
 
-#include "component/connection_record.h"
 #include "message/service_words.h"
 
 namespace quarnex::tool {
@@ -21,16 +20,6 @@ bool contains(std::string_view text, char c) {
   return text.find(c) != std::string_view::npos;
 }
 
-// Asks the receiver's own code, so that there is one list of words.
-bool isProtocolWord(std::string_view text) {
-  if (!text.starts_with('9')) return false;
-  ConnectionRecord receiver;
-  BufferInit(receiver.CodaArrivo, 1);
-  BufferInit(receiver.CodaInvio, 1);
-  GestisciServizio(receiver, text);
-  return receiver.CodaArrivo.Count == 0;
-}
-
 std::vector<std::string_view> split(std::string_view text) {
   std::vector<std::string_view> pieces;
   for (;;) {
@@ -45,7 +34,7 @@ std::string splitWarning(std::string_view text) {
   const std::vector<std::string_view> pieces = split(text);
   std::size_t arriving = 0;
   for (std::size_t i = 0; i < pieces.size() && i < kFieldsOfLoneBatch; ++i) {
-    arriving += pieces[i].size() >= kTextLengthMin && !isProtocolWord(pieces[i]);
+    arriving += pieces[i].size() >= kTextLengthMin && !ParolaDiServizio(pieces[i]);
   }
   return "\"|\" separates texts: " + (arriving == 0 ? "none" : std::to_string(arriving)) + " of its " +
          std::to_string(pieces.size()) + " pieces arrive" + (arriving > 1 ? ", as separate texts" : "");
@@ -67,7 +56,7 @@ TextCheck checkText(std::string_view text) {
   }
   if (contains(text, '|')) return {splitWarning(text), true};
   if (text.size() < kTextLengthMin) return {"a text of one character is dropped by the peer", false};
-  if (isProtocolWord(text)) {
+  if (ParolaDiServizio(text)) {
     return {"this is a word of the protocol: the peer acts on it and does not hand it to its host", true};
   }
   if (contains(text, kFrameStart)) {

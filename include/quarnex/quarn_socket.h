@@ -49,8 +49,8 @@ class QuarnSocket {
   /// all local addresses. `UsaTcp` false: texts are delivered inside the process to the first other link of
   /// the same type and identifier. Ports: VARDO 20303, PID-TOLV 20304, PID-MIRTAN 20305, PID-TOLV-VIDEO
   /// 20306, TOLV-VIDEO 20307, MIRTAN 20308, TOLV 20309, any other type 20100 + `IdQUARN`. An identifier above
-  /// 12667 has no port: the link is registered, the trace says so, and its attempts fail. The 32,768th link
-  /// is not registered: 0. Links are never removed.
+  /// 12667 has no port: the link is registered, the trace says so, and its attempts fail. The 32,768th link,
+  /// and one that there is no memory for, is not registered: 0. Links are never removed.
   std::int16_t Add(std::string_view Tipo, std::int16_t IdQUARN, bool ConnessioneClient, bool UsaTcp);
 
   /// Takes out the oldest received item: a text of the peer, or an event report (see `parseEventReport`). ""

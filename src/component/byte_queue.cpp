@@ -46,12 +46,14 @@ void ByteChunks::appendWhole(std::string_view head, std::string_view tail) {
 // What is gone makes room first, if it is more than what is left: a queue that never empties stays small. A
 // chunk grows by doubling, as texts do, but from the half on it takes what it may fill and no more: room of
 // twice as much would be mapped for itself, and its return costs the system milliseconds when there are many.
+// Afterwards `count` bytes fit without any more memory.
 void ByteChunks::makeRoom(std::size_t count) {
   std::string& last = list_.back();
   if (last.size() + count <= last.capacity()) return;
   if (list_.size() == 1 && consumed_ > last.size() / 2) last.erase(0, std::exchange(consumed_, 0));
   const std::size_t needed = last.size() + count;
-  if (needed > last.capacity() && needed > kChunkBytesMax / 2) last.reserve(std::max(needed, kChunkBytesMax));
+  if (needed <= last.capacity()) return;
+  last.reserve(std::max(needed, needed > kChunkBytesMax / 2 ? kChunkBytesMax : 2 * last.capacity()));
 }
 
 std::string_view ByteChunks::front() const {

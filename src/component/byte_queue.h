@@ -18,7 +18,7 @@ class ByteChunks {
   /// Of memory, filled or not.
   std::size_t bytesHeld() const;
   void append(std::string_view bytes);
-  /// Appends `head` and `tail` so that they stand together in memory.
+  /// Appends `head` and `tail` so that they stand together in memory; without memory for both, neither.
   void appendWhole(std::string_view head, std::string_view tail);
   /// The first bytes that stand together in memory, of which there must be some. Valid until the next change.
   std::string_view front() const;
@@ -44,12 +44,12 @@ class ByteChunks {
 /// A queue of bytes that is one null pointer while it is empty.
 class ByteQueue {
  public:
-  bool empty() const { return chunks_ == nullptr; }
+  bool empty() const { return chunks_ == nullptr || chunks_->empty(); }
   std::size_t size() const { return empty() ? 0 : chunks_->size(); }
   std::size_t bytesHeld() const { return empty() ? 0 : chunks_->bytesHeld(); }
   void append(std::string_view bytes) {
     if (bytes.empty()) return;
-    if (empty()) chunks_ = std::make_unique<ByteChunks>();
+    if (chunks_ == nullptr) chunks_ = std::make_unique<ByteChunks>();
     chunks_->append(bytes);
   }
   /// The first bytes that stand together in memory; not empty unless the queue is. Valid until the next

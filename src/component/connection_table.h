@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "component/connection_record.h"
@@ -12,9 +13,14 @@ namespace quarnex {
 
 class ConnectionTable {
  public:
-  /// Makes slot `count` + 1 of a table that holds `count` links.
+  /// Makes slot `count` + 1 of a table that holds `count` links; without memory for it the table stays as it
+  /// is.
   void grow(std::int16_t count) {
-    if (static_cast<std::size_t>(count) == chunks_.size() * kChunk) chunks_.emplace_back().reserve(kChunk);
+    if (static_cast<std::size_t>(count) == chunks_.size() * kChunk) {
+      std::vector<ConnectionRecord> chunk;
+      chunk.reserve(kChunk);
+      chunks_.push_back(std::move(chunk));
+    }
     chunks_.back().emplace_back();
   }
 

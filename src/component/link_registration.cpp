@@ -2,6 +2,7 @@
 
 #include <limits>
 #include <string>
+#include <vector>
 
 #include "component/integer.h"
 #include "component/record_operations.h"
@@ -15,9 +16,21 @@ namespace {
 constexpr std::int16_t kTextQueueCapacity = 1000;
 constexpr std::int16_t kDebugQueueCapacity = 100;
 
+void makeRoomForOne(std::vector<std::int16_t>& links) {
+  if (links.size() == links.capacity()) links.reserve(2 * links.size() + 1);
+}
+
+// All memory that the tables need of one more link, before anything counts it: a link is registered whole or
+// not at all.
+void makeRoom(Library& library) {
+  makeRoomForOne(library.ClientLinks);
+  makeRoomForOne(library.ServerLinks);
+  library.ConnectionTable.grow(library.ConnectionCount);
+}
+
 void createClientSocket(Library& library, ConnectionRecord& record, Trap& trap) {
   const std::int16_t k = record.IdxClient = ++library.ClientCount;
-  trap([&] { library.ClientLinks.push_back(record.IdxQuarn); });
+  library.ClientLinks.push_back(record.IdxQuarn);
   trap([&] { Form(library).create(SocketArray::ClientSocket, k); });
   trap([&] { ClientSocket(library, k).setLocalPort(0); });
   trap([&] { ClientSocket(library, k).setRemotePort(PortaPerTipo(record.Tipo, record.IdQuarn)); });
@@ -27,7 +40,7 @@ void createClientSocket(Library& library, ConnectionRecord& record, Trap& trap) 
 
 void createServerSockets(Library& library, ConnectionRecord& record, Trap& trap) {
   const std::int16_t k = record.IdxServer = ++library.ServerCount;
-  trap([&] { library.ServerLinks.push_back(record.IdxQuarn); });
+  library.ServerLinks.push_back(record.IdxQuarn);
   trap([&] { Form(library).create(SocketArray::ServerSocket, k); });
   trap([&] { Form(library).create(SocketArray::SrvAccept, k); });
   trap([&] { ServerSocket(library, k).setLocalPort(PortaPerTipo(record.Tipo, record.IdQuarn)); });
@@ -40,13 +53,15 @@ void createServerSockets(Library& library, ConnectionRecord& record, Trap& trap)
 std::int16_t AddHQUARN(Library& library, std::string_view Tipo, std::int16_t IdQUARN, bool ConnessioneClient,
                        bool UsaTcp) {
   if (library.ConnectionCount == std::numeric_limits<std::int16_t>::max()) return 0;
-  library.ConnectionTable.grow(library.ConnectionCount);
+  Trap trap{library};
+  trap([&] { makeRoom(library); });
+  if (trap.pending()) return 0;
   const std::int16_t n = ++library.ConnectionCount;
   ConnectionRecord& record = library.ConnectionTable[n];
-  Trap trap{library};
   // The role is stored only afterwards, so every new link is armed with the server's 15 seconds.
   ResetScambio(library, record);
   ResetLink(library, record);
+  record.history.since = library.services.clock.now();
   record.IdxQuarn = n;
   trap([&] { record.Tipo = Tipo; });
   BufferInit(record.CodaInvio, kTextQueueCapacity);

@@ -31,21 +31,31 @@ Value valueOf(std::string_view text) {
   return std::string(text);
 }
 
+/// Runs `body`, whose failures all reach the host with a number.
+template <class Body>
+auto numbered(Body&& body) {
+  try {
+    return body();
+  } catch (const std::exception& thrown) {
+    throw failureOf(thrown);
+  }
+}
+
 /// Tells the observer about a call while it runs `body`. Without an observer the parameters are not even
 /// copied.
 template <class Body, class... Parameters>
 auto hostCall(Library& library, std::size_t method, Body&& body, const Parameters&... parameters) {
   assert(library.thread == std::this_thread::get_id());
   Observer* observer = library.observer;
-  if (observer == nullptr) return body();
+  if (observer == nullptr) return numbered(body);
   const std::array<Value, sizeof...(Parameters)> values{valueOf(parameters)...};
   observer->called(methodTable()[method], values);
   try {
     if constexpr (std::is_void_v<decltype(body())>) {
-      body();
+      numbered(body);
       observer->returned({});
     } else {
-      auto result = body();
+      auto result = numbered(body);
       observer->returned(valueOf(result));
       return result;
     }
@@ -98,7 +108,8 @@ std::int16_t QuarnSocket::Add(std::string_view Tipo, std::int16_t IdQUARN, bool 
       *library_, 0,
       [&] {
         const std::int16_t n = AddHQUARN(*library_, Tipo, IdQUARN, ConnessioneClient, UsaTcp);
-        Traccia(*library_, n, "ADD ", n, " : ", IdQUARN, ' ', Tipo, ' ', Tipo);
+        Trap withoutMemory{*library_};
+        withoutMemory([&] { Traccia(*library_, n, "ADD ", n, " : ", IdQUARN, ' ', Tipo, ' ', Tipo); });
         return n;
       },
       Tipo, IdQUARN, ConnessioneClient, UsaTcp);

@@ -3,11 +3,16 @@
 #include <memory>
 #include <string>
 
+#include "component/trap.h"
+
 namespace quarnex {
 
 void AnnotaGuasto(Library& library, ConnectionRecord& rec, std::string_view reason) {
-  rec.history.lastFailure = std::make_unique<LinkHistory::Failure>(
-      LinkHistory::Failure{library.services.clock.now(), rec.Stato == kConnected, std::string(reason)});
+  Trap withoutMemory{library};
+  withoutMemory([&] {
+    rec.history.lastFailure = std::make_unique<LinkHistory::Failure>(
+        LinkHistory::Failure{library.services.clock.now(), rec.Stato == kConnected, std::string(reason)});
+  });
 }
 
 }  // namespace quarnex

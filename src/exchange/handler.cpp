@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "component/integer.h"
 #include "component/record_operations.h"
@@ -25,8 +26,7 @@ constexpr std::size_t kCountPosition = 7;
 constexpr std::string_view kFrameEndLine =
     "++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++";
 
-void traceBadChecksum(Library& library, const ConnectionRecord& record) {
-  const std::string_view frame = record.FrameRicevuto;
+void traceBadChecksum(Library& library, const ConnectionRecord& record, std::string_view frame) {
   const std::string_view body = corpoDelFrame(frame);
   Traccia(library, record.IdxQuarn, "RADV>", body);
   Traccia(
@@ -105,8 +105,8 @@ void answerWords(Library& library, ConnectionRecord& record, Trap& trap) {
   }
 }
 
-void acceptFrame(Library& library, ConnectionRecord& record, Trap& trap) {
-  const std::string_view body = corpoDelFrame(record.FrameRicevuto);
+void acceptFrame(Library& library, ConnectionRecord& record, std::string_view frame, Trap& trap) {
+  const std::string_view body = corpoDelFrame(frame);
   trap([&] { Traccia(library, record.IdxQuarn, "R>", body); });
   const std::string_view message =
       body.size() < kFrameHeader.size() ? body : body.substr(kFrameHeader.size());
@@ -114,17 +114,20 @@ void acceptFrame(Library& library, ConnectionRecord& record, Trap& trap) {
   answerWords(library, record, trap);
 }
 
+// An event inside a look at a socket may reset the record, so the frame is not left in it meanwhile.
 void handleFrame(Library& library, ConnectionRecord& record, Trap& trap) {
   record.ContaTimeoutB = 0;
   ++record.history.framesReceived;
-  if (checksumHolds(record.FrameRicevuto)) {
-    acceptFrame(library, record, trap);
+  std::string frame = std::move(record.FrameRicevuto);
+  if (checksumHolds(frame)) {
+    acceptFrame(library, record, frame, trap);
   } else {
     ++record.history.badChecksums;
-    trap([&] { traceBadChecksum(library, record); });
+    trap([&] { traceBadChecksum(library, record, frame); });
   }
   record.FrameCompleto = false;
-  svuota(record.FrameRicevuto);
+  svuota(frame);
+  record.FrameRicevuto = std::move(frame);
   trap([&] { Traccia(library, record.IdxQuarn, kFrameEndLine); });
 }
 

@@ -53,7 +53,7 @@ void RiceviFrame(Library& library, ConnectionRecord& record) {
     if (scanned) bytes.remove_prefix(scan(record, bytes).taken);
     record.Ricevuto.append(bytes);
   });
-  if (!scanned && !record.Ricevuto.empty() && !record.FrameCompleto) EstraiFrame(record);
+  if (!scanned && !record.Ricevuto.empty() && !record.FrameCompleto) trap([&] { EstraiFrame(record); });
 }
 
 void EstraiFrame(ConnectionRecord& record) {

@@ -38,9 +38,9 @@ void handleSendFailure(Library& library, ConnectionRecord& record, Trap& trap) {
 
 void InviaFrame(Library& library, ConnectionRecord& record, std::string_view messaggio) {
   Trap trap{library};
-  record.UltimoInviato.assign(messaggio);
-  if (record.UltimoInviato.empty()) return;
-  sendFrame(library, record, record.UltimoInviato, trap);
+  if (messaggio.empty()) return record.UltimoInviato.clear();
+  trap([&] { record.UltimoInviato.assign(messaggio); });
+  if (!trap.pending()) sendFrame(library, record, record.UltimoInviato, trap);
   ImpostaStatoB(library, record, kExchangeWaiting);
   handleSendFailure(library, record, trap);
 }
@@ -48,10 +48,13 @@ void InviaFrame(Library& library, ConnectionRecord& record, std::string_view mes
 void InviaComando(Library& library, ConnectionRecord& record, std::string_view comando,
                   std::string_view argomento) {
   Trap trap{library};
-  std::string message = componi("000", Zeri{record.IdQuarn, 3}, argomento.empty() ? '2' : '3', "|9", comando);
-  if (!argomento.empty()) message.append("|9").append(argomento);
-  message += "|9.|";
-  sendFrame(library, record, message, trap);
+  std::string message;
+  trap([&] {
+    message = componi("000", Zeri{record.IdQuarn, 3}, argomento.empty() ? '2' : '3', "|9", comando);
+    if (!argomento.empty()) message.append("|9").append(argomento);
+    message += "|9.|";
+  });
+  if (!trap.pending()) sendFrame(library, record, message, trap);
   ImpostaStatoB(library, record, kExchangeReady);
   handleSendFailure(library, record, trap);
 }

@@ -4,6 +4,7 @@
 
 #include "component/record_operations.h"
 #include "diagnostics/trace.h"
+#include "message/service_words.h"
 
 namespace quarnex {
 namespace {
@@ -18,10 +19,11 @@ void buildBatch(ConnectionRecord& rec) {
   const std::size_t countAt = message.size() - 1;
   char fields = 2;  // "9CMD" and "9."
   for (int taken = 0; rec.CodaInvio.Count > 0 && taken < kTextsPerBatchMax; ++taken, ++fields) {
+    const std::string_view text = BufferFront(rec.CodaInvio);
     message += '|';
-    message += BufferFront(rec.CodaInvio);
+    message += text;
+    if (!ParolaDiServizio(text)) ++rec.history.textsSent;
     BufferDrop(rec.CodaInvio);
-    ++rec.history.textsSent;
   }
   message += "|9CMD|9.|";
   message[countAt] = static_cast<char>('0' + fields);

@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "component/trap.h"
+
 namespace quarnex {
 namespace {
 
@@ -77,13 +79,26 @@ bool matches(const ServiceWord& row, std::string_view field) {
   return row.match == Match::Exact ? field == row.word : field.starts_with(row.word);
 }
 
+const ServiceWord* wordOf(std::string_view field) {
+  for (const ServiceWord& row : kServiceWords) {
+    if (matches(row, field)) return &row;
+  }
+  return nullptr;
+}
+
 }  // namespace
 
-void GestisciServizio(ConnectionRecord& rec, std::string_view campo) {
-  for (const ServiceWord& row : kServiceWords) {
-    if (matches(row, campo)) return row.effect(rec);
-  }
-  BufferPut(rec.CodaArrivo, campo);
+void GestisciServizio(Library& library, ConnectionRecord& rec, std::string_view campo) {
+  Trap ignored{library};
+  ignored([&] {
+    if (const ServiceWord* word = wordOf(campo)) return word->effect(rec);
+    ++rec.history.textsReceived;
+    BufferPut(rec.CodaArrivo, campo);
+  });
+}
+
+bool ParolaDiServizio(std::string_view testo) {
+  return testo.size() >= 2 && testo.front() == '9' && wordOf(testo) != nullptr;
 }
 
 }  // namespace quarnex

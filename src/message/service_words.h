@@ -9,7 +9,10 @@ namespace quarnex {
 
 /// Does what the first matching row of the table of words says; a field that is no known word goes to the
 /// host unchanged. `campo` begins with "9" and has at least two characters. Replies are queued, they leave
-/// with the next batch.
-void GestisciServizio(ConnectionRecord& rec, std::string_view campo);
+/// with the next batch. Never fails.
+void GestisciServizio(Library& library, ConnectionRecord& rec, std::string_view campo);
+
+/// True if `testo` is a word of that table, which the peer keeps from its host.
+bool ParolaDiServizio(std::string_view testo);
 
 }  // namespace quarnex

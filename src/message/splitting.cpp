@@ -18,7 +18,7 @@ constexpr std::int16_t kFieldLengthMin = 2;
 
 void deliverField(Library& library, ConnectionRecord& rec, std::string_view field) {
   if (field.size() < kFieldLengthMin) return;
-  if (field.front() == '9') return GestisciServizio(rec, field);
+  if (field.front() == '9') return GestisciServizio(library, rec, field);
   rec.RicevutoCMD = true;
   ++rec.history.textsReceived;
   BufferPut(rec.CodaArrivo, field);
