@@ -33,16 +33,16 @@ struct LinkSnapshot {
   std::string endpoint;       ///< "127.0.0.1:20308"; "Buffer" without TCP; "" if it cannot be told
   std::int64_t since =
       0;  ///< when it became what it is: connected, not connected (whatever was tried), closed
-  std::optional<std::int64_t> deadline;            ///< of the phase: acted on in the first second after it
-  std::optional<std::int64_t> keepAliveDeadline;   ///< while connected
-  std::optional<std::int64_t> replyDeadline;       ///< while connected
-  int outbound = 0;                                ///< texts queued for the peer
-  int inbound = 0;                                 ///< items that the host has not taken
-  int captured = 0;                                ///< trace texts that the host has not taken
-  bool batchInFlight = false;                      ///< a batch waits for its acknowledgement
-  bool reportedDown = false;                       ///< 109 was reported and no answer since
-  std::int16_t failures = 0;                       ///< counted towards the next 109
-  std::string lastError;                           ///< text of the last error notice that had a code
+  std::optional<std::int64_t> deadline;           ///< of the phase: acted on in the first second after it
+  std::optional<std::int64_t> keepAliveDeadline;  ///< while connected
+  std::optional<std::int64_t> replyDeadline;      ///< while connected
+  int outbound = 0;                               ///< texts queued for the peer
+  int inbound = 0;                                ///< items that the host has not taken
+  int captured = 0;                               ///< trace texts that the host has not taken
+  bool batchInFlight = false;                     ///< a batch waits for its acknowledgement
+  bool reportedDown = false;                      ///< 109 was reported and no answer since
+  std::int16_t failures = 0;                      ///< counted towards the next 109
+  std::string lastError;  ///< text of the last error notice that had a code, until the link begins anew
   std::uint64_t textsSent = 0, textsReceived = 0;  ///< the hosts' own, without the words of the exchange
   std::uint64_t framesSent = 0, framesReceived = 0;
   std::uint64_t repetitions = 0, badChecksums = 0, reconnections = 0;

@@ -13,7 +13,7 @@ namespace quarnex {
 std::string PerchePerUtente(Library& library, const ConnectionRecord& record, const LinkSnapshot& snapshot);
 
 /// The reason of a failure, as reports carry it, in plain words with its number: "10061  The requested
-/// connection has been refused by the remote host." is "error 10061, the requested connection has been
+/// connection has been refused by the remote host." is "error 10061, The requested connection has been
 /// refused by the remote host".
 std::string RagioneInParole(std::string_view reason);
 
