@@ -40,7 +40,8 @@ class MemoryFile final : public TextFile {
  private:
   Disk& disk_;
   std::string name_;
-  std::string* text_ = nullptr;  // among the files, where it stays whatever its name; nullptr if it was removed
+  std::string* text_ =
+      nullptr;  // among the files, where it stays whatever its name; nullptr if it was removed
   bool open_ = false;
   std::uint64_t linesDropped_ = 0;
 };
