@@ -55,7 +55,12 @@ bool agree(const std::string& stream) {
 }  // namespace
 
 int main(int count, char** arguments) {
-  const auto lengthMax = static_cast<std::size_t>(count > 1 ? std::atoi(arguments[1]) : 8);
+  const int given = count > 1 ? std::atoi(arguments[1]) : 8;
+  if (given < 1 || given > 10) {
+    std::cerr << "usage: every_short_stream [LENGTH]: up to which every stream is tried, 1 to 10\n";
+    return 2;
+  }
+  const auto lengthMax = static_cast<std::size_t>(given);
   std::size_t streams = 0;
   for (std::size_t length = 1; length <= lengthMax; ++length) {
     const std::size_t all = std::size_t{1} << (3 * length);  // eight codes

@@ -4,6 +4,7 @@
 # shellcheck disable=SC2317 # the conditions are called through "wait_until"
 set -euo pipefail
 cd "$(dirname "$0")/.."
+[[ $# -eq 0 ]] || { echo "usage: scripts/demo.sh" >&2; exit 2; }
 
 readonly type=DEMO texts=8 seconds_max=58
 quarn=build/release/bin/quarn

@@ -4,6 +4,7 @@
 set -euo pipefail
 
 packages=(cmake ninja-build g++ libcli11-dev nlohmann-json3-dev libgtest-dev libgmock-dev)
+[[ $# -eq 0 || $* =~ ^(check|coverage)$ ]] || { echo "usage: scripts/install_packages.sh [check | coverage]" >&2; exit 2; }
 if [[ ${1:-} == check || ${1:-} == coverage ]]; then
     packages+=(clang libclang-rt-dev clang-format clang-tidy llvm libbenchmark-dev python3 shellcheck spin git valgrind iproute2)
 fi

@@ -5,6 +5,7 @@
 # shellcheck disable=SC2317 # the functions are called through "check"
 set -uo pipefail
 cd "$(dirname "$0")/.." || exit 1
+[[ $# -eq 0 ]] || { echo "usage: scripts/test.sh" >&2; exit 2; }
 jobs=$(nproc)
 results=()
 failed=0

@@ -9,7 +9,7 @@ std::int16_t toIdentifier(const std::string& text) {
   std::int16_t value = 0;
   const auto parsed = std::from_chars(text.data(), text.data() + text.size(), value);
   if (parsed.ec != std::errc{} || parsed.ptr != text.data() + text.size()) {
-    throw CLI::ValidationError("ID", '"' + text + "\" is not a whole number from -32768 to 32767");
+    throw CLI::ValidationError("ID", '"' + text + "\" is no identifier; give a whole number from 0 to 999");
   }
   return value;
 }

@@ -1,6 +1,7 @@
 #include "quarn/link_session.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "quarn/host_turn.h"
 #include "quarn/interruption.h"
@@ -74,7 +75,10 @@ void LinkSession::takeItems(const LinkSnapshot& link) {
 void LinkSession::takeItem(const std::string& item) {
   const std::optional<EventReport> report = parseEventReport(item);
   if (report && report->identifier == options_.identifier && report->type == options_.type) {
-    console_.say(timeOfReport(*report), reportInWords(*report));
+    const bool replaced = report->code == kConnectedReport && std::exchange(connected_, true);
+    if (report->code == kDisconnectedReport) connected_ = false;
+    console_.say(timeOfReport(*report),
+                 reportInWords(*report) + (replaced ? ", another caller in place of the one before" : ""));
     if (options_.raw) console_.say(timeOfReport(*report), item);
     return;
   }

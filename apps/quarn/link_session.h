@@ -69,6 +69,7 @@ class LinkSession {
   bool closed_ = false;
   bool streamFailed_ = false;
   bool queueFilled_ = false;
+  bool connected_ = false;  // by the reports
   std::uint64_t received_ = 0;
   std::string stateSaid_;
 };

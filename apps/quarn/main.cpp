@@ -17,12 +17,15 @@
 namespace quarnex::tool {
 namespace {
 
-constexpr int kWrongUsage = 2;
+constexpr int kNothingDone = 2;
 
 std::string usageError(const CLI::App* app, const CLI::Error& error) {
   std::string command = "quarn";
   for (const CLI::App* parsed : app->get_subcommands()) command += ' ' + parsed->get_name();
-  return command + ": " + error.what() + "\n" + command + " --help tells more.\n";
+  const bool strange = app->get_subcommands().empty() && app->remaining_size() > 0;
+  const std::string words =
+      strange ? '"' + app->remaining().front() + "\" is no command or option" : error.what();
+  return command + ": " + words + "\n" + command + " --help tells more.\n";
 }
 
 int run(int argc, const char* const* argv) {
@@ -46,11 +49,11 @@ int run(int argc, const char* const* argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : kWrongUsage;
+    exitStatus = app.exit(error) == 0 ? 0 : kNothingDone;
   }
   if (std::cout.flush()) return exitStatus;
   std::cerr << "quarn: standard output cannot be written\n";
-  return 1;
+  return kNothingDone;
 }
 
 }  // namespace

@@ -31,6 +31,7 @@ void OutgoingLines::takeLines() {
 void OutgoingLines::takeLine(Line line) {
   if (line.tooLong) return lose(line.number, line.number, 1, "not sent: far too long for one message");
   const TextCheck check = checkText(line.text);
+  if (check.never) return lose(line.number, line.number, 1, "not sent: " + check.warning);
   if (!check.warning.empty()) console_.say(nameOfLines(line.number, line.number) + ": " + check.warning);
   if (!line.text.empty()) held_.push_back({line.number, std::move(line.text), check.alone});
 }
@@ -79,7 +80,8 @@ void OutgoingLines::giveUp() {
   held_.clear();
 }
 
-void OutgoingLines::lose(std::uint64_t first, std::uint64_t last, std::size_t count, const char* fate) {
+void OutgoingLines::lose(std::uint64_t first, std::uint64_t last, std::size_t count,
+                         const std::string& fate) {
   lost_ += count;
   console_.say(nameOfLines(first, last) + ": " + fate);
 }

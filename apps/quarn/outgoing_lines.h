@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <string>
 #include <vector>
 
 #include "quarn/console.h"
@@ -26,7 +27,8 @@ class OutgoingLines {
   /// True once every line of the input has been taken.
   bool inputTaken() const { return input_.ended() && noLineWaits_; }
 
-  /// Takes lines that the input has read. A line that will not arrive as it stands is named on the console.
+  /// Takes lines that the input has read. A line that will not arrive as it stands is named on the console,
+  /// and one that would keep those behind it from arriving is left out.
   void takeLines();
 
   /// Settles what has been acknowledged or lost, and hands over the next batch if it is time.
@@ -54,7 +56,7 @@ class OutgoingLines {
   void takeLine(Line line);
   void settle(const LinkSnapshot& link);
   void handOver(QuarnSocket& quarn, const LinkSnapshot& link);
-  void lose(std::uint64_t first, std::uint64_t last, std::size_t count, const char* fate);
+  void lose(std::uint64_t first, std::uint64_t last, std::size_t count, const std::string& fate);
 
   LineReader& input_;
   Console& console_;

@@ -29,6 +29,7 @@ void raiseDescriptorLimit() {
 void prepareProcess() {
   fillStandardDescriptors();
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   raiseDescriptorLimit();
 }
 

@@ -19,8 +19,11 @@ int runSession(const SessionOptions& options) {
     std::cerr << "quarn: the link has no port: " << port.whyNone << '\n';
     return 2;
   }
-  const std::string warning = identifierWarning(options.identifier);
-  if (!warning.empty()) std::cerr << "quarn: " << warning << '\n';
+  const std::string whyUseless = identifierWarning(options.identifier);
+  if (!whyUseless.empty()) {
+    std::cerr << "quarn: " << whyUseless << '\n';
+    return 2;
+  }
   if (!beginRecording(options.recording)) return 2;
   LinkSession session(options);
   try {

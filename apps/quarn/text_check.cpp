@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "message/service_words.h"
+#include "quarnex/event_report.h"
 
 namespace quarnex::tool {
 namespace {
@@ -13,7 +14,7 @@ constexpr char kFrameStart = '\x02';
 constexpr char kFrameEnd = '\x03';
 constexpr std::size_t kTextLengthMin = 2;
 constexpr std::string_view kNeverTaken =
-    "the peer never takes it. A calling link is reconnected for that, a listening one sends nothing any more";
+    "the peer would not take it, nor anything behind it until the link is reconnected";
 constexpr std::size_t kFieldsOfLoneBatch = 3;  // the text, "9CMD" and "9.": the receiver reads no more
 
 bool contains(std::string_view text, char c) {
@@ -50,9 +51,9 @@ std::string tooLongWarning(std::string_view text) {
 TextCheck checkText(std::string_view text) {
   if (text.empty()) return {"an empty text is not sent", true};
   if (text == kEmptyQueuesCommand) return {"this word empties the link's queues and is not sent", true};
-  if (messageLength(1, text.size()) > kMessageLengthMax) return {tooLongWarning(text), true};
+  if (messageLength(1, text.size()) > kMessageLengthMax) return {tooLongWarning(text), true, true};
   if (contains(text, kFrameEnd)) {
-    return {"ETX (code 3) ends the frame early: " + std::string(kNeverTaken), true};
+    return {"ETX (code 3) ends the frame early: " + std::string(kNeverTaken), true, true};
   }
   if (contains(text, '|')) return {splitWarning(text), true};
   if (text.size() < kTextLengthMin) return {"a text of one character is dropped by the peer", false};
@@ -64,6 +65,7 @@ TextCheck checkText(std::string_view text) {
   }
   if (text.starts_with('9'))
     return {"\"9\" begins the protocol's own words: other peers may not pass it on", false};
+  if (parseEventReport(text)) return {"the peer's host may take it for a report of its own library", false};
   return {};
 }
 

@@ -13,6 +13,7 @@ constexpr std::string_view kEmptyQueuesCommand = "VUOTABUFFER";
 struct TextCheck {
   std::string warning;  ///< in words, "" for a text that arrives as it stands
   bool alone = false;   ///< it would harm others in its batch
+  bool never = false;   ///< its batch would never be accepted: not to be sent
 };
 
 TextCheck checkText(std::string_view text);

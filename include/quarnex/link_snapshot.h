@@ -30,7 +30,9 @@ struct LinkSnapshot {
   LinkPhase phase = LinkPhase::Closed;
   std::int16_t subState = 0;  ///< of the exchange: 0 reset, 1 ready, 2 waiting for an answer, 3 idle
   bool closing = false;       ///< the host has closed the link and its peer has not yet
-  std::string endpoint;       ///< "127.0.0.1:20308"; "Buffer" without TCP; "" if it cannot be told
+  /// "127.0.0.1:20308": the peer's address, and the port of the server side, which is the peer's on a client
+  /// link and our own on a server link. "Buffer" without TCP, "" if it cannot be told.
+  std::string endpoint;
   std::int64_t since =
       0;  ///< when it became what it is: connected, not connected (whatever was tried), closed
   std::optional<std::int64_t> deadline;           ///< of the phase: acted on in the first second after it

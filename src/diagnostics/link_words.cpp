@@ -3,6 +3,8 @@
 #include <charconv>
 #include <utility>
 
+#include "component/link_registration.h"
+#include "component/trap.h"
 #include "diagnostics/trace.h"
 
 namespace quarnex {
@@ -13,7 +15,7 @@ using Words = std::pair<std::string_view, std::string_view>;
 constexpr Words kWholeReasons[] = {
     {"Listen Timeout", "nobody called within 60 seconds"},
     {"Connect Timeout", "the call was not answered within 60 seconds"},
-    {"Alive Timeout", "the peer was silent for two keep-alive periods"},
+    {"Alive Timeout", "no message came from the peer for two keep-alive periods"},
     {"Timeout HandleStato_B", "six answers in a row were overdue"},
     {"the peer asked to close", "the peer asked to close"},
     {"closed by the peer", "the peer closed the connection"},
@@ -59,7 +61,15 @@ std::string timeOfDay(Library& library, std::int64_t second) {
   return componi(Zeri{time.hour, 2}, ':', Zeri{time.minute, 2}, ':', Zeri{time.second, 2});
 }
 
+bool hasPort(Library& library, const ConnectionRecord& record) {
+  std::int32_t port = 0;
+  Trap overflow{library};
+  overflow([&] { port = PortaPerTipo(record.Tipo, record.IdQuarn); });
+  return port > 0;
+}
+
 std::string lastFailure(Library& library, const ConnectionRecord& record) {
+  if (!hasPort(library, record)) return componi("identifier ", record.IdQuarn, " has no port");
   if (!record.history.lastFailure) return "not connected yet";
   const LinkHistory::Failure& failure = *record.history.lastFailure;
   const std::string_view phase = failure.whileConnected     ? "while connected"
@@ -69,6 +79,11 @@ std::string lastFailure(Library& library, const ConnectionRecord& record) {
                  ")");
 }
 
+// Of the answer to what was sent, or of any message at all.
+bool isOverdue(const ConnectionRecord& record) {
+  return record.ContaTimeoutB > 0 || record.ContaAlive > 0;
+}
+
 // Deadlines are acted on in the first second after them.
 std::string nextStep(Library& library, const LinkSnapshot& snapshot) {
   const std::string time = timeOfDay(library, *snapshot.deadline + 1);
@@ -76,7 +91,10 @@ std::string nextStep(Library& library, const LinkSnapshot& snapshot) {
     return componi(snapshot.client ? "next call at " : "listens again at ", time);
   }
   if (snapshot.phase == LinkPhase::Calling) return componi("calling ", snapshot.endpoint, " until ", time);
-  return componi("listening until ", time);
+  const std::size_t colon = snapshot.endpoint.rfind(':');
+  if (colon == std::string::npos) return componi("listening until ", time);
+  return componi("listening on port ", std::string_view(snapshot.endpoint).substr(colon + 1), " until ",
+                 time);
 }
 
 }  // namespace
@@ -93,6 +111,7 @@ std::string PerchePerUtente(Library& library, const ConnectionRecord& record, co
       return "not opened";
     case LinkPhase::Connected:
       return componi("connected to ", snapshot.endpoint, " since ", timeOfDay(library, snapshot.since),
+                     isOverdue(record) ? "; the peer does not answer" : "",
                      snapshot.closing ? "; the peer has been asked to close" : "");
     default:
       return componi("down since ", timeOfDay(library, snapshot.since), ": ", lastFailure(library, record),

@@ -61,7 +61,7 @@ TEST(LinkWords, SayWhatAReasonMeans) {
       {"no number", "no number"},
       {"Listen 10048 Address already in use", "listening failed: error 10048, Address already in use"},
       {"Send -7 minus", "sending failed: error -7, minus"},
-      {"Alive Timeout", "the peer was silent for two keep-alive periods"},
+      {"Alive Timeout", "no message came from the peer for two keep-alive periods"},
   };
   for (const auto& row : rows) EXPECT_EQ(RagioneInParole(row.reason), row.words);
 }
