@@ -1,7 +1,6 @@
 #include "quarn/link_session.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "quarn/host_turn.h"
 #include "quarn/interruption.h"
@@ -75,16 +74,24 @@ void LinkSession::takeItems(const LinkSnapshot& link) {
 void LinkSession::takeItem(const std::string& item) {
   const std::optional<EventReport> report = parseEventReport(item);
   if (report && report->identifier == options_.identifier && report->type == options_.type) {
-    const bool replaced = report->code == kConnectedReport && std::exchange(connected_, true);
-    if (report->code == kDisconnectedReport) connected_ = false;
-    console_.say(timeOfReport(*report),
-                 reportInWords(*report) + (replaced ? ", another caller in place of the one before" : ""));
+    sayReport(*report);
     if (options_.raw) console_.say(timeOfReport(*report), item);
     return;
   }
   ++received_;
   console_.showProgress("");
   output_.append(item + '\n');
+}
+
+// 702 comes after every failed attempt, too, and twice at a close.
+void LinkSession::sayReport(const EventReport& report) {
+  const bool before = connected_;
+  if (report.code == kConnectedReport) connected_ = true;
+  if (report.code == kDisconnectedReport) connected_ = false;
+  if (report.code == kDisconnectedReport && !before) return;
+  const bool replaced = report.code == kConnectedReport && before;
+  console_.say(timeOfReport(report),
+               reportInWords(report) + (replaced ? ", another caller in place of the one before" : ""));
 }
 
 void LinkSession::takeTraces(const LinkSnapshot& link) {

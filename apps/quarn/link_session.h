@@ -10,6 +10,7 @@
 #include "quarn/line_reader.h"
 #include "quarn/outgoing_lines.h"
 #include "quarn/output_buffer.h"
+#include "quarnex/event_report.h"
 #include "quarnex/host_loop.h"
 #include "quarnex/quarn_socket.h"
 
@@ -43,6 +44,7 @@ class LinkSession {
   void step();
   void takeItems(const LinkSnapshot& link);
   void takeItem(const std::string& item);
+  void sayReport(const EventReport& report);
   void takeTraces(const LinkSnapshot& link);
   void sayState(const LinkSnapshot& link);
   void checkStreams();
