@@ -13,10 +13,11 @@ namespace quarnex {
 /// A thread of the recorder's own writes the file; a slow or full disk never holds up the links, and at most
 /// 16 MiB wait in memory. What could not be kept is marked in the file, and nothing behind the mark can be
 /// played. The file grows by about 15 MB a day for ticks alone, plus what the links do; traces are in it
-/// whatever the sinks, and so are all texts that travel.
+/// whatever the sinks, and so are all texts that travel. Renamed or removed, it is written on: what then
+/// stands at `path` stays untouched.
 ///
-/// Throws `Failure` 5 if the library is in use already, 76 (path not found), 70 (permission denied) or 75
-/// (other) if the file cannot be created.
+/// Throws `Failure` 5 if the library is in use already, 76 (path not found), 70 (permission denied), 61 (disk
+/// full) or 75 (other) if the file cannot be created.
 ///
 ///     quarnex::recordFlight("/var/log/myhost/links.jsonl");
 ///     quarnex::QuarnSocket quarn;

@@ -3,42 +3,24 @@
 
 #include <condition_variable>
 #include <cstddef>
-#include <cstdint>
 #include <filesystem>
-#include <fstream>
+#include <memory>
 #include <mutex>
-#include <string>
 #include <string_view>
 #include <thread>
 
+#include "platform/storage.h"
 #include "recording/backlog.h"
 #include "recording/marked_storage.h"
 #include "recording/sink.h"
 
 namespace quarnex::recording {
 
-class FileStorage final : public Storage {
- public:
-  /// Creates `path`, emptying an existing file. Throws `Failure` 76 (path not found), 70 (permission denied)
-  /// or 75 (other).
-  explicit FileStorage(const std::filesystem::path& path);
-  bool writeAt(std::uintmax_t position, std::string_view bytes) override;
-  void cutTo(std::uintmax_t bytes) override;
-
- private:
-  static constexpr auto kNowhere = static_cast<std::uintmax_t>(-1);
-  void goTo(std::uintmax_t position);
-
-  std::filesystem::path path_;
-  std::ofstream file_;
-  std::uintmax_t position_ = 0;  // behind the last byte written
-};
-
 class FileSink final : public Sink {
  public:
-  /// Creates `path` or throws, as `FileStorage` does. At most `pendingBytesMax` wait in memory, while as many
-  /// are being written; what comes beyond that, and what the disk does not take, is left out, and a line in
-  /// its place says how much.
+  /// Creates `path` or throws, as `createStorage` does. At most `pendingBytesMax` wait in memory, while as
+  /// many are being written; what comes beyond that, and what the disk does not take, is left out, and a line
+  /// in its place says how much.
   explicit FileSink(const std::filesystem::path& path, std::size_t pendingBytesMax = std::size_t{8} << 20);
   /// Writes what still waits.
   ~FileSink() override;
@@ -53,8 +35,8 @@ class FileSink final : public Sink {
   bool isUrgent() const { return pending_.lines.size() > pendingBytesMax_ / 2; }
 
   std::size_t pendingBytesMax_;
-  FileStorage file_;
-  MarkedStorage marked_{file_};
+  std::unique_ptr<Storage> file_;
+  MarkedStorage marked_{*file_};
 
   std::mutex mutex_;  // guards what follows
   std::condition_variable wake_;

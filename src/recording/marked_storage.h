@@ -4,19 +4,10 @@
 #include <cstdint>
 #include <string_view>
 
+#include "platform/storage.h"
 #include "recording/backlog.h"
 
 namespace quarnex::recording {
-
-class Storage {
- public:
-  virtual ~Storage() = default;
-  /// False if it did not take them all; it may have taken a part. One that cannot go back, such as a pipe,
-  /// puts them behind what is there.
-  virtual bool writeAt(std::uintmax_t position, std::string_view bytes) = 0;
-  /// Leaves the first `bytes` of what is there, if it can.
-  virtual void cutTo(std::uintmax_t bytes) = 0;
-};
 
 /// What is on the storage is whole lines at any time, as far as the storage can be cut.
 class MarkedStorage {

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "platform/simulated/disk.h"
+#include "platform/storage.h"
 #include "recording/backlog.h"
 #include "recording/marked_storage.h"
 #include "recording/sink.h"
@@ -15,7 +16,7 @@ namespace quarnex::simulation {
 
 /// Writes as a recorder does on a real disk, but without a thread. Keeps the beginning of a recording only,
 /// and takes the disk for full from there on.
-class DiskSink final : public recording::Sink, private recording::Storage {
+class DiskSink final : public recording::Sink, private Storage {
  public:
   /// `disk` outlives it.
   explicit DiskSink(simulated::Disk& disk) : disk_(disk), removals_(disk.removals) {}

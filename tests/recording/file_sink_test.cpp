@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <future>
@@ -29,6 +30,12 @@ const std::string kHeader = "{\"quarnex\":\"recording\",\"version\":1,\"utc_offs
 const std::string kTick = "{\"at\":1700000000,\"tick\":true}\n";
 constexpr std::size_t kTicks = 100'000;
 constexpr std::size_t kBytesMax = 300'000;
+// Behind the last tick that fits there is room for the mark.
+const std::size_t kDiskBytes = kHeader.size() + 6'000 * kTick.size() + kTick.size() - 1;
+
+std::string restOf(std::ifstream in) {
+  return {std::istreambuf_iterator<char>(in), {}};
+}
 
 class FileSinkTest : public testing::Test {
  protected:
@@ -39,10 +46,7 @@ class FileSinkTest : public testing::Test {
   void writeTicks() {
     for (std::size_t i = 0; i < kTicks; ++i) sink->write(kTick);
   }
-  std::string contents() const {
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-  }
+  std::string contents() const { return restOf(std::ifstream(file, std::ios::binary)); }
 
   TemporaryFolder folder;
   std::filesystem::path file = folder.path() / "recording.jsonl";
@@ -113,8 +117,7 @@ class FileSizeLimit {
 
 TEST_F(FileSinkTest, MarksWhatAFullDiskDoesNotTakeAndGoesOnWhenThereIsRoomAgain) {
   {
-    // Behind the last tick that fits there is room for the mark.
-    const FileSizeLimit limit(kHeader.size() + 6'000 * kTick.size() + kTick.size() - 1);
+    const FileSizeLimit limit(kDiskBytes);
     begin();
     writeTicks();
     while (contents().find("missing") == std::string::npos)
@@ -125,6 +128,35 @@ TEST_F(FileSinkTest, MarksWhatAFullDiskDoesNotTakeAndGoesOnWhenThereIsRoomAgain)
   const std::string text = contents();
   expectMarked(text, kHeader.size() + 2 * kTicks * kTick.size());
   EXPECT_GT(text.size(), kHeader.size() + 6'001 * kTick.size());
+}
+
+TEST_F(FileSinkTest, MarksAndCutsItsOwnFileOnlyOnceAnotherStandsAtItsPath) {
+  const std::filesystem::path elsewhere = folder.path() / "rotated.jsonl";
+  const std::string foreign(2 * kDiskBytes, 'f');
+  struct Row {
+    const char* name;
+    bool removed, replaced;
+  };
+  for (const Row& row : {Row{"renamed", false, false}, Row{"renamed and replaced", false, true},
+                         Row{"removed", true, false}, Row{"removed and replaced", true, true}}) {
+    SCOPED_TRACE(row.name);
+    begin();
+    std::ifstream own(file, std::ios::binary);
+    std::filesystem::rename(file, elsewhere);
+    if (row.removed) std::filesystem::remove(elsewhere);
+    if (row.replaced) std::ofstream(file) << foreign;
+    const FileSizeLimit limit(kDiskBytes);
+    writeTicks();
+    sink.reset();
+    expectMarked(restOf(std::move(own)), kHeader.size() + kTicks * kTick.size());
+    EXPECT_EQ(contents(), row.replaced ? foreign : "");
+    EXPECT_EQ(std::filesystem::exists(elsewhere), !row.removed);
+  }
+}
+
+TEST_F(FileSinkTest, IsNotOpenInTheProgramsThatItsHostStarts) {
+  begin();
+  EXPECT_NE(std::system(("ls -l /proc/self/fd | grep -q " + file.string()).c_str()), 0);
 }
 
 TEST_F(FileSinkTest, GoesOnAfterMoreAtOnceThanItMayKeep) {
