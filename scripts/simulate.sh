@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Simulates sites under faults for so many link-years (default 25) with a fresh seed, which is printed, after the seeds
-# of tests/simulation/seeds.txt. Exit status 1 if a run found something; then it says how to run that seed again.
+# of tests/simulation/seeds.txt. Exit status 1 if a run found something; then it names the recordings and says how to
+# run that seed again.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 readonly years=${1:-25} hours=24 links=10
@@ -20,7 +21,7 @@ while read -r seed their_hours their_links faults; do
     arguments=(simulate --seed "$seed" --hours "$their_hours" --links "$their_links" --faults "$faults")
     if ! "$quarn" "${arguments[@]}" >/dev/null 2>build/simulate.err; then
         cat build/simulate.err
-        echo "again: $quarn ${arguments[*]} --record DIR"
+        echo "again: $quarn ${arguments[*]}"
         status=1
     fi
 done <tests/simulation/seeds.txt
@@ -29,7 +30,7 @@ seed=$((SRANDOM))
 echo "from seed $seed on"
 if ! "$quarn" simulate --seed "$seed" --seeds 1000000 --link-hours $((years * 8766)) --jobs "$jobs" \
     --hours "$hours" --links "$links"; then
-    echo "again: $quarn simulate --seed THE-SEED-NAMED-ABOVE --hours $hours --links $links --record DIR"
+    echo "again: $quarn simulate --seed THE-SEED-NAMED-ABOVE --hours $hours --links $links"
     status=1
 fi
 # What is too large for every mix.

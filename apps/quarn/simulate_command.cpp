@@ -6,10 +6,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
+#include <exception>
 #include <filesystem>
 #include <iostream>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -20,6 +22,7 @@
 #include "quarn/console.h"
 #include "quarn/simulation_report.h"
 #include "simulation/many_runs.h"
+#include "simulation/record_again.h"
 
 namespace quarnex::tool {
 namespace {
@@ -135,10 +138,22 @@ void complain(const simulation::RunPlan& plan, std::uint64_t seed, const simulat
   std::cerr << "quarn: seed " << seed << ", " << inSeconds(finding.at);
   if (finding.host != 0) std::cerr << ", host " << finding.host;
   if (finding.link != 0) std::cerr << ", link " << finding.link;
-  std::cerr << ": " << finding.text
-            << (plan.recordDirectory ? "; recordings are in " + plan.recordDirectory->string()
-                                     : std::string("; --record DIR keeps the recordings"))
-            << '\n';
+  std::cerr << ": " << finding.text;
+  if (plan.recordDirectory) std::cerr << "; recordings are in " << plan.recordDirectory->string();
+  std::cerr << '\n';
+}
+
+// Of a seed that went without them.
+void keepRecordings(simulation::RunPlan plan, std::uint64_t seed) {
+  if (plan.recordDirectory) return;
+  plan.seed = seed;
+  std::cerr << "quarn: recordings of seed " << seed;
+  try {
+    const auto folder = simulation::recordAgain(plan, std::filesystem::temp_directory_path());
+    std::cerr << " are in " << folder.string() << '\n';
+  } catch (const std::exception& failure) {
+    std::cerr << " could not be kept: " << failure.what() << '\n';
+  }
 }
 
 int simulateOne(const simulation::RunPlan& plan) {
@@ -147,7 +162,10 @@ int simulateOne(const simulation::RunPlan& plan) {
   printRun(plan, result);
   std::cout.flush();
   printSpeed(result, watch.cpuSeconds(), watch.elapsedSeconds());
-  if (result.finding) complain(plan, plan.seed, *result.finding);
+  if (result.finding) {
+    complain(plan, plan.seed, *result.finding);
+    keepRecordings(plan, plan.seed);
+  }
   if (!result.recordingsWhole)
     std::cerr << "quarn: the disk did not take all recordings; give a directory with more room\n";
   return result.finding || !result.recordingsWhole ? kBroken : 0;
@@ -174,7 +192,7 @@ int simulateSeveral(const ManyPlan& many) {
   Console console;
   simulation::RunNumbers sums;
   std::uint64_t runs = 0;
-  bool sound = true;
+  std::optional<std::uint64_t> failed;
   simulation::simulateMany(many.plan, many.seeds, many.jobs, [&](std::uint64_t seed, const auto& result) {
     ++runs;
     sums.add(result);
@@ -182,19 +200,20 @@ int simulateSeveral(const ManyPlan& many) {
     if (result.finding) {
       endProgress(console);
       complain(many.plan, seed, *result.finding);
+      failed = failed.value_or(seed);
     }
-    sound = sound && !result.finding;
-    return sound && (many.linkHoursEnough == 0 || sums.linkHours < many.linkHoursEnough);
+    return !failed && (many.linkHoursEnough == 0 || sums.linkHours < many.linkHoursEnough);
   });
   endProgress(console);
   printRuns(many.plan, runs, sums);
   std::cout.flush();
   printSpeed(sums, watch.cpuSeconds(), watch.elapsedSeconds());
-  if (!many.expectAll) return sound ? 0 : kBroken;
+  if (failed) keepRecordings(many.plan, *failed);
+  if (!many.expectAll) return failed ? kBroken : 0;
   const auto missing = sums.seenLessThan(kLeastSeen, many.plan.faults);
   for (const std::string& name : missing)
     std::cerr << "quarn: " << name << " was seen fewer than " << kLeastSeen << " times\n";
-  return sound && missing.empty() ? 0 : kBroken;
+  return failed || !missing.empty() ? kBroken : 0;
 }
 
 int simulateAndTell(const SimulateOptions& options) {
@@ -243,7 +262,9 @@ void addSimulateCommand(CLI::App& app, int& exitStatus) {
   command.footer(
       "Two machines with two hosts each; links in both roles run between the two, and texts travel on all "
       "of\n"
-      "them. After the last hour the faults end, and every link must come back.\n"
+      "them. After the last hour the faults end, and every link must come back. A seed for which something\n"
+      "did not hold runs once more, recorded into a fresh folder in TMPDIR or /tmp, unless --record is "
+      "given.\n"
       "Faults: " +
       allNames() +
       "\n\nExit status: 0 all that must hold held, 1 something did not (seed, host, link and moment are "

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iterator>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,6 +21,7 @@
 #include "simulation/heap_bound.h"
 #include "simulation/invariants.h"
 #include "simulation/pair.h"
+#include "simulation/record_again.h"
 #include "simulation/simulate_run.h"
 #include "simulation/stream_hash.h"
 #include "support/temporary_folder.h"
@@ -86,6 +88,18 @@ TEST(ALife, IsTheSameAgainAndItsRecordingsReplay) {
   EXPECT_EQ(bytes, 0xd76814b6b2cfc6f2) << "on every compiler, with and without sanitizers";
   EXPECT_EQ(files, recorded.engines);
   EXPECT_NE(simulate(planOf(6)).hash, plain.hash);
+}
+
+TEST(ALife, IsRecordedAgainIntoAFreshFolder) {
+  const TemporaryFolder place;
+  RunPlan plan = planOf(5);
+  plan.trouble = 1'000;
+  for (const char* name : {"quarn-simulate-5", "quarn-simulate-5-2", "quarn-simulate-5-3"}) {
+    const std::filesystem::path folder = recordAgain(plan, place.path());
+    EXPECT_EQ(folder, place.path() / name);
+    EXPECT_GT(std::filesystem::file_size(folder / "host4-1.jsonl"), 0U);
+  }
+  EXPECT_THROW(recordAgain(plan, place.path() / "nowhere"), std::runtime_error);
 }
 
 // Something is spoiled behind an engine's back; the next steps tell.
