@@ -25,7 +25,7 @@ std::string usageError(const CLI::App* app, const CLI::Error& error) {
   const bool strange = app->get_subcommands().empty() && app->remaining_size() > 0;
   const std::string words =
       strange ? '"' + app->remaining().front() + "\" is no command or option" : error.what();
-  return command + ": " + words + "\n" + command + " --help tells more.\n";
+  return command + ": " + words + "; " + command + " --help tells more\n";
 }
 
 int run(int argc, const char* const* argv) {
