@@ -8,6 +8,7 @@
 #include <ctime>
 #include <exception>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <limits>
 #include <memory>
@@ -43,10 +44,10 @@ struct SimulateOptions {
   std::string hours = "1";
   std::string links = "10";
   std::string faults = "all";
-  std::string directory;
+  std::optional<std::string> directory;
   std::string seeds = "1";
   std::string jobs = "1";
-  std::string linkHours;
+  std::optional<std::string> linkHours;
   bool expectAll = false;
 };
 
@@ -108,27 +109,34 @@ simulated::FaultSet faultsOf(const std::string& list) {
   }
 }
 
+// Made if there is none. Better known now than after the hours of the run.
+bool takesRecordings(const std::filesystem::path& directory) {
+  std::error_code ignored;
+  std::filesystem::create_directories(directory, ignored);
+  return std::filesystem::is_directory(directory, ignored) &&
+         std::ofstream(directory / "host1-1.jsonl", std::ios::app).is_open();
+}
+
 ManyPlan planOf(const SimulateOptions& options) {
   ManyPlan many;
   simulation::RunPlan& plan = many.plan;
   many.seeds = numberOf("--seeds", options.seeds, 1, kSeedsMax);
   many.jobs = static_cast<unsigned>(numberOf("--jobs", options.jobs, 1, kJobsMax));
-  if (!options.linkHours.empty())
-    many.linkHoursEnough = static_cast<double>(numberOf("--link-hours", options.linkHours, 1, kLinkHoursMax));
+  if (options.linkHours)
+    many.linkHoursEnough =
+        static_cast<double>(numberOf("--link-hours", *options.linkHours, 1, kLinkHoursMax));
   many.expectAll = options.expectAll;
   plan.seed = numberOf("--seed", options.seed, 0, std::numeric_limits<std::uint64_t>::max());
   plan.trouble =
       kHour * static_cast<simulated::Milliseconds>(numberOf("--hours", options.hours, 1, kHoursMax));
   plan.links = static_cast<int>(numberOf("--links", options.links, 1, simulated::kLinksMax));
   plan.faults = faultsOf(options.faults);
-  if (options.directory.empty()) return many;
+  if (!options.directory) return many;
   if (many.seeds > 1)
     throw std::invalid_argument("--record keeps the recordings of one seed: leave out --seeds");
-  std::error_code error;
-  std::filesystem::create_directories(options.directory, error);
-  if (error || !std::filesystem::is_directory(options.directory))
-    throw std::invalid_argument("--record \"" + options.directory +
-                                "\": give a directory that exists or can be made");
+  if (!takesRecordings(*options.directory))
+    throw std::invalid_argument("--record \"" + *options.directory +
+                                "\": give a directory that can be written or made");
   plan.recordDirectory = options.directory;
   return many;
 }

@@ -130,6 +130,24 @@ class CommandLine(unittest.TestCase):
         ("shrink /dev/null", 2, "", "is no file that can be read more than once"),
         (f"shrink {RECORDING}", 1, "", "nothing to shrink"),
         (f"shrink {RECORDING} --output {RECORDING}", 2, "", "is the recording itself"),
+        *[(f"simulate {arguments}", 2, "", words) for arguments, words in (
+            ("", "--seed is required"),
+            ("--seed", "--seed: 1 required S missing"),
+            ("--seed 1 --seed 2", "--seed: At Most 1"),
+            ("--seed -1", '"-1": give a whole number from 0 to 18446744073709551615'),
+            ("--seed 18446744073709551616", "give a whole number from 0"),
+            ("--seed 1 --hours 0", '--hours "0": give a whole number from 1 to 100000'),
+            ("--seed 1 --hours 1.5", '"1.5"'),
+            ("--seed 1 --links 32768", '--links "32768": give a whole number from 1 to 32767'),
+            ("--seed 1 --faults bogus", '--faults "bogus": give all, none, or some of delay,'),
+            ("--seed 1 --faults all,", '--faults ""'),
+            ("--seed 1 --jobs 257", '--jobs "257": give a whole number from 1 to 256'),
+            ("--seed 1 --link-hours=", '--link-hours'),
+            ("--seed 1 --record=", "--record"),
+            ("--seed 1 --record /proc", '--record "/proc": give a directory that can be written'),
+            ("--seed 1 --record /dev/null", '--record "/dev/null"'),
+            ("--seed 1 --record /tmp --seeds 2", "leave out --seeds"),
+        )],
         ("ports", 0, "PID-TOLV-VIDEO    20306\n", ""),
         ("ports MIRTAN 5", 0, "20308\n", ""),
         ("ports ABC 5", 0, "20105\n", ""),
@@ -150,6 +168,8 @@ class CommandLine(unittest.TestCase):
                 self.assertIn(output, result.stdout.decode())
                 self.assertIn(error, result.stderr.decode())
                 self.assertEqual(status == 0, bool(result.stdout))
+                if status == 2:
+                    self.assertEqual(1, result.stderr.count(b"\n"), result.stderr)
 
     def test_bash_completion(self):
         rows = {"li": "listen", "call MI": "MIRTAN", "call ABC 5 --tr": "--trace", "completion zs": ""}
