@@ -1,22 +1,24 @@
 #!/usr/bin/env bash
 # Endurance on the real system: processes killed at random moments of their exchange, thousands of reconnections under
 # valgrind, and ThreadSanitizer on what has a thread. With --quick in some two minutes, else in about half an hour.
+# Recordings of real links that have to replay take an hour alone, a minute with --quick: only if they are named.
 # Exit status 0 only if all is well.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 usage() {
-    echo "usage: scripts/endurance.sh [--quick] [kills] [reconnections] [threads]: those that are named, or all" >&2
+    echo "usage: scripts/endurance.sh [--quick] [kills] [reconnections] [threads] [recording]:" \
+        "those that are named, or all but recording" >&2
     exit 2
 }
 
-kill_options=(--kills 1000 --pairs 50) rounds=100 repetitions=50
+kill_options=(--kills 1000 --pairs 50) rounds=100 repetitions=50 recorded_seconds=3600
 if [[ ${1:-} == --quick ]]; then
-    kill_options=(--kills 20 --pairs 20) repetitions=3
+    kill_options=(--kills 20 --pairs 20) repetitions=3 recorded_seconds=60
     shift
 fi
 for name in "$@"; do
-    [[ $name =~ ^(kills|reconnections|threads)$ ]] || usage
+    [[ $name =~ ^(kills|reconnections|threads|recording)$ ]] || usage
 done
 [[ $# -gt 0 ]] || set -- reconnections threads kills
 
@@ -31,8 +33,8 @@ build() {
     cmake --build "$1" -j "$jobs" --target "$2" >"$log" 2>&1 || { cat "$log"; return 1; }
 }
 
-# Real processes over loopback TCP; every loss and every doubled text needs a cause.
-kills() {
+# between_hosts SCRIPT OPTION...: real processes over loopback TCP.
+between_hosts() {
     cmake --preset release -DQUARNEX_TOOLS=ON >/dev/null
     build build/release quarn
     local own_network=()
@@ -40,7 +42,17 @@ kills() {
     if unshare --net --map-root-user true 2>/dev/null; then
         own_network=(unshare --net --map-root-user sh -c 'ip link set lo up && exec "$@"' sh)
     fi
-    "${own_network[@]}" python3 tests/endurance/killed_hosts.py build/release/bin/quarn "${kill_options[@]}"
+    "${own_network[@]}" python3 "tests/endurance/$1" build/release/bin/quarn "${@:2}"
+}
+
+# Every loss and every doubled text needs a cause.
+kills() {
+    between_hosts killed_hosts.py "${kill_options[@]}"
+}
+
+# Whatever the hosts recorded has to play without a difference.
+recording() {
+    between_hosts recorded_hosts.py --seconds "$recorded_seconds"
 }
 
 # Two hosts with 100 links each; descriptors and memory have to stay as they are.

@@ -54,14 +54,14 @@ class Host:
 
     async def turn(self):
         """The host's loop, until the process is gone."""
-        opening = [("Init", ""), ("Add", "TEST", self.identifier, self.side == "client", True), ("Apri", 1)]
-        connected = await self.carry_out(opening) and False
-        while connected is not None:
-            requests = [("Connesso", 1)] + [("GetMessaggioArrivato", 1)] * ITEMS_PER_POLL
-            if connected and self.sending and self.random.random() < BURSTS:
+        results = await self.carry_out([("Init", ""), ("Add", "TEST", self.identifier, self.side == "client", True),
+                                        ("Apri", 1), ("Connesso", 1)])
+        while results is not None:
+            requests = [("GetMessaggioArrivato", 1)] * ITEMS_PER_POLL
+            if results[-1] and self.sending and self.random.random() < BURSTS:
                 requests += [("Invia", 1, self.next_text()) for _ in range(BURST)]
             before = len(self.taken)
-            connected = await self.carry_out(requests)
+            results = await self.carry_out([*requests, ("Connesso", 1)])
             if len(self.taken) < before + ITEMS_PER_POLL:
                 await asyncio.sleep(POLL_SECONDS)
 
@@ -70,23 +70,24 @@ class Host:
         return f"{self.side}.{len(self.lives)}.{self.lives[-1].handed}"
 
     async def carry_out(self, requests):
-        """Whether the link is connected, so far as the requests ask; None if the process is gone."""
-        connected = False
+        """The results; None if the process is gone."""
         lines = [json.dumps({"jsonrpc": "2.0", "id": 1, "method": method, "params": parameters})
                  for method, *parameters in requests]
         self.process.stdin.write(("\n".join(lines) + "\n").encode())
+        results = []
         for method, *parameters in requests:
             answer = await self.process.stdout.readline()
             if not answer.endswith(b"\n"):
                 return None
-            result = json.loads(answer)["result"]
-            if method == "Connesso":
-                connected = result
-            elif method == "Invia":
-                self.sent[identity(parameters[1])] = time.monotonic()
-            elif method == "GetMessaggioArrivato" and result:
-                self.take(result)
-        return connected
+            results.append(json.loads(answer)["result"])
+            if method == "Invia":
+                self.note_sent(parameters[1])
+            elif method == "GetMessaggioArrivato" and results[-1]:
+                self.take(results[-1])
+        return results
+
+    def note_sent(self, text):
+        self.sent[identity(text)] = time.monotonic()
 
     def take(self, item):
         if not item.startswith("X000E"):
