@@ -5,6 +5,7 @@
 #include "quarn/host_turn.h"
 #include "quarn/interruption.h"
 #include "quarn/link_words.h"
+#include "quarn/record_option.h"
 #include "quarnex/event_report.h"
 
 namespace quarnex::tool {
@@ -40,7 +41,7 @@ bool LinkSession::run() {
   quarn_.DisattivaLog(index_);
   output_.flush();
   console_.output().flush();
-  return closed_ && lines_.lost() == 0 && !streamFailed_;
+  return closed_ && lines_.lost() == 0 && !streamFailed_ && !recordingFailed_;
 }
 
 void LinkSession::step() {
@@ -52,6 +53,7 @@ void LinkSession::step() {
   takeItems(link);
   sayState(link);
   checkStreams();
+  checkRecording();
   if (stage_ == Stage::Open) lines_.takeLines();
   const std::uint64_t acknowledged = lines_.acknowledged();
   lines_.advance(quarn_, link);
@@ -110,6 +112,13 @@ void LinkSession::checkStreams() {
   if (output_.broken()) console_.say("standard output: " + output_.error() + "; closing");
   if (!input_.error().empty()) console_.say("standard input: " + input_.error() + "; closing");
   streamFailed_ = output_.broken() || !input_.error().empty();
+}
+
+void LinkSession::checkRecording() {
+  if (recordingFailed_) return;
+  const std::string flaw = recordingFlaw();
+  recordingFailed_ = !flaw.empty();
+  if (recordingFailed_) console_.say(flaw);
 }
 
 void LinkSession::advanceStage() {

@@ -48,6 +48,7 @@ class LinkSession {
   void takeTraces(const LinkSnapshot& link);
   void sayState(const LinkSnapshot& link);
   void checkStreams();
+  void checkRecording();
   void advanceStage();
   void drain();
   void close();
@@ -70,6 +71,7 @@ class LinkSession {
   std::chrono::steady_clock::time_point stageBegan_, lastAcknowledgement_;
   bool closed_ = false;
   bool streamFailed_ = false;
+  bool recordingFailed_ = false;
   bool queueFilled_ = false;
   bool connected_ = false;  // by the reports
   std::uint64_t received_ = 0;

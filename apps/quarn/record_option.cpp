@@ -1,6 +1,7 @@
 #include "quarn/record_option.h"
 
 #include <iostream>
+#include <string>
 
 #include "quarnex/failure.h"
 #include "quarnex/flight_recorder.h"
@@ -23,6 +24,12 @@ bool beginRecording(const std::optional<std::string>& file) {
               << failure.number() << "); give a file in a directory that exists and can be written\n";
     return false;
   }
+}
+
+std::string recordingFlaw() {
+  const std::uint64_t bytes = flightBytesMissing();
+  return bytes == 0 ? ""
+                    : "the disk does not take the recording: " + std::to_string(bytes) + " bytes are missing";
 }
 
 }  // namespace quarnex::tool

@@ -13,4 +13,7 @@ CLI::Option* addRecordOption(CLI::App& command, std::optional<std::string>& file
 /// begin: standard error then says why.
 [[nodiscard]] bool beginRecording(const std::optional<std::string>& file);
 
+/// What is wrong with that recording so far, in words; "" if nothing is known to be.
+std::string recordingFlaw();
+
 }  // namespace quarnex::tool

@@ -50,6 +50,7 @@ int RpcHost::run() {
   output_.flush();
   if (output_.broken()) std::cerr << "quarn: standard output: " << output_.error() << '\n';
   if (!input_.error().empty()) std::cerr << "quarn: standard input: " << input_.error() << '\n';
+  if (const std::string flaw = recordingFlaw(); !flaw.empty()) std::cerr << "quarn: " << flaw << '\n';
   return output_.broken() || !input_.error().empty() ? 1 : 0;
 }
 

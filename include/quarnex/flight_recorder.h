@@ -2,6 +2,7 @@
 // back.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 
 namespace quarnex {
@@ -24,5 +25,9 @@ namespace quarnex {
 ///
 /// Play it with `quarn replay FILE`; look at it with `quarn replay --print FILE`.
 void recordFlight(const std::filesystem::path& path);
+
+/// How many bytes of the recording could not be kept so far, a fraction of a second ago: the disk is full or
+/// too slow. 0: it is whole, or there is none.
+std::uint64_t flightBytesMissing();
 
 }  // namespace quarnex

@@ -46,6 +46,7 @@ void FileSink::writePending() {
     backlog.notKept = std::exchange(pending_.notKept, 0);
     lock.unlock();
     marked_.write(backlog);
+    missing_ = marked_.missing();
     lock.lock();
     wake_.wait_for(lock, kPause, [&] { return ending_ || isUrgent(); });
   }

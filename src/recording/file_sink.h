@@ -1,8 +1,10 @@
 // A recording on disk, written by a thread of its own so that a slow or full disk never holds up the links.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <mutex>
@@ -28,6 +30,8 @@ class FileSink final : public Sink {
   FileSink& operator=(const FileSink&) = delete;
 
   void write(std::string_view lines) override;
+  /// Bytes that were left out so far; what still waits is not counted.
+  std::uint64_t missing() const { return missing_; }
 
  private:
   void writePending();
@@ -43,6 +47,7 @@ class FileSink final : public Sink {
   Backlog pending_;
   bool ending_ = false;
 
+  std::atomic<std::uint64_t> missing_ = 0;
   std::thread writer_;  // last: it uses all of the above
 };
 

@@ -2,17 +2,34 @@
 #include "quarnex/flight_recorder.h"
 
 #include <memory>
+#include <utility>
 
 #include "platform/process_library.h"
 #include "recording/file_sink.h"
 #include "recording/services_recorder.h"
 
 namespace quarnex {
+namespace {
+
+// The process's recording, which the wrapper of its library keeps.
+std::weak_ptr<recording::FileSink>& processSink() {
+  static std::weak_ptr<recording::FileSink> sink;
+  return sink;
+}
+
+}  // namespace
 
 void recordFlight(const std::filesystem::path& path) {
   wrapProcessServices([&] {
-    return std::make_unique<recording::ServicesRecorder>(std::make_shared<recording::FileSink>(path));
+    auto sink = std::make_shared<recording::FileSink>(path);
+    processSink() = sink;
+    return std::make_unique<recording::ServicesRecorder>(std::move(sink));
   });
+}
+
+std::uint64_t flightBytesMissing() {
+  const auto sink = processSink().lock();
+  return sink ? sink->missing() : 0;
 }
 
 }  // namespace quarnex

@@ -32,6 +32,7 @@ void MarkedStorage::write(const Backlog& backlog) {
     rest.remove_prefix(piece.size());
   }
   notWritten_ += backlog.notKept;
+  missing_ += backlog.notKept;
 }
 
 void MarkedStorage::finish() {
@@ -48,6 +49,7 @@ void MarkedStorage::writeOut(std::string_view lines) {
     return;
   }
   notWritten_ += lines.size();
+  missing_ += lines.size();
   storage_.cutTo(wholeBytes_);
   if (!storage_.writeAt(wholeBytes_, markOf(notWritten_))) storage_.cutTo(wholeBytes_);
 }

@@ -19,6 +19,8 @@ class MarkedStorage {
   void write(const Backlog& backlog);
   /// Marks what is missing at the end.
   void finish();
+  /// Bytes of lines that were left out so far, wherever.
+  std::uint64_t missing() const { return missing_; }
 
  private:
   void writeOut(std::string_view lines);
@@ -26,6 +28,7 @@ class MarkedStorage {
   Storage& storage_;
   std::uintmax_t wholeBytes_ = 0;  // up to the last line or mark that stays
   std::uint64_t notWritten_ = 0;   // bytes that are missing since
+  std::uint64_t missing_ = 0;
 };
 
 }  // namespace quarnex::recording
