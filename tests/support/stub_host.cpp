@@ -87,8 +87,13 @@ std::int16_t StubHost::addOpen(bool client) {
 
 std::int16_t StubHost::addConnected(bool client) {
   const std::int16_t index = addOpen(client);
+  connect(index);
+  return index;
+}
+
+void StubHost::connect(std::int16_t index) {
   tickAfter(11);
-  if (client) {
+  if (record(index).ConnessioneClient) {
     events().onConnect(SocketArray::ClientSocket, record(index).IdxClient, 0);
   } else {
     events().onAccept(SocketArray::ServerSocket, record(index).IdxServer, 9, 0);
@@ -96,7 +101,6 @@ std::int16_t StubHost::addConnected(bool client) {
   tickAfter(0);
   happened();
   inbound(index);
-  return index;
 }
 
 void StubHost::receive(std::int16_t index, std::string_view message) {

@@ -65,6 +65,8 @@ class StubHost final : SocketService, TimerService, WallClock, TextFile, Observe
   std::int16_t addOpen(bool client);
   /// The same, connected: 701 reported, journal and inbound queue empty, exchange ready.
   std::int16_t addConnected(bool client);
+  /// The same for a link that has been opened, or is to connect again.
+  void connect(std::int16_t index);
   /// The given message as one frame for the link's socket, and one tick.
   void receive(std::int16_t index, std::string_view message);
   /// Takes out the whole inbound queue; of reports only code and detail: "701 127.0.0.1:20308".
