@@ -13,6 +13,7 @@
 #include "diagnostics/text_file.h"
 #include "link/socket_service.h"
 #include "link/timer_service.h"
+#include "quarnex/failure.h"
 
 namespace quarnex {
 
@@ -39,6 +40,9 @@ struct Library {
   Services services;
   Observer* observer = nullptr;  // sees host calls and traces; a recorder, say
   Trap* pendingTraps = nullptr;  // the open traps that remember a failure
+  // Made while there is memory for them; copies need none.
+  const Failure outOfMemory{7, "Out of memory"};
+  const Failure outOfStringSpace{14, "Out of string space"};
 
   quarnex::ConnectionTable ConnectionTable;
   std::int16_t ConnectionCount = 0;

@@ -33,11 +33,11 @@ Value valueOf(std::string_view text) {
 
 /// Runs `body`, whose failures all reach the host with a number.
 template <class Body>
-auto numbered(Body&& body) {
+auto numbered(const Library& library, Body&& body) {
   try {
     return body();
   } catch (const std::exception& thrown) {
-    throw failureOf(thrown);
+    throw failureOf(library, thrown);
   }
 }
 
@@ -47,17 +47,19 @@ template <class Body, class... Parameters>
 auto hostCall(Library& library, std::size_t method, Body&& body, const Parameters&... parameters) {
   assert(library.thread == std::this_thread::get_id());
   Observer* observer = library.observer;
-  if (observer == nullptr) return numbered(body);
-  const std::array<Value, sizeof...(Parameters)> values{valueOf(parameters)...};
+  if (observer == nullptr) return numbered(library, body);
+  using Values = std::array<Value, sizeof...(Parameters)>;
+  const Values values = numbered(library, [&] { return Values{valueOf(parameters)...}; });
   observer->called(methodTable()[method], values);
   try {
-    if constexpr (std::is_void_v<decltype(body())>) {
-      numbered(body);
+    using Result = decltype(body());
+    if constexpr (std::is_void_v<Result>) {
+      numbered(library, body);
       observer->returned({});
     } else {
-      auto result = numbered(body);
-      observer->returned(valueOf(result));
-      return result;
+      Value result = numbered(library, body);  // not copied: what was taken out of a queue is not lost here
+      observer->returned(result);
+      return std::get<Result>(std::move(result));
     }
   } catch (const Failure& failure) {
     observer->failed(failure);
@@ -237,7 +239,7 @@ bool QuarnSocket::Connesso(std::int16_t IdxQuarn) {
 }
 
 LinkSnapshot QuarnSocket::snapshot(std::int16_t IdxQuarn) const {
-  return takeSnapshot(*library_, IdxQuarn);
+  return numbered(*library_, [&] { return takeSnapshot(*library_, IdxQuarn); });
 }
 
 }  // namespace quarnex

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 #include <exception>
-#include <memory>
+#include <optional>
 #include <string>
 
 #include "quarnex/failure.h"
@@ -39,27 +39,25 @@ class Trap {
     }
   }
 
-  bool pending() const { return number_ != 0; }
-  std::int32_t number() const { return number_; }
-  std::string description() const;
+  bool pending() const { return failure_.has_value(); }
+  std::int32_t number() const { return failure_ ? failure_->number() : 0; }
+  std::string description() const { return failure_ ? failure_->description() : std::string(); }
   void clear();
 
  private:
   friend void clearPendingFailures(Library& library);
 
   void remember(const std::exception& failure);
-  void keep(std::int32_t number, std::unique_ptr<const std::string> description);
 
   Library& library_;
-  Trap* next_ = nullptr;                            // in the library's list, while something is pending
-  std::int32_t number_ = 0;                         // of the pending failure; 0 = none
-  std::unique_ptr<const std::string> description_;  // nullptr where there is no memory, not even for this
+  Trap* next_ = nullptr;            // in the library's list, while something is pending
+  std::optional<Failure> failure_;  // the pending one
 };
 
 /// The failure that `thrown` is: one of ours as it is, the standard library's for want of memory as 7 Out of
-/// memory or 14 Out of string space. Anything else goes on to the caller as it came: to be called from its
-/// handler.
-Failure failureOf(const std::exception& thrown);
+/// memory or 14 Out of string space, for which no memory is needed. Anything else goes on to the caller as it
+/// came: to be called from its handler.
+Failure failureOf(const Library& library, const std::exception& thrown);
 
 /// Settles the failures of every trap that is open at this moment.
 void clearPendingFailures(Library& library);

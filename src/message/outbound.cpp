@@ -9,24 +9,21 @@
 namespace quarnex {
 namespace {
 
-constexpr int kTextsPerBatchMax = 20;
+constexpr std::size_t kTextsPerBatchMax = 20;
 constexpr std::int16_t kRepetitionTicks = 25;
 
+// The texts leave the queue when the whole message is made: without memory for it they stay.
 void buildBatch(ConnectionRecord& rec) {
+  const auto texts = BufferTexts(rec.CodaInvio, kTextsPerBatchMax);
   std::string& message = rec.UltimoLotto;
   svuota(message);
-  message += componi("000", Zeri{rec.IdQuarn, 3}, '0');
-  const std::size_t countAt = message.size() - 1;
-  char fields = 2;  // "9CMD" and "9."
-  for (int taken = 0; rec.CodaInvio.Count > 0 && taken < kTextsPerBatchMax; ++taken, ++fields) {
-    const std::string_view text = BufferFront(rec.CodaInvio);
-    message += '|';
-    message += text;
-    if (!ParolaDiServizio(text)) ++rec.history.textsSent;
-    BufferDrop(rec.CodaInvio);
-  }
+  const auto fields = static_cast<char>('0' + 2 + texts.size());  // "9CMD" and "9.", too
+  message += componi("000", Zeri{rec.IdQuarn, 3}, fields);
+  for (const std::string_view text : texts) (message += '|') += text;
   message += "|9CMD|9.|";
-  message[countAt] = static_cast<char>('0' + fields);
+  for (const std::string_view text : texts)
+    if (!ParolaDiServizio(text)) ++rec.history.textsSent;
+  for (std::size_t sent = texts.size(); sent > 0; --sent) BufferDrop(rec.CodaInvio);
 }
 
 void empty(TextBuffer& queue) {
@@ -39,8 +36,8 @@ bool PreparaLotto(Library& library, ConnectionRecord& rec) {
   if (rec.CodaInvio.Count == 0) return false;
   buildBatch(rec);
   rec.DaInviare = &rec.UltimoLotto;
-  Traccia(library, rec.IdxQuarn, "IN CANNA:", *rec.DaInviare);
   rec.AttesaRitrasmissione = kRepetitionTicks;
+  Traccia(library, rec.IdxQuarn, "IN CANNA:", *rec.DaInviare);
   return true;
 }
 

@@ -190,6 +190,22 @@ TEST(Receiving, KeepsTheBytesOfAFetchThatFailed) {
   EXPECT_THAT(host.inbound(1), ElementsAre("HELLO"));
 }
 
+// The first message of a connection looks at the listening socket; a failed accept delivered inside that
+// resets the record of which the frame was a part.
+TEST(Receiving, OutlivesAReconnectionInsideALookAtASocket) {
+  StubHost host;
+  ConnectionRecord& record = host.record(host.addConnected(false));
+  record.ConnessioneSegnalata = false;
+  host.inside["remoteHost ServerSocket"] = [&] {
+    host.events().onAccept(SocketArray::ServerSocket, 1, 0, 10024);
+  };
+  const std::string text(6000, 'q');
+  host.receive(1, "0000053|" + text + "|9CMD|9.|");
+  EXPECT_THAT(host.inbound(1), testing::Contains(text));
+  EXPECT_EQ(record.Stato, kSocketPhase);
+  EXPECT_FALSE(record.FrameCompleto);
+}
+
 TEST(Reconnection, GoesOnWithTheExchangeOfAClosedConnection) {
   StubHost host;
   ConnectionRecord& record = host.record(host.addConnected(true));

@@ -20,7 +20,7 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 COPY = ROOT / "build" / "mutants" / "source"
 BUILD = ROOT / "build" / "mutants" / "build"
-TARGETS = ["quarnex_tests", "quarn", "fuzz_received", "fuzz_message"]
+TARGETS = ["quarnex_tests", "quarnex_memory_tests", "quarn", "fuzz_received", "fuzz_message"]
 SECONDS_MAX = 120
 SEEDS = range(1, 7)  # of the simulated sites, some 2 seconds each; the first two where only some faults are tried
 
@@ -37,7 +37,7 @@ def tests(chosen):
 
 
 DETECTORS = {
-    "tables": tests("'-" + ":".join(SUITES.values()) + "'"),
+    "tables": tests("'-" + ":".join(SUITES.values()) + "'") + f" && {BUILD}/bin/quarnex_memory_tests --gtest_brief=1",
     "replay": f"{QUARN} replay {COPY}/tests/data/recordings/*.jsonl",
     "simulation": " && ".join([tests(f"'{SUITES['simulation']}'")] +
                               [f"{QUARN} simulate --seed {seed} --hours 10"

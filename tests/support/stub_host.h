@@ -3,6 +3,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -17,6 +18,13 @@
 namespace quarnex::test {
 
 class StubHost;
+
+/// While one lives it is the stub that asks for memory, not the engine.
+struct StubAtWork {
+  StubAtWork() { ++depth; }
+  ~StubAtWork() { --depth; }
+  static inline int depth = 0;
+};
 
 /// One socket: plain properties, and a journal line for each operation.
 struct StubSocket final : SocketInstance {
@@ -74,12 +82,14 @@ class StubHost final : SocketService, TimerService, WallClock, TextFile, Observe
   /// What happened since the last call.
   std::vector<std::string> happened();
 
-  void meet(const std::string& operation);  // journal line, and the failure armed for it
-  void read(const std::string& property);   // only the failure
+  // Journal line, and what is armed for the operation of that socket.
+  void meet(const char* operation, const std::string& socket = "");
+  void read(const char* property, const std::string& socket = "");  // without the line
 
   Instant time{1'794'991'161};
   std::map<std::string, Failure>
       failing;  // by "listen ServerSocket" or "state ClientSocket"; stays until removed
+  std::map<std::string, std::function<void()>> inside;  // happens once, inside that operation
   std::map<std::string, StubSocket*> sockets;
   std::vector<std::string> journal;
   std::string logName, logText;
@@ -95,7 +105,10 @@ class StubHost final : SocketService, TimerService, WallClock, TextFile, Observe
   }
   std::int32_t utcOffset(Instant) override { return 0; }
   void create(const std::string& name) override;
-  void write(std::string_view line) override { logText += line; }
+  void write(std::string_view line) override {
+    const StubAtWork work;
+    logText += line;
+  }
   void close() override {}
   void traced(std::int16_t IdxQuarn, std::string_view text) override;
 
