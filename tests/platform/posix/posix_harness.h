@@ -39,8 +39,10 @@ class PlainPeer final : public Peer {
       throw std::runtime_error("no connection");
     }
   }
-  void send(std::string_view bytes) override {
-    EXPECT_EQ(::send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL),
+  explicit PlainPeer(Descriptor connection) : socket_(std::move(connection)) {}
+  void send(std::string_view bytes) override { send(bytes, 0); }
+  void send(std::string_view bytes, int flags) {
+    EXPECT_EQ(::send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | flags),
               static_cast<ssize_t>(bytes.size()));
   }
   std::string receive() override {
@@ -52,6 +54,7 @@ class PlainPeer final : public Peer {
     return ended_;
   }
   void close() override { socket_ = {}; }
+  void shutDown() { ::shutdown(socket_.get(), SHUT_WR); }
   void reset() override {
     const linger hard{1, 0};
     ::setsockopt(socket_.get(), SOL_SOCKET, SO_LINGER, &hard, sizeof hard);

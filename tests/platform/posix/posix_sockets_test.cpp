@@ -1,15 +1,22 @@
 // What only real sockets show: descriptors that run out, what wakes the host, resets after a close.
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <net/if.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sched.h>
 #include <sys/ioctl.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 
+#include <csignal>
+#include <cstddef>
 #include <fstream>
+#include <iterator>
 #include <thread>
 
 #include "platform/posix/error_numbers.h"
@@ -47,19 +54,19 @@ constexpr bool kSanitized = __has_feature(address_sanitizer);
 constexpr bool kSanitized = false;
 #endif
 
-// While it lives the process gets no further descriptor. Not with the sanitizers, which look at objects
-// through pipes.
-class NoDescriptorsLeft {
+// While it lives the process gets at most so many further descriptors. Not with the sanitizers, which look at
+// objects through pipes.
+class DescriptorsLeft {
  public:
-  NoDescriptorsLeft() {
+  explicit DescriptorsLeft(rlim_t count) {
     ::getrlimit(RLIMIT_NOFILE, &before_);
     const Descriptor next(::dup(0));
-    const rlimit none{static_cast<rlim_t>(next.get()), before_.rlim_max};
-    ::setrlimit(RLIMIT_NOFILE, &none);
+    const rlimit few{static_cast<rlim_t>(next.get()) + count, before_.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &few);
   }
-  ~NoDescriptorsLeft() { ::setrlimit(RLIMIT_NOFILE, &before_); }
-  NoDescriptorsLeft(const NoDescriptorsLeft&) = delete;
-  NoDescriptorsLeft& operator=(const NoDescriptorsLeft&) = delete;
+  ~DescriptorsLeft() { ::setrlimit(RLIMIT_NOFILE, &before_); }
+  DescriptorsLeft(const DescriptorsLeft&) = delete;
+  DescriptorsLeft& operator=(const DescriptorsLeft&) = delete;
 
  private:
   rlimit before_{};
@@ -71,20 +78,35 @@ int openDescriptors() {
   return count;
 }
 
-// Runs `check` in a process of its own whose network holds nothing but the local host. False if that is not
-// allowed.
-bool inNetworkOfItsOwn(const std::function<bool()>& check) {
+// A network that holds nothing but the local host, with two ports to choose from for callers.
+bool enterNetworkOfItsOwn() {
+  if (::unshare(CLONE_NEWNET) != 0) return false;
+  ifreq request{};
+  request.ifr_name[0] = 'l';
+  request.ifr_name[1] = 'o';
+  request.ifr_flags = IFF_UP | IFF_RUNNING;
+  if (::ioctl(plainSocket().get(), SIOCSIFFLAGS, &request) != 0) return false;
+  std::ofstream range("/proc/sys/net/ipv4/ip_local_port_range");
+  return static_cast<bool>(range << "30000 30001" << std::flush);
+}
+
+// From now on the system has no buffers for what this process sends, and the connections know nothing of it.
+bool refuseSends() {
+  sock_filter rules[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_sendto, 0, 1),
+                         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOBUFS),
+                         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
+  const sock_fprog filter{std::size(rules), rules};
+  return ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+         ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
+}
+
+// Runs `check` in a process of its own that has entered its `surroundings`. False if that is not allowed.
+bool passesIn(bool (*surroundings)(), const std::function<bool()>& check) {
   enum Outcome { kPassed, kFailed, kForbidden };
   const pid_t child = ::fork();
   if (child == 0) {
-    if (::unshare(CLONE_NEWNET) != 0) ::_exit(kForbidden);
-    ifreq request{};
-    request.ifr_name[0] = 'l';
-    request.ifr_name[1] = 'o';
-    request.ifr_flags = IFF_UP | IFF_RUNNING;
-    if (::ioctl(plainSocket().get(), SIOCSIFFLAGS, &request) != 0) ::_exit(kForbidden);
-    std::ofstream range("/proc/sys/net/ipv4/ip_local_port_range");
-    if (!(range << "30000 30001" << std::flush)) ::_exit(kForbidden);
+    if (!surroundings()) ::_exit(kForbidden);
     const bool passed = check();
     if (__llvm_profile_write_file != nullptr) __llvm_profile_write_file();
     ::_exit(passed ? kPassed : kFailed);
@@ -99,7 +121,7 @@ TEST_P(PosixSocketsTest, WithoutDescriptorsEveryStartFailsAndNothingElse) {
   if (kSanitized) GTEST_SKIP() << "the sanitizers need descriptors themselves";
   join();
   const std::int32_t port = harness->freePort();
-  const NoDescriptorsLeft none;
+  const DescriptorsLeft none(0);
   EXPECT_EQ(failureOf([&] { listenOn(port, 2); }), 10024);
   EXPECT_EQ(failureOf([&] { callTo(port, 2); }), 10024);
   EXPECT_EQ(failureOf([] { PosixPlatform another; }), 10024);
@@ -115,7 +137,7 @@ TEST_P(PosixSocketsTest, ACallerForWhomThereIsNoDescriptorIsTriedAgainOnceATick)
   const auto peer = harness->call(server().localPort());
   posix().turns = ticks = 0;
   {
-    const NoDescriptorsLeft none;
+    const DescriptorsLeft none(0);
     runTicks(5);
     EXPECT_LE(posix().turns, 4 * ticks + 10);
     EXPECT_GE(events.size(), 4U);
@@ -250,9 +272,73 @@ TEST_P(PosixSocketsTest, OperationsThatDoNotFitTheStateFail) {
   EXPECT_EQ(client().state() + accepted().state() + server().state(), 4 + 4 + 2);
 }
 
+TEST_P(PosixSocketsTest, ACallerWhoTakesTheLastDescriptorStaysConnected) {
+  if (kSanitized) GTEST_SKIP() << "the sanitizers need descriptors themselves";
+  listenOn(harness->freePort());
+  const auto peer = harness->call(server().localPort());
+  {
+    const DescriptorsLeft one(1);
+    runTicks(3);
+  }
+  EXPECT_THAT(events, ElementsAre("ServerSocket 1 Accept 0"));
+  peer->send("still here");
+  EXPECT_EQ(takeAll(accepted(), 10), "still here");
+}
+
+TEST_P(PosixSocketsTest, UrgentDataArrivesInItsPlace) {
+  listenOn(harness->freePort());
+  PlainPeer peer(server().localPort());
+  EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
+  peer.send("ab");
+  peer.send("c", MSG_OOB);
+  peer.send("de");
+  EXPECT_EQ(takeAll(accepted(), 5), "abcde");
+}
+
+TEST_P(PosixSocketsTest, ACallThatIsAnsweredClosedAndResetBeforeOurTurnTellsAllInOrder) {
+  const Descriptor listening = plainSocket();
+  const sockaddr_in here = loopback(harness->freePort());
+  ASSERT_EQ(::bind(listening.get(), reinterpret_cast<const sockaddr*>(&here), sizeof here), 0);
+  ASSERT_EQ(::listen(listening.get(), 1), 0);
+  callTo(ntohs(here.sin_port));
+  PlainPeer peer(Descriptor(::accept(listening.get(), nullptr, nullptr)));
+  peer.send("bye");
+  peer.shutDown();
+  peer.reset();
+  EXPECT_TRUE(seen("ClientSocket 1 Connect 0"));
+  EXPECT_EQ(takeAll(client(), 3), "bye");
+  EXPECT_TRUE(seen("ClientSocket 1 Close 0"));
+  EXPECT_EQ(events.size(), 2U);
+}
+
+TEST_P(PosixSocketsTest, ASendThatTheSystemRefusesEndsTheConnection) {
+  const bool allowed = passesIn(refuseSends, [&] {
+    join();
+    return failureOf([&] { accepted().send("text"); }) == 0 && seen("SrvAccept 1 Close 10055");
+  });
+  if (!allowed) GTEST_SKIP() << "needs the right to filter system calls";
+}
+
+TEST_P(PosixSocketsTest, WhatAForkedChildStillHoldsWakesNobody) {
+  listenOn(harness->freePort());
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::pause();
+    ::_exit(0);
+  }
+  server().close();
+  const auto peer = harness->call(server().localPort());
+  posix().turns = ticks = 0;
+  runTicks(5);
+  EXPECT_LE(posix().turns, 4 * ticks + 10);
+  EXPECT_THAT(events, IsEmpty());
+  ::kill(child, SIGKILL);
+  ::waitpid(child, nullptr, 0);
+}
+
 // With two local ports to choose from the system soon calls a port from that port itself.
 TEST_P(PosixSocketsTest, ACallThatMeetsItselfIsRefused) {
-  const bool allowed = inNetworkOfItsOwn([&] {
+  const bool allowed = passesIn(enterNetworkOfItsOwn, [&] {
     for (int i = 0; i < 20; ++i) {
       events.clear();
       callTo(30000 + i % 2);
@@ -264,7 +350,7 @@ TEST_P(PosixSocketsTest, ACallThatMeetsItselfIsRefused) {
 }
 
 TEST_P(PosixSocketsTest, ANetworkThatCannotBeReachedIsAnEvent) {
-  const bool allowed = inNetworkOfItsOwn([&] {
+  const bool allowed = passesIn(enterNetworkOfItsOwn, [&] {
     client().setRemoteHost("192.0.2.1");
     client().setRemotePort(20308);
     if (failureOf([&] { client().connect(); }) != 0 || !events.empty()) return false;
