@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
 
 #include "diagnostics/link_words.h"
@@ -39,8 +40,15 @@ TEST(EventReport, RefusesEveryDamagedText) {
        {"", "HELLO", "X000E0702[#I70000#$TABC$]09300518112026", "X000E0702[#I5#$TABC$]09300532112026",
         "X000E0702[#I5#$TABC$]093005181120261", "X000E0702]#I5#$TABC$[09300518112026",
         "X000E0702[#I#$TABC$]09300518112026", "X000E0702[#I5x#$TABC$]09300518112026", "X000E0702[#I]5#",
-        "X000E0702[#I5#$T]09300518112026"}) {
+        "X000E0702[#I5#$T]09300518112026", "X000E0702[#I05#$TABC$]09300518112026",
+        "X000E0702[#I-0#$TABC$]09300518112026", "X000E0702[#I+5#$TABC$]09300518112026",
+        "X000E0702[#I5#$TABC$$S$]09300518112026"}) {
     EXPECT_FALSE(parseEventReport(text)) << text;
+  }
+  const std::set<int> known{109, 112, 701, 702, 991, 992, 993};
+  for (int code = 0; code <= 9999; ++code) {
+    const std::string text = componi("X000E", Zeri{code, 4}, "[#I5#$TABC$$Sdetail$]09300518112026");
+    EXPECT_EQ(parseEventReport(text).has_value(), known.contains(code)) << text;
   }
   for (const char* time : {"24000001012026", "00600001012026", "00006101012026", "00000000012026",
                            "00000001002026", "00000001132026"}) {

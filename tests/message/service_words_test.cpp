@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -91,6 +92,25 @@ TEST_P(Words, DoNoHarmAndStayFromTheHost) {
     if (record.Stato != kConnected) host.connect(1);
     expectOrdinaryExchange(host);
     EXPECT_EQ(ParolaDiServizio(field.text), field.known && field.text != "9");
+  }
+}
+
+// The counters of the snapshot are those of the hosts' texts.
+TEST(WordCounters, CountAsTextsOnlyWhereAHostSeesThem) {
+  const struct {
+    const char* text;
+    std::uint64_t counted;
+  } rows[] = {{"9!", 0}, {"9OKAY000", 0}, {"9K", 0}, {"9VERSION2", 0}, {"9XYZ", 1}, {"9!x", 1}, {"HELLO", 1}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.text);
+    StubHost host;
+    host.addConnected(true);
+    host.quarn.Invia(1, row.text);
+    host.tickAfter(0);
+    EXPECT_TRUE(host.quarn.snapshot(1).batchInFlight);
+    EXPECT_EQ(host.quarn.snapshot(1).textsSent, row.counted);
+    host.receive(1, std::string("0000052|") + row.text + "|9.|");
+    EXPECT_EQ(host.quarn.snapshot(1).textsReceived, row.counted);
   }
 }
 
