@@ -135,6 +135,17 @@ TEST(Guard, TracesAFailureThatEscapesAStepAndServesTheLinkAgain) {
   EXPECT_EQ(host.record(1).InEsecuzione, kHandlerFree);
 }
 
+TEST(Tick, GoesOnBehindALinkThatFails) {
+  StubHost host;
+  for (int link = 1; link <= 2; ++link) host.addConnected(true);
+  host.record(1).StatoB = kExchangeReady;
+  host.record(2).StatoB = kExchangeReady;
+  host.failing.insert({"send ClientSocket", Failure(10055, "boom")});
+  host.tickAfter(0);
+  EXPECT_EQ(host.record(1).Stato, kSocketPhase);
+  EXPECT_EQ(host.quarn.snapshot(2).framesSent, 1U);
+}
+
 TEST(Trap, KeepsNothingOfAStepThatFailedWithNumberZero) {
   StubHost host;
   EXPECT_EQ(Trap(host.library).number(), 0);
