@@ -182,6 +182,10 @@ class WantOfMemory : public testing::TestWithParam<Deed> {
     }
   }
 
+  static bool names(const std::vector<std::int16_t>& links, std::int16_t socket, std::int16_t link) {
+    return socket == 0 || links.at(static_cast<std::size_t>(socket - 1)) == link;
+  }
+
   static void expectOrder(StubHost& host) {
     const Library& library = host.library;
     ASSERT_EQ(library.ClientLinks.size(), static_cast<std::size_t>(library.ClientCount));
@@ -190,8 +194,8 @@ class WantOfMemory : public testing::TestWithParam<Deed> {
       const ConnectionRecord& record = host.record(link);
       EXPECT_EQ(record.IdxQuarn, link);
       EXPECT_EQ(simulation::brokenInvariant(record), "");
-      EXPECT_TRUE(record.IdxClient == 0 || library.ClientLinks.at(record.IdxClient - 1U) == link);
-      EXPECT_TRUE(record.IdxServer == 0 || library.ServerLinks.at(record.IdxServer - 1U) == link);
+      EXPECT_TRUE(names(library.ClientLinks, record.IdxClient, link));
+      EXPECT_TRUE(names(library.ServerLinks, record.IdxServer, link));
     }
   }
 
