@@ -213,6 +213,15 @@ TEST(Snapshot, SaysWhyALinkIsAsItIs) {
        "down since 08:39:21: not connected yet; next call at 08:39:32"},
       {true, [](StubHost& host) { host.tickAfter(11); },
        "down since 08:39:21: not connected yet; calling 127.0.0.1:20308 until 08:40:33"},
+      {false, [](StubHost& host) { host.tickAfter(11); },
+       "down since 08:39:21: not connected yet; listening on port 20308 until 08:40:33"},
+      {true,
+       [](StubHost& host) {
+         host.tickAfter(11);
+         host.events().onConnect(SocketArray::ClientSocket, 1, 0);
+         for (const int seconds : {0, 0, 6}) host.tickAfter(seconds);
+       },
+       "connected to 127.0.0.1:20308 since 08:39:32; the peer does not answer"},
       {false,
        [](StubHost& host) {
          host.tickAfter(11);
@@ -251,6 +260,9 @@ TEST(Snapshot, SaysWhyALinkIsAsItIs) {
   const std::int16_t unopened = host.quarn.Add("A", 2, true, true);
   host.quarn.Uscita();
   EXPECT_EQ(host.quarn.snapshot(unopened).why, "not opened");
+  const std::int16_t portless = host.quarn.Add("A", 12668, true, true);
+  host.quarn.Apri(portless);
+  EXPECT_THAT(host.quarn.snapshot(portless).why, testing::HasSubstr("identifier 12668 has no port"));
 }
 
 TEST(Snapshot, TellsThePhases) {

@@ -21,8 +21,8 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 COPY = ROOT / "build" / "mutants" / "source"
 BUILD = ROOT / "build" / "mutants" / "build"
 TARGETS = ["quarnex_tests", "quarnex_memory_tests", "quarn", "fuzz_received", "fuzz_message"]
-SECONDS_MAX = 120
-SEEDS = range(1, 7)  # of the simulated sites, some 2 seconds each; the first two where only some faults are tried
+SECONDS_MAX = 400
+SEEDS = range(1, 31)  # of the simulated sites, some 2 seconds each; the first two where only some faults are tried
 
 QUARN = f"{BUILD}/bin/quarn"
 SUITES = {
