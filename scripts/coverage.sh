@@ -14,12 +14,12 @@ readonly build=build/coverage
 
 cmake --preset debug -B "$build" -DCMAKE_CXX_COMPILER=clang++-19 -DQUARNEX_TESTS=ON \
     -DCMAKE_CXX_FLAGS="-fprofile-instr-generate -fcoverage-mapping -fcoverage-mcdc" >/dev/null
-cmake --build "$build" -j "$(nproc)" --target quarnex_tests quarn fuzz_received fuzz_message >/dev/null 2>&1
+cmake --build "$build" -j "$(nproc)" --target quarnex_tests quarnex_memory_tests quarn fuzz_received fuzz_message >/dev/null 2>&1
 
 rm -f "$build"/*.profraw
 export LLVM_PROFILE_FILE="$PWD/$build/%4m.profraw" # processes that share a program share its file
 status=0
-"$build/bin/quarnex_tests" --gtest_brief=1 || status=1
+for tests in quarnex_tests quarnex_memory_tests; do "$build/bin/$tests" --gtest_brief=1 || status=1; done
 "$build/bin/quarn" replay tests/data/recordings/*.jsonl >/dev/null
 for seed in 1 2 3; do "$build/bin/quarn" simulate --seed "$seed" --hours 2 >/dev/null 2>&1; done
 for target in received message; do "$build/bin/fuzz_$target" "fuzz/corpus/$target" >/dev/null; done

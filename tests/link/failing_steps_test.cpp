@@ -215,11 +215,24 @@ TEST(Snapshot, SaysWhyALinkIsAsItIs) {
        "down since 08:39:21: not connected yet; calling 127.0.0.1:20308 until 08:40:33"},
       {false, [](StubHost& host) { host.tickAfter(11); },
        "down since 08:39:21: not connected yet; listening on port 20308 until 08:40:33"},
+      {false,
+       [](StubHost& host) {
+         host.tickAfter(11);
+         host.failing.insert({"localPort ServerSocket", Failure(5, "boom")});
+       },
+       "down since 08:39:21: not connected yet; listening until 08:40:33"},
       {true,
        [](StubHost& host) {
          host.tickAfter(11);
          host.events().onConnect(SocketArray::ClientSocket, 1, 0);
          for (const int seconds : {0, 0, 6}) host.tickAfter(seconds);
+       },
+       "connected to 127.0.0.1:20308 since 08:39:32; the peer does not answer"},
+      {false,
+       [](StubHost& host) {
+         host.tickAfter(11);
+         host.events().onAccept(SocketArray::ServerSocket, 1, 9, 0);
+         host.tickAfter(16);
        },
        "connected to 127.0.0.1:20308 since 08:39:32; the peer does not answer"},
       {false,
