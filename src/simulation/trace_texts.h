@@ -16,9 +16,9 @@ struct TraceText {
   std::string_view within{};
 };
 
-// Two are missing. "error QUARN Handler": the steps of a link settle their own failures, so only a step that
-// was replaced can make it. "error TCP Apri scheda": so do the steps of an activation, but for reading the
-// clock; none fails, and a recording could not tell of it.
+// All but two of the engine's. "error QUARN Handler": the steps of a link settle their own failures, so only
+// a step that was replaced can make it. "error TCP Apri scheda": so do the steps of an activation, but for
+// reading the clock; none fails, and a recording could not tell of it.
 inline constexpr TraceText kTraceTexts[] = {
     {"+++", "++++"},
     {"R>:", "R>:"},
@@ -55,6 +55,9 @@ inline constexpr TraceText kTraceTexts[] = {
     {"ETH_Riconnetti", "ETH_Riconnetti "},
     {"Client CONNESSO", "Client CONNESSO "},
     {"Server CONNESSO", "Server CONNESSO "},
+    {"Client CHIUDE", "Client CHIUDE "},
+    {"Server CHIUDE", "Server CHIUDE "},
+    {"Accept CHIUDE", "Accept CHIUDE "},
     {"ClientSocket_Connect", "ClientSocket_Connect ERROR CODE :"},
     {"ClientSocket_Close", "ClientSocket_Close ERROR CODE :"},
     {"ClientSocket_Receive", "ClientSocket_Receive ERROR CODE :"},
@@ -71,6 +74,18 @@ inline constexpr TraceText kTraceTexts[] = {
     {"Errore Timeout HandleStato_B", "ETH ", "Errore Timeout HandleStato_B"},
     {"Errore Invio", "ETH ", "Errore Invio "},
     {"TIMEOUT Alive", "ETH ", "TIMEOUT Alive "},
+    {"Chiuso socket client", "ETH ", "Chiuso/disattivato socket client "},
+    {"Chiuso socket server", "ETH ", "Chiuso/disattivato socket server "},
+    {"error 10038", "ETH ", ":10038  Socket operation on non-socket."},
+    {"error 10048", "ETH ", ":10048  The specified address is already in use."},
+    {"error 10049", "ETH ", ":10049  The specified address is not available."},
+    {"error 10053", "ETH ", ":10053  The current connection has been aborted by the network."},
+    {"error 10060", "ETH ", ":10060  The current connection has timed out."},
+    {"error 10061", "ETH ", ":10061  The requested connection has been refused by the remote host."},
+    {"error 10064", "ETH ", ":10064  Remote host is currently unavailable."},
+    {"error 10065", "ETH ", ":10065  Remote host is currently unreachable."},
+    {"error 10091", "ETH ", ":10091  Remote system is not ready."},
+    {"ErrorCode", "ETH ", "ErrorCode:"},
 };
 constexpr std::size_t kTraceTextCount = std::size(kTraceTexts);
 
