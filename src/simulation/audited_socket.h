@@ -17,7 +17,9 @@ class SocketAudit {
   virtual ~SocketAudit() = default;
   virtual void sends(SocketArray array, std::int16_t index, std::string_view bytes) = 0;
   virtual void calls(std::int16_t clientIndex) = 0;
-  virtual void fails(SocketArray array, std::int16_t index) = 0;
+  virtual void listens(std::int16_t serverIndex) = 0;
+  /// `bytesLost`: with what it fails to hand over.
+  virtual void fails(SocketArray array, std::int16_t index, bool bytesLost) = 0;
 };
 
 class AuditedSocket final : public SocketInstance {
@@ -70,6 +72,7 @@ class AuditedSocket final : public SocketInstance {
     watched([&] { inner_->connect(); });
   }
   void listen() override {
+    audit_.listens(index_);
     watched([&] { inner_->listen(); });
   }
   void attach(std::int32_t handle) override {
@@ -80,10 +83,10 @@ class AuditedSocket final : public SocketInstance {
     return watched([&] { return inner_->bytesWaiting(); });
   }
   void fetch() override {
-    watched([&] { inner_->fetch(); });
+    watched([&] { inner_->fetch(); }, true);
   }
   std::string_view receivedText() override {
-    return watched([&] { return inner_->receivedText(); });
+    return watched([&] { return inner_->receivedText(); }, true);
   }
   void send(std::string_view bytes) override {
     audit_.sends(array_, index_, bytes);
@@ -94,9 +97,9 @@ class AuditedSocket final : public SocketInstance {
   // To catch a failure and throw it again would cost more than all else of it.
   class Watch {
    public:
-    explicit Watch(AuditedSocket& socket) : socket_(socket) {}
+    Watch(AuditedSocket& socket, bool fetching) : socket_(socket), fetching_(fetching) {}
     ~Watch() {
-      if (!succeeded) socket_.audit_.fails(socket_.array_, socket_.index_);
+      if (!succeeded) socket_.audit_.fails(socket_.array_, socket_.index_, fetching_);
     }
     Watch(const Watch&) = delete;
     Watch& operator=(const Watch&) = delete;
@@ -105,11 +108,12 @@ class AuditedSocket final : public SocketInstance {
 
    private:
     AuditedSocket& socket_;
+    bool fetching_;
   };
 
   template <class Effect>
-  std::invoke_result_t<Effect&> watched(Effect&& effect) {
-    Watch watch(*this);
+  std::invoke_result_t<Effect&> watched(Effect&& effect, bool fetching = false) {
+    Watch watch(*this, fetching);
     if constexpr (std::is_void_v<std::invoke_result_t<Effect&>>) {
       effect();
       watch.succeeded = true;

@@ -14,6 +14,7 @@
 #include "component/library.h"
 #include "component/observer.h"
 #include "component/services_wrapper.h"
+#include "platform/simulated/simulated_sockets.h"
 #include "platform/simulated/virtual_time.h"
 #include "recording/services_recorder.h"
 #include "simulation/audited_socket.h"
@@ -44,9 +45,11 @@ class Auditor final : public ServicesWrapper,
                       public Observer,
                       public SocketAudit {
  public:
-  /// Of an engine of host number `host` on `machine`. `audit` outlives it.
-  Auditor(Audit& audit, int host, int machine, std::shared_ptr<recording::Lines> lines)
-      : audit_(audit), host_(host), machine_(machine), recorder_(std::move(lines)) {}
+  /// Of an engine of host number `host` on `machine`, whose descriptors are those of `sockets`, if known.
+  /// `audit` and `sockets` outlive it.
+  Auditor(Audit& audit, int host, int machine, std::shared_ptr<recording::Lines> lines,
+          const simulated::SimulatedSockets* sockets = nullptr)
+      : audit_(audit), host_(host), machine_(machine), sockets_(sockets), recorder_(std::move(lines)) {}
 
   Services wrap(const Services& services) override;
   void watch(Library& library) override;
@@ -64,12 +67,16 @@ class Auditor final : public ServicesWrapper,
     std::uint64_t framesSent = 0;       // in the step under way
     bool stirred = false;               // a text or a frame of it has shown in the step under way
     bool failed = false;                // an operation of it has failed in the step under way
+    bool torn = false;                  // a frame of it came in the step under way, and its course is torn
     bool failedSinceAnswering = false;  // or at any time since the last 112
+    bool gap = false;                   // its socket has lost bytes since it was activated
     std::int16_t expiries = 0;
     std::int16_t missedReplies = 0;
-    bool served = false;    // active and connected
-    bool declared = false;  // 109 and no 112 since
-    bool failing = false;   // 991 and no 992 since
+    std::int16_t exchange = 0;  // its sub-state
+    bool served = false;        // active and connected
+    bool trying = false;        // active and not connected
+    bool declared = false;      // 109 and no 112 since
+    bool failing = false;       // 991 and no 992 since
 
     bool differs(const ConnectionRecord& record) const {
       return record.ScadenzaB != replyDeadline || record.ScadenzaAlive != aliveDeadline ||
@@ -109,7 +116,8 @@ class Auditor final : public ServicesWrapper,
 
   void sends(SocketArray array, std::int16_t index, std::string_view bytes) override;
   void calls(std::int16_t clientIndex) override;
-  void fails(SocketArray array, std::int16_t index) override;
+  void listens(std::int16_t serverIndex) override;
+  void fails(SocketArray array, std::int16_t index, bool bytesLost) override;
 
   void begin(std::int16_t link);
   void end();
@@ -126,8 +134,15 @@ class Auditor final : public ServicesWrapper,
   void inspectQueues(const ConnectionRecord& record, const Memory& before);
   void inspectPace(std::int16_t link, const ConnectionRecord& record, const Memory& before);
   void inspectDeadlines(std::int16_t link, const ConnectionRecord& record, const Memory& before);
+  void inspectLateness(std::int16_t link, const ConnectionRecord& record, const Memory& before);
+  void inspectDescriptors();
+  bool inLoneTick() const { return steps_ == 1 && ticks_ == 1 && read_; }
+  bool tooEarlyFor(Instant deadline) const { return inLoneTick() && !passed(deadline, *read_); }
+  void givenUp(std::int16_t link);
+  void received(Memory& memory, std::string_view trace);
   void reported(std::int16_t link, int code);
   void delivered(std::int16_t link, std::string_view text);
+  static bool mayBeForeign(const Memory& memory, std::string_view text);
   void found(std::int16_t link, std::string text);
 
   std::int16_t linkOf(SocketArray array, std::int16_t index) const {
@@ -144,6 +159,7 @@ class Auditor final : public ServicesWrapper,
   Audit& audit_;
   int host_;
   int machine_;
+  const simulated::SimulatedSockets* sockets_;
   recording::ServicesRecorder recorder_;
   std::optional<Services> inner_;
   Library* library_ = nullptr;

@@ -61,7 +61,8 @@ class Run {
       simulated::Host& host = place->host();
       host.log.keptMax = kLogBytesKept;
       host.makeWrapper = [this, &host, number = ++number] {
-        return std::make_unique<Auditor>(audit_, number, host.machine, newLines(number, host.disk));
+        return std::make_unique<Auditor>(audit_, number, host.machine, newLines(number, host.disk),
+                                         &host.sockets);
       };
     }
   }

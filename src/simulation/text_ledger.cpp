@@ -79,12 +79,30 @@ TextLedger::Text TextLedger::textOf(std::string_view text) {
   return {number, text.size(), 0};
 }
 
-Arrival TextLedger::judge(Course& course, const Text& text) {
+bool TextLedger::knows(const Course& course, std::string_view text) {
+  return find(course, textOf(text)) != nullptr;
+}
+
+const TextLedger::Text* TextLedger::find(const Course& course, const Text& text) {
   const auto sent =
       std::lower_bound(course.sent_.begin(), course.sent_.end(), text.number,
                        [](const Text& one, std::uint64_t number) { return one.number < number; });
-  if (sent == course.sent_.end() || sent->number != text.number || sent->size != text.size)
-    return Arrival::Foreign;
+  const bool found = sent != course.sent_.end() && sent->number == text.number && sent->size == text.size;
+  return found ? &*sent : nullptr;
+}
+
+// Forgets what is said to have arrived after it.
+void TextLedger::lookAnew(Course& course, std::uint64_t number) {
+  auto& delivered = course.delivered_;
+  if (!std::exchange(course.unsure_, false) || delivered.empty()) return;
+  while (!delivered.empty() && delivered.back() > number) delivered.pop_back();
+  if (delivered.empty()) delivered.push_back(number - 1);
+}
+
+Arrival TextLedger::judge(Course& course, const Text& text) {
+  const Text* const sent = find(course, text);
+  if (sent == nullptr) return Arrival::Foreign;
+  lookAnew(course, text.number);
   auto& delivered = course.delivered_;
   if (!delivered.empty() && text.number <= delivered.back()) {
     if (!std::binary_search(delivered.begin(), delivered.end(), text.number)) return Arrival::Old;

@@ -9,6 +9,7 @@
 #include <deque>
 #include <map>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace quarnex::simulation {
@@ -54,12 +55,18 @@ class Course {
     auto& latest = latest_[static_cast<std::size_t>(cause)];
     latest = std::max(latest, at);
   }
-  /// The receiver has emptied its queue and goes on with new sockets: nothing sent before can arrive.
-  void beginAnew(std::int64_t at) { begun_ = at; }
+  /// The receiver has emptied its queue and goes on with new sockets: nothing that was on its way can arrive.
+  /// What the peer still has in its queue can, and it may come before a text that a torn course took for one
+  /// of the peer's: so after a torn one the next arrival says anew how far the course is.
+  void beginAnew(std::int64_t at) {
+    begun_ = at;
+    unsure_ = std::exchange(torn_, false) || unsure_;
+  }
   /// Whether a frame that the network kept back or made up may still arrive.
   bool damaged() const { return latest(Cause::Damaged) >= begun_; }
   /// True once a body has come in that the peer never sent: a stranger's, or pieces of several frames that
-  /// the checksum did not tell from a whole one. From then on any text may arrive.
+  /// the checksum did not tell from a whole one. Until the receiver begins anew texts may arrive that the
+  /// peer did not send, in any order.
   bool torn() const { return torn_; }
 
  private:
@@ -77,6 +84,7 @@ class Course {
   std::vector<std::uint64_t> bodies_;  // hashes of the latest ones sent, in a ring once it is full
   std::size_t nextBody_ = 0;
   bool torn_ = false;
+  bool unsure_ = false;  // begun anew after it was torn, and nothing has arrived since
   std::int64_t begun_ = 0;
   std::vector<Text> sent_;               // ascending
   std::deque<std::uint64_t> delivered_;  // the latest, ascending
@@ -96,6 +104,8 @@ class TextLedger {
   /// Anything but such a text is ignored. Moments never go back.
   void send(Course& course, std::string_view text, std::int64_t at = 0);
   Arrival deliver(Course& course, std::string_view text);
+  /// Whether such a text was sent that way, lately.
+  static bool knows(const Course& course, std::string_view text);
 
   /// The body of a frame that leaves, and of one that came in with a right checksum.
   static void sendBody(Course& course, std::string_view body);
@@ -114,6 +124,8 @@ class TextLedger {
   using Text = Course::Text;
 
   static Text textOf(std::string_view text);
+  static const Text* find(const Course& course, const Text& text);
+  static void lookAnew(Course& course, std::uint64_t number);
   Arrival judge(Course& course, const Text& text);
   static Cause causeOf(const Course& course, const Text& text);
   void lose(const Course& course, std::uint64_t after, std::uint64_t before);

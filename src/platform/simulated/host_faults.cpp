@@ -18,7 +18,7 @@ constexpr Milliseconds kFastestPace = 150;  // between two ticks
 constexpr std::int32_t kFailureNumbers[] = {5,     10004, 10009, 10013, 10014, 10022, 10024, 10035, 10036,
                                             10038, 10048, 10049, 10050, 10051, 10053, 10054, 10055, 10057,
                                             10058, 10060, 10061, 10064, 10065, 10091, -7,    70'000};
-constexpr std::int16_t kEventCodes[] = {0, 0, 10038, 10050, 10053, 10054, 10060, 10061, 10065, 10091};
+constexpr std::int16_t kEventCodes[] = {0, 0, 10038, 10048, 10053, 10054, 10060, 10061, 10065, 10091};
 constexpr SocketArray kArrays[] = {SocketArray::ClientSocket, SocketArray::ServerSocket,
                                    SocketArray::SrvAccept};
 // Seconds before the end of a year, of summer time and of what 32 bits can count.

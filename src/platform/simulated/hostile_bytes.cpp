@@ -10,7 +10,7 @@ namespace quarnex::simulated {
 namespace {
 
 constexpr std::string_view kWords[] = {"9ACK", "9QRY", "9NODATA", "9CMD", "9!", "9OKAY000",
-                                       "9K",   "9.",   "9",       "9XYZ", ""};
+                                       "9K",   "9.",   "9",       "9\xA7YZ", ""};
 constexpr std::size_t kLongestMessage = 32767;
 constexpr int kProbesMax = 207;
 

@@ -8,7 +8,7 @@
 
 namespace quarnex::simulated {
 
-/// Every text that a hostile peer makes up begins with this character, which no host of a simulation sends.
+/// Every text that a hostile peer makes up has this character, which no host of a simulation sends.
 constexpr char kHostileMark = '\xA7';
 
 /// The next piece of an attack on a link of that identifier: rubbish, floods of start or end characters,

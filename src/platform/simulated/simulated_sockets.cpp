@@ -62,6 +62,12 @@ void SimulatedSockets::raise(SocketArray array, std::int16_t index, EventKind ki
   tell(instance.events_, array, index, kind, code, 0);
 }
 
+int SimulatedSockets::inUse() const {
+  const auto used = std::ranges::count_if(
+      instances_, [](const auto& named) { return named.second->state_ != kSocketClosed; });
+  return static_cast<int>(used + std::ssize(offered_));
+}
+
 End* SimulatedSockets::end(SocketArray array, std::int16_t index) {
   const auto found = instances_.find({array, index});
   return found == instances_.end() ? nullptr : found->second->end_.get();

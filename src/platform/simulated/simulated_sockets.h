@@ -55,6 +55,8 @@ class SimulatedSockets final : public SocketService {
   /// Descriptors that the host may have: one for each instance that listens, calls or carries a connection.
   int descriptorsMax = std::numeric_limits<int>::max();
   int descriptors() const { return descriptors_; }
+  /// Instances that listen, call or carry a connection, and callers that are being handed over.
+  int inUse() const;
   /// The end of the connection that an instance carries, for whoever plays the network; nullptr if it carries
   /// none.
   End* end(SocketArray array, std::int16_t index);
