@@ -266,7 +266,7 @@ void addSimulateCommand(CLI::App& app, int& exitStatus) {
   command.add_option("--link-hours", options->linkHours, "begin no further seed once so many have passed")
       ->type_name("L");
   command.add_flag("--expect-all", options->expectAll,
-                   "fail if a fault or a trace text was seen fewer than 10 times");
+                   "fail if a fault, a kind of one, a cause or a trace text was seen fewer than 10 times");
   command.footer(
       "Two machines with two hosts each; links in both roles run between the two, and texts travel on all "
       "of\n"

@@ -23,6 +23,11 @@ void printFaults(const simulation::RunNumbers& numbers, const simulated::FaultSe
     const auto fault = static_cast<simulated::Fault>(i);
     if (shown.has(fault)) std::cout << ' ' << nameOf(fault) << ' ' << numbers.faults[i];
   }
+  std::cout << "\nof them    ";
+  for (std::size_t i = 0; i < simulated::kKindCount; ++i) {
+    const auto kind = static_cast<simulated::Kind>(i);
+    if (shown.has(faultOf(kind))) std::cout << ' ' << nameOf(kind) << ' ' << numbers.kinds[i];
+  }
   std::cout << '\n';
 }
 

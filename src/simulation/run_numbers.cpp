@@ -14,6 +14,7 @@ void addEach(Counts& sums, const Counts& others) {
 
 void RunNumbers::add(const RunNumbers& other) {
   addEach(faults, other.faults);
+  addEach(kinds, other.kinds);
   addEach(traces, other.traces);
   addEach(losses, other.losses);
   addEach(duplicates, other.duplicates);
@@ -40,6 +41,14 @@ std::vector<std::string> RunNumbers::seenLessThan(std::uint64_t least,
   for (std::size_t i = 0; i < faults.size(); ++i) {
     const auto fault = static_cast<simulated::Fault>(i);
     if (allowed.has(fault) && faults[i] < least) names.emplace_back(nameOf(fault));
+  }
+  for (std::size_t i = 0; i < kinds.size(); ++i) {
+    const auto kind = static_cast<simulated::Kind>(i);
+    if (allowed.has(faultOf(kind)) && kinds[i] < least) names.emplace_back(nameOf(kind));
+  }
+  for (std::size_t i = 0; i < losses.size(); ++i) {
+    const auto cause = static_cast<Cause>(i);
+    if (cause != Cause::Unknown && losses[i] + duplicates[i] < least) names.emplace_back(nameOf(cause));
   }
   for (std::size_t i = 0; i < traces.size(); ++i) {
     if (traces[i] < least) names.emplace_back('"' + std::string(kTraceTexts[i].name) + '"');

@@ -140,7 +140,7 @@ class Run {
     pass(30 * kSecond);
     if (!sound()) return;
     requireLittleMemory();
-    requireDescriptors(2 * site_.tcpLinks(), "a host holds more than two descriptors for each link");
+    requireDescriptors(2, "a host holds more than two descriptors for each link");
     audit_.ledger.close();
     if (audit_.ledger.unexplained() > 0)
       audit_.findings.add({world_.time().now(), 0, 0, "texts were lost or doubled without a cause"});
@@ -173,11 +173,12 @@ class Run {
     if (!flaw.empty()) audit_.findings.add({world_.time().now(), host, link, std::string(flaw)});
   }
 
-  void requireDescriptors(int most, const char* otherwise) {
+  void requireDescriptors(int mostPerLink, const char* otherwise) {
     int number = 0;
     for (const auto& place : site_.places()) {
       ++number;
-      if (sound() && place->host().sockets.descriptors() > most)
+      simulated::Host& host = place->host();
+      if (sound() && host.sockets.descriptors() > mostPerLink * host.library().ConnectionCount)
         audit_.findings.add({world_.time().now(), number, 0, otherwise});
     }
   }
@@ -240,6 +241,8 @@ class Run {
     result_.mix = trouble_.mix();
     for (std::size_t i = 0; i < simulated::kFaultCount; ++i)
       result_.faults[i] = trouble_.count(static_cast<simulated::Fault>(i));
+    for (std::size_t i = 0; i < simulated::kKindCount; ++i)
+      result_.kinds[i] = trouble_.count(static_cast<simulated::Kind>(i));
     result_.traces = audit_.traces.counts();
     result_.reports = audit_.reports;
     result_.textsSent = audit_.ledger.sent();

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/simulated/fault.h"
+#include "platform/simulated/kind.h"
 #include "platform/simulated/virtual_time.h"
 #include "simulation/findings.h"
 #include "simulation/text_ledger.h"
@@ -28,6 +29,7 @@ struct RunPlan {
 /// What happened, of one run or of many.
 struct RunNumbers {
   std::array<std::uint64_t, simulated::kFaultCount> faults{};  ///< how often each happened
+  std::array<std::uint64_t, simulated::kKindCount> kinds{};    ///< of faults
   std::array<std::uint64_t, kTraceTextCount> traces{};         ///< how often each was seen
   std::map<int, std::uint64_t> reports;                        ///< event reports by code
   std::uint64_t textsSent = 0, textsDelivered = 0, textsAgain = 0, textsOld = 0, textsForeign = 0;
@@ -40,7 +42,8 @@ struct RunNumbers {
   simulated::Milliseconds exit = 0;      ///< from `Uscita` until every host was ready to leave, the longest
 
   void add(const RunNumbers& other);
-  /// Names of `allowed` faults, and of trace texts, that were seen fewer than `least` times.
+  /// Names of `allowed` faults and their kinds, of causes and of trace texts that were seen fewer than
+  /// `least` times.
   std::vector<std::string> seenLessThan(std::uint64_t least, const simulated::FaultSet& allowed) const;
 };
 

@@ -12,8 +12,8 @@ namespace {
 
 constexpr std::string_view kBeginning = "text ";
 constexpr std::size_t kBatchMax = 20;
-// More than the queues of both sides can hold on to.
-constexpr std::ptrdiff_t kRemembered = 12'000;
+// More than the queues of both sides can hold on to, and what bursts push out of them.
+constexpr std::ptrdiff_t kRemembered = 30'000;
 
 std::uint64_t hashOf(std::string_view body) {
   StreamHash hash;

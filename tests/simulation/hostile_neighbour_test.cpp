@@ -57,7 +57,7 @@ TEST(AHostileNeighbour, ChangesNothingForOtherLinks) {
   } rows[] = {
       {"every kind of hostile bytes",
        [&](World&, ScriptedPeer& peer) {
-         for (int i = 0; i < 5; ++i) peer.send(hostileBytes(random, 1));
+         for (int i = 0; i < 5; ++i) peer.send(anyAttack(random).bytes(random, 1));
        }},
       {"a frame without an end",
        [](World&, ScriptedPeer& peer) { peer.send('\2' + std::string(500'000, 'x')); }},

@@ -49,12 +49,21 @@ struct Life {
   simulated::Milliseconds trouble = 3'600'000;
 };
 
+// With those alone a seed keeps its story, whatever is added.
+simulated::FaultSet earlierFaults() {
+  simulated::FaultSet faults;
+  for (std::size_t i = 0; !isLater(static_cast<simulated::Fault>(i)); ++i)
+    faults.add(static_cast<simulated::Fault>(i));
+  return faults;
+}
+
 class Lives : public testing::TestWithParam<Life> {};
 
 TEST_P(Lives, HoldWhatMustHold) {
   RunPlan plan = planOf(GetParam().seed);
   plan.links = GetParam().links;
   plan.trouble = GetParam().trouble;
+  plan.faults = earlierFaults();
   const RunResult result = simulate(plan);
   EXPECT_FALSE(result.finding) << result.finding->text;
   EXPECT_GT(result.textsDelivered, 0U);
@@ -88,7 +97,7 @@ TEST(ALife, IsTheSameAgainAndItsRecordingsReplay) {
     hash.add(file.path().filename().string() + text);
     bytes ^= hash.value();
   }
-  EXPECT_EQ(bytes, 0x9e0ae1354fa8e04c) << "on every compiler, with and without sanitizers";
+  EXPECT_EQ(bytes, 0x241a01fdedbd7b57) << "on every compiler, with and without sanitizers";
   EXPECT_EQ(files, recorded.engines);
   EXPECT_NE(simulate(planOf(6)).hash, plain.hash);
 }

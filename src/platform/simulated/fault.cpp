@@ -11,7 +11,8 @@ constexpr std::string_view kNames[] = {
     "break",       "refuse",       "hang",         "callers", "squat",   "hostile",       "operations",
     "descriptors", "events",       "raise",        "nesting", "disk",    "clock-forward", "clock-back",
     "clock-speed", "clock-strobe", "clock-inside", "summer",  "stall",   "pace",          "host-calls",
-    "restart",     "deaf",         "endless",      "backlog"};
+    "restart",     "deaf",         "burst",        "add",     "leap",    "clock-year",    "drip",
+    "endless",     "backlog"};
 static_assert(std::size(kNames) == kFaultCount);
 
 }  // namespace

@@ -44,6 +44,12 @@ enum class Fault : std::uint8_t {
   HostCalls,
   Restart,
   Deaf,
+  // added later
+  Burst,
+  Add,
+  Leap,
+  ClockYear,
+  Drip,
   // so large that they are only drawn where they are named
   Endless,
   Backlog
@@ -52,6 +58,11 @@ constexpr std::size_t kFaultCount = static_cast<std::size_t>(Fault::Backlog) + 1
 
 constexpr bool isLarge(Fault fault) {
   return fault >= Fault::Endless;
+}
+
+/// Of these the seed draws only where they are allowed, so that with the others alone a seed keeps its story.
+constexpr bool isLater(Fault fault) {
+  return fault >= Fault::Burst && !isLarge(fault);
 }
 
 /// "delay", "half-open", "clock-back".

@@ -2,6 +2,7 @@
 
 #include <limits>
 #include <optional>
+#include <utility>
 
 #include "quarnex/failure.h"
 
@@ -12,7 +13,9 @@ constexpr Milliseconds kSecond = 1000;
 constexpr Milliseconds kMinute = 60 * kSecond;
 constexpr Milliseconds kHour = 60 * kMinute;
 constexpr Milliseconds kDay = 24 * kHour;
+constexpr Milliseconds kYear = 365 * kDay;
 constexpr std::uint32_t kFewLinks = 50;
+constexpr int kAddedLinksMax = 5;
 constexpr Milliseconds kFastestPace = 150;  // between two ticks
 
 constexpr std::int32_t kFailureNumbers[] = {5,     10004, 10009, 10013, 10014, 10022, 10024, 10035, 10036,
@@ -22,7 +25,8 @@ constexpr std::int16_t kEventCodes[] = {0, 0, 10038, 10048, 10053, 10054, 10060,
 constexpr SocketArray kArrays[] = {SocketArray::ClientSocket, SocketArray::ServerSocket,
                                    SocketArray::SrvAccept};
 // Seconds before the end of a year, of summer time and of what 32 bits can count.
-constexpr std::int64_t kMemorableSeconds[] = {1'798'761'570, 1'806'195'570, 2'147'483'617};
+constexpr std::pair<Kind, std::int64_t> kMemorableSeconds[] = {
+    {Kind::YearsEnd, 1'798'761'570}, {Kind::SummersEnd, 1'806'195'570}, {Kind::Year2038, 2'147'483'617}};
 
 std::optional<OperationFault> judge(Scene& scene, const OperationCall& call) {
   if (!scene.strikes(Fault::Operations, 1, isRead(call.operation) ? 5 : 30)) return std::nullopt;
@@ -30,12 +34,11 @@ std::optional<OperationFault> judge(Scene& scene, const OperationCall& call) {
 }
 
 void raiseAt(Scene& scene, Host& host, std::int16_t index) {
-  scene.happened(Fault::Raise);
   constexpr EventKind kinds[] = {EventKind::Close, EventKind::Close, EventKind::Receive, EventKind::Connect};
   const EventKind kind = scene.oneOf(kinds);
   const std::int16_t code = scene.oneOf(kEventCodes);
   const bool ends = kind != EventKind::Connect || code != 0;  // a connection does not come out of the blue
-  if (ends) host.sockets.raise(scene.oneOf(kArrays), index, kind, code);
+  if (ends && host.sockets.raise(scene.oneOf(kArrays), index, kind, code)) scene.happened(Fault::Raise);
 }
 
 // A turn visits every link. Among many links fewer operations have one inside, so that a step does not cost
@@ -78,6 +81,7 @@ Milliseconds eitherWay(Scene& scene, Milliseconds high) {
 }
 
 void shutDown(Scene& scene, Place& place) {
+  scene.happened(Kind::HostLeaves);
   place.host().quarn().Uscita();
   scene.later(scene.duration(kSecond, 2 * kMinute), [&place] { place.start(); });
 }
@@ -113,6 +117,7 @@ void relieveHost(Place& place) {
 }
 
 void starve(Scene& scene) {
+  scene.happened(Fault::Descriptors);
   Host& host = scene.anyHost();
   host.sockets.descriptorsMax = host.sockets.descriptors() + static_cast<int>(scene.random.below(2));
   scene.later(scene.duration(kSecond, 5 * kMinute),
@@ -127,24 +132,31 @@ void raiseEvent(Scene& scene) {
 void spoilDisk(Scene& scene) {
   Host& host = scene.anyHost();
   if (!host.running()) return;
+  scene.happened(Fault::Disk);
   openOrCloseLog(scene, host);
   switch (scene.random.below(6)) {
     case 5:
+      scene.happened(Kind::LogAnew);
       logAnew(host);
       break;
     case 4:
+      scene.happened(Kind::LogRenamed);
       host.log.rename("renamed.txt");
       break;
     case 3:
+      scene.happened(Kind::DiskSlow);
       host.disk.beforeWrite = [&loop = host.loop, by = scene.duration(10, 2 * kSecond)] { loop.stall(by); };
       break;
     case 0:
+      scene.happened(Kind::DiskFull);
       host.disk.room = static_cast<std::size_t>(scene.duration(0, 10'000));
       break;
     case 1:
+      scene.happened(Kind::DiskRefuses);
       host.disk.failingWrite = static_cast<std::uint64_t>(scene.duration(1, 100));
       break;
     default:
+      scene.happened(Kind::LogRemoved);
       host.log.removeAll();
   }
   scene.later(scene.duration(kSecond, kHour), [&host] {
@@ -155,48 +167,68 @@ void spoilDisk(Scene& scene) {
 
 void jumpForward(Scene& scene) {
   VirtualClock& clock = scene.anyHost().clock;
-  const std::int64_t memorable = scene.oneOf(kMemorableSeconds) - clock.now().second;
-  if (memorable > 0 && scene.random.chance(50)) return clock.jump(memorable * kSecond);
-  clock.jump(scene.duration(kSecond, scene.random.chance(100) ? 40 * kDay : 2 * kHour));
+  scene.happened(Fault::ClockForward);
+  const auto& [kind, second] = scene.oneOf(kMemorableSeconds);
+  const std::int64_t ahead = second - clock.now().second;
+  if (ahead > 0 && scene.random.chance(50)) {
+    scene.happened(kind);
+    return clock.jump(ahead * kSecond);
+  }
+  const Milliseconds by = scene.duration(kSecond, scene.random.chance(100) ? 40 * kDay : 2 * kHour);
+  if (by > kDay) scene.happened(Kind::DaysForward);
+  clock.jump(by);
 }
 
 void jumpBack(Scene& scene) {
   VirtualClock& clock = scene.anyHost().clock;
-  clock.jump(-scene.duration(kSecond, scene.random.chance(10) ? kDay : 5 * kMinute));
+  scene.happened(Fault::ClockBack);
+  const Milliseconds by = scene.duration(kSecond, scene.random.chance(10) ? kDay : 5 * kMinute);
+  if (by > kDay / 2) scene.happened(Kind::DayBack);
+  clock.jump(-by);
 }
 
 void changeSpeed(Scene& scene) {
   VirtualClock& clock = scene.anyHost().clock;
-  clock.setSpeed(scene.random.chance(300) ? 0 : static_cast<std::int32_t>(scene.random.between(500, 2000)));
+  scene.happened(Fault::ClockSpeed);
+  const bool stands = scene.random.chance(300);
+  if (stands) scene.happened(Kind::ClockStands);
+  clock.setSpeed(stands ? 0 : static_cast<std::int32_t>(scene.random.between(500, 2000)));
   scene.later(scene.duration(kSecond, 10 * kMinute), [&clock] { clock.setSpeed(1000); });
 }
 
 void strobe(Scene& scene) {
   VirtualClock& clock = scene.anyHost().clock;
+  scene.happened(Fault::ClockStrobe);
   clock.strobe(eitherWay(scene, kHour));
   scene.later(scene.duration(kSecond, kMinute), [&clock] { clock.strobe(0); });
 }
 
 void jumpInside(Scene& scene) {
   VirtualClock& clock = scene.anyHost().clock;
+  scene.happened(Fault::ClockInside);
   const std::uint64_t readings = scene.random.below(100);
   clock.jumpAfterReadings(readings, eitherWay(scene, 2 * kMinute));
 }
 
 void changeSummerTime(Scene& scene) {
   VirtualClock& clock = scene.anyHost().clock;
+  scene.happened(Fault::Summer);
   const auto hours = static_cast<std::int32_t>(scene.random.between(-12, 14));
   clock.setUtcOffset(hours * 3600, {clock.now().second + scene.random.between(0, 60)});
 }
 
 void stall(Scene& scene) {
   Loop& loop = scene.anyHost().loop;
-  loop.stall(scene.duration(kSecond, scene.random.chance(5) ? 2 * kDay : 3 * kMinute));
+  scene.happened(Fault::Stall);
+  const Milliseconds by = scene.duration(kSecond, scene.random.chance(5) ? 2 * kDay : 3 * kMinute);
+  if (by > kDay) scene.happened(Kind::StallOverDay);
+  loop.stall(by);
 }
 
 // Where paces change often, a host only ever changes from one to the next.
 void changePace(Scene& scene) {
   SimulatedTimer& timer = scene.anyHost().timer;
+  scene.happened(Fault::Pace);
   timer.setPace(kFastestPace, scene.random.between(kFastestPace, 5 * kSecond));
   if (scene.heavy.has(Fault::Pace)) return;
   scene.later(scene.duration(kSecond, 10 * kMinute), [&timer] { timer.setPace(0, 0); });
@@ -205,10 +237,12 @@ void changePace(Scene& scene) {
 void callHost(Scene& scene) {
   Place& place = scene.anyPlace();
   if (!place.host().running()) return;
+  scene.happened(Fault::HostCalls);
   QuarnSocket& quarn = place.host().quarn();
   const std::int16_t link = scene.anyLink(place);
   switch (scene.random.below(8)) {
     case 0:
+      scene.happened(Kind::HostCloses);
       quarn.Chiudi(link);
       return scene.later(scene.duration(100, 2 * kMinute), [&place, link] {
         if (place.host().running()) place.host().quarn().Apri(link);
@@ -216,6 +250,7 @@ void callHost(Scene& scene) {
     case 1:
       return quarn.Apri(link);
     case 2:
+      scene.happened(Kind::HostEmpties);
       return quarn.Invia(link, "VUOTABUFFER");
     case 3:
       return quarn.AttivaDebug(link);
@@ -232,20 +267,61 @@ void callHost(Scene& scene) {
 }
 
 void restart(Scene& scene) {
+  scene.happened(Fault::Restart);
   const bool both = scene.random.chance(200);
+  if (both) scene.happened(Kind::RestartBoth);
   Place& chosen = scene.anyPlace();
   for (const auto& place : scene.site.places()) {
     if (place.get() != &chosen && !(both && place->host().machine == chosen.host().machine)) continue;
     place->host().stop();
     const bool shuffled = scene.random.chance(500);
+    if (shuffled) scene.happened(Kind::RestartShuffled);
     scene.later(scene.duration(0, kMinute), [&place = *place, shuffled] { place.start(shuffled); });
   }
 }
 
 void goDeaf(Scene& scene) {
   Place& place = scene.anyPlace();
+  scene.happened(Fault::Deaf);
   place.setPolling(false);
   scene.later(scene.duration(kMinute, kHour), [&place] { place.setPolling(true); });
+}
+
+// Those beyond 5000 push the oldest out of the queue.
+void burst(Scene& scene) {
+  Place& place = scene.anyPlace();
+  const std::int16_t link = scene.anyLink(place);
+  const auto texts = static_cast<int>(scene.random.between(5001, 6000));
+  if (!place.host().running()) return;
+  scene.happened(Fault::Burst);
+  place.send(link, texts);
+}
+
+void addLink(Scene& scene) {
+  Place& place = scene.anyPlace();
+  const int added = scene.site.tcpLinks() + static_cast<int>(scene.random.between(1, kAddedLinksMax));
+  const bool client = scene.random.chance(500);
+  if (!place.host().running() || added >= kTcpLinksMax) return;
+  QuarnSocket& quarn = place.host().quarn();
+  Library& library = place.host().library();
+  if (library.ConnectionCount >= std::ssize(place.plan()) + kAddedLinksMax) return;
+  scene.happened(Fault::Add);
+  quarn.Add("ABC", static_cast<std::int16_t>(added), client, true);
+  quarn.Apri(library.ConnectionCount);
+}
+
+void leap(Scene& scene) {
+  VirtualClock& clock = scene.anyHost().clock;
+  scene.later(kDay - clock.now().second * kSecond % kDay, [&scene, &clock] {
+    if (clock.now().second * kSecond % kDay != 0) return;  // it was set meanwhile
+    scene.happened(Fault::Leap);
+    clock.jump(-kSecond);
+  });
+}
+
+void jumpByMonths(Scene& scene) {
+  scene.happened(Fault::ClockYear);
+  scene.anyHost().clock.jump(kDay * scene.random.between(30, kYear / kDay));
 }
 
 }  // namespace quarnex::simulated

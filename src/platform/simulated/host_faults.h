@@ -39,5 +39,13 @@ void callHost(Scene& scene);
 void restart(Scene& scene);
 /// The application takes nothing for a while.
 void goDeaf(Scene& scene);
+/// An application sends 5,001 to 6,000 texts at once.
+void burst(Scene& scene);
+/// It adds a link, for which there may be no peer.
+void addLink(Scene& scene);
+/// The last second of a day comes twice.
+void leap(Scene& scene);
+/// The clock is set forward by a month to a year.
+void jumpByMonths(Scene& scene);
 
 }  // namespace quarnex::simulated

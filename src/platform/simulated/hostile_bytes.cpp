@@ -9,7 +9,7 @@
 namespace quarnex::simulated {
 namespace {
 
-constexpr std::string_view kWords[] = {"9ACK", "9QRY", "9NODATA", "9CMD", "9!", "9OKAY000",
+constexpr std::string_view kWords[] = {"9ACK", "9QRY", "9NODATA", "9CMD",    "9!", "9OKAY000",
                                        "9K",   "9.",   "9",       "9\xA7YZ", ""};
 constexpr std::size_t kLongestMessage = 32767;
 constexpr int kProbesMax = 207;
@@ -80,14 +80,16 @@ std::string unfinished(Random& random, int identifier) {
   return frame;
 }
 
-using Attack = std::string (*)(Random& random, int identifier);
-constexpr Attack kAttacks[] = {rubbish, flood,   tinyFrame, emptyFrame,   anyCount,  limitMessage,
-                               wordMix, wordMix, probes,    forgedReport, unfinished};
+constexpr Attack kAttacks[] = {
+    {Kind::Rubbish, rubbish},           {Kind::Flood, flood},          {Kind::TinyFrame, tinyFrame},
+    {Kind::EmptyFrame, emptyFrame},     {Kind::AnyCount, anyCount},    {Kind::LimitMessage, limitMessage},
+    {Kind::WordMix, wordMix},           {Kind::WordMix, wordMix},      {Kind::Probes, probes},
+    {Kind::ForgedReport, forgedReport}, {Kind::Unfinished, unfinished}};
 
 }  // namespace
 
-std::string hostileBytes(Random& random, int identifier) {
-  return kAttacks[random.below(static_cast<std::uint32_t>(std::size(kAttacks)))](random, identifier);
+const Attack& anyAttack(Random& random) {
+  return kAttacks[random.below(static_cast<std::uint32_t>(std::size(kAttacks)))];
 }
 
 }  // namespace quarnex::simulated

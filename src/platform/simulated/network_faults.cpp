@@ -1,5 +1,6 @@
 #include "platform/simulated/network_faults.h"
 
+#include <functional>
 #include <utility>
 
 #include "platform/simulated/hostile_bytes.h"
@@ -12,7 +13,12 @@ namespace {
 constexpr std::int16_t kEndings[] = {0, 10050, 10052, 10053, 10054, 10060};
 constexpr std::int16_t kCallFailures[] = {10049, 10050, 10051, 10060, 10061, 10064, 10065};
 
-constexpr Milliseconds kLargeStay = 300'000;   // enough to take 64 MiB, 64 KiB a tick
+constexpr Milliseconds kEndlessStay = 300'000;        // enough to take 64 MiB, 64 KiB a tick
+constexpr std::size_t kEndlessWindow = 65'536;        // so that what has left was taken, but for so much
+constexpr Milliseconds kBacklogStay = 6 * 3'600'000;  // enough to handle 100,000 frames, one a tick
+constexpr Milliseconds kCallPause = 30'000;           // until a link whose client was closed listens again
+constexpr Milliseconds kDripPause = 9'000;
+constexpr Milliseconds kDripStay = 300'000;
 constexpr Milliseconds kLongestWay = 120'000;  // of a frame, its delay included
 constexpr int kBacklogFrames = 100'000;
 
@@ -75,8 +81,11 @@ void afflictEnd(Scene& scene, End& end, Address port) {
 
 void sendHostile(Scene& scene, ScriptedPeer& peer, int identifier) {
   scene.happened(Fault::Hostile);
-  for (auto pieces = 1 + scene.random.below(5); pieces > 0; --pieces)
-    peer.send(hostileBytes(scene.random, identifier));
+  for (auto pieces = 1 + scene.random.below(5); pieces > 0; --pieces) {
+    const Attack& attack = anyAttack(scene.random);
+    scene.happened(attack.kind);
+    peer.send(attack.bytes(scene.random, identifier));
+  }
 }
 
 // A stranger's manners once it is connected.
@@ -110,6 +119,42 @@ void callHostile(Scene& scene, Milliseconds stay,
   peer->call(port);
 }
 
+// One end of a connection between two hosts.
+struct Side {
+  Place& place;
+  std::int16_t link;
+};
+
+Side sideAt(Scene& scene, Address port, bool client) {
+  for (const auto& place : scene.site.places()) {
+    if (place->host().machine != port.machine) continue;
+    const auto& plan = place->plan();
+    for (std::size_t i = 0; i < plan.size(); ++i) {
+      if (plan[i].tcp && plan[i].client == client && plan[i].identifier == port.port - kPortOfIdentifier0)
+        return {*place, static_cast<std::int16_t>(i + 1)};
+    }
+  }
+  return {*scene.site.places().front(), 1};
+}
+
+// A stranger has some server link to itself: its client is closed for so long, and half a minute before.
+void callAlone(Scene& scene, Milliseconds stay,
+               std::function<void(const std::shared_ptr<ScriptedPeer>& peer, Side server)> deed) {
+  const Address port{scene.anyPlace().host().machine, scene.anyPort()};
+  const Side client = sideAt(scene, port, true);
+  if (client.place.host().running()) client.place.host().quarn().Chiudi(client.link);
+  scene.later(stay + kCallPause, [client] {
+    if (client.place.host().running()) client.place.host().quarn().Apri(client.link);
+  });
+  scene.later(kCallPause, [&scene, port, stay, deed = std::move(deed)] {
+    const auto peer = scene.engagePeer(port, stay);
+    peer->onConnect = [&scene, port, deed, caller = std::weak_ptr(peer)] {
+      deed(caller.lock(), sideAt(scene, port, false));
+    };
+    peer->call(port.port);
+  });
+}
+
 End& eitherEnd(Scene& scene, Connection& connection) {
   return scene.random.chance(500) ? connection.caller : connection.called;
 }
@@ -136,6 +181,7 @@ CallFate fateOf(Scene& scene) {
 void holdOne(Scene& scene) {
   const auto connection = scene.anyConnection();
   if (!connection) return;
+  scene.happened(Fault::Hold);
   const auto which = scene.random.below(3);
   if (which != 0) connection->caller.hold();
   if (which != 1) connection->called.hold();
@@ -147,6 +193,7 @@ void holdOne(Scene& scene) {
 void halfOpenOne(Scene& scene) {
   const auto connection = scene.anyConnection();
   if (!connection) return;
+  scene.happened(Fault::HalfOpen);
   const bool callerLearns = scene.random.chance(500);
   (callerLearns ? connection->caller : connection->called).hold();
   (callerLearns ? connection->called : connection->caller).cut(kConnectionReset);
@@ -154,9 +201,12 @@ void halfOpenOne(Scene& scene) {
 
 void breakSome(Scene& scene) {
   if (scene.random.chance(100)) {
+    scene.happened(Fault::Break);
+    scene.happened(Kind::BreakAll);
     for (const auto& connection : scene.site.world().network().connections())
       connection->cutBoth(scene.oneOf(kEndings));
   } else if (const auto connection = scene.anyConnection()) {
+    scene.happened(Fault::Break);
     const std::int16_t code = scene.oneOf(kEndings);
     scene.random.chance(300) ? connection->cutBoth(code) : eitherEnd(scene, *connection).cut(code);
   }
@@ -165,7 +215,9 @@ void breakSome(Scene& scene) {
 void callIn(Scene& scene) {
   Place& place = scene.anyPlace();
   const std::int32_t port = scene.anyPort();
+  scene.happened(Fault::Callers);
   const auto callers = scene.random.chance(200) ? scene.duration(2, 50) : 1;
+  if (callers > 1) scene.happened(Kind::CallerStorm);
   for (Milliseconds i = 0; i < callers; ++i) {
     const auto peer = scene.engagePeer({place.host().machine, port}, scene.duration(0, 100'000));
     behave(scene, *peer, port - kPortOfIdentifier0);
@@ -177,6 +229,7 @@ void squat(Scene& scene) {
   Place& place = scene.anyPlace();
   const std::int32_t port = scene.anyPort();
   if (scene.site.world().network().listening({place.host().machine, port})) return;
+  scene.happened(Fault::Squat);
   const auto peer = scene.engagePeer({place.host().machine, port}, scene.duration(1'000, 300'000));
   behave(scene, *peer, port - kPortOfIdentifier0);
   peer->listen(port);
@@ -186,21 +239,44 @@ void attack(Scene& scene) {
   callHostile(scene, scene.duration(500, 120'000), sendHostile);
 }
 
+// The first bytes of a text, one at a time.
+void drip(Scene& scene) {
+  callHostile(scene, kDripStay, [](Scene& here, ScriptedPeer& peer, int identifier) {
+    here.happened(Fault::Drip);
+    peer.end()->tamper = dripping(kDripPause);
+    peer.send(wire::frame(wire::message(identifier, {std::string(1, kHostileMark), "9CMD", "9."})));
+  });
+}
+
+// The clock of the host stands meanwhile: such a link is given up when the time has come.
 void sendEndless(Scene& scene) {
-  callHostile(scene, kLargeStay, [](Scene& here, ScriptedPeer& peer, int) {
-    here.happened(Fault::Endless);
-    peer.send('\2' + std::string(static_cast<std::size_t>(here.duration(1 << 20, 64 << 20)), kHostileMark));
+  callAlone(scene, kEndlessStay, [&scene](const std::shared_ptr<ScriptedPeer>& peer, Side server) {
+    scene.happened(Fault::Endless);
+    VirtualClock& clock = server.place.host().clock;
+    clock.setSpeed(0);
+    const auto size = static_cast<std::size_t>(scene.duration(1 << 20, 64 << 20));
+    peer->end()->conditions = {.window = kEndlessWindow};
+    peer->send('\2' + std::string(size, kHostileMark));
+    scene.later(kEndlessStay - kCallPause, [&scene, &clock, stranger = std::weak_ptr(peer)] {
+      clock.setSpeed(1000);
+      const auto still = stranger.lock();
+      if (still && still->end() != nullptr && still->end()->unsent() == 0) scene.happened(Kind::EndlessTaken);
+    });
   });
 }
 
 void sendBacklog(Scene& scene) {
-  callHostile(scene, kLargeStay, [](Scene& here, ScriptedPeer& peer, int identifier) {
-    here.happened(Fault::Backlog);
+  callAlone(scene, kBacklogStay, [&scene](const std::shared_ptr<ScriptedPeer>& peer, Side server) {
+    scene.happened(Fault::Backlog);
+    const int identifier = server.place.plan()[static_cast<std::size_t>(server.link - 1)].identifier;
     const std::string frame =
         wire::frame(wire::message(identifier, {std::string(1, kHostileMark), "9CMD", "9."}));
     std::string frames;
     for (int i = 0; i < kBacklogFrames; ++i) frames += frame;
-    peer.send(frames);
+    peer->onFrame = [&scene, answers = 0](const ScriptedPeer::Received&) mutable {
+      if (++answers == kBacklogFrames) scene.happened(Kind::BacklogTaken);
+    };
+    peer->send(frames);
   });
 }
 

@@ -22,7 +22,9 @@ void callIn(Scene& scene);
 void squat(Scene& scene);
 /// A hostile peer calls.
 void attack(Scene& scene);
-/// It sends a frame of 1 to 64 MiB without an end; 100,000 frames at once.
+/// It sends one byte every 9 seconds.
+void drip(Scene& scene);
+/// It has a link to itself, and sends a frame of 1 to 64 MiB without an end; 100,000 frames at once.
 void sendEndless(Scene& scene);
 void sendBacklog(Scene& scene);
 

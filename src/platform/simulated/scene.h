@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/simulated/fault.h"
+#include "platform/simulated/kind.h"
 #include "platform/simulated/random.h"
 #include "platform/simulated/site.h"
 
@@ -25,8 +26,11 @@ class Scene {
   FaultSet heavy;  // and often
   bool running = false;
   std::array<std::uint64_t, kFaultCount> counts{};
+  std::array<std::uint64_t, kKindCount> kinds{};
 
+  /// Said by the deeds themselves: some find nobody to befall.
   void happened(Fault fault) { ++counts[static_cast<std::size_t>(fault)]; }
+  void happened(Kind kind) { ++kinds[static_cast<std::size_t>(kind)]; }
   /// True, and counted, so many times in a thousand: `light` or `heavily` by the mix, never if the fault is
   /// off.
   bool strikes(Fault fault, std::uint32_t light, std::uint32_t heavily);

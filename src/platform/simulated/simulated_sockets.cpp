@@ -54,12 +54,13 @@ void SimulatedSockets::deliverPending() {
   schedule();
 }
 
-void SimulatedSockets::raise(SocketArray array, std::int16_t index, EventKind kind, std::int16_t code) {
+bool SimulatedSockets::raise(SocketArray array, std::int16_t index, EventKind kind, std::int16_t code) {
   const auto found = instances_.find({array, index});
-  if (found == instances_.end()) return;
+  if (found == instances_.end()) return false;
   SimulatedSocket& instance = *found->second;
   if (endsUse(kind, code)) instance.endUse();
   tell(instance.events_, array, index, kind, code, 0);
+  return true;
 }
 
 int SimulatedSockets::inUse() const {

@@ -48,8 +48,8 @@ class SimulatedSockets final : public SocketService {
   void deliverPending();
   bool anyPending() const { return !pending_.empty(); }
   /// An event out of the blue, at once, also from inside an operation: as the real control may raise it. A
-  /// close, and a failed connect, end the instance's use. Nothing happens if there is no such instance.
-  void raise(SocketArray array, std::int16_t index, EventKind kind, std::int16_t code);
+  /// close, and a failed connect, end the instance's use. False if there is no such instance.
+  bool raise(SocketArray array, std::int16_t index, EventKind kind, std::int16_t code);
 
   EventTrouble trouble;
   /// Descriptors that the host may have: one for each instance that listens, calls or carries a connection.

@@ -56,7 +56,12 @@ void Place::act() {
   if (polling_) takeAll();
   if (pause_ == 0) return;
   const auto link = static_cast<std::int16_t>(1 + random_.below(static_cast<std::uint32_t>(plan_.size())));
-  host_.quarn().Invia(link, "text " + std::to_string(++textsSent_) + std::string(random_.below(200), '.'));
+  send(link, 1);
+}
+
+void Place::send(std::int16_t link, int texts) {
+  for (; texts > 0; --texts)
+    host_.quarn().Invia(link, "text " + std::to_string(++textsSent_) + std::string(random_.below(200), '.'));
 }
 
 void Place::takeAll() {

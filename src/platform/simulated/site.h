@@ -43,6 +43,8 @@ class Place {
 
   /// Sends a text to a link drawn at random about every so many milliseconds; 0 = stops.
   void setTraffic(Milliseconds pause);
+  /// Sends that many texts to a link, now.
+  void send(std::int16_t link, int texts);
   /// Whether the application takes what has arrived, about once a second.
   void setPolling(bool polling) { polling_ = polling; }
   std::uint64_t textsSent() const { return textsSent_; }

@@ -28,6 +28,7 @@ Trouble::Trouble(Site& site, Random random, FaultSet allowed) : scene_(site, ran
       if (allowed.has(fault)) scene_.mix.add(fault);
       continue;
     }
+    if (isLater(fault) && !allowed.has(fault)) continue;
     const auto degree = scene_.random.below(4);  // half of them are off
     if (degree < 2 || !allowed.has(fault)) continue;
     scene_.mix.add(fault);
@@ -57,8 +58,13 @@ void Trouble::begin() {
       {Fault::HostCalls, 10 * kMinute, callHost},
       {Fault::Restart, 60 * kMinute, restart},
       {Fault::Deaf, 60 * kMinute, goDeaf},
+      {Fault::Burst, 720 * kMinute, burst},
+      {Fault::Add, 240 * kMinute, addLink},
+      {Fault::Leap, 240 * kMinute, leap},
+      {Fault::ClockYear, 480 * kMinute, jumpByMonths},
+      {Fault::Drip, 120 * kMinute, drip},
       {Fault::Endless, 240 * kMinute, sendEndless},
-      {Fault::Backlog, 240 * kMinute, sendBacklog},
+      {Fault::Backlog, 480 * kMinute, sendBacklog},
   };
   scene_.running = true;
   Network& network = scene_.site.world().network();
@@ -102,8 +108,6 @@ void Trouble::schedule(const Row& row) {
   const auto hosts = static_cast<std::int64_t>(scene_.site.places().size());
   const Milliseconds pause = row.pause / hosts / (scene_.heavy.has(row.fault) ? kHeavierBy : 1);
   scene_.later(scene_.random.between(1, 2 * pause), [this, &row] {
-    const bool countsItself = row.fault == Fault::Hostile || row.fault == Fault::Raise || isLarge(row.fault);
-    if (!countsItself) scene_.happened(row.fault);
     row.happen(scene_);
     schedule(row);
   });

@@ -34,8 +34,9 @@ class Trouble {
   }
 
   const FaultSet& mix() const { return scene_.mix; }
-  /// How often a fault has happened.
+  /// How often a fault, or one of its kinds, has happened.
   std::uint64_t count(Fault fault) const { return scene_.counts[static_cast<std::size_t>(fault)]; }
+  std::uint64_t count(Kind kind) const { return scene_.kinds[static_cast<std::size_t>(kind)]; }
 
  private:
   struct Row;

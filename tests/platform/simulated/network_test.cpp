@@ -196,7 +196,7 @@ TEST_F(NetworkTest, AHostilePeerOnABadNetworkIsTheSameEverywhere) {
   caller.end()->tamper = damaging({50, 50, 50, 50, 50, 50, 0, 500}, random.split());
   std::uint64_t sum = 14695981039346656037U;
   for (int i = 0; i < 300; ++i) {
-    caller.send(hostileBytes(random, 5));
+    caller.send(anyAttack(random).bytes(random, 5));
     world.run(1);
     for (const char byte : std::exchange(listener.bytes, {})) {
       sum = (sum ^ static_cast<unsigned char>(byte)) * 1099511628211U;
