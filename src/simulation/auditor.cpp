@@ -33,6 +33,10 @@ int codeOf(std::string_view reportTrace) {
   return code;
 }
 
+std::string_view fieldsOf(std::string_view message) {
+  return message.substr(std::min(message.find('|'), message.size()));
+}
+
 bool isPlain(std::string_view text) {
   return std::ranges::all_of(text, [](char byte) { return byte >= ' ' && byte <= '~' && byte != '|'; });
 }
@@ -112,7 +116,7 @@ void Auditor::traced(std::int16_t IdxQuarn, std::string_view text) {
       if (text.starts_with(kReportTrace)) reported(IdxQuarn, codeOf(text));
       break;
     case 'I':
-      memory.newBatch = memory.newBatch || text.starts_with(kBatchTrace);
+      if (text.starts_with(kBatchTrace)) memory.batch = fieldsOf(text);
       break;
     case 'N':
       if (text.starts_with(kGivenUpTrace)) givenUp(IdxQuarn);
@@ -167,7 +171,7 @@ void Auditor::sends(SocketArray array, std::int16_t index, std::string_view byte
   ++memory.framesSent;
   if (memory.sent != nullptr && bytes.size() > kEnvelope)
     TextLedger::sendBody(*memory.sent, bytes.substr(1, bytes.size() - kEnvelope));
-  if (memory.sent != nullptr && bytes.find(kData) != std::string_view::npos) sendsData(link);
+  if (memory.sent != nullptr && bytes.find(kData) != std::string_view::npos) sendsData(link, bytes);
   const std::string_view flaw = flawOfFrame(bytes, memory.identifier);
   if (plain_ && !flaw.empty()) found(link, std::string(flaw));
 }
@@ -180,10 +184,12 @@ void Auditor::fails(SocketArray array, std::int16_t index, bool bytesLost) {
   happened(link, Cause::Failed);
 }
 
-// Data without a batch built for it has been sent before; an acknowledgement that it carries comes again,
-// too.
-void Auditor::sendsData(std::int16_t link) {
-  if (!std::exchange(memoryOf(link).newBatch, false)) happened(link, Cause::Repeated);
+// Other data than a batch that waits to be sent has been sent before; an acknowledgement that it carries
+// comes again, too, and may be taken for that of the batch.
+void Auditor::sendsData(std::int16_t link, std::string_view bytes) {
+  std::string& batch = memoryOf(link).batch;
+  if (batch.empty() || !fieldsOf(bytes).starts_with(batch)) return happened(link, Cause::Repeated);
+  batch.clear();
 }
 
 void Auditor::calls(std::int16_t clientIndex) {

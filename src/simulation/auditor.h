@@ -63,7 +63,7 @@ class Auditor final : public ServicesWrapper,
     AuditedSocket* socket = nullptr;  // whose bytes the engine looks for; nullptr if it could not be made
     Instant stateDeadline, replyDeadline, aliveDeadline;
     std::uint64_t framesReceived = 0;
-    bool newBatch = false;              // built and not sent yet
+    std::string batch;                  // the fields of one that was built and has not been sent yet
     std::uint64_t framesSent = 0;       // in the step under way
     bool stirred = false;               // a text or a frame of it has shown in the step under way
     bool failed = false;                // an operation of it has failed in the step under way
@@ -124,7 +124,7 @@ class Auditor final : public ServicesWrapper,
   void added(std::int16_t link, std::span<const Value> parameters);
   void activated(std::int16_t link);
   void happened(std::int16_t link, Cause cause);
-  void sendsData(std::int16_t link);
+  void sendsData(std::int16_t link, std::string_view bytes);
   void sendsText(std::int16_t link, const std::string& text);
   Memory& stir(std::int16_t link);
   void inspectStirred();
