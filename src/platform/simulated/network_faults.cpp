@@ -13,10 +13,10 @@ namespace {
 constexpr std::int16_t kEndings[] = {0, 10050, 10052, 10053, 10054, 10060};
 constexpr std::int16_t kCallFailures[] = {10049, 10050, 10051, 10060, 10061, 10064, 10065};
 
-constexpr Milliseconds kEndlessStay = 300'000;        // enough to take 64 MiB, 64 KiB a tick
-constexpr std::size_t kEndlessWindow = 65'536;        // so that what has left was taken, but for so much
-constexpr Milliseconds kBacklogStay = 6 * 3'600'000;  // enough to handle 100,000 frames, one a tick
-constexpr Milliseconds kCallPause = 30'000;           // until a link whose client was closed listens again
+constexpr Milliseconds kEndlessStay = 300'000;     // enough to take 64 MiB, 64 KiB a tick
+constexpr std::size_t kEndlessWindow = 65'536;     // so that what has left was taken, but for so much
+constexpr Milliseconds kBacklogStay = 21'600'000;  // enough to handle 100,000 frames, one a tick
+constexpr Milliseconds kCallPause = 30'000;        // until a link whose client was closed listens again
 constexpr Milliseconds kDripPause = 9'000;
 constexpr Milliseconds kDripStay = 300'000;
 constexpr Milliseconds kLongestWay = 120'000;  // of a frame, its delay included
