@@ -1,6 +1,9 @@
 #include "platform/simulated/network_faults.h"
 
+#include <algorithm>
 #include <functional>
+#include <memory>
+#include <string>
 #include <utility>
 
 #include "platform/simulated/hostile_bytes.h"
@@ -119,22 +122,27 @@ void callHostile(Scene& scene, Milliseconds stay,
   peer->call(port);
 }
 
-// One end of a connection between two hosts.
+// One of the two links that have a port.
 struct Side {
   Place& place;
   std::int16_t link;
 };
 
+// Its index there, from 1; 0 if it is on another host.
+std::int16_t linkAt(const Place& place, std::int32_t port, bool client) {
+  const auto& plan = place.plan();
+  const auto found = std::ranges::find_if(plan, [&](const LinkPlan& link) {
+    return link.tcp && link.client == client && kPortOfIdentifier0 + link.identifier == port;
+  });
+  return static_cast<std::int16_t>(found == plan.end() ? 0 : found - plan.begin() + 1);
+}
+
+// Each port of a machine has both.
 Side sideAt(Scene& scene, Address port, bool client) {
-  for (const auto& place : scene.site.places()) {
-    if (place->host().machine != port.machine) continue;
-    const auto& plan = place->plan();
-    for (std::size_t i = 0; i < plan.size(); ++i) {
-      if (plan[i].tcp && plan[i].client == client && plan[i].identifier == port.port - kPortOfIdentifier0)
-        return {*place, static_cast<std::int16_t>(i + 1)};
-    }
-  }
-  return {*scene.site.places().front(), 1};
+  const auto& place = *std::ranges::find_if(scene.site.places(), [&](const auto& one) {
+    return one->host().machine == port.machine && linkAt(*one, port.port, client) != 0;
+  });
+  return {*place, linkAt(*place, port.port, client)};
 }
 
 // A stranger has some server link to itself: its client is closed for so long, and half a minute before.
