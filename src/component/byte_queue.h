@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace quarnex {
 
@@ -44,13 +45,15 @@ class ByteChunks {
 /// A queue of bytes that is one null pointer while it is empty.
 class ByteQueue {
  public:
-  bool empty() const { return chunks_ == nullptr || chunks_->empty(); }
+  bool empty() const { return chunks_ == nullptr; }
   std::size_t size() const { return empty() ? 0 : chunks_->size(); }
   std::size_t bytesHeld() const { return empty() ? 0 : chunks_->bytesHeld(); }
   void append(std::string_view bytes) {
     if (bytes.empty()) return;
-    if (chunks_ == nullptr) chunks_ = std::make_unique<ByteChunks>();
-    chunks_->append(bytes);
+    if (!empty()) return chunks_->append(bytes);
+    auto first = std::make_unique<ByteChunks>();
+    first->append(bytes);
+    chunks_ = std::move(first);
   }
   /// The first bytes that stand together in memory; not empty unless the queue is. Valid until the next
   /// change.
