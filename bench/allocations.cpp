@@ -7,14 +7,22 @@ namespace quarnex::bench {
 namespace {
 
 std::uint64_t count = 0;
+void (*judge)() = nullptr;
 
-void* counted(void* memory) {
+template <class Take>
+void* counted(const Take& take) {
   ++count;
+  if (judge != nullptr) judge();
+  void* const memory = take();
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
 
 }  // namespace
+
+void setAllocationJudge(void (*newJudge)()) {
+  judge = newJudge;
+}
 
 std::uint64_t allocations() {
   return count;
@@ -24,11 +32,11 @@ std::uint64_t allocations() {
 
 // The array and nothrow forms end here, too.
 void* operator new(std::size_t size) {
-  return quarnex::bench::counted(std::malloc(size));
+  return quarnex::bench::counted([&] { return std::malloc(size); });
 }
 void* operator new(std::size_t size, std::align_val_t alignment) {
   const auto step = static_cast<std::size_t>(alignment);
-  return quarnex::bench::counted(std::aligned_alloc(step, (size + step - 1) / step * step));
+  return quarnex::bench::counted([&] { return std::aligned_alloc(step, (size + step - 1) / step * step); });
 }
 void operator delete(void* memory) noexcept {
   std::free(memory);

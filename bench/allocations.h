@@ -1,4 +1,4 @@
-// Counts what this program asks the heap for.
+// Takes the place of the program's heap: counts what it is asked for, and refuses on demand.
 #pragma once
 
 #include <cstdint>
@@ -7,5 +7,8 @@ namespace quarnex::bench {
 
 /// Calls of `operator new` so far, in any of its forms.
 std::uint64_t allocations();
+
+/// Called first in each of those calls from now on; what it throws is the call's failure. nullptr: nothing.
+void setAllocationJudge(void (*judge)());
 
 }  // namespace quarnex::bench

@@ -5,20 +5,46 @@
 #include <algorithm>
 #include <cstdint>
 #include <exception>
+#include <new>
 #include <span>
 #include <string>
 #include <vector>
 
+#include "bench/allocations.h"
 #include "exchange/frame.h"
 #include "quarnex/event_report.h"
 #include "simulation/invariants.h"
-#include "support/scarce_heap.h"
 #include "support/stub_host.h"
 
 namespace quarnex::test {
 namespace {
 
 using Texts = std::vector<std::string>;
+
+/// While it lives the `first`-th piece (from 1) that the engine asks for is refused, and with `further` every
+/// later one, too. What stubs ask for is given. One at a time.
+class ScarceHeap {
+ public:
+  ScarceHeap(long first, bool further) {
+    left_ = first;
+    further_ = further;
+    refused = false;
+    bench::setAllocationJudge([] {
+      if (StubAtWork::depth > 0 || --left_ > 0 || (left_ < 0 && !further_)) return;
+      refused = true;
+      throw std::bad_alloc();
+    });
+  }
+  ~ScarceHeap() { bench::setAllocationJudge(nullptr); }
+  ScarceHeap(const ScarceHeap&) = delete;
+  ScarceHeap& operator=(const ScarceHeap&) = delete;
+
+  static inline bool refused = false;
+
+ private:
+  static inline long left_ = 0;
+  static inline bool further_ = false;
+};
 
 const std::string kLong(300, 'q');
 const std::string kVeryLong(70'000, 'q');
@@ -160,7 +186,7 @@ class WantOfMemory : public testing::TestWithParam<Deed> {
     const std::uint32_t reconnections = record.history.reconnections;
     act(host, n, all);
     EXPECT_TRUE(onlyFailures);
-    if (!ScarceHeap::refused()) return false;
+    if (!ScarceHeap::refused) return false;
     EXPECT_EQ(&host.record(1), &record);
     expectOrder(host);
     if (record.history.reconnections == reconnections && !GetParam().empties) expectEarlierTexts(record);

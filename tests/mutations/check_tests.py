@@ -26,7 +26,7 @@ SEEDS = range(1, 31)  # of the simulated sites, some 2 seconds each; the first t
 
 QUARN = f"{BUILD}/bin/quarn"
 SUITES = {
-    "simulation": "*TroubleAtASite*:*FailingOperations*:*Nesting*:*StruckFrames*:TwoHosts*:Recorder*:*Lives*:ALife*:AHostileNeighbour*",
+    "simulation": "*FailingOperations*:*Nesting*:*StruckFrames*:TwoHosts*:Recorder*:*Lives*:ALife*:AHostileNeighbour*",
     "adapters": "*SocketContract*:*Posix*:ErrorNumbers*:ProcessLibrary*",
     "replay": "Player*:RecordingReader*:RecordingPrinter*:*Shrinker*",
 }

@@ -3,7 +3,6 @@
 #include "recording/file_sink.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <chrono>
@@ -20,6 +19,7 @@
 
 #include "quarnex/failure.h"
 #include "recording/player.h"
+#include "support/file_size_limit.h"
 #include "support/temporary_folder.h"
 
 namespace quarnex::recording {
@@ -93,22 +93,6 @@ TEST_F(FileSinkTest, KeepsNoMoreThanItMayWhileNobodyTakesIt) {
   sink.reset();
   expectMarked(text.get(), kHeader.size() + kTicks * kTick.size());
 }
-
-/// No file of this process may grow beyond so many bytes.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t bytes) {
-    getrlimit(RLIMIT_FSIZE, &before_);
-    const rlimit limit{bytes, before_.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &before_); }
-  FileSizeLimit(const FileSizeLimit&) = delete;
-  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
- private:
-  rlimit before_{};
-};
 
 TEST_F(FileSinkTest, MarksWhatAFullDiskDoesNotTakeAndGoesOnWhenThereIsRoomAgain) {
   {

@@ -57,18 +57,6 @@ def server_speaks_bytes(identifier):
         CHECK.assertEqual([f"X000E0702[#I{identifier}#$TTEST$]"], rpc.items(link, 1))
 
 
-def two_hosts_talk(identifier):
-    with Rpc() as server, Rpc() as client:
-        s, c = server.open("TEST", identifier, client=False), client.open("TEST", identifier, client=True)
-        client.wait_for(lambda: client.Connesso(c) and server.Connesso(s), seconds=50)
-        up, down = [f"up {i}" for i in range(30)], [f"down {i}" for i in range(30)]
-        for i in range(30):
-            client.Invia(c, up[i])
-            server.Invia(s, down[i])
-        CHECK.assertEqual(up, server.items(s, 30, reports=False))
-        CHECK.assertEqual(down, client.items(c, 30, reports=False))
-
-
 def refused_call_is_reported(identifier):
     with Rpc() as rpc:
         link = rpc.open("TEST", identifier, client=True)
@@ -151,7 +139,7 @@ def broken_output_closes(identifier):
         CHECK.assertIn(b"done: 0 lines acknowledged, 1 text received", said)
 
 
-SCENARIOS = [client_speaks_bytes, server_speaks_bytes, two_hosts_talk, refused_call_is_reported,
+SCENARIOS = [client_speaks_bytes, server_speaks_bytes, refused_call_is_reported,
              sessions_exchange_lines, losses_are_told, interruptions, broken_output_closes]
 
 

@@ -67,7 +67,7 @@ void Place::send(std::int16_t link, int texts) {
 void Place::takeAll() {
   for (std::size_t i = 1; i <= plan_.size(); ++i) {
     const auto link = static_cast<std::int16_t>(i);
-    for (; host_.quarn().MessaggioArrivato(link); ++textsTaken_) host_.quarn().GetMessaggioArrivato(link);
+    while (host_.quarn().MessaggioArrivato(link)) host_.quarn().GetMessaggioArrivato(link);
   }
 }
 

@@ -47,8 +47,6 @@ class Place {
   void send(std::int16_t link, int texts);
   /// Whether the application takes what has arrived, about once a second.
   void setPolling(bool polling) { polling_ = polling; }
-  std::uint64_t textsSent() const { return textsSent_; }
-  std::uint64_t textsTaken() const { return textsTaken_; }
 
  private:
   void shuffle();
@@ -64,7 +62,6 @@ class Place {
   bool sound_ = true;
   VirtualTime::Appointment next_;
   std::uint64_t textsSent_ = 0;
-  std::uint64_t textsTaken_ = 0;
 };
 
 /// With one type of peer, more links than this cannot have a port each and be told apart in messages.

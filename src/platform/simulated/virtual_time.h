@@ -32,9 +32,6 @@ class VirtualTime {
   /// Runs everything that is due at `latest` or before; then it is `latest`.
   void runUntil(Milliseconds latest);
 
-  /// Tasks run so far, a measure of the work done.
-  std::uint64_t tasksRun() const { return tasksRun_; }
-
  private:
   struct Entry {
     Milliseconds when;
@@ -54,7 +51,6 @@ class VirtualTime {
 
   Milliseconds now_ = 0;
   std::uint64_t lastOrder_ = 0;
-  std::uint64_t tasksRun_ = 0;
   std::vector<Entry> heap_;  // the earliest in front; entries of cancelled tasks stay until they come up
   std::vector<Slot> slots_;
   std::vector<std::uint32_t> freeSlots_;

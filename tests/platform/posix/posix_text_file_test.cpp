@@ -2,13 +2,13 @@
 #include "platform/posix/posix_text_file.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 
 #include "platform/socket_contract.h"
+#include "support/file_size_limit.h"
 #include "support/temporary_folder.h"
 
 namespace quarnex {
@@ -25,23 +25,6 @@ class PosixTextFileTest : public testing::Test {
   TemporaryFolder folder;
   std::string name = (folder.path() / "log.txt").string();
   PosixTextFile file;
-};
-
-// While it lives no file grows beyond `bytes`; a write that would is cut short there, as on a full disk. The
-// signal of such a write would end the test.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t bytes) {
-    ::getrlimit(RLIMIT_FSIZE, &before_);
-    const rlimit limit{bytes, before_.rlim_max};
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~FileSizeLimit() { ::setrlimit(RLIMIT_FSIZE, &before_); }
-  FileSizeLimit(const FileSizeLimit&) = delete;
-  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
- private:
-  rlimit before_{};
 };
 
 TEST_F(PosixTextFileTest, ANameThatCannotBeCreatedFailsWithItsNumber) {
