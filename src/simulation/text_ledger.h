@@ -64,6 +64,8 @@ class Course {
   }
   /// Whether a frame that the network kept back or made up may still arrive.
   bool damaged() const { return latest(Cause::Damaged) >= begun_; }
+  /// Whether a full queue may have dropped the first copy of a text that was sent twice.
+  bool overflowed() const { return latest(Cause::Overflow) >= begun_; }
   /// True once a body has come in that the peer never sent: a stranger's, or pieces of several frames that
   /// the checksum did not tell from a whole one. Until the receiver begins anew texts may arrive that the
   /// peer did not send, in any order.
