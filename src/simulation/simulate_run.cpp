@@ -22,7 +22,7 @@ using simulated::Milliseconds;
 
 constexpr int kPairs = 2;
 constexpr Milliseconds kSecond = 1000;
-constexpr Milliseconds kHour = 3600 * kSecond;
+constexpr Milliseconds kMinute = 60 * kSecond;
 constexpr Milliseconds kTextPause = 3 * kSecond;
 // A call or a listen that has just begun takes 60 seconds to fail; then come 10 of waiting until the next
 // attempt, up to 20 until the other side makes its own, and the ticks between.
@@ -71,8 +71,8 @@ class Run {
     site_.start();
     setTraffic(kTextPause);
     trouble_.begin();
-    for (Milliseconds left = plan_.trouble; left > 0; left -= kHour) {
-      pass(std::min(left, kHour));
+    for (Milliseconds left = plan_.trouble; left > 0; left -= kMinute) {
+      pass(std::min(left, kMinute));
       requireLittleMemory();
     }
     trouble_.end();
