@@ -307,7 +307,6 @@ void addLink(Scene& scene) {
   if (library.ConnectionCount >= std::ssize(place.plan()) + kAddedLinksMax) return;
   scene.happened(Fault::Add);
   quarn.Add("ABC", static_cast<std::int16_t>(added), client, true);
-  quarn.Apri(library.ConnectionCount);
 }
 
 void leap(Scene& scene) {
