@@ -297,16 +297,16 @@ void burst(Scene& scene) {
   place.send(link, texts);
 }
 
+// It stays closed: two of them on one port would meet, and nothing bounds how long such a pair takes to
+// leave.
 void addLink(Scene& scene) {
   Place& place = scene.anyPlace();
   const int added = scene.site.tcpLinks() + static_cast<int>(scene.random.between(1, kAddedLinksMax));
   const bool client = scene.random.chance(500);
   if (!place.host().running() || added >= kTcpLinksMax) return;
-  QuarnSocket& quarn = place.host().quarn();
-  Library& library = place.host().library();
-  if (library.ConnectionCount >= std::ssize(place.plan()) + kAddedLinksMax) return;
+  if (place.host().library().ConnectionCount >= std::ssize(place.plan()) + kAddedLinksMax) return;
   scene.happened(Fault::Add);
-  quarn.Add("ABC", static_cast<std::int16_t>(added), client, true);
+  place.host().quarn().Add("ABC", static_cast<std::int16_t>(added), client, true);
 }
 
 void leap(Scene& scene) {
