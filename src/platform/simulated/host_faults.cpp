@@ -297,16 +297,18 @@ void burst(Scene& scene) {
   place.send(link, texts);
 }
 
-// It stays closed: two of them on one port would meet, and nothing bounds how long such a pair takes to
-// leave.
+// A link without a peer: clients and servers that are added have no identifier in common. Two that met would
+// be a pair whose time to leave nothing bounds.
 void addLink(Scene& scene) {
   Place& place = scene.anyPlace();
-  const int added = scene.site.tcpLinks() + static_cast<int>(scene.random.between(1, kAddedLinksMax));
   const bool client = scene.random.chance(500);
+  const int nth = 2 * static_cast<int>(scene.random.below(kAddedLinksMax)) + (client ? 1 : 2);
+  const int added = scene.site.tcpLinks() + nth;
   if (!place.host().running() || added >= kTcpLinksMax) return;
   if (place.host().library().ConnectionCount >= std::ssize(place.plan()) + kAddedLinksMax) return;
   scene.happened(Fault::Add);
-  place.host().quarn().Add("ABC", static_cast<std::int16_t>(added), client, true);
+  QuarnSocket& quarn = place.host().quarn();
+  quarn.Apri(quarn.Add("ABC", static_cast<std::int16_t>(added), client, true));
 }
 
 void leap(Scene& scene) {
