@@ -28,6 +28,20 @@ std::string timeOf(const LocalTime& time) {
   return componi(Zeri{time.hour, 2}, ':', Zeri{time.minute, 2}, ':', Zeri{time.second, 2});
 }
 
+std::string counted(std::size_t number, std::string_view what) {
+  return componi(number, ' ', what, number == 1 ? "" : "s");
+}
+
+bool isPoll(const Line& line) {
+  return line.kind == LineKind::Call &&
+         (line.method->name == "MessaggioArrivato" || line.method->name == "GetDebug");
+}
+
+bool findsNothing(const Line& line) {
+  return line.kind == LineKind::Result &&
+         (line.values[0] == Value{false} || line.values[0] == Value{std::string()});
+}
+
 }  // namespace
 
 RecordingPrinter::RecordingPrinter(RecordingReader& reader, std::ostream& out)
@@ -38,15 +52,15 @@ void RecordingPrinter::print() {
   try {
     while (reader_.next(line)) show(line);
   } catch (const DamagedLine&) {
-    settleTick(nullptr);
+    settleStep(nullptr);
     throw;
   }
-  settleTick(nullptr);
+  settleStep(nullptr);
   if (missing_) throw DamagedLine(*missing_);
 }
 
 void RecordingPrinter::show(const Line& line) {
-  settleTick(&line);
+  if (settleStep(&line)) return;
   if (line.utcOffset && (line.isStep() || line.kind == LineKind::Now)) utcOffset_ = *line.utcOffset;
   learn(line);
   if (line.kind == LineKind::Missing) {
@@ -65,40 +79,48 @@ void RecordingPrinter::show(const Line& line) {
 
 void RecordingPrinter::showStep(const Line& step) {
   depth_ = step.nested ? depth_ + 1 : 0;
-  const Heading heading{reader_.number(), step.at};
-  if (step.kind == LineKind::Tick && !step.nested) {
+  const Heading heading{reader_.number(), step.at, step.kind == LineKind::Call ? "host" : tagFor(step),
+                        wordsFor(step)};
+  if (isPoll(step)) {
+    poll_ = heading;
+  } else if (step.kind == LineKind::Tick && !step.nested) {
     tick_ = heading;
   } else {
-    showHeading(heading, step.kind == LineKind::Call ? "host" : tagFor(step), wordsFor(step));
+    showHeading(heading);
   }
 }
 
-// A tick that the next step follows at once did nothing. `next` is null at the end.
-void RecordingPrinter::settleTick(const Line* next) {
+// A tick that the next step follows at once did nothing. True if `next` is the answer of a poll that found
+// nothing: it is counted with it. `next` is null at the end.
+bool RecordingPrinter::settleStep(const Line* next) {
   const bool stepEnds = next == nullptr || (next->isStep() && !next->nested);
-  if (tick_ && stepEnds) {
-    ++quietTicks_;
-  } else if (tick_) {
-    showHeading(*tick_, "", "tick");
-  }
+  const bool quietPoll = poll_ && next != nullptr && findsNothing(*next);
+  if (quietPoll) ++quietPolls_;
+  if (tick_ && stepEnds) ++quietTicks_;
+  if (poll_ && !quietPoll) showHeading(*poll_);
+  if (tick_ && !stepEnds) showHeading(*tick_);
+  poll_.reset();
   tick_.reset();
-  if (next == nullptr) showQuietTicks();
+  if (next == nullptr) showQuietSteps();
+  return quietPoll;
 }
 
-void RecordingPrinter::showQuietTicks() {
-  if (quietTicks_ > 0)
-    row(0, "", "", componi('(', quietTicks_, quietTicks_ == 1 ? " tick" : " ticks", " without effect)"));
-  quietTicks_ = 0;
+void RecordingPrinter::showQuietSteps() {
+  std::string steps;
+  if (quietTicks_ > 0) steps = counted(quietTicks_, "tick");
+  if (quietPolls_ > 0) steps += (steps.empty() ? "" : ", ") + counted(quietPolls_, "poll");
+  if (!steps.empty()) row(0, "", "", '(' + steps + " without effect)");
+  quietTicks_ = quietPolls_ = 0;
 }
 
-void RecordingPrinter::showHeading(const Heading& heading, std::string_view tag, std::string_view words) {
-  showQuietTicks();
+void RecordingPrinter::showHeading(const Heading& heading) {
+  showQuietSteps();
   const LocalTime time = localTime(heading.at, utcOffset_);
   if (date_ != dateOf(time)) {
     date_ = dateOf(time);
     out_ << date_ << '\n';
   }
-  row(heading.number, timeOf(time), tag, words);
+  row(heading.number, timeOf(time), heading.tag, heading.words);
 }
 
 void RecordingPrinter::row(std::size_t number, std::string_view time, std::string_view tag,
@@ -119,7 +141,8 @@ void RecordingPrinter::learn(const Line& line) {
     }
   }
   if (adding_.empty()) return;
-  if (line.kind == LineKind::Performed) socketTags_[{line.socket.array, line.socket.index}] = adding_;
+  if (line.kind == LineKind::Performed && line.operation == Operation::Create)
+    socketTags_[{line.socket.array, line.socket.index}] = adding_;
   if (line.kind == LineKind::Result && std::holds_alternative<std::int16_t>(line.values[0])) {
     linkTags_[std::get<std::int16_t>(line.values[0])] = adding_;
     adding_.clear();

@@ -15,7 +15,7 @@
 namespace quarnex::recording {
 
 /// One row a line: its number, the time where a step begins, whose link it concerns, what it says. What is
-/// nested is indented; ticks that do nothing are only counted.
+/// nested is indented; ticks that do nothing and polls that find nothing are only counted.
 class RecordingPrinter {
  public:
   RecordingPrinter(RecordingReader& reader, std::ostream& out);
@@ -28,13 +28,15 @@ class RecordingPrinter {
   struct Heading {
     std::size_t number;
     Instant at;
+    std::string tag;
+    std::string words;
   };
 
   void show(const Line& line);
   void showStep(const Line& step);
-  void settleTick(const Line* next);
-  void showQuietTicks();
-  void showHeading(const Heading& heading, std::string_view tag, std::string_view words);
+  bool settleStep(const Line* next);
+  void showQuietSteps();
+  void showHeading(const Heading& heading);
   void row(std::size_t number, std::string_view time, std::string_view tag, std::string_view words);
   void learn(const Line& line);
   std::string tagFor(const Line& line) const;
@@ -45,7 +47,9 @@ class RecordingPrinter {
   std::string date_;             // printed last
   std::size_t depth_ = 0;        // of nested steps
   std::optional<Heading> tick_;  // whose next line will tell whether it did anything
+  std::optional<Heading> poll_;  // whose next line will tell whether it found anything
   std::size_t quietTicks_ = 0;   // not printed yet
+  std::size_t quietPolls_ = 0;
   std::optional<DamagedLine> missing_;
 
   std::string adding_;  // tag of the link that an `Add` in progress registers

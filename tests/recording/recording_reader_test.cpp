@@ -119,8 +119,17 @@ TEST(RecordingPrinter, ShowsTimeTagAndWordsAndEverythingBeforeADamagedLine) {
   std::istringstream in(kHeader +
                         R"({"at":0,"call":"Add","params":["AB",5,true,true]}
 {"did":"create","socket":"ClientSocket","index":1}
+{"at":0,"tick":true,"nested":true}
+{"did":"fetch","socket":"ClientSocket","index":2}
+{"end":true}
 {"result":1}
 {"at":86399,"tick":true}
+{"at":86399,"call":"MessaggioArrivato","params":[1]}
+{"result":false}
+{"at":86399,"call":"GetDebug","params":[1]}
+{"result":""}
+{"at":86400,"call":"MessaggioArrivato","params":[1]}
+{"result":true}
 {"at":86400,"tick":true}
 {"trace":1,"text":"\u0002\u009bx"}
 {"did":"connect","socket":"ClientSocket","index":1}
@@ -137,15 +146,19 @@ TEST(RecordingPrinter, ShowsTimeTagAndWordsAndEverythingBeforeADamagedLine) {
   EXPECT_EQ(out.str(), R"(1970-01-01
        2  01:00:00  host                Add("AB", 5, true, true)
        3            ETH 05 AB           > create ClientSocket 1
-       4                                returns 1
-                                        (1 tick without effect)
+       4  01:00:00                        tick
+       5                                  > fetch ClientSocket 2
+       7                                returns 1
+                                        (1 tick, 2 polls without effect)
 1970-01-02
-       6  01:00:00                      tick
-       7            ETH 05 AB           \u0002\u009bx
-       8            ETH 05 AB           > connect ClientSocket 1
-       9  01:00:01  ETH 05 AB             Close on ClientSocket 1, code 10054
-      11            ETH 05 AB           < connect failed: 10055 full
-      12                                (70 bytes could not be recorded here)
+      13  01:00:00  host                MessaggioArrivato(1)
+      14                                returns true
+      15  01:00:00                      tick
+      16            ETH 05 AB           \u0002\u009bx
+      17            ETH 05 AB           > connect ClientSocket 1
+      18  01:00:01  ETH 05 AB             Close on ClientSocket 1, code 10054
+      20            ETH 05 AB           < connect failed: 10055 full
+      21                                (70 bytes could not be recorded here)
                                         (1 tick without effect)
 )");
 }
