@@ -71,8 +71,8 @@ TEST_P(Lives, HoldWhatMustHold) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, Lives,
-                         testing::Values(Life{2, 0x5b68bf0c60629122}, Life{3, 0xa3b5f3861ec02a34},
-                                         Life{8, 0xaa751718d314128c}, Life{19, 0xbe6767fd7b28f4f7},
+                         testing::Values(Life{2, 0x5b68bf0c60629122}, Life{3, 0x9fd2be285aa2a7c1},
+                                         Life{8, 0x4e605b6addb9877d}, Life{19, 0xfa88dad2ce215d0c},
                                          Life{1, 0x423769c08e4abd08, simulated::kLinksMax, 5'000}),
                          [](const auto& row) { return std::to_string(row.param.seed); });
 
@@ -104,7 +104,7 @@ TEST(ALife, IsTheSameAgainAndItsRecordingsReplay) {
     hash.add(file.path().filename().string() + text);
     bytes ^= hash.value();
   }
-  EXPECT_EQ(bytes, 0x241a01fdedbd7b57) << "on every compiler, with and without sanitizers";
+  EXPECT_EQ(bytes, 0x7b51ddc014fcc980) << "on every compiler, with and without sanitizers";
   EXPECT_EQ(files, recorded.engines);
   EXPECT_NE(simulate(planOf(6)).hash, plain.hash);
 }

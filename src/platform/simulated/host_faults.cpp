@@ -220,8 +220,8 @@ void changeSummerTime(Scene& scene) {
 void stall(Scene& scene) {
   Loop& loop = scene.anyHost().loop;
   scene.happened(Fault::Stall);
-  const Milliseconds by = scene.random.chance(5) ? scene.random.between(kHour, 2 * kDay)
-                                                 : scene.duration(kSecond, 3 * kMinute);
+  const Milliseconds by =
+      scene.random.chance(5) ? scene.random.between(kHour, 2 * kDay) : scene.duration(kSecond, 3 * kMinute);
   if (by > kDay) scene.happened(Kind::StallOverDay);
   loop.stall(by);
 }

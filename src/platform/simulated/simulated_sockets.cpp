@@ -105,8 +105,9 @@ std::optional<SimulatedSockets::Event> SimulatedSockets::takeNext() {
   const auto position = pending_.begin() + static_cast<std::ptrdiff_t>(chosen);
   Event event = std::move(*position);
   pending_.erase(position);
+  if (event.kind == EventKind::Accept && !event.hollow) event.handle = ++lastHandle_;
   if (random_.chance(trouble.twice)) {
-    Event again{event.instance, event.use, event.kind, event.code, nullptr, event.due, true};
+    Event again{event.instance, event.use, event.kind, event.code, nullptr, event.due, true, event.handle};
     pending_.push_front(std::move(again));
   }
   return event;
@@ -131,7 +132,7 @@ void SimulatedSockets::deliver(Event event) {
   if (event.kind == EventKind::Accept && !event.hollow) return deliverCaller(std::move(event));
   if (!event.hollow && event.end) instance.carry(std::move(event.end));
   if (!event.hollow && endsUse(event.kind, event.code)) instance.endUse();
-  tell(instance.events_, instance.array_, instance.index_, event.kind, event.code, lastHandle_);
+  tell(instance.events_, instance.array_, instance.index_, event.kind, event.code, event.handle);
 }
 
 // A caller that has vanished raises nothing. One for whom there is no descriptor stays where it is.
@@ -144,10 +145,9 @@ void SimulatedSockets::deliverCaller(Event event) {
     return tell(instance.events_, instance.array_, instance.index_, EventKind::Accept, kTooManyDescriptors,
                 0);
   }
-  const std::int32_t handle = ++lastHandle_;
-  offered_.emplace(handle, std::move(event.end));
-  tell(instance.events_, instance.array_, instance.index_, EventKind::Accept, 0, handle);
-  const auto left = offered_.extract(handle);
+  offered_.emplace(event.handle, std::move(event.end));
+  tell(instance.events_, instance.array_, instance.index_, EventKind::Accept, 0, event.handle);
+  const auto left = offered_.extract(event.handle);
   if (!left.empty()) left.mapped()->abandon();
 }
 

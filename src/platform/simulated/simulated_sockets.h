@@ -72,7 +72,8 @@ class SimulatedSockets final : public SocketService {
     std::int16_t code;
     std::shared_ptr<End> end;  // of a new connection
     Milliseconds due = 0;
-    bool hollow = false;  // told though its use has ended or was told before; changes nothing
+    bool hollow = false;      // told though its use has ended or was told before; changes nothing
+    std::int32_t handle = 0;  // of a caller, once it is told
   };
 
   void post(Event event);
