@@ -19,6 +19,8 @@ constexpr std::size_t kUnwrittenBytesMax = std::size_t{16} * 1024 * 1024;
 constexpr int kQueueLimit = 5000;
 // When a link is asked to close, it drops what its host has not taken; hosts look several times a second.
 constexpr std::chrono::seconds kTimeForPeersHost{1};
+// Each attempt of an outage fails like the one before it. What it says is said again after so long.
+constexpr std::chrono::minutes kReminder{10};
 
 std::string counted(std::uint64_t count, const std::string& noun) {
   return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
@@ -88,9 +90,13 @@ void LinkSession::takeItem(const std::string& item) {
 // 702 comes after every failed attempt, too, and twice at a close.
 void LinkSession::sayReport(const EventReport& report) {
   const bool before = connected_;
-  if (report.code == kConnectedReport) connected_ = true;
+  if (report.code == kConnectedReport) {
+    connected_ = true;
+    said_.clear();
+  }
   if (report.code == kDisconnectedReport) connected_ = false;
   if (report.code == kDisconnectedReport && !before) return;
+  if (report.code == kErrorNoticeReport && saidLately(report.detail)) return;
   const bool replaced = report.code == kConnectedReport && before;
   console_.say(timeOfReport(report),
                reportInWords(report) + (replaced ? ", another caller in place of the one before" : ""));
@@ -104,7 +110,16 @@ void LinkSession::takeTraces(const LinkSnapshot& link) {
 void LinkSession::sayState(const LinkSnapshot& link) {
   if (!link.deadline || link.why == stateSaid_) return;
   stateSaid_ = link.why;
-  console_.say(link.why);
+  if (!saidLately(withoutTimes(link.why))) console_.say(link.why);
+}
+
+bool LinkSession::saidLately(const std::string& words) {
+  const auto now = steady_clock::now();
+  if (now >= saidSince_ + kReminder) {
+    said_.clear();
+    saidSince_ = now;
+  }
+  return !said_.insert(words).second;
 }
 
 void LinkSession::checkStreams() {

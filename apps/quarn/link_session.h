@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "quarn/console.h"
@@ -47,6 +48,7 @@ class LinkSession {
   void sayReport(const EventReport& report);
   void takeTraces(const LinkSnapshot& link);
   void sayState(const LinkSnapshot& link);
+  bool saidLately(const std::string& words);
   void checkStreams();
   void checkRecording();
   void advanceStage();
@@ -76,6 +78,8 @@ class LinkSession {
   bool connected_ = false;  // by the reports
   std::uint64_t received_ = 0;
   std::string stateSaid_;
+  std::set<std::string> said_;  // of what an outage repeats
+  std::chrono::steady_clock::time_point saidSince_;
 };
 
 }  // namespace quarnex::tool

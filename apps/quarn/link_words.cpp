@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <regex>
 
 #include "diagnostics/link_words.h"
 
@@ -53,6 +54,11 @@ std::string timeOfReport(const EventReport& report) {
   std::array<char, 40> text{};
   std::snprintf(text.data(), text.size(), "%02d:%02d:%02d", report.hour, report.minute, report.second);
   return text.data();
+}
+
+std::string withoutTimes(const std::string& sentence) {
+  static const std::regex time("[0-9]{2}:[0-9]{2}:[0-9]{2}");
+  return std::regex_replace(sentence, time, "");
 }
 
 std::string waitInWords(const LinkSnapshot& link, std::int64_t now) {
