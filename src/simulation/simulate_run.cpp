@@ -29,6 +29,10 @@ constexpr Milliseconds kTextPause = 3 * kSecond;
 constexpr Milliseconds kRecoveryMax = 95 * kSecond;
 constexpr Milliseconds kBatchMax = 10 * kSecond;
 constexpr int kTextsPerBatch = 20;
+// A tick takes one frame, and its answer may meet as many at the other end.
+constexpr Milliseconds kFrameMax = 400;
+constexpr std::size_t kFrameBytesMin = 20;
+constexpr std::size_t kFewBytes = 200;                        // what a quiet link may have to take
 constexpr std::size_t kLogBytesKept = std::size_t{64} << 10;  // nobody reads the logs of simulated years
 // One exchange takes "9K" across, and the peer closes. A batch that is not acknowledged goes out again after
 // 5 seconds; this allows for two.
@@ -135,7 +139,9 @@ class Run {
   void settle() {
     setTraffic(0);
     const Milliseconds batches = mostQueued() / kTextsPerBatch + 1;
-    await([this] { return mostQueued() == 0 && site_.allConnected(); }, kRecoveryMax + batches * kBatchMax,
+    const auto frames = static_cast<Milliseconds>(mostUntaken() / kFrameBytesMin);
+    await([this] { return mostQueued() == 0 && mostUntaken() <= kFewBytes && site_.allConnected(); },
+          kRecoveryMax + batches * kBatchMax + frames * kFrameMax,
           "queued texts do not go out though links are connected");
     pass(30 * kSecond);
     if (!sound()) return;
@@ -152,6 +158,23 @@ class Run {
       Library& library = place->host().library();
       for (int link = 1; link <= library.ConnectionCount; ++link)
         most = std::max(most, library.ConnectionTable[static_cast<std::int16_t>(link)].CodaInvio.Count);
+    }
+    return most;
+  }
+
+  // Bytes that have come in and wait for their turn, of any link: a host that has stood still for long has
+  // many.
+  std::size_t mostUntaken() {
+    std::size_t most = 0;
+    for (const auto& place : site_.places()) {
+      Library& library = place->host().library();
+      for (int link = 1; link <= library.ConnectionCount; ++link) {
+        const ConnectionRecord& record = library.ConnectionTable[static_cast<std::int16_t>(link)];
+        simulated::End* const end =
+            record.ConnessioneClient ? place->host().sockets.end(SocketArray::ClientSocket, record.IdxClient)
+                                     : place->host().sockets.end(SocketArray::SrvAccept, record.IdxServer);
+        most = std::max(most, record.Ricevuto.size() + (end != nullptr ? end->arrived() + end->unsent() : 0));
+      }
     }
     return most;
   }
