@@ -12,8 +12,9 @@ namespace {
 
 constexpr std::string_view kBeginning = "text ";
 constexpr std::size_t kBatchMax = 20;
-// More than the queues of both sides can hold on to, and what bursts push out of them.
-constexpr std::ptrdiff_t kRemembered = 30'000;
+// More than a host sends while its peer stands still for days with one of the texts in its queue, bursts
+// included.
+constexpr std::ptrdiff_t kRemembered = 200'000;
 
 std::uint64_t hashOf(std::string_view body) {
   StreamHash hash;
