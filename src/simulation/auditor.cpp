@@ -116,13 +116,13 @@ void Auditor::traced(std::int16_t IdxQuarn, std::string_view text) {
       if (text.starts_with(kReportTrace)) reported(IdxQuarn, codeOf(text));
       break;
     case 'I':
-      if (text.starts_with(kBatchTrace)) memory.batch = fieldsOf(text);
+      if (text.starts_with(kBatchTrace)) makesBatch(IdxQuarn, text);
       break;
     case 'N':
       if (text.starts_with(kGivenUpTrace)) givenUp(IdxQuarn);
       break;
     case 'R':
-      if (memory.received != nullptr && text.starts_with(kReceivedTrace)) received(memory, text);
+      if (memory.tcp && text.starts_with(kReceivedTrace)) received(memory, text);
       break;
     default:
       break;
@@ -182,6 +182,13 @@ void Auditor::fails(SocketArray array, std::int16_t index, bool bytesLost) {
   memory.gap = memory.gap || bytesLost;
   memory.failed = memory.failedSinceAnswering = true;
   happened(link, Cause::Failed);
+}
+
+// Only "VUOTABUFFER" lets one be made before the last is acknowledged. That acknowledgement then takes both,
+// sent or not.
+void Auditor::makesBatch(std::int16_t link, std::string_view trace) {
+  memoryOf(link).batch = fieldsOf(trace);
+  if (!library_->ConnectionTable[link].UltimoInviato.empty()) happened(link, Cause::Emptied);
 }
 
 // Other data than a batch that waits to be sent has been sent before; an acknowledgement that it carries
@@ -247,6 +254,7 @@ void Auditor::added(std::int16_t link, std::span<const Value> parameters) {
   const bool client = std::get<bool>(parameters[2]);
   Memory& memory = memoryOf(link) = {};
   memory.identifier = identifier;
+  memory.tcp = std::get<bool>(parameters[3]);
   memory.sent = &audit_.ledger.course({machine_, identifier, client});
   memory.received = &audit_.ledger.course({machine_, identifier, !client});
   plain_ = plain_ && fitsFrame(identifier);

@@ -58,6 +58,7 @@ class Auditor final : public ServicesWrapper,
   /// What a link was like after the last step; and, since its `Add`, what it is to be.
   struct Memory {
     std::int16_t identifier = 0;
+    bool tcp = false;
     Course* sent = nullptr;  // what goes from this link to its peer
     Course* received = nullptr;
     AuditedSocket* socket = nullptr;  // whose bytes the engine looks for; nullptr if it could not be made
@@ -124,6 +125,7 @@ class Auditor final : public ServicesWrapper,
   void added(std::int16_t link, std::span<const Value> parameters);
   void activated(std::int16_t link);
   void happened(std::int16_t link, Cause cause);
+  void makesBatch(std::int16_t link, std::string_view trace);
   void sendsData(std::int16_t link, std::string_view bytes);
   void sendsText(std::int16_t link, const std::string& text);
   Memory& stir(std::int16_t link);
