@@ -95,7 +95,8 @@ def exchange_lines(identifier, server_recording, client_recording):
 
 def losses_are_told(identifier):
     with Peer.listen(identifier) as listener:
-        session = Session("call", identifier, "--wait", "3")
+        session = Session("call", identifier, "--wait", "3", "--trace")
+        session.see(b"| ATTIVATO SOCKET CLIENT")
         session.write(b"first", b"second", b"A|BB", b"third")
         peer = Peer.accept(listener, identifier)
         peer.expect(b"first", b"second", b"9CMD", b"9.")
