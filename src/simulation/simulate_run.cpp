@@ -142,7 +142,7 @@ class Run {
     const auto frames = static_cast<Milliseconds>(mostUntaken() / kFrameBytesMin);
     await([this] { return mostQueued() == 0 && mostUntaken() <= kFewBytes && site_.allConnected(); },
           kRecoveryMax + batches * kBatchMax + frames * kFrameMax,
-          "queued texts do not go out though links are connected");
+          "queued texts do not go out, or frames are not taken, though links are connected");
     pass(30 * kSecond);
     if (!sound()) return;
     requireLittleMemory();
