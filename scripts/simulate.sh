@@ -20,13 +20,21 @@ cmake --preset release -DQUARNEX_TOOLS=ON >/dev/null
 cmake --build --preset release -j "$jobs" --target quarn
 quarn=build/release/bin/quarn
 
+# simulate SECONDS OPTION...: a simulation that takes far longer than it can is ended.
+simulate() {
+    local outcome=0
+    timeout --foreground "$1" "$quarn" simulate "${@:2}" || outcome=$?
+    [[ $outcome -ne 124 ]] || echo "simulate.sh: ended after $1 seconds; one of its seeds does not come to its end" >&2
+    return "$outcome"
+}
+
 status=0
 while read -r seed their_hours their_links faults; do
     [[ $seed =~ ^[0-9]+$ ]] || continue
-    arguments=(simulate --seed "$seed" --hours "$their_hours" --links "$their_links" --faults "${faults/thirty/$thirty}")
-    if ! "$quarn" "${arguments[@]}" >/dev/null 2>build/simulate.err; then
+    arguments=(--seed "$seed" --hours "$their_hours" --links "$their_links" --faults "${faults/thirty/$thirty}")
+    if ! simulate 300 "${arguments[@]}" >/dev/null 2>build/simulate.err; then
         cat build/simulate.err
-        echo "again: $quarn ${arguments[*]}"
+        echo "again: $quarn simulate ${arguments[*]}"
         status=1
     fi
 done <tests/simulation/seeds.txt
@@ -36,13 +44,13 @@ expectations=()
 [[ $years -lt 25 ]] || expectations=(--expect-all)
 seed=$((SRANDOM))
 echo "from seed $seed on"
-if ! "$quarn" simulate --seed "$seed" --seeds 1000000 --link-hours $((years * 8766)) --jobs "$jobs" \
+if ! simulate $((600 + 60 * years)) --seed "$seed" --seeds 1000000 --link-hours $((years * 8766)) --jobs "$jobs" \
     --hours "$hours" --links "$links" "${expectations[@]}"; then
     echo "again: $quarn simulate --seed THE-SEED-NAMED-ABOVE --hours $hours --links $links"
     status=1
 fi
 # What is too large for every mix.
-if ! "$quarn" simulate --seed "$seed" --seeds 4 --jobs "$jobs" --hours 12 --links "$links" --faults endless,backlog; then
+if ! simulate 600 --seed "$seed" --seeds 4 --jobs "$jobs" --hours 12 --links "$links" --faults endless,backlog; then
     echo "again: $quarn simulate --seed THE-SEED-NAMED-ABOVE --hours 12 --links $links --faults endless,backlog"
     status=1
 fi

@@ -28,7 +28,7 @@ build() {
 
 run_tests() {
     local log="build/$1/test.log" status
-    ctest --test-dir "build/$1" --output-on-failure -j "$jobs" | tee "$log"
+    ctest --test-dir "build/$1" --output-on-failure --timeout 300 -j "$jobs" | tee "$log"
     status=${PIPESTATUS[0]}
     results+=("  $1: $(grep -E 'tests passed' "$log" || echo 'no tests were run')")
     return "$status"

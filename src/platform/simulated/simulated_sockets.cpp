@@ -74,12 +74,16 @@ End* SimulatedSockets::end(SocketArray array, std::int16_t index) {
   return found == instances_.end() ? nullptr : found->second->end_.get();
 }
 
+// Never due before what waits for the same instance, which keeps its order: a delivery would find nothing
+// ready.
 void SimulatedSockets::post(Event event) {
   event.due = std::max(event.due, loop_.time().now());
   if (trouble.lateMax > 0) {
     lastDue_ = std::max(lastDue_, event.due + random_.between(0, trouble.lateMax));
     event.due = lastDue_;
   }
+  for (const Event& earlier : pending_)
+    if (earlier.instance == event.instance) event.due = std::max(event.due, earlier.due);
   pending_.push_back(std::move(event));
   schedule();
 }

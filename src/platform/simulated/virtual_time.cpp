@@ -4,6 +4,11 @@
 #include <utility>
 
 namespace quarnex::simulated {
+namespace {
+
+constexpr int kTasksAtOnceMax = 1'000'000;
+
+}  // namespace
 
 VirtualTime::Appointment VirtualTime::at(Milliseconds when, std::function<void()> task) {
   const std::uint32_t slot = takeSlot();
@@ -27,7 +32,9 @@ bool VirtualTime::runNext(Milliseconds latest) {
     if (slots_[next.slot].order != next.order) continue;
     const std::function<void()> task = std::move(slots_[next.slot].task);
     freeSlot(next.slot);
+    tasksNow_ = next.when == now_ ? tasksNow_ + 1 : 1;
     now_ = next.when;
+    if (tasksNow_ > kTasksAtOnceMax) throw TimeStandsStill();
     task();
     return true;
   }

@@ -4,11 +4,18 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <stdexcept>
 #include <vector>
 
 namespace quarnex::simulated {
 
 using Milliseconds = std::int64_t;
+
+/// So many tasks have come at one moment that they must be appointing each other for ever.
+class TimeStandsStill : public std::logic_error {
+ public:
+  TimeStandsStill() : logic_error("virtual time stands still") {}
+};
 
 /// Time that only passes from one task to the next. Tasks of the same millisecond run in the order in which
 /// they were appointed. A task may run other tasks from inside: that is how one delivery nests in another.
@@ -27,7 +34,8 @@ class VirtualTime {
   Appointment at(Milliseconds when, std::function<void()> task);
   void cancel(Appointment appointment);
 
-  /// Runs the next task if it is due at `latest` or before; false if there is none.
+  /// Runs the next task if it is due at `latest` or before; false if there is none. Throws TimeStandsStill at
+  /// the millionth and first task of a moment, which it does not run.
   bool runNext(Milliseconds latest);
   /// Runs everything that is due at `latest` or before; then it is `latest`.
   void runUntil(Milliseconds latest);
@@ -50,6 +58,7 @@ class VirtualTime {
   void freeSlot(std::uint32_t slot);
 
   Milliseconds now_ = 0;
+  int tasksNow_ = 0;  // that have run at this moment
   std::uint64_t lastOrder_ = 0;
   std::vector<Entry> heap_;  // the earliest in front; entries of cancelled tasks stay until they come up
   std::vector<Slot> slots_;

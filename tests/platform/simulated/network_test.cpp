@@ -186,6 +186,43 @@ TEST_F(NetworkTest, AFullWindowHoldsBackTheRest) {
   EXPECT_EQ(caller.end()->unsent(), 0U);
 }
 
+struct Accepts final : SocketEvents {
+  void onConnect(SocketArray, std::int16_t, std::int16_t) override {}
+  void onClose(SocketArray, std::int16_t, std::int16_t) override {}
+  void onReceive(SocketArray, std::int16_t, std::int16_t) override {}
+  void onAccept(SocketArray, std::int16_t, std::int32_t, std::int16_t code) override {
+    codes.push_back(code);
+  }
+  std::vector<std::int16_t> codes;
+};
+
+// Each is told anew after a pause; who calls meanwhile waits behind.
+TEST_F(NetworkTest, CallersForWhomThereIsNoDescriptorAreTriedAgain) {
+  Host& host = world.addHost();
+  Accepts accepts;
+  const auto socket = host.sockets.create(SocketArray::ServerSocket, 1, accepts);
+  socket->setLocalPort(5000);
+  socket->listen();
+  host.sockets.descriptorsMax = 1;
+  caller.call(5000);
+  world.runMilliseconds(50);
+  world.addPeer().call(5000);
+  world.runMilliseconds(200);
+  EXPECT_THAT(accepts.codes, ElementsAre(10024, 10024, 10024));
+  host.sockets.descriptorsMax = 2;
+  world.runMilliseconds(200);
+  EXPECT_THAT(accepts.codes, ElementsAre(10024, 10024, 10024, 0, 0));
+}
+
+TEST(VirtualTimes, DoNotStandStill) {
+  VirtualTime time;
+  int tasks = 0;
+  std::function<void()> another = [&] { time.at(++tasks == 900'000 ? 1 : 0, another); };
+  another();
+  EXPECT_THROW(time.runUntil(1), TimeStandsStill);
+  EXPECT_EQ(time.now(), 1);
+}
+
 TEST(VirtualClocks, CanBeTamperedWith) {
   VirtualTime time;
   VirtualClock clock(time, {1000});
