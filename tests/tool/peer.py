@@ -23,15 +23,21 @@ def message(identifier: int, *fields: bytes) -> bytes:
 
 
 def free_identifiers():
-    """Identifiers whose port nobody holds, each of them once."""
+    """Identifiers whose port nobody holds, each of them once. To the end of this process no other takes them: it holds
+    the UDP port of the same number, as all tests do."""
+    guards = []
     start = os.getpid() * 37  # tests that run at the same time begin far apart
     for i in range(900):
         identifier = 100 + (start + i) % 900
+        guard = socket.socket(type=socket.SOCK_DGRAM)
         with socket.socket() as probe:
             try:
-                probe.bind(("", FIRST_PORT + identifier))
+                for trial in (guard, probe):
+                    trial.bind(("", FIRST_PORT + identifier))
             except OSError:
+                guard.close()
                 continue
+        guards.append(guard)
         yield identifier
 
 
