@@ -47,7 +47,7 @@ class NetworkTest : public testing::Test {
 struct Way {
   const char* name;
   Conditions conditions;
-  std::function<Tamper()> tamper;
+  Tamper tamper;
   const char* arrivals;  // of the sends "abc" at 0, "def" at 0, "ghi" at 100
   int ending;
 };
@@ -57,7 +57,7 @@ class Ways : public NetworkTest, public testing::WithParamInterface<Way> {};
 TEST_P(Ways, BringWhatWasSentAtItsTime) {
   world.network().callerConditions = GetParam().conditions;
   join();
-  if (GetParam().tamper) caller.end()->tamper = GetParam().tamper();
+  caller.end()->tamper = GetParam().tamper;
   caller.send("abc");
   caller.send("def");
   world.time().at(start + 100, [&] { caller.send("ghi"); });
@@ -67,32 +67,23 @@ TEST_P(Ways, BringWhatWasSentAtItsTime) {
 
 INSTANTIATE_TEST_SUITE_P(
     Of, Ways,
-    testing::Values(
-        Way{"Directness", {}, nullptr, "0:abcdef 100:ghi", -1},
-        Way{"Delay", {.delay = 150}, nullptr, "150:abcdef 250:ghi", -1},
-        Way{"Joining", {.quantum = 400}, nullptr, "100:abcdefghi", -1},
-        Way{"AReluctantSystem", {.takenAtOnce = 2}, nullptr, "0:ab 50:cd 100:ef 150:gh 200:i", -1},
-        Way{"Loss", {}, [] { return losing({2}); }, "0:abc 100:ghi", -1},
-        Way{"Doubling",
-            {},
-            [] {
-              return doubling({1, 3});
-            },
-            "0:abcabcdef 100:ghighi",
-            -1},
-        Way{"Corruption", {}, [] { return corrupting({1}); }, "0:accdef 100:ghi", -1},
-        Way{"Repetition", {}, [] { return repeatingFirst({3}); }, "0:abcdef 100:ghiabc", -1},
-        Way{"Cutting", {}, [] { return cuttingAt(1, 50); }, "0:a 50:bcdef 100:g 150:hi", -1},
-        Way{"Dripping", {}, [] { return dripping(40); }, "0:a 40:b 80:cdef 100:g 140:h 180:i", -1},
-        Way{"Truncation", {}, [] { return truncating(2, 1, Piece::Ending::Orderly); }, "0:abcd", 0},
-        Way{"Resetting", {}, [] { return truncating(2, 3, Piece::Ending::Reset); }, "", 10054},
-        Way{"AChain",
-            {},
-            [] {
-              return inTurn({doubling({2}), losing({1}), cuttingAt(2, 30)});
-            },
-            "0:de 30:fdef 100:gh 130:i",
-            -1}),
+    testing::Values(Way{"Directness", {}, {}, "0:abcdef 100:ghi", -1},
+                    Way{"Delay", {.delay = 150}, {}, "150:abcdef 250:ghi", -1},
+                    Way{"Joining", {.quantum = 400}, {}, "100:abcdefghi", -1},
+                    Way{"AReluctantSystem", {.takenAtOnce = 2}, {}, "0:ab 50:cd 100:ef 150:gh 200:i", -1},
+                    Way{"Loss", {}, losing({2}), "0:abc 100:ghi", -1},
+                    Way{"Doubling", {}, doubling({1, 3}), "0:abcabcdef 100:ghighi", -1},
+                    Way{"Corruption", {}, corrupting({1}), "0:accdef 100:ghi", -1},
+                    Way{"Repetition", {}, repeatingFirst({3}), "0:abcdef 100:ghiabc", -1},
+                    Way{"Cutting", {}, cuttingAt(1, 50), "0:a 50:bcdef 100:g 150:hi", -1},
+                    Way{"Dripping", {}, dripping(40), "0:a 40:b 80:cdef 100:g 140:h 180:i", -1},
+                    Way{"Truncation", {}, truncating(2, 1, Piece::Ending::Orderly), "0:abcd", 0},
+                    Way{"Resetting", {}, truncating(2, 3, Piece::Ending::Reset), "", 10054},
+                    Way{"AChain",
+                        {},
+                        inTurn({doubling({2}), losing({1}), cuttingAt(2, 30)}),
+                        "0:de 30:fdef 100:gh 130:i",
+                        -1}),
     [](const auto& row) { return row.param.name; });
 
 TEST_F(NetworkTest, WhatIsHeldArrivesWhenItIsReleased) {
