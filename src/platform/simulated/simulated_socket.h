@@ -68,7 +68,8 @@ class SimulatedSocket final : public SocketInstance, private Listener, private C
   SocketArray array_;
   std::int16_t index_;
   SocketState state_ = kSocketClosed;
-  std::uint32_t use_ = 0;  // counts what the instance was used for
+  std::uint32_t use_ = 0;     // counts what the instance was used for
+  Milliseconds lastDue_ = 0;  // of the latest event posted for it
   std::int32_t localPort_ = 0;
   std::int32_t remotePort_ = 0;
   std::string localAddress_;

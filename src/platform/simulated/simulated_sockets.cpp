@@ -75,27 +75,27 @@ End* SimulatedSockets::end(SocketArray array, std::int16_t index) {
 }
 
 // Never due before what waits for the same instance, which keeps its order: a delivery would find nothing
-// ready.
+// ready. What that instance was told already was due by now.
 void SimulatedSockets::post(Event event) {
   event.due = std::max(event.due, loop_.time().now());
   if (trouble.lateMax > 0) {
     lastDue_ = std::max(lastDue_, event.due + random_.between(0, trouble.lateMax));
     event.due = lastDue_;
   }
-  for (const Event& earlier : pending_)
-    if (earlier.instance == event.instance) event.due = std::max(event.due, earlier.due);
+  event.due = event.instance->lastDue_ = std::max(event.due, event.instance->lastDue_);
+  if (earliest_) earliest_ = std::min(*earliest_, event.due);
   pending_.push_back(std::move(event));
   schedule();
 }
 
-// The next turn of the loop at which something is due.
+// The next turn of the loop at which something is due. While a host stalls for days, tens of thousands of
+// events come and none goes: they are not all looked at for each.
 void SimulatedSockets::schedule() {
   loop_.time().cancel(delivery_);
   if (pending_.empty()) return;
-  Milliseconds earliest = pending_.front().due;
-  for (const Event& event : pending_) earliest = std::min(earliest, event.due);
+  if (!earliest_) earliest_ = std::ranges::min_element(pending_, {}, &Event::due)->due;
   delivery_ =
-      loop_.time().at(loop_.turnAt(earliest), [this] { loop_.stalled() ? schedule() : deliverPending(); });
+      loop_.time().at(loop_.turnAt(*earliest_), [this] { loop_.stalled() ? schedule() : deliverPending(); });
 }
 
 std::optional<SimulatedSockets::Event> SimulatedSockets::takeNext() {
@@ -109,6 +109,7 @@ std::optional<SimulatedSockets::Event> SimulatedSockets::takeNext() {
   const auto position = pending_.begin() + static_cast<std::ptrdiff_t>(chosen);
   Event event = std::move(*position);
   pending_.erase(position);
+  earliest_.reset();
   if (event.kind == EventKind::Accept && !event.hollow) event.handle = ++lastHandle_;
   if (random_.chance(trouble.twice)) {
     Event again{event.instance, event.use, event.kind, event.code, nullptr, event.due, true, event.handle};
@@ -175,6 +176,7 @@ void SimulatedSockets::forget(SimulatedSocket& instance) {
   const auto found = instances_.find({instance.array_, instance.index_});
   if (found != instances_.end() && found->second == &instance) instances_.erase(found);
   if (receivedBy_ == &instance) receivedBy_ = nullptr;
+  earliest_.reset();
   std::erase_if(pending_, [&](const Event& event) {
     if (event.instance == &instance) drop(event);
     return event.instance == &instance;

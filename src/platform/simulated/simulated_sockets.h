@@ -93,7 +93,8 @@ class SimulatedSockets final : public SocketService {
   Random random_;
   int descriptors_ = 0;
   std::map<Name, SimulatedSocket*> instances_;
-  std::deque<Event> pending_;  // in the order in which they came
+  std::deque<Event> pending_;             // in the order in which they came
+  std::optional<Milliseconds> earliest_;  // due among them; nothing = not worked out
   Milliseconds lastDue_ = 0;
   VirtualTime::Appointment delivery_;
   std::map<std::int32_t, std::shared_ptr<End>> offered_;  // by handle, during the accept event
