@@ -16,8 +16,9 @@ void ScriptedPeer::listen(std::int32_t port) {
   listeningPort_ = port;
 }
 
+// A task may hold one that is done longer than the network is there.
 void ScriptedPeer::stopListening() {
-  network_.leave({machine_, std::exchange(listeningPort_, 0)}, *this);
+  if (listeningPort_ != 0) network_.leave({machine_, std::exchange(listeningPort_, 0)}, *this);
 }
 
 void ScriptedPeer::call(std::int32_t port) {
