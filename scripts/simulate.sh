@@ -24,7 +24,7 @@ quarn=build/release/bin/quarn
 simulate() {
     local outcome=0
     timeout --foreground "$1" "$quarn" simulate "${@:2}" || outcome=$?
-    [[ $outcome -ne 124 ]] || echo "simulate.sh: ended after $1 seconds; one of its seeds does not come to its end" >&2
+    [[ $outcome -ne 124 ]] || echo "ended after $1 seconds, far more than it needs: its seeds, run one by one, show why" >&2
     return "$outcome"
 }
 

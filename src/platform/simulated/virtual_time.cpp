@@ -6,6 +6,7 @@
 namespace quarnex::simulated {
 namespace {
 
+// Hosts with all the links that they can have stay far below.
 constexpr int kTasksAtOnceMax = 1'000'000;
 
 }  // namespace
