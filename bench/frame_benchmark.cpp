@@ -4,9 +4,9 @@
 #include <cstring>
 #include <string>
 
-#include "component/connection_record.h"
-#include "exchange/frame.h"
-#include "exchange/receiving.h"
+#include "engine/exchange/frame.h"
+#include "engine/exchange/receiving.h"
+#include "engine/records/connection_record.h"
 
 namespace quarnex {
 namespace {

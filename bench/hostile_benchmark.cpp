@@ -9,9 +9,9 @@
 #include "bench/allocations.h"
 #include "bench/process.h"
 #include "bench/quiet_services.h"
-#include "exchange/frame.h"
-#include "link/frm_sock.h"
-#include "link/tick.h"
+#include "engine/exchange/frame.h"
+#include "engine/records/frm_sock.h"
+#include "engine/tick/tick.h"
 #include "quarnex/quarn_socket.h"
 
 namespace quarnex {

@@ -10,12 +10,12 @@
 #include "bench/process.h"
 #include "bench/settable_clock.h"
 #include "bench/workload.h"
-#include "component/library.h"
-#include "link/frm_sock.h"
+#include "engine/records/frm_sock.h"
+#include "engine/records/library.h"
 #include "platform/posix/posix_platform.h"
 #include "quarnex/quarn_socket.h"
-#include "recording/file_sink.h"
-#include "recording/services_recorder.h"
+#include "recording/recorder/file_sink.h"
+#include "recording/recorder/services_recorder.h"
 
 namespace {
 

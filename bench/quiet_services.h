@@ -9,10 +9,10 @@
 #include <vector>
 
 #include "bench/settable_clock.h"
-#include "component/library.h"
-#include "diagnostics/text_file.h"
-#include "link/socket_service.h"
-#include "link/timer_service.h"
+#include "engine/records/library.h"
+#include "services/socket_service.h"
+#include "services/text_file.h"
+#include "services/timer_service.h"
 
 namespace quarnex::bench {
 

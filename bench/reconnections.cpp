@@ -11,8 +11,8 @@
 
 #include "bench/process.h"
 #include "bench/settable_clock.h"
-#include "component/library.h"
-#include "link/frm_sock.h"
+#include "engine/records/frm_sock.h"
+#include "engine/records/library.h"
 #include "platform/posix/posix_platform.h"
 #include "quarnex/quarn_socket.h"
 

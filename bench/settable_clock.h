@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "component/wall_clock.h"
+#include "services/wall_clock.h"
 
 namespace quarnex::bench {
 

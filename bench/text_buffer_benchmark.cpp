@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "component/text_buffer.h"
+#include "engine/records/text_buffer.h"
 
 namespace quarnex {
 namespace {

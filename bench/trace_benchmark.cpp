@@ -8,8 +8,8 @@
 
 #include "bench/allocations.h"
 #include "bench/quiet_services.h"
-#include "diagnostics/log.h"
-#include "diagnostics/trace.h"
+#include "engine/diagnostics/log.h"
+#include "engine/diagnostics/trace.h"
 #include "platform/posix/posix_clock.h"
 #include "platform/posix/posix_text_file.h"
 #include "quarnex/quarn_socket.h"

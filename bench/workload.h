@@ -9,8 +9,8 @@
 #include <string_view>
 
 #include "bench/process.h"
-#include "diagnostics/trace.h"
-#include "exchange/frame.h"
+#include "engine/diagnostics/trace.h"
+#include "engine/exchange/frame.h"
 
 namespace quarnex::bench {
 

@@ -4,8 +4,8 @@
 #include <iostream>
 #include <string>
 
-#include "component/connection_record.h"
-#include "exchange/receiving.h"
+#include "engine/exchange/receiving.h"
+#include "engine/records/connection_record.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "message/service_words.h"
-#include "message/splitting.h"
+#include "engine/message/service_words.h"
+#include "engine/message/splitting.h"
 #include "support/stub_host.h"
 
 namespace {

@@ -3,7 +3,7 @@
 #include <sstream>
 #include <string>
 
-#include "recording/player.h"
+#include "recording/player/player.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::istringstream file(std::string(reinterpret_cast<const char*>(data), size));

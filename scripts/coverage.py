@@ -12,7 +12,7 @@ import pathlib
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
-ENGINE = ["src/component", "src/diagnostics", "src/message", "src/link", "src/exchange"]
+ENGINE = ["src/services", "src/engine", "src/host"]
 ADAPTERS = ["src/platform/posix", "src/platform/simulated"]
 ADAPTERS_MIN = 0.95
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs clang-tidy over the sources, or over those whose path matches the argument: scripts/lint.sh src/exchange
+# Runs clang-tidy over the sources, or over those whose path matches the argument: scripts/lint.sh src/engine/exchange
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install_packages.sh check

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "component/link_registration.h"
+#include "host/link_registration.h"
 
 namespace quarnex::tool {
 namespace {

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <regex>
 
-#include "diagnostics/link_words.h"
+#include "host/link_words.h"
 
 namespace quarnex::tool {
 namespace {

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "component/link_registration.h"
+#include "host/link_registration.h"
 #include "quarn/link_arguments.h"
 #include "quarn/link_port.h"
 

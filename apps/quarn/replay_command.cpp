@@ -13,8 +13,8 @@
 #include <system_error>
 #include <vector>
 
-#include "recording/player.h"
-#include "recording/recording_printer.h"
+#include "recording/player/player.h"
+#include "recording/printer/recording_printer.h"
 
 namespace quarnex::tool {
 namespace {

@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "component/method_table.h"
-#include "recording/text_codes.h"
+#include "host/method_table.h"
+#include "recording/format/text_codes.h"
 
 namespace quarnex::tool {
 namespace {

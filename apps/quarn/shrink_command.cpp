@@ -8,8 +8,8 @@
 #include <string>
 #include <system_error>
 
-#include "recording/shrinker.h"
-#include "simulation/audit_judge.h"
+#include "recording/shrinker/shrinker.h"
+#include "simulation/checks/audit_judge.h"
 
 namespace quarnex::tool {
 namespace {

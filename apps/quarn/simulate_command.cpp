@@ -19,11 +19,11 @@
 #include <system_error>
 #include <vector>
 
-#include "platform/simulated/site.h"
 #include "quarn/console.h"
 #include "quarn/simulation_report.h"
-#include "simulation/many_runs.h"
-#include "simulation/record_again.h"
+#include "simulation/campaign/many_runs.h"
+#include "simulation/campaign/record_again.h"
+#include "simulation/sites/site.h"
 
 namespace quarnex::tool {
 namespace {

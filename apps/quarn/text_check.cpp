@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "message/service_words.h"
+#include "engine/message/service_words.h"
 #include "quarnex/event_report.h"
 
 namespace quarnex::tool {

@@ -47,7 +47,7 @@ def check_links(document, text):
 
 
 def check_paths(document, text):
-    """A path in backquotes, such as `src/link/tick.h`, exists; * stands for anything."""
+    """A path in backquotes, such as `src/engine/tick/tick.h`, exists; * stands for anything."""
     for path in re.findall(r"`((?:src|include|apps|tests|bench|fuzz|docs|examples|scripts)/[\w./*-]*)`", text):
         if not any(ROOT.glob(path.rstrip("/"))):
             complain(document, f"no {path}")

@@ -2,9 +2,9 @@
 // time.
 #include <fcntl.h>
 
-#include "platform/process_library.h"
-#include "platform/simulated/world.h"
 #include "quarnex/host_loop.h"
+#include "services/process_library.h"
+#include "simulation/sites/world.h"
 
 namespace quarnex {
 namespace {

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/simulated/trouble.h"
-#include "recording/services_recorder.h"
+#include "recording/recorder/services_recorder.h"
+#include "simulation/faults/trouble.h"
 
 namespace quarnex::simulated {
 

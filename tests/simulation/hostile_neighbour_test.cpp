@@ -6,9 +6,9 @@
 #include <sstream>
 #include <string>
 
-#include "platform/simulated/hostile_bytes.h"
-#include "recording/services_recorder.h"
+#include "recording/recorder/services_recorder.h"
 #include "simulation/pair.h"
+#include "simulation/peers/hostile_bytes.h"
 
 namespace quarnex::simulated {
 namespace {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/simulated/world.h"
+#include "simulation/sites/world.h"
 
 namespace quarnex::simulated {
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/simulated/tampering.h"
 #include "quarnex/event_report.h"
+#include "simulation/faults/tampering.h"
 #include "simulation/pair.h"
 
 namespace quarnex::simulated {

@@ -6,9 +6,9 @@
 #include <set>
 #include <string_view>
 
-#include "platform/simulated/host_faults.h"
-#include "platform/simulated/network_faults.h"
-#include "platform/simulated/trouble.h"
+#include "simulation/faults/host_faults.h"
+#include "simulation/faults/network_faults.h"
+#include "simulation/faults/trouble.h"
 #include "simulation/pair.h"
 
 namespace quarnex::simulated {

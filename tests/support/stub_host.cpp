@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "exchange/frame.h"
+#include "engine/exchange/frame.h"
 #include "quarnex/event_report.h"
 
 namespace quarnex::test {

@@ -11,9 +11,9 @@
 #include <string_view>
 #include <vector>
 
-#include "component/library.h"
-#include "component/observer.h"
+#include "engine/records/library.h"
 #include "quarnex/quarn_socket.h"
+#include "services/observer.h"
 
 namespace quarnex::test {
 

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "component/wall_clock.h"
+#include "services/wall_clock.h"
 
 namespace quarnex {
 

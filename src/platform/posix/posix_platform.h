@@ -3,7 +3,7 @@
 
 #include <chrono>
 
-#include "component/library.h"
+#include "engine/records/library.h"
 #include "platform/posix/posix_clock.h"
 #include "platform/posix/posix_sockets.h"
 #include "platform/posix/posix_text_file.h"

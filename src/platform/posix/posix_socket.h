@@ -8,11 +8,11 @@
 #include <string>
 #include <string_view>
 
-#include "component/byte_queue.h"
-#include "link/socket_service.h"
 #include "platform/posix/descriptor.h"
 #include "platform/posix/reactor.h"
-#include "platform/prefetch.h"
+#include "services/byte_queue.h"
+#include "services/prefetch.h"
+#include "services/socket_service.h"
 
 namespace quarnex {
 

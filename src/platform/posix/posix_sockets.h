@@ -8,9 +8,9 @@
 #include <string>
 #include <string_view>
 
-#include "link/socket_service.h"
 #include "platform/posix/descriptor.h"
 #include "platform/posix/reactor.h"
+#include "services/socket_service.h"
 
 namespace quarnex {
 

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "diagnostics/text_file.h"
 #include "platform/posix/descriptor.h"
+#include "services/text_file.h"
 
 namespace quarnex {
 

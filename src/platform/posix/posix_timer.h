@@ -3,9 +3,9 @@
 
 #include <cstdint>
 
-#include "link/timer_service.h"
 #include "platform/posix/descriptor.h"
 #include "platform/posix/reactor.h"
+#include "services/timer_service.h"
 
 namespace quarnex {
 

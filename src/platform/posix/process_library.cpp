@@ -1,5 +1,5 @@
 // The process's own library: composed here, once, and turned by HostLoop.
-#include "platform/process_library.h"
+#include "services/process_library.h"
 
 #include <utility>
 

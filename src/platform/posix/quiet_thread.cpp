@@ -1,4 +1,4 @@
-#include "platform/quiet_thread.h"
+#include "services/quiet_thread.h"
 
 #include <csignal>
 #include <utility>

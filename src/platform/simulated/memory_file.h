@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
-#include "diagnostics/text_file.h"
 #include "platform/simulated/disk.h"
+#include "services/text_file.h"
 
 namespace quarnex::simulated {
 

@@ -9,9 +9,9 @@
 #include <string>
 #include <string_view>
 
-#include "link/socket_service.h"
 #include "platform/simulated/simulated_network.h"
 #include "platform/simulated/simulated_sockets.h"
+#include "services/socket_service.h"
 
 namespace quarnex::simulated {
 

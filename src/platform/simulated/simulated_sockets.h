@@ -11,10 +11,10 @@
 #include <string>
 #include <utility>
 
-#include "link/socket_service.h"
 #include "platform/simulated/random.h"
 #include "platform/simulated/simulated_loop.h"
 #include "platform/simulated/simulated_network.h"
+#include "services/socket_service.h"
 
 namespace quarnex::simulated {
 

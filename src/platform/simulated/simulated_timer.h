@@ -3,9 +3,9 @@
 
 #include <cstdint>
 
-#include "link/timer_service.h"
 #include "platform/simulated/random.h"
 #include "platform/simulated/simulated_loop.h"
+#include "services/timer_service.h"
 
 namespace quarnex::simulated {
 

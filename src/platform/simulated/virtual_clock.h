@@ -5,8 +5,8 @@
 #include <iterator>
 #include <map>
 
-#include "component/wall_clock.h"
 #include "platform/simulated/virtual_time.h"
+#include "services/wall_clock.h"
 
 namespace quarnex::simulated {
 

@@ -15,7 +15,7 @@
 
 #include "platform/posix/descriptor.h"
 #include "platform/posix/posix_platform.h"
-#include "platform/socket_contract.h"
+#include "services/socket_contract.h"
 
 namespace quarnex {
 

@@ -7,7 +7,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "platform/socket_contract.h"
+#include "services/socket_contract.h"
 #include "support/file_size_limit.h"
 #include "support/temporary_folder.h"
 

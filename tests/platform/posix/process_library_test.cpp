@@ -6,9 +6,9 @@
 #include <fstream>
 #include <sstream>
 
-#include "platform/process_library.h"
 #include "quarnex/host_loop.h"
 #include "quarnex/quarn_socket.h"
+#include "services/process_library.h"
 #include "support/temporary_folder.h"
 
 namespace quarnex {

@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/simulated/tampering.h"
-#include "platform/simulated/world.h"
+#include "simulation/faults/tampering.h"
+#include "simulation/sites/world.h"
 
 namespace quarnex::simulated {
 namespace {

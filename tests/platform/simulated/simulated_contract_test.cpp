@@ -1,8 +1,8 @@
 // The simulated adapter in the contract suite, in virtual time.
 #include <utility>
 
-#include "platform/simulated/world.h"
-#include "platform/socket_contract.h"
+#include "services/socket_contract.h"
+#include "simulation/sites/world.h"
 
 namespace quarnex::simulated {
 namespace {

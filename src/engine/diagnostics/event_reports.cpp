@@ -1,0 +1,71 @@
+#include "engine/diagnostics/event_reports.h"
+
+#include "engine/diagnostics/trace.h"
+#include "engine/records/frm_sock.h"
+#include "engine/records/integer.h"
+#include "engine/records/record_operations.h"
+#include "quarnex/event_report.h"
+
+namespace quarnex {
+
+std::string TimbroEvento(Library& library) {
+  const Instant now = library.services.clock.now();
+  const LocalTime time = localTime(now, library.services.clock.utcOffset(now));
+  return componi(Zeri{time.hour, 2}, Zeri{time.minute, 2}, Zeri{time.second, 2}, Zeri{time.day, 2},
+                 Zeri{time.month, 2}, Zeri{time.year, 4});
+}
+
+std::string DescriviPunto(Library& library, const ConnectionRecord& rec) {
+  if (!rec.UsaTcp) return "Buffer";
+  SocketInstance& socket =
+      rec.ConnessioneClient ? ClientSocket(library, rec.IdxClient) : ServerSocket(library, rec.IdxServer);
+  const std::string host = socket.remoteHost();
+  return componi(host, ':', toInteger(rec.ConnessioneClient ? socket.remotePort() : socket.localPort()));
+}
+
+void SegnalaEvento(Library& library, ConnectionRecord& rec, std::int16_t codice, std::string_view dettaglio) {
+  const std::string timbro = TimbroEvento(library);
+  std::string report = componi("X000E", Zeri{codice, 4}, "[#I", rec.IdQuarn, "#$T", rec.Tipo, '$');
+  if (!dettaglio.empty()) (report += "$S").append(dettaglio) += '$';
+  report += ']' + timbro;
+  Traccia(library, rec.IdxQuarn, "P:", report);
+  BufferPut(rec.CodaArrivo, report);
+}
+
+void SegnalaConnesso(Library& library, ConnectionRecord& rec) {
+  RinnovaAlive(library, rec);
+  SegnalaEvento(library, rec, kConnectedReport, DescriviPunto(library, rec));
+  rec.ConnessioneSegnalata = true;
+}
+
+void SegnalaDisconnesso(Library& library, ConnectionRecord& rec) {
+  SegnalaEvento(library, rec, kDisconnectedReport, "");
+  rec.ConnessioneSegnalata = false;
+}
+
+void SegnalaRisponde(Library& library, ConnectionRecord& rec) {
+  if (rec.NonRispondeSegnalato) {
+    rec.NonRispondeSegnalato = false;
+    SegnalaEvento(library, rec, kAnsweringAgainReport, "");
+  }
+  rec.ContaNonRisponde = 0;
+}
+
+void SegnalaAnomalia(Library& library, ConnectionRecord& rec, std::string_view motivo) {
+  if (!rec.AnomaliaSegnalata) {
+    SegnalaEvento(library, rec, kFailureBegunReport, componi(DescriviPunto(library, rec), ' ', motivo));
+  }
+  rec.AnomaliaSegnalata = true;
+}
+
+void SegnalaAnomaliaRientrata(Library& library, ConnectionRecord& rec) {
+  if (!rec.AnomaliaSegnalata) return;
+  rec.AnomaliaSegnalata = false;
+  SegnalaEvento(library, rec, kFailureEndedReport, "");
+}
+
+void SegnalaErrore(Library& library, ConnectionRecord& rec, std::string_view testo) {
+  SegnalaEvento(library, rec, kErrorNoticeReport, componi(DescriviPunto(library, rec), ' ', testo));
+}
+
+}  // namespace quarnex

@@ -1,0 +1,61 @@
+#include "engine/diagnostics/log.h"
+
+#include <string>
+#include <utility>
+
+#include "engine/diagnostics/trace.h"
+#include "engine/records/record_operations.h"
+
+namespace quarnex {
+namespace {
+
+LocalTime localNow(Library& library) {
+  const Instant now = library.services.clock.now();
+  return localTime(now, library.services.clock.utcOffset(now));
+}
+
+// Formatting the time of day costs more than the rest of the line, so it is done once a second.
+std::string_view timeOfDay(Library& library) {
+  const Instant now = library.services.clock.now();
+  if (now != library.stampSecond) {
+    const LocalTime time = localTime(now, library.services.clock.utcOffset(now));
+    const std::string text =
+        componi(Zeri{time.hour, 2}, ':', Zeri{time.minute, 2}, ':', Zeri{time.second, 2});
+    text.copy(library.stamp.data(), library.stamp.size());
+    library.stampSecond = now;
+  }
+  return {library.stamp.data(), library.stamp.size()};
+}
+
+}  // namespace
+
+void ApriLog(Library& library) {
+  if (library.LogAperto) return;
+  const LocalTime now = localNow(library);
+  library.services.logFile.create(componi(library.LogPath, "LOGQUARNNET", Zeri{now.day, 2},
+                                          Zeri{now.month, 2}, Zeri{now.year, 4}, Zeri{now.hour, 2},
+                                          Zeri{now.minute, 2}, Zeri{now.second, 2}, ".txt"));
+  library.LogAperto = true;
+}
+
+void ChiudiLog(Library& library) {
+  if (!library.LogAperto) return;
+  library.services.logFile.close();
+  library.LogAperto = false;
+}
+
+void ScriviLog(Library& library, std::int16_t IdxQuarn, std::string_view testo) {
+  std::string line = std::move(library.lineStorage);
+  line.clear();
+  aggiungi(line, Zeri{IdxQuarn, 3});
+  line += ' ';
+  line += timeOfDay(library);
+  line += ' ';
+  line += testo;
+  line += "\r\n";
+  library.services.logFile.write(line);
+  svuota(line);
+  library.lineStorage = std::move(line);
+}
+
+}  // namespace quarnex

@@ -1,0 +1,54 @@
+#include "engine/diagnostics/trace.h"
+
+#include <utility>
+
+#include "engine/diagnostics/log.h"
+#include "engine/records/trap.h"
+#include "quarnex/failure.h"
+#include "services/observer.h"
+
+namespace quarnex {
+namespace {
+constexpr int kDigitsMax = 20;  // of 64 bits
+}
+
+void aggiungi(std::string& text, Zeri number) {
+  char digits[kDigitsMax];
+  char* const end = digits + kDigitsMax;
+  char* begin = end;
+  auto rest = number.number < 0 ? 0 - static_cast<std::uint64_t>(number.number)
+                                : static_cast<std::uint64_t>(number.number);
+  for (; rest > 0 || end - begin < number.digits; rest /= 10) *--begin = static_cast<char>('0' + rest % 10);
+  if (number.number < 0) text += '-';
+  text.append(begin, end);
+}
+
+bool TracciaAscoltata(Library& library, std::int16_t IdxQuarn) {
+  if (IdxQuarn < 0 || IdxQuarn > library.ConnectionCount || library.ConnectionCount == 0) {
+    throw Failure(9, "Subscript out of range");
+  }
+  return library.LogAperto || library.observer != nullptr ||
+         (IdxQuarn > 0 && library.ConnectionTable[IdxQuarn].DebugAttivo);
+}
+
+void TracciaTesto(Library& library, std::int16_t IdxQuarn, std::string_view testo) {
+  if (library.observer != nullptr) library.observer->traced(IdxQuarn, testo);
+  if (IdxQuarn > 0) {
+    ConnectionRecord& record = library.ConnectionTable[IdxQuarn];
+    if (record.DebugAttivo) BufferPut(record.CodaDebug, testo);
+  }
+  if (library.LogAperto) ScriviLog(library, IdxQuarn, testo);
+}
+
+void TracciaErrore(Library& library, std::int16_t IdxQuarn, std::int32_t numero, std::string_view dove) {
+  Trap trap{library};
+  trap([&] { Traccia(library, IdxQuarn, "P:Errore: ", numero, ' ', dove); });
+  clearPendingFailures(library);
+}
+
+std::string EthTag(Library& library, std::int16_t IdxQuarn) {
+  const ConnectionRecord& record = library.ConnectionTable[IdxQuarn];
+  return componi("ETH ", Zeri{record.IdQuarn, 2}, ' ', record.Tipo);
+}
+
+}  // namespace quarnex

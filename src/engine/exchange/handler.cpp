@@ -1,0 +1,156 @@
+#include "engine/exchange/handler.h"
+
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "engine/diagnostics/link_history.h"
+#include "engine/diagnostics/trace.h"
+#include "engine/exchange/frame.h"
+#include "engine/exchange/receiving.h"
+#include "engine/exchange/sending.h"
+#include "engine/exchange/sub_states.h"
+#include "engine/link/failure_handling.h"
+#include "engine/link/keep_alive.h"
+#include "engine/message/outbound.h"
+#include "engine/message/splitting.h"
+#include "engine/records/integer.h"
+#include "engine/records/record_operations.h"
+#include "engine/records/trap.h"
+#include "quarnex/failure.h"
+
+namespace quarnex {
+namespace {
+
+constexpr std::size_t kCountPosition = 7;
+constexpr std::string_view kFrameEndLine =
+    "++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++";
+
+void traceBadChecksum(Library& library, const ConnectionRecord& record, std::string_view frame) {
+  const std::string_view body = corpoDelFrame(frame);
+  Traccia(library, record.IdxQuarn, "RADV>", body);
+  Traccia(
+      library, record.IdxQuarn, "error cks>", [&] { return HexDump(frame); }, "<>",
+      [&] {
+        const ChecksumCharacters expected = inCaratteri(CalcolaCks(body));
+        return HexDump(std::string{expected.high, expected.low});
+      });
+}
+
+// Appends the acknowledgement to a data message that is sent anyway. The field count is one character: past
+// code 255 it cannot be raised, and the field stays appended without being counted.
+void addAcknowledgement(std::string& message, Trap& trap) {
+  message.append("9ACK").append(Separatore());
+  trap([&] {
+    auto& count = message.at(kCountPosition - 1);
+    if (static_cast<unsigned char>(count) == 255) throw Failure(5, "Invalid procedure call or argument");
+    ++count;
+  });
+}
+
+void answerData(Library& library, ConnectionRecord& record, Trap& trap) {
+  if (!record.ConnessioneClient) {
+    InviaComando(library, record, "ACK", "");
+    return ImpostaStatoB(library, record, kExchangeIdle);
+  }
+  const bool batchReady = ScegliInvio(library, record);
+  if (record.UltimoInviato.empty() && !batchReady) {
+    InviaComando(library, record, "ACK", "QRY");
+  } else if (!record.UltimoInviato.empty()) {
+    addAcknowledgement(record.UltimoInviato, trap);
+    InviaFrame(library, record, record.UltimoInviato);
+  } else if (ScegliInvio(library, record)) {
+    std::string message = *record.DaInviare;
+    addAcknowledgement(message, trap);
+    InviaFrame(library, record, message);
+  } else {
+    return;
+  }
+  ImpostaStatoB(library, record, kExchangeWaiting);
+}
+
+void answerQuery(Library& library, ConnectionRecord& record) {
+  if (!record.UltimoInviato.empty()) {
+    ++record.history.repetitions;
+    InviaFrame(library, record, record.UltimoInviato);
+  } else if (ScegliInvio(library, record)) {
+    InviaFrame(library, record, *record.DaInviare);
+  } else {
+    InviaComando(library, record, "NODATA", "");
+    return ImpostaStatoB(library, record, kExchangeIdle);
+  }
+  ImpostaStatoB(library, record, kExchangeWaiting);
+}
+
+// In this order, each whatever the earlier ones did; the last sub-state set is the one that stays.
+void answerWords(Library& library, ConnectionRecord& record, Trap& trap) {
+  if (record.RicevutoACK) {
+    svuota(record.UltimoInviato);
+    record.AttesaRitrasmissione = 0;
+    ImpostaStatoB(library, record, kExchangeReady);
+    record.RicevutoACK = false;
+  }
+  if (record.RicevutoCMD) {
+    trap([&] { answerData(library, record, trap); });
+    record.RicevutoCMD = false;
+  }
+  if (record.RicevutoQRY) {
+    trap([&] { answerQuery(library, record); });
+    record.RicevutoQRY = false;
+  }
+  if (record.RicevutoNODATA) {
+    ImpostaStatoB(library, record, kExchangeIdle);
+    record.ScadenzaB = CalcolaScadenza(library, 0);
+    record.RicevutoNODATA = false;
+  }
+}
+
+void acceptFrame(Library& library, ConnectionRecord& record, std::string_view frame, Trap& trap) {
+  const std::string_view body = corpoDelFrame(frame);
+  trap([&] { Traccia(library, record.IdxQuarn, "R>", body); });
+  const std::string_view message =
+      body.size() < kFrameHeader.size() ? body : body.substr(kFrameHeader.size());
+  trap([&] { DividiMessaggio(library, record, message); });
+  answerWords(library, record, trap);
+}
+
+// An event inside a look at a socket may reset the record, so the frame is not left in it meanwhile.
+void handleFrame(Library& library, ConnectionRecord& record, Trap& trap) {
+  record.ContaTimeoutB = 0;
+  ++record.history.framesReceived;
+  std::string frame = std::move(record.FrameRicevuto);
+  if (checksumHolds(frame)) {
+    acceptFrame(library, record, frame, trap);
+  } else {
+    ++record.history.badChecksums;
+    trap([&] { traceBadChecksum(library, record, frame); });
+  }
+  record.FrameCompleto = false;
+  svuota(frame);
+  record.FrameRicevuto = std::move(frame);
+  trap([&] { Traccia(library, record.IdxQuarn, kFrameEndLine); });
+}
+
+}  // namespace
+
+void Handler_ADV(Library& library, ConnectionRecord& record) {
+  Trap trap{library};
+  RiceviFrame(library, record);
+  // A socket event delivered inside the fetch may have ended the connection.
+  if (record.Stato == kConnected) trap([&] { ControllaAlive(library, record); });
+  if (record.FrameCompleto) {
+    handleFrame(library, record, trap);
+  } else {
+    trap([&] { PassoStatoB(library, record); });
+  }
+  if (record.ChiusuraRemota) {
+    record.ChiusuraRemota = false;
+    trap([&] { AnnotaGuasto(library, record, "the peer asked to close"); });
+    trap([&] { ETH_Riconnetti(library, record); });
+  }
+  if (trap.pending()) {
+    trap([&] { TracciaErrore(library, record.IdxQuarn, toInteger(trap.number()), "error ETH Handler_ADV"); });
+  }
+}
+
+}  // namespace quarnex

@@ -1,0 +1,62 @@
+#include "engine/exchange/sending.h"
+
+#include <utility>
+
+#include "engine/diagnostics/error_notices.h"
+#include "engine/diagnostics/trace.h"
+#include "engine/exchange/frame.h"
+#include "engine/link/failure_handling.h"
+#include "engine/records/frm_sock.h"
+#include "engine/records/integer.h"
+#include "engine/records/record_operations.h"
+#include "engine/records/trap.h"
+
+namespace quarnex {
+namespace {
+
+void sendFrame(Library& library, ConnectionRecord& record, std::string_view messaggio, Trap& trap) {
+  std::string frame = std::move(library.frameStorage);
+  trap([&] {
+    componiFrame(frame, messaggio);
+    ++record.history.framesSent;
+    Traccia(library, record.IdxQuarn, "I>", std::string_view(frame).substr(1, frame.size() - 4));
+  });
+  trap([&] { SocketDelLink(library, record).send(frame); });
+  svuota(frame);
+  library.frameStorage = std::move(frame);
+}
+
+void handleSendFailure(Library& library, ConnectionRecord& record, Trap& trap) {
+  if (!trap.pending()) return;
+  const std::int32_t number = trap.number();
+  const std::string description = trap.description();
+  trap([&] { ErroreETH(library, record.IdxQuarn, toInteger(number), "Errore Invio " + description); });
+  trap([&] { NonRisponde(library, record, componi("Send ", number, ' ', description)); });
+}
+
+}  // namespace
+
+void InviaFrame(Library& library, ConnectionRecord& record, std::string_view messaggio) {
+  Trap trap{library};
+  if (messaggio.empty()) return record.UltimoInviato.clear();
+  trap([&] { record.UltimoInviato.assign(messaggio); });
+  if (!trap.pending()) sendFrame(library, record, record.UltimoInviato, trap);
+  ImpostaStatoB(library, record, kExchangeWaiting);
+  handleSendFailure(library, record, trap);
+}
+
+void InviaComando(Library& library, ConnectionRecord& record, std::string_view comando,
+                  std::string_view argomento) {
+  Trap trap{library};
+  std::string message;
+  trap([&] {
+    message = componi("000", Zeri{record.IdQuarn, 3}, argomento.empty() ? '2' : '3', "|9", comando);
+    if (!argomento.empty()) message.append("|9").append(argomento);
+    message += "|9.|";
+  });
+  if (!trap.pending()) sendFrame(library, record, message, trap);
+  ImpostaStatoB(library, record, kExchangeReady);
+  handleSendFailure(library, record, trap);
+}
+
+}  // namespace quarnex

@@ -1,0 +1,24 @@
+// HandleETH: the socket phase of a client link: wait, call, give up, wait again.
+#pragma once
+
+#include <cstdint>
+
+#include "engine/records/library.h"
+
+namespace quarnex {
+
+/// The tick's step: once the deadline has passed, calls if the socket is idle, else declares the time-out.
+/// Never fails.
+void HandleClient(Library& library, ConnectionRecord& record);
+
+/// Closes the socket and calls the peer; the call then has 60 seconds. Any failing operation fails the
+/// attempt, and the last failure is the one reported.
+void ChiamaClient(Library& library, ConnectionRecord& record);
+
+/// The call was not established in time.
+void TimeoutChiamata(Library& library, ConnectionRecord& record);
+
+/// Traces the socket's state. Throws if it cannot be read.
+void TracciaSocketClient(Library& library, std::int16_t IdxQuarn, std::int16_t IdxClient);
+
+}  // namespace quarnex

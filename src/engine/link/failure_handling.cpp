@@ -1,0 +1,110 @@
+#include "engine/link/failure_handling.h"
+
+#include <utility>
+
+#include "engine/diagnostics/error_notices.h"
+#include "engine/diagnostics/event_reports.h"
+#include "engine/diagnostics/link_history.h"
+#include "engine/diagnostics/trace.h"
+#include "engine/link/activation.h"
+#include "engine/records/frm_sock.h"
+#include "engine/records/integer.h"
+#include "engine/records/record_operations.h"
+#include "engine/records/trap.h"
+#include "quarnex/event_report.h"
+
+namespace quarnex {
+namespace {
+
+constexpr std::int16_t kReconnectSeconds = 10;
+
+constexpr std::pair<std::int16_t, const char*> kSocketErrors[] = {
+    {10038, " Socket operation on non-socket."},
+    {10048, " The specified address is already in use."},
+    {10049, " The specified address is not available."},
+    {10053, " The current connection has been aborted by the network."},
+    {10060, " The current connection has timed out."},
+    {10061, " The requested connection has been refused by the remote host."},
+    {10064, " Remote host is currently unavailable."},
+    {10065, " Remote host is currently unreachable."},
+    {10091, " Remote system is not ready."},
+};
+
+void countFailure(Library& library, ConnectionRecord& record, std::string_view motivo) {
+  if (record.NonRispondeSegnalato) return;
+  ++record.ContaNonRisponde;
+  if (record.ContaNonRisponde <= library.MaxTentativi) return;
+  record.NonRispondeSegnalato = true;
+  record.ContaNonRisponde = 0;
+  SegnalaEvento(library, record, kNotAnsweringReport, componi(DescriviPunto(library, record), ' ', motivo));
+}
+
+void takeDownClient(Library& library, ConnectionRecord& record, Trap& trap) {
+  std::int16_t port = 0;
+  std::string host;
+  trap([&] { port = toInteger(ClientSocket(library, record.IdxClient).remotePort()); });
+  trap([&] { host = ClientSocket(library, record.IdxClient).remoteHost(); });
+  trap([&] { ErroreETH(library, record.IdxQuarn, 0, componi("DISCONNETTO Client ", port, ' ', host)); });
+  trap([&] { ClientSocket(library, record.IdxClient).close(); });
+}
+
+void takeDownServer(Library& library, ConnectionRecord& record, Trap& trap) {
+  std::int16_t port = 0;
+  trap([&] { port = toInteger(ServerSocket(library, record.IdxServer).localPort()); });
+  trap([&] { ErroreETH(library, record.IdxQuarn, 0, componi("DISCONNETTO Server ", port)); });
+  trap([&] { SrvAccept(library, record.IdxServer).close(); });
+  trap([&] { ServerSocket(library, record.IdxServer).close(); });
+}
+
+}  // namespace
+
+// NOLINTNEXTLINE(performance-unnecessary-value-param): callers give the record's own, which is emptied here
+void NonRisponde(Library& library, ConnectionRecord& record, std::string motivo) {
+  clearPendingFailures(library);
+  AnnotaGuasto(library, record, motivo);
+  Traccia(library, record.IdxQuarn, "NON RISPONDE ", [&] { return EthTag(library, record.IdxQuarn); });
+  ETH_Riconnetti(library, record);
+  countFailure(library, record, motivo);
+  SegnalaAnomalia(library, record, motivo);
+}
+
+void ETH_Riconnetti(Library& library, ConnectionRecord& record) {
+  Trap trap{library};
+  ++record.history.reconnections;
+  trap([&] {
+    Traccia(library, record.IdxQuarn, "ETH_Riconnetti ", [&] { return EthTag(library, record.IdxQuarn); });
+  });
+  record.ChiusuraRemota = false;
+  record.ConnessioneClient ? takeDownClient(library, record, trap) : takeDownServer(library, record, trap);
+  ImpostaStato(library, record, kSocketPhase, kReconnectSeconds);
+  trap([&] { AttivaSocket(library, record); });
+  trap([&] { SegnalaDisconnesso(library, record); });
+  if (library.InUscita) record.Attivo = false;
+}
+
+void ErroreSocketClient(Library& library, std::int16_t IdxQuarn, std::int16_t codice,
+                        std::string_view evento) {
+  SocketInstance& socket = ClientSocket(library, library.ConnectionTable[IdxQuarn].IdxClient);
+  const std::int16_t port = toInteger(socket.remotePort());
+  const std::string host = socket.remoteHost();
+  Traccia(library, IdxQuarn, evento, " ERROR CODE :", codice, ' ', EthTag(library, IdxQuarn), ' ', port, ' ',
+          host);
+  ErroreETH(library, IdxQuarn, codice, TestoErroreSocket(codice));
+}
+
+void ErroreSocketServer(Library& library, std::int16_t IdxQuarn, std::int16_t codice,
+                        std::string_view evento) {
+  const std::int16_t port =
+      toInteger(ServerSocket(library, library.ConnectionTable[IdxQuarn].IdxServer).localPort());
+  Traccia(library, IdxQuarn, evento, " ERROR CODE :", codice, ' ', EthTag(library, IdxQuarn), ' ', port);
+  ErroreETH(library, IdxQuarn, codice, TestoErroreSocket(codice));
+}
+
+std::string TestoErroreSocket(std::int16_t codice) {
+  for (const auto& [known, text] : kSocketErrors) {
+    if (known == codice) return text;
+  }
+  return componi("ErrorCode:", codice);
+}
+
+}  // namespace quarnex

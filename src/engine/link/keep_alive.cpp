@@ -1,0 +1,23 @@
+#include "engine/link/keep_alive.h"
+
+#include "engine/diagnostics/error_notices.h"
+#include "engine/diagnostics/trace.h"
+#include "engine/link/failure_handling.h"
+#include "engine/records/integer.h"
+
+namespace quarnex {
+namespace {
+constexpr std::int16_t kExpiriesTolerated = 1;
+}
+
+void AliveScaduto(Library& library, ConnectionRecord& rec) {
+  BufferPut(rec.CodaInvio, "9!");
+  rec.ContaAlive = toInteger(rec.ContaAlive + 1);
+  ArmaAlive(library, rec);
+  if (rec.ContaAlive <= kExpiriesTolerated) return;
+  ErroreETH(library, rec.IdxQuarn, 0, "TIMEOUT Alive " + EthTag(library, rec.IdxQuarn));
+  RinnovaAlive(library, rec);
+  NonRisponde(library, rec, "Alive Timeout");
+}
+
+}  // namespace quarnex

@@ -1,0 +1,24 @@
+// HandleETH: the socket phase of a server link: wait, listen, give up, wait again.
+#pragma once
+
+#include <cstdint>
+
+#include "engine/records/library.h"
+
+namespace quarnex {
+
+/// The tick's step: once the deadline has passed, listens if the listening socket is idle, else declares the
+/// time-out. Never fails.
+void HandleServer(Library& library, ConnectionRecord& record);
+
+/// Closes both sockets and listens; then 60 seconds for a call. Any failing operation fails the attempt, and
+/// the last failure is the one reported.
+void AscoltaServer(Library& library, ConnectionRecord& record);
+
+/// Nobody called in time.
+void TimeoutAscolto(Library& library, ConnectionRecord& record);
+
+/// Traces the states of both sockets. Throws if one cannot be read.
+void TracciaSocketServer(Library& library, std::int16_t IdxQuarn, std::int16_t IdxServer);
+
+}  // namespace quarnex

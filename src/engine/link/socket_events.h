@@ -1,0 +1,21 @@
+// FrmSock: the seven handlers of the socket events. They move a link between its socket phase and the
+// connected phase; data is not read here. None ever fails. `Index` is the number of the instance that raised
+// the event.
+#pragma once
+
+#include <cstdint>
+
+#include "engine/records/library.h"
+
+namespace quarnex {
+
+void ClientSocket_Connect(Library& library, std::int16_t Index, std::int16_t ErrorCode);
+void ClientSocket_Close(Library& library, std::int16_t Index, std::int16_t ErrorCode);
+void ClientSocket_Receive(Library& library, std::int16_t Index, std::int16_t ErrorCode);
+void ServerSocket_Accept(Library& library, std::int16_t Index, std::int32_t SocketHandle,
+                         std::int16_t ErrorCode);
+void ServerSocket_Close(Library& library, std::int16_t Index, std::int16_t ErrorCode);
+void SrvAccept_Close(Library& library, std::int16_t Index, std::int16_t ErrorCode);
+void SrvAccept_Receive(Library& library, std::int16_t Index, std::int16_t ErrorCode);
+
+}  // namespace quarnex

@@ -1,0 +1,27 @@
+// gestione_TCP_generale: the outbound queue and its batches, delivery inside the process, emptying of the
+// queues.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "engine/records/library.h"
+
+namespace quarnex {
+
+/// Packs up to 20 queued texts into a new batch, kept in `DaInviare` and `UltimoLotto`. False if none is
+/// queued.
+bool PreparaLotto(Library& library, ConnectionRecord& rec);
+
+/// Puts the message to send now into `DaInviare`: on a connected link the unacknowledged batch, at once and
+/// at every call, else a new batch. False, with `DaInviare` null, if there is nothing to send. Has effects,
+/// so it is never skipped where it is to be asked.
+bool ScegliInvio(Library& library, ConnectionRecord& rec);
+
+/// Delivers a text of a link without TCP to the first other link of the same type and identifier.
+void ConsegnaLocale(Library& library, std::int16_t IdxQuarn, std::string_view s);
+
+/// Empties `CodaInvio` and `CodaArrivo` and forgets the batch in flight.
+void SvuotaCode(Library& library, std::int16_t IdxQuarn);
+
+}  // namespace quarnex

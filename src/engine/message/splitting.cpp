@@ -1,0 +1,77 @@
+#include "engine/message/splitting.h"
+
+#include <string>
+
+#include "engine/diagnostics/event_reports.h"
+#include "engine/diagnostics/trace.h"
+#include "engine/message/service_words.h"
+#include "engine/records/integer.h"
+#include "engine/records/record_operations.h"
+#include "engine/records/trap.h"
+
+namespace quarnex {
+namespace {
+
+constexpr std::int16_t kMessageLengthMin = 12;
+constexpr std::int16_t kCountPosition = 7;
+constexpr std::int16_t kFieldLengthMin = 2;
+
+void deliverField(Library& library, ConnectionRecord& rec, std::string_view field) {
+  if (field.size() < kFieldLengthMin) return;
+  if (field.front() == '9') return GestisciServizio(library, rec, field);
+  rec.RicevutoCMD = true;
+  ++rec.history.textsReceived;
+  BufferPut(rec.CodaArrivo, field);
+  Traccia(library, rec.IdxQuarn, "X:", field);
+}
+
+// Positions count from 1 and are 16-bit: one that would pass 32,767 fails and stays where it is.
+void readFields(Library& library, ConnectionRecord& rec, std::string_view messaggio, Trap& trap) {
+  const int count = static_cast<unsigned char>(messaggio[kCountPosition - 1]) - '0';
+  std::int16_t position = kCountPosition + 1;
+  for (int i = 0; i < count && CarattereUguale(messaggio, position, '|'); ++i) {
+    trap([&] { position = toInteger(position + 1); });
+    const std::string_view rest = messaggio.substr(static_cast<std::size_t>(position - 1));
+    const std::string_view field = rest.substr(0, rest.find('|'));
+    trap([&] { position = toInteger(position + static_cast<std::int64_t>(field.size())); });
+    trap([&] { deliverField(library, rec, field); });
+  }
+}
+
+}  // namespace
+
+void DividiMessaggio(Library& library, ConnectionRecord& rec, std::string_view messaggio) {
+  Trap trap{library};
+  if (!rec.ConnessioneSegnalata) trap([&] { SegnalaConnesso(library, rec); });
+  std::int16_t length = 0;
+  trap([&] { length = toInteger(static_cast<std::int64_t>(messaggio.size())); });
+  if (length >= kMessageLengthMin) {
+    RinnovaAlive(library, rec);
+    trap([&] { SegnalaRisponde(library, rec); });
+    trap([&] { SegnalaAnomaliaRientrata(library, rec); });
+    rec.ChiusuraRemota = false;
+    readFields(library, rec, messaggio, trap);
+  }
+  if (trap.pending()) {
+    trap([&] { TracciaErrore(library, rec.IdxQuarn, trap.number(), "error DividiMessaggio"); });
+  }
+}
+
+bool CarattereUguale(std::string_view testo, std::int16_t posizione, char carattere) {
+  const auto index = static_cast<std::size_t>(posizione - 1);
+  return index < testo.size() && testo[index] == carattere;
+}
+
+void ScartaRicezione(Library& library, std::int16_t IdxQuarn) {
+  ConnectionRecord& rec = library.ConnectionTable[IdxQuarn];
+  Traccia(library, IdxQuarn, "SCARTO:", [&] { return rec.Ricevuto.text(); });
+  rec.Ricevuto.clear();
+  rec.FrameCompleto = false;
+}
+
+void AzzeraRicezione(Library& library, std::int16_t IdxQuarn) {
+  ScartaRicezione(library, IdxQuarn);
+  library.ConnectionTable[IdxQuarn].UltimoErrore.clear();
+}
+
+}  // namespace quarnex

@@ -1,0 +1,94 @@
+// All state of one link.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "engine/records/text_buffer.h"
+#include "services/byte_queue.h"
+#include "services/prefetch.h"
+#include "services/wall_clock.h"
+
+namespace quarnex {
+
+/// `Stato`: the phase of a link. No other value is ever stored.
+constexpr std::int16_t kSocketPhase = 1;
+constexpr std::int16_t kConnected = 17;
+
+/// `StatoB`: the sub-state of the exchange on a connected link.
+constexpr std::int16_t kExchangeReset = 0;
+constexpr std::int16_t kExchangeReady = 1;
+constexpr std::int16_t kExchangeWaiting = 2;
+constexpr std::int16_t kExchangeIdle = 3;
+
+/// `InEsecuzione`: the guard of a link's handler.
+constexpr std::int16_t kHandlerFree = -1;
+constexpr std::int16_t kHandlerRunning = 0;
+
+/// What happened on a link, for `LinkSnapshot` only: nothing that the link does depends on it.
+struct LinkHistory {
+  struct Failure {
+    Instant at;
+    bool whileConnected = false;
+    std::string reason;
+  };
+
+  Instant since;  // when the link became what it is: connected, not connected, closed
+  std::unique_ptr<Failure> lastFailure;
+  std::uint64_t textsSent = 0, textsReceived = 0;
+  std::uint64_t framesSent = 0, framesReceived = 0;
+  std::uint64_t repetitions = 0;
+  std::uint32_t badChecksums = 0, reconnections = 0;  // at most one of each a tick
+};
+
+/// A tick looks at a quiet link's first cache line only, so what it needs stands there, up to the number of
+/// texts in `CodaInvio`.
+struct alignas(kCacheLine) ConnectionRecord {
+  bool Attivo = false;                // the link's sockets are activated; the tick visits it
+  bool UsaTcp = false;                // False: texts are delivered inside the process
+  bool ConnessioneClient = false;     // True: this side calls; False: it listens
+  bool FrameCompleto = false;         // a complete frame waits in FrameRicevuto
+  bool ChiusuraRemota = false;        // the peer sent "9K"
+  bool InFrame = false;               // a frame start has been seen, FrameInCorso is being assembled
+  bool DebugAttivo = false;           // trace texts are captured in CodaDebug
+  bool ConnessioneSegnalata = false;  // 701 given and no 702 since
+  std::int16_t InEsecuzione = kHandlerFree;
+  std::int16_t Stato = kSocketPhase;
+  std::int16_t StatoB = kExchangeReset;
+  std::int16_t IdxQuarn = 0;              // own index in the table
+  std::int16_t IdxClient = 0;             // number of the ClientSocket instance, 0 = none
+  std::int16_t IdxServer = 0;             // number of the ServerSocket and SrvAccept instances, 0 = none
+  std::int16_t AttesaRitrasmissione = 0;  // 0 = no batch awaits acknowledgement, else ticks to its repetition
+  std::int16_t ContaTimeoutB = 0;         // reply deadlines missed in a row
+  Instant ScadenzaB;                      // deadline of StatoB
+  Instant ScadenzaAlive;                  // keep-alive deadline
+  ByteQueue Ricevuto;                     // received and not yet framed
+  const std::string* DaInviare = nullptr;  // message chosen for sending now: UltimoLotto, or null = none
+  TextBuffer CodaInvio;                    // outbound: host texts, "9!", "9OKAY000", "9K"
+
+  Instant ScadenzaStato;              // deadline of Stato
+  std::string UltimoInviato;          // last data message sent, repeated until it is acknowledged
+  std::string UltimoLotto;            // last batch built
+  ByteQueue FrameInCorso;             // frame being assembled, from its start character on
+  std::string FrameRicevuto;          // the complete frame
+  std::string Tipo;                   // peer type
+  std::string UltimoErrore;           // text of the last error notice that had a code
+  TextBuffer CodaArrivo;              // inbound: the peer's texts and the event reports
+  TextBuffer CodaDebug;               // captured trace texts
+  std::int16_t IdQuarn = 0;           // peer identifier
+  std::int16_t ContaAlive = 0;        // keep-alive expiries in a row
+  std::int16_t ContaNonRisponde = 0;  // failures counted since the last 109
+  bool RicevutoQRY = false;           // words received and not yet answered
+  bool RicevutoCMD = false;
+  bool RicevutoACK = false;
+  bool RicevutoNODATA = false;
+  bool Chiuso = false;                // closed by a close operation
+  bool Aperto = false;                // opened by the host and not closed since
+  bool NonRispondeSegnalato = false;  // 109 given and no 112 since
+  bool AnomaliaSegnalata = false;     // 991 given and no 992 since
+
+  LinkHistory history;
+};
+
+}  // namespace quarnex

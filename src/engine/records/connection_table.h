@@ -1,0 +1,40 @@
+// The growable table of links. Records never move, so a reference to one stays good for the life of the
+// library.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "engine/records/connection_record.h"
+
+namespace quarnex {
+
+class ConnectionTable {
+ public:
+  /// Makes slot `count` + 1 of a table that holds `count` links; without memory for it the table stays as it
+  /// is.
+  void grow(std::int16_t count) {
+    if (static_cast<std::size_t>(count) == chunks_.size() * kChunk) {
+      std::vector<ConnectionRecord> chunk;
+      chunk.reserve(kChunk);
+      chunks_.push_back(std::move(chunk));
+    }
+    chunks_.back().emplace_back();
+  }
+
+  /// Slot `index`, 1 to the number of links; not checked here.
+  ConnectionRecord& operator[](std::int16_t index) {
+    const auto slot = static_cast<std::size_t>(index - 1);
+    return chunks_[slot / kChunk][slot % kChunk];
+  }
+
+ private:
+  // A tick passes all records. Many side by side are on few pages of memory, and finding those pages costs
+  // the processor more than reading them.
+  static constexpr std::size_t kChunk = 256;
+  std::vector<std::vector<ConnectionRecord>> chunks_;  // each with room for all of its records
+};
+
+}  // namespace quarnex

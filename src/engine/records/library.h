@@ -1,0 +1,75 @@
+// The module state: one copy serves every QuarnSocket of the process; a simulation makes as many as it likes.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "engine/records/connection_table.h"
+#include "quarnex/failure.h"
+#include "services/socket_service.h"
+#include "services/text_file.h"
+#include "services/timer_service.h"
+#include "services/wall_clock.h"
+
+namespace quarnex {
+
+class FrmSock;
+class Observer;
+class Trap;
+
+/// What the engine needs of its surroundings. All outlive the library.
+struct Services {
+  SocketService& sockets;
+  TimerService& timer;
+  WallClock& clock;
+  TextFile& logFile;
+};
+
+struct Library {
+  explicit Library(Services services);
+  ~Library();
+  Library(const Library&) = delete;
+  Library& operator=(const Library&) = delete;
+
+  bool validIndex(std::int16_t IdxQuarn) const { return IdxQuarn >= 1 && IdxQuarn <= ConnectionCount; }
+
+  Services services;
+  Observer* observer = nullptr;  // sees host calls and traces; a recorder, say
+  Trap* pendingTraps = nullptr;  // the open traps that remember a failure
+  // Made while there is memory for them; copies need none.
+  const Failure outOfMemory{7, "Out of memory"};
+  const Failure outOfStringSpace{14, "Out of string space"};
+
+  quarnex::ConnectionTable ConnectionTable;
+  std::int16_t ConnectionCount = 0;
+  std::int16_t ClientCount = 0;
+  std::int16_t ServerCount = 0;
+  std::vector<std::int16_t> ClientLinks;  // ClientSocket number k to IdxQuarn, at k - 1
+  std::vector<std::int16_t> ServerLinks;  // ServerSocket and SrvAccept number k to IdxQuarn, at k - 1
+
+  std::int16_t MaxTentativi = 0;  // failures that a link tolerates before 109
+  bool InUscita = false;          // shutting down, for good
+
+  bool LogAperto = false;
+  std::string LogPath;  // put unchanged in front of the log file's name
+
+  std::unique_ptr<FrmSock> form;  // made on first use
+
+  // Working storage, kept for its capacity unless that is much. Whoever uses one moves it out and back, so
+  // that a nested use finds it empty.
+  std::string frameStorage;
+  std::string traceStorage;
+  std::string lineStorage;
+
+  // The log's "hh:mm:ss", formatted once a second.
+  Instant stampSecond{-1};
+  std::array<char, 8> stamp{};
+
+  std::thread::id thread = std::this_thread::get_id();  // the one that all calls must come from
+};
+
+}  // namespace quarnex

@@ -1,0 +1,70 @@
+#include "engine/records/record_operations.h"
+
+namespace quarnex {
+namespace {
+constexpr std::int16_t kAliveSecondsClient = 10;
+constexpr std::int16_t kAliveSecondsServer = 15;
+constexpr std::int16_t kReplySeconds = 5;
+constexpr std::size_t kKeptBytes = 4096;
+}  // namespace
+
+Instant CalcolaScadenza(Library& library, std::int16_t seconds) {
+  return {library.services.clock.now().second + seconds};
+}
+
+void ImpostaStato(Library& library, ConnectionRecord& record, std::int16_t stato, std::int16_t seconds) {
+  if (record.Stato != stato) record.history.since = library.services.clock.now();
+  record.Stato = stato;
+  record.ScadenzaStato = CalcolaScadenza(library, seconds);
+}
+
+void ImpostaStatoB(Library& library, ConnectionRecord& record, std::int16_t valore) {
+  record.StatoB = valore;
+  record.ScadenzaB = CalcolaScadenza(library, kReplySeconds);
+}
+
+void ArmaAlive(Library& library, ConnectionRecord& record) {
+  record.ScadenzaAlive =
+      CalcolaScadenza(library, record.ConnessioneClient ? kAliveSecondsClient : kAliveSecondsServer);
+}
+
+void RinnovaAlive(Library& library, ConnectionRecord& record) {
+  ArmaAlive(library, record);
+  record.ContaAlive = 0;
+}
+
+void ResetScambio(Library& library, ConnectionRecord& record) {
+  record.FrameCompleto = false;
+  svuota(record.FrameRicevuto);
+  ImpostaStato(library, record, kSocketPhase, 1);
+  record.InFrame = false;
+  record.FrameInCorso.clear();
+  record.InEsecuzione = kHandlerFree;
+  record.UltimoErrore.clear();
+  record.Ricevuto.clear();
+  svuota(record.UltimoInviato);
+  record.RicevutoQRY = record.RicevutoCMD = record.RicevutoACK = record.RicevutoNODATA = false;
+  ImpostaStatoB(library, record, kExchangeReset);
+  record.ContaTimeoutB = 0;
+}
+
+void ResetLink(Library& library, ConnectionRecord& record) {
+  record.DaInviare = nullptr;
+  svuota(record.UltimoLotto);
+  record.AttesaRitrasmissione = 0;
+  record.Chiuso = false;
+  record.NonRispondeSegnalato = false;
+  record.ContaNonRisponde = 0;
+  record.AnomaliaSegnalata = false;
+  RinnovaAlive(library, record);
+}
+
+void svuota(std::string& text) {
+  if (text.capacity() > kKeptBytes) {
+    std::string().swap(text);
+  } else {
+    text.clear();
+  }
+}
+
+}  // namespace quarnex

@@ -1,0 +1,69 @@
+#include "engine/records/text_buffer.h"
+
+#include <cstring>
+
+namespace quarnex {
+namespace {
+
+constexpr std::int16_t kGrowthLimit = 5000;
+constexpr std::int16_t kGrowthStep = 100;
+
+using Length = std::size_t;
+
+std::string_view bytesOf(const Length& length) {
+  return {reinterpret_cast<const char*>(&length), sizeof length};
+}
+
+std::string_view firstText(std::string_view items) {
+  Length length = 0;
+  std::memcpy(&length, items.data(), sizeof length);
+  return items.substr(sizeof length, length);
+}
+
+}  // namespace
+
+void BufferInit(TextBuffer& buffer, std::int16_t capacity) {
+  buffer = TextBuffer{};
+  buffer.Capacity = capacity;
+}
+
+void BufferPut(TextBuffer& buffer, std::string_view text) {
+  if (buffer.Capacity <= 0) return;
+  if (buffer.Count >= buffer.Capacity && buffer.Capacity < kGrowthLimit) {
+    buffer.Capacity = static_cast<std::int16_t>(buffer.Capacity + kGrowthStep);
+  }
+  if (buffer.Count >= buffer.Capacity) BufferDrop(buffer);
+  if (!buffer.Items) buffer.Items = std::make_unique<ByteChunks>();
+  buffer.Items->appendWhole(bytesOf(text.size()), text);
+  ++buffer.Count;
+}
+
+std::string BufferGet(TextBuffer& buffer) {
+  std::string text(BufferFront(buffer));
+  BufferDrop(buffer);
+  return text;
+}
+
+std::string_view BufferFront(const TextBuffer& buffer) {
+  return buffer.Count > 0 ? firstText(buffer.Items->front()) : std::string_view();
+}
+
+void BufferDrop(TextBuffer& buffer) {
+  if (buffer.Count <= 0) return;
+  buffer.Items->consume(sizeof(Length) + BufferFront(buffer).size());
+  --buffer.Count;
+}
+
+std::vector<std::string_view> BufferTexts(const TextBuffer& buffer, std::size_t most) {
+  std::vector<std::string_view> texts;
+  if (buffer.Count <= 0) return texts;
+  buffer.Items->visit([&](std::string_view items) {
+    for (; !items.empty() && texts.size() < most; items.remove_prefix(sizeof(Length) + texts.back().size())) {
+      texts.push_back(firstText(items));
+    }
+    return texts.size() < most;
+  });
+  return texts;
+}
+
+}  // namespace quarnex

@@ -1,0 +1,39 @@
+#include "engine/records/trap.h"
+
+#include <new>
+#include <stdexcept>
+#include <utility>
+
+#include "engine/records/library.h"
+
+namespace quarnex {
+
+Failure failureOf(const Library& library, const std::exception& thrown) {
+  if (const auto* failure = dynamic_cast<const Failure*>(&thrown)) return *failure;
+  if (dynamic_cast<const std::bad_alloc*>(&thrown) != nullptr) return library.outOfMemory;
+  if (dynamic_cast<const std::length_error*>(&thrown) != nullptr) return library.outOfStringSpace;
+  throw;
+}
+
+// Called from the handler of a failed step. Number 0 means that nothing is wrong, so it leaves nothing
+// pending.
+void Trap::remember(const std::exception& thrown) {
+  const Failure failure = failureOf(library_, thrown);
+  if (failure.number() == 0) return clear();
+  if (!pending()) next_ = std::exchange(library_.pendingTraps, this);
+  failure_ = failure;
+}
+
+void Trap::clear() {
+  if (!pending()) return;
+  failure_.reset();
+  Trap** link = &library_.pendingTraps;
+  while (*link != this) link = &(*link)->next_;
+  *link = next_;
+}
+
+void clearPendingFailures(Library& library) {
+  while (library.pendingTraps != nullptr) library.pendingTraps->clear();
+}
+
+}  // namespace quarnex

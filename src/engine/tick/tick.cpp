@@ -1,0 +1,63 @@
+#include "engine/tick/tick.h"
+
+#include <cassert>
+
+#include "engine/diagnostics/trace.h"
+#include "engine/exchange/handler.h"
+#include "engine/link/client_states.h"
+#include "engine/link/server_states.h"
+#include "engine/records/frm_sock.h"
+#include "engine/records/integer.h"
+#include "engine/records/trap.h"
+#include "services/prefetch.h"
+
+namespace quarnex {
+namespace {
+
+// With thousands of links nothing of them is left in the processor's caches from the tick before. So records
+// are asked for this many links ahead, and the sockets behind them half as many.
+constexpr int kLinksAhead = 24;
+
+void fetchAhead(Library& library, int link) {
+  const int last = library.ConnectionCount;
+  if (link + kLinksAhead <= last) {
+    prefetch(&library.ConnectionTable[static_cast<std::int16_t>(link + kLinksAhead)]);
+  }
+  if (link + kLinksAhead / 2 <= last && library.form) {
+    const auto& record = library.ConnectionTable[static_cast<std::int16_t>(link + kLinksAhead / 2)];
+    prefetch(library.form->find(record.ConnessioneClient ? SocketArray::ClientSocket : SocketArray::SrvAccept,
+                                record.ConnessioneClient ? record.IdxClient : record.IdxServer));
+  }
+}
+
+}  // namespace
+
+void HiTime_QUARN_Tick(Library& library) {
+  assert(library.thread == std::this_thread::get_id());
+  const int n = library.ConnectionCount;
+  for (int i = 1; i <= n; ++i) {
+    fetchAhead(library, i);
+    ConnectionRecord& record = library.ConnectionTable[static_cast<std::int16_t>(i)];
+    if (!record.Attivo || !record.UsaTcp) continue;
+    Handler(library, record, PassoDelLink(record));
+  }
+}
+
+Passo PassoDelLink(const ConnectionRecord& record) {
+  if (record.Stato == kConnected) return Handler_ADV;
+  return record.ConnessioneClient ? HandleClient : HandleServer;
+}
+
+void Handler(Library& library, ConnectionRecord& record, Passo passo) {
+  if (record.InEsecuzione == kHandlerRunning) return;
+  Trap trap{library};
+  record.InEsecuzione = kHandlerRunning;
+  trap([&] { passo(library, record); });
+  record.InEsecuzione = kHandlerFree;
+  if (trap.pending()) {
+    trap([&] { TracciaErrore(library, record.IdxQuarn, toInteger(trap.number()), "error QUARN Handler"); });
+    record.InEsecuzione = kHandlerFree;
+  }
+}
+
+}  // namespace quarnex

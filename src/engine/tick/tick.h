@@ -1,0 +1,21 @@
+// gestione_TCP_generale: the periodic tick, and the guarded step of one link.
+#pragma once
+
+#include "engine/records/library.h"
+
+namespace quarnex {
+
+/// Gives every active link over TCP one step, in table order. Links added meanwhile wait for the next tick.
+void HiTime_QUARN_Tick(Library& library);
+
+/// One step of a link's state machine.
+using Passo = void (*)(Library& library, ConnectionRecord& record);
+
+/// The step that the link's phase and role call for: exchange, call or listen.
+Passo PassoDelLink(const ConnectionRecord& record);
+
+/// Runs `passo` on the link unless its handler already runs further up the stack. A failure that escapes the
+/// step is traced and ends here.
+void Handler(Library& library, ConnectionRecord& record, Passo passo);
+
+}  // namespace quarnex

@@ -1,0 +1,245 @@
+#include "quarnex/quarn_socket.h"
+
+#include <array>
+#include <cassert>
+#include <string>
+#include <utility>
+
+#include "engine/diagnostics/log.h"
+#include "engine/diagnostics/trace.h"
+#include "engine/link/activation.h"
+#include "engine/message/outbound.h"
+#include "engine/records/library.h"
+#include "engine/records/record_operations.h"
+#include "engine/records/trap.h"
+#include "host/link_registration.h"
+#include "host/method_table.h"
+#include "host/snapshot.h"
+#include "services/observer.h"
+#include "services/process_library.h"
+
+namespace quarnex {
+namespace {
+
+Value valueOf(std::int16_t number) {
+  return number;
+}
+Value valueOf(bool flag) {
+  return flag;
+}
+Value valueOf(std::string_view text) {
+  return std::string(text);
+}
+
+/// Runs `body`, whose failures all reach the host with a number.
+template <class Body>
+auto numbered(const Library& library, Body&& body) {
+  try {
+    return body();
+  } catch (const std::exception& thrown) {
+    throw failureOf(library, thrown);
+  }
+}
+
+/// Tells the observer about a call while it runs `body`. Without an observer the parameters are not even
+/// copied.
+template <class Body, class... Parameters>
+auto hostCall(Library& library, std::size_t method, Body&& body, const Parameters&... parameters) {
+  assert(library.thread == std::this_thread::get_id());
+  Observer* observer = library.observer;
+  if (observer == nullptr) return numbered(library, body);
+  using Values = std::array<Value, sizeof...(Parameters)>;
+  const Values values = numbered(library, [&] { return Values{valueOf(parameters)...}; });
+  observer->called(methodTable()[method], values);
+  try {
+    using Result = decltype(body());
+    if constexpr (std::is_void_v<Result>) {
+      numbered(library, body);
+      observer->returned({});
+    } else {
+      Value result = numbered(library, body);  // not copied: what was taken out of a queue is not lost here
+      observer->returned(result);
+      return std::get<Result>(std::move(result));
+    }
+  } catch (const Failure& failure) {
+    observer->failed(failure);
+    throw;
+  }
+}
+
+void queueText(Library& library, std::int16_t IdxQuarn, std::string_view s) {
+  ConnectionRecord& record = library.ConnectionTable[IdxQuarn];
+  if (s == "VUOTABUFFER") return SvuotaCode(library, IdxQuarn);
+  if (record.UsaTcp) {
+    BufferPut(record.CodaInvio, s);
+    return Traccia(library, IdxQuarn, "COMANDO:", Zeri{record.CodaInvio.Count, 5}, ' ', s);
+  }
+  Traccia(library, IdxQuarn, "I>:", Zeri{record.CodaInvio.Count, 5}, ' ', s);
+  ++record.history.textsSent;
+  ConsegnaLocale(library, IdxQuarn, s);
+}
+
+void openLink(Library& library, std::int16_t IdxQuarn) {
+  if (!library.validIndex(IdxQuarn)) return;
+  ConnectionRecord& record = library.ConnectionTable[IdxQuarn];
+  if (!record.UsaTcp) return;
+  Trap trap{library};
+  record.Chiuso = false;
+  record.NonRispondeSegnalato = false;
+  record.ContaNonRisponde = 0;
+  record.AnomaliaSegnalata = false;
+  record.Aperto = true;
+  trap([&] { RinnovaAlive(library, record); });
+  trap([&] { AttivaSocket(library, record); });
+  if (trap.pending()) {
+    Traccia(library, IdxQuarn, trap.number(), " error TCP Apri scheda ", ':', trap.description());
+  }
+}
+
+std::string takeOldest(TextBuffer& queue) {
+  return queue.Count > 0 ? BufferGet(queue) : std::string();
+}
+
+}  // namespace
+
+QuarnSocket::QuarnSocket() : library_(&processLibrary()) {}
+
+std::int16_t QuarnSocket::Add(std::string_view Tipo, std::int16_t IdQUARN, bool ConnessioneClient,
+                              bool UsaTcp) {
+  return hostCall(
+      *library_, 0,
+      [&] {
+        const std::int16_t n = AddHQUARN(*library_, Tipo, IdQUARN, ConnessioneClient, UsaTcp);
+        Trap withoutMemory{*library_};
+        withoutMemory([&] { Traccia(*library_, n, "ADD ", n, " : ", IdQUARN, ' ', Tipo, ' ', Tipo); });
+        return n;
+      },
+      Tipo, IdQUARN, ConnessioneClient, UsaTcp);
+}
+
+std::string QuarnSocket::GetMessaggioArrivato(std::int16_t IdxQuarn) {
+  return hostCall(
+      *library_, 1,
+      [&] {
+        return library_->validIndex(IdxQuarn) ? takeOldest(library_->ConnectionTable[IdxQuarn].CodaArrivo)
+                                              : std::string();
+      },
+      IdxQuarn);
+}
+
+std::int16_t QuarnSocket::ProntoPerUscire() {
+  return hostCall(*library_, 2, [&] {
+    for (int i = 1; i <= library_->ConnectionCount; ++i) {
+      const ConnectionRecord& record = library_->ConnectionTable[static_cast<std::int16_t>(i)];
+      if (record.UsaTcp && !record.Chiuso && record.Attivo) return std::int16_t{0};
+    }
+    return std::int16_t{-1};
+  });
+}
+
+void QuarnSocket::Invia(std::int16_t IdxQuarn, std::string_view s) {
+  hostCall(
+      *library_, 3,
+      [&] {
+        if (!s.empty() && library_->validIndex(IdxQuarn) && !library_->InUscita)
+          queueText(*library_, IdxQuarn, s);
+      },
+      IdxQuarn, s);
+}
+
+void QuarnSocket::Apri(std::int16_t IdxQuarn) {
+  hostCall(
+      *library_, 4, [&] { openLink(*library_, IdxQuarn); }, IdxQuarn);
+}
+
+void QuarnSocket::Chiudi(std::int16_t IdxQuarn) {
+  hostCall(
+      *library_, 5,
+      [&] {
+        if (library_->validIndex(IdxQuarn)) ChiudiSocket(*library_, library_->ConnectionTable[IdxQuarn]);
+      },
+      IdxQuarn);
+}
+
+void QuarnSocket::Init(std::string_view s) {
+  hostCall(
+      *library_, 6,
+      [&] {
+        library_->LogPath = s;
+        library_->MaxTentativi = 3;
+      },
+      s);
+}
+
+void QuarnSocket::Uscita() {
+  hostCall(*library_, 7, [&] {
+    for (int i = 1; i <= library_->ConnectionCount; ++i) {
+      ConnectionRecord& record = library_->ConnectionTable[static_cast<std::int16_t>(i)];
+      if (record.UsaTcp) ChiudiSocket(*library_, record);
+    }
+    library_->InUscita = true;
+  });
+}
+
+bool QuarnSocket::MessaggioArrivato(std::int16_t IdxQuarn) {
+  return hostCall(
+      *library_, 8,
+      [&] {
+        return library_->validIndex(IdxQuarn) && library_->ConnectionTable[IdxQuarn].CodaArrivo.Count > 0;
+      },
+      IdxQuarn);
+}
+
+std::string QuarnSocket::GetDebug(std::int16_t IdxQuarn) {
+  return hostCall(
+      *library_, 9,
+      [&] {
+        return library_->validIndex(IdxQuarn) ? takeOldest(library_->ConnectionTable[IdxQuarn].CodaDebug)
+                                              : std::string();
+      },
+      IdxQuarn);
+}
+
+void QuarnSocket::AttivaDebug(std::int16_t IdxQuarn) {
+  hostCall(
+      *library_, 10,
+      [&] {
+        if (library_->validIndex(IdxQuarn)) library_->ConnectionTable[IdxQuarn].DebugAttivo = true;
+      },
+      IdxQuarn);
+}
+
+void QuarnSocket::DisattivaDebug(std::int16_t IdxQuarn) {
+  hostCall(
+      *library_, 11,
+      [&] {
+        if (library_->validIndex(IdxQuarn)) library_->ConnectionTable[IdxQuarn].DebugAttivo = false;
+      },
+      IdxQuarn);
+}
+
+void QuarnSocket::AttivaLog() {
+  hostCall(*library_, 12, [&] { ApriLog(*library_); });
+}
+
+void QuarnSocket::DisattivaLog(std::int16_t IdxQuarn) {
+  hostCall(
+      *library_, 13, [&] { ChiudiLog(*library_); }, IdxQuarn);
+}
+
+bool QuarnSocket::Connesso(std::int16_t IdxQuarn) {
+  return hostCall(
+      *library_, 14,
+      [&] {
+        if (!library_->validIndex(IdxQuarn)) return true;
+        const ConnectionRecord& record = library_->ConnectionTable[IdxQuarn];
+        return !record.UsaTcp || record.Stato == kConnected;
+      },
+      IdxQuarn);
+}
+
+LinkSnapshot QuarnSocket::snapshot(std::int16_t IdxQuarn) const {
+  return numbered(*library_, [&] { return takeSnapshot(*library_, IdxQuarn); });
+}
+
+}  // namespace quarnex

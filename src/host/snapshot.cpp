@@ -1,0 +1,75 @@
+#include "host/snapshot.h"
+
+#include "engine/diagnostics/event_reports.h"
+#include "engine/records/frm_sock.h"
+#include "engine/records/library.h"
+#include "engine/records/trap.h"
+#include "host/link_words.h"
+
+namespace quarnex {
+namespace {
+
+LinkPhase phaseOf(Library& library, const ConnectionRecord& record) {
+  if (!record.UsaTcp) return LinkPhase::Local;
+  if (!record.Attivo) return LinkPhase::Closed;
+  if (record.Stato == kConnected) return LinkPhase::Connected;
+  std::int32_t state = kSocketClosed;
+  Trap unreadable{library};
+  unreadable([&] {
+    state = record.ConnessioneClient ? ClientSocket(library, record.IdxClient).state()
+                                     : ServerSocket(library, record.IdxServer).state();
+  });
+  if (state == 0 || state == 1) return LinkPhase::Waiting;
+  return record.ConnessioneClient ? LinkPhase::Calling : LinkPhase::Listening;
+}
+
+void fillDeadlines(LinkSnapshot& snapshot, const ConnectionRecord& record) {
+  if (snapshot.phase == LinkPhase::Connected) {
+    snapshot.keepAliveDeadline = record.ScadenzaAlive.second;
+    snapshot.replyDeadline = record.ScadenzaB.second;
+  } else if (record.Attivo && record.UsaTcp) {
+    snapshot.deadline = record.ScadenzaStato.second;
+  }
+}
+
+void fillCounts(LinkSnapshot& snapshot, const ConnectionRecord& record) {
+  snapshot.outbound = record.CodaInvio.Count;
+  snapshot.inbound = record.CodaArrivo.Count;
+  snapshot.captured = record.CodaDebug.Count;
+  snapshot.batchInFlight = record.AttesaRitrasmissione > 0;
+  snapshot.failures = record.ContaNonRisponde;
+  snapshot.textsSent = record.history.textsSent;
+  snapshot.textsReceived = record.history.textsReceived;
+  snapshot.framesSent = record.history.framesSent;
+  snapshot.framesReceived = record.history.framesReceived;
+  snapshot.repetitions = record.history.repetitions;
+  snapshot.badChecksums = record.history.badChecksums;
+  snapshot.reconnections = record.history.reconnections;
+}
+
+}  // namespace
+
+LinkSnapshot takeSnapshot(Library& library, std::int16_t IdxQuarn) {
+  LinkSnapshot snapshot;
+  if (!library.validIndex(IdxQuarn)) return snapshot;
+  const ConnectionRecord& record = library.ConnectionTable[IdxQuarn];
+  snapshot.index = IdxQuarn;
+  snapshot.type = record.Tipo;
+  snapshot.identifier = record.IdQuarn;
+  snapshot.client = record.ConnessioneClient;
+  snapshot.tcp = record.UsaTcp;
+  snapshot.phase = phaseOf(library, record);
+  snapshot.subState = record.StatoB;
+  snapshot.closing = record.Attivo && !record.Aperto;
+  snapshot.since = record.history.since.second;
+  snapshot.reportedDown = record.NonRispondeSegnalato;
+  snapshot.lastError = record.UltimoErrore;
+  Trap unreadable{library};
+  unreadable([&] { snapshot.endpoint = DescriviPunto(library, record); });
+  fillDeadlines(snapshot, record);
+  fillCounts(snapshot, record);
+  snapshot.why = PerchePerUtente(library, record, snapshot);
+  return snapshot;
+}
+
+}  // namespace quarnex

@@ -1,0 +1,161 @@
+#include "recording/format/line_fields.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+#include "recording/format/text_codes.h"
+
+namespace quarnex::recording {
+namespace {
+
+constexpr std::array<std::string_view, kKeys> kNames = {
+    "call",       "tick",    "event",       "trace",    "did",     "sent",        "result", "failure",
+    "end",        "fetched", "failed",      "property", "now",     "at",          "params", "nested",
+    "utc_offset", "socket",  "index",       "code",     "handle",  "remote_host", "text",   "value",
+    "name",       "number",  "description", "quarnex",  "version", "missing"};
+
+constexpr int kDepthMax = 8;           // a recording needs 2; keys of others may hold more
+constexpr std::size_t kParamsMax = 5;  // one more than any method has
+
+std::string named(Key key) {
+  return '"' + std::string(kNames[static_cast<std::size_t>(key)]) + '"';
+}
+
+}  // namespace
+
+/// Receives the parser's events. An event that returns false ends the parse.
+class LineFields::Builder {
+ public:
+  explicit Builder(LineFields& line) : line_(line) {}
+
+  bool null() { return put(Field::Type::Null, 0); }
+  bool boolean(bool value) { return put(Field::Type::Boolean, value ? 1 : 0); }
+  bool number_integer(std::int64_t value) { return put(Field::Type::Integer, value); }
+  bool number_unsigned(std::uint64_t value) {
+    if (value > std::numeric_limits<std::int64_t>::max()) return put(Field::Type::Other, 0);
+    return put(Field::Type::Integer, static_cast<std::int64_t>(value));
+  }
+  bool number_float(double, const std::string&) { return put(Field::Type::Other, 0); }
+  bool string(std::string& value) {
+    Field* field = place();
+    if (field != nullptr) {
+      field->type = Field::Type::Text;
+      field->text.swap(value);
+    }
+    return depth_ > 0;
+  }
+  bool binary(std::vector<std::uint8_t>&) { return false; }  // JSON text has none
+
+  bool start_object(std::size_t) { return depth_ == 0 ? descend() : put(Field::Type::Other, 0) && descend(); }
+  bool start_array(std::size_t) {
+    if (!put(Field::Type::List, 0)) return false;
+    inParams_ = inParams_ || (depth_ == 1 && known_ && key_ == Key::Params);
+    return descend();
+  }
+  bool end_object() { return ascend(); }
+  bool end_array() { return ascend(); }
+
+  bool key(const std::string& name) {
+    if (depth_ != 1) return true;
+    const auto found = std::ranges::find(kNames, name);
+    known_ = found != kNames.end();
+    if (known_) key_ = static_cast<Key>(found - kNames.begin());
+    return true;
+  }
+
+  template <class Exception>
+  bool parse_error(std::size_t position, const std::string&, const Exception&) {
+    problem_ = "is no JSON (character " + std::to_string(position) + ")";
+    return false;
+  }
+
+  std::string problem() const { return problem_.empty() ? "is no JSON object" : problem_; }
+
+ private:
+  bool put(Field::Type type, std::int64_t number) {
+    Field* field = place();
+    if (field != nullptr) {
+      field->type = type;
+      field->number = number;
+    }
+    return depth_ > 0;
+  }
+
+  // Where the value that comes now belongs; nullptr if nobody asks for it.
+  Field* place() {
+    if (depth_ == 2 && inParams_ && line_.params_.size() < kParamsMax) return &line_.params_.emplace_back();
+    if (depth_ != 1 || !known_) return nullptr;
+    line_.present_ |= bit(key_);
+    return &line_.fields_[static_cast<std::size_t>(key_)];
+  }
+
+  bool descend() {
+    if (++depth_ <= kDepthMax) return true;
+    problem_ = "is nested more than " + std::to_string(kDepthMax) + " deep";
+    return false;
+  }
+
+  bool ascend() {
+    if (--depth_ == 1) inParams_ = false;
+    return true;
+  }
+
+  LineFields& line_;
+  int depth_ = 0;
+  Key key_{};
+  bool known_ = false;
+  bool inParams_ = false;
+  std::string problem_;
+};
+
+void LineFields::parse(std::string_view line) {
+  present_ = 0;
+  params_.clear();
+  if (line.find('\0') != line.npos) throw Damage("holds a zero byte");
+  Builder builder(*this);
+  if (!nlohmann::json::sax_parse(line.begin(), line.end(), &builder)) throw Damage(builder.problem());
+}
+
+const Field& LineFields::typed(Key key, Field::Type type) const {
+  if (!has(key)) throw WrongValue(named(key) + " is missing");
+  const Field& found = fields_[static_cast<std::size_t>(key)];
+  if (found.type != type) throw WrongValue(named(key) + " is of another type");
+  return found;
+}
+
+std::int64_t LineFields::integer(Key key, std::int64_t least, std::int64_t most) const {
+  const std::int64_t number = typed(key, Field::Type::Integer).number;
+  if (number < least || number > most) throw WrongValue(named(key) + " is out of its range");
+  return number;
+}
+
+bool LineFields::boolean(Key key) const {
+  return typed(key, Field::Type::Boolean).number != 0;
+}
+
+std::string_view LineFields::word(Key key) const {
+  return typed(key, Field::Type::Text).text;
+}
+
+std::string LineFields::bytes(Key key) {
+  typed(key, Field::Type::Text);
+  return bytesOf(field(key));
+}
+
+Field& LineFields::field(Key key) {
+  return fields_[static_cast<std::size_t>(key)];
+}
+
+std::vector<Field>& LineFields::params() {
+  if (has(Key::Params)) typed(Key::Params, Field::Type::List);
+  return params_;
+}
+
+std::string bytesOf(Field& field) {
+  std::string text = std::move(field.text);
+  if (!toBytes(text)) throw Damage("has a character above 255");
+  return text;
+}
+
+}  // namespace quarnex::recording

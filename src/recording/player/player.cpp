@@ -1,0 +1,33 @@
+#include "recording/player/player.h"
+
+namespace quarnex::recording {
+
+Player::Player(RecordingReader& reader, ServicesWrapper* wrapper)
+    : reader_(reader),
+      model_(reader.utcOffset()),
+      script_(reader, model_, [this](const Line& step) { deliver(step); }),
+      engine_(script_, model_, wrapper) {}
+
+PlayResult Player::result() {
+  PlayResult result;
+  result.difference = script_.difference();
+  result.damage = script_.damage();
+  result.lines = reader_.number() - (playing() || result.difference || result.damage ? 1 : 0);
+  result.steps = script_.steps();
+  result.links = library().ConnectionCount;
+  result.seconds = start_ ? model_.now.second - start_->second : 0;
+  return result;
+}
+
+void Player::deliver(const Line& step) {
+  if (!start_) start_ = step.at;
+  engine_.deliver(step);
+}
+
+PlayResult play(RecordingReader& reader) {
+  Player player(reader);
+  while (player.playing()) player.playStep();
+  return player.result();
+}
+
+}  // namespace quarnex::recording

@@ -1,0 +1,40 @@
+// Renumbering: a few links as if they had been the only ones that were ever registered.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "engine/records/library.h"
+#include "recording/format/step_reader.h"
+
+namespace quarnex::recording {
+
+class Renumbering {
+ public:
+  /// `links` get the numbers from 1 on, and so do their sockets.
+  Renumbering(Library& library, std::span<const std::int16_t> links);
+
+  /// The new numbers.
+  const std::vector<std::int16_t>& links() const { return newLinks_; }
+  /// Without what was recorded of other links inside.
+  Step renumbered(const Step& step) const;
+  /// A line; words that are none stay.
+  std::string renumbered(const std::string& text) const;
+
+ private:
+  using SocketKey = std::pair<SocketArray, std::int16_t>;
+
+  void addSocket(SocketArray array, std::int16_t index, std::int16_t newIndex);
+  bool forgets(const Line& line) const;
+  Line renumbered(Line line) const;
+
+  std::vector<std::int16_t> newLinks_;
+  std::map<std::int16_t, std::int16_t> numbers_;
+  std::map<SocketKey, std::int16_t> indexes_;
+};
+
+}  // namespace quarnex::recording

@@ -1,0 +1,253 @@
+#include "recording/shrinker/shrinker.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <functional>
+#include <numeric>
+#include <optional>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "recording/shrinker/engine_state.h"
+#include "recording/shrinker/symptom_check.h"
+
+namespace quarnex::recording {
+namespace {
+
+constexpr std::uint64_t kStepsFedMax = 20'000'000;
+
+class Shrinker {
+ public:
+  Shrinker(std::istream& in, SymptomCheck check) : in_(in), check_(std::move(check)) {}
+
+  void shrink(Shrunk& shrunk);
+
+ private:
+  bool take(bool ofAllLinks, bool allSteps);
+  void forgetOtherLinks();
+  void cutRepetitions();
+  void cutOthers();
+  bool cut(std::size_t begin, std::size_t end, bool closingTheGap);
+  void cutDeliveries();
+  bool cutDelivery(std::size_t at, const std::vector<int>& arrivals, bool closingTheGap);
+  std::vector<int> arrivals() const;
+  bool accept(Steps candidate, std::size_t& count);
+
+  bool concerns(std::int16_t link) const;
+  /// Of the links that are looked at; deadlines as seconds from `now` on, or as they are.
+  std::string stateOf(Rerun& rerun, std::optional<Instant> now) const;
+
+  std::istream& in_;
+  SymptomCheck check_;
+  bool ofAllLinks_ = false;
+  Steps steps_;
+  std::size_t stepsBefore_ = 0;
+  Cuts cuts_;
+};
+
+void Shrinker::shrink(Shrunk& shrunk) {
+  const bool taken = take(false, false) || take(true, false) || take(true, true);
+  shrunk.stepsBefore = stepsBefore_;
+  if (!taken) return;
+  forgetOtherLinks();
+  for (std::size_t before = SIZE_MAX; steps_.size() < before;) {
+    before = steps_.size();
+    cutRepetitions();
+    cutOthers();
+    cutDeliveries();
+  }
+  shrunk.stepsAfter = steps_.size();
+  shrunk.cuts = cuts_;
+  shrunk.recording = check_.recordingOf(steps_);
+}
+
+// Reads the steps and keeps those that change something. False if these do not show the symptom.
+bool Shrinker::take(bool ofAllLinks, bool allSteps) {
+  ofAllLinks_ = ofAllLinks || check_.symptom().links.empty();
+  steps_.clear();
+  stepsBefore_ = 0;
+  cuts_ = {};
+  in_.clear();
+  in_.seekg(0);
+  RecordingReader recording(in_);
+  StepReader reader(recording, check_.symptom().end);
+  Rerun rerun = check_.newRerun();
+  std::string state = stateOf(rerun, std::nullopt);
+  for (Step step; reader.next(step);) {
+    ++stepsBefore_;
+    if (reader.atEnd()) {
+      check_.expectStateOf(rerun, step);
+      steps_.push_back(step);
+    } else if (!concerns(linkOf(rerun.library(), step.head()))) {
+      ++cuts_.ofOtherLinks;
+    } else {
+      rerun.play(step);
+      std::string after = stateOf(rerun, std::nullopt);
+      if (after == state && !allSteps) {
+        ++cuts_.withoutEffect;
+      } else {
+        steps_.push_back(step);
+      }
+      state = std::move(after);
+    }
+  }
+  const std::size_t shown = check_.shownBy(steps_);
+  steps_.resize(shown);
+  return shown > 0;
+}
+
+// Those that remain get the numbers that they would have without the others.
+void Shrinker::forgetOtherLinks() {
+  if (ofAllLinks_) return;
+  Steps candidate;
+  std::vector<std::size_t> additions;  // of other links
+  Rerun rerun = check_.newRerun();
+  for (std::size_t i = 0; i < steps_.size(); ++i) {
+    const std::int16_t before = rerun.library().ConnectionCount;
+    rerun.play(steps_[i]);
+    const std::int16_t after = rerun.library().ConnectionCount;
+    if (after > before && !concerns(after)) additions.push_back(i);
+  }
+  const auto& links = check_.symptom().links;
+  if (!std::ranges::all_of(links, [&](std::int16_t link) { return rerun.library().validIndex(link); }))
+    return;
+  const Renumbering renumbering(rerun.library(), links);
+  for (std::size_t i = 0; i < steps_.size(); ++i) {
+    if (std::ranges::binary_search(additions, i)) continue;
+    candidate.push_back(renumbering.renumbered(steps_[i]));
+    if (candidate.back().lines->empty()) return;  // the last one is another link's
+  }
+  SymptomCheck before = check_;
+  check_.renumber(renumbering);
+  if (!accept(std::move(candidate), cuts_.ofOtherLinks)) check_ = std::move(before);
+}
+
+// Where the engine comes to a state in which it will be again, only the time between is lost if it goes on
+// from the later moment.
+void Shrinker::cutRepetitions() {
+  std::vector<std::size_t> states;
+  std::unordered_map<std::size_t, std::size_t> latest;
+  Rerun rerun = check_.newRerun();
+  for (const Step& step : steps_) {
+    states.push_back(std::hash<std::string>()(stateOf(rerun, step.at())));
+    latest[states.back()] = states.size() - 1;
+    rerun.play(step);
+  }
+  Steps candidate;
+  std::vector<std::int64_t> gaps;  // before each of these
+  for (std::size_t i = 0; i < steps_.size(); ++i) {
+    const std::size_t later = latest[states[i]];
+    gaps.push_back(steps_[later].at().second - steps_[i].at().second);
+    candidate.push_back(steps_[later]);
+    i = later;
+  }
+  std::int64_t shift = 0;
+  for (std::size_t i = candidate.size(); i-- > 0;) {
+    candidate[i].shift += shift;
+    shift += gaps[i];
+  }
+  accept(std::move(candidate), cuts_.repetitions);
+}
+
+// Tries to go without, in ever smaller pieces.
+void Shrinker::cutOthers() {
+  for (std::size_t size = steps_.size() / 2; size > 0; size /= 2) {
+    for (std::size_t end = steps_.size() - 1; end > 0;) {
+      const std::size_t begin = end - std::min(size, end);
+      if (!cut(begin, end, false)) cut(begin, end, true);
+      end = std::min(begin, steps_.size() - 1);
+    }
+  }
+}
+
+bool Shrinker::cut(std::size_t begin, std::size_t end, bool closingTheGap) {
+  const std::int64_t gap = steps_[end].at().second - steps_[begin].at().second;
+  if ((closingTheGap && gap == 0) || check_.stepsFed() > kStepsFedMax) return false;
+  const auto from = [&](std::size_t at) { return steps_.begin() + static_cast<std::ptrdiff_t>(at); };
+  Steps candidate(steps_.begin(), from(begin));
+  if (closingTheGap) {
+    for (Step& earlier : candidate) earlier.shift += gap;
+  }
+  candidate.insert(candidate.end(), from(end), steps_.end());
+  return accept(std::move(candidate), cuts_.others);
+}
+
+// What brings texts for the host goes together with the calls that take as many, wherever those stand.
+void Shrinker::cutDeliveries() {
+  std::vector<int> changes = arrivals();
+  for (std::size_t at = steps_.size() - 1; at-- > 0;) {
+    if (changes[at] <= 0) continue;
+    if (cutDelivery(at, changes, false) || cutDelivery(at, changes, true)) changes = arrivals();
+  }
+}
+
+bool Shrinker::cutDelivery(std::size_t at, const std::vector<int>& arrivals, bool closingTheGap) {
+  if (check_.stepsFed() > kStepsFedMax) return false;
+  const std::int64_t gap = closingTheGap ? steps_[at + 1].at().second - steps_[at].at().second : 0;
+  Steps candidate;
+  int toTake = arrivals[at];
+  for (std::size_t i = 0; i < steps_.size(); ++i) {
+    const bool takes = i > at && i + 1 < steps_.size() && arrivals[i] == -1 && toTake > 0;
+    toTake -= takes;
+    if (i == at || takes) continue;
+    candidate.push_back(steps_[i]);
+    if (i < at) candidate.back().shift += gap;
+  }
+  return accept(std::move(candidate), cuts_.others);
+}
+
+/// By how much each step changes the number of texts that wait for the host.
+std::vector<int> Shrinker::arrivals() const {
+  std::vector<int> changes;
+  int before = 0;
+  Rerun rerun = check_.newRerun();
+  for (const Step& step : steps_) {
+    rerun.play(step);
+    int waiting = 0;
+    for (std::int16_t link = 1; link <= rerun.library().ConnectionCount; ++link)
+      waiting += rerun.library().ConnectionTable[link].CodaArrivo.Count;
+    changes.push_back(waiting - std::exchange(before, waiting));
+  }
+  return changes;
+}
+
+bool Shrinker::accept(Steps candidate, std::size_t& count) {
+  const std::size_t shown = check_.shownBy(candidate);
+  if (shown == 0) return false;
+  candidate.resize(shown);
+  count += steps_.size() - shown;
+  steps_ = std::move(candidate);
+  return true;
+}
+
+bool Shrinker::concerns(std::int16_t link) const {
+  return ofAllLinks_ || link == 0 ||
+         std::ranges::find(check_.symptom().links, link) != check_.symptom().links.end();
+}
+
+std::string Shrinker::stateOf(Rerun& rerun, std::optional<Instant> now) const {
+  std::vector<std::int16_t> links = check_.symptom().links;
+  if (ofAllLinks_) {
+    links.resize(static_cast<std::size_t>(rerun.library().ConnectionCount));
+    std::iota(links.begin(), links.end(), std::int16_t{1});
+  }
+  return recording::stateOf(rerun.library(), rerun.model(), links, now);
+}
+
+}  // namespace
+
+Shrunk shrink(std::istream& in, const MakeJudge& makeJudge) {
+  Shrunk shrunk;
+  shrunk.symptom = symptomOf(in, makeJudge);
+  if (shrunk.symptom.isNone()) return shrunk;
+  in.clear();
+  in.seekg(0);
+  const std::int32_t utcOffset = RecordingReader(in).utcOffset();
+  const auto makePlain = [](auto sink) { return std::make_unique<PlainJudge>(std::move(sink)); };
+  SymptomCheck check(shrunk.symptom, utcOffset, shrunk.symptom.difference ? makePlain : makeJudge);
+  Shrinker(in, std::move(check)).shrink(shrunk);
+  return shrunk;
+}
+
+}  // namespace quarnex::recording

@@ -1,0 +1,59 @@
+#include <algorithm>
+
+#include "simulation/campaign/simulate_run.h"
+
+namespace quarnex::simulation {
+namespace {
+
+template <class Counts>
+void addEach(Counts& sums, const Counts& others) {
+  for (std::size_t i = 0; i < sums.size(); ++i) sums[i] += others[i];
+}
+
+}  // namespace
+
+void RunNumbers::add(const RunNumbers& other) {
+  addEach(faults, other.faults);
+  addEach(kinds, other.kinds);
+  addEach(traces, other.traces);
+  addEach(losses, other.losses);
+  addEach(duplicates, other.duplicates);
+  for (const auto& [code, count] : other.reports) reports[code] += count;
+  textsSent += other.textsSent;
+  textsDelivered += other.textsDelivered;
+  textsAgain += other.textsAgain;
+  textsOld += other.textsOld;
+  textsForeign += other.textsForeign;
+  framesSent += other.framesSent;
+  connections += other.connections;
+  steps += other.steps;
+  engines += other.engines;
+  disksPlayed += other.disksPlayed;
+  diskGaps += other.diskGaps;
+  linkHours += other.linkHours;
+  recovery = std::max(recovery, other.recovery);
+  exit = std::max(exit, other.exit);
+}
+
+std::vector<std::string> RunNumbers::seenLessThan(std::uint64_t least,
+                                                  const simulated::FaultSet& allowed) const {
+  std::vector<std::string> names;
+  for (std::size_t i = 0; i < faults.size(); ++i) {
+    const auto fault = static_cast<simulated::Fault>(i);
+    if (allowed.has(fault) && faults[i] < least) names.emplace_back(nameOf(fault));
+  }
+  for (std::size_t i = 0; i < kinds.size(); ++i) {
+    const auto kind = static_cast<simulated::Kind>(i);
+    if (allowed.has(faultOf(kind)) && kinds[i] < least) names.emplace_back(nameOf(kind));
+  }
+  for (std::size_t i = 0; i < losses.size(); ++i) {
+    const auto cause = static_cast<Cause>(i);
+    if (cause != Cause::Unknown && losses[i] + duplicates[i] < least) names.emplace_back(nameOf(cause));
+  }
+  for (std::size_t i = 0; i < traces.size(); ++i) {
+    if (traces[i] < least) names.emplace_back('"' + std::string(kTraceTexts[i].name) + '"');
+  }
+  return names;
+}
+
+}  // namespace quarnex::simulation

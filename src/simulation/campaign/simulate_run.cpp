@@ -1,0 +1,309 @@
+#include "simulation/campaign/simulate_run.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "simulation/campaign/disk_sink.h"
+#include "simulation/campaign/hashed_lines.h"
+#include "simulation/checks/auditor.h"
+#include "simulation/checks/heap_bound.h"
+#include "simulation/faults/trouble.h"
+
+namespace quarnex::simulation {
+namespace {
+
+using simulated::Milliseconds;
+
+constexpr int kPairs = 2;
+constexpr Milliseconds kSecond = 1000;
+constexpr Milliseconds kMinute = 60 * kSecond;
+constexpr Milliseconds kTextPause = 3 * kSecond;
+// A call or a listen that has just begun takes 60 seconds to fail; then come 10 of waiting until the next
+// attempt, up to 20 until the other side makes its own, and the ticks between.
+constexpr Milliseconds kRecoveryMax = 95 * kSecond;
+constexpr Milliseconds kBatchMax = 10 * kSecond;
+constexpr int kTextsPerBatch = 20;
+// A tick takes one frame, and its answer may meet as many at the other end.
+constexpr Milliseconds kFrameMax = 400;
+constexpr std::size_t kFrameBytesMin = 20;
+constexpr std::size_t kFewBytes = 200;                        // what a quiet link may have to take
+constexpr std::size_t kLogBytesKept = std::size_t{64} << 10;  // nobody reads the logs of simulated years
+// One exchange takes "9K" across, and the peer closes. A batch that is not acknowledged goes out again after
+// 5 seconds; this allows for two.
+constexpr Milliseconds kExitMax = 15 * kSecond;
+
+class FileCopy final : public recording::Sink {
+ public:
+  explicit FileCopy(const std::filesystem::path& path) : file_(path, std::ios::binary) {}
+  void write(std::string_view lines) override {
+    file_.write(lines.data(), static_cast<std::streamsize>(lines.size()));
+  }
+  /// False if it lacks something.
+  bool whole() { return file_.flush().good(); }
+
+ private:
+  std::ofstream file_;
+};
+
+class Run {
+ public:
+  explicit Run(const RunPlan& plan)
+      : plan_(plan),
+        world_(plan.seed),
+        audit_{world_.time()},
+        site_(world_, kPairs, plan.links),
+        trouble_(site_, world_.random(), plan.faults) {
+    trouble_.setOnTouch([this](auto fault, auto port, auto stay) { excuse(fault, port, stay); });
+    int number = 0;
+    for (const auto& place : site_.places()) {
+      simulated::Host& host = place->host();
+      host.log.keptMax = kLogBytesKept;
+      host.makeWrapper = [this, &host, number = ++number] {
+        return std::make_unique<Auditor>(audit_, number, host.machine, newLines(number, host.disk),
+                                         &host.sockets);
+      };
+    }
+  }
+
+  RunResult live() {
+    try {
+      beInTrouble();
+      recover();
+      settle();
+      leave();
+    } catch (const simulated::TimeStandsStill& stuck) {
+      requireNone(stuck.what(), 0, 0);
+    }
+    return result();
+  }
+
+ private:
+  struct Tape {
+    std::shared_ptr<HashedLines> lines;  // of the engine that runs
+    std::shared_ptr<FileCopy> copy;      // if somebody wants one
+    std::shared_ptr<DiskSink> disk;      // the beginning on the host's own disk, if that is to fail
+    std::uint64_t engines = 0;           // so far
+  };
+
+  // Of the pair of links with that port both may lose or repeat texts.
+  void excuse(simulated::Fault fault, simulated::Address port, Milliseconds stay) {
+    const Cause cause = fault == simulated::Fault::Damage ? Cause::Damaged : Cause::Stranger;
+    for (const bool fromClient : {true, false})
+      audit_.ledger.course({port.machine, port.port - simulated::kPortOfIdentifier0, fromClient})
+          .happened(cause, world_.time().now() + stay);
+  }
+
+  bool sound() const { return !audit_.findings.first(); }
+
+  void pass(Milliseconds duration) {
+    const Milliseconds end = world_.time().now() + duration;
+    while (sound() && world_.time().runNext(end)) {
+    }
+    if (sound()) world_.time().runUntil(end);
+  }
+
+  // How long it took; a finding with these words if it takes longer than `most`.
+  Milliseconds await(const std::function<bool()>& holds, Milliseconds most, const char* otherwise) {
+    const Milliseconds begin = world_.time().now();
+    bool held = holds();
+    while (sound() && !held && world_.time().now() < begin + most) {
+      pass(200);
+      held = holds();
+    }
+    const Milliseconds end = world_.time().now();
+    if (sound() && !held) audit_.findings.add({end, 0, 0, otherwise});
+    return end - begin;
+  }
+
+  void setTraffic(Milliseconds pause) {
+    for (const auto& place : site_.places()) place->setTraffic(pause);
+  }
+
+  void beInTrouble() {
+    site_.start();
+    setTraffic(kTextPause);
+    trouble_.begin();
+    for (Milliseconds left = plan_.trouble; left > 0; left -= kMinute) {
+      pass(std::min(left, kMinute));
+      requireLittleMemory();
+    }
+    trouble_.end();
+  }
+
+  void recover() {
+    result_.aftermath = trouble_.aftermath();
+    pass(result_.aftermath);
+    result_.recovery = await([this] { return site_.allConnected(); }, kRecoveryMax,
+                             "links are not connected again 95 seconds after the last fault");
+  }
+
+  // What is queued goes out, while nothing new comes.
+  void settle() {
+    setTraffic(0);
+    const Milliseconds batches = mostQueued() / kTextsPerBatch + 1;
+    const auto frames = static_cast<Milliseconds>(mostUntaken() / kFrameBytesMin);
+    await([this] { return mostQueued() == 0 && mostUntaken() <= kFewBytes && site_.allConnected(); },
+          kRecoveryMax + batches * kBatchMax + frames * kFrameMax,
+          "queued texts do not go out, or frames are not taken, though links are connected");
+    pass(30 * kSecond);
+    if (!sound()) return;
+    requireLittleMemory();
+    requireDescriptors(2, "a host holds more than two descriptors for each link");
+    audit_.ledger.close();
+    if (audit_.ledger.unexplained() > 0)
+      audit_.findings.add({world_.time().now(), 0, 0, "texts were lost or doubled without a cause"});
+  }
+
+  std::int16_t mostQueued() {
+    std::int16_t most = 0;
+    for (const auto& place : site_.places()) {
+      Library& library = place->host().library();
+      for (int link = 1; link <= library.ConnectionCount; ++link)
+        most = std::max(most, library.ConnectionTable[static_cast<std::int16_t>(link)].CodaInvio.Count);
+    }
+    return most;
+  }
+
+  // Bytes that have come in and wait for their turn, of any link: a host that has stood still for long has
+  // many.
+  std::size_t mostUntaken() {
+    std::size_t most = 0;
+    for (const auto& place : site_.places()) {
+      Library& library = place->host().library();
+      for (int link = 1; link <= library.ConnectionCount; ++link) {
+        const ConnectionRecord& record = library.ConnectionTable[static_cast<std::int16_t>(link)];
+        simulated::End* const end =
+            record.ConnessioneClient ? place->host().sockets.end(SocketArray::ClientSocket, record.IdxClient)
+                                     : place->host().sockets.end(SocketArray::SrvAccept, record.IdxServer);
+        most = std::max(most, record.Ricevuto.size() + (end != nullptr ? end->arrived() + end->unsent() : 0));
+      }
+    }
+    return most;
+  }
+
+  void requireLittleMemory() {
+    int number = 0;
+    for (const auto& place : site_.places()) {
+      simulated::Host& host = place->host();
+      ++number;
+      if (!host.running()) continue;
+      requireNone(heldBeyondNeed(host.library()), number, 0);
+      for (int link = 1; sound() && link <= host.library().ConnectionCount; ++link)
+        requireNone(heldBeyondNeed(host.library().ConnectionTable[static_cast<std::int16_t>(link)]), number,
+                    link);
+    }
+  }
+
+  void requireNone(std::string_view flaw, int host, int link) {
+    if (!flaw.empty()) audit_.findings.add({world_.time().now(), host, link, std::string(flaw)});
+  }
+
+  void requireDescriptors(int mostPerLink, const char* otherwise) {
+    int number = 0;
+    for (const auto& place : site_.places()) {
+      ++number;
+      simulated::Host& host = place->host();
+      if (sound() && host.sockets.descriptors() > mostPerLink * host.library().ConnectionCount)
+        audit_.findings.add({world_.time().now(), number, 0, otherwise});
+    }
+  }
+
+  // First one host of each pair, whose peers react, then the other, which has no peer any more.
+  void leave() {
+    for (const std::size_t first : {0U, 1U}) {
+      for (std::size_t i = first; sound() && i < site_.places().size(); i += 2)
+        site_.places()[i]->host().quarn().Uscita();
+      const auto ready = [this, first] {
+        for (std::size_t i = first; i < site_.places().size(); i += 2) {
+          if (site_.places()[i]->host().quarn().ProntoPerUscire() == 0) return false;
+        }
+        return true;
+      };
+      result_.exit =
+          std::max(result_.exit, await(ready, kExitMax, "a host is not ready to leave after Uscita"));
+    }
+    requireDescriptors(0, "a host that has left holds descriptors");
+  }
+
+  // Of a fresh engine of that host; the one before is gone.
+  std::shared_ptr<HashedLines> newLines(int host, simulated::Disk& disk) {
+    Tape& tape = tapes_[host];
+    finish(host, tape);
+    ++tape.engines;
+    tape.lines = std::make_shared<HashedLines>();
+    if (plan_.recordDirectory) {
+      const std::string name = "host" + std::to_string(host) + '-' + std::to_string(tape.engines) + ".jsonl";
+      tape.copy = std::make_shared<FileCopy>(*plan_.recordDirectory / name);
+      tape.lines->alsoTo(tape.copy);
+    }
+    if (tape.engines == 1 && trouble_.mix().has(simulated::Fault::Disk)) {
+      tape.disk = std::make_shared<DiskSink>(disk);
+      tape.lines->alsoTo(tape.disk);
+    }
+    return tape.lines;
+  }
+
+  void finish(int host, Tape& tape) {
+    if (tape.disk) playDisk(host, *std::exchange(tape.disk, nullptr));
+    if (tape.copy && !std::exchange(tape.copy, nullptr)->whole()) result_.recordingsWhole = false;
+    if (!tape.lines) return;
+    result_.hash = result_.hash * 0x100000001B3 ^ tape.lines->hash();
+    tape.lines.reset();
+  }
+
+  void playDisk(int host, DiskSink& disk) {
+    requireNone(disk.flaw(), host, 0);
+    ++result_.disksPlayed;
+    if (disk.gap()) ++result_.diskGaps;
+  }
+
+  RunResult result() {
+    for (auto& [host, tape] : tapes_) {
+      finish(host, tape);
+      result_.engines += tape.engines;
+    }
+    result_.finding = audit_.findings.first();
+    result_.mix = trouble_.mix();
+    for (std::size_t i = 0; i < simulated::kFaultCount; ++i)
+      result_.faults[i] = trouble_.count(static_cast<simulated::Fault>(i));
+    for (std::size_t i = 0; i < simulated::kKindCount; ++i)
+      result_.kinds[i] = trouble_.count(static_cast<simulated::Kind>(i));
+    result_.traces = audit_.traces.counts();
+    result_.reports = audit_.reports;
+    result_.textsSent = audit_.ledger.sent();
+    result_.textsDelivered = audit_.ledger.arrived(Arrival::New);
+    result_.textsAgain = audit_.ledger.arrived(Arrival::Again);
+    result_.textsOld = audit_.ledger.arrived(Arrival::Old);
+    result_.textsForeign = audit_.ledger.arrived(Arrival::Foreign);
+    result_.losses = audit_.ledger.losses();
+    result_.duplicates = audit_.ledger.duplicates();
+    result_.framesSent = audit_.framesSent;
+    result_.connections = world_.network().connectionsMade();
+    result_.steps = audit_.steps;
+    result_.duration = world_.time().now();
+    result_.linkHours = static_cast<double>(result_.duration) / 3.6e6 * 2 * kPairs * site_.tcpLinks();
+    return result_;
+  }
+
+  const RunPlan& plan_;
+  RunResult result_;
+  std::map<int, Tape> tapes_;  // by host
+  simulated::World world_;
+  Audit audit_;
+  simulated::Site site_;
+  simulated::Trouble trouble_;
+};
+
+}  // namespace
+
+RunResult simulate(const RunPlan& plan) {
+  return Run(plan).live();
+}
+
+}  // namespace quarnex::simulation

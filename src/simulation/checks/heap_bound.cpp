@@ -1,0 +1,51 @@
+#include "simulation/checks/heap_bound.h"
+
+#include <cstddef>
+#include <string>
+
+namespace quarnex::simulation {
+namespace {
+
+constexpr std::size_t kSpare = 4096;
+// The first chunk of a queue and the last may be empty but for one byte.
+constexpr std::size_t kSpareOfQueue = std::size_t{128} * 1024;
+
+bool isBounded(const std::string& text) {
+  return text.capacity() <= 2 * text.size() + kSpare;
+}
+
+bool isBounded(std::size_t held, std::size_t content) {
+  return held <= 2 * content + (content == 0 ? kSpare : kSpareOfQueue);
+}
+
+bool isBounded(const TextBuffer& queue) {
+  return !queue.Items || isBounded(queue.Items->bytesHeld(), queue.Items->size());
+}
+
+bool isBounded(const ByteQueue& queue) {
+  return isBounded(queue.bytesHeld(), queue.size());
+}
+
+}  // namespace
+
+std::string_view heldBeyondNeed(const ConnectionRecord& record) {
+  if (!isBounded(record.CodaInvio)) return "CodaInvio holds too much memory";
+  if (!isBounded(record.CodaArrivo)) return "CodaArrivo holds too much memory";
+  if (!isBounded(record.CodaDebug)) return "CodaDebug holds too much memory";
+  if (!isBounded(record.Ricevuto)) return "Ricevuto holds too much memory";
+  if (!isBounded(record.FrameInCorso)) return "FrameInCorso holds too much memory";
+  if (!isBounded(record.FrameRicevuto)) return "FrameRicevuto holds too much memory";
+  if (!isBounded(record.UltimoLotto)) return "UltimoLotto holds too much memory";
+  if (!isBounded(record.UltimoInviato)) return "UltimoInviato holds too much memory";
+  if (!isBounded(record.UltimoErrore)) return "UltimoErrore holds too much memory";
+  return "";
+}
+
+std::string_view heldBeyondNeed(const Library& library) {
+  for (const std::string* storage : {&library.frameStorage, &library.traceStorage, &library.lineStorage}) {
+    if (!isBounded(*storage)) return "the storage for frames and traces holds too much memory";
+  }
+  return "";
+}
+
+}  // namespace quarnex::simulation

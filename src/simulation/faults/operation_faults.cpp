@@ -1,0 +1,75 @@
+#include "simulation/faults/operation_faults.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace quarnex::simulated {
+namespace {
+
+constexpr std::string_view kNames[] = {
+    "create",        "close",      "prepareA",     "prepareB",     "connect",       "listen",
+    "fetch",         "attach",     "send",         "setLocalPort", "setRemotePort", "setLocalAddress",
+    "setRemoteHost", "setPeriod",  "createLog",    "state",        "statusText",    "localPort",
+    "remotePort",    "remoteHost", "bytesWaiting", "receivedText", "period"};
+static_assert(std::size(kNames) == kOperationCount);
+
+constexpr auto kAll = [] {
+  std::array<Operation, kOperationCount> all{};
+  for (std::size_t i = 0; i < all.size(); ++i) all[i] = static_cast<Operation>(i);
+  return all;
+}();
+
+}  // namespace
+
+std::string_view nameOf(Operation operation) {
+  return kNames[static_cast<std::size_t>(operation)];
+}
+
+std::optional<Operation> operationNamed(std::string_view name) {
+  const auto* found = std::find(std::begin(kNames), std::end(kNames), name);
+  if (found == std::end(kNames)) return std::nullopt;
+  return static_cast<Operation>(found - std::begin(kNames));
+}
+
+std::span<const Operation> allOperations() {
+  return kAll;
+}
+
+void OperationFaults::failNth(Operation operation, std::uint64_t n, OperationFault fault) {
+  plans_.push_back({operation, calls(operation) + n, std::move(fault)});
+}
+
+void OperationFaults::clear() {
+  plans_.clear();
+  judge = nullptr;
+  inside = nullptr;
+}
+
+std::optional<OperationFault> OperationFaults::faultOf(const OperationCall& call) {
+  const auto chosen = std::find_if(plans_.begin(), plans_.end(), [&](const Plan& plan) {
+    return plan.operation == call.operation && plan.call == calls(call.operation);
+  });
+  if (chosen == plans_.end()) return judge ? judge(call) : std::nullopt;
+  std::optional<OperationFault> fault = std::move(chosen->fault);
+  plans_.erase(chosen);
+  return fault;
+}
+
+void OperationFaults::nest(const OperationCall& call) {
+  if (!inside || isRead(call.operation) || insideDepth_ >= insideDepthMax) return;
+  ++insideDepth_;
+  inside(call);
+  --insideDepth_;
+}
+
+void OperationFaults::finish(const OperationCall& call, const std::optional<OperationFault>& fault) {
+  if (call.operation != Operation::Fetch) nest(call);
+  if (fault) fail(*fault);
+}
+
+void OperationFaults::fail(const OperationFault& fault) {
+  ++failures_;
+  throw Failure(fault.number, fault.description);
+}
+
+}  // namespace quarnex::simulated

@@ -1,0 +1,163 @@
+#include "simulation/faults/tampering.h"
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "simulation/peers/wire_format.h"
+
+namespace quarnex::simulated {
+namespace {
+
+constexpr std::size_t kRememberedMax = 16;
+
+Piece whole(std::string_view sent) {
+  return {std::string(sent)};
+}
+
+/// Applies `change` to the sends that are named, and lets the others pass.
+template <class Change>
+Tamper onSends(Sends sends, Change change) {
+  return [sends = std::move(sends), change, count = std::uint64_t{0}](std::string_view sent) mutable {
+    return sends.contains(++count) ? change(sent) : std::vector<Piece>{whole(sent)};
+  };
+}
+
+std::size_t below(Random& random, std::size_t bound) {
+  return random.below(static_cast<std::uint32_t>(bound));
+}
+
+void flipBit(std::string& bytes, std::size_t position, std::uint64_t bit) {
+  bytes[position] = static_cast<char>(static_cast<unsigned char>(bytes[position]) ^ (1U << bit));
+}
+
+/// Frames meet what damages them: of a frame one byte, of its kind.
+class DamagingTamper {
+ public:
+  DamagingTamper(Damage damage, Random random) : damage_(damage), random_(random) {}
+
+  std::vector<Piece> operator()(std::string_view sent) {
+    if (sent.empty()) return {};
+    remember(sent);
+    if (random_.chance(damage_.lose)) return {};
+    std::vector<Piece> pieces{whole(sent)};
+    damageBytes(pieces[0].bytes);
+    if (random_.chance(damage_.repeat)) pieces.push_back(pieces[0]);
+    if (random_.chance(damage_.old)) pieces.push_back(whole(earlier_[below(random_, earlier_.size())]));
+    if (random_.chance(damage_.truncate)) truncate(pieces[0]);
+    return pieces;
+  }
+
+ private:
+  void remember(std::string_view sent) {
+    if (damage_.old == 0) return;
+    if (earlier_.size() == kRememberedMax) earlier_.erase(earlier_.begin());
+    earlier_.emplace_back(sent);
+  }
+
+  void damageBytes(std::string& bytes) {
+    if (random_.chance(damage_.flip)) flip(bytes);
+    if (random_.chance(damage_.drop)) bytes.erase(below(random_, bytes.size()), 1);
+    if (random_.chance(damage_.insert)) insert(bytes);
+  }
+
+  void insert(std::string& bytes) {
+    const std::size_t position = below(random_, bytes.size() + 1);
+    const std::int64_t code = random_.chance(500) ? random_.between(2, 3) : random_.between(0, 255);
+    bytes.insert(position, 1, static_cast<char>(code));
+  }
+
+  void flip(std::string& bytes) {
+    const std::size_t position = below(random_, bytes.size());
+    flipBit(bytes, position, random_.below(8));
+    constexpr std::size_t kEnvelope = 8;
+    if (bytes.size() <= kEnvelope || !random_.chance(damage_.repair)) return;
+    bytes = wire::frame(bytes.substr(5, bytes.size() - kEnvelope));
+  }
+
+  void truncate(Piece& piece) {
+    piece.bytes.resize(below(random_, piece.bytes.size() + 1));
+    piece.ending = random_.chance(500) ? Piece::Ending::Orderly : Piece::Ending::Reset;
+  }
+
+  Damage damage_;
+  Random random_;
+  std::vector<std::string> earlier_;
+};
+
+}  // namespace
+
+Tamper losing(Sends sends) {
+  return onSends(std::move(sends), [](std::string_view) { return std::vector<Piece>(); });
+}
+
+Tamper doubling(Sends sends) {
+  return onSends(std::move(sends), [](std::string_view sent) {
+    return std::vector<Piece>{whole(sent), whole(sent)};
+  });
+}
+
+Tamper corrupting(Sends sends) {
+  return onSends(std::move(sends), [](std::string_view sent) {
+    std::vector<Piece> pieces{whole(sent)};
+    if (!sent.empty()) flipBit(pieces[0].bytes, sent.size() / 2, 0);
+    return pieces;
+  });
+}
+
+Tamper repeatingFirst(Sends sends) {
+  return [sends = std::move(sends), first = std::string(),
+          count = std::uint64_t{0}](std::string_view sent) mutable {
+    if (++count == 1) first = sent;
+    std::vector<Piece> pieces{whole(sent)};
+    if (sends.contains(count)) pieces.push_back(whole(first));
+    return pieces;
+  };
+}
+
+Tamper truncating(std::uint64_t send, std::size_t bytes, Piece::Ending ending) {
+  return onSends({send}, [bytes, ending](std::string_view sent) {
+    return std::vector<Piece>{{std::string(sent.substr(0, bytes)), 0, ending}};
+  });
+}
+
+Tamper cuttingAt(std::size_t byte, Milliseconds pause) {
+  return [byte, pause](std::string_view sent) {
+    const std::size_t cut = std::min(byte, sent.size());
+    return std::vector<Piece>{whole(sent.substr(0, cut)), {std::string(sent.substr(cut)), pause}};
+  };
+}
+
+Tamper dripping(Milliseconds pause) {
+  return [pause](std::string_view sent) {
+    std::vector<Piece> pieces;
+    for (const char byte : sent)
+      pieces.push_back({std::string(1, byte), pause * static_cast<Milliseconds>(pieces.size())});
+    return pieces;
+  };
+}
+
+Tamper damaging(Damage damage, Random random) {
+  return DamagingTamper(damage, random);
+}
+
+Tamper inTurn(std::vector<Tamper> tampers) {
+  return [tampers = std::move(tampers)](std::string_view sent) mutable {
+    std::vector<Piece> pieces{whole(sent)};
+    for (Tamper& tamper : tampers) {
+      std::vector<Piece> left;
+      for (const Piece& piece : pieces) {
+        for (Piece& part : tamper(piece.bytes)) {
+          part.delay += piece.delay;
+          left.push_back(std::move(part));
+        }
+        if (!left.empty() && piece.ending != Piece::Ending::None) left.back().ending = piece.ending;
+      }
+      pieces = std::move(left);
+    }
+    return pieces;
+  };
+}
+
+}  // namespace quarnex::simulated

@@ -1,0 +1,51 @@
+#include "simulation/sites/simulated_host.h"
+
+namespace quarnex::simulated {
+
+Host::Host(Network& network, Random random, int onMachine, Instant start)
+    : machine(onMachine),
+      loop(network.time()),
+      clock(network.time(), start),
+      timer(loop, random.split()),
+      sockets(network, loop, onMachine, random.split()),
+      faultySockets_(sockets, faults),
+      faultyTimer_(timer, faults),
+      faultyFile_(log, faults) {
+  this->start();
+}
+
+void Host::start() {
+  stop();
+  const Services services{faultySockets_, faultyTimer_, clock, faultyFile_};
+  engine_ = std::make_unique<Engine>(services, makeWrapper ? makeWrapper() : nullptr);
+  if (traces_.keeping) keepTraces();
+}
+
+void Host::stop() {
+  engine_ = nullptr;
+  timer.setPeriod(0);
+}
+
+void Host::keepTraces() {
+  traces_.keeping = true;
+  if (library().observer == &traces_) return;
+  traces_.next = library().observer;
+  library().observer = &traces_;
+}
+
+void Host::turn() {
+  sockets.deliverPending();
+  timer.tick();
+}
+
+Host::Engine::Engine(const Services& services, std::unique_ptr<ServicesWrapper> wrappedIn)
+    : wrapper(std::move(wrappedIn)), library(wrapper ? wrapper->wrap(services) : services), quarn(library) {
+  if (wrapper) wrapper->watch(library);
+}
+
+void Host::Traces::traced(std::int16_t IdxQuarn, std::string_view text) {
+  texts.emplace_back(IdxQuarn, text);
+  PassingObserver::traced(IdxQuarn, text);
+}
+
+}  // namespace quarnex::simulated

@@ -1,0 +1,148 @@
+#include "engine/exchange/frame.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+#include "engine/exchange/receiving.h"
+#include "engine/records/connection_record.h"
+
+namespace quarnex {
+namespace {
+
+TEST(Frame, CarriesTheChecksumCharacters) {
+  const struct {
+    const char* message;
+    const char* checksum;
+  } rows[] = {{"0000052|9QRY|9.|", "CO"},       {"0000052|9ACK|9.|", "BL"},
+              {"0000053|9ACK|9QRY|9.|", "CB"},  {"0000052|9NODATA|9.|", "GD"},
+              {"0000053|HELLO|9CMD|9.|", "A@"}, {"", "@@"}};
+  for (const auto& row : rows) {
+    std::string frame;
+    componiFrame(frame, row.message);
+    EXPECT_EQ(frame, std::string("\2") + "9999" + row.message + row.checksum + "\3");
+    EXPECT_TRUE(checksumHolds(frame));
+    for (std::size_t i = 1; i + 1 < frame.size(); ++i) {
+      std::string damaged = frame;
+      damaged[i] = static_cast<char>(damaged[i] ^ 0x80);
+      EXPECT_FALSE(checksumHolds(damaged)) << i;
+    }
+  }
+  for (const char* shortFrame : {"\2\3", "\2@\3"}) EXPECT_FALSE(checksumHolds(shortFrame));
+  EXPECT_TRUE(checksumHolds("\2@@\3"));
+}
+
+TEST(Frame, SumsEveryByteAtEveryLengthAndPlace) {
+  std::mt19937 random(3);
+  std::string bytes(300, '\0');
+  for (char& byte : bytes) byte = static_cast<char>(random());
+  for (std::size_t start = 0; start < 9; ++start) {
+    std::uint8_t expected = 0;
+    for (std::size_t length = 0; start + length < bytes.size(); ++length) {
+      ASSERT_EQ(CalcolaCks(std::string_view(bytes).substr(start, length)), expected);
+      expected = static_cast<std::uint8_t>(expected ^ static_cast<unsigned char>(bytes[start + length]));
+    }
+  }
+}
+
+TEST(Frame, ShowsBytesInHexadecimal) {
+  EXPECT_EQ(HexDump("\2"
+                    "9999\3"),
+            " 02 39 39 39 39 03");
+  EXPECT_EQ(HexDump(std::string("\0\xff", 2)), " 00 FF");
+  EXPECT_EQ(HexDump(""), "");
+  EXPECT_EQ(HexByte(124), "7C");
+}
+
+// The receive step, one character at a time: what the rules say, with nothing clever.
+struct PlainReceiver {
+  std::string received, frame, complete;
+  bool inFrame = false, done = false;
+
+  void step() {
+    char c = 0;
+    while (!received.empty() && c != 3) {
+      c = received[0];
+      received.erase(0, 1);
+      if (inFrame) {
+        frame += c;
+      } else if (c == 2) {
+        frame = c;
+        inFrame = true;
+      }
+    }
+    if (c == 3 && inFrame) {
+      complete = frame;
+      inFrame = false;
+      done = true;
+    }
+  }
+};
+
+void expectSameFrames(const std::string& first, const std::string& second) {
+  ConnectionRecord record;
+  PlainReceiver plain;
+  for (const std::string& part : {first, second, std::string(), std::string(), std::string()}) {
+    record.Ricevuto.append(part);
+    plain.received += part;
+    EstraiFrame(record);
+    plain.step();
+    ASSERT_EQ(record.FrameCompleto, plain.done);
+    ASSERT_EQ(record.InFrame, plain.inFrame);
+    ASSERT_EQ(record.Ricevuto.text(), plain.received);
+    ASSERT_EQ(record.FrameRicevuto, plain.complete);
+    ASSERT_EQ(record.FrameInCorso.text(), plain.inFrame ? plain.frame : "");
+    record.FrameCompleto = plain.done = false;
+  }
+}
+
+TEST(Receiving, CutsEveryShortStreamLikeThePlainRules) {
+  const std::string alphabet = {'\2', '\3', 'a'};
+  for (std::size_t length = 0; length <= 6; ++length) {
+    std::vector<std::size_t> digits(length, 0);
+    for (bool more = true; more;) {
+      std::string stream;
+      for (const std::size_t digit : digits) stream += alphabet[digit];
+      for (std::size_t cut = 0; cut <= length; ++cut)
+        expectSameFrames(stream.substr(0, cut), stream.substr(cut));
+      more = false;
+      for (std::size_t& digit : digits) {
+        if (++digit < alphabet.size()) {
+          more = true;
+          break;
+        }
+        digit = 0;
+      }
+    }
+  }
+}
+
+TEST(Receiving, KeepsABacklogInOrderAcrossItsChunks) {
+  ByteQueue queue;
+  std::string whole;
+  for (int i = 0; i < 3'000; ++i) {
+    const std::string part = std::to_string(i) + std::string(static_cast<std::size_t>(i % 97), '.');
+    queue.append(part);
+    whole += part;
+  }
+  ASSERT_EQ(queue.size(), whole.size());
+  ASSERT_EQ(queue.text(), whole);
+  std::string taken;
+  for (std::size_t count = 1; !queue.empty(); count = count % 1000 + 7) {
+    const std::string_view front = queue.front().substr(0, count);
+    taken += front;
+    queue.consume(front.size());
+  }
+  EXPECT_EQ(taken, whole);
+  queue.consume(1);
+  EXPECT_EQ(queue.front(), "");
+  EXPECT_EQ(queue.size(), 0U);
+  queue.append(std::string(64 * 1024, 'x') + "abc");  // two chunks, and as much gone as the second holds
+  queue.consume(3);
+  EXPECT_EQ(queue.size(), 64U * 1024U);
+}
+
+}  // namespace
+}  // namespace quarnex

@@ -1,0 +1,227 @@
+// What a connected link answers, by role, by what it has to send, and by what arrives.
+#include "engine/exchange/handler.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "engine/exchange/receiving.h"
+#include "engine/exchange/sending.h"
+#include "engine/message/outbound.h"
+#include "support/stub_host.h"
+
+namespace quarnex::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+
+/// The messages of the frames that were sent since the last call.
+std::vector<std::string> sent(StubHost& host) {
+  std::vector<std::string> messages;
+  for (const std::string& line : host.happened()) {
+    if (line.starts_with("I>9999")) messages.push_back(line.substr(6));
+  }
+  return messages;
+}
+
+TEST(Answers, FollowTheWordsInTheirOrder) {
+  const struct {
+    bool client;
+    const char* queued;    // for the outbound queue, "" = nothing
+    const char* lastSent;  // unacknowledged message
+    const char* received;
+    std::vector<std::string> answers;
+    std::int16_t subState;
+  } rows[] = {
+      {true, "", "", "0000053|HELLO|9CMD|9.|", {"0000053|9ACK|9QRY|9.|"}, 2},
+      {true, "MORE", "", "0000053|HELLO|9CMD|9.|", {"0000054|MORE|9CMD|9.|9ACK|"}, 2},
+      {true, "MORE", "0000053|OLD|9CMD|9.|", "0000053|HELLO|9CMD|9.|", {"0000054|OLD|9CMD|9.|9ACK|"}, 2},
+      {true, "", "0000053|OLD|9CMD|9.|", "0000052|9ACK|9.|", {}, 1},
+      {true, "", "", "0000052|9NODATA|9.|", {}, 3},
+      {true, "", "", "0000052|9QRY|9.|", {"0000052|9NODATA|9.|"}, 3},
+      {false, "", "", "0000053|HELLO|9CMD|9.|", {"0000052|9ACK|9.|"}, 3},
+      {false, "", "", "0000052|9QRY|9.|", {"0000052|9NODATA|9.|"}, 3},
+      {false, "MORE", "", "0000052|9QRY|9.|", {"0000053|MORE|9CMD|9.|"}, 2},
+      {false, "MORE", "0000053|OLD|9CMD|9.|", "0000052|9QRY|9.|", {"0000053|OLD|9CMD|9.|"}, 2},
+      {false, "MORE", "0000053|OLD|9CMD|9.|", "0000053|9ACK|9QRY|9.|", {"0000053|MORE|9CMD|9.|"}, 2},
+      {false, "", "", "0000054|HELLO|9CMD|9QRY|9.|", {"0000052|9ACK|9.|", "0000052|9NODATA|9.|"}, 3},
+      {false, "", "", "0000055|9NODATA|9QRY|HELLO|9ACK|9.|", {"0000052|9ACK|9.|", "0000052|9NODATA|9.|"}, 3},
+      {true, "", "", "0000052|9OKAY000|9.|", {}, 1},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.received);
+    StubHost host;
+    ConnectionRecord& record = host.record(host.addConnected(row.client));
+    if (*row.queued != '\0') host.quarn.Invia(1, row.queued);
+    record.UltimoInviato = row.lastSent;
+    host.receive(1, row.received);
+    EXPECT_THAT(sent(host), ElementsAreArray(row.answers));
+    EXPECT_EQ(record.StatoB, row.subState);
+    EXPECT_TRUE(record.UltimoInviato.empty() || record.UltimoInviato == row.answers.back());
+    EXPECT_EQ(record.RicevutoACK || record.RicevutoCMD || record.RicevutoQRY || record.RicevutoNODATA, false);
+  }
+}
+
+TEST(Sending, HoldsBackWhatIsNotDue) {
+  StubHost host;
+  ConnectionRecord& record = host.record(host.addConnected(true));
+  InviaFrame(host.library, record, "");
+  EXPECT_THAT(sent(host), IsEmpty());
+  record.StatoB = 4;  // no sub-state
+  host.tickAfter(3);
+  EXPECT_THAT(sent(host), IsEmpty());
+  record.Stato = kSocketPhase;
+  record.AttesaRitrasmissione = 3;
+  EXPECT_FALSE(ScegliInvio(host.library, record));
+  EXPECT_EQ(record.AttesaRitrasmissione, 2);
+  record.AttesaRitrasmissione = 1;  // though no batch was sent yet
+  EXPECT_FALSE(ScegliInvio(host.library, record));
+}
+
+TEST(Receiving, LeavesWhatComesBehindACompleteFrame) {
+  StubHost host;
+  ConnectionRecord& record = host.record(host.addConnected(true));
+  record.FrameCompleto = true;
+  host.socket("ClientSocket").incoming.push_back("\2next\3");
+  RiceviFrame(host.library, record);
+  EXPECT_EQ(record.Ricevuto.text(), "\2next\3");
+}
+
+TEST(Answers, NoneForADamagedFrame) {
+  StubHost host;
+  ConnectionRecord& record = host.record(host.addConnected(true));
+  record.StatoB = kExchangeWaiting;
+  record.ContaTimeoutB = 4;
+  host.socket("ClientSocket")
+      .incoming.push_back(
+          "\2"
+          "99990000052|9QRY|9.|CP\3");
+  host.tickAfter(0);
+  EXPECT_THAT(
+      host.happened(),
+      ElementsAre(
+          "RADV>99990000052|9QRY|9.|",
+          "error cks> 02 39 39 39 39 30 30 30 30 30 35 32 7C 39 51 52 59 7C 39 2E 7C 43 50 03<> 43 4F",
+          std::string(78, '+')));
+  EXPECT_EQ(record.ContaTimeoutB, 0);
+  EXPECT_EQ(record.StatoB, kExchangeWaiting);
+  EXPECT_FALSE(record.FrameCompleto);
+}
+
+TEST(Batches, TakeTwentyTextsAndGoOnAfterTheAcknowledgement) {
+  StubHost host;
+  host.addConnected(true);
+  for (int i = 10; i < 35; ++i) host.quarn.Invia(1, std::to_string(i));
+  host.happened();
+  host.tickAfter(0);
+  const auto first = sent(host);
+  ASSERT_EQ(first.size(), 1U);
+  EXPECT_TRUE(first[0].starts_with("000005F|10|11|") && first[0].ends_with("|29|9CMD|9.|"));
+  EXPECT_TRUE(host.quarn.snapshot(1).batchInFlight);
+  host.tickAfter(6);
+  EXPECT_THAT(sent(host), IsEmpty());
+  host.tickAfter(0);
+  EXPECT_EQ(sent(host), first);  // overdue: the same again
+  host.receive(1, "0000052|9ACK|9.|");
+  host.tickAfter(0);
+  EXPECT_THAT(sent(host), ElementsAre("0000057|30|31|32|33|34|9CMD|9.|"));
+}
+
+// Each data frame that arrives while a message is unacknowledged appends one more "9ACK"; the count character
+// goes to code 255 and no further.
+TEST(Batches, CountAcknowledgementsUpToTheLastCode) {
+  StubHost host;
+  ConnectionRecord& record = host.record(host.addConnected(true));
+  host.quarn.Invia(1, "DATA");
+  host.tickAfter(0);
+  std::string expected = "0000053|DATA|9CMD|9.|";
+  ASSERT_EQ(record.UltimoInviato, expected);
+  for (int count = '4'; count <= 257; ++count) {
+    host.happened();
+    host.receive(1, "0000053|HELLO|9CMD|9.|");
+    expected += "9ACK|";
+    if (count <= 255) expected[6] = static_cast<char>(count);
+    ASSERT_EQ(record.UltimoInviato, expected);
+    EXPECT_EQ(testing::Value(host.journal, testing::Contains("P:Errore: 5 error ETH Handler_ADV")),
+              count > 255);
+  }
+  EXPECT_EQ(record.UltimoLotto, "0000053|DATA|9CMD|9.|");
+}
+
+TEST(Server, SendsOnlyWhenAsked) {
+  StubHost host;
+  ConnectionRecord& record = host.record(host.addConnected(false));
+  host.quarn.Invia(1, "DATA");
+  for (int tick = 0; tick < 10; ++tick) host.tickAfter(0);
+  EXPECT_THAT(sent(host), IsEmpty());
+  record.UltimoInviato = "0000053|OLD|9CMD|9.|";
+  host.tickAfter(0);
+  EXPECT_THAT(sent(host), ElementsAre("0000053|OLD|9CMD|9.|"));
+}
+
+TEST(Sending, FailsLikeEveryFailureOfTheLink) {
+  for (const std::int32_t number : {10057, 40'000}) {
+    StubHost host;
+    host.addConnected(true);
+    host.failing.insert({"send ClientSocket", Failure(number, "boom")});
+    host.tickAfter(0);
+    const auto lines = host.happened();
+    const std::string notice = "ETH 05 MIRTAN ERROR CODE :" + std::to_string(number) + " Errore Invio boom";
+    EXPECT_EQ(testing::Value(lines, testing::Contains(notice)), number < 32768);
+    EXPECT_THAT(host.inbound(1),
+                ElementsAre("702", "991 127.0.0.1:20308 Send " + std::to_string(number) + " boom"));
+    EXPECT_EQ(host.record(1).Stato, kSocketPhase);
+    EXPECT_EQ(host.record(1).StatoB, kExchangeWaiting);  // set by the step after the failed send
+  }
+}
+
+TEST(Receiving, KeepsTheBytesOfAFetchThatFailed) {
+  StubHost host;
+  host.addConnected(false);
+  host.failing.insert({"fetch SrvAccept", Failure(10038, "boom")});
+  host.receive(1, "0000053|HELLO|9CMD|9.|");
+  EXPECT_THAT(host.happened(), IsEmpty());
+  host.failing.clear();
+  host.tickAfter(0);
+  EXPECT_THAT(host.inbound(1), ElementsAre("HELLO"));
+}
+
+// The first message of a connection looks at the listening socket; a failed accept delivered inside that
+// resets the record of which the frame was a part.
+TEST(Receiving, OutlivesAReconnectionInsideALookAtASocket) {
+  StubHost host;
+  ConnectionRecord& record = host.record(host.addConnected(false));
+  record.ConnessioneSegnalata = false;
+  host.inside["remoteHost ServerSocket"] = [&] {
+    host.events().onAccept(SocketArray::ServerSocket, 1, 0, 10024);
+  };
+  const std::string text(6000, 'q');
+  host.receive(1, "0000053|" + text + "|9CMD|9.|");
+  EXPECT_THAT(host.inbound(1), testing::Contains(text));
+  EXPECT_EQ(record.Stato, kSocketPhase);
+  EXPECT_FALSE(record.FrameCompleto);
+}
+
+TEST(Reconnection, GoesOnWithTheExchangeOfAClosedConnection) {
+  StubHost host;
+  ConnectionRecord& record = host.record(host.addConnected(true));
+  host.quarn.Invia(1, "DATA");
+  host.tickAfter(0);
+  record.FrameInCorso.append("\2stale");
+  record.InFrame = true;
+  host.events().onClose(SocketArray::ClientSocket, 1, 0);
+  host.happened();
+  host.tickAfter(21);
+  host.events().onConnect(SocketArray::ClientSocket, 1, 0);
+  host.receive(1, "0000052|9ACK|9.|");  // swallowed by the stale part, whose checksum then fails
+  EXPECT_TRUE(host.quarn.snapshot(1).badChecksums == 1 && host.quarn.snapshot(1).batchInFlight);
+  host.receive(1, "0000052|9ACK|9.|");
+  EXPECT_FALSE(host.quarn.snapshot(1).batchInFlight);
+}
+
+}  // namespace
+}  // namespace quarnex::test

@@ -1,0 +1,71 @@
+// Tests of the trap: what it remembers, and who settles what it remembers.
+#include "engine/records/trap.h"
+
+#include <gtest/gtest.h>
+
+#include <new>
+#include <stdexcept>
+
+#include "quarnex/failure.h"
+#include "support/stub_host.h"
+
+namespace quarnex {
+namespace {
+
+struct Traps : testing::Test {
+  void fail(Trap& trap, std::int32_t number) {
+    trap([&] { throw Failure(number, "a failure"); });
+  }
+
+  test::StubHost host;
+  Trap outer{host.library};
+};
+
+TEST_F(Traps, RememberTheLastFailureUntilItIsSettled) {
+  fail(outer, 10055);
+  fail(outer, 10057);
+  EXPECT_EQ(outer.number(), 10057);
+  EXPECT_EQ(outer.description(), "a failure");
+  fail(outer, 0);  // number 0 means that nothing is wrong
+  EXPECT_FALSE(outer.pending());
+}
+
+// Memory that runs out is a failure with a number; what nobody expects is nobody's to settle.
+TEST_F(Traps, KnowWhatTheStandardLibraryThrows) {
+  outer([] { throw std::bad_alloc(); });
+  EXPECT_EQ(outer.number(), 7);
+  outer([] { throw std::length_error("longer than any text"); });
+  EXPECT_EQ(outer.number(), 14);
+  EXPECT_THROW(outer([] { throw std::out_of_range("a mistake"); }), std::out_of_range);
+  EXPECT_EQ(outer.number(), 14);
+}
+
+// A step of a callee may fail in its caller's trap, so the order of failures is not that of the calls.
+TEST_F(Traps, GoInAnyOrderAndLeaveTheOthersPending) {
+  {
+    Trap middle{host.library};
+    fail(middle, 5);
+    {
+      Trap inner{host.library};
+      fail(inner, 6);
+      fail(outer, 9);
+    }
+    middle.clear();
+    EXPECT_TRUE(outer.pending());
+    fail(middle, 13);
+  }
+  EXPECT_EQ(outer.number(), 9);
+  outer.clear();
+  EXPECT_EQ(host.library.pendingTraps, nullptr);
+}
+
+TEST_F(Traps, AreAllSettledAtOnce) {
+  Trap inner{host.library};
+  fail(outer, 5);
+  fail(inner, 6);
+  clearPendingFailures(host.library);
+  EXPECT_FALSE(outer.pending() || inner.pending());
+}
+
+}  // namespace
+}  // namespace quarnex

@@ -1,0 +1,221 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "engine/diagnostics/trace.h"
+#include "host/component_model.h"
+#include "host/link_registration.h"
+#include "host/method_table.h"
+#include "support/stub_host.h"
+
+namespace quarnex::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+Value sampleOf(ValueKind kind, std::int16_t index) {
+  switch (kind) {
+    case ValueKind::Integer:
+      return index;
+    case ValueKind::Boolean:
+      return true;
+    case ValueKind::String:
+      return std::string("HELLO");
+    default:
+      return {};
+  }
+}
+
+TEST(HostMethods, DoNothingForAnInvalidIndex) {
+  StubHost host;
+  host.addOpen(true);
+  for (const std::int16_t index : std::initializer_list<std::int16_t>{0, 2, -1, 32767, -32768}) {
+    for (const Method& method : methodTable()) {
+      if (method.parameters.empty() || method.parameters[0].name != "IdxQuarn") continue;
+      SCOPED_TRACE(std::string(method.name) + " " + std::to_string(index));
+      std::vector<Value> parameters;
+      for (const Parameter& parameter : method.parameters)
+        parameters.push_back(sampleOf(parameter.kind, index));
+      const Value result = invoke(host.quarn, method, parameters);
+      EXPECT_EQ(result, method.result == ValueKind::String    ? Value(std::string())
+                        : method.result == ValueKind::Boolean ? Value(method.name == "Connesso")
+                                                              : Value());
+    }
+  }
+  EXPECT_THAT(host.happened(), IsEmpty());
+  EXPECT_EQ(host.quarn.snapshot(2).index, 0);
+}
+
+TEST(HostMethods, QueueTextsAndRefuseSilently) {
+  StubHost host;
+  const std::int16_t link = host.quarn.Add("ABC", 7, true, true);
+  host.happened();
+  host.quarn.Invia(link, "");
+  host.quarn.Invia(link, "one");
+  host.quarn.Invia(link, "vuotabuffer");
+  EXPECT_THAT(host.happened(), ElementsAre("COMANDO:00001 one", "COMANDO:00002 vuotabuffer"));
+  host.quarn.Invia(link, "VUOTABUFFER");
+  EXPECT_EQ(host.record(link).CodaInvio.Count, 0);
+  host.quarn.Invia(link, "two");
+  host.quarn.Apri(link);  // activation drops what was queued before
+  EXPECT_EQ(host.record(link).CodaInvio.Count, 0);
+  host.quarn.Uscita();
+  host.happened();
+  host.quarn.Invia(link, "late");
+  EXPECT_THAT(host.happened(), IsEmpty());
+  EXPECT_EQ(host.quarn.ProntoPerUscire(), -1);
+}
+
+TEST(HostMethods, DeliverInsideTheProcessToTheFirstTwin) {
+  StubHost host;
+  const std::int16_t sender = host.quarn.Add("A", 4, true, false);
+  host.quarn.Add("A", 5, false, false);
+  const std::int16_t twin = host.quarn.Add("A", 4, false, false);
+  const std::int16_t third = host.quarn.Add("A", 4, false, false);
+  host.happened();
+  host.quarn.Invia(sender, "HELLO");
+  EXPECT_THAT(host.happened(), ElementsAre("I>:00000 HELLO", "R>:00001 HELLO"));
+  EXPECT_EQ(host.quarn.GetMessaggioArrivato(twin), "HELLO");
+  EXPECT_FALSE(host.quarn.MessaggioArrivato(third));
+  EXPECT_TRUE(host.quarn.Connesso(sender));
+  host.quarn.Apri(sender);
+  EXPECT_THAT(host.happened(), IsEmpty());
+  EXPECT_EQ(host.quarn.ProntoPerUscire(), -1);
+}
+
+TEST(HostMethods, WriteTheLogAndTheCapture) {
+  StubHost host;
+  host.failing.insert({"createLog", Failure(76, "Path not found")});
+  EXPECT_THROW(host.quarn.AttivaLog(), Failure);
+  host.failing.clear();
+  host.quarn.Init("dir/");
+  host.time = Instant{1'794'994'205};  // 2026-11-18 09:30:05 UTC
+  host.quarn.AttivaLog();
+  EXPECT_EQ(host.logName, "dir/LOGQUARNNET18112026093005.txt");
+  const std::int16_t link = host.quarn.Add("MIRTAN", -3, true, false);
+  host.quarn.AttivaDebug(link);
+  host.quarn.Invia(link, "\x01\xff");
+  host.time.second += 55;
+  host.quarn.DisattivaDebug(link);
+  host.quarn.Invia(link, "B");
+  host.quarn.DisattivaLog(99);
+  host.quarn.Invia(link, "C");
+  EXPECT_EQ(host.logText,
+            "001 09:30:05 ADD 1 : -3 MIRTAN MIRTAN\r\n001 09:30:05 I>:00000 \x01\xff\r\n001 09:31:00 "
+            "I>:00000 B\r\n");
+  EXPECT_EQ(host.quarn.GetDebug(link), "I>:00000 \x01\xff");
+  EXPECT_EQ(host.quarn.GetDebug(link), "");
+}
+
+TEST(HostMethods, TraceWhatOnlyTheClockCanSpoil) {
+  StubHost host;
+  const std::int16_t link = host.addOpen(true);
+  host.failing.insert({"now", Failure(5, "no time")});
+  host.quarn.Apri(link);
+  EXPECT_THAT(host.happened(), ElementsAre("5 error TCP Apri scheda :no time"));
+}
+
+TEST(HostMethods, TraceOnlyForIndicesOfTheTable) {
+  StubHost host;
+  EXPECT_THROW(Traccia(host.library, 0, "before the first link"), Failure);
+  host.addOpen(true);
+  for (const std::int16_t index : std::initializer_list<std::int16_t>{-1, 2})
+    EXPECT_THROW(Traccia(host.library, index, "nobody's"), Failure);
+  Traccia(host.library, 0, "everybody's");
+  EXPECT_THAT(host.happened(), ElementsAre("everybody's"));
+}
+
+TEST(Registration, GivesPortsByTypeAndIdentifier) {
+  const struct {
+    const char* type;
+    std::int16_t identifier;
+    std::int32_t port;  // 0 = Overflow
+  } rows[] = {{"VARDO", 1, 20303},          {"PID-TOLV", 1, 20304},   {"PID-MIRTAN", 1, 20305},
+              {"PID-TOLV-VIDEO", 1, 20306}, {"TOLV-VIDEO", 1, 20307}, {"MIRTAN", 5, 20308},
+              {"TOLV", -32768, 20309},      {"mirtan", 5, 20105},     {"", -100, 20000},
+              {"ABC", 12667, 32767},        {"ABC", 12668, 0},        {"MIRTAN", 12668, 0}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.type);
+    StubHost host;
+    const std::int16_t link = host.quarn.Add(row.type, row.identifier, true, true);
+    EXPECT_EQ(link, 1);
+    EXPECT_EQ(host.socket("ClientSocket").remote, row.port);
+    EXPECT_EQ(host.socket("ClientSocket").hostName, "127.0.0.1");
+    const auto traces = host.happened();
+    EXPECT_EQ(traces.size() == 2 && traces[0] == "P:Errore: 6 error HTCP: AddHQUARN Overflow", row.port == 0);
+  }
+}
+
+TEST(Registration, SurvivesASocketThatCannotBeMade) {
+  StubHost host;
+  host.failing.insert({"create SrvAccept", Failure(10024, "Too many open files")});
+  EXPECT_EQ(host.quarn.Add("ABC", 1, false, true), 1);
+  EXPECT_THAT(host.happened(),
+              ElementsAre("P:Errore: 10024 error HTCP: AddHQUARN Too many open files", "ADD 1 : 1 ABC ABC"));
+  host.quarn.Apri(1);
+  host.happened();
+  host.tickAfter(11);
+  EXPECT_THAT(host.happened(),
+              testing::Contains(HasSubstr(
+                  "ERROR CODE :340 Errore ASCOLTO ETH 01 ABC:Control array element '1' doesn't exist")));
+}
+
+TEST(Registration, FillsTheTableAndRefusesTheNextLink) {
+  StubHost host;
+  host.library.observer = nullptr;
+  const int last = std::numeric_limits<std::int16_t>::max();
+  const ConnectionRecord* first = nullptr;
+  for (int i = 1; i <= last; ++i) {
+    ASSERT_EQ(host.quarn.Add("ABC", 1, true, i % 1000 == 0), i);
+    if (i == 1) first = &host.record(1);
+  }
+  EXPECT_EQ(&host.record(1), first);
+  host.library.observer = nullptr;
+  EXPECT_EQ(host.quarn.Add("ABC", 2, true, true), 0);
+  EXPECT_EQ(host.library.ConnectionCount, last);
+  host.quarn.Apri(static_cast<std::int16_t>(32'000));
+  host.tickAfter(11);
+  EXPECT_EQ(host.socket("ClientSocket32").stateNow, kSocketCalling);
+}
+
+TEST(ComponentModel, RegistersCreatesInvokesAndUnloads) {
+  StubHost host;
+  ClassRegistry registry;
+  const ComponentServer server(host.library);
+  EXPECT_THROW(server.classObject(registry, kProgrammaticName), Failure);
+  ComponentServer::registerServer(registry);
+  EXPECT_THROW(server.classObject(registry, "Quarnex.Other"), Failure);
+  {
+    const auto object = server.classObject(registry, kProgrammaticName)->createInstance();
+    EXPECT_FALSE(server.canUnload());
+    const Value add[] = {std::string("ABC"), std::int16_t{1}, true, false};
+    EXPECT_EQ(std::get<std::int16_t>(object->invoke(0x60030000, add)), 1);
+    EXPECT_EQ(std::get<std::int16_t>(object->invoke("ProntoPerUscire", {})), -1);
+    EXPECT_EQ(DispatchObject::dispatchIdOf("Connesso"), 0x6003000E);
+    const struct {
+      const char* name;
+      std::vector<Value> parameters;
+      int number;
+    } refused[] = {{"connesso", {std::int16_t{1}}, 438}, {"Connesso", {}, 450}, {"Connesso", {true}, 13}};
+    EXPECT_THROW(object->invoke(0x6003000F, {}), Failure);
+    for (const auto& row : refused) {
+      try {
+        object->invoke(row.name, row.parameters);
+        ADD_FAILURE() << row.name;
+      } catch (const Failure& failure) {
+        EXPECT_EQ(failure.number(), row.number);
+      }
+    }
+  }
+  EXPECT_TRUE(server.canUnload());
+  ComponentServer::unregisterServer(registry);
+  EXPECT_THROW(server.classObject(registry, kProgrammaticName), Failure);
+}
+
+}  // namespace
+}  // namespace quarnex::test

@@ -1,0 +1,156 @@
+// A file that does not take all never holds up the recorder, and says what it lacks; what is before that
+// plays.
+#include "recording/recorder/file_sink.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <iterator>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include "quarnex/failure.h"
+#include "recording/player/player.h"
+#include "support/file_size_limit.h"
+#include "support/temporary_folder.h"
+
+namespace quarnex::recording {
+namespace {
+
+const std::string kHeader = "{\"quarnex\":\"recording\",\"version\":1,\"utc_offset\":0}\n";
+const std::string kTick = "{\"at\":1700000000,\"tick\":true}\n";
+constexpr std::size_t kTicks = 100'000;
+constexpr std::size_t kBytesMax = 300'000;
+// Behind the last tick that fits there is room for the mark.
+const std::size_t kDiskBytes = kHeader.size() + 6'000 * kTick.size() + kTick.size() - 1;
+
+std::string restOf(std::ifstream in) {
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+class FileSinkTest : public testing::Test {
+ protected:
+  void begin() {
+    sink = std::make_unique<FileSink>(file, kBytesMax);
+    sink->write(kHeader);
+  }
+  void writeTicks() {
+    for (std::size_t i = 0; i < kTicks; ++i) sink->write(kTick);
+  }
+  std::string contents() const { return restOf(std::ifstream(file, std::ios::binary)); }
+
+  TemporaryFolder folder;
+  std::filesystem::path file = folder.path() / "recording.jsonl";
+  std::unique_ptr<FileSink> sink;
+};
+
+// What is there and what is said to be missing make up what was written; up to the first mark it plays.
+void expectMarked(const std::string& text, std::size_t written) {
+  const std::string mark = "{\"missing\":";
+  std::size_t bytes = 0;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);)
+    bytes += line.starts_with(mark) ? std::stoul(line.substr(mark.size())) : line.size() + 1;
+  EXPECT_EQ(bytes, written);
+  std::istringstream in(text);
+  RecordingReader reader(in);
+  const PlayResult result = play(reader);
+  ASSERT_TRUE(result.damage);
+  EXPECT_NE(std::string(result.damage->what()).find("bytes could not be recorded here"), std::string::npos);
+  EXPECT_FALSE(result.difference);
+  EXPECT_EQ(result.lines, 1 + result.steps);
+  EXPECT_GT(result.steps, 0U);
+}
+
+TEST_F(FileSinkTest, SaysWhyItCannotBegin) {
+  for (const auto& [path, number] :
+       {std::pair{"/no/such/place/file", 76}, {"/dev/null/file", 76}, {"/", 75}}) {
+    try {
+      FileSink unwritable(path);
+      ADD_FAILURE() << path;
+    } catch (const Failure& failure) {
+      EXPECT_EQ(failure.number(), number) << path;
+    }
+  }
+}
+
+TEST_F(FileSinkTest, KeepsNoMoreThanItMayWhileNobodyTakesIt) {
+  ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
+  std::ifstream idle;
+  const auto opened = std::async(std::launch::async, [&] { idle.open(file); });  // waits for the other side
+  begin();
+  opened.wait();
+  writeTicks();
+  auto text = std::async(std::launch::async, [&] { return contents(); });
+  sink.reset();
+  expectMarked(text.get(), kHeader.size() + kTicks * kTick.size());
+}
+
+TEST_F(FileSinkTest, MarksWhatAFullDiskDoesNotTakeAndGoesOnWhenThereIsRoomAgain) {
+  {
+    const FileSizeLimit limit(kDiskBytes);
+    begin();
+    writeTicks();
+    while (sink->missing() == 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  writeTicks();
+  sink.reset();
+  const std::string text = contents();
+  expectMarked(text, kHeader.size() + 2 * kTicks * kTick.size());
+  EXPECT_GT(text.size(), kHeader.size() + 6'001 * kTick.size());
+}
+
+TEST_F(FileSinkTest, MarksAndCutsItsOwnFileOnlyOnceAnotherStandsAtItsPath) {
+  const std::filesystem::path elsewhere = folder.path() / "rotated.jsonl";
+  const std::string foreign(2 * kDiskBytes, 'f');
+  struct Row {
+    const char* name;
+    bool removed, replaced;
+  };
+  for (const Row& row : {Row{"renamed", false, false}, Row{"renamed and replaced", false, true},
+                         Row{"removed", true, false}, Row{"removed and replaced", true, true}}) {
+    SCOPED_TRACE(row.name);
+    begin();
+    std::ifstream own(file, std::ios::binary);
+    std::filesystem::rename(file, elsewhere);
+    if (row.removed) std::filesystem::remove(elsewhere);
+    if (row.replaced) std::ofstream(file) << foreign;
+    const FileSizeLimit limit(kDiskBytes);
+    writeTicks();
+    sink.reset();
+    expectMarked(restOf(std::move(own)), kHeader.size() + kTicks * kTick.size());
+    EXPECT_EQ(contents(), row.replaced ? foreign : "");
+    EXPECT_EQ(std::filesystem::exists(elsewhere), !row.removed);
+  }
+}
+
+TEST_F(FileSinkTest, IsNotOpenInTheProgramsThatItsHostStarts) {
+  begin();
+  EXPECT_NE(std::system(("ls -l /proc/self/fd | grep -q " + file.string()).c_str()), 0);
+}
+
+TEST_F(FileSinkTest, GoesOnAfterMoreAtOnceThanItMayKeep) {
+  begin();
+  sink->write(std::string(kBytesMax + 1, ' '));
+  while (contents().find(kTick) == std::string::npos) {
+    sink->write(kTick);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+}
+
+TEST_F(FileSinkTest, BearsADiskThatTakesNothing) {
+  file = "/dev/full";
+  begin();
+  writeTicks();
+}
+
+}  // namespace
+}  // namespace quarnex::recording

@@ -1,0 +1,51 @@
+// Whatever befalls hosts that are recorded, every recording plays without a difference.
+#include "recording/recorder/recorder.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <sstream>
+#include <string>
+
+#include "recording/player/player.h"
+#include "recording/shrinker/rerun.h"
+#include "recording/troubled_hosts.h"
+
+namespace quarnex::simulated {
+namespace {
+
+std::string fedAgain(const std::string& text) {
+  std::istringstream in(text);
+  recording::RecordingReader reader(in);
+  recording::StepReader steps(reader, SIZE_MAX);
+  recording::Rerun rerun(reader.utcOffset(),
+                         [](auto sink) { return std::make_unique<recording::PlainJudge>(sink); });
+  std::string again = rerun.header();
+  for (recording::Step step; steps.next(step);) again += rerun.play(step);
+  return again;
+}
+
+TEST(Recorder, WritesWhatPlaysWithoutADifference) {
+  std::map<std::string, int> seen;
+  for (const char* word : {"\"nested\":true", "\"now\"", "\"utc_offset\"", "\"failed\":\"state\"",
+                           "\"failed\":\"attach\"", "\"failed\":\"bytesWaiting\"", "\"failure\"",
+                           "\"property\"", "\"fetched\"", "\"Accept\"", "\"createLog\"", "\"code\":10054"})
+    seen[word] = 0;
+  for (std::uint64_t seed = 1; seed <= 8; ++seed) {
+    for (const std::string& text : recordingsOf(seed)) {
+      std::istringstream in(text);
+      recording::RecordingReader reader(in);
+      const recording::PlayResult result = recording::play(reader);
+      ASSERT_FALSE(result.difference) << "seed " << seed << "\n" << recording::reportOf(*result.difference);
+      ASSERT_FALSE(result.damage) << "seed " << seed << ": " << result.damage->what();
+      ASSERT_TRUE(fedAgain(text) == text) << "seed " << seed;
+      for (auto& [word, recordings] : seen) recordings += text.find(word) != text.npos ? 1 : 0;
+    }
+  }
+  for (const auto& [word, recordings] : seen) EXPECT_GE(recordings, 1) << word;
+}
+
+}  // namespace
+}  // namespace quarnex::simulated

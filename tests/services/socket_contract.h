@@ -1,0 +1,106 @@
+// What every adapter promises: the fixture of the contract suite, and what an adapter brings along to run
+// through it.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "services/socket_service.h"
+#include "services/timer_service.h"
+
+namespace quarnex {
+
+/// A caller from outside the adapter, connected to one of its listening instances.
+class Peer {
+ public:
+  virtual ~Peer() = default;
+  virtual void send(std::string_view bytes) = 0;
+  /// Everything that has arrived since the last call.
+  virtual std::string receive() = 0;
+  /// True once it has received the other side's orderly close (or a reset), and everything before it.
+  virtual bool ended() = 0;
+  /// Closes in the orderly way, after what was sent.
+  virtual void close() = 0;
+  /// Breaks the connection so that the other side sees a reset.
+  virtual void reset() = 0;
+};
+
+/// One adapter under test, with its services and its way of letting time pass.
+class Harness {
+ public:
+  virtual ~Harness() = default;
+  virtual SocketService& sockets() = 0;
+  virtual TimerService& timer() = 0;
+  /// Turns the loop until `holds`, which is asked after every turn; false if it gave up.
+  virtual bool runUntil(const std::function<bool()>& holds) = 0;
+  /// A port on which nobody listens.
+  virtual std::int32_t freePort() = 0;
+  /// Calls a port of the local host; the connection need not be accepted yet.
+  virtual std::unique_ptr<Peer> call(std::int32_t port) = 0;
+};
+
+using HarnessFactory = std::unique_ptr<Harness> (*)();
+
+/// Another adapter joins with one line in a test file of its own:
+///
+///     INSTANTIATE_TEST_SUITE_P(Simulated, SocketContract, testing::Values(&makeSimulatedHarness));
+///
+/// The fixture plays the engine's part: it ticks, notes every event as "ClientSocket 1 Close 10054", and
+/// attaches each caller of ServerSocket k to SrvAccept k unless the test takes over.
+class SocketContract : public testing::TestWithParam<HarnessFactory>,
+                       protected SocketEvents,
+                       protected TimerEvents {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  /// The instance of that name, made on first use.
+  SocketInstance& socket(SocketArray array, std::int16_t index);
+  SocketInstance& client(std::int16_t index = 1) { return socket(SocketArray::ClientSocket, index); }
+  SocketInstance& server(std::int16_t index = 1) { return socket(SocketArray::ServerSocket, index); }
+  SocketInstance& accepted(std::int16_t index = 1) { return socket(SocketArray::SrvAccept, index); }
+
+  void listenOn(std::int32_t port, std::int16_t index = 1);
+  void callTo(std::int32_t port, std::int16_t index = 1);
+  /// Connects client `index` with the accepted instance of the same number and forgets the events of that.
+  void join(std::int16_t index = 1);
+
+  bool runUntil(const std::function<bool()>& holds) { return harness->runUntil(holds); }
+  void runTicks(int count);
+  /// Fetches and returns what waits, "" if nothing does.
+  static std::string take(SocketInstance& instance);
+  /// Runs until `instance` has received `size` bytes, fetching once a tick as the engine does.
+  std::string takeAll(SocketInstance& instance, std::size_t size);
+  /// Runs until an event of that text has come, or gives up.
+  bool seen(const std::string& event);
+
+  std::unique_ptr<Harness> harness;
+  std::vector<std::string> events;                    // in the order in which they came
+  std::function<void(const std::string&)> onEvent;    // runs inside each event, after it was noted
+  std::function<void(std::int32_t handle)> onCaller;  // in place of the attach to SrvAccept
+  std::function<void()> atTick;                       // runs inside each tick
+  int ticks = 0;
+
+ private:
+  void note(SocketArray array, std::int16_t index, std::string_view what, std::int16_t code);
+  void onConnect(SocketArray array, std::int16_t index, std::int16_t code) override;
+  void onClose(SocketArray array, std::int16_t index, std::int16_t code) override;
+  void onReceive(SocketArray array, std::int16_t index, std::int16_t code) override;
+  void onAccept(SocketArray array, std::int16_t index, std::int32_t handle, std::int16_t code) override;
+  void onTick() override;
+
+  std::map<std::pair<SocketArray, std::int16_t>, std::unique_ptr<SocketInstance>> instances_;
+};
+
+/// The number of the failure that `operation` throws, 0 if it succeeds.
+std::int32_t failureOf(const std::function<void()>& operation);
+
+}  // namespace quarnex

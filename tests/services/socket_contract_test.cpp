@@ -1,0 +1,463 @@
+// The contract suite: every promise of the socket and timer services, for each adapter that joins in.
+#include "services/socket_contract.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <numeric>
+
+#include "quarnex/failure.h"
+
+namespace quarnex {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr std::int16_t kTickMilliseconds = 2;
+constexpr std::size_t kFetchBytesMax = std::size_t{64} * 1024;
+constexpr std::size_t kMoreThanASystemTakes = std::size_t{16} * 1024 * 1024;
+
+// Bytes that tell their place, so that a lost or moved one shows.
+std::string pattern(std::size_t size) {
+  std::string bytes(size, '\0');
+  for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>((i * 7 + i / 251) & 0xFF);
+  return bytes;
+}
+
+}  // namespace
+
+std::int32_t failureOf(const std::function<void()>& operation) {
+  try {
+    operation();
+  } catch (const Failure& failure) {
+    EXPECT_FALSE(failure.description().empty());
+    return failure.number();
+  }
+  return 0;
+}
+
+void SocketContract::SetUp() {
+  harness = GetParam()();
+  harness->timer().setEvents(this);
+  harness->timer().setPeriod(kTickMilliseconds);
+}
+
+void SocketContract::TearDown() {
+  instances_.clear();
+  harness->timer().setEvents(nullptr);
+}
+
+SocketInstance& SocketContract::socket(SocketArray array, std::int16_t index) {
+  auto& instance = instances_[{array, index}];
+  if (instance == nullptr) instance = harness->sockets().create(array, index, *this);
+  return *instance;
+}
+
+void SocketContract::listenOn(std::int32_t port, std::int16_t index) {
+  accepted(index);
+  server(index).setLocalPort(port);
+  server(index).listen();
+}
+
+void SocketContract::callTo(std::int32_t port, std::int16_t index) {
+  client(index).setRemoteHost("127.0.0.1");
+  client(index).setRemotePort(port);
+  client(index).connect();
+}
+
+void SocketContract::join(std::int16_t index) {
+  const std::int32_t port = harness->freePort();
+  listenOn(port, index);
+  callTo(port, index);
+  ASSERT_TRUE(runUntil([&] { return events.size() == 2; }));
+  ASSERT_EQ(client(index).state(), kSocketConnected);
+  ASSERT_EQ(accepted(index).state(), kSocketConnected);
+  events.clear();
+}
+
+void SocketContract::runTicks(int count) {
+  const int last = ticks + count;
+  EXPECT_TRUE(runUntil([&] { return ticks >= last; }));
+}
+
+std::string SocketContract::take(SocketInstance& instance) {
+  if (instance.bytesWaiting() == 0) return {};
+  instance.fetch();
+  return std::string(instance.receivedText());
+}
+
+std::string SocketContract::takeAll(SocketInstance& instance, std::size_t size) {
+  std::string all;
+  atTick = [&] { all += take(instance); };
+  EXPECT_TRUE(runUntil([&] { return all.size() >= size; }));
+  atTick = nullptr;
+  return all;
+}
+
+bool SocketContract::seen(const std::string& event) {
+  return runUntil([&] { return std::count(events.begin(), events.end(), event) > 0; });
+}
+
+void SocketContract::note(SocketArray array, std::int16_t index, std::string_view what, std::int16_t code) {
+  events.push_back(std::string(nameOf(array)) + ' ' + std::to_string(index) + ' ' + std::string(what) + ' ' +
+                   std::to_string(code));
+  if (const auto hook = onEvent) hook(events.back());  // a copy: it may put another in its place
+}
+
+void SocketContract::onConnect(SocketArray array, std::int16_t index, std::int16_t code) {
+  note(array, index, "Connect", code);
+}
+
+void SocketContract::onClose(SocketArray array, std::int16_t index, std::int16_t code) {
+  EXPECT_EQ(socket(array, index).state(), kSocketClosed);
+  note(array, index, "Close", code);
+}
+
+void SocketContract::onReceive(SocketArray array, std::int16_t index, std::int16_t code) {
+  if (code != 0) note(array, index, "Receive", code);
+}
+
+void SocketContract::onAccept(SocketArray array, std::int16_t index, std::int32_t handle, std::int16_t code) {
+  EXPECT_TRUE(code == 0 || handle == 0);
+  if (onCaller) {
+    onCaller(handle);
+  } else if (code == 0) {
+    accepted(index).attach(handle);
+  }
+  note(array, index, "Accept", code);
+}
+
+void SocketContract::onTick() {
+  ++ticks;
+  if (atTick) atTick();
+}
+
+TEST_P(SocketContract, ANewInstanceIsClosedAndEmpty) {
+  EXPECT_EQ(client().state(), 0);
+  EXPECT_EQ(client().statusText(), "Closed");
+  EXPECT_EQ(client().localPort() + client().remotePort() + client().bytesWaiting(), 0);
+  EXPECT_EQ(client().remoteHost(), "");
+  EXPECT_EQ(client().receivedText(), "");
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(failureOf([&] { client().close(); }), 0);
+  EXPECT_EQ(failureOf([&] { client().send("x"); }), 10057);
+}
+
+TEST_P(SocketContract, OutcomesComeWithALaterTurn) {
+  const std::int32_t port = harness->freePort();
+  listenOn(port);
+  callTo(port);
+  EXPECT_THAT(events, IsEmpty());
+  EXPECT_EQ(server().state(), 2);
+  EXPECT_EQ(server().statusText(), "Listening");
+  EXPECT_EQ(client().state(), 3);
+  EXPECT_EQ(client().statusText(), "Calling");
+  EXPECT_TRUE(seen("ClientSocket 1 Connect 0"));
+  EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
+  EXPECT_EQ(events.size(), 2U);
+  for (SocketInstance* end : {&client(), &accepted()}) {
+    EXPECT_EQ(end->state(), 4);
+    EXPECT_EQ(end->statusText(), "Connected");
+    EXPECT_EQ(end->remoteHost(), "127.0.0.1");
+    end->close();
+    EXPECT_EQ(end->remoteHost(), "127.0.0.1");
+  }
+  EXPECT_EQ(server().state(), 2);
+  EXPECT_EQ(server().localPort(), port);
+  EXPECT_EQ(client().remotePort(), port);
+}
+
+TEST_P(SocketContract, ARefusedCallIsAnEvent) {
+  onEvent = [&](const std::string&) { EXPECT_EQ(client().state(), kSocketClosed); };
+  callTo(harness->freePort());
+  EXPECT_TRUE(seen("ClientSocket 1 Connect 10061"));
+  EXPECT_EQ(client().remoteHost(), "127.0.0.1");
+}
+
+TEST_P(SocketContract, APortThatIsNoneFails) {
+  for (const std::int32_t port : {-1, 0, 65536, 85538}) {
+    SCOPED_TRACE(port);
+    EXPECT_EQ(failureOf([&] { listenOn(port); }), 10049);
+    EXPECT_EQ(failureOf([&] { callTo(port); }), 10049);
+    EXPECT_EQ(server().state() + client().state(), 0);
+  }
+}
+
+TEST_P(SocketContract, APortThatOthersHoldFailsUntilTheyLetGo) {
+  const std::int32_t port = harness->freePort();
+  listenOn(port, 1);
+  EXPECT_EQ(failureOf([&] { listenOn(port, 2); }), 10048);
+  EXPECT_EQ(server(2).state(), kSocketClosed);
+  server(1).close();
+  EXPECT_EQ(failureOf([&] { listenOn(port, 2); }), 0);
+}
+
+TEST_P(SocketContract, ListeningAgainChangesNothing) {
+  const std::int32_t port = harness->freePort();
+  listenOn(port);
+  callTo(port);
+  EXPECT_EQ(failureOf([&] { server().listen(); }), 0);
+  EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
+  runTicks(3);
+  EXPECT_EQ(events.size(), 2U);
+}
+
+TEST_P(SocketContract, ListensAfreshRightAfterAConnectionWasClosed) {
+  join();
+  const std::int32_t port = server().localPort();
+  accepted().close();
+  server().close();
+  client().close();
+  EXPECT_EQ(failureOf([&] { server().listen(); }), 0);
+  callTo(port);
+  EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
+}
+
+TEST_P(SocketContract, EveryByteTravelsUnchanged) {
+  join();
+  std::string all(256, '\0');
+  std::iota(all.begin(), all.end(), '\0');
+  for (const auto& [from, to] : {std::pair{&client(), &accepted()}, std::pair{&accepted(), &client()}}) {
+    for (const std::size_t cut : {std::size_t{0}, std::size_t{3}}) from->send(all.substr(cut));
+    EXPECT_EQ(takeAll(*to, 509), all + all.substr(3));
+    EXPECT_EQ(to->bytesWaiting(), 0);
+  }
+}
+
+TEST_P(SocketContract, SendingNeverBlocksAndKeepsTheOrder) {
+  join(1);
+  join(2);
+  std::string sent = pattern(kMoreThanASystemTakes);
+  client(1).send(sent);
+  client(2).send("neighbour");
+  std::string received;
+  std::string neighbour;
+  int neighbourTicks = 0;
+  atTick = [&] {
+    const std::string piece = take(accepted(1));
+    EXPECT_LE(piece.size(), kFetchBytesMax);
+    received += piece;
+    if (received.size() < kMoreThanASystemTakes / 2) {  // there is room again, but not for what comes later
+      sent += '!';
+      client(1).send("!");
+    }
+    neighbour += take(accepted(2));
+    if (neighbour.empty()) ++neighbourTicks;
+  };
+  EXPECT_TRUE(runUntil([&] { return received.size() >= sent.size(); }));
+  EXPECT_TRUE(received == sent);
+  EXPECT_EQ(neighbour, "neighbour");
+  EXPECT_LE(neighbourTicks, 5);
+}
+
+TEST_P(SocketContract, AnOrderlyCloseComesAfterEveryByteBeforeIt) {
+  join();
+  const std::string text = pattern(kFetchBytesMax + 5000);
+  client().send(text);
+  client().close();
+  runTicks(3);
+  EXPECT_THAT(events, IsEmpty());
+  EXPECT_EQ(takeAll(accepted(), text.size()), text);
+  EXPECT_TRUE(seen("SrvAccept 1 Close 0"));
+  EXPECT_EQ(accepted().bytesWaiting(), 0);
+  runTicks(3);
+  EXPECT_EQ(events.size(), 1U);
+}
+
+TEST_P(SocketContract, ACloseWithUnreadInputKeepsTheLastFrame) {
+  join();
+  accepted().send("never fetched");
+  runTicks(3);
+  client().send("last");
+  client().close();
+  EXPECT_EQ(takeAll(accepted(), 4), "last");
+  EXPECT_TRUE(seen("SrvAccept 1 Close 0"));
+}
+
+TEST_P(SocketContract, AResetIsToldAtOnce) {
+  listenOn(harness->freePort());
+  const auto peer = harness->call(server().localPort());
+  peer->send("unread");
+  EXPECT_TRUE(runUntil([&] { return accepted().bytesWaiting() > 0; }));
+  peer->reset();
+  EXPECT_TRUE(seen("SrvAccept 1 Close 10054"));
+}
+
+TEST_P(SocketContract, AConnectionFoundBrokenWhileSendingIsToldOnce) {
+  listenOn(harness->freePort());
+  const auto peer = harness->call(server().localPort());
+  EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
+  events.clear();
+  peer->reset();
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(failureOf([&] { accepted().send("into the void"); }), 0);
+  EXPECT_THAT(events, IsEmpty());
+  EXPECT_TRUE(seen("SrvAccept 1 Close 10054"));
+  runTicks(3);
+  EXPECT_EQ(events.size(), 1U);
+  EXPECT_EQ(failureOf([&] { accepted().send("x"); }), 10057);
+}
+
+TEST_P(SocketContract, OwnClosesAreSilentAndEventsOfAnEndedUseAreDropped) {
+  const struct {
+    const char* name;
+    std::function<void()> run;
+  } rows[] = {
+      {"a connection of its own", [&] { client().close(); }},
+      {"a call under way",
+       [&] {
+         client().close();
+         callTo(server().localPort());
+         client().close();
+       }},
+      {"a refused call",
+       [&] {
+         client().close();
+         callTo(harness->freePort());
+         client().close();
+       }},
+      {"the peer's close",
+       [&] {
+         accepted().close();
+         client().close();
+       }},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    join();
+    row.run();
+    runTicks(4);
+    for (const std::string& event : events) EXPECT_THAT(event, testing::Not(testing::StartsWith("Client")));
+    accepted().close();
+    server().close();
+    events.clear();
+  }
+  listenOn(harness->freePort());
+  const auto caller = harness->call(server().localPort());
+  server().close();
+  runTicks(4);
+  EXPECT_THAT(events, IsEmpty());
+}
+
+TEST_P(SocketContract, AnEventMayEndTheUseOfWhichAnotherIsDue) {
+  join(1);
+  join(2);
+  accepted(1).close();
+  accepted(2).close();
+  onEvent = [&](const std::string&) {
+    onEvent = nullptr;
+    for (const std::int16_t index : {std::int16_t{1}, std::int16_t{2}}) {
+      client(index).close();
+      callTo(server(index).localPort(), index);
+    }
+  };
+  EXPECT_TRUE(seen("ClientSocket 1 Connect 0"));
+  EXPECT_TRUE(seen("ClientSocket 2 Connect 0"));
+  runTicks(3);
+  EXPECT_THAT(events.front(), testing::MatchesRegex("ClientSocket [12] Close 0"));
+  std::sort(events.begin() + 1, events.end());
+  events.erase(events.begin());
+  EXPECT_THAT(events, ElementsAre("ClientSocket 1 Connect 0", "ClientSocket 2 Connect 0",
+                                  "ServerSocket 1 Accept 0", "ServerSocket 2 Accept 0"));
+}
+
+// The descriptor that the first event frees is the one that the caller gets, and a close of its former owner
+// is due.
+TEST_P(SocketContract, ACallerIsNotMistakenForAUseThatEndedJustBefore) {
+  join(1);
+  join(2);
+  accepted(2).close();
+  const auto caller = harness->call(server(1).localPort());
+  accepted(1).close();
+  onEvent = [&](const std::string& event) {
+    if (event == "ClientSocket 2 Close 0") client(1).close();
+  };
+  EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
+  runTicks(3);
+  EXPECT_EQ(accepted(1).state(), kSocketConnected);
+}
+
+TEST_P(SocketContract, ANewUseKnowsNothingOfTheOneBefore) {
+  join();
+  client().send(std::string(kMoreThanASystemTakes, 'x'));
+  client().close();
+  callTo(server().localPort());
+  EXPECT_TRUE(seen("ClientSocket 1 Connect 0"));
+  client().send("fresh");
+  EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
+  EXPECT_EQ(takeAll(accepted(), 5), "fresh");
+
+  const auto broken = harness->call(server().localPort());
+  runTicks(3);
+  broken->reset();
+  accepted().send("into the void");
+  const auto healthy = harness->call(server().localPort());
+  events.clear();
+  EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
+  healthy->close();
+  EXPECT_TRUE(seen("SrvAccept 1 Close 0"));
+}
+
+TEST_P(SocketContract, TheNewestCallerReplacesTheOlderWithoutAnEvent) {
+  listenOn(harness->freePort());
+  const auto older = harness->call(server().localPort());
+  const auto newer = harness->call(server().localPort());
+  EXPECT_TRUE(runUntil([&] { return older->ended(); }));
+  EXPECT_THAT(events, ElementsAre("ServerSocket 1 Accept 0", "ServerSocket 1 Accept 0"));
+  newer->send("hello");
+  EXPECT_EQ(takeAll(accepted(), 5), "hello");
+  accepted().send("welcome");
+  std::string answer;
+  EXPECT_TRUE(runUntil([&] { return (answer += newer->receive()) == "welcome"; }));
+  EXPECT_FALSE(newer->ended());
+  EXPECT_EQ(events.size(), 2U);
+}
+
+TEST_P(SocketContract, AHandleIsGoodForOneAttachDuringItsEvent) {
+  std::int32_t last = 0;
+  listenOn(harness->freePort());
+  onCaller = [&](std::int32_t handle) { last = handle; };
+  const auto ignored = harness->call(server().localPort());
+  EXPECT_TRUE(runUntil([&] { return ignored->ended(); }));
+  EXPECT_NE(failureOf([&] { accepted().attach(last); }), 0);
+  onCaller = [&](std::int32_t handle) {
+    EXPECT_EQ(failureOf([&] { accepted(1).attach(handle); }), 0);
+    EXPECT_NE(failureOf([&] { accepted(2).attach(handle); }), 0);
+  };
+  const auto taken = harness->call(server().localPort());
+  EXPECT_TRUE(runUntil([&] { return events.size() == 2; }));
+  EXPECT_EQ(accepted(1).state(), kSocketConnected);
+  EXPECT_EQ(accepted(2).state(), kSocketClosed);
+}
+
+TEST_P(SocketContract, CallersThatVanishedRaiseNothing) {
+  listenOn(harness->freePort());
+  const auto peer = harness->call(server().localPort());
+  peer->reset();
+  runTicks(4);
+  EXPECT_THAT(events, IsEmpty());
+}
+
+TEST_P(SocketContract, ACallerThatHasAlreadyHungUpIsHeardOut) {
+  listenOn(harness->freePort());
+  const auto peer = harness->call(server().localPort());
+  peer->send("bye");
+  peer->close();
+  EXPECT_EQ(takeAll(accepted(), 3), "bye");
+  EXPECT_TRUE(seen("SrvAccept 1 Close 0"));
+  EXPECT_THAT(events, ElementsAre("ServerSocket 1 Accept 0", "SrvAccept 1 Close 0"));
+}
+
+TEST_P(SocketContract, TheTimerTicksUntilItIsStopped) {
+  EXPECT_EQ(harness->timer().period(), kTickMilliseconds);
+  atTick = [&] { harness->timer().setPeriod(0); };
+  runTicks(1);
+  EXPECT_EQ(harness->timer().period(), 0);
+  const int stopped = ticks;
+  join();
+  EXPECT_EQ(ticks, stopped);
+  atTick = nullptr;
+  harness->timer().setPeriod(kTickMilliseconds);
+  runTicks(3);
+}
+
+}  // namespace quarnex
