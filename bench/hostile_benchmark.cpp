@@ -39,7 +39,7 @@ class Crowd {
 
  private:
   bench::QuietServices services_;
-  Library library_{services_.all()};
+  Engine library_{services_.all()};
   QuarnSocket quarn_{library_};
 };
 

@@ -11,7 +11,7 @@
 #include "bench/settable_clock.h"
 #include "bench/workload.h"
 #include "engine/records/frm_sock.h"
-#include "engine/records/library.h"
+#include "host/engine.h"
 #include "platform/posix/posix_platform.h"
 #include "quarnex/quarn_socket.h"
 #include "recording/recorder/file_sink.h"
@@ -116,7 +116,7 @@ class Host {
   PosixPlatform platform_;
   Services services_ = platform_.services();
   Recording recording_{workload_};
-  Library library_{recording_.wrap({services_.sockets, services_.timer, clock_, services_.logFile})};
+  Engine library_{recording_.wrap({services_.sockets, services_.timer, clock_, services_.logFile})};
   QuarnSocket quarn_{library_};
 };
 

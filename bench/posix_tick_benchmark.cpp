@@ -113,7 +113,7 @@ class Host {
   bench::SettableClock clock_;
   PosixPlatform platform_;
   Services services_ = platform_.services();
-  Library library_{{services_.sockets, services_.timer, clock_, services_.logFile}};
+  Engine library_{{services_.sockets, services_.timer, clock_, services_.logFile}};
   QuarnSocket quarn_{library_};
 };
 

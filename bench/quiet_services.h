@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "bench/settable_clock.h"
-#include "engine/records/library.h"
+#include "host/engine.h"
 #include "services/socket_service.h"
 #include "services/text_file.h"
 #include "services/timer_service.h"

@@ -12,7 +12,7 @@
 #include "bench/process.h"
 #include "bench/settable_clock.h"
 #include "engine/records/frm_sock.h"
-#include "engine/records/library.h"
+#include "host/engine.h"
 #include "platform/posix/posix_platform.h"
 #include "quarnex/quarn_socket.h"
 
@@ -70,7 +70,7 @@ class Host {
  private:
   SettableClock& clock_;
   PosixPlatform platform_;
-  Library library_{
+  Engine library_{
       {platform_.services().sockets, platform_.services().timer, clock_, platform_.services().logFile}};
   QuarnSocket quarn_{library_};
 };

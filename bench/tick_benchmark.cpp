@@ -61,7 +61,7 @@ void makeIdleLinks(Library& library) {
 void quiet_tick(benchmark::State& state) {
   bench::QuietServices services;
   services.clock.stop();
-  Library library{services.all()};
+  Engine library{services.all()};
   makeIdleLinks(library);
   bench::ColdCaches caches;
   const std::uint64_t before = bench::allocations();

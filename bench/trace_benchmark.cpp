@@ -22,7 +22,7 @@ constexpr int kLinesPerTurn = 1000;
 
 void trace_to_nobody(benchmark::State& state) {
   bench::QuietServices services;
-  Library library{services.all()};
+  Engine library{services.all()};
   const std::int16_t link = QuarnSocket(library).Add("MIRTAN", 5, true, false);
   const std::uint64_t before = bench::allocations();
   for (auto _ : state) {
@@ -54,7 +54,7 @@ void logged_line(benchmark::State& state) {
   bench::QuietServices quiet;
   PosixClock clock;
   PosixTextFile file;
-  Library library{{quiet.sockets, quiet.timer, clock, file}};
+  Engine library{{quiet.sockets, quiet.timer, clock, file}};
   QuarnSocket quarn(library);
   const std::string prefix = temporaryPrefix();
   quarn.Init(prefix);

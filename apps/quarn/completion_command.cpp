@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "host/link_registration.h"
+#include "engine/records/ports.h"
 
 namespace quarnex::tool {
 namespace {

@@ -1,6 +1,6 @@
 #include "quarn/link_port.h"
 
-#include "host/link_registration.h"
+#include "engine/records/ports.h"
 #include "quarnex/failure.h"
 
 namespace quarnex::tool {

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "host/link_registration.h"
+#include "engine/records/ports.h"
 #include "quarn/link_arguments.h"
 #include "quarn/link_port.h"
 

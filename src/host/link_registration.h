@@ -14,19 +14,4 @@ namespace quarnex {
 std::int16_t AddHQUARN(Library& library, std::string_view Tipo, std::int16_t IdQUARN, bool ConnessioneClient,
                        bool UsaTcp);
 
-/// TCP port of a link: one fixed port for each of seven named types, else 20100 + `IdQuarn`. The sum is made
-/// first: failure 6 for an identifier above 12667, whatever the type.
-std::int32_t PortaPerTipo(std::string_view Tipo, std::int16_t IdQuarn);
-
-struct PortOfType {
-  std::string_view type;
-  std::int32_t port;
-};
-
-/// The seven named types, in the order in which they are tried.
-inline constexpr PortOfType kNamedPorts[] = {
-    {"VARDO", 20303},      {"PID-TOLV", 20304}, {"PID-MIRTAN", 20305}, {"PID-TOLV-VIDEO", 20306},
-    {"TOLV-VIDEO", 20307}, {"MIRTAN", 20308},   {"TOLV", 20309}};
-inline constexpr std::int32_t kFirstFreePort = 20100;  // plus the identifier, for every other type
-
 }  // namespace quarnex

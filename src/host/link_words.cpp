@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "engine/diagnostics/trace.h"
+#include "engine/records/ports.h"
 #include "engine/records/trap.h"
-#include "host/link_registration.h"
 
 namespace quarnex {
 namespace {

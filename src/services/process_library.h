@@ -4,10 +4,11 @@
 #include <functional>
 #include <memory>
 
-#include "engine/records/library.h"
 #include "services/services_wrapper.h"
 
 namespace quarnex {
+
+struct Library;
 
 Library& processLibrary();
 

@@ -1,9 +1,11 @@
 // Something that stands between a library and its services, such as a recorder.
 #pragma once
 
-#include "engine/records/library.h"
+#include "services/services.h"
 
 namespace quarnex {
+
+struct Library;
 
 /// Serves one library, which it outlives; the services outlive it.
 class ServicesWrapper {

@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "engine/records/library.h"
+#include "host/engine.h"
 #include "quarnex/quarn_socket.h"
 #include "services/observer.h"
 
@@ -118,7 +118,7 @@ class StubHost final : SocketService, TimerService, WallClock, TextFile, Observe
 
  public:
   // Last, so that the services are still there when the library closes its sockets.
-  Library library;
+  Engine library;
   QuarnSocket quarn;
 };
 

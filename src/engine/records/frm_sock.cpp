@@ -2,8 +2,6 @@
 
 #include <string>
 
-#include "engine/link/socket_events.h"
-#include "engine/tick/tick.h"
 #include "quarnex/failure.h"
 
 namespace quarnex {
@@ -28,31 +26,31 @@ void FrmSock::noSuchElement(std::int16_t index) {
 }
 
 void FrmSock::onConnect(SocketArray array, std::int16_t index, std::int16_t code) {
-  if (array == SocketArray::ClientSocket) ClientSocket_Connect(library_, index, code);
+  if (array == SocketArray::ClientSocket) library_.procedures.clientConnect(library_, index, code);
 }
 
 void FrmSock::onClose(SocketArray array, std::int16_t index, std::int16_t code) {
   switch (array) {
     case SocketArray::ClientSocket:
-      return ClientSocket_Close(library_, index, code);
+      return library_.procedures.clientClose(library_, index, code);
     case SocketArray::ServerSocket:
-      return ServerSocket_Close(library_, index, code);
+      return library_.procedures.serverClose(library_, index, code);
     case SocketArray::SrvAccept:
-      return SrvAccept_Close(library_, index, code);
+      return library_.procedures.acceptClose(library_, index, code);
   }
 }
 
 void FrmSock::onReceive(SocketArray array, std::int16_t index, std::int16_t code) {
-  if (array == SocketArray::ClientSocket) ClientSocket_Receive(library_, index, code);
-  if (array == SocketArray::SrvAccept) SrvAccept_Receive(library_, index, code);
+  if (array == SocketArray::ClientSocket) library_.procedures.clientReceive(library_, index, code);
+  if (array == SocketArray::SrvAccept) library_.procedures.acceptReceive(library_, index, code);
 }
 
 void FrmSock::onAccept(SocketArray array, std::int16_t index, std::int32_t handle, std::int16_t code) {
-  if (array == SocketArray::ServerSocket) ServerSocket_Accept(library_, index, handle, code);
+  if (array == SocketArray::ServerSocket) library_.procedures.serverAccept(library_, index, handle, code);
 }
 
 void FrmSock::onTick() {
-  HiTime_QUARN_Tick(library_);
+  library_.procedures.tick(library_);
 }
 
 FrmSock& makeForm(Library& library) {

@@ -12,6 +12,19 @@
 
 namespace quarnex {
 
+/// The engine's procedures for the events of the form. `Index` is the number of the socket instance that
+/// raised the event, codes are Windows Sockets numbers. The form lies below the procedures, so whoever makes
+/// the library names them.
+struct FormProcedures {
+  using SocketProcedure = void (*)(Library& library, std::int16_t Index, std::int16_t ErrorCode);
+
+  SocketProcedure clientConnect, clientClose, clientReceive;
+  SocketProcedure serverClose, acceptClose, acceptReceive;
+  void (*serverAccept)(Library& library, std::int16_t Index, std::int32_t SocketHandle,
+                       std::int16_t ErrorCode);
+  void (*tick)(Library& library);
+};
+
 class FrmSock final : public SocketEvents, public TimerEvents {
  public:
   explicit FrmSock(Library& library);

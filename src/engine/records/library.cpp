@@ -4,7 +4,7 @@
 
 namespace quarnex {
 
-Library::Library(Services outside) : services(outside) {}
+Library::Library(Services outside, const FormProcedures& toRun) : services(outside), procedures(toRun) {}
 
 // The form goes first: its sockets close while the services are still there.
 Library::~Library() {

@@ -10,10 +10,7 @@
 
 #include "engine/records/connection_table.h"
 #include "quarnex/failure.h"
-#include "services/socket_service.h"
-#include "services/text_file.h"
-#include "services/timer_service.h"
-#include "services/wall_clock.h"
+#include "services/services.h"
 
 namespace quarnex {
 
@@ -21,16 +18,11 @@ class FrmSock;
 class Observer;
 class Trap;
 
-/// What the engine needs of its surroundings. All outlive the library.
-struct Services {
-  SocketService& sockets;
-  TimerService& timer;
-  WallClock& clock;
-  TextFile& logFile;
-};
+struct FormProcedures;
 
 struct Library {
-  explicit Library(Services services);
+  /// `services` and `procedures` outlive the library. Hosts compose an `Engine`, which names the procedures.
+  Library(Services services, const FormProcedures& procedures);
   ~Library();
   Library(const Library&) = delete;
   Library& operator=(const Library&) = delete;
@@ -38,8 +30,9 @@ struct Library {
   bool validIndex(std::int16_t IdxQuarn) const { return IdxQuarn >= 1 && IdxQuarn <= ConnectionCount; }
 
   Services services;
-  Observer* observer = nullptr;  // sees host calls and traces; a recorder, say
-  Trap* pendingTraps = nullptr;  // the open traps that remember a failure
+  const FormProcedures& procedures;  // what the form's events run
+  Observer* observer = nullptr;      // sees host calls and traces; a recorder, say
+  Trap* pendingTraps = nullptr;      // the open traps that remember a failure
   // Made while there is memory for them; copies need none.
   const Failure outOfMemory{7, "Out of memory"};
   const Failure outOfStringSpace{14, "Out of string space"};

@@ -3,12 +3,12 @@
 
 #include <chrono>
 
-#include "engine/records/library.h"
 #include "platform/posix/posix_clock.h"
 #include "platform/posix/posix_sockets.h"
 #include "platform/posix/posix_text_file.h"
 #include "platform/posix/posix_timer.h"
 #include "platform/posix/reactor.h"
+#include "services/services.h"
 
 namespace quarnex {
 

@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "host/engine.h"
 #include "platform/posix/posix_platform.h"
 #include "quarnex/failure.h"
 #include "quarnex/host_loop.h"
@@ -34,7 +35,7 @@ struct Process {
   }
 
   PosixPlatform platform;
-  Library library{wrapped(platform.services())};
+  Engine library{wrapped(platform.services())};
 };
 
 Process& process() {

@@ -1,7 +1,7 @@
 // A fresh engine whose surroundings are played.
 #pragma once
 
-#include "engine/records/library.h"
+#include "host/engine.h"
 #include "quarnex/quarn_socket.h"
 #include "recording/format/plain_model.h"
 #include "recording/player/course.h"
@@ -29,7 +29,7 @@ class PlayedEngine {
   PlayedClock clock_;
   PlayedLog log_;
   PlayedTraces traces_;
-  Library library_;
+  Engine library_;
   QuarnSocket quarn_;
 };
 

@@ -17,12 +17,12 @@ Host::Host(Network& network, Random random, int onMachine, Instant start)
 void Host::start() {
   stop();
   const Services services{faultySockets_, faultyTimer_, clock, faultyFile_};
-  engine_ = std::make_unique<Engine>(services, makeWrapper ? makeWrapper() : nullptr);
+  process_ = std::make_unique<Process>(services, makeWrapper ? makeWrapper() : nullptr);
   if (traces_.keeping) keepTraces();
 }
 
 void Host::stop() {
-  engine_ = nullptr;
+  process_ = nullptr;
   timer.setPeriod(0);
 }
 
@@ -38,7 +38,7 @@ void Host::turn() {
   timer.tick();
 }
 
-Host::Engine::Engine(const Services& services, std::unique_ptr<ServicesWrapper> wrappedIn)
+Host::Process::Process(const Services& services, std::unique_ptr<ServicesWrapper> wrappedIn)
     : wrapper(std::move(wrappedIn)), library(wrapper ? wrapper->wrap(services) : services), quarn(library) {
   if (wrapper) wrapper->watch(library);
 }

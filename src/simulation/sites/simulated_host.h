@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "engine/records/library.h"
+#include "host/engine.h"
 #include "platform/simulated/disk.h"
 #include "platform/simulated/memory_file.h"
 #include "platform/simulated/random.h"
@@ -34,15 +34,15 @@ class Host {
   Host(const Host&) = delete;
   Host& operator=(const Host&) = delete;
 
-  QuarnSocket& quarn() { return engine_->quarn; }
-  Library& library() { return engine_->library; }
+  QuarnSocket& quarn() { return process_->quarn; }
+  Library& library() { return process_->library; }
 
   /// Ends the process, as its orderly end or `kill -9` would: the system closes what it had open. Nothing may
   /// be asked of the engine until `start`.
   void stop();
   /// A fresh engine, without links.
   void start();
-  bool running() const { return engine_ != nullptr; }
+  bool running() const { return process_ != nullptr; }
   /// One turn of the loop at once, as far as events and one tick go: also nested inside an operation.
   void turn();
 
@@ -68,10 +68,10 @@ class Host {
     bool keeping = false;
     std::vector<std::pair<std::int16_t, std::string>> texts;
   };
-  struct Engine {
-    Engine(const Services& services, std::unique_ptr<ServicesWrapper> wrappedIn);
+  struct Process {
+    Process(const Services& services, std::unique_ptr<ServicesWrapper> wrappedIn);
     std::unique_ptr<ServicesWrapper> wrapper;
-    Library library;
+    quarnex::Engine library;
     QuarnSocket quarn;
   };
 
@@ -79,7 +79,7 @@ class Host {
   FaultyTimer faultyTimer_;
   FaultyFile faultyFile_;
   Traces traces_;
-  std::unique_ptr<Engine> engine_;
+  std::unique_ptr<Process> process_;
 };
 
 }  // namespace quarnex::simulated
