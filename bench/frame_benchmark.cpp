@@ -41,7 +41,7 @@ BENCHMARK(checksum_floor);
 
 std::string fetchFullOfFrames(std::size_t messageBytes) {
   std::string frame;
-  componiFrame(frame, std::string(messageBytes, 'x'));
+  makeFrame(frame, std::string(messageBytes, 'x'));
   std::string fetched;
   while (fetched.size() + frame.size() <= kFetchBytes) fetched += frame;
   return fetched;
@@ -54,7 +54,7 @@ void cutting(benchmark::State& state) {
   for (auto _ : state) {
     record.Ricevuto.append(fetched);
     while (!record.Ricevuto.empty()) {
-      EstraiFrame(record);
+      cutFrame(record);
       benchmark::DoNotOptimize(record.FrameRicevuto.data());
       record.FrameCompleto = false;
     }

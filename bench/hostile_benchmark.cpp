@@ -46,7 +46,7 @@ class Crowd {
 // Bytes that end no frame, end characters alone, and the shortest frames: MiB of each.
 void hostile_bytes(benchmark::State& state) {
   std::string frame;
-  componiFrame(frame, "");
+  makeFrame(frame, "");
   const std::string units[] = {"x", std::string(1, kEtx), frame};
   const std::string& unit = units[state.range(0)];
   std::string fetched;
@@ -96,7 +96,7 @@ BENCHMARK(kept_bytes_floor)->Arg(1)->Arg(16)->Arg(64)->Arg(1024)->UseManualTime(
 void damaged_frame(benchmark::State& state) {
   Crowd crowd;
   std::string frame;
-  componiFrame(frame, std::string(30'000, 'x'));
+  makeFrame(frame, std::string(30'000, 'x'));
   frame[10] = 'y';
   crowd.receive(frame);
   const std::uint64_t before = bench::allocations();

@@ -14,6 +14,7 @@
 #include "bench/settable_clock.h"
 #include "engine/exchange/frame.h"
 #include "engine/records/frm_sock.h"
+#include "host/engine.h"
 #include "platform/posix/descriptor.h"
 #include "platform/posix/posix_platform.h"
 #include "quarnex/quarn_socket.h"
@@ -91,7 +92,7 @@ class Host {
     turnUntil([](const ConnectionRecord& record) { return record.StatoB == kExchangeWaiting; });
     clock_.stop();
     std::string frame;
-    componiFrame(frame, "0000002|9NODATA|9.|");
+    makeFrame(frame, "0000002|9NODATA|9.|");
     peers_.sendAll(frame);
     turnUntil([](const ConnectionRecord& record) { return record.StatoB == kExchangeIdle; });
     services_.timer.setPeriod(1);

@@ -24,8 +24,8 @@ constexpr int kTicks = 50;
 
 void deliver(Library& library, const ConnectionRecord& record, std::string_view message) {
   std::string frame;
-  componiFrame(frame, message);
-  static_cast<bench::QuietSocket&>(SocketDelLink(library, record)).deliver(std::move(frame));
+  makeFrame(frame, message);
+  static_cast<bench::QuietSocket&>(frameSocket(library, record)).deliver(std::move(frame));
 }
 
 void connect(Library& library, const ConnectionRecord& record) {

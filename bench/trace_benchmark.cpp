@@ -26,7 +26,7 @@ void trace_to_nobody(benchmark::State& state) {
   const std::int16_t link = QuarnSocket(library).Add("MIRTAN", 5, true, false);
   const std::uint64_t before = bench::allocations();
   for (auto _ : state) {
-    Traccia(library, link, "R>:", Zeri{link, 5}, ' ', kBody);
+    Traccia(library, link, "R>:", ZeroPadded{link, 5}, ' ', kBody);
     benchmark::ClobberMemory();
   }
   state.counters["allocations"] = static_cast<double>(bench::allocations() - before);

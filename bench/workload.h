@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "bench/process.h"
-#include "engine/diagnostics/trace.h"
+#include "engine/records/text_pieces.h"
 #include "engine/exchange/frame.h"
 
 namespace quarnex::bench {
@@ -52,7 +52,7 @@ constexpr int portOfLink(int link) {
 
 inline std::string frameOf(int link, std::string_view countAndFields) {
   std::string frame;
-  componiFrame(frame, componi("000", Zeri{identifierOfLink(link), 3}, countAndFields));
+  makeFrame(frame, concat("000", ZeroPadded{identifierOfLink(link), 3}, countAndFields));
   return frame;
 }
 

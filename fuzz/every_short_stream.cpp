@@ -42,7 +42,7 @@ bool agree(const std::string& stream) {
   record.Ricevuto.append(stream);
   plain.rest = stream;
   while (!record.Ricevuto.empty()) {
-    quarnex::EstraiFrame(record);
+    quarnex::cutFrame(record);
     const bool complete = plain.look();
     if (record.FrameCompleto != complete || record.Ricevuto.size() != plain.rest.size()) return false;
     if (complete && record.FrameRicevuto != plain.frame) return false;

@@ -35,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (const std::string& field : fieldsOf(message)) {
     if (field.size() < 2) continue;
     if (field[0] != '9') ++texts;
-    if (!quarnex::ParolaDiServizio(field)) ++forHost;
+    if (!quarnex::isServiceWord(field)) ++forHost;
   }
   if (forHost != host.record(1).history.textsReceived) std::abort();
   std::size_t traced = 0;

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "engine/records/ports.h"
+#include "quarnex/ports.h"
 
 namespace quarnex::tool {
 namespace {

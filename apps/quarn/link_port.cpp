@@ -1,7 +1,7 @@
 #include "quarn/link_port.h"
 
-#include "engine/records/ports.h"
 #include "quarnex/failure.h"
+#include "quarnex/ports.h"
 
 namespace quarnex::tool {
 namespace {

@@ -4,8 +4,8 @@
 
 #include "quarn/host_turn.h"
 #include "quarn/interruption.h"
-#include "quarn/link_words.h"
 #include "quarn/record_option.h"
+#include "quarn/report_words.h"
 #include "quarnex/event_report.h"
 
 namespace quarnex::tool {

@@ -3,7 +3,7 @@
 #include <string>
 #include <utility>
 
-#include "quarn/text_check.h"
+#include "quarnex/text_rules.h"
 
 namespace quarnex::tool {
 namespace {

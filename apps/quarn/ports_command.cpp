@@ -5,9 +5,9 @@
 #include <memory>
 #include <string>
 
-#include "engine/records/ports.h"
 #include "quarn/link_arguments.h"
 #include "quarn/link_port.h"
+#include "quarnex/ports.h"
 
 namespace quarnex::tool {
 namespace {

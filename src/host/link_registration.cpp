@@ -6,9 +6,9 @@
 
 #include "engine/diagnostics/trace.h"
 #include "engine/records/frm_sock.h"
-#include "engine/records/ports.h"
 #include "engine/records/record_operations.h"
 #include "engine/records/trap.h"
+#include "quarnex/ports.h"
 
 namespace quarnex {
 namespace {

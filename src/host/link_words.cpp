@@ -3,9 +3,9 @@
 #include <charconv>
 #include <utility>
 
-#include "engine/diagnostics/trace.h"
-#include "engine/records/ports.h"
+#include "engine/records/text_pieces.h"
 #include "engine/records/trap.h"
+#include "quarnex/ports.h"
 
 namespace quarnex {
 namespace {
@@ -52,13 +52,13 @@ std::string numberInWords(std::string_view reason) {
   for (const auto& [known, text] : kBareNumbers) {
     if (known == number && words.empty()) words = text;
   }
-  return words.empty() ? componi("error ", number) : componi("error ", number, ", ", withoutFullStop(words));
+  return words.empty() ? concat("error ", number) : concat("error ", number, ", ", withoutFullStop(words));
 }
 
 std::string timeOfDay(Library& library, std::int64_t second) {
   const Instant instant{second};
   const LocalTime time = localTime(instant, library.services.clock.utcOffset(instant));
-  return componi(Zeri{time.hour, 2}, ':', Zeri{time.minute, 2}, ':', Zeri{time.second, 2});
+  return concat(ZeroPadded{time.hour, 2}, ':', ZeroPadded{time.minute, 2}, ':', ZeroPadded{time.second, 2});
 }
 
 bool hasPort(Library& library, const ConnectionRecord& record) {
@@ -69,14 +69,14 @@ bool hasPort(Library& library, const ConnectionRecord& record) {
 }
 
 std::string lastFailure(Library& library, const ConnectionRecord& record) {
-  if (!hasPort(library, record)) return componi("identifier ", record.IdQuarn, " has no port");
+  if (!hasPort(library, record)) return concat("identifier ", record.IdQuarn, " has no port");
   if (!record.history.lastFailure) return "not connected yet";
   const LinkHistory::Failure& failure = *record.history.lastFailure;
   const std::string_view phase = failure.whileConnected     ? "while connected"
                                  : record.ConnessioneClient ? "while calling"
                                                             : "while listening";
-  return componi(RagioneInParole(failure.reason), " (", phase, ", at ", timeOfDay(library, failure.at.second),
-                 ")");
+  return concat(reasonInWords(failure.reason), " (", phase, ", at ", timeOfDay(library, failure.at.second),
+                ")");
 }
 
 // Of the answer to what was sent, or of any message at all.
@@ -88,43 +88,42 @@ bool isOverdue(const ConnectionRecord& record) {
 std::string nextStep(Library& library, const LinkSnapshot& snapshot) {
   const std::string time = timeOfDay(library, *snapshot.deadline + 1);
   if (snapshot.phase == LinkPhase::Waiting) {
-    return componi(snapshot.client ? "next call at " : "listens again at ", time);
+    return concat(snapshot.client ? "next call at " : "listens again at ", time);
   }
-  if (snapshot.phase == LinkPhase::Calling) return componi("calling ", snapshot.endpoint, " until ", time);
+  if (snapshot.phase == LinkPhase::Calling) return concat("calling ", snapshot.endpoint, " until ", time);
   const std::size_t colon = snapshot.endpoint.rfind(':');
-  if (colon == std::string::npos) return componi("listening until ", time);
-  return componi("listening on port ", std::string_view(snapshot.endpoint).substr(colon + 1), " until ",
-                 time);
+  if (colon == std::string::npos) return concat("listening until ", time);
+  return concat("listening on port ", std::string_view(snapshot.endpoint).substr(colon + 1), " until ", time);
 }
 
 }  // namespace
 
-std::string PerchePerUtente(Library& library, const ConnectionRecord& record, const LinkSnapshot& snapshot) {
+std::string whySentence(Library& library, const ConnectionRecord& record, const LinkSnapshot& snapshot) {
   switch (snapshot.phase) {
     case LinkPhase::Local:
       return "works inside the process, without TCP";
     case LinkPhase::Closed:
-      if (record.Chiuso) return componi("closed by the host since ", timeOfDay(library, snapshot.since));
+      if (record.Chiuso) return concat("closed by the host since ", timeOfDay(library, snapshot.since));
       if (library.InUscita && record.history.lastFailure) {
         return "closed during shutdown: " + lastFailure(library, record);
       }
       return "not opened";
     case LinkPhase::Connected:
-      return componi("connected to ", snapshot.endpoint, " since ", timeOfDay(library, snapshot.since),
-                     isOverdue(record) ? "; the peer does not answer" : "",
-                     snapshot.closing ? "; the peer has been asked to close" : "");
+      return concat("connected to ", snapshot.endpoint, " since ", timeOfDay(library, snapshot.since),
+                    isOverdue(record) ? "; the peer does not answer" : "",
+                    snapshot.closing ? "; the peer has been asked to close" : "");
     default:
-      return componi("down since ", timeOfDay(library, snapshot.since), ": ", lastFailure(library, record),
-                     "; ", nextStep(library, snapshot));
+      return concat("down since ", timeOfDay(library, snapshot.since), ": ", lastFailure(library, record),
+                    "; ", nextStep(library, snapshot));
   }
 }
 
-std::string RagioneInParole(std::string_view reason) {
+std::string reasonInWords(std::string_view reason) {
   for (const auto& [known, words] : kWholeReasons) {
     if (reason == known) return std::string(words);
   }
   for (const auto& [known, words] : kFailedActions) {
-    if (reason.starts_with(known)) return componi(words, numberInWords(reason.substr(known.size())));
+    if (reason.starts_with(known)) return concat(words, numberInWords(reason.substr(known.size())));
   }
   return numberInWords(reason);
 }

@@ -10,11 +10,11 @@
 namespace quarnex {
 
 /// The sentence `LinkSnapshot::why`, from the rest of the snapshot and the history of the record.
-std::string PerchePerUtente(Library& library, const ConnectionRecord& record, const LinkSnapshot& snapshot);
+std::string whySentence(Library& library, const ConnectionRecord& record, const LinkSnapshot& snapshot);
 
 /// The reason of a failure, as reports carry it, in plain words with its number: "10061  The requested
 /// connection has been refused by the remote host." is "error 10061, The requested connection has been
 /// refused by the remote host".
-std::string RagioneInParole(std::string_view reason);
+std::string reasonInWords(std::string_view reason);
 
 }  // namespace quarnex

@@ -72,9 +72,9 @@ void queueText(Library& library, std::int16_t IdxQuarn, std::string_view s) {
   if (s == "VUOTABUFFER") return SvuotaCode(library, IdxQuarn);
   if (record.UsaTcp) {
     BufferPut(record.CodaInvio, s);
-    return Traccia(library, IdxQuarn, "COMANDO:", Zeri{record.CodaInvio.Count, 5}, ' ', s);
+    return Traccia(library, IdxQuarn, "COMANDO:", ZeroPadded{record.CodaInvio.Count, 5}, ' ', s);
   }
-  Traccia(library, IdxQuarn, "I>:", Zeri{record.CodaInvio.Count, 5}, ' ', s);
+  Traccia(library, IdxQuarn, "I>:", ZeroPadded{record.CodaInvio.Count, 5}, ' ', s);
   ++record.history.textsSent;
   ConsegnaLocale(library, IdxQuarn, s);
 }

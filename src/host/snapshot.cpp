@@ -68,7 +68,7 @@ LinkSnapshot takeSnapshot(Library& library, std::int16_t IdxQuarn) {
   unreadable([&] { snapshot.endpoint = DescriviPunto(library, record); });
   fillDeadlines(snapshot, record);
   fillCounts(snapshot, record);
-  snapshot.why = PerchePerUtente(library, record, snapshot);
+  snapshot.why = whySentence(library, record, snapshot);
   return snapshot;
 }
 

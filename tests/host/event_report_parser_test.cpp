@@ -5,7 +5,7 @@
 #include <set>
 #include <string>
 
-#include "engine/diagnostics/trace.h"
+#include "engine/records/text_pieces.h"
 #include "host/link_words.h"
 
 namespace quarnex {
@@ -19,8 +19,8 @@ TEST(EventReport, IsTakenApart) {
   EXPECT_EQ(report->identifier, -5);
   EXPECT_EQ(report->type, "A]B");
   EXPECT_EQ(report->detail, "127.0.0.1:20105 Connect Timeout");
-  EXPECT_EQ(componi(report->hour, ' ', report->minute, ' ', report->second, ' ', report->day, ' ',
-                    report->month, ' ', report->year),
+  EXPECT_EQ(concat(report->hour, ' ', report->minute, ' ', report->second, ' ', report->day, ' ',
+                   report->month, ' ', report->year),
             "9 30 5 18 11 2026");
 }
 
@@ -47,7 +47,7 @@ TEST(EventReport, RefusesEveryDamagedText) {
   }
   const std::set<int> known{109, 112, 701, 702, 991, 992, 993};
   for (int code = 0; code <= 9999; ++code) {
-    const std::string text = componi("X000E", Zeri{code, 4}, "[#I5#$TABC$$Sdetail$]09300518112026");
+    const std::string text = concat("X000E", ZeroPadded{code, 4}, "[#I5#$TABC$$Sdetail$]09300518112026");
     EXPECT_EQ(parseEventReport(text).has_value(), known.contains(code)) << text;
   }
   for (const char* time : {"24000001012026", "00600001012026", "00006101012026", "00000000012026",
@@ -71,10 +71,10 @@ TEST(LinkWords, SayWhatAReasonMeans) {
       {"Send -7 minus", "sending failed: error -7, minus"},
       {"Alive Timeout", "no message came from the peer for two keep-alive periods"},
   };
-  for (const auto& row : rows) EXPECT_EQ(RagioneInParole(row.reason), row.words);
+  for (const auto& row : rows) EXPECT_EQ(reasonInWords(row.reason), row.words);
 }
 
-TEST(Zeri, PutTheSignInFront) {
+TEST(ZeroPadded, PutTheSignInFront) {
   const struct {
     std::int64_t number;
     int digits;
@@ -82,7 +82,7 @@ TEST(Zeri, PutTheSignInFront) {
   } rows[] = {
       {5, 2, "05"},    {123, 2, "123"},       {-3, 2, "-03"},    {-3, 3, "-003"},
       {0, 5, "00000"}, {-32768, 3, "-32768"}, {1234, 3, "1234"}, {INT64_MIN, 2, "-9223372036854775808"}};
-  for (const auto& row : rows) EXPECT_EQ(componi(Zeri{row.number, row.digits}), row.text);
+  for (const auto& row : rows) EXPECT_EQ(concat(ZeroPadded{row.number, row.digits}), row.text);
 }
 
 }  // namespace

@@ -71,7 +71,7 @@ StubSocket& carrier(StubHost& host) {
 }
 void arrive(StubHost& host, const std::string& message) {
   std::string frame;
-  componiFrame(frame, message);
+  makeFrame(frame, message);
   carrier(host).incoming.push_back(frame);
 }
 void breakOff(StubHost& host) {
@@ -116,7 +116,7 @@ const Deed kDeeds[] = {
     {"ReceiveTheEndOfAFrame", false, false,
      [](StubHost& host) {
        std::string frame;
-       componiFrame(frame, "0000053|" + kLong + "|9CMD|9.|");
+       makeFrame(frame, "0000053|" + kLong + "|9CMD|9.|");
        carrier(host).incoming.push_back('\3' + frame);
        host.tickAfter(0);
      },

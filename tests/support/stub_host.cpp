@@ -108,7 +108,7 @@ void StubHost::connect(std::int16_t index) {
 
 void StubHost::receive(std::int16_t index, std::string_view message) {
   std::string frame;
-  componiFrame(frame, message);
+  makeFrame(frame, message);
   socket(record(index).ConnessioneClient ? "ClientSocket" : "SrvAccept").incoming.push_back(frame);
   tickAfter(0);
 }

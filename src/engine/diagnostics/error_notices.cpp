@@ -23,7 +23,7 @@ void ErroreETH(Library& library, std::int16_t IdxQuarn, std::int16_t codice, std
   ConnectionRecord& rec = library.ConnectionTable[IdxQuarn];
   traceNotice(library, IdxQuarn, codice, testo);
   if (codice != 0) {
-    rec.UltimoErrore = componi(codice, ' ', testo);
+    rec.UltimoErrore = concat(codice, ' ', testo);
     SegnalaErrore(library, rec, std::string(rec.UltimoErrore));
   } else {
     SegnalaErrore(library, rec, testo);

@@ -11,8 +11,8 @@ namespace quarnex {
 std::string TimbroEvento(Library& library) {
   const Instant now = library.services.clock.now();
   const LocalTime time = localTime(now, library.services.clock.utcOffset(now));
-  return componi(Zeri{time.hour, 2}, Zeri{time.minute, 2}, Zeri{time.second, 2}, Zeri{time.day, 2},
-                 Zeri{time.month, 2}, Zeri{time.year, 4});
+  return concat(ZeroPadded{time.hour, 2}, ZeroPadded{time.minute, 2}, ZeroPadded{time.second, 2},
+                ZeroPadded{time.day, 2}, ZeroPadded{time.month, 2}, ZeroPadded{time.year, 4});
 }
 
 std::string DescriviPunto(Library& library, const ConnectionRecord& rec) {
@@ -20,14 +20,14 @@ std::string DescriviPunto(Library& library, const ConnectionRecord& rec) {
   SocketInstance& socket =
       rec.ConnessioneClient ? ClientSocket(library, rec.IdxClient) : ServerSocket(library, rec.IdxServer);
   const std::string host = socket.remoteHost();
-  return componi(host, ':', toInteger(rec.ConnessioneClient ? socket.remotePort() : socket.localPort()));
+  return concat(host, ':', toInteger(rec.ConnessioneClient ? socket.remotePort() : socket.localPort()));
 }
 
 void SegnalaEvento(Library& library, ConnectionRecord& rec, std::int16_t codice, std::string_view dettaglio) {
-  const std::string timbro = TimbroEvento(library);
-  std::string report = componi("X000E", Zeri{codice, 4}, "[#I", rec.IdQuarn, "#$T", rec.Tipo, '$');
+  const std::string stamp = TimbroEvento(library);
+  std::string report = concat("X000E", ZeroPadded{codice, 4}, "[#I", rec.IdQuarn, "#$T", rec.Tipo, '$');
   if (!dettaglio.empty()) (report += "$S").append(dettaglio) += '$';
-  report += ']' + timbro;
+  report += ']' + stamp;
   Traccia(library, rec.IdxQuarn, "P:", report);
   BufferPut(rec.CodaArrivo, report);
 }
@@ -53,7 +53,7 @@ void SegnalaRisponde(Library& library, ConnectionRecord& rec) {
 
 void SegnalaAnomalia(Library& library, ConnectionRecord& rec, std::string_view motivo) {
   if (!rec.AnomaliaSegnalata) {
-    SegnalaEvento(library, rec, kFailureBegunReport, componi(DescriviPunto(library, rec), ' ', motivo));
+    SegnalaEvento(library, rec, kFailureBegunReport, concat(DescriviPunto(library, rec), ' ', motivo));
   }
   rec.AnomaliaSegnalata = true;
 }
@@ -65,7 +65,7 @@ void SegnalaAnomaliaRientrata(Library& library, ConnectionRecord& rec) {
 }
 
 void SegnalaErrore(Library& library, ConnectionRecord& rec, std::string_view testo) {
-  SegnalaEvento(library, rec, kErrorNoticeReport, componi(DescriviPunto(library, rec), ' ', testo));
+  SegnalaEvento(library, rec, kErrorNoticeReport, concat(DescriviPunto(library, rec), ' ', testo));
 }
 
 }  // namespace quarnex

@@ -7,7 +7,7 @@
 
 namespace quarnex {
 
-void AnnotaGuasto(Library& library, ConnectionRecord& rec, std::string_view reason) {
+void rememberFailure(Library& library, ConnectionRecord& rec, std::string_view reason) {
   Trap withoutMemory{library};
   withoutMemory([&] {
     rec.history.lastFailure = std::make_unique<LinkHistory::Failure>(

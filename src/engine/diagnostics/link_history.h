@@ -8,6 +8,6 @@
 namespace quarnex {
 
 /// Remembers `reason` as what last took the link down, with the present moment and phase.
-void AnnotaGuasto(Library& library, ConnectionRecord& rec, std::string_view reason);
+void rememberFailure(Library& library, ConnectionRecord& rec, std::string_view reason);
 
 }  // namespace quarnex

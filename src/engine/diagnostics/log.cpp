@@ -3,7 +3,7 @@
 #include <string>
 #include <utility>
 
-#include "engine/diagnostics/trace.h"
+#include "engine/records/text_pieces.h"
 #include "engine/records/record_operations.h"
 
 namespace quarnex {
@@ -20,7 +20,7 @@ std::string_view timeOfDay(Library& library) {
   if (now != library.stampSecond) {
     const LocalTime time = localTime(now, library.services.clock.utcOffset(now));
     const std::string text =
-        componi(Zeri{time.hour, 2}, ':', Zeri{time.minute, 2}, ':', Zeri{time.second, 2});
+        concat(ZeroPadded{time.hour, 2}, ':', ZeroPadded{time.minute, 2}, ':', ZeroPadded{time.second, 2});
     text.copy(library.stamp.data(), library.stamp.size());
     library.stampSecond = now;
   }
@@ -32,9 +32,10 @@ std::string_view timeOfDay(Library& library) {
 void ApriLog(Library& library) {
   if (library.LogAperto) return;
   const LocalTime now = localNow(library);
-  library.services.logFile.create(componi(library.LogPath, "LOGQUARNNET", Zeri{now.day, 2},
-                                          Zeri{now.month, 2}, Zeri{now.year, 4}, Zeri{now.hour, 2},
-                                          Zeri{now.minute, 2}, Zeri{now.second, 2}, ".txt"));
+  library.services.logFile.create(concat(library.LogPath, "LOGQUARNNET", ZeroPadded{now.day, 2},
+                                         ZeroPadded{now.month, 2}, ZeroPadded{now.year, 4},
+                                         ZeroPadded{now.hour, 2}, ZeroPadded{now.minute, 2},
+                                         ZeroPadded{now.second, 2}, ".txt"));
   library.LogAperto = true;
 }
 
@@ -44,17 +45,17 @@ void ChiudiLog(Library& library) {
   library.LogAperto = false;
 }
 
-void ScriviLog(Library& library, std::int16_t IdxQuarn, std::string_view testo) {
+void writeLogLine(Library& library, std::int16_t IdxQuarn, std::string_view testo) {
   std::string line = std::move(library.lineStorage);
   line.clear();
-  aggiungi(line, Zeri{IdxQuarn, 3});
+  append(line, ZeroPadded{IdxQuarn, 3});
   line += ' ';
   line += timeOfDay(library);
   line += ' ';
   line += testo;
   line += "\r\n";
   library.services.logFile.write(line);
-  svuota(line);
+  clearText(line);
   library.lineStorage = std::move(line);
 }
 

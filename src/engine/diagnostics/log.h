@@ -16,6 +16,6 @@ void ApriLog(Library& library);
 void ChiudiLog(Library& library);
 
 /// Writes one line into the open log: the index with three digits, the time of day, the text, CR LF.
-void ScriviLog(Library& library, std::int16_t IdxQuarn, std::string_view testo);
+void writeLogLine(Library& library, std::int16_t IdxQuarn, std::string_view testo);
 
 }  // namespace quarnex

@@ -8,22 +8,7 @@
 #include "services/observer.h"
 
 namespace quarnex {
-namespace {
-constexpr int kDigitsMax = 20;  // of 64 bits
-}
-
-void aggiungi(std::string& text, Zeri number) {
-  char digits[kDigitsMax];
-  char* const end = digits + kDigitsMax;
-  char* begin = end;
-  auto rest = number.number < 0 ? 0 - static_cast<std::uint64_t>(number.number)
-                                : static_cast<std::uint64_t>(number.number);
-  for (; rest > 0 || end - begin < number.digits; rest /= 10) *--begin = static_cast<char>('0' + rest % 10);
-  if (number.number < 0) text += '-';
-  text.append(begin, end);
-}
-
-bool TracciaAscoltata(Library& library, std::int16_t IdxQuarn) {
+bool isTraced(Library& library, std::int16_t IdxQuarn) {
   if (IdxQuarn < 0 || IdxQuarn > library.ConnectionCount || library.ConnectionCount == 0) {
     throw Failure(9, "Subscript out of range");
   }
@@ -31,13 +16,13 @@ bool TracciaAscoltata(Library& library, std::int16_t IdxQuarn) {
          (IdxQuarn > 0 && library.ConnectionTable[IdxQuarn].DebugAttivo);
 }
 
-void TracciaTesto(Library& library, std::int16_t IdxQuarn, std::string_view testo) {
+void traceText(Library& library, std::int16_t IdxQuarn, std::string_view testo) {
   if (library.observer != nullptr) library.observer->traced(IdxQuarn, testo);
   if (IdxQuarn > 0) {
     ConnectionRecord& record = library.ConnectionTable[IdxQuarn];
     if (record.DebugAttivo) BufferPut(record.CodaDebug, testo);
   }
-  if (library.LogAperto) ScriviLog(library, IdxQuarn, testo);
+  if (library.LogAperto) writeLogLine(library, IdxQuarn, testo);
 }
 
 void TracciaErrore(Library& library, std::int16_t IdxQuarn, std::int32_t numero, std::string_view dove) {
@@ -48,7 +33,7 @@ void TracciaErrore(Library& library, std::int16_t IdxQuarn, std::int32_t numero,
 
 std::string EthTag(Library& library, std::int16_t IdxQuarn) {
   const ConnectionRecord& record = library.ConnectionTable[IdxQuarn];
-  return componi("ETH ", Zeri{record.IdQuarn, 2}, ' ', record.Tipo);
+  return concat("ETH ", ZeroPadded{record.IdQuarn, 2}, ' ', record.Tipo);
 }
 
 }  // namespace quarnex

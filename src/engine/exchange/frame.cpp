@@ -38,25 +38,25 @@ std::uint8_t CalcolaCks(std::string_view testo) {
   return folded(sum);
 }
 
-void componiFrame(std::string& frame, std::string_view messaggio) {
+void makeFrame(std::string& frame, std::string_view messaggio) {
   frame.clear();
   frame.reserve(messaggio.size() + 8);
   frame += kStx;
   frame += kFrameHeader;
   frame += messaggio;
-  const ChecksumCharacters checksum = inCaratteri(CalcolaCks(std::string_view(frame).substr(1)));
+  const ChecksumCharacters checksum = charactersOf(CalcolaCks(std::string_view(frame).substr(1)));
   frame += checksum.high;
   frame += checksum.low;
   frame += kEtx;
 }
 
-std::string_view corpoDelFrame(std::string_view frame) {
+std::string_view frameBody(std::string_view frame) {
   return frame.size() < 4 ? std::string_view() : frame.substr(1, frame.size() - 4);
 }
 
 bool checksumHolds(std::string_view frame) {
   if (frame.size() < 4) return false;
-  const ChecksumCharacters expected = inCaratteri(CalcolaCks(corpoDelFrame(frame)));
+  const ChecksumCharacters expected = charactersOf(CalcolaCks(frameBody(frame)));
   return frame[frame.size() - 3] == expected.high && frame[frame.size() - 2] == expected.low;
 }
 

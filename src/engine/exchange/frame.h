@@ -19,15 +19,15 @@ std::uint8_t CalcolaCks(std::string_view testo);
 struct ChecksumCharacters {
   char high, low;
 };
-constexpr ChecksumCharacters inCaratteri(std::uint8_t checksum) {
+constexpr ChecksumCharacters charactersOf(std::uint8_t checksum) {
   return {static_cast<char>(64 + (checksum >> 4)), static_cast<char>(64 + (checksum & 15))};
 }
 
 /// Puts STX, "9999", `messaggio`, its checksum and ETX into `frame`, whose capacity is used again.
-void componiFrame(std::string& frame, std::string_view messaggio);
+void makeFrame(std::string& frame, std::string_view messaggio);
 
 /// The header and the message of a complete frame: all but its start character and its last three.
-std::string_view corpoDelFrame(std::string_view frame);
+std::string_view frameBody(std::string_view frame);
 
 /// True if `frame` (start to end character) carries the checksum of its body. False for fewer than four
 /// characters.

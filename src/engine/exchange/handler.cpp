@@ -27,12 +27,12 @@ constexpr std::string_view kFrameEndLine =
     "++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++";
 
 void traceBadChecksum(Library& library, const ConnectionRecord& record, std::string_view frame) {
-  const std::string_view body = corpoDelFrame(frame);
+  const std::string_view body = frameBody(frame);
   Traccia(library, record.IdxQuarn, "RADV>", body);
   Traccia(
       library, record.IdxQuarn, "error cks>", [&] { return HexDump(frame); }, "<>",
       [&] {
-        const ChecksumCharacters expected = inCaratteri(CalcolaCks(body));
+        const ChecksumCharacters expected = charactersOf(CalcolaCks(body));
         return HexDump(std::string{expected.high, expected.low});
       });
 }
@@ -85,7 +85,7 @@ void answerQuery(Library& library, ConnectionRecord& record) {
 // In this order, each whatever the earlier ones did; the last sub-state set is the one that stays.
 void answerWords(Library& library, ConnectionRecord& record, Trap& trap) {
   if (record.RicevutoACK) {
-    svuota(record.UltimoInviato);
+    clearText(record.UltimoInviato);
     record.AttesaRitrasmissione = 0;
     ImpostaStatoB(library, record, kExchangeReady);
     record.RicevutoACK = false;
@@ -106,7 +106,7 @@ void answerWords(Library& library, ConnectionRecord& record, Trap& trap) {
 }
 
 void acceptFrame(Library& library, ConnectionRecord& record, std::string_view frame, Trap& trap) {
-  const std::string_view body = corpoDelFrame(frame);
+  const std::string_view body = frameBody(frame);
   trap([&] { Traccia(library, record.IdxQuarn, "R>", body); });
   const std::string_view message =
       body.size() < kFrameHeader.size() ? body : body.substr(kFrameHeader.size());
@@ -126,7 +126,7 @@ void handleFrame(Library& library, ConnectionRecord& record, Trap& trap) {
     trap([&] { traceBadChecksum(library, record, frame); });
   }
   record.FrameCompleto = false;
-  svuota(frame);
+  clearText(frame);
   record.FrameRicevuto = std::move(frame);
   trap([&] { Traccia(library, record.IdxQuarn, kFrameEndLine); });
 }
@@ -141,11 +141,11 @@ void Handler_ADV(Library& library, ConnectionRecord& record) {
   if (record.FrameCompleto) {
     handleFrame(library, record, trap);
   } else {
-    trap([&] { PassoStatoB(library, record); });
+    trap([&] { runSubState(library, record); });
   }
   if (record.ChiusuraRemota) {
     record.ChiusuraRemota = false;
-    trap([&] { AnnotaGuasto(library, record, "the peer asked to close"); });
+    trap([&] { rememberFailure(library, record, "the peer asked to close"); });
     trap([&] { ETH_Riconnetti(library, record); });
   }
   if (trap.pending()) {

@@ -45,7 +45,7 @@ void RiceviFrame(Library& library, ConnectionRecord& record) {
   Trap trap{library};
   bool scanned = false;  // without a backlog the bytes are looked at where they lie
   trap([&] {
-    SocketInstance& socket = SocketDelLink(library, record);
+    SocketInstance& socket = frameSocket(library, record);
     if (socket.bytesWaiting() < 1) return;
     socket.fetch();
     std::string_view bytes = socket.receivedText();
@@ -53,10 +53,10 @@ void RiceviFrame(Library& library, ConnectionRecord& record) {
     if (scanned) bytes.remove_prefix(scan(record, bytes).taken);
     record.Ricevuto.append(bytes);
   });
-  if (!scanned && !record.Ricevuto.empty() && !record.FrameCompleto) trap([&] { EstraiFrame(record); });
+  if (!scanned && !record.Ricevuto.empty() && !record.FrameCompleto) trap([&] { cutFrame(record); });
 }
 
-void EstraiFrame(ConnectionRecord& record) {
+void cutFrame(ConnectionRecord& record) {
   bool endFound = false;
   while (!record.Ricevuto.empty() && !endFound) {
     const auto [taken, found] = scan(record, record.Ricevuto.front());

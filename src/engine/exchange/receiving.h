@@ -11,6 +11,6 @@ void RiceviFrame(Library& library, ConnectionRecord& record);
 
 /// Consumes `Ricevuto` up to its first end character, or all of it. Characters outside a frame are dropped,
 /// also an end character; a start character inside a frame is an ordinary one. Each byte is looked at once.
-void EstraiFrame(ConnectionRecord& record);
+void cutFrame(ConnectionRecord& record);
 
 }  // namespace quarnex

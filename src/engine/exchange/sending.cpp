@@ -17,12 +17,12 @@ namespace {
 void sendFrame(Library& library, ConnectionRecord& record, std::string_view messaggio, Trap& trap) {
   std::string frame = std::move(library.frameStorage);
   trap([&] {
-    componiFrame(frame, messaggio);
+    makeFrame(frame, messaggio);
     ++record.history.framesSent;
     Traccia(library, record.IdxQuarn, "I>", std::string_view(frame).substr(1, frame.size() - 4));
   });
-  trap([&] { SocketDelLink(library, record).send(frame); });
-  svuota(frame);
+  trap([&] { frameSocket(library, record).send(frame); });
+  clearText(frame);
   library.frameStorage = std::move(frame);
 }
 
@@ -31,7 +31,7 @@ void handleSendFailure(Library& library, ConnectionRecord& record, Trap& trap) {
   const std::int32_t number = trap.number();
   const std::string description = trap.description();
   trap([&] { ErroreETH(library, record.IdxQuarn, toInteger(number), "Errore Invio " + description); });
-  trap([&] { NonRisponde(library, record, componi("Send ", number, ' ', description)); });
+  trap([&] { NonRisponde(library, record, concat("Send ", number, ' ', description)); });
 }
 
 }  // namespace
@@ -50,7 +50,7 @@ void InviaComando(Library& library, ConnectionRecord& record, std::string_view c
   Trap trap{library};
   std::string message;
   trap([&] {
-    message = componi("000", Zeri{record.IdQuarn, 3}, argomento.empty() ? '2' : '3', "|9", comando);
+    message = concat("000", ZeroPadded{record.IdQuarn, 3}, argomento.empty() ? '2' : '3', "|9", comando);
     if (!argomento.empty()) message.append("|9").append(argomento);
     message += "|9.|";
   });

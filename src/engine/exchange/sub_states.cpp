@@ -5,13 +5,14 @@
 #include "engine/link/failure_handling.h"
 #include "engine/message/outbound.h"
 #include "engine/records/record_operations.h"
+#include "engine/records/text_pieces.h"
 
 namespace quarnex {
 namespace {
 constexpr std::int16_t kOverdueAnswersTolerated = 5;
 }
 
-void PassoStatoB(Library& library, ConnectionRecord& record) {
+void runSubState(Library& library, ConnectionRecord& record) {
   switch (record.StatoB) {
     case kExchangeReset:
       return AzzeraStatoB(library, record);
@@ -27,7 +28,7 @@ void PassoStatoB(Library& library, ConnectionRecord& record) {
 }
 
 void AzzeraStatoB(Library& library, ConnectionRecord& record) {
-  svuota(record.UltimoInviato);
+  clearText(record.UltimoInviato);
   record.RicevutoQRY = record.RicevutoCMD = record.RicevutoACK = record.RicevutoNODATA = false;
   record.ContaTimeoutB = 0;
   ImpostaStatoB(library, record, kExchangeReady);

@@ -6,7 +6,7 @@
 namespace quarnex {
 
 /// Runs the step of the link's sub-state; none for a value other than 0 to 3.
-void PassoStatoB(Library& library, ConnectionRecord& record);
+void runSubState(Library& library, ConnectionRecord& record);
 
 /// 0: the exchange starts afresh; nothing is sent. The batch in flight is not touched.
 void AzzeraStatoB(Library& library, ConnectionRecord& record);

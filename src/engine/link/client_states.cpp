@@ -31,10 +31,10 @@ void failCall(Library& library, ConnectionRecord& record, Trap& trap) {
   const std::string description = trap.description();
   trap([&] {
     ErroreETH(library, record.IdxQuarn, toInteger(number),
-              componi("Errore CHIAMO ", EthTag(library, record.IdxQuarn), ':', description));
+              concat("Errore CHIAMO ", EthTag(library, record.IdxQuarn), ':', description));
   });
   trap([&] { ClientSocket(library, record.IdxClient).close(); });
-  trap([&] { NonRisponde(library, record, componi("Connect ", number, ' ', description)); });
+  trap([&] { NonRisponde(library, record, concat("Connect ", number, ' ', description)); });
 }
 
 }  // namespace
@@ -67,8 +67,8 @@ void TimeoutChiamata(Library& library, ConnectionRecord& record) {
   trap([&] { ClientSocket(library, record.IdxClient).close(); });
   trap([&] {
     AvvisoETH(library, record.IdxQuarn, 0,
-              componi("Errore : ", EthTag(library, record.IdxQuarn),
-                      " non si connette! Tentativi:", record.ContaNonRisponde, " Max", library.MaxTentativi));
+              concat("Errore : ", EthTag(library, record.IdxQuarn),
+                     " non si connette! Tentativi:", record.ContaNonRisponde, " Max", library.MaxTentativi));
   });
   trap([&] { NonRisponde(library, record, "Connect Timeout"); });
 }

@@ -36,7 +36,7 @@ void countFailure(Library& library, ConnectionRecord& record, std::string_view m
   if (record.ContaNonRisponde <= library.MaxTentativi) return;
   record.NonRispondeSegnalato = true;
   record.ContaNonRisponde = 0;
-  SegnalaEvento(library, record, kNotAnsweringReport, componi(DescriviPunto(library, record), ' ', motivo));
+  SegnalaEvento(library, record, kNotAnsweringReport, concat(DescriviPunto(library, record), ' ', motivo));
 }
 
 void takeDownClient(Library& library, ConnectionRecord& record, Trap& trap) {
@@ -44,14 +44,14 @@ void takeDownClient(Library& library, ConnectionRecord& record, Trap& trap) {
   std::string host;
   trap([&] { port = toInteger(ClientSocket(library, record.IdxClient).remotePort()); });
   trap([&] { host = ClientSocket(library, record.IdxClient).remoteHost(); });
-  trap([&] { ErroreETH(library, record.IdxQuarn, 0, componi("DISCONNETTO Client ", port, ' ', host)); });
+  trap([&] { ErroreETH(library, record.IdxQuarn, 0, concat("DISCONNETTO Client ", port, ' ', host)); });
   trap([&] { ClientSocket(library, record.IdxClient).close(); });
 }
 
 void takeDownServer(Library& library, ConnectionRecord& record, Trap& trap) {
   std::int16_t port = 0;
   trap([&] { port = toInteger(ServerSocket(library, record.IdxServer).localPort()); });
-  trap([&] { ErroreETH(library, record.IdxQuarn, 0, componi("DISCONNETTO Server ", port)); });
+  trap([&] { ErroreETH(library, record.IdxQuarn, 0, concat("DISCONNETTO Server ", port)); });
   trap([&] { SrvAccept(library, record.IdxServer).close(); });
   trap([&] { ServerSocket(library, record.IdxServer).close(); });
 }
@@ -61,7 +61,7 @@ void takeDownServer(Library& library, ConnectionRecord& record, Trap& trap) {
 // NOLINTNEXTLINE(performance-unnecessary-value-param): callers give the record's own, which is emptied here
 void NonRisponde(Library& library, ConnectionRecord& record, std::string motivo) {
   clearPendingFailures(library);
-  AnnotaGuasto(library, record, motivo);
+  rememberFailure(library, record, motivo);
   Traccia(library, record.IdxQuarn, "NON RISPONDE ", [&] { return EthTag(library, record.IdxQuarn); });
   ETH_Riconnetti(library, record);
   countFailure(library, record, motivo);
@@ -89,7 +89,7 @@ void ErroreSocketClient(Library& library, std::int16_t IdxQuarn, std::int16_t co
   const std::string host = socket.remoteHost();
   Traccia(library, IdxQuarn, evento, " ERROR CODE :", codice, ' ', EthTag(library, IdxQuarn), ' ', port, ' ',
           host);
-  ErroreETH(library, IdxQuarn, codice, TestoErroreSocket(codice));
+  ErroreETH(library, IdxQuarn, codice, socketErrorText(codice));
 }
 
 void ErroreSocketServer(Library& library, std::int16_t IdxQuarn, std::int16_t codice,
@@ -97,14 +97,14 @@ void ErroreSocketServer(Library& library, std::int16_t IdxQuarn, std::int16_t co
   const std::int16_t port =
       toInteger(ServerSocket(library, library.ConnectionTable[IdxQuarn].IdxServer).localPort());
   Traccia(library, IdxQuarn, evento, " ERROR CODE :", codice, ' ', EthTag(library, IdxQuarn), ' ', port);
-  ErroreETH(library, IdxQuarn, codice, TestoErroreSocket(codice));
+  ErroreETH(library, IdxQuarn, codice, socketErrorText(codice));
 }
 
-std::string TestoErroreSocket(std::int16_t codice) {
+std::string socketErrorText(std::int16_t codice) {
   for (const auto& [known, text] : kSocketErrors) {
     if (known == codice) return text;
   }
-  return componi("ErrorCode:", codice);
+  return concat("ErrorCode:", codice);
 }
 
 }  // namespace quarnex

@@ -28,6 +28,6 @@ void ErroreSocketServer(Library& library, std::int16_t IdxQuarn, std::int16_t co
 
 /// The words for a Windows Sockets number: nine known ones begin with a blank, all others are "ErrorCode:"
 /// and the number.
-std::string TestoErroreSocket(std::int16_t codice);
+std::string socketErrorText(std::int16_t codice);
 
 }  // namespace quarnex

@@ -10,7 +10,7 @@ namespace {
 constexpr std::int16_t kExpiriesTolerated = 1;
 }
 
-void AliveScaduto(Library& library, ConnectionRecord& rec) {
+void keepAliveExpired(Library& library, ConnectionRecord& rec) {
   BufferPut(rec.CodaInvio, "9!");
   rec.ContaAlive = toInteger(rec.ContaAlive + 1);
   ArmaAlive(library, rec);

@@ -27,10 +27,10 @@ void failListen(Library& library, ConnectionRecord& record, Trap& trap) {
   const std::string description = trap.description();
   trap([&] {
     ErroreETH(library, record.IdxQuarn, toInteger(number),
-              componi("Errore ASCOLTO ", EthTag(library, record.IdxQuarn), ':', description));
+              concat("Errore ASCOLTO ", EthTag(library, record.IdxQuarn), ':', description));
   });
   trap([&] { ServerSocket(library, record.IdxServer).close(); });
-  trap([&] { NonRisponde(library, record, componi("Listen ", number, ' ', description)); });
+  trap([&] { NonRisponde(library, record, concat("Listen ", number, ' ', description)); });
 }
 
 }  // namespace
@@ -63,7 +63,7 @@ void TimeoutAscolto(Library& library, ConnectionRecord& record) {
   trap.clear();
   trap([&] {
     ErroreETH(library, record.IdxQuarn, 0,
-              componi("Errore : ", EthTag(library, record.IdxQuarn), " non chiama!"));
+              concat("Errore : ", EthTag(library, record.IdxQuarn), " non chiama!"));
   });
   trap([&] { NonRisponde(library, record, "Listen Timeout"); });
 }

@@ -49,9 +49,9 @@ void traceServer(Library& library, std::int16_t i, std::int16_t Index, std::stri
 }
 
 void noteClose(Library& library, ConnectionRecord& record, std::int16_t ErrorCode) {
-  AnnotaGuasto(library, record,
-               ErrorCode == 0 ? std::string("closed by the peer")
-                              : componi(ErrorCode, ' ', TestoErroreSocket(ErrorCode)));
+  rememberFailure(library, record,
+                  ErrorCode == 0 ? std::string("closed by the peer")
+                                 : concat(ErrorCode, ' ', socketErrorText(ErrorCode)));
 }
 
 void connected(Library& library, ConnectionRecord& record, std::int16_t Index, Trap& trap) {

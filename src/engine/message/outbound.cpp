@@ -16,13 +16,13 @@ constexpr std::int16_t kRepetitionTicks = 25;
 void buildBatch(ConnectionRecord& rec) {
   const auto texts = BufferTexts(rec.CodaInvio, kTextsPerBatchMax);
   std::string& message = rec.UltimoLotto;
-  svuota(message);
+  clearText(message);
   const auto fields = static_cast<char>('0' + 2 + texts.size());  // "9CMD" and "9.", too
-  message += componi("000", Zeri{rec.IdQuarn, 3}, fields);
+  message += concat("000", ZeroPadded{rec.IdQuarn, 3}, fields);
   for (const std::string_view text : texts) (message += '|') += text;
   message += "|9CMD|9.|";
   for (const std::string_view text : texts)
-    if (!ParolaDiServizio(text)) ++rec.history.textsSent;
+    if (!isServiceWord(text)) ++rec.history.textsSent;
   for (std::size_t sent = texts.size(); sent > 0; --sent) BufferDrop(rec.CodaInvio);
 }
 
@@ -65,7 +65,7 @@ void ConsegnaLocale(Library& library, std::int16_t IdxQuarn, std::string_view s)
     if (index == IdxQuarn || twin.Tipo != sender.Tipo || twin.IdQuarn != sender.IdQuarn) continue;
     ++twin.history.textsReceived;
     BufferPut(twin.CodaArrivo, s);
-    return Traccia(library, index, "R>:", Zeri{twin.CodaArrivo.Count, 5}, ' ', s);
+    return Traccia(library, index, "R>:", ZeroPadded{twin.CodaArrivo.Count, 5}, ' ', s);
   }
 }
 

@@ -97,7 +97,7 @@ void GestisciServizio(Library& library, ConnectionRecord& rec, std::string_view 
   });
 }
 
-bool ParolaDiServizio(std::string_view testo) {
+bool isServiceWord(std::string_view testo) {
   return testo.size() >= 2 && testo.front() == '9' && wordOf(testo) != nullptr;
 }
 

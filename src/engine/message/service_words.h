@@ -13,6 +13,6 @@ namespace quarnex {
 void GestisciServizio(Library& library, ConnectionRecord& rec, std::string_view campo);
 
 /// True if `testo` is a word of that table, which the peer keeps from its host.
-bool ParolaDiServizio(std::string_view testo);
+bool isServiceWord(std::string_view testo);
 
 }  // namespace quarnex

@@ -79,7 +79,7 @@ inline SocketInstance& SrvAccept(Library& library, std::int16_t index) {
 }
 
 /// The socket that carries a link's frames.
-inline SocketInstance& SocketDelLink(Library& library, const ConnectionRecord& record) {
+inline SocketInstance& frameSocket(Library& library, const ConnectionRecord& record) {
   return record.ConnessioneClient ? ClientSocket(library, record.IdxClient)
                                   : SrvAccept(library, record.IdxServer);
 }

@@ -1,4 +1,4 @@
-#include "engine/records/ports.h"
+#include "quarnex/ports.h"
 
 #include "engine/records/integer.h"
 

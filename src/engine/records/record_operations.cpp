@@ -1,11 +1,12 @@
 #include "engine/records/record_operations.h"
 
+#include "engine/records/text_pieces.h"
+
 namespace quarnex {
 namespace {
 constexpr std::int16_t kAliveSecondsClient = 10;
 constexpr std::int16_t kAliveSecondsServer = 15;
 constexpr std::int16_t kReplySeconds = 5;
-constexpr std::size_t kKeptBytes = 4096;
 }  // namespace
 
 Instant CalcolaScadenza(Library& library, std::int16_t seconds) {
@@ -35,14 +36,14 @@ void RinnovaAlive(Library& library, ConnectionRecord& record) {
 
 void ResetScambio(Library& library, ConnectionRecord& record) {
   record.FrameCompleto = false;
-  svuota(record.FrameRicevuto);
+  clearText(record.FrameRicevuto);
   ImpostaStato(library, record, kSocketPhase, 1);
   record.InFrame = false;
   record.FrameInCorso.clear();
   record.InEsecuzione = kHandlerFree;
   record.UltimoErrore.clear();
   record.Ricevuto.clear();
-  svuota(record.UltimoInviato);
+  clearText(record.UltimoInviato);
   record.RicevutoQRY = record.RicevutoCMD = record.RicevutoACK = record.RicevutoNODATA = false;
   ImpostaStatoB(library, record, kExchangeReset);
   record.ContaTimeoutB = 0;
@@ -50,21 +51,13 @@ void ResetScambio(Library& library, ConnectionRecord& record) {
 
 void ResetLink(Library& library, ConnectionRecord& record) {
   record.DaInviare = nullptr;
-  svuota(record.UltimoLotto);
+  clearText(record.UltimoLotto);
   record.AttesaRitrasmissione = 0;
   record.Chiuso = false;
   record.NonRispondeSegnalato = false;
   record.ContaNonRisponde = 0;
   record.AnomaliaSegnalata = false;
   RinnovaAlive(library, record);
-}
-
-void svuota(std::string& text) {
-  if (text.capacity() > kKeptBytes) {
-    std::string().swap(text);
-  } else {
-    text.clear();
-  }
 }
 
 }  // namespace quarnex

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 
 #include "engine/records/library.h"
 
@@ -33,8 +32,5 @@ void ResetScambio(Library& library, ConnectionRecord& record);
 
 /// Brings the supervision fields back to their starting values.
 void ResetLink(Library& library, ConnectionRecord& record);
-
-/// Empties a text, and gives its memory back if that is much.
-void svuota(std::string& text);
 
 }  // namespace quarnex

@@ -39,20 +39,20 @@ void HiTime_QUARN_Tick(Library& library) {
     fetchAhead(library, i);
     ConnectionRecord& record = library.ConnectionTable[static_cast<std::int16_t>(i)];
     if (!record.Attivo || !record.UsaTcp) continue;
-    Handler(library, record, PassoDelLink(record));
+    Handler(library, record, stepOf(record));
   }
 }
 
-Passo PassoDelLink(const ConnectionRecord& record) {
+LinkStep stepOf(const ConnectionRecord& record) {
   if (record.Stato == kConnected) return Handler_ADV;
   return record.ConnessioneClient ? HandleClient : HandleServer;
 }
 
-void Handler(Library& library, ConnectionRecord& record, Passo passo) {
+void Handler(Library& library, ConnectionRecord& record, LinkStep step) {
   if (record.InEsecuzione == kHandlerRunning) return;
   Trap trap{library};
   record.InEsecuzione = kHandlerRunning;
-  trap([&] { passo(library, record); });
+  trap([&] { step(library, record); });
   record.InEsecuzione = kHandlerFree;
   if (trap.pending()) {
     trap([&] { TracciaErrore(library, record.IdxQuarn, toInteger(trap.number()), "error QUARN Handler"); });

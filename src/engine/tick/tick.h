@@ -9,13 +9,13 @@ namespace quarnex {
 void HiTime_QUARN_Tick(Library& library);
 
 /// One step of a link's state machine.
-using Passo = void (*)(Library& library, ConnectionRecord& record);
+using LinkStep = void (*)(Library& library, ConnectionRecord& record);
 
 /// The step that the link's phase and role call for: exchange, call or listen.
-Passo PassoDelLink(const ConnectionRecord& record);
+LinkStep stepOf(const ConnectionRecord& record);
 
-/// Runs `passo` on the link unless its handler already runs further up the stack. A failure that escapes the
+/// Runs `step` on the link unless its handler already runs further up the stack. A failure that escapes the
 /// step is traced and ends here.
-void Handler(Library& library, ConnectionRecord& record, Passo passo);
+void Handler(Library& library, ConnectionRecord& record, LinkStep step);
 
 }  // namespace quarnex

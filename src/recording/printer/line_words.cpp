@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "engine/diagnostics/trace.h"
+#include "engine/records/text_pieces.h"
 #include "recording/format/text_codes.h"
 
 namespace quarnex::recording {
@@ -12,7 +12,7 @@ constexpr std::size_t kTextMax = 500;  // bytes shown of a text
 
 std::string brief(std::string_view bytes, std::string (*written)(std::string_view)) {
   if (bytes.size() <= kTextMax) return written(bytes);
-  return componi(written(bytes.substr(0, kTextMax)), "... (", bytes.size(), " bytes)");
+  return concat(written(bytes.substr(0, kTextMax)), "... (", bytes.size(), " bytes)");
 }
 
 std::string inQuotes(std::string_view bytes) {
@@ -20,47 +20,47 @@ std::string inQuotes(std::string_view bytes) {
 }
 
 std::string wordsFor(const Value& value) {
-  if (const auto* number = std::get_if<std::int16_t>(&value)) return componi(*number);
+  if (const auto* number = std::get_if<std::int16_t>(&value)) return concat(*number);
   if (const auto* truth = std::get_if<bool>(&value)) return *truth ? "true" : "false";
   if (const auto* text = std::get_if<std::string>(&value)) return inQuotes(*text);
   return "nothing";
 }
 
 std::string wordsFor(const SocketId& socket) {
-  return componi(' ', nameOf(socket.array), ' ', socket.index);
+  return concat(' ', nameOf(socket.array), ' ', socket.index);
 }
 
 std::string wordsForCall(const Line& line) {
-  std::string words = componi(line.method->name, '(');
+  std::string words = concat(line.method->name, '(');
   for (const Value& value : line.values)
-    words += componi(&value == line.values.data() ? "" : ", ", wordsFor(value));
+    words += concat(&value == line.values.data() ? "" : ", ", wordsFor(value));
   return words + ')';
 }
 
 std::string wordsForEvent(const Line& line) {
-  std::string words = componi(kEvents[static_cast<std::size_t>(line.event)], " on", wordsFor(line.socket));
+  std::string words = concat(kEvents[static_cast<std::size_t>(line.event)], " on", wordsFor(line.socket));
   if (line.event == EventKind::Accept)
-    aggiungi(words, componi(" from ", escaped(line.text), ", handle ", line.handle));
-  if (line.number != 0) aggiungi(words, componi(", code ", line.number));
+    append(words, concat(" from ", escaped(line.text), ", handle ", line.handle));
+  if (line.number != 0) append(words, concat(", code ", line.number));
   return words;
 }
 
 std::string wordsForOperation(const Line& line) {
   const OperationShape& shape = shapeOf(line.operation);
-  std::string words = componi("> ", shape.name, shape.onSocket ? wordsFor(line.socket) : "");
-  if (shape.argument == ValueKind::Integer) words += componi(' ', line.number);
-  if (shape.argument == ValueKind::String) words += componi(' ', inQuotes(line.text));
+  std::string words = concat("> ", shape.name, shape.onSocket ? wordsFor(line.socket) : "");
+  if (shape.argument == ValueKind::Integer) words += concat(' ', line.number);
+  if (shape.argument == ValueKind::String) words += concat(' ', inQuotes(line.text));
   return words;
 }
 
 std::string wordsForFailure(std::string_view what, const Line& line) {
-  return componi(what, " failed: ", line.number, ' ', escaped(line.text));
+  return concat(what, " failed: ", line.number, ' ', escaped(line.text));
 }
 
 std::string wordsForProperty(const Line& line) {
   const PropertyShape& shape = shapeOf(line.property);
-  return componi("< ", shape.name, shape.onSocket ? wordsFor(line.socket) : "", " reads ",
-                 shape.isText ? inQuotes(line.text) : componi(line.number));
+  return concat("< ", shape.name, shape.onSocket ? wordsFor(line.socket) : "", " reads ",
+                shape.isText ? inQuotes(line.text) : concat(line.number));
 }
 
 }  // namespace
@@ -86,13 +86,13 @@ std::string wordsFor(const Line& line) {
     case LineKind::Fetched:
       return "< " + inQuotes(line.text);
     case LineKind::FailedOperation:
-      return wordsForFailure(componi("< ", shapeOf(line.operation).name), line);
+      return wordsForFailure(concat("< ", shapeOf(line.operation).name), line);
     case LineKind::FailedRead:
-      return wordsForFailure(componi("< reading ", shapeOf(line.property).name), line);
+      return wordsForFailure(concat("< reading ", shapeOf(line.property).name), line);
     case LineKind::Property:
       return wordsForProperty(line);
     case LineKind::Missing:
-      return componi('(', line.text, " bytes could not be recorded here)");
+      return concat('(', line.text, " bytes could not be recorded here)");
     case LineKind::End:
     case LineKind::Now:
       break;

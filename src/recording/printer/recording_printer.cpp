@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "engine/diagnostics/trace.h"
+#include "engine/records/text_pieces.h"
 #include "recording/format/text_codes.h"
 #include "recording/printer/line_words.h"
 #include "services/wall_clock.h"
@@ -21,15 +21,15 @@ std::string padded(std::string_view text, std::size_t width) {
 }
 
 std::string dateOf(const LocalTime& time) {
-  return componi(Zeri{time.year, 4}, '-', Zeri{time.month, 2}, '-', Zeri{time.day, 2});
+  return concat(ZeroPadded{time.year, 4}, '-', ZeroPadded{time.month, 2}, '-', ZeroPadded{time.day, 2});
 }
 
 std::string timeOf(const LocalTime& time) {
-  return componi(Zeri{time.hour, 2}, ':', Zeri{time.minute, 2}, ':', Zeri{time.second, 2});
+  return concat(ZeroPadded{time.hour, 2}, ':', ZeroPadded{time.minute, 2}, ':', ZeroPadded{time.second, 2});
 }
 
 std::string counted(std::size_t number, std::string_view what) {
-  return componi(number, ' ', what, number == 1 ? "" : "s");
+  return concat(number, ' ', what, number == 1 ? "" : "s");
 }
 
 bool isPoll(const Line& line) {
@@ -136,8 +136,8 @@ void RecordingPrinter::learn(const Line& line) {
   if (line.kind == LineKind::Call) {
     adding_.clear();
     if (line.method->name == "Add") {
-      adding_ = componi("ETH ", Zeri{std::get<std::int16_t>(line.values[1]), 2}, ' ',
-                        escaped(std::get<std::string>(line.values[0])));
+      adding_ = concat("ETH ", ZeroPadded{std::get<std::int16_t>(line.values[1]), 2}, ' ',
+                       escaped(std::get<std::string>(line.values[0])));
     }
   }
   if (adding_.empty()) return;

@@ -4,7 +4,7 @@
 #include <initializer_list>
 #include <string_view>
 
-#include "engine/diagnostics/trace.h"
+#include "engine/records/text_pieces.h"
 
 namespace quarnex::recording {
 namespace {
@@ -20,7 +20,7 @@ class StateWriter {
 
  private:
   void addNumbers(std::initializer_list<std::int64_t> numbers) {
-    for (const std::int64_t number : numbers) text_.append(componi(number)) += ' ';
+    for (const std::int64_t number : numbers) text_.append(concat(number)) += ' ';
   }
   void addDeadline(Instant deadline);
   void addText(std::string_view text);

@@ -21,7 +21,7 @@ TEST(Frame, CarriesTheChecksumCharacters) {
               {"0000053|HELLO|9CMD|9.|", "A@"}, {"", "@@"}};
   for (const auto& row : rows) {
     std::string frame;
-    componiFrame(frame, row.message);
+    makeFrame(frame, row.message);
     EXPECT_EQ(frame, std::string("\2") + "9999" + row.message + row.checksum + "\3");
     EXPECT_TRUE(checksumHolds(frame));
     for (std::size_t i = 1; i + 1 < frame.size(); ++i) {
@@ -87,7 +87,7 @@ void expectSameFrames(const std::string& first, const std::string& second) {
   for (const std::string& part : {first, second, std::string(), std::string(), std::string()}) {
     record.Ricevuto.append(part);
     plain.received += part;
-    EstraiFrame(record);
+    cutFrame(record);
     plain.step();
     ASSERT_EQ(record.FrameCompleto, plain.done);
     ASSERT_EQ(record.InFrame, plain.inFrame);

@@ -121,9 +121,9 @@ TEST(Shutdown, LeavesAReconnectedLinkInactive) {
 TEST(Guard, TracesAFailureThatEscapesAStepAndServesTheLinkAgain) {
   StubHost host;
   host.addOpen(true);
-  const Passo steps[] = {[](Library&, ConnectionRecord&) { throw Failure(13, "Type mismatch"); },
-                         [](Library&, ConnectionRecord&) { throw Failure(70'000, "too long"); }};
-  for (const Passo step : steps) {
+  const LinkStep steps[] = {[](Library&, ConnectionRecord&) { throw Failure(13, "Type mismatch"); },
+                            [](Library&, ConnectionRecord&) { throw Failure(70'000, "too long"); }};
+  for (const LinkStep step : steps) {
     Handler(host.library, host.record(1), step);
     EXPECT_EQ(host.record(1).InEsecuzione, kHandlerFree);
   }

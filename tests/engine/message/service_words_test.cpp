@@ -95,7 +95,7 @@ TEST_P(Words, DoNoHarmAndStayFromTheHost) {
     EXPECT_EQ(host.inbound(1), expected);
     if (record.Stato != kConnected) host.connect(1);
     expectOrdinaryExchange(host);
-    EXPECT_EQ(ParolaDiServizio(field.text), field.known && field.text != "9");
+    EXPECT_EQ(isServiceWord(field.text), field.known && field.text != "9");
   }
 }
 

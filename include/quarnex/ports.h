@@ -1,4 +1,4 @@
-// Chooses the TCP port of a link from its type and identifier (Modulo_Main).
+// Tells the TCP port of a link from its type and identifier.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "quarn/text_check.h"
+#include "quarnex/text_rules.h"
 
 #include <string>
 #include <string_view>
@@ -7,7 +7,7 @@
 #include "engine/message/service_words.h"
 #include "quarnex/event_report.h"
 
-namespace quarnex::tool {
+namespace quarnex {
 namespace {
 
 constexpr char kFrameStart = '\x02';
@@ -35,7 +35,7 @@ std::string splitWarning(std::string_view text) {
   const std::vector<std::string_view> pieces = split(text);
   std::size_t arriving = 0;
   for (std::size_t i = 0; i < pieces.size() && i < kFieldsOfLoneBatch; ++i) {
-    arriving += pieces[i].size() >= kTextLengthMin && !ParolaDiServizio(pieces[i]);
+    arriving += pieces[i].size() >= kTextLengthMin && !isServiceWord(pieces[i]);
   }
   return "\"|\" separates texts: " + (arriving == 0 ? "none" : std::to_string(arriving)) + " of its " +
          std::to_string(pieces.size()) + " pieces arrive" + (arriving > 1 ? ", as separate texts" : "");
@@ -57,7 +57,7 @@ TextCheck checkText(std::string_view text) {
   }
   if (contains(text, '|')) return {splitWarning(text), true};
   if (text.size() < kTextLengthMin) return {"a text of one character is dropped by the peer", false};
-  if (ParolaDiServizio(text)) {
+  if (isServiceWord(text)) {
     return {"this is a word of the protocol: the peer acts on it and does not hand it to its host", true};
   }
   if (contains(text, kFrameStart)) {
@@ -69,4 +69,4 @@ TextCheck checkText(std::string_view text) {
   return {};
 }
 
-}  // namespace quarnex::tool
+}  // namespace quarnex

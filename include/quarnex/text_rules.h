@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace quarnex::tool {
+namespace quarnex {
 
 /// The text that `Invia` takes as a command.
 constexpr std::string_view kEmptyQueuesCommand = "VUOTABUFFER";
@@ -25,4 +25,4 @@ constexpr std::size_t messageLength(std::size_t texts, std::size_t bytes) {
 }
 constexpr std::size_t kMessageLengthMax = 32767;
 
-}  // namespace quarnex::tool
+}  // namespace quarnex

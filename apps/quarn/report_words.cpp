@@ -1,4 +1,4 @@
-#include "quarn/link_words.h"
+#include "quarn/report_words.h"
 
 #include <algorithm>
 #include <array>
@@ -14,7 +14,7 @@ namespace {
 std::string endpointAndReason(const std::string& detail) {
   const std::size_t blank = detail.find(' ');
   if (blank == std::string::npos) return detail;
-  return detail.substr(0, blank) + ", " + RagioneInParole(detail.substr(blank + 1));
+  return detail.substr(0, blank) + ", " + reasonInWords(detail.substr(blank + 1));
 }
 
 // The notice that the host's own close gives.

@@ -1,0 +1,121 @@
+"""Holds the sources against the rules of the architecture that can be checked as text, and prints the rule each breaks."""
+import pathlib
+import re
+import subprocess
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+
+# Which folders each folder may include, itself aside. The first row that fits a file counts.
+ENGINE = [f"src/engine/{folder}" for folder in ("records", "diagnostics", "message", "link", "exchange", "tick")]
+LAYERS = {
+    "include/quarnex": [],
+    "src/services": ["include/quarnex/failure.h"],
+    **{folder: ["src/services", "include/quarnex", *ENGINE[:place]] for place, folder in enumerate(ENGINE)},
+    "src/host": ["src/services", "src/engine", "include/quarnex"],
+    "src/platform/posix/process_library.cpp": ["src/services", "src/host", "src/platform/posix", "include/quarnex"],
+    "src/platform/posix": ["src/services", "include/quarnex"],
+    "src/platform/simulated": ["src/services", "include/quarnex"],
+    "src/recording": ["src/services", "src/host", "src/engine/records", "include/quarnex"],
+    "src/simulation": ["src/platform/simulated", "src/recording", "src/host", "src/services", "src/engine/records",
+                       "include/quarnex"],
+    # Programs that call by name iterate over the method table.
+    "apps": ["include/quarnex", "src/recording", "src/simulation", "src/host/method_table.h", "src/host/link_words.h"],
+}
+PURE = ("src/engine/", "src/host/")
+SYSTEM_HEADERS_IN = ("src/platform/posix/", "src/platform/windows/")
+MAY_CATCH = {"src/engine/records/trap.h": "the trap helper", "src/host/quarn_socket.cpp": "the host boundary"}
+FILE_LINES_MAX = 463
+SYSTEM_HEADER = re.compile(r"#include <((?:sys|netinet|arpa|linux)/|(?:unistd|fcntl|errno|signal|poll|pthread|windows|"
+                           r"winsock2?|ws2tcpip)\.h>)")
+CLOCK = re.compile(r"\b(?:system_clock|steady_clock|high_resolution_clock|clock_gettime|gettimeofday|std::time)\b")
+STATIC_STATE = re.compile(r"^\s*(?:inline\s+)?(?:static|thread_local)\s+(?!_assert|constexpr|inline|const\b[^*;]*[;={])[^()]*[;={]|"
+                          r"^\s*(?:inline\s+)?thread_local\b")
+findings = []
+
+
+def find(file, line, rule):
+    findings.append(f"{file}:{line}: {rule}")
+
+
+def code_lines(path):
+    """The numbered lines of a file without its comments."""
+    for number, line in enumerate(path.read_text(encoding="latin-1").split("\n"), 1):
+        yield number, re.sub(r"//.*", "", line)
+
+
+def target_of(name):
+    for folder in ("include", "src", "apps"):
+        if (ROOT / folder / name).exists():
+            return f"{folder}/{name}"
+    return None
+
+
+def check_includes(file, lines):
+    layer = next((row for row in sorted(LAYERS, key=len, reverse=True) if file == row or file.startswith(row + "/")), None)
+    if layer is None:
+        return
+    for number, line in lines:
+        included = re.match(r'\s*#include "([^"]+)"', line)
+        target = included and target_of(included[1])
+        if not target or target.startswith(layer + "/"):
+            continue
+        if not any(target == allowed or target.startswith(allowed + "/") for allowed in LAYERS[layer]):
+            find(file, number, f"{layer} may include only {', '.join(LAYERS[layer]) or 'itself'}, not {target}")
+
+
+def check_purity(file, lines):
+    for number, line in lines:
+        if file.startswith(PURE):
+            if CLOCK.search(line):
+                find(file, number, "the engine reads no clock but the one among its services")
+            if STATIC_STATE.search(line):
+                find(file, number, "the engine has no static state")
+            if re.search(r"\bcatch\b", line) and file not in MAY_CATCH:
+                find(file, number, f"only {' and '.join(MAY_CATCH.values())} catch")
+        if SYSTEM_HEADER.search(line) and file.startswith("src/") and not file.startswith(SYSTEM_HEADERS_IN):
+            find(file, number, "system headers occur in the adapters of real systems only")
+
+
+def check_length(file, lines):
+    if len(lines) > FILE_LINES_MAX + 1:
+        find(file, len(lines) - 1, f"no file has more than {FILE_LINES_MAX} lines")
+
+
+def check_public_header(file):
+    """A public header compiles alone."""
+    compiler = sys.argv[1] if len(sys.argv) > 1 else "c++"
+    command = [compiler, "-std=c++20", "-fsyntax-only", "-Wall", "-Wextra", "-Wpedantic", "-Werror", "-I.", "-xc++", "-"]
+    result = subprocess.run(command, cwd=ROOT / "include", input=f'#include "{file.removeprefix("include/")}"\n',
+                            capture_output=True, text=True)
+    if result.returncode != 0:
+        find(file, 1, "a public header is self-contained:\n" + result.stderr)
+
+
+def check_names(files):
+    """No two source files share a name, so that a name finds one place."""
+    places = {}
+    for file in files:
+        places.setdefault(pathlib.PurePath(file).name, []).append(file)
+    for name, where in sorted(places.items()):
+        if len(where) > 1:
+            find(where[0], 1, f"no two source files share a name: {', '.join(where)}")
+
+
+def main():
+    listed = [path for folder in ("include", "src", "apps", "tests", "bench", "fuzz", "examples")
+              for path in sorted((ROOT / folder).rglob("*")) if path.suffix in (".h", ".cpp")]
+    files = [str(path.relative_to(ROOT)) for path in listed]
+    for path, file in zip(listed, files):
+        lines = list(code_lines(path))
+        check_includes(file, lines)
+        check_purity(file, lines)
+        check_length(file, lines)
+        if file.startswith("include/"):
+            check_public_header(file)
+    check_names(files)
+    print("\n".join(findings) or f"{len(files)} files keep the rules")
+    sys.exit(1 if findings else 0)
+
+
+main()
