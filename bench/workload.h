@@ -9,8 +9,8 @@
 #include <string_view>
 
 #include "bench/process.h"
-#include "engine/records/text_pieces.h"
 #include "engine/exchange/frame.h"
+#include "engine/records/text_pieces.h"
 
 namespace quarnex::bench {
 
