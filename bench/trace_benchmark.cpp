@@ -10,8 +10,8 @@
 #include "bench/quiet_services.h"
 #include "engine/diagnostics/log.h"
 #include "engine/diagnostics/trace.h"
-#include "platform/posix/posix_clock.h"
 #include "platform/posix/posix_text_file.h"
+#include "platform/posix/posix_time.h"
 #include "quarnex/quarn_socket.h"
 
 namespace quarnex {

@@ -1,12 +1,13 @@
 // PosixPlatform: one loop with the services that run on it.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
+#include <limits>
 
-#include "platform/posix/posix_clock.h"
 #include "platform/posix/posix_sockets.h"
 #include "platform/posix/posix_text_file.h"
-#include "platform/posix/posix_timer.h"
+#include "platform/posix/posix_time.h"
 #include "platform/posix/reactor.h"
 #include "services/services.h"
 
@@ -19,7 +20,11 @@ class PosixPlatform {
   Services services() { return {sockets_, timer_, clock_, logFile_}; }
 
   /// As `HostLoop::turn`, for this loop; the log is written when it ends.
-  void turn(std::chrono::milliseconds maxWait);
+  void turn(std::chrono::milliseconds maxWait) {
+    using Wait = std::chrono::milliseconds::rep;
+    reactor_.turn(static_cast<int>(std::clamp<Wait>(maxWait.count(), -1, std::numeric_limits<int>::max())));
+    logFile_.flush();
+  }
   /// As `HostLoop::fd`.
   int fd() const { return reactor_.fd(); }
 

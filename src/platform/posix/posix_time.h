@@ -1,4 +1,5 @@
-// PosixTimer: the tick, from one timerfd.
+// PosixTimer: the tick, from one timerfd. PosixClock: the wall clock in whole seconds, and the offset of the
+// system's local time.
 #pragma once
 
 #include <cstdint>
@@ -6,6 +7,7 @@
 #include "platform/posix/descriptor.h"
 #include "platform/posix/reactor.h"
 #include "services/timer_service.h"
+#include "services/wall_clock.h"
 
 namespace quarnex {
 
@@ -30,6 +32,18 @@ class PosixTimer final : public TimerService, private Watcher {
   Reactor::Key key_;
   TimerEvents* events_ = nullptr;
   std::int16_t period_ = 0;
+};
+
+class PosixClock final : public WallClock {
+ public:
+  Instant now() override;
+  /// By the system's time zone, which is looked at again every quarter of an hour.
+  std::int32_t utcOffset(Instant instant) override;
+
+ private:
+  std::int64_t quarter_ = 0;  // the quarter of an hour for which `offset_` holds
+  std::int32_t offset_ = 0;
+  bool known_ = false;
 };
 
 }  // namespace quarnex

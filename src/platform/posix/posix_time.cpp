@@ -1,6 +1,7 @@
-#include "platform/posix/posix_timer.h"
+#include "platform/posix/posix_time.h"
 
 #include <sys/timerfd.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -40,6 +41,25 @@ void PosixTimer::onReady(std::uint32_t) {
   if (::read(timer_.get(), &periods, sizeof periods) != sizeof periods) return;
   reactor_.beginTick();
   if (events_ != nullptr) events_->onTick();
+}
+
+Instant PosixClock::now() {
+  return {::time(nullptr)};
+}
+
+// Clocks are put forward and back on quarters of an hour only.
+std::int32_t PosixClock::utcOffset(Instant instant) {
+  constexpr std::int64_t kQuarterSeconds = 900;
+  const std::int64_t quarter = instant.second / kQuarterSeconds;
+  if (known_ && quarter == quarter_) return offset_;
+  ::tzset();
+  const time_t second = instant.second;
+  tm local{};
+  if (::localtime_r(&second, &local) == nullptr) return 0;
+  quarter_ = quarter;
+  offset_ = static_cast<std::int32_t>(local.tm_gmtoff);
+  known_ = true;
+  return offset_;
 }
 
 }  // namespace quarnex

@@ -1,5 +1,5 @@
 // Local time across the change to daylight saving time, and across a change of the zone itself.
-#include "platform/posix/posix_clock.h"
+#include "platform/posix/posix_time.h"
 
 #include <gtest/gtest.h>
 
