@@ -1,4 +1,4 @@
-#include "bench/allocations.h"
+#include "bench/process.h"
 
 #include <cstdlib>
 #include <new>

@@ -6,7 +6,6 @@
 #include <list>
 #include <string>
 
-#include "bench/allocations.h"
 #include "bench/process.h"
 #include "bench/quiet_services.h"
 #include "engine/exchange/frame.h"

@@ -33,4 +33,10 @@ struct Report {
 };
 void print(const Report& report);
 
+/// Calls of `operator new` so far, in any of its forms.
+std::uint64_t allocations();
+
+/// Called first in each of those calls from now on; what it throws is the call's failure. nullptr: nothing.
+void setAllocationJudge(void (*judge)());
+
 }  // namespace quarnex::bench

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "bench/allocations.h"
+#include "bench/process.h"
 #include "bench/quiet_services.h"
 #include "engine/diagnostics/log.h"
 #include "engine/diagnostics/trace.h"

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "bench/allocations.h"
+#include "bench/process.h"
 #include "engine/exchange/frame.h"
 #include "quarnex/event_report.h"
 #include "simulation/checks/invariants.h"
