@@ -9,9 +9,26 @@
 namespace quarnex::fuzz {
 
 /// The two checksum characters of `body` (all between start character and checksum).
-std::string checksumOf(std::string_view body);
+inline std::string checksumOf(std::string_view body) {
+  unsigned sum = 0;
+  for (const char character : body) sum ^= static_cast<unsigned char>(character);
+  return {static_cast<char>(64 + sum / 16), static_cast<char>(64 + sum % 16)};
+}
 
 /// Gives every frame in `bytes` (STX ... two characters, ETX) the checksum of its body, in place.
-void repairChecksums(std::uint8_t* bytes, std::size_t size);
+inline void repairChecksums(std::uint8_t* bytes, std::size_t size) {
+  std::size_t start = size;
+  for (std::size_t at = 0; at < size; ++at) {
+    if (start == size && bytes[at] == 2) start = at;
+    if (bytes[at] != 3) continue;
+    if (start + 4 <= at + 1 && start < size) {
+      const std::string_view body(reinterpret_cast<const char*>(bytes + start + 1), at - start - 3);
+      const std::string checksum = checksumOf(body);
+      bytes[at - 2] = static_cast<std::uint8_t>(checksum[0]);
+      bytes[at - 1] = static_cast<std::uint8_t>(checksum[1]);
+    }
+    start = size;
+  }
+}
 
 }  // namespace quarnex::fuzz
