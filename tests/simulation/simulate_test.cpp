@@ -27,7 +27,7 @@
 #include "simulation/pair.h"
 #include "simulation/peers/wire_format.h"
 #include "simulation/sites/site.h"
-#include "support/temporary_folder.h"
+#include "support/test_files.h"
 
 namespace quarnex::simulation {
 namespace {

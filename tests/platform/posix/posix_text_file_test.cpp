@@ -8,8 +8,7 @@
 #include <sstream>
 
 #include "services/socket_contract.h"
-#include "support/file_size_limit.h"
-#include "support/temporary_folder.h"
+#include "support/test_files.h"
 
 namespace quarnex {
 namespace {

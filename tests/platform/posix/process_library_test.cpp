@@ -9,7 +9,7 @@
 #include "quarnex/host_loop.h"
 #include "quarnex/quarn_socket.h"
 #include "services/process_library.h"
-#include "support/temporary_folder.h"
+#include "support/test_files.h"
 
 namespace quarnex {
 namespace {

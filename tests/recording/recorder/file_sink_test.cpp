@@ -19,8 +19,7 @@
 
 #include "quarnex/failure.h"
 #include "recording/player/player.h"
-#include "support/file_size_limit.h"
-#include "support/temporary_folder.h"
+#include "support/test_files.h"
 
 namespace quarnex::recording {
 namespace {
