@@ -1,5 +1,4 @@
-// TemporaryFolder: a folder of one test's own, which goes with all that is in it. FileSizeLimit: a disk that
-// is full for this process.
+// Gives a test a temporary folder, and a limit on file sizes that acts as a full disk.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -11,6 +10,7 @@
 
 namespace quarnex {
 
+/// Creates an empty folder and removes it with all its files at the end.
 class TemporaryFolder {
  public:
   ~TemporaryFolder() { std::filesystem::remove_all(path_); }
@@ -29,7 +29,7 @@ class TemporaryFolder {
   std::filesystem::path path_ = make();
 };
 
-/// While it lives no file of this process grows beyond `bytes`; a write that would is cut short there.
+/// Limits every file of this process to `bytes` while the object lives; a longer write is cut short.
 class FileSizeLimit {
  public:
   explicit FileSizeLimit(rlim_t bytes) {

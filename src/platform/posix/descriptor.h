@@ -1,4 +1,4 @@
-// Descriptor: owner of one file descriptor.
+// Owns one file descriptor and closes it.
 #pragma once
 
 #include <unistd.h>

@@ -7,16 +7,16 @@
 namespace quarnex {
 namespace {
 
-struct Row {
+struct ErrorNumber {
   int systemError;
   std::int16_t number;
   const char* description;
 };
 
-// Everything that socket, bind, listen, accept, connect, send, recv, getsockopt, epoll and timerfd calls can
-// return, and what the network can report on a connection. Where Windows has no number of its own the nearest
-// is taken.
-constexpr Row kSocketErrors[] = {
+// Every errno that socket, bind, listen, accept, connect, send, recv, getsockopt, epoll and timerfd calls can
+// return, and every error that the network can report on a connection. An errno without a Windows Sockets
+// number of its own gets the nearest one.
+constexpr ErrorNumber kSocketErrors[] = {
     {EINTR, 10004, "Interrupted system call"},
     {EBADF, 10009, "Bad file descriptor"},
     {EACCES, 10013, "Permission denied"},
@@ -60,11 +60,12 @@ constexpr Row kSocketErrors[] = {
     {EHOSTDOWN, 10064, "Host is down"},
     {EHOSTUNREACH, 10065, "No route to host"},
 };
-constexpr Row kUnknown = {-1, 10107, "System call failed"};
+constexpr ErrorNumber kUnknown = {-1, 10107, "System call failed"};
 
-const Row& rowOf(int systemError) {
-  const Row* row = std::find_if(std::begin(kSocketErrors), std::end(kSocketErrors),
-                                [=](const Row& candidate) { return candidate.systemError == systemError; });
+const ErrorNumber& rowOf(int systemError) {
+  const ErrorNumber* row =
+      std::find_if(std::begin(kSocketErrors), std::end(kSocketErrors),
+                   [=](const ErrorNumber& candidate) { return candidate.systemError == systemError; });
   return row == std::end(kSocketErrors) ? kUnknown : *row;
 }
 
@@ -75,7 +76,7 @@ std::int16_t socketErrorNumber(int systemError) {
 }
 
 Failure socketFailure(int systemError) {
-  const Row& row = rowOf(systemError);
+  const ErrorNumber& row = rowOf(systemError);
   return Failure(row.number, row.description);
 }
 

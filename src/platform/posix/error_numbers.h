@@ -1,5 +1,5 @@
-// The system's error numbers as the engine knows them: Windows Sockets numbers for sockets, the classic ones
-// for files.
+// Maps every errno to the number that the engine reports: Windows Sockets numbers for sockets, the classic
+// numbers for files.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,8 @@ std::int16_t socketErrorNumber(int systemError);
 /// Number and description for a failed call on a socket, an epoll set or the timer.
 Failure socketFailure(int systemError);
 
-/// Number and description for a text file that could not be created: 76, 70, 61 or 75.
+/// Number and description for a file that could not be created: 76 (path not found), 70 (permission denied),
+/// 61 (disk full) or 75 (any other error).
 Failure fileFailure(int systemError);
 
 }  // namespace quarnex

@@ -1,4 +1,4 @@
-// PosixPlatform: one loop with the services that run on it.
+// Bundles one event loop with the services that run on it: all that an engine needs of a POSIX system.
 #pragma once
 
 #include <algorithm>
@@ -13,19 +13,18 @@
 
 namespace quarnex {
 
-/// What a `Library` needs of a POSIX system. Several are independent of each other. It outlives the library
-/// on it.
+/// Must outlive the library that uses it. Several platforms in one process are independent of each other.
 class PosixPlatform {
  public:
   Services services() { return {sockets_, timer_, clock_, logFile_}; }
 
-  /// As `HostLoop::turn`, for this loop; the log is written when it ends.
+  /// Like `HostLoop::turn`, for this loop. Writes the log at the end of the turn.
   void turn(std::chrono::milliseconds maxWait) {
     using Wait = std::chrono::milliseconds::rep;
     reactor_.turn(static_cast<int>(std::clamp<Wait>(maxWait.count(), -1, std::numeric_limits<int>::max())));
     logFile_.flush();
   }
-  /// As `HostLoop::fd`.
+  /// Like `HostLoop::fd`, for this loop.
   int fd() const { return reactor_.fd(); }
 
  private:

@@ -17,8 +17,7 @@ namespace quarnex {
 namespace {
 
 constexpr int kCallersPerTurnMax = 64;
-constexpr int kDiscardsMax =
-    64;  // 4 MiB: more is a sender without measure, and its connection may end in a reset
+constexpr int kDiscardsMax = 64;  // 4 MiB at most; a peer that has sent more may see a reset
 
 sockaddr_in endpoint(in_addr address, std::int32_t port) {
   if (port < 1 || port > 65535) throw socketFailure(EADDRNOTAVAIL);
@@ -29,10 +28,10 @@ sockaddr_in endpoint(in_addr address, std::int32_t port) {
   return result;
 }
 
-const sockaddr* generic(const sockaddr_in& address) {
+const sockaddr* asSockaddr(const sockaddr_in& address) {
   return reinterpret_cast<const sockaddr*>(&address);
 }
-sockaddr* generic(sockaddr_in& address) {
+sockaddr* asSockaddr(sockaddr_in& address) {
   return reinterpret_cast<sockaddr*>(&address);
 }
 
@@ -42,22 +41,22 @@ std::string dotted(in_addr address) {
   return text;
 }
 
-void switchOn(const Descriptor& socket, int level, int option) {
+void enableOption(const Descriptor& socket, int level, int option) {
   const int on = 1;
   ::setsockopt(socket.get(), level, option, &on, sizeof on);
 }
 
-// Urgent data is data like any other: out of line, its byte would be missing. Accepted connections inherit
-// both options.
+// Urgent data is received in line, in its place; out of line, its byte would be missing from the stream.
+// Accepted connections inherit both options.
 Descriptor openSocket() {
   Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
   if (!socket.valid()) throw socketFailure(errno);
-  switchOn(socket, IPPROTO_TCP, TCP_NODELAY);
-  switchOn(socket, SOL_SOCKET, SO_OOBINLINE);
+  enableOption(socket, IPPROTO_TCP, TCP_NODELAY);
+  enableOption(socket, SOL_SOCKET, SO_OOBINLINE);
   return socket;
 }
 
-// The error that the network has reported on the connection; reading it clears it.
+// Returns the error that the network has reported on the connection, and clears it.
 int reportedError(const Descriptor& socket) {
   int error = 0;
   socklen_t size = sizeof error;
@@ -71,40 +70,41 @@ bool hasUnread(const Descriptor& socket) {
   return count > 0;
 }
 
-// A call to a port of this machine on which nobody listens can, by the system's choice of the local port,
-// meet itself.
+// TCP lets a socket connect to itself if it calls a local port on which nobody listens and the system chooses
+// that same port as its own.
 bool isConnectedToItself(const Descriptor& socket) {
   sockaddr_in here{};
   sockaddr_in there{};
   socklen_t hereSize = sizeof here;
   socklen_t thereSize = sizeof there;
-  ::getsockname(socket.get(), generic(here), &hereSize);
-  ::getpeername(socket.get(), generic(there), &thereSize);
+  ::getsockname(socket.get(), asSockaddr(here), &hereSize);
+  ::getpeername(socket.get(), asSockaddr(there), &thereSize);
   return here.sin_port == there.sin_port && here.sin_addr.s_addr == there.sin_addr.s_addr;
 }
 
-// A reset, so that no trace of the connection keeps the port from whoever is to listen there.
-void closeHard(Descriptor& socket) {
+// A reset leaves no TIME_WAIT state, which would keep a listener from the port.
+void closeWithReset(Descriptor& socket) {
   const linger hard{1, 0};
   ::setsockopt(socket.get(), SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
   socket = {};
 }
 
-// The network's answer to a call, as opposed to a reason why the call could not be started.
-bool isAnswer(int systemError) {
+// True for errors that the network reports about a call; false if the call could not be started at all.
+bool isNetworkAnswer(int systemError) {
   return systemError == ECONNREFUSED || systemError == ECONNRESET || systemError == ETIMEDOUT ||
          systemError == ENETUNREACH || systemError == EHOSTUNREACH || systemError == ENETDOWN ||
          systemError == EHOSTDOWN;
 }
 
-// A caller that has vanished: accept(2) passes on what the network reported about it.
-bool isCallersOwn(int systemError) {
+// accept(2) also returns errors that the network has reported about a caller that is gone.
+bool hasCallerVanished(int systemError) {
   return systemError == ECONNABORTED || systemError == EPROTO || systemError == ENOPROTOOPT ||
-         systemError == EOPNOTSUPP || systemError == ENONET || systemError == EINTR || isAnswer(systemError);
+         systemError == EOPNOTSUPP || systemError == ENONET || systemError == EINTR ||
+         isNetworkAnswer(systemError);
 }
 
-// The system looks for a descriptor before it looks for a caller, and the last one may just have been taken.
-bool callerWaits(const Descriptor& listening) {
+// Needed because accept(2) reports a lack of descriptors even if no caller is waiting.
+bool isCallerWaiting(const Descriptor& listening) {
   pollfd asked{listening.get(), POLLIN, 0};
   return ::poll(&asked, 1, 0) > 0;
 }
@@ -119,7 +119,7 @@ PosixSocket::~PosixSocket() {
 void PosixSocket::operator delete(PosixSocket* socket, std::destroying_delete_t) {
   PosixSockets& sockets = socket->sockets_;
   socket->~PosixSocket();
-  sockets.giveBackRoom(socket);
+  sockets.freeInstance(socket);
 }
 
 std::string PosixSocket::statusText() {
@@ -141,8 +141,8 @@ void PosixSocket::setLocalAddress(std::string_view dottedText) {
       dottedText.empty() || ::inet_pton(AF_INET, std::string(dottedText).c_str(), &localAddress_) == 1;
 }
 
-// What is sent goes out as far as the system takes it, and what was received is read away: a close with
-// unread bytes would reset the connection, and the reset would overtake the last frame.
+// Passes unsent bytes to the system as far as it accepts them, and reads received bytes away: a close with
+// unread bytes becomes a reset, which would overtake the last frame sent.
 void PosixSocket::close() {
   if (state_ == kSocketClosed) return;
   if (state_ == kSocketConnected) {
@@ -152,12 +152,12 @@ void PosixSocket::close() {
   sockets_.reactor().forget(key_);
   descriptor_ = {};
   state_ = kSocketClosed;
-  bytesWait_ = ending_ = false;
+  hasBytesWaiting_ = ending_ = false;
   broken_ = 0;
   unsent_.clear();
 }
 
-void PosixSocket::begin(Descriptor descriptor, Reactor::Key key, SocketState state) {
+void PosixSocket::startUse(Descriptor descriptor, Reactor::Key key, SocketState state) {
   descriptor_ = std::move(descriptor);
   key_ = key;
   state_ = state;
@@ -167,18 +167,18 @@ void PosixSocket::requireIdle() const {
   if (state_ != kSocketClosed) throw socketFailure(state_ == kSocketConnected ? EISCONN : EINVAL);
 }
 
-// The system may answer at once; the event comes with a later turn all the same.
+// Even if the system answers at once, the event comes with a later turn.
 void PosixSocket::connect() {
   requireIdle();
   in_addr host{};
   if (::inet_pton(AF_INET, remoteHost_.c_str(), &host) != 1) throw socketFailure(EADDRNOTAVAIL);
   const sockaddr_in peer = endpoint(host, remotePort_);
   Descriptor calling = openSocket();
-  const int error = ::connect(calling.get(), generic(peer), sizeof peer) == 0 ? 0 : errno;
-  if (error != 0 && error != EINPROGRESS && !isAnswer(error)) throw socketFailure(error);
+  const int error = ::connect(calling.get(), asSockaddr(peer), sizeof peer) == 0 ? 0 : errno;
+  if (error != 0 && error != EINPROGRESS && !isNetworkAnswer(error)) throw socketFailure(error);
   const Reactor::Key key = sockets_.reactor().watchConnection(calling.get(), EPOLLOUT, *this);
-  begin(std::move(calling), key, kSocketCalling);
-  if (isAnswer(error)) broken_ = socketErrorNumber(error);
+  startUse(std::move(calling), key, kSocketCalling);
+  if (isNetworkAnswer(error)) broken_ = socketErrorNumber(error);
 }
 
 void PosixSocket::listen() {
@@ -187,26 +187,26 @@ void PosixSocket::listen() {
   if (!localAddressValid_) throw socketFailure(EADDRNOTAVAIL);
   const sockaddr_in here = endpoint(localAddress_, localPort_);
   Descriptor listening = openSocket();
-  switchOn(listening, SOL_SOCKET, SO_REUSEADDR);
-  if (::bind(listening.get(), generic(here), sizeof here) != 0) throw socketFailure(errno);
+  enableOption(listening, SOL_SOCKET, SO_REUSEADDR);
+  if (::bind(listening.get(), asSockaddr(here), sizeof here) != 0) throw socketFailure(errno);
   if (::listen(listening.get(), SOMAXCONN) != 0) throw socketFailure(errno);
   const Reactor::Key key = sockets_.reactor().watch(listening.get(), EPOLLIN, *this);
-  begin(std::move(listening), key, kSocketListening);
+  startUse(std::move(listening), key, kSocketListening);
 }
 
 void PosixSocket::attach(std::int32_t handle) {
   PosixSockets::Caller caller = sockets_.take(handle);
   close();
   const Reactor::Key key = sockets_.reactor().watchConnection(caller.connection.get(), interest(), *this);
-  begin(std::move(caller.connection), key, kSocketConnected);
+  startUse(std::move(caller.connection), key, kSocketConnected);
   remoteHost_ = std::move(caller.host);
 }
 
 void PosixSocket::fetch() {
   if (state_ != kSocketConnected) throw socketFailure(ENOTCONN);
-  bytesWait_ = false;
-  if (sockets_.receive(*this, descriptor_.get()) < 0 && errno != EAGAIN) noteBroken(errno);
-  if (ending_) lookAgain();
+  hasBytesWaiting_ = false;
+  if (sockets_.receive(*this, descriptor_.get()) < 0 && errno != EAGAIN) markBroken(errno);
+  if (ending_) reportAgain();
 }
 
 std::string_view PosixSocket::receivedText() {
@@ -217,10 +217,10 @@ void PosixSocket::send(std::string_view bytes) {
   if (state_ != kSocketConnected) throw socketFailure(ENOTCONN);
   if (broken_ != 0) return;
   const bool inOrder = unsent_.empty();
-  if (inOrder) bytes.remove_prefix(handOver(bytes));
+  if (inOrder) bytes.remove_prefix(sendNow(bytes));
   if (bytes.empty()) return;
   unsent_.append(bytes);
-  if (inOrder) lookAgain();
+  if (inOrder) reportAgain();
 }
 
 void PosixSocket::onReady(std::uint32_t events) {
@@ -234,30 +234,31 @@ void PosixSocket::onReady(std::uint32_t events) {
   }
   if ((events & EPOLLOUT) != 0 && !unsent_.empty()) {
     sendUnsent();
-    if (unsent_.empty()) lookAgain();
+    if (unsent_.empty()) reportAgain();
   }
-  judgeEnd(events);
+  checkForEnd(events);
 }
 
-// Hang-ups and errors are readable, too; only bytes count here.
+// Hang-ups and errors also make a descriptor readable; only bytes count here.
 void PosixSocket::onReadable(std::uint32_t events) {
-  if (state_ != kSocketConnected || bytesWait_) return;
-  bytesWait_ = (events & (EPOLLRDHUP | EPOLLHUP | EPOLLERR)) == 0 || hasUnread(descriptor_);
+  if (state_ != kSocketConnected || hasBytesWaiting_) return;
+  hasBytesWaiting_ = (events & (EPOLLRDHUP | EPOLLHUP | EPOLLERR)) == 0 || hasUnread(descriptor_);
 }
 
-// The handlers may end this use or destroy this instance, so nothing of it is looked at before the use is
-// known to last.
+// The handlers may end this use or destroy this instance, so each pass checks that the use still lasts before
+// it touches a member.
 void PosixSocket::acceptCallers() {
   PosixSockets& sockets = sockets_;
   const Reactor::Key use = key_;
   for (int count = 0; count < kCallersPerTurnMax && sockets.reactor().holds(use); ++count) {
     sockaddr_in address{};
     socklen_t size = sizeof address;
-    Descriptor incoming(::accept4(descriptor_.get(), generic(address), &size, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    Descriptor incoming(
+        ::accept4(descriptor_.get(), asSockaddr(address), &size, SOCK_NONBLOCK | SOCK_CLOEXEC));
     if (!incoming.valid()) {
       const int error = errno;
-      if (isCallersOwn(error)) continue;
-      if (error == EAGAIN || !callerWaits(descriptor_)) return;
+      if (hasCallerVanished(error)) continue;
+      if (error == EAGAIN || !isCallerWaiting(descriptor_)) return;
       sockets.reactor().pauseUntilTick(use, EPOLLIN);
       return events_.onAccept(array_, index_, 0, socketErrorNumber(error));
     }
@@ -268,26 +269,26 @@ void PosixSocket::acceptCallers() {
   }
 }
 
-// A peer that has already closed and then reset (EPIPE) did answer, and may have sent something before.
+// EPIPE: the peer has answered, closed and then reset the connection, and may have sent bytes before.
 void PosixSocket::endCall() {
   const int error = reportedError(descriptor_);
   std::int16_t code = broken_ != 0 ? broken_ : socketErrorNumber(error == EPIPE ? 0 : error);
   if (code == 0 && isConnectedToItself(descriptor_)) {
-    closeHard(descriptor_);
+    closeWithReset(descriptor_);
     code = socketErrorNumber(ECONNREFUSED);
   }
   if (code == 0) {
     state_ = kSocketConnected;
-    lookAgain();
+    reportAgain();
   } else {
     close();
   }
   events_.onConnect(array_, index_, code);
 }
 
-// An orderly close counts after every byte before it has been fetched. A reset that follows one (EPIPE, say
-// because something was sent to a peer that had gone) changes nothing about its order.
-void PosixSocket::judgeEnd(std::uint32_t events) {
+// An orderly close is reported after every earlier byte has been fetched. A reset after the close (EPIPE, for
+// example because we sent to a peer that was gone) does not change that order.
+void PosixSocket::checkForEnd(std::uint32_t events) {
   if (broken_ != 0) return raiseClose(broken_);
   if ((events & (EPOLLRDHUP | EPOLLHUP | EPOLLERR)) == 0) return;
   const int error = reportedError(descriptor_);
@@ -301,39 +302,40 @@ void PosixSocket::raiseClose(std::int16_t code) {
   events_.onClose(array_, index_, code);
 }
 
-// Edges only: the end of a connection is told once, room for output when there is some again. A connection
-// that an operation found broken need not look so to the system; room for output it has.
+// Edge-triggered: epoll reports the end of a connection once, and writability when there is room again. A
+// connection that an operation found broken may look healthy to epoll, but it is writable, so that event
+// delivers the close.
 std::uint32_t PosixSocket::interest() const {
   const bool output = !unsent_.empty() || broken_ != 0;
   return static_cast<std::uint32_t>(EPOLLRDHUP) | EPOLLET | (output ? EPOLLOUT : 0U);
 }
 
-// Brings what holds of the connection as an event of a later turn, also what was told before.
-void PosixSocket::lookAgain() {
+// Makes a later turn report all events that hold on the connection, including those already reported.
+void PosixSocket::reportAgain() {
   sockets_.reactor().change(key_, interest());
 }
 
-// Returns how many bytes are done with. Those that a broken connection does not take are: its close event
-// tells.
-std::size_t PosixSocket::handOver(std::string_view bytes) {
+// Returns the number of bytes that need no further attempt. If the connection is broken, these are all of
+// them: its close event reports the loss.
+std::size_t PosixSocket::sendNow(std::string_view bytes) {
   const ssize_t count = ::send(descriptor_.get(), bytes.data(), bytes.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
   if (count >= 0) return static_cast<std::size_t>(count);
   if (errno == EAGAIN) return 0;
-  if (errno != EPIPE) noteBroken(errno);
+  if (errno != EPIPE) markBroken(errno);
   return bytes.size();
 }
 
 void PosixSocket::sendUnsent() {
   while (!unsent_.empty()) {
-    const std::size_t count = handOver(unsent_.front());
+    const std::size_t count = sendNow(unsent_.front());
     if (count == 0) return;
     unsent_.consume(count);
   }
 }
 
-void PosixSocket::noteBroken(int systemError) {
+void PosixSocket::markBroken(int systemError) {
   broken_ = socketErrorNumber(systemError);
-  lookAgain();
+  reportAgain();
 }
 
 void PosixSocket::discardUnread() {

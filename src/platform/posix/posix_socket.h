@@ -1,4 +1,4 @@
-// PosixSocket: one socket instance on non-blocking TCP.
+// Implements one socket instance on a non-blocking TCP socket.
 #pragma once
 
 #include <netinet/in.h>
@@ -18,10 +18,9 @@ namespace quarnex {
 
 class PosixSockets;
 
-/// A descriptor is held from listen, connect or attach until the close, and its number belongs to that use
-/// alone. An idle instance costs its own size and a slot of the reactor; memory for output is taken only
-/// while the system does not drain. Dotted addresses only: a host that is none fails with 10049 when it is
-/// used.
+/// Holds a descriptor from listen, connect or attach until the close. An idle instance costs its own size and
+/// a slot of the reactor; it takes memory for output only while the system's send buffer is full. Accepts
+/// dotted addresses only: connect and listen fail with 10049 for any other host.
 class alignas(kCacheLine) PosixSocket final : public SocketInstance, private Watcher {
  public:
   PosixSocket(PosixSockets& sockets, SocketArray array, std::int16_t index, SocketEvents& events)
@@ -29,7 +28,7 @@ class alignas(kCacheLine) PosixSocket final : public SocketInstance, private Wat
   ~PosixSocket() override;
   PosixSocket(const PosixSocket&) = delete;
   PosixSocket& operator=(const PosixSocket&) = delete;
-  /// Gives the memory back to the service that lent it.
+  /// Returns the memory to the pool of the service.
   static void operator delete(PosixSocket* socket, std::destroying_delete_t);
 
   std::int32_t state() override { return state_; }
@@ -50,7 +49,7 @@ class alignas(kCacheLine) PosixSocket final : public SocketInstance, private Wat
   void listen() override;
   void attach(std::int32_t handle) override;
 
-  std::int32_t bytesWaiting() override { return bytesWait_ ? 1 : 0; }
+  std::int32_t bytesWaiting() override { return hasBytesWaiting_ ? 1 : 0; }
   void fetch() override;
   std::string_view receivedText() override;
   void send(std::string_view bytes) override;
@@ -59,40 +58,39 @@ class alignas(kCacheLine) PosixSocket final : public SocketInstance, private Wat
   void onReady(std::uint32_t events) override;
   void onReadable(std::uint32_t events) override;
 
-  void begin(Descriptor descriptor, Reactor::Key key, SocketState state);
+  void startUse(Descriptor descriptor, Reactor::Key key, SocketState state);
   void requireIdle() const;
   void acceptCallers();
   void endCall();
-  void judgeEnd(std::uint32_t events);
+  void checkForEnd(std::uint32_t events);
   void raiseClose(std::int16_t code);
 
   std::uint32_t interest() const;
-  void lookAgain();
-  std::size_t handOver(std::string_view bytes);
+  void reportAgain();
+  std::size_t sendNow(std::string_view bytes);
   void sendUnsent();
-  void noteBroken(int systemError);
+  void markBroken(int systemError);
   void discardUnread();
 
-  // What a quiet tick reads comes first, in one cache line.
+  // The members that a quiet tick reads come first, in one cache line.
   std::int32_t state_ = kSocketClosed;
-  bool bytesWait_ = false;
-  bool ending_ = false;  // the peer has closed, but bytes from before that wait to be fetched
-  std::int16_t broken_ =
-      0;  // an operation found the connection broken; the close event with this code is to come
+  bool hasBytesWaiting_ = false;
+  bool ending_ = false;      // the peer has closed, but earlier bytes still wait to be fetched
+  std::int16_t broken_ = 0;  // code of the close event still to come, after an operation failed; 0 = none
   PosixSockets& sockets_;
   SocketEvents& events_;
   const std::int16_t index_;
   const SocketArray array_;
   bool localAddressValid_ = true;
   Descriptor descriptor_;
-  Reactor::Key key_ = 0;  // of the present use; meaningless while closed
-  ByteQueue unsent_;      // what the system did not take yet
+  Reactor::Key key_ = 0;  // of the current use; meaningless while closed
+  ByteQueue unsent_;      // bytes that the system has not accepted yet
   in_addr localAddress_{INADDR_ANY};
   std::int32_t localPort_ = 0;
   std::int32_t remotePort_ = 0;
   std::string remoteHost_;
 };
 
-static_assert(sizeof(PosixSocket) <= 128, "ten thousand of them idle");
+static_assert(sizeof(PosixSocket) <= 128, "ten thousand idle instances must stay small");
 
 }  // namespace quarnex

@@ -11,25 +11,25 @@
 namespace quarnex {
 namespace {
 constexpr std::size_t kFetchBytesMax = std::size_t{64} * 1024;
-constexpr std::size_t kRoomsTogetherMax = 256;  // also what may stay unused
+constexpr std::size_t kInstancesPerChunkMax = 256;  // the pool may keep as much memory unused
 }  // namespace
 
 PosixSockets::PosixSockets(Reactor& reactor)
     : reactor_(reactor),
-      rooms_({kRoomsTogetherMax, sizeof(PosixSocket)}),
+      instances_({kInstancesPerChunkMax, sizeof(PosixSocket)}),
       buffer_(std::make_unique<char[]>(kFetchBytesMax)) {}
 
 std::unique_ptr<SocketInstance> PosixSockets::create(SocketArray array, std::int16_t index,
                                                      SocketEvents& events) {
-  return std::unique_ptr<SocketInstance>(new (takeRoom()) PosixSocket(*this, array, index, events));
+  return std::unique_ptr<SocketInstance>(new (allocateInstance()) PosixSocket(*this, array, index, events));
 }
 
-void* PosixSockets::takeRoom() {
-  return rooms_.allocate(sizeof(PosixSocket), alignof(PosixSocket));
+void* PosixSockets::allocateInstance() {
+  return instances_.allocate(sizeof(PosixSocket), alignof(PosixSocket));
 }
 
-void PosixSockets::giveBackRoom(void* room) {
-  rooms_.deallocate(room, sizeof(PosixSocket), alignof(PosixSocket));
+void PosixSockets::freeInstance(void* memory) {
+  instances_.deallocate(memory, sizeof(PosixSocket), alignof(PosixSocket));
 }
 
 std::int32_t PosixSockets::offer(Caller caller) {

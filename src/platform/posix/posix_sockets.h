@@ -1,4 +1,5 @@
-// PosixSockets: the socket service of this system, and what its instances share.
+// Creates socket instances and owns the resources that they share: memory pool, receive buffer, the caller on
+// offer.
 #pragma once
 
 #include <cstddef>
@@ -24,34 +25,34 @@ class PosixSockets final : public SocketService {
 
   Reactor& reactor() { return reactor_; }
 
-  /// Memory for one instance. All lie close together, since a tick looks at all of them.
-  void* takeRoom();
-  void giveBackRoom(void* room);
+  /// Returns memory for one instance. Instances lie close together, because a tick visits all of them.
+  void* allocateInstance();
+  void freeInstance(void* memory);
 
   /// An incoming connection and its caller's address.
   struct Caller {
     Descriptor connection;
     std::string host;
   };
-  /// Holds `caller` ready for one `attach` and returns its handle.
+  /// Keeps `caller` for one `attach` and returns its handle.
   std::int32_t offer(Caller caller);
-  /// Gives up the caller of that handle; failure 10038 if it is not the one on offer.
+  /// Returns the caller with that handle and forgets it; failure 10038 for any other handle.
   Caller take(std::int32_t handle);
-  /// Closes the caller that nobody took.
+  /// Closes the caller if nobody has taken it.
   void withdrawOffer() { offered_ = {}; }
 
-  /// Receives at most 64 KiB for `instance` into the one buffer that all share. Returns what `recv` does.
+  /// Receives at most 64 KiB for `instance` into the shared buffer. Returns the result of `recv`.
   std::ptrdiff_t receive(const SocketInstance& instance, int descriptor);
-  /// What the last `receive` took if it was for `instance`, "" otherwise.
+  /// Returns the bytes of the last `receive` if it was for `instance`, otherwise "".
   std::string_view received(const SocketInstance& instance) const;
-  /// Receives and forgets. What `received` returns stays.
+  /// Receives at most 64 KiB and drops them; `received` does not change. Returns the result of `recv`.
   std::ptrdiff_t discard(int descriptor);
-  /// Forgets an instance that is about to go.
+  /// Forgets an instance that is being destroyed.
   void forget(const SocketInstance& instance);
 
  private:
   Reactor& reactor_;
-  std::pmr::unsynchronized_pool_resource rooms_;
+  std::pmr::unsynchronized_pool_resource instances_;
   Caller offered_;
   std::unique_ptr<char[]> buffer_;
   std::size_t size_ = 0;                      // bytes of the buffer that belong to `receiver_`

@@ -40,7 +40,7 @@ void PosixStorage::cutTo(std::uintmax_t bytes) {
   const auto size = static_cast<off_t>(bytes);
   struct stat now {};
   if (::fstat(file_.get(), &now) != 0 || now.st_size <= size) return;
-  // One that cannot be cut keeps what it took.
+  // A device that cannot be truncated keeps its bytes.
   [[maybe_unused]] const int refused = ::ftruncate(file_.get(), size);
 }
 

@@ -15,7 +15,8 @@ namespace {
 
 constexpr std::size_t kKeptBytesMax = std::size_t{64} * 1024;
 
-// A write beyond the process's limit for files raises SIGXFSZ (setrlimit(2)), which would end the process.
+// Blocks SIGXFSZ, which a write beyond the process's file size limit raises (setrlimit(2)) and which would
+// end the process.
 class WithoutLimitSignal {
  public:
   WithoutLimitSignal() {
@@ -36,7 +37,7 @@ class WithoutLimitSignal {
   sigset_t before_{};
 };
 
-// Returns how many bytes the file has taken.
+// Returns the number of bytes written.
 std::size_t append(const Descriptor& file, std::string_view bytes) {
   std::size_t done = 0;
   while (done < bytes.size()) {
@@ -54,7 +55,7 @@ PosixTextFile::~PosixTextFile() {
   close();
 }
 
-// Always appending, so that a program that empties the growing file leaves no hole in it.
+// O_APPEND: a program that truncates the growing file leaves no hole in it.
 void PosixTextFile::create(const std::string& name) {
   close();
   if (name.find('\0') != std::string::npos) throw Failure(52, "Bad file name or number");
@@ -85,21 +86,21 @@ void PosixTextFile::flush() {
   ends_.clear();
 }
 
-// Writes the lines from number `first` on and returns the number of the first that did not fit.
+// Writes the lines from number `first` on and returns the number of the first line that did not fit.
 std::size_t PosixTextFile::writeWholeLines(std::size_t first) {
   const std::size_t start = first == 0 ? 0 : ends_[first - 1];
   const std::size_t reached = start + append(file_, std::string_view(kept_).substr(start));
   std::size_t line = first;
   while (line < ends_.size() && ends_[line] <= reached) ++line;
   const std::size_t whole = line == 0 ? 0 : ends_[line - 1];
-  if (whole < reached) takeBack(reached - whole);
+  if (whole < reached) removeLast(reached - whole);
   return line;
 }
 
-void PosixTextFile::takeBack(std::size_t bytes) {
+void PosixTextFile::removeLast(std::size_t bytes) {
   struct stat now {};
   if (::fstat(file_.get(), &now) != 0) return;
-  // A device that cannot be cut keeps what it took.
+  // A device that cannot be truncated keeps its bytes.
   [[maybe_unused]] const int refused = ::ftruncate(file_.get(), now.st_size - static_cast<off_t>(bytes));
 }
 

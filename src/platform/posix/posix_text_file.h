@@ -1,4 +1,4 @@
-// PosixTextFile: a text file that is written once a turn and survives a full disk.
+// Writes the log to a text file once a turn, and drops whole lines while the disk is full.
 #pragma once
 
 #include <cstddef>
@@ -22,18 +22,18 @@ class PosixTextFile final : public TextFile {
   void write(std::string_view line) override;
   void close() override;
 
-  /// Writes what is kept back; the end of every turn calls it. Never fails. The first line that does not fit
-  /// is left out and the lines after it are tried once more, together; what does not fit then is dropped, so
-  /// that a full disk costs two attempts a turn and not one a line.
+  /// Writes the collected lines, at the end of every turn. Never fails. If a line does not fit, drops it and
+  /// writes the lines after it with one more attempt; lines that do not fit then are dropped, too. So a full
+  /// disk costs two attempts a turn and not one a line.
   void flush();
 
  private:
   std::size_t writeWholeLines(std::size_t first);
-  void takeBack(std::size_t bytes);
+  void removeLast(std::size_t bytes);
 
   Descriptor file_;
-  std::string kept_;               // lines to be written
-  std::vector<std::size_t> ends_;  // where each of them ends: a line may hold any characters
+  std::string kept_;               // the collected lines
+  std::vector<std::size_t> ends_;  // the end of each line; a line may hold any characters
 };
 
 }  // namespace quarnex

@@ -34,8 +34,8 @@ void PosixTimer::setPeriod(std::int16_t milliseconds) {
   period_ = milliseconds;
 }
 
-// One reading takes all periods that have passed, and nothing is left to read if the timer was set anew
-// meanwhile.
+// One read collects all periods that have passed, so a late loop gets one tick. After a new setting of the
+// timer there may be nothing to read.
 void PosixTimer::onReady(std::uint32_t) {
   std::uint64_t periods = 0;
   if (::read(timer_.get(), &periods, sizeof periods) != sizeof periods) return;
@@ -47,7 +47,7 @@ Instant PosixClock::now() {
   return {::time(nullptr)};
 }
 
-// Clocks are put forward and back on quarters of an hour only.
+// Time zones change their offset on quarters of an hour only.
 std::int32_t PosixClock::utcOffset(Instant instant) {
   constexpr std::int64_t kQuarterSeconds = 900;
   const std::int64_t quarter = instant.second / kQuarterSeconds;

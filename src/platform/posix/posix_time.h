@@ -1,5 +1,4 @@
-// PosixTimer: the tick, from one timerfd. PosixClock: the wall clock in whole seconds, and the offset of the
-// system's local time.
+// Provides the tick from a timerfd, and the wall clock with the offset of local time.
 #pragma once
 
 #include <cstdint>
@@ -37,7 +36,7 @@ class PosixTimer final : public TimerService, private Watcher {
 class PosixClock final : public WallClock {
  public:
   Instant now() override;
-  /// By the system's time zone, which is looked at again every quarter of an hour.
+  /// Follows the system's time zone, which it reads again every quarter of an hour.
   std::int32_t utcOffset(Instant instant) override;
 
  private:

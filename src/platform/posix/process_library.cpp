@@ -1,4 +1,4 @@
-// The process's own library: composed here, once, and turned by HostLoop.
+// Composes the process's one library on the POSIX services, on first use, and runs its loop for HostLoop.
 #include "services/process_library.h"
 
 #include <utility>
@@ -11,20 +11,20 @@
 namespace quarnex {
 namespace {
 
-/// Made before the process's library and gone after it.
-struct Preparation {
+// Constructed before the process's library, so destroyed after it.
+struct ProcessPreparation {
   std::unique_ptr<ServicesWrapper> wrapper;
   bool composed = false;
 };
 
-Preparation& preparation() {
-  static Preparation only;
+ProcessPreparation& preparation() {
+  static ProcessPreparation only;
   return only;
 }
 
-struct Process {
-  Process() {
-    Preparation& prepared = preparation();
+struct ComposedProcess {
+  ComposedProcess() {
+    ProcessPreparation& prepared = preparation();
     prepared.composed = true;
     if (prepared.wrapper) prepared.wrapper->watch(library);
   }
@@ -38,8 +38,8 @@ struct Process {
   Engine library{wrapped(platform.services())};
 };
 
-Process& process() {
-  static Process only;
+ComposedProcess& process() {
+  static ComposedProcess only;
   return only;
 }
 
@@ -50,7 +50,7 @@ Library& processLibrary() {
 }
 
 void wrapProcessServices(const std::function<std::unique_ptr<ServicesWrapper>()>& make) {
-  Preparation& prepared = preparation();
+  ProcessPreparation& prepared = preparation();
   if (prepared.composed || prepared.wrapper) throw Failure(5, "Invalid procedure call or argument");
   prepared.wrapper = make();
 }

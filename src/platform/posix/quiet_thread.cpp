@@ -5,7 +5,7 @@
 
 namespace quarnex {
 
-// A thread begins with the signal mask of the one that starts it (pthread_create(3)).
+// A new thread inherits the signal mask of the thread that starts it (pthread_create(3)).
 std::thread startQuietThread(std::function<void()> body) {
   sigset_t all{};
   sigset_t before{};

@@ -42,7 +42,7 @@ void Reactor::turn(int maxWait) {
 Reactor::Key Reactor::watch(int descriptor, std::uint32_t events, Watcher& watcher) {
   const auto number = static_cast<std::uint32_t>(descriptor);
   if (slots_.size() <= number) slots_.resize(number + std::size_t{1});
-  Slot& slot = slots_[number];
+  WatchSlot& slot = slots_[number];
   const Key key = Key{slot.use} << 32 | number;
   add(main_, events, key);
   slot.watcher = &watcher;
@@ -83,21 +83,21 @@ void Reactor::pauseUntilTick(Key key, std::uint32_t events) {
   change(key, 0);
 }
 
-// To close the descriptor would take it out of both sets, too, but not while a child that the host has forked
-// holds it.
+// Closing the descriptor removes it from the sets only if no child process that the host has forked still
+// holds it, so it is removed explicitly.
 void Reactor::forget(Key key) {
   assert(holds(key));
-  Slot& slot = slots_[slotOf(key)];
+  WatchSlot& slot = slots_[slotOf(key)];
   ::epoll_ctl(main_.get(), EPOLL_CTL_DEL, descriptorOf(key), nullptr);
   if (slot.connection) {
     ::epoll_ctl(data_.get(), EPOLL_CTL_DEL, descriptorOf(key), nullptr);
     --connections_;
   }
-  slot = Slot{nullptr, slot.use + 1, false};
+  slot = WatchSlot{nullptr, slot.use + 1, false};
 }
 
 bool Reactor::holds(Key key) const {
-  const Slot& slot = slots_[slotOf(key)];
+  const WatchSlot& slot = slots_[slotOf(key)];
   return slot.watcher != nullptr && slot.use == key >> 32;
 }
 

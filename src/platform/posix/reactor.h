@@ -1,4 +1,4 @@
-// Reactor: waits for the descriptors of one loop and passes on what they are ready for.
+// Waits with epoll for the descriptors of one loop and calls their watchers.
 #pragma once
 
 #include <sys/epoll.h>
@@ -12,23 +12,24 @@
 
 namespace quarnex {
 
-/// Whoever watches a descriptor. May watch and forget any descriptor from inside `onReady`.
+/// Receiver of the events of one descriptor. May watch and forget any descriptor inside `onReady`.
 class Watcher {
  public:
   /// The descriptor is ready in the main set; `events` as `epoll_wait` reports them.
   virtual void onReady(std::uint32_t events) = 0;
-  /// It is readable in the data set. Only to be noted: nothing may be watched or forgotten from inside.
+  /// The descriptor is readable in the data set. Must not watch or forget a descriptor.
   virtual void onReadable(std::uint32_t) {}
 
  protected:
   ~Watcher() = default;
 };
 
-/// Two sets of descriptors. The main set is what `turn` waits for and what makes `fd` readable. The data set
-/// is asked once a tick and wakes nobody, so that data, which is only looked at on ticks, costs no wake-up.
+/// Keeps two epoll sets. `turn` waits for the main set, and `fd` is readable while the main set has events.
+/// The data set is polled once a tick and wakes nobody: the engine examines data only on ticks, so arriving
+/// data must cost no wake-up.
 ///
-/// A descriptor's number is used again by the system as soon as it is closed. What was reported for it before
-/// that and not yet delivered must not reach its next user, so each use has a key of its own.
+/// The system reuses a descriptor's number as soon as it is closed. An event of the old use that is not yet
+/// delivered must not reach the new user, so each use has a key of its own.
 class Reactor {
  public:
   using Key = std::uint64_t;
@@ -36,35 +37,36 @@ class Reactor {
   /// Throws `Failure` if the system has no descriptors left.
   Reactor();
 
-  /// Readable when `turn` has something to do.
+  /// Readable when `turn` has work.
   int fd() const { return main_.get(); }
 
-  /// Waits until something is ready, at most `maxWait` milliseconds (-1 = no limit), and passes it on. A
-  /// signal ends the wait. What a throwing watcher left of a turn comes with the next one.
+  /// Waits until a descriptor is ready, at most `maxWait` milliseconds (-1 = no limit), and calls the
+  /// watchers. A signal ends the wait. If a watcher throws, the next turn delivers the remaining events.
   void turn(int maxWait);
 
-  /// Watches `descriptor` in the main set for `events`, in the name of `watcher`, until it is forgotten.
-  /// Throws `Failure` if the system refuses; then it is not watched.
+  /// Watches `descriptor` for `events` in the main set and reports them to `watcher`, until `forget`. Throws
+  /// `Failure` if the system refuses; the descriptor is then not watched.
   Key watch(int descriptor, std::uint32_t events, Watcher& watcher);
-  /// The same in both sets: data of a watched connection is looked at on ticks.
+  /// Watches a connection in both sets: its data is examined on ticks.
   Key watchConnection(int descriptor, std::uint32_t events, Watcher& watcher);
-  /// Changes what a watched descriptor is watched for in the main set, and reports again what holds of it,
-  /// also what has been reported as an edge before.
+  /// Changes the events watched in the main set, and reports all of them that hold again, including those
+  /// already reported (edge-triggered).
   void change(Key key, std::uint32_t events);
-  /// Watches for nothing until the next tick, then for `events` again.
+  /// Watches for no event until the next tick, then for `events` again.
   void pauseUntilTick(Key key, std::uint32_t events);
-  /// Ends the use. To be called before the descriptor is closed.
+  /// Ends the use. Call it before closing the descriptor.
   void forget(Key key);
   /// True while the use lasts.
   bool holds(Key key) const;
 
-  /// Asks the data set and calls `onReadable` of each connection that has something. One system call.
+  /// Polls the data set with one system call and calls `onReadable` for each readable connection. Resumes
+  /// paused descriptors.
   void beginTick();
 
  private:
-  struct Slot {
+  struct WatchSlot {
     Watcher* watcher = nullptr;
-    std::uint32_t use = 0;  // counts the uses of this number
+    std::uint32_t use = 0;  // number of earlier uses of this descriptor
     bool connection = false;
   };
   struct Paused {
@@ -77,14 +79,14 @@ class Reactor {
 
   Descriptor main_;
   Descriptor data_;
-  std::vector<Slot> slots_;  // by descriptor
+  std::vector<WatchSlot> slots_;  // indexed by descriptor
 
-  std::array<epoll_event, 128> ready_{};  // the present turn: `next_` to `end_` are still to be passed on
+  std::array<epoll_event, 128> ready_{};  // events of this turn; `next_` to `end_` are not yet delivered
   std::size_t next_ = 0;
   std::size_t end_ = 0;
 
   std::size_t connections_ = 0;
-  std::vector<epoll_event> readable_;  // room for every connection, so that one question is enough
+  std::vector<epoll_event> readable_;  // one place per connection, so that one call gets all of them
   std::vector<Paused> paused_;
 };
 

@@ -1,4 +1,4 @@
-// The POSIX adapter as the contract suite drives it, with callers on plain sockets.
+// Runs the POSIX adapter for the contract suite, with peers on plain blocking sockets.
 #pragma once
 
 #include <arpa/inet.h>
@@ -90,7 +90,8 @@ class PosixHarness final : public Harness {
     }
     return true;
   }
-  // Below the ports that the system chooses for callers, and different in each test process.
+  // Ports below the system's range for outgoing connections, starting at a different one in each test
+  // process.
   std::int32_t freePort() override {
     static int next = static_cast<int>(::getpid()) * 61;
     for (;;) {

@@ -1,4 +1,4 @@
-// What only real sockets show: descriptors that run out, what wakes the host, resets after a close.
+// Tests the POSIX sockets where only a real system shows the behaviour: descriptor limits, wake-ups, resets.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <linux/filter.h>
@@ -23,7 +23,7 @@
 #include "platform/posix/posix_harness.h"
 #include "quarnex/failure.h"
 
-// There when the branches are counted that the tests take.
+// Present only in coverage builds.
 extern "C" int __llvm_profile_write_file() __attribute__((weak));  // NOLINT(bugprone-reserved-identifier)
 
 namespace quarnex {
@@ -54,8 +54,8 @@ constexpr bool kSanitized = __has_feature(address_sanitizer);
 constexpr bool kSanitized = false;
 #endif
 
-// While it lives the process gets at most so many further descriptors. Not with the sanitizers, which look at
-// objects through pipes.
+// Limits the process to `count` further descriptors while the object lives. Not usable with sanitizers, which
+// need descriptors themselves.
 class DescriptorsLeft {
  public:
   explicit DescriptorsLeft(rlim_t count) {
@@ -78,8 +78,8 @@ int openDescriptors() {
   return count;
 }
 
-// A network that holds nothing but the local host, with two ports to choose from for callers.
-bool enterNetworkOfItsOwn() {
+// Enters a network namespace with the loopback interface alone and two ports for outgoing connections.
+bool enterOwnNetwork() {
   if (::unshare(CLONE_NEWNET) != 0) return false;
   ifreq request{};
   request.ifr_name[0] = 'l';
@@ -90,7 +90,7 @@ bool enterNetworkOfItsOwn() {
   return static_cast<bool>(range << "30000 30001" << std::flush);
 }
 
-// From now on the system has no buffers for what this process sends, and the connections know nothing of it.
+// From now on every send of this process fails with ENOBUFS, while its connections stay healthy.
 bool refuseSends() {
   sock_filter rules[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
                          BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_sendto, 0, 1),
@@ -101,12 +101,13 @@ bool refuseSends() {
          ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
 }
 
-// Runs `check` in a process of its own that has entered its `surroundings`. False if that is not allowed.
-bool passesIn(bool (*surroundings)(), const std::function<bool()>& check) {
+// Runs `check` in a child process after `enter` has set up its environment, and expects it to pass. Returns
+// false if the system does not permit that environment.
+bool passesIn(bool (*enter)(), const std::function<bool()>& check) {
   enum Outcome { kPassed, kFailed, kForbidden };
   const pid_t child = ::fork();
   if (child == 0) {
-    if (!surroundings()) ::_exit(kForbidden);
+    if (!enter()) ::_exit(kForbidden);
     const bool passed = check();
     if (__llvm_profile_write_file != nullptr) __llvm_profile_write_file();
     ::_exit(passed ? kPassed : kFailed);
@@ -117,7 +118,7 @@ bool passesIn(bool (*surroundings)(), const std::function<bool()>& check) {
   return WIFEXITED(status) && WEXITSTATUS(status) != kForbidden;
 }
 
-TEST_P(PosixSocketsTest, WithoutDescriptorsEveryStartFailsAndNothingElse) {
+TEST_P(PosixSocketsTest, AtTheDescriptorLimitNewSocketsFailAndOpenOnesKeepWorking) {
   if (kSanitized) GTEST_SKIP() << "the sanitizers need descriptors themselves";
   join();
   const std::int32_t port = harness->freePort();
@@ -131,7 +132,7 @@ TEST_P(PosixSocketsTest, WithoutDescriptorsEveryStartFailsAndNothingElse) {
   EXPECT_EQ(takeAll(accepted(), 10), "still here");
 }
 
-TEST_P(PosixSocketsTest, ACallerForWhomThereIsNoDescriptorIsTriedAgainOnceATick) {
+TEST_P(PosixSocketsTest, AtTheDescriptorLimitAWaitingCallerIsRetriedOnceATick) {
   if (kSanitized) GTEST_SKIP() << "the sanitizers need descriptors themselves";
   join();
   const auto peer = harness->call(server().localPort());
@@ -147,7 +148,7 @@ TEST_P(PosixSocketsTest, ACallerForWhomThereIsNoDescriptorIsTriedAgainOnceATick)
   EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
 }
 
-TEST_P(PosixSocketsTest, DataWakesNobodyAndEverythingElseDoes) {
+TEST_P(PosixSocketsTest, TheLoopsDescriptorIsReadableForEveryEventExceptData) {
   harness->timer().setPeriod(0);
   listenOn(harness->freePort());
   EXPECT_FALSE(readable());
@@ -174,7 +175,7 @@ TEST_P(PosixSocketsTest, DataWakesNobodyAndEverythingElseDoes) {
   EXPECT_EQ(ticks, 1);
 }
 
-TEST_P(PosixSocketsTest, AFetchFindsNothingOrTheReset) {
+TEST_P(PosixSocketsTest, FetchReturnsNothingWithoutDataAndReportsAReset) {
   listenOn(harness->freePort());
   const auto peer = harness->call(server().localPort());
   EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
@@ -185,7 +186,7 @@ TEST_P(PosixSocketsTest, AFetchFindsNothingOrTheReset) {
   EXPECT_TRUE(seen("SrvAccept 1 Close 10054"));
 }
 
-TEST_P(PosixSocketsTest, ALateLoopGetsOneTickAndAStoppedTimerNone) {
+TEST_P(PosixSocketsTest, ALateLoopGetsOneTickAndAStoppedTimerGetsNone) {
   std::this_thread::sleep_for(20ms);
   posix().platform.turn(0ms);
   EXPECT_EQ(ticks, 1);
@@ -199,7 +200,7 @@ TEST_P(PosixSocketsTest, ALateLoopGetsOneTickAndAStoppedTimerNone) {
   unused.turn(-1ms);  // a tick for nobody
 }
 
-TEST_P(PosixSocketsTest, ACloseThatComesWithTheTickIsNoData) {
+TEST_P(PosixSocketsTest, ACloseInTheSameTurnAsTheTickIsNotReportedAsData) {
   join();
   runTicks(2);
   std::this_thread::sleep_for(5ms);  // the tick is due, and then the close
@@ -208,7 +209,7 @@ TEST_P(PosixSocketsTest, ACloseThatComesWithTheTickIsNoData) {
   EXPECT_TRUE(seen("ClientSocket 1 Close 0"));
 }
 
-TEST_P(PosixSocketsTest, AResetThatOurOwnTextProvokedDoesNotOvertakeTheOrderlyClose) {
+TEST_P(PosixSocketsTest, AResetCausedByOurSendDoesNotOvertakeTheOrderlyClose) {
   listenOn(harness->freePort());
   const auto peer = harness->call(server().localPort());
   EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
@@ -224,7 +225,7 @@ TEST_P(PosixSocketsTest, AResetThatOurOwnTextProvokedDoesNotOvertakeTheOrderlyCl
   EXPECT_TRUE(seen("SrvAccept 1 Close 0"));
 }
 
-TEST_P(PosixSocketsTest, ALinkHoldsAsFewDescriptorsAsItNeedsAndGivesThemBack) {
+TEST_P(PosixSocketsTest, ALinkHoldsOneDescriptorPerSocketAndReleasesThemAll) {
   const int before = openDescriptors();
   join();
   EXPECT_EQ(openDescriptors(), before + 3);  // listening, accepted, calling
@@ -245,7 +246,7 @@ TEST_P(PosixSocketsTest, ALinkHoldsAsFewDescriptorsAsItNeedsAndGivesThemBack) {
   EXPECT_EQ(openDescriptors(), before);
 }
 
-TEST_P(PosixSocketsTest, AnAddressThatIsNoneOrNotOursFails) {
+TEST_P(PosixSocketsTest, InvalidAndForeignAddressesFailWith10049) {
   for (const char* host : {"", "localhost", "1.2.3", "1.2.3.4.5", "::1"}) {
     client().setRemotePort(harness->freePort());
     client().setRemoteHost(host);
@@ -262,7 +263,7 @@ TEST_P(PosixSocketsTest, AnAddressThatIsNoneOrNotOursFails) {
   }
 }
 
-TEST_P(PosixSocketsTest, OperationsThatDoNotFitTheStateFail) {
+TEST_P(PosixSocketsTest, OperationsInTheWrongStateFail) {
   join();
   EXPECT_EQ(failureOf([&] { client().connect(); }), 10056);
   EXPECT_EQ(failureOf([&] { accepted().listen(); }), 10056);
@@ -272,7 +273,7 @@ TEST_P(PosixSocketsTest, OperationsThatDoNotFitTheStateFail) {
   EXPECT_EQ(client().state() + accepted().state() + server().state(), 4 + 4 + 2);
 }
 
-TEST_P(PosixSocketsTest, ACallerWhoTakesTheLastDescriptorStaysConnected) {
+TEST_P(PosixSocketsTest, ACallerThatTakesTheLastDescriptorStaysConnected) {
   if (kSanitized) GTEST_SKIP() << "the sanitizers need descriptors themselves";
   listenOn(harness->freePort());
   const auto peer = harness->call(server().localPort());
@@ -285,7 +286,7 @@ TEST_P(PosixSocketsTest, ACallerWhoTakesTheLastDescriptorStaysConnected) {
   EXPECT_EQ(takeAll(accepted(), 10), "still here");
 }
 
-TEST_P(PosixSocketsTest, UrgentDataArrivesInItsPlace) {
+TEST_P(PosixSocketsTest, UrgentDataArrivesInOrderWithTheOtherBytes) {
   listenOn(harness->freePort());
   PlainPeer peer(server().localPort());
   EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
@@ -295,7 +296,7 @@ TEST_P(PosixSocketsTest, UrgentDataArrivesInItsPlace) {
   EXPECT_EQ(takeAll(accepted(), 5), "abcde");
 }
 
-TEST_P(PosixSocketsTest, ACallThatIsAnsweredClosedAndResetBeforeOurTurnTellsAllInOrder) {
+TEST_P(PosixSocketsTest, ACallAnsweredClosedAndResetBeforeTheTurnReportsConnectDataAndClose) {
   const Descriptor listening = plainSocket();
   const sockaddr_in here = loopback(harness->freePort());
   ASSERT_EQ(::bind(listening.get(), reinterpret_cast<const sockaddr*>(&here), sizeof here), 0);
@@ -311,15 +312,15 @@ TEST_P(PosixSocketsTest, ACallThatIsAnsweredClosedAndResetBeforeOurTurnTellsAllI
   EXPECT_EQ(events.size(), 2U);
 }
 
-TEST_P(PosixSocketsTest, ASendThatTheSystemRefusesEndsTheConnection) {
+TEST_P(PosixSocketsTest, ASendRefusedByTheSystemRaisesTheCloseEvent) {
   const bool allowed = passesIn(refuseSends, [&] {
     join();
     return failureOf([&] { accepted().send("text"); }) == 0 && seen("SrvAccept 1 Close 10055");
   });
-  if (!allowed) GTEST_SKIP() << "needs the right to filter system calls";
+  if (!allowed) GTEST_SKIP() << "needs permission to filter system calls";
 }
 
-TEST_P(PosixSocketsTest, WhatAForkedChildStillHoldsWakesNobody) {
+TEST_P(PosixSocketsTest, ADescriptorHeldByAForkedChildCausesNoWakeUp) {
   listenOn(harness->freePort());
   const pid_t child = ::fork();
   if (child == 0) {
@@ -336,9 +337,9 @@ TEST_P(PosixSocketsTest, WhatAForkedChildStillHoldsWakesNobody) {
   ::waitpid(child, nullptr, 0);
 }
 
-// With two local ports to choose from the system soon calls a port from that port itself.
-TEST_P(PosixSocketsTest, ACallThatMeetsItselfIsRefused) {
-  const bool allowed = passesIn(enterNetworkOfItsOwn, [&] {
+// With only two local ports to choose from, the system soon picks the called port as the calling one.
+TEST_P(PosixSocketsTest, ACallThatConnectsToItselfIsReportedAsRefused) {
+  const bool allowed = passesIn(enterOwnNetwork, [&] {
     for (int i = 0; i < 20; ++i) {
       events.clear();
       callTo(30000 + i % 2);
@@ -346,20 +347,20 @@ TEST_P(PosixSocketsTest, ACallThatMeetsItselfIsRefused) {
     }
     return failureOf([&] { listenOn(30000); }) == 0;
   });
-  if (!allowed) GTEST_SKIP() << "needs the right to make a network namespace";
+  if (!allowed) GTEST_SKIP() << "needs permission to create a network namespace";
 }
 
-TEST_P(PosixSocketsTest, ANetworkThatCannotBeReachedIsAnEvent) {
-  const bool allowed = passesIn(enterNetworkOfItsOwn, [&] {
+TEST_P(PosixSocketsTest, AnUnreachableNetworkIsReportedAsAConnectEvent) {
+  const bool allowed = passesIn(enterOwnNetwork, [&] {
     client().setRemoteHost("192.0.2.1");
     client().setRemotePort(20308);
     if (failureOf([&] { client().connect(); }) != 0 || !events.empty()) return false;
     return seen("ClientSocket 1 Connect 10051");
   });
-  if (!allowed) GTEST_SKIP() << "needs the right to make a network namespace";
+  if (!allowed) GTEST_SKIP() << "needs permission to create a network namespace";
 }
 
-TEST(ErrorNumbers, EverySystemErrorHasANumberAndADescription) {
+TEST(ErrorNumbers, EveryErrnoHasANumberAndADescription) {
   EXPECT_EQ(socketErrorNumber(0), 0);
   for (int error = 1; error < 200; ++error) {
     const Failure failure = socketFailure(error);

@@ -1,4 +1,4 @@
-// The text file against real names, real limits and a real full disk.
+// Tests the text file with invalid names, a file size limit and a full device.
 #include "platform/posix/posix_text_file.h"
 
 #include <gtest/gtest.h>
@@ -26,7 +26,7 @@ class PosixTextFileTest : public testing::Test {
   PosixTextFile file;
 };
 
-TEST_F(PosixTextFileTest, ANameThatCannotBeCreatedFailsWithItsNumber) {
+TEST_F(PosixTextFileTest, CreatingAnImpossibleNameFailsWithTheMatchingNumber) {
   const struct {
     std::string name;
     int failure;
@@ -39,7 +39,7 @@ TEST_F(PosixTextFileTest, ANameThatCannotBeCreatedFailsWithItsNumber) {
   }
 }
 
-TEST_F(PosixTextFileTest, LinesReachTheFileAtTheEndOfTheTurnAndAtTheClose) {
+TEST_F(PosixTextFileTest, FlushAndCloseWriteTheCollectedLines) {
   std::ofstream(name) << "from before";
   file.create(name);
   EXPECT_EQ(content(), "");
@@ -53,7 +53,7 @@ TEST_F(PosixTextFileTest, LinesReachTheFileAtTheEndOfTheTurnAndAtTheClose) {
   file.close();
 }
 
-TEST_F(PosixTextFileTest, ALineThatDoesNotFitIsDroppedWholeAndLaterOnesGoOn) {
+TEST_F(PosixTextFileTest, ALineBeyondTheSizeLimitIsDroppedWholeAndLaterLinesAreWritten) {
   file.create(name);
   {
     const FileSizeLimit full(12);
@@ -67,7 +67,7 @@ TEST_F(PosixTextFileTest, ALineThatDoesNotFitIsDroppedWholeAndLaterOnesGoOn) {
   EXPECT_EQ(content(), "one\r\ntwo\r\nfive\r\n");
 }
 
-TEST_F(PosixTextFileTest, AFullDeviceDisturbsNobody) {
+TEST_F(PosixTextFileTest, WritingToAFullDeviceRaisesNoFailure) {
   file.create("/dev/full");
   for (int i = 0; i < 5000; ++i) file.write("a line that goes nowhere\r\n");
   file.close();

@@ -1,4 +1,4 @@
-// Local time across the change to daylight saving time, and across a change of the zone itself.
+// Tests the offset of local time across daylight saving changes and a change of the time zone.
 #include "platform/posix/posix_time.h"
 
 #include <gtest/gtest.h>
@@ -9,7 +9,7 @@
 namespace quarnex {
 namespace {
 
-TEST(PosixClock, OffsetsFollowTheZoneToTheSecond) {
+TEST(PosixClock, OffsetChangesInTheExactSecondThatTheZoneDefines) {
   constexpr std::int64_t kSpring = 1774746000;  // 2026-03-29 01:00:00 UTC
   constexpr std::int64_t kAutumn = 1792890000;  // 2026-10-25 01:00:00 UTC
   const char* zone = "CET-1CEST,M3.5.0,M10.5.0/3";

@@ -1,4 +1,4 @@
-// The process's own library: one for all instances, turned by HostLoop, its log written by the end of a turn.
+// Tests that all QuarnSocket instances share the process's one library, and that HostLoop runs it.
 #include <gmock/gmock.h>
 #include <poll.h>
 
@@ -16,7 +16,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-TEST(ProcessLibrary, OneServesEveryInstanceAndTheLoopWritesItsLog) {
+TEST(ProcessLibrary, EveryInstanceUsesItAndATurnWritesTheLogAndTicks) {
   const TemporaryFolder folder;
   QuarnSocket quarn;
   HostLoop loop;
