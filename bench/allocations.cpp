@@ -1,3 +1,4 @@
+// Replaces the global operator new: counts its calls, and can make them fail.
 #include "bench/process.h"
 
 #include <cstdlib>
@@ -7,21 +8,21 @@ namespace quarnex::bench {
 namespace {
 
 std::uint64_t count = 0;
-void (*judge)() = nullptr;
+void (*hook)() = nullptr;
 
-template <class Take>
-void* counted(const Take& take) {
+template <class Allocate>
+void* counted(const Allocate& allocate) {
   ++count;
-  if (judge != nullptr) judge();
-  void* const memory = take();
+  if (hook != nullptr) hook();
+  void* const memory = allocate();
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
 
 }  // namespace
 
-void setAllocationJudge(void (*newJudge)()) {
-  judge = newJudge;
+void setAllocationHook(void (*newHook)()) {
+  hook = newHook;
 }
 
 std::uint64_t allocations() {
@@ -30,7 +31,7 @@ std::uint64_t allocations() {
 
 }  // namespace quarnex::bench
 
-// The array and nothrow forms end here, too.
+// The array and nothrow forms call these.
 void* operator new(std::size_t size) {
   return quarnex::bench::counted([&] { return std::malloc(size); });
 }

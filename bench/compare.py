@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs all benchmarks and prints a table: what, measured, floor measured in the same run, ratio, target.
+"""Runs all benchmarks and prints a table: figure, measured value, floor measured in the same run, ratio, target.
 
     compare.py BIN_FOLDER [--quick]
 """
@@ -15,9 +15,9 @@ REPETITIONS = 3
 rows = []
 
 
-def row(what, measured, unit, floor, limit, reached, target):
+def row(figure, measured, unit, floor, limit, reached, target):
     ratio = f"{measured / floor:6.2f}" if floor else "     -"
-    rows.append((what, f"{measured:.4g} {unit}", f"{floor:.4g}" if floor else "-", ratio, target,
+    rows.append((figure, f"{measured:.4g} {unit}", f"{floor:.4g}" if floor else "-", ratio, target,
                  "ok" if reached(measured, floor, limit) else "MISSED"))
 
 
@@ -36,7 +36,7 @@ def ratio_at_most(measured, floor, limit):
 def micro():
     command = [f"{BIN}/quarnex_benchmarks", "--benchmark_format=json", f"--benchmark_repetitions={REPETITIONS}"]
     results = json.loads(subprocess.run(command, capture_output=True, check=True).stdout)["benchmarks"]
-    best = {}  # of the repetitions: the others met something else that ran
+    best = {}  # the fastest repetition; slower ones shared the processor with another program
     for result in results:
         if result.get("run_type") != "iteration":
             continue
@@ -52,34 +52,34 @@ def micro():
             rate(f"cutting_floor/{size}", "bytes_per_second"), 1, at_least, "1 GB/s")
     row("BufferPut and BufferGet", best["put_get"]["cpu_time"], "ns", best["put_get_floor"]["cpu_time"], 50, at_most,
         "50 ns")
-    row("a trace to nobody", best["trace_to_nobody"]["cpu_time"], "ns", None, 5, at_most, "5 ns")
+    row("a trace without any sink", best["trace_without_sink"]["cpu_time"], "ns", None, 5, at_most, "5 ns")
     row("a logged line", each("logged_line"), "ns", each("logged_line_floor"), 150, at_most, "150 ns")
-    for name, what in (("quiet_tick", "engine"), ("posix_quiet_tick", "with its adapter")):
-        row(f"a quiet link's visit, {what}", each(name + "/manual_time" if name + "/manual_time" in best else name),
+    for name, part in (("quiet_tick", "engine"), ("posix_quiet_tick", "with its adapter")):
+        row(f"tick of one quiet link, {part}", each(name + "/manual_time" if name + "/manual_time" in best else name),
             "ns", each("quiet_tick_floor"), 40, at_most, "40 ns")
-        row(f"allocations of a quiet tick, {what}", best[name]["allocations"], "", None, 0, at_most, "0")
+        row(f"allocations of a quiet tick, {part}", best[name]["allocations"], "", None, 0, at_most, "0")
     hostile(best)
 
 
 def hostile(best):
-    """The dearest of the three kinds of bytes, and the kind that gets dearest with more of them."""
+    """Reports the most expensive kind of bytes, and the growth of its cost with the amount."""
     cost = lambda kind, size: 1e9 / best[f"hostile_bytes/{kind}/{size}"]["bytes_per_second"]
     kept = lambda size: 1e9 / best[f"kept_bytes_floor/{size}"]["bytes_per_second"]
     kinds, sizes = range(3), (1, 16, 64, 1024)
     row("a hostile byte", max(cost(kind, size) for kind in kinds for size in sizes), "ns", None, 3, at_most, "3 ns")
     growth = max((cost(kind, 1024) - kept(1024)) / (cost(kind, 1) - kept(1)) for kind in kinds)
-    row("the same, beyond keeping it, 1 GiB to 1 MiB", growth, "times", kept(1024) / kept(1), 1.1, at_most,
+    row("the same without storing it, 1 GiB to 1 MiB", growth, "times", kept(1024) / kept(1), 1.1, at_most,
         "flat within 10 %")
     for size in sizes[2:]:
-        row(f"how late 999 links are for {size} MiB to another",
+        row(f"delay of 999 links by {size} MiB to another",
             max(best[f"hostile_bytes/{kind}/{size}"]["longest_tick_ms"] for kind in kinds), "ms", None, 20, at_most,
             "20 ms")
-    row("a byte of a damaged frame, nobody listening", best["damaged_frame"]["cpu_time"] / 30_000, "ns", None, 3, at_most,
+    row("a byte of a damaged frame, no sink open", best["damaged_frame"]["cpu_time"] / 30_000, "ns", None, 3, at_most,
         "3 ns")
 
 
 def pair(program, links, kind):
-    """Both reports of two processes that are linked to each other."""
+    """Runs a server and a client process that are linked to each other, and returns both reports."""
     processes = []
     try:
         for side in ("server", "client"):
@@ -100,7 +100,7 @@ def microseconds(reports):
 
 
 def share_of_a_cpu(reports):
-    """Of one host, in per cent."""
+    """CPU use of one host, in per cent, the mean of both."""
     return 100 * sum(report["cpu"] / report["seconds"] for report in reports) / len(reports)
 
 
@@ -111,7 +111,7 @@ def idle():
         reports = pair("quarnex_links", links, "idle")
         costs.append(microseconds(reports))
         row(f"CPU of an idle exchange, {links} links", costs[-1], "us", floor, 1.25, ratio_at_most, "1.25 of floor")
-    row("the same, most links to fewest", costs[-1] / costs[0], "times", None, 1.25, at_most, "flat")
+    row("the same, most links / fewest links", costs[-1] / costs[0], "times", None, 1.25, at_most, "flat")
     for report, side, descriptors in zip(reports, ("server", "client"), (2, 1)):
         row(f"memory of an idle {side} link", report["heap"] / links, "bytes", None, 1280, at_most, "1280 bytes")
         row(f"descriptors of a {side} link", report["descriptors"] // links, "", None, descriptors, at_most,
@@ -125,7 +125,7 @@ def busy():
     row("CPU of a text, busy links", microseconds(reports) / 20, "us", floor, 1.4, ratio_at_most, "1.4 of floor")
     recorded = pair("quarnex_links", 1000, "recorded")
     row("CPU of a text, busy links, recorded", microseconds(recorded) / 20, "us", None, 0, at_least, "-")
-    row("what recording adds to a busy host", share_of_a_cpu(recorded) - share_of_a_cpu(reports), "% of a CPU", None, 10,
+    row("cost of recording a busy host", share_of_a_cpu(recorded) - share_of_a_cpu(reports), "% of a CPU", None, 10,
         at_most, "10 % of a CPU")
 
 
@@ -133,5 +133,5 @@ micro()
 idle()
 busy()
 widths = [max(len(line[i]) for line in rows) for i in range(6)]
-for line in [("what", "measured", "floor", "ratio", "target", "")] + rows:
+for line in [("figure", "measured", "floor", "ratio", "target", "")] + rows:
     print("| " + " | ".join(cell.ljust(width) for cell, width in zip(line, widths)) + " |")

@@ -1,5 +1,5 @@
-// The floor of the measurements: the bytes of many links, on as many connections, at the moments at which the
-// library exchanges them, with bare epoll and nothing else.
+// Exchanges the same bytes as many links do, at the same moments, with bare epoll and no library. Its cost is
+// the floor to which the benchmarks compare the library.
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -20,18 +20,18 @@ namespace {
 
 using namespace quarnex::bench;
 
-enum class Phase : unsigned char { Waiting, Answered, Due };
+enum class ClientPhase : unsigned char { Waiting, Answered, Due };
 
-struct Connection {
+struct FloorConnection {
   int socket = -1;
-  Phase phase = Phase::Waiting;
+  ClientPhase phase = ClientPhase::Waiting;
   std::time_t answeredAt = 0;
-  std::string frame;  // what this side sends
+  std::string frame;  // the frame that this side sends
 };
 
 struct Floor {
   Workload workload;
-  std::vector<Connection> connections;
+  std::vector<FloorConnection> connections;
   std::vector<int> listeners;
   std::vector<epoll_event> events;
   std::string buffer = std::string(64 * 1024, '\0');
@@ -73,12 +73,12 @@ int connectTo(int link) {
   return socket;
 }
 
-void adopt(Floor& floor, int link, int socket) {
+void addConnection(Floor& floor, int link, int socket) {
   require(socket >= 0, "socket");
   const int on = 1;
   ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
   const bool server = floor.workload.server;
-  floor.connections.push_back({socket, server ? Phase::Waiting : Phase::Due, 0,
+  floor.connections.push_back({socket, server ? ClientPhase::Waiting : ClientPhase::Due, 0,
                                server ? answerOf(floor.workload, link) : requestOf(floor.workload, link)});
   epoll_event event{};
   event.events = EPOLLIN;
@@ -91,47 +91,48 @@ void setUp(Floor& floor) {
   announce("listening");
   for (int link = 0; link < floor.workload.links; ++link) {
     const int listener = floor.workload.server ? floor.listeners[static_cast<std::size_t>(link)] : -1;
-    adopt(floor, link, floor.workload.server ? ::accept(listener, nullptr, nullptr) : connectTo(link));
+    addConnection(floor, link,
+                  floor.workload.server ? ::accept(listener, nullptr, nullptr) : connectTo(link));
   }
   floor.events.resize(floor.connections.size());
-  const itimerspec everyLook{{0, 200'000'000}, {0, 200'000'000}};
-  require(::timerfd_settime(floor.timer, 0, &everyLook, nullptr) == 0, "timerfd_settime");
+  const itimerspec everyTick{{0, 200'000'000}, {0, 200'000'000}};
+  require(::timerfd_settime(floor.timer, 0, &everyTick, nullptr) == 0, "timerfd_settime");
   announce("connected");
 }
 
-void send(const Connection& connection) {
+void send(const FloorConnection& connection) {
   require(::send(connection.socket, connection.frame.data(), connection.frame.size(),
                  MSG_DONTWAIT | MSG_NOSIGNAL) > 0,
           "send");
 }
 
-// What an exchange leaves for later is done on the look after the one that found it due.
-void stepClient(Connection& connection, std::time_t now) {
-  if (connection.phase == Phase::Due) {
+// As in the library, a request leaves on the tick after the one that found it due.
+void stepClient(FloorConnection& connection, std::time_t now) {
+  if (connection.phase == ClientPhase::Due) {
     send(connection);
-    connection.phase = Phase::Waiting;
-  } else if (connection.phase == Phase::Answered && now > connection.answeredAt) {
-    connection.phase = Phase::Due;
+    connection.phase = ClientPhase::Waiting;
+  } else if (connection.phase == ClientPhase::Answered && now > connection.answeredAt) {
+    connection.phase = ClientPhase::Due;
   }
 }
 
-void receive(Floor& floor, Connection& connection, std::time_t now) {
+void receive(Floor& floor, FloorConnection& connection, std::time_t now) {
   const ssize_t count = ::recv(connection.socket, floor.buffer.data(), floor.buffer.size(), MSG_DONTWAIT);
   if (count == 0) std::exit(0);
   require(count > 0, "recv");
   if (floor.buffer[static_cast<std::size_t>(count) - 1] != '\x03') return;
   ++floor.exchanges;
   if (floor.workload.server) return send(connection);
-  connection.phase = floor.workload.busy() ? Phase::Due : Phase::Answered;
+  connection.phase = floor.workload.busy() ? ClientPhase::Due : ClientPhase::Answered;
   connection.answeredAt = now;
 }
 
-void look(Floor& floor) {
+void tick(Floor& floor) {
   std::uint64_t periods = 0;
   require(::read(floor.timer, &periods, sizeof periods) == sizeof periods, "read");
   const std::time_t now = ::time(nullptr);
   if (!floor.workload.server) {
-    for (Connection& connection : floor.connections) stepClient(connection, now);
+    for (FloorConnection& connection : floor.connections) stepClient(connection, now);
   }
   const int count = ::epoll_wait(floor.epoll, floor.events.data(), static_cast<int>(floor.events.size()), 0);
   for (int i = 0; i < count; ++i) {
@@ -146,5 +147,5 @@ int main(int argumentCount, char** arguments) {
   floor.workload = workloadOf(argumentCount, arguments);
   raiseDescriptorLimit();
   measure(
-      floor.workload, [&] { setUp(floor); }, [&] { look(floor); }, [&] { return floor.exchanges; });
+      floor.workload, [&] { setUp(floor); }, [&] { tick(floor); }, [&] { return floor.exchanges; });
 }

@@ -1,4 +1,4 @@
-// Checksum and frame cutting, in bytes per second.
+// Measures the checksum and the extraction of frames from received bytes, in bytes per second.
 #include <benchmark/benchmark.h>
 
 #include <cstring>
@@ -28,7 +28,7 @@ void checksum(benchmark::State& state) {
 }
 BENCHMARK(checksum);
 
-// Each byte read once.
+// Floor: reads each byte once.
 void checksum_floor(benchmark::State& state) {
   std::string text(kTextBytes, 'x');
   for (auto _ : state) {
@@ -47,7 +47,7 @@ std::string fetchFullOfFrames(std::size_t messageBytes) {
   return fetched;
 }
 
-// From the fetched bytes through `Ricevuto` to one complete frame after the other.
+// Extracts one complete frame after the other from `Ricevuto`, which holds the fetched bytes.
 void cutting(benchmark::State& state) {
   const std::string fetched = fetchFullOfFrames(static_cast<std::size_t>(state.range(0)));
   ConnectionRecord record;
@@ -63,7 +63,7 @@ void cutting(benchmark::State& state) {
 }
 BENCHMARK(cutting)->Arg(100)->Arg(kTextBytes);
 
-// Each byte copied out of the fetched ones, once, after its frame's end has been looked for.
+// Floor: searches for the end of each frame and copies the frame once.
 void cutting_floor(benchmark::State& state) {
   const std::string fetched = fetchFullOfFrames(static_cast<std::size_t>(state.range(0)));
   std::string frame(kFetchBytes, '\0');

@@ -1,4 +1,4 @@
-// What bytes cost that a peer sends to do harm, and what the other links notice of them.
+// Measures the cost of malicious bytes from one peer, and the delay that they cause for the other links.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -17,13 +17,14 @@ namespace quarnex {
 namespace {
 
 constexpr int kLinks = 1000;
-constexpr std::int64_t kFetchBytes = std::int64_t{64} * 1024;  // what an adapter takes on one tick
+constexpr std::int64_t kFetchBytes =
+    std::int64_t{64} * 1024;  // the most that an adapter fetches from one link on a tick
 constexpr std::int64_t kMiB = std::int64_t{1024} * 1024;
 
-// A thousand connected server links on services that cost nothing; the first one's peer is the hostile one.
-class Crowd {
+// A thousand connected server links on services that cost nothing. Link 1 has the hostile peer.
+class ServerLinks {
  public:
-  Crowd() {
+  ServerLinks() {
     services_.clock.stop();
     for (int i = 0; i < kLinks; ++i) {
       quarn_.Apri(quarn_.Add("PEER", static_cast<std::int16_t>(i), false, true));
@@ -42,7 +43,7 @@ class Crowd {
   QuarnSocket quarn_{library_};
 };
 
-// Bytes that end no frame, end characters alone, and the shortest frames: MiB of each.
+// Three kinds of bytes, 1 MiB to 1 GiB of each: no end of a frame, only ends, only empty frames.
 void hostile_bytes(benchmark::State& state) {
   std::string frame;
   makeFrame(frame, "");
@@ -53,12 +54,12 @@ void hostile_bytes(benchmark::State& state) {
   double longestTick = 0;
   const std::int64_t bytes = state.range(1) * kMiB;
   for (auto _ : state) {
-    Crowd crowd;
-    crowd.receive(std::string(1, kStx));
+    ServerLinks links;
+    links.receive(std::string(1, kStx));
     const double start = bench::cpuSeconds();
     for (std::int64_t sent = 0; sent < bytes; sent += kFetchBytes) {
       const double tick = bench::cpuSeconds();
-      crowd.receive(fetched);
+      links.receive(fetched);
       longestTick = std::max(longestTick, bench::cpuSeconds() - tick);
     }
     state.SetIterationTime(bench::cpuSeconds() - start);
@@ -68,16 +69,16 @@ void hostile_bytes(benchmark::State& state) {
 }
 BENCHMARK(hostile_bytes)->ArgsProduct({{0, 1, 2}, {1, 16, 64, 1024}})->UseManualTime()->Iterations(1);
 
-// The ticks alone, which are part of the above.
+// Floor: the ticks alone.
 void hostile_bytes_floor(benchmark::State& state) {
-  Crowd crowd;
-  for (auto _ : state) crowd.receive("");
+  ServerLinks links;
+  for (auto _ : state) links.receive("");
   state.SetBytesProcessed(state.iterations() * kFetchBytes);
 }
 BENCHMARK(hostile_bytes_floor);
 
-// The same MiB kept by any program: what the system asks for memory that nobody has used yet is part of the
-// above, too.
+// Floor: keeps as many bytes in plain strings. First use of memory costs page faults, which no program can
+// avoid.
 void kept_bytes_floor(benchmark::State& state) {
   const std::string fetched(kFetchBytes, 'x');
   const std::int64_t bytes = state.range(0) * kMiB;
@@ -91,15 +92,15 @@ void kept_bytes_floor(benchmark::State& state) {
 }
 BENCHMARK(kept_bytes_floor)->Arg(1)->Arg(16)->Arg(64)->Arg(1024)->UseManualTime()->Iterations(1);
 
-// A frame of 30,000 bytes with a wrong checksum, while nobody looks at traces.
+// A frame of 30,000 bytes with a wrong checksum, while no trace sink is open.
 void damaged_frame(benchmark::State& state) {
-  Crowd crowd;
+  ServerLinks links;
   std::string frame;
   makeFrame(frame, std::string(30'000, 'x'));
   frame[10] = 'y';
-  crowd.receive(frame);
+  links.receive(frame);
   const std::uint64_t before = bench::allocations();
-  for (auto _ : state) crowd.receive(frame);
+  for (auto _ : state) links.receive(frame);
   state.counters["allocations"] =
       static_cast<double>(bench::allocations() - before) / static_cast<double>(state.iterations());
 }

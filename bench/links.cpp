@@ -1,4 +1,4 @@
-// A host with many links on the library, on real sockets.
+// Runs a host with many links on the library and real sockets, as the server or the client of a measurement.
 #include <unistd.h>
 
 #include <cstdint>
@@ -23,13 +23,12 @@ using namespace quarnex;
 using namespace quarnex::bench;
 
 constexpr std::chrono::milliseconds kNoLimit{-1};
-constexpr int kActivationSeconds =
-    11;  // a link waits for 10 seconds, and whole ones, before it listens or calls
+constexpr int kActivationSeconds = 11;  // longer than the 10 whole seconds before a link listens or calls
 
-// Nothing, or a recording into a file that has no name any more when the process is killed.
-class Recording {
+// Records into a deleted file, which disappears with the process, if the workload asks for a recording.
+class OptionalRecording {
  public:
-  explicit Recording(const Workload& workload) {
+  explicit OptionalRecording(const Workload& workload) {
     if (!workload.recorded()) return;
     const auto file = std::filesystem::temp_directory_path() / ("quarnex-bench-" + std::to_string(getpid()));
     recorder_.emplace(std::make_shared<recording::FileSink>(file));
@@ -44,9 +43,9 @@ class Recording {
   std::optional<recording::ServicesRecorder> recorder_;
 };
 
-class Host {
+class LinksHost {
  public:
-  explicit Host(const Workload& workload) : workload_(workload) {}
+  explicit LinksHost(const Workload& workload) : workload_(workload) {}
 
   void setUp() {
     recording_.watch(library_);
@@ -59,15 +58,15 @@ class Host {
     announce("connected");
   }
 
-  // One look of the loop and what a host does after it: takes what has arrived, and keeps a busy link's queue
-  // filled.
+  // Turns the loop once, then does what a host does: takes all received items, and keeps the queues of busy
+  // links filled.
   void turn() {
     platform_.turn(kNoLimit);
     for (std::int16_t link = 1; link <= lastLink(); ++link) {
       while (quarn_.MessaggioArrivato(link)) quarn_.GetMessaggioArrivato(link);
       if (workload_.busy() && !workload_.server) refill(link);
     }
-    // The clock stops when the links have come to rest.
+    // Stops the clock after the first exchange of every link, so that nothing falls due any more.
     if (workload_.quiet() && !quiet_ && exchanges() >= workload_.links) {
       clock_.stop();
       quiet_ = true;
@@ -115,7 +114,7 @@ class Host {
   SettableClock clock_;
   PosixPlatform platform_;
   Services services_ = platform_.services();
-  Recording recording_{workload_};
+  OptionalRecording recording_{workload_};
   Engine library_{recording_.wrap({services_.sockets, services_.timer, clock_, services_.logFile})};
   QuarnSocket quarn_{library_};
 };
@@ -125,7 +124,7 @@ class Host {
 int main(int argumentCount, char** arguments) {
   const Workload workload = workloadOf(argumentCount, arguments);
   raiseDescriptorLimit();
-  Host host(workload);
+  LinksHost host(workload);
   measure(
       workload, [&] { host.setUp(); }, [&] { host.turn(); }, [&] { return host.exchanges(); });
 }

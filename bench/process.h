@@ -1,4 +1,4 @@
-// What a process uses of the system: the figures that the benchmarks compare.
+// Measures what a process uses: CPU time, heap, descriptors, threads, allocations.
 #pragma once
 
 #include <cstdint>
@@ -6,37 +6,38 @@
 
 namespace quarnex::bench {
 
-/// User and system time that this process has used, in seconds.
+/// CPU time of this process so far, user and system, in seconds.
 double cpuSeconds();
 
-/// Allows this process as many descriptors as the system lets it have, and returns how many.
+/// Raises the descriptor limit of this process to the maximum that the system permits, and returns it.
 std::size_t raiseDescriptorLimit();
 
-/// What a process holds at one moment.
+/// System resources that a process holds.
 struct Holdings {
-  std::int64_t heapBytes;  // in use, the allocator's own headers included
+  std::int64_t heapBytes;  // allocated, including the allocator's headers
   std::int64_t descriptors;
   std::int64_t threads;
 };
 Holdings holdings();
 
-/// Announces to the driver, on standard output, how far this process has come.
+/// Reports progress to the driver script on standard output.
 void announce(const char* stage);
 
-/// What the driver is told at the end of a measurement, as one line of JSON.
+/// Result of a measurement, printed for the driver script as one line of JSON.
 struct Report {
-  double seconds = 0;          // how long was measured
-  double cpuSeconds = 0;       // used meanwhile
-  std::int64_t exchanges = 0;  // requests answered, or answers received, meanwhile
+  double seconds = 0;          // duration of the measurement
+  double cpuSeconds = 0;       // used in that time
+  std::int64_t exchanges = 0;  // requests answered (server) or answers received (client) in that time
   Holdings base;               // before the first link
   Holdings end;                // after the measurement
 };
 void print(const Report& report);
 
-/// Calls of `operator new` so far, in any of its forms.
+/// Calls of `operator new` so far, in all its forms. Needs allocations.cpp in the program.
 std::uint64_t allocations();
 
-/// Called first in each of those calls from now on; what it throws is the call's failure. nullptr: nothing.
-void setAllocationJudge(void (*judge)());
+/// Makes every later `operator new` call `hook` first; an exception of `hook` makes the allocation fail.
+/// nullptr removes the hook.
+void setAllocationHook(void (*hook)());
 
 }  // namespace quarnex::bench

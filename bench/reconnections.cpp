@@ -1,6 +1,6 @@
-// Two hosts in one process whose links are broken and come back, over and over: what they hold of the system
-// has to stay the same. The ticks come faster than usual and the clock moves a second with each, so that
-// waits cost nothing.
+// Breaks and reconnects the links of two hosts many times and checks that the process holds no more
+// descriptors and memory afterwards. Each tick moves the clock by a second, so that the links' waits take no
+// time.
 #include <dirent.h>
 #include <sys/socket.h>
 
@@ -23,14 +23,14 @@ using namespace quarnex::bench;
 
 constexpr int kFirstPort = 23000;
 constexpr std::int16_t kTickMilliseconds = 2;
-constexpr int kSilentSeconds = 40;  // longer than any link bears silence
-constexpr int kTicksMax = 1000;     // for one thing to happen
-constexpr int kWarmingRounds = 6;   // until buffers have the size that they keep
+constexpr int kSilentSeconds = 40;  // longer than any link waits for a silent peer
+constexpr int kTicksMax = 1000;     // before a wait is given up
+constexpr int kWarmUpRounds = 6;    // until all buffers have their final size
 constexpr std::int64_t kGrowthMax = 64 * 1024;
 
-class Host {
+class ReconnectingHost {
  public:
-  Host(bool client, int links, SettableClock& clock) : clock_(clock) {
+  ReconnectingHost(bool client, int links, SettableClock& clock) : clock_(clock) {
     quarn_.Init("");
     for (int i = 0; i < links; ++i) {
       const std::int16_t link = quarn_.Add("PEER", static_cast<std::int16_t>(i), client, true);
@@ -48,7 +48,7 @@ class Host {
   void each(Call call) {
     for (std::int16_t link = 1; link <= library_.ConnectionCount; ++link) call(quarn_, link);
   }
-  /// Waits for the next tick and does what a host does after it.
+  /// Waits for the next tick, then takes all received items.
   void turn() {
     platform_.turn(std::chrono::milliseconds(5 * kTickMilliseconds));
     each([](QuarnSocket& quarn, std::int16_t link) {
@@ -75,13 +75,13 @@ class Host {
   QuarnSocket quarn_{library_};
 };
 
-class Site {
+class HostPair {
  public:
-  explicit Site(int links) : links_(links) {}
+  explicit HostPair(int links) : links_(links) {}
 
   void open() {
-    // A link that is open still would only be set back.
-    for (Host* host : {&server_, &client_}) {
+    // Called only while all links are closed: opening an open link resets it.
+    for (ReconnectingHost* host : {&server_, &client_}) {
       host->each([](QuarnSocket& quarn, std::int16_t link) { quarn.Apri(link); });
     }
   }
@@ -90,7 +90,7 @@ class Site {
       case 0:
         return cutConnections();
       case 1:
-        return beSilent(round % 2 == 0 ? server_ : client_);
+        return stop(round % 2 == 0 ? server_ : client_);
       default:
         closeAll(round % 2 == 0 ? server_ : client_);
         return open();
@@ -98,7 +98,7 @@ class Site {
   }
   void exchangeTexts() {
     const std::uint64_t serverTexts = server_.textsReceived(), clientTexts = client_.textsReceived();
-    for (Host* host : {&server_, &client_}) {
+    for (ReconnectingHost* host : {&server_, &client_}) {
       host->each([](QuarnSocket& quarn, std::int16_t link) { quarn.Invia(link, "a text"); });
     }
     const auto wanted = static_cast<std::uint64_t>(links_);
@@ -125,7 +125,7 @@ class Site {
       client_.turn();
     }
   }
-  // The system ends every connection, with whatever is on its way.
+  // Shuts down every connection of the process, with the bytes in transit.
   void cutConnections() {
     DIR* const directory = ::opendir("/proc/self/fd");
     while (const dirent* entry = ::readdir(directory)) {
@@ -139,26 +139,26 @@ class Site {
     ::closedir(directory);
     until("loss", [&] { return server_.connected() == 0 && client_.connected() == 0; });
   }
-  // The other host hears nothing until it gives the links up.
-  void beSilent(Host& silent) {
-    Host& other = &silent == &server_ ? client_ : server_;
+  // Stops one host until the other one has given up all links.
+  void stop(ReconnectingHost& silent) {
+    ReconnectingHost& other = &silent == &server_ ? client_ : server_;
     for (int second = 0; second < kSilentSeconds; ++second) {
       clock_.setForward(1);
       other.turn();
     }
   }
-  void closeAll(Host& host) {
+  void closeAll(ReconnectingHost& host) {
     host.each([](QuarnSocket& quarn, std::int16_t link) { quarn.Chiudi(link); });
     until("close", [&] { return host.ready(); });
-    Host& other = &host == &server_ ? client_ : server_;
+    ReconnectingHost& other = &host == &server_ ? client_ : server_;
     other.each([](QuarnSocket& quarn, std::int16_t link) { quarn.Chiudi(link); });
     until("close", [&] { return other.ready(); });
   }
 
   int links_;
   SettableClock clock_;
-  Host server_{false, links_, clock_};
-  Host client_{true, links_, clock_};
+  ReconnectingHost server_{false, links_, clock_};
+  ReconnectingHost client_{true, links_, clock_};
 };
 
 }  // namespace
@@ -167,20 +167,21 @@ int main(int argumentCount, char** arguments) {
   const int links = argumentCount == 3 ? std::atoi(arguments[1]) : 0;
   const int rounds = argumentCount == 3 ? std::atoi(arguments[2]) : 0;
   if (links < 1 || links > 1000 || rounds < 1) {
-    std::fprintf(stderr, "usage: %s LINKS ROUNDS: 1 to 1000 links, each broken so often\n", arguments[0]);
+    std::fprintf(stderr, "usage: %s LINKS ROUNDS: breaks each of 1 to 1000 links ROUNDS times\n",
+                 arguments[0]);
     return 2;
   }
   raiseDescriptorLimit();
-  Site site(links);
-  site.open();
-  site.awaitConnections();
-  site.exchangeTexts();
+  HostPair hosts(links);
+  hosts.open();
+  hosts.awaitConnections();
+  hosts.exchangeTexts();
   Holdings before = holdings();
-  for (int round = 0; round < rounds + kWarmingRounds; ++round) {
-    if (round == kWarmingRounds) before = holdings();
-    site.breakAll(round);
-    site.awaitConnections();
-    site.exchangeTexts();
+  for (int round = 0; round < rounds + kWarmUpRounds; ++round) {
+    if (round == kWarmUpRounds) before = holdings();
+    hosts.breakAll(round);
+    hosts.awaitConnections();
+    hosts.exchangeTexts();
   }
   const Holdings after = holdings();
   std::printf("%d reconnections: %lld descriptors before and %lld after, heap %+lld bytes\n", links * rounds,

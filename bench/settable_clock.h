@@ -1,4 +1,4 @@
-// A clock for measurements: the system's, set forward past a wait or stopped.
+// Provides the system's time for measurements, with skips ahead and a stop.
 #pragma once
 
 #include <time.h>
@@ -16,7 +16,7 @@ class SettableClock final : public WallClock {
   std::int32_t utcOffset(Instant) override { return 0; }
 
   void setForward(std::int64_t seconds) { ahead_ += seconds; }
-  /// From here on it is always the present second, so that nothing falls due any more.
+  /// Stops at the current second, so that nothing falls due any more.
   void stop() { stopped_ = now(); }
 
  private:

@@ -1,4 +1,4 @@
-// A text through a queue: one `BufferPut` and one `BufferGet`.
+// Measures one `BufferPut` and one `BufferGet` of a text queue.
 #include <benchmark/benchmark.h>
 
 #include <string>
@@ -23,7 +23,7 @@ void put_get(benchmark::State& state) {
 }
 BENCHMARK(put_get);
 
-// The text made, moved to a place and moved away again.
+// Floor: creates the text, moves it into a slot and out of it.
 void put_get_floor(benchmark::State& state) {
   std::string slot;
   for (auto _ : state) {

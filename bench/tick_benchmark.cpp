@@ -1,5 +1,4 @@
-// A tick over connected links on which nothing was received, with cold caches: the engine alone, and on this
-// system's sockets.
+// Measures a tick over idle connected links with cold caches: the engine alone, and with the POSIX sockets.
 #include <arpa/inet.h>
 #include <benchmark/benchmark.h>
 #include <netinet/in.h>
@@ -31,9 +30,10 @@ namespace {
 constexpr int kLinks = 10'000;
 constexpr int kTicks = 50;
 
-class ColdCaches {
+// Evicts everything from the processor's caches.
+class CacheFlush {
  public:
-  void make() {
+  void run() {
     for (std::size_t i = 0; i < other_.size(); i += kLine) ++other_[i];
     benchmark::ClobberMemory();
   }
@@ -41,7 +41,7 @@ class ColdCaches {
  private:
   static constexpr std::size_t kLine = 64;
   std::vector<unsigned char> other_ =
-      std::vector<unsigned char>(std::size_t{96} << 20);  // larger than any of them
+      std::vector<unsigned char>(std::size_t{96} << 20);  // larger than any cache
 };
 
 void deliver(Library& library, const ConnectionRecord& record, std::string_view message) {
@@ -58,8 +58,8 @@ void connect(Library& library, const ConnectionRecord& record) {
   }
 }
 
-// Links of both roles, connected, that have ended an exchange without data: what most links are most of the
-// time.
+// Creates connected links of both roles that have finished an exchange without data, the usual state of a
+// link.
 void makeIdleLinks(Library& library) {
   QuarnSocket quarn(library);
   for (int i = 0; i < kLinks; ++i) {
@@ -67,8 +67,8 @@ void makeIdleLinks(Library& library) {
     quarn.Apri(link);
     connect(library, library.ConnectionTable[link]);
   }
-  HiTime_QUARN_Tick(library);  // the sub-state from 0 to 1
-  HiTime_QUARN_Tick(library);  // the clients ask
+  HiTime_QUARN_Tick(library);  // the sub-state goes from 0 to 1
+  HiTime_QUARN_Tick(library);  // the clients send a query
   for (std::int16_t link = 1; link <= kLinks; ++link) {
     const ConnectionRecord& record = library.ConnectionTable[link];
     deliver(library, record, record.ConnessioneClient ? "0000002|9NODATA|9.|" : "0000002|9QRY|9.|");
@@ -85,10 +85,10 @@ void quiet_tick(benchmark::State& state) {
   services.clock.stop();
   Engine library{services.all()};
   makeIdleLinks(library);
-  ColdCaches caches;
+  CacheFlush caches;
   const std::uint64_t before = bench::allocations();
   for (auto _ : state) {
-    caches.make();
+    caches.run();
     const double start = bench::cpuSeconds();
     HiTime_QUARN_Tick(library);
     state.SetIterationTime(bench::cpuSeconds() - start);
@@ -98,7 +98,7 @@ void quiet_tick(benchmark::State& state) {
 }
 BENCHMARK(quiet_tick)->UseManualTime()->Iterations(kTicks);
 
-// Two cache lines of a record and one of its socket, read.
+// Floor: reads two cache lines of each record and one of its socket.
 void quiet_tick_floor(benchmark::State& state) {
   struct Record {
     alignas(64) long first;
@@ -108,9 +108,9 @@ void quiet_tick_floor(benchmark::State& state) {
   std::vector<Record> records(kLinks);
   std::vector<std::unique_ptr<bench::QuietSocket>> sockets;
   for (int i = 0; i < kLinks; ++i) sockets.push_back(std::make_unique<bench::QuietSocket>());
-  ColdCaches caches;
+  CacheFlush caches;
   for (auto _ : state) {
-    caches.make();
+    caches.run();
     const double start = bench::cpuSeconds();
     long sum = 0;
     for (std::size_t i = 0; i < records.size(); ++i) {
@@ -124,13 +124,13 @@ void quiet_tick_floor(benchmark::State& state) {
 BENCHMARK(quiet_tick_floor)->UseManualTime()->Iterations(kTicks);
 
 constexpr int kLinksMax = 10'000;
-constexpr int kLinksPerListener = 1'000;  // fewer than a listener keeps waiting
-constexpr int kDescriptorsOfOthers = 100;
+constexpr int kLinksPerListener = 1'000;  // below the listener's backlog
+constexpr int kOtherDescriptors = 100;
 constexpr int kFirstPort = 22'900;
 constexpr std::chrono::milliseconds kNoLimit{-1};
 
-// The other ends of all links, on bare sockets in this process.
-class Peers {
+// The peers of all links, on bare sockets in this process.
+class BarePeers {
  public:
   std::int32_t portOf(int link) {
     if (link % kLinksPerListener == 0)
@@ -160,7 +160,7 @@ class Peers {
     return Descriptor(descriptor);
   }
 
-  // A link's port is a 16-bit signed number, and those that the system chooses are beyond it.
+  // A link's port is a signed 16-bit number; ports chosen by the system are above its range.
   static Descriptor listenOn(int port) {
     Descriptor listener = checked(::socket(AF_INET, SOCK_STREAM, 0));
     const int on = 1;
@@ -176,11 +176,11 @@ class Peers {
   std::vector<Descriptor> listeners_, connections_;
 };
 
-class Host {
+class PosixTickHost {
  public:
-  Host()
-      : links_(std::min(kLinksMax,
-                        (static_cast<int>(bench::raiseDescriptorLimit()) - kDescriptorsOfOthers) / 2)) {
+  PosixTickHost()
+      : links_(
+            std::min(kLinksMax, (static_cast<int>(bench::raiseDescriptorLimit()) - kOtherDescriptors) / 2)) {
     for (int i = 0; i < links_; ++i) {
       const std::int16_t link = quarn_.Add("PEER", static_cast<std::int16_t>(i % 1000), true, true);
       ClientSocket(library_, link).setRemotePort(peers_.portOf(i));
@@ -210,7 +210,7 @@ class Host {
   }
 
   const int links_;
-  Peers peers_;
+  BarePeers peers_;
   bench::SettableClock clock_;
   PosixPlatform platform_;
   Services services_ = platform_.services();
@@ -219,11 +219,11 @@ class Host {
 };
 
 void posix_quiet_tick(benchmark::State& state) {
-  Host host;
-  ColdCaches caches;
+  PosixTickHost host;
+  CacheFlush caches;
   const std::uint64_t before = bench::allocations();
   for (auto _ : state) {
-    caches.make();
+    caches.run();
     const double start = bench::cpuSeconds();
     host.turn();
     state.SetIterationTime(bench::cpuSeconds() - start);

@@ -1,4 +1,4 @@
-// What a trace text costs: to nobody, and to the log file.
+// Measures a trace text without any sink, and a line in the log file.
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
@@ -20,7 +20,7 @@ namespace {
 constexpr std::string_view kBody = "99990000052|9QRY|9.|";
 constexpr int kLinesPerTurn = 1000;
 
-void trace_to_nobody(benchmark::State& state) {
+void trace_without_sink(benchmark::State& state) {
   bench::QuietServices services;
   Engine library{services.all()};
   const std::int16_t link = QuarnSocket(library).Add("MIRTAN", 5, true, false);
@@ -31,25 +31,25 @@ void trace_to_nobody(benchmark::State& state) {
   }
   state.counters["allocations"] = static_cast<double>(bench::allocations() - before);
 }
-BENCHMARK(trace_to_nobody);
+BENCHMARK(trace_without_sink);
 
-// A flag looked at.
-void trace_to_nobody_floor(benchmark::State& state) {
-  bool listening = false;
+// Floor: reads one flag.
+void trace_without_sink_floor(benchmark::State& state) {
+  bool open = false;
   for (auto _ : state) {
-    if (listening) state.SkipWithError("nobody listens");
+    if (open) state.SkipWithError("the flag is not set");
     benchmark::ClobberMemory();
-    benchmark::DoNotOptimize(listening);
+    benchmark::DoNotOptimize(open);
   }
 }
-BENCHMARK(trace_to_nobody_floor);
+BENCHMARK(trace_without_sink_floor);
 
 std::string temporaryPrefix() {
   return std::filesystem::temp_directory_path().string() + "/quarnex-bench-" + std::to_string(::getpid()) +
          '-';
 }
 
-// Each iteration is a turn: its lines, and their writing at its end.
+// Each iteration is one turn of the loop: it collects its lines and writes them at the end.
 void logged_line(benchmark::State& state) {
   bench::QuietServices quiet;
   PosixClock clock;
@@ -72,7 +72,7 @@ void logged_line(benchmark::State& state) {
 }
 BENCHMARK(logged_line)->Iterations(2000);
 
-// The finished lines copied together and written.
+// Floor: copies finished lines together and writes them.
 void logged_line_floor(benchmark::State& state) {
   const std::string name = temporaryPrefix() + "floor.txt";
   PosixTextFile file;

@@ -1,5 +1,5 @@
-// What the measured processes exchange, and the course of a measurement: the same for the library and its
-// floor.
+// Defines the texts that the measured processes exchange and the phases of a measurement, for the library and
+// its floor.
 #pragma once
 
 #include <chrono>
@@ -16,14 +16,14 @@ namespace quarnex::bench {
 
 constexpr int kTextsPerExchange = 20;
 constexpr std::size_t kTextBytes = 100;
-constexpr int kFirstPort = 23000;  // 9,500 ports from here end below those that the system chooses itself
+constexpr int kFirstPort = 23000;  // 9,500 ports from here stay below the range from which the system chooses
 
 struct Workload {
   bool server = false;
   int links = 0;
-  std::string_view kind;  // "idle": a query and its answer each second; "busy": batches of texts,
-                          // acknowledged; "quiet": connected, and nothing is ever due; "recorded": as busy,
-                          // and recorded into a file
+  std::string_view kind;  // "idle": one query and answer a second; "busy": batches of texts and
+                          // acknowledgements; "quiet": connected, nothing falls due; "recorded": as "busy",
+                          // with a recording
   double seconds = 0;
 
   bool recorded() const { return kind == "recorded"; }
@@ -31,7 +31,7 @@ struct Workload {
   bool quiet() const { return kind == "quiet"; }
 };
 
-/// From "server|client LINKS idle|busy|quiet|recorded SECONDS".
+/// Parses "server|client LINKS idle|busy|quiet|recorded SECONDS".
 inline Workload workloadOf(int argumentCount, char** arguments) {
   if (argumentCount != 5) {
     std::fprintf(stderr, "usage: %s server|client LINKS idle|busy|quiet|recorded SECONDS\n", arguments[0]);
@@ -41,8 +41,7 @@ inline Workload workloadOf(int argumentCount, char** arguments) {
           std::atof(arguments[4])};
 }
 
-// Messages have room for three digits of an identifier, so the ports that go with identifiers are too few
-// here.
+// A message holds three digits of an identifier, so links share identifiers and get ports of their own.
 constexpr int identifierOfLink(int link) {
   return link % 1000;
 }
@@ -67,9 +66,9 @@ inline std::string answerOf(const Workload& workload, int link) {
   return frameOf(link, workload.busy() ? "2|9ACK|9.|" : "2|9NODATA|9.|");
 }
 
-/// Sets up, lets the exchange come to its steady state, measures for the workload's seconds and reports; then
-/// goes on, since the other side may still be measuring, until it is killed. `turn` is one look at all
-/// connections, `exchanges` counts the finished ones.
+/// Sets up, waits for the steady state, measures for the workload's seconds and prints the report. Then runs
+/// on until the process is killed, because the other side may still be measuring. `turn` does one tick,
+/// `exchanges` returns the number of finished exchanges.
 template <class SetUp, class Turn, class Exchanges>
 [[noreturn]] void measure(const Workload& workload, SetUp setUp, Turn turn, Exchanges exchanges) {
   using Clock = std::chrono::steady_clock;
@@ -79,11 +78,11 @@ template <class SetUp, class Turn, class Exchanges>
     while (Seconds(Clock::now() - start).count() < seconds) turn();
     return Seconds(Clock::now() - start).count();
   };
-  constexpr double kSettlingSeconds = 3;
+  constexpr double kSteadyStateSeconds = 3;
   Report report;
   report.base = holdings();
   setUp();
-  turnFor(kSettlingSeconds);
+  turnFor(kSteadyStateSeconds);
   const double cpuBefore = cpuSeconds();
   const std::int64_t exchangesBefore = exchanges();
   report.seconds = turnFor(workload.seconds);

@@ -29,13 +29,13 @@ class ScarceHeap {
     left_ = first;
     further_ = further;
     refused = false;
-    bench::setAllocationJudge([] {
+    bench::setAllocationHook([] {
       if (StubAtWork::depth > 0 || --left_ > 0 || (left_ < 0 && !further_)) return;
       refused = true;
       throw std::bad_alloc();
     });
   }
-  ~ScarceHeap() { bench::setAllocationJudge(nullptr); }
+  ~ScarceHeap() { bench::setAllocationHook(nullptr); }
   ScarceHeap(const ScarceHeap&) = delete;
   ScarceHeap& operator=(const ScarceHeap&) = delete;
 
