@@ -1,5 +1,6 @@
-// Every stream of up to N bytes over eight codes, through the receiver and through the plain rules: the same
-// frames, the same rest. N is the argument; 8 takes some seconds in an optimized build.
+// Runs every stream of up to N bytes over eight byte values through the receiver and a plain implementation
+// of the framing rules, and compares frames and remaining bytes. N is the argument; 8 takes some seconds in
+// an optimized build.
 #include <cstdlib>
 #include <iostream>
 #include <string>
@@ -11,13 +12,13 @@ namespace {
 
 const std::string kCodes{'\2', '\3', '|', '9', 'A', 'K', '\0', '\xff'};
 
-/// One look at the stream, one character at a time.
-struct Plain {
+/// The framing rules, one character at a time.
+struct PlainReceiver {
   std::string rest, frame;
   bool inFrame = false;
 
-  /// True if a frame was completed.
-  bool look() {
+  /// Reads up to the end of a frame; true if it completed one.
+  bool cut() {
     for (std::size_t at = 0; at < rest.size(); ++at) {
       if (inFrame) {
         frame += rest[at];
@@ -38,12 +39,12 @@ struct Plain {
 
 bool agree(const std::string& stream) {
   quarnex::ConnectionRecord record;
-  Plain plain;
+  PlainReceiver plain;
   record.Ricevuto.append(stream);
   plain.rest = stream;
   while (!record.Ricevuto.empty()) {
     quarnex::cutFrame(record);
-    const bool complete = plain.look();
+    const bool complete = plain.cut();
     if (record.FrameCompleto != complete || record.Ricevuto.size() != plain.rest.size()) return false;
     if (complete && record.FrameRicevuto != plain.frame) return false;
     record.FrameCompleto = false;
@@ -57,7 +58,7 @@ bool agree(const std::string& stream) {
 int main(int count, char** arguments) {
   const int given = count > 1 ? std::atoi(arguments[1]) : 8;
   if (given < 1 || given > 10) {
-    std::cerr << "usage: every_short_stream [LENGTH]: up to which every stream is tried, 1 to 10\n";
+    std::cerr << "usage: every_short_stream [LENGTH]: tries all streams up to that length, 1 to 10\n";
     return 2;
   }
   const auto lengthMax = static_cast<std::size_t>(given);

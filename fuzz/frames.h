@@ -1,4 +1,4 @@
-// Frames for the fuzz targets, built and checked without the library's own code.
+// Computes and repairs the checksums of frames for the fuzz targets, without code of the library.
 #pragma once
 
 #include <cstddef>
@@ -8,14 +8,14 @@
 
 namespace quarnex::fuzz {
 
-/// The two checksum characters of `body` (all between start character and checksum).
+/// Returns the two checksum characters of `body`, the characters between STX and the checksum.
 inline std::string checksumOf(std::string_view body) {
   unsigned sum = 0;
   for (const char character : body) sum ^= static_cast<unsigned char>(character);
   return {static_cast<char>(64 + sum / 16), static_cast<char>(64 + sum % 16)};
 }
 
-/// Gives every frame in `bytes` (STX ... two characters, ETX) the checksum of its body, in place.
+/// Overwrites the checksum of every frame in `bytes` with the right one.
 inline void repairChecksums(std::uint8_t* bytes, std::size_t size) {
   std::size_t start = size;
   for (std::size_t at = 0; at < size; ++at) {

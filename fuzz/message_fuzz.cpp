@@ -1,4 +1,4 @@
-// One message through the splitter, against a splitter that knows nothing of the library's.
+// Fuzzes the splitting of one message into fields and compares it with an independent splitter.
 #include <cstdint>
 #include <cstdlib>
 #include <string>
@@ -10,7 +10,7 @@
 
 namespace {
 
-// The fields that a message of at most 32,766 characters holds, by the letter of the layout.
+// The fields of a message of at most 32,766 characters, as docs/protocol.md defines them.
 std::vector<std::string> fieldsOf(const std::string& message) {
   std::vector<std::string> fields;
   if (message.size() < 12) return fields;
@@ -31,7 +31,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   quarnex::test::StubHost host;
   host.addConnected(true);
   quarnex::DividiMessaggio(host.library, host.record(1), message);
-  std::size_t texts = 0, forHost = 0;  // words that nobody knows are for the host, too, but are not traced
+  std::size_t texts = 0, forHost = 0;  // unknown words reach the host, too, but leave no trace
   for (const std::string& field : fieldsOf(message)) {
     if (field.size() < 2) continue;
     if (field[0] != '9') ++texts;

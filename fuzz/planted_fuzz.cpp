@@ -1,5 +1,5 @@
-// A fault on purpose, to show that the fuzzer finds what is there: a frame with a good checksum and the word
-// "9K".
+// Crashes on a frame with a valid checksum and the word "9K". Shows that the fuzzer reaches code behind the
+// checksum.
 #include <cstdint>
 #include <cstdlib>
 #include <string>

@@ -1,5 +1,5 @@
-// A connected link, in the role that the first byte says, receives the rest in pieces; what it sends must be
-// frames.
+// Fuzzes the receiving of a connected link and checks that it sends only valid frames. The first byte selects
+// the link's role and the size of the pieces in which the rest arrives.
 #include <cstdint>
 #include <cstdlib>
 #include <string>
@@ -15,7 +15,7 @@ void require(bool holds) {
   if (!holds) std::abort();
 }
 
-// "send " STX, "9999", message, checksum, ETX, and nothing else.
+// Requires "send " and then exactly one frame: STX, "9999", message, checksum, ETX.
 void checkSent(const std::string& line) {
   const std::string frame = line.substr(5);
   require(frame.size() >= 8 && frame.front() == '\2' && frame.back() == '\3');
@@ -28,8 +28,8 @@ void checkSent(const std::string& line) {
 extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t maxSize)
     __attribute__((weak));
 
-// Most mutations break a checksum, and nothing behind the checksum would be reached: so seven in eight are
-// repaired.
+// Repairs the checksums of seven mutated inputs in eight. Without repair, almost every mutation would end at
+// the checksum.
 extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t maxSize,
                                                unsigned seed) {
   const std::size_t mutated = LLVMFuzzerMutate(data, size, maxSize);

@@ -1,4 +1,4 @@
-// Lines of JSON-RPC: each gets at most one line of an answer, whatever it holds.
+// Fuzzes the JSON-RPC requests: each line gets at most one line as its answer, and that is valid JSON.
 #include <cstdint>
 #include <cstdlib>
 #include <nlohmann/json.hpp>

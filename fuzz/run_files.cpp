@@ -1,4 +1,5 @@
-// Runs a fuzz target on files and folders of files: the corpora as tests, and a finding again.
+// Runs a fuzz target without libFuzzer on files and folders: on a corpus as a test, on a finding to reproduce
+// it.
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
