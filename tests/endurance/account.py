@@ -1,23 +1,24 @@
-"""What became of each text between two hosts that were killed: arrived, lost or doubled, and why.
+"""Explains each text between two killed hosts: arrived, lost or delivered twice, and the cause.
 
-A cause is only accepted where the rest of the record agrees with it; what has none is a fault of the library.
+Accepts a cause only if the recorded times agree with it. A loss or repetition without a cause is a fault of the
+library.
 """
 import collections
 
-SECONDS_MAX = 8  # a text that is accepted on a link that works has arrived, and is acknowledged, within these
-NOTICED_SECONDS_MAX = 1  # for so long a host may still hand over texts to a link that is broken
+SECONDS_MAX = 8  # from acceptance on a working link to arrival and acknowledgement
+NOTICED_SECONDS_MAX = 1  # time after a break in which a host may still pass texts to the broken link
 BATCH = 20
 
-SENDER_KILLED = "lost: the process that sent it was killed with it unacknowledged"
-RECEIVER_KILLED = "lost: the process that had acknowledged it was killed before its host took it"
-SENDER_EMPTIED = "lost: the sender's queues were emptied by a reconnection"
-RECEIVER_EMPTIED = "lost: the receiver's queues were emptied by a reconnection before its host took it"
+SENDER_KILLED = "lost: the sending process was killed before the acknowledgement"
+RECEIVER_KILLED = "lost: the receiving process was killed after the acknowledgement, before its host took it"
+SENDER_EMPTIED = "lost: a reconnection emptied the sender's queues"
+RECEIVER_EMPTIED = "lost: a reconnection emptied the receiver's queues before its host took it"
 OLD_ACKNOWLEDGEMENT = "lost: the first message on the new connection repeated an old acknowledgement"
-ACKNOWLEDGEMENT_LOST = "twice: the process that got it was killed before the sender had the acknowledgement"
+ACKNOWLEDGEMENT_LOST = "delivered twice: the receiving process was killed before the sender had the acknowledgement"
 
 
 class Account:
-    """The texts of one direction."""
+    """Accounts for the texts of one direction."""
 
     def __init__(self, sender, receiver):
         self.sender, self.receiver = sender, receiver
@@ -28,42 +29,42 @@ class Account:
         self.taken = collections.defaultdict(list)
         for when, life, text in receiver.taken:
             self.taken[text].append((when, life))
-            self.note_answerless(text)
-        self.newest = {}  # life of the receiver: the newest text that it took
+            self.note_unanswered(text)
+        self.newest = {}  # life of the receiver -> newest text that it took
         for _, life, text in receiver.taken:
             self.check_order(life, text)
         for text in sorted(self.sent):
-            self.judge(text)
+            self.explain(text)
 
-    def note_answerless(self, text):
-        """A text can arrive although its process was killed before it could say that it has accepted it."""
+    def note_unanswered(self, text):
+        """A text can arrive although its process was killed before it answered the request."""
         life, number = text
         if text in self.sent:
             return
-        if life <= len(self.sender.lives) and number <= self.sender.lives[life - 1].handed:
+        if life <= len(self.sender.lives) and number <= self.sender.lives[life - 1].offered:
             self.sent[text] = self.sender.lives[life - 1].killed
         else:
             self.unexplained.append(f"{text} was never sent")
 
     def check_order(self, life, text):
         if text <= self.newest.get(life, (0, 0)):
-            self.unexplained.append(f"{text} came after {self.newest[life]} in the receiver's life {life}")
+            self.unexplained.append(f"{text} arrived after {self.newest[life]} in life {life} of the receiver")
         self.newest[life] = max(text, self.newest.get(life, (0, 0)))
 
-    def judge(self, text):
+    def explain(self, text):
         taken = self.taken[text]
-        self.counts["handed over"] += 1
+        self.counts["sent"] += 1
         self.counts["arrived"] += bool(taken)
         causes = [self.cause_of_loss(text)] if not taken else [
             self.cause_of_repetition(text, *pair) for pair in zip(taken, taken[1:])]
         for cause in causes:
             self.counts[cause] += 1
             if cause is None:
-                self.unexplained.append(f"{self.sender.side}.{text[0]}.{text[1]}, accepted at {self.sent[text]:.2f}, taken "
-                                        f"{taken}; {self.sender.lives[text[0] - 1]}")
+                self.unexplained.append(f"{self.sender.side}.{text[0]}.{text[1]}, accepted at {self.sent[text]:.2f}, "
+                                        f"taken {taken}; {self.sender.lives[text[0] - 1]}")
 
     def cause_of_repetition(self, text, first, second):
-        """The latest batch of a life comes again, to the next life."""
+        """The sender repeats the latest batch of one life of the receiver to its next life."""
         life = self.receiver.lives[first[1] - 1]
         last = [other for _, own_life, other in self.receiver.taken if own_life == first[1]][-BATCH:]
         if second[1] > first[1] and text in last and life.killed - first[0] < SECONDS_MAX:
@@ -92,12 +93,12 @@ class Account:
         return None
 
     def soon(self, moment, end):
-        """Whether a text of that moment can still have been on its way at the end: not if it had time to arrive."""
+        """True if a text of that moment may not have arrived by `end`, given a working link's delay and the breaks."""
         return end - moment < SECONDS_MAX or any(
             moment - NOTICED_SECONDS_MAX < broken < min(end, moment + SECONDS_MAX) for broken in self.breaks)
 
     def is_in_first_batch(self, text):
-        """The first batch of a process, none of which came, while its peer is older and had something to repeat."""
+        """True for the first batch of a process whose older peer had a message to repeat, if none of it arrived."""
         life = self.sender.lives[text[0] - 1]
         return text[1] <= BATCH and not any(self.taken.get((text[0], number)) for number in range(1, text[1])) and any(
             other.began < life.began < other.killed for other in self.receiver.lives)

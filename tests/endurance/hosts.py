@@ -1,7 +1,7 @@
-"""Hosts of one link each: `quarn rpc` processes that exchange texts, are killed at any moment and start again.
+"""Drives hosts of one link each: `quarn rpc` processes that exchange texts, are killed at any moment and start again.
 
-Each text says who sent it: "client.3.17" is the 17th text of the client's third life. What was handed over and what came
-is noted here, outside the processes, and outlives them.
+Each text names its sender: "client.3.17" is the 17th text of the client's third life. This program keeps the list of
+texts sent and received, so it survives the processes.
 """
 import asyncio
 import dataclasses
@@ -10,26 +10,26 @@ import time
 
 POLL_SECONDS = 0.25
 BURST = 6
-BURSTS = 0.3  # share of the polls: a client that always had texts would never ask for those of its server
+BURSTS = 0.3  # share of polls that send; a client that always has texts never asks for the server's texts
 ITEMS_PER_POLL = 8
-FAILURES = ("X000E0991[", "X000E0109[")  # the queues have just been emptied
+FAILURES = ("X000E0991[", "X000E0109[")  # reports that follow the emptying of the queues
 
 
 @dataclasses.dataclass
 class Life:
-    """One process: when it began and ended, and when its host read that the link had failed."""
+    """One process: its start, its end, and the times at which its host read a report of a failed link."""
     began: float
     killed: float = float("inf")
     emptied: list = dataclasses.field(default_factory=list)
-    handed: int = 0  # texts that were offered to the library
+    offered: int = 0  # texts passed to the library, answered or not
 
 
 class Host:
-    def __init__(self, command, side, identifier, drawn):
-        self.command, self.side, self.identifier, self.random = command, side, identifier, drawn
+    def __init__(self, command, side, identifier, rng):
+        self.command, self.side, self.identifier, self.random = command, side, identifier, rng
         self.lives = []
-        self.sent = {}  # (life, number): when the library had accepted it
-        self.taken = []  # (when, own life, (life, number) of the peer), in order
+        self.sent = {}  # (life, number) -> time at which the library accepted the text
+        self.taken = []  # (time, own life, (life, number) of the peer), in order of arrival
         self.sending = True
 
     async def start(self):
@@ -40,11 +40,11 @@ class Host:
         self.turning = asyncio.create_task(self.turn())
 
     def kill(self):
-        """Ends the process without a warning; what it has answered before can still be read."""
+        """Kills the process; its earlier answers can still be read."""
         self.process.kill()
         self.lives[-1].killed = time.monotonic()
 
-    async def buried(self):
+    async def ended(self):
         await self.turning
         await self.process.wait()
 
@@ -53,24 +53,24 @@ class Host:
             raise self.turning.exception() or RuntimeError(f"{self.side} {self.identifier} ended by itself")
 
     async def turn(self):
-        """The host's loop, until the process is gone."""
-        results = await self.carry_out([("Init", ""), ("Add", "TEST", self.identifier, self.side == "client", True),
+        """Runs the host's loop until the process ends."""
+        results = await self.request([("Init", ""), ("Add", "TEST", self.identifier, self.side == "client", True),
                                         ("Apri", 1), ("Connesso", 1)])
         while results is not None:
             requests = [("GetMessaggioArrivato", 1)] * ITEMS_PER_POLL
             if results[-1] and self.sending and self.random.random() < BURSTS:
                 requests += [("Invia", 1, self.next_text()) for _ in range(BURST)]
             before = len(self.taken)
-            results = await self.carry_out([*requests, ("Connesso", 1)])
+            results = await self.request([*requests, ("Connesso", 1)])
             if len(self.taken) < before + ITEMS_PER_POLL:
                 await asyncio.sleep(POLL_SECONDS)
 
     def next_text(self):
-        self.lives[-1].handed += 1
-        return f"{self.side}.{len(self.lives)}.{self.lives[-1].handed}"
+        self.lives[-1].offered += 1
+        return f"{self.side}.{len(self.lives)}.{self.lives[-1].offered}"
 
-    async def carry_out(self, requests):
-        """The results; None if the process is gone."""
+    async def request(self, requests):
+        """Sends the requests and returns their results; None if the process has ended."""
         lines = [json.dumps({"jsonrpc": "2.0", "id": 1, "method": method, "params": parameters})
                  for method, *parameters in requests]
         self.process.stdin.write(("\n".join(lines) + "\n").encode())
@@ -95,8 +95,8 @@ class Host:
         elif item.startswith(FAILURES):
             self.lives[-1].emptied.append(time.monotonic())
 
-    def heard_since(self, peer, moment):
-        """Whether it has got a text that its peer handed over after that moment."""
+    def has_text_since(self, peer, moment):
+        """True if it has received a text that its peer sent after that moment."""
         return bool(self.taken) and peer.sent.get(self.taken[-1][2], 0) > moment
 
 
@@ -105,4 +105,4 @@ def identity(text):
         _, life, number = text.split(".")
         return int(life), int(number)
     except ValueError:
-        raise RuntimeError(f"{text!r} is no text of these hosts: does another program use their ports?") from None
+        raise RuntimeError(f"{text!r} is not a text of these hosts: does another program use their ports?") from None

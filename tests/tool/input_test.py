@@ -1,4 +1,4 @@
-"""What the tool makes of its command line, its requests and its lines; nothing here waits for a link."""
+"""Tests the tool's command line, its JSON-RPC requests and its input lines. No test waits for a link."""
 
 import json
 import pathlib
@@ -53,8 +53,8 @@ class Requests(unittest.TestCase):
         (request("ProntoPerUscire", []), -1),
     ]
 
-    def test_each_line_gets_its_answer(self):
-        lines = "\n".join(line for line, _ in self.ROWS)  # the last one without its end
+    def test_each_request_line_gets_its_result_or_error(self):
+        lines = "\n".join(line for line, _ in self.ROWS)  # the last line has no line end
         result = run("rpc", text=lines.encode("latin-1"))
         answers = [json.loads(line) for line in result.stdout.splitlines()]
         self.assertEqual((0, len(self.ROWS)), (result.returncode, len(answers)))
@@ -64,12 +64,12 @@ class Requests(unittest.TestCase):
                 got = answer["error"]["code"] if "error" in answer else answer["result"]
                 self.assertEqual((type(expected), expected), (type(got), got))
 
-    def test_requests_without_id_are_carried_out_and_not_answered(self):
+    def test_requests_without_id_are_executed_and_not_answered(self):
         silent = json.dumps({"jsonrpc": "2.0", "method": "Add", "params": ["T", 1, True, False]})
         result = run("rpc", text=f"{silent}\n{request('Add', ['T', 1, True, False], id='x')}\n".encode())
         self.assertEqual(b'{"jsonrpc":"2.0","id":"x","result":2}\n', result.stdout)
 
-    def test_answers_to_a_burst_wait_for_a_slow_reader(self):
+    def test_all_answers_to_a_burst_reach_a_slow_reader(self):
         burst = "".join(request("Connesso", [1], id=i) + "\n" for i in range(50_000))
         process = subprocess.Popen(f"{QUARN} rpc | (sleep 1; cat)", shell=True, stdin=subprocess.PIPE,
                                    stdout=subprocess.PIPE)
@@ -78,7 +78,7 @@ class Requests(unittest.TestCase):
 
 
 class Lines(unittest.TestCase):
-    ROWS = [  # line, what is said about it ("" = nothing)
+    ROWS = [  # line, part of the warning about it ("" = no warning)
         (b"HELLO", b""),
         (b"", b"an empty text is not sent"),
         (b"x", b"one character"),
@@ -98,23 +98,23 @@ class Lines(unittest.TestCase):
         (b"T" * 2_000_000, b"far too long"),
     ]
 
-    def test_lines_that_do_not_arrive_as_they_stand_are_named(self):
+    def test_lines_that_would_change_on_the_way_are_reported_by_number(self):
         text = b"\n".join(line for line, _ in self.ROWS)
         result = run("call", "TEST", str(next(IDENTIFIERS)), "--wait", "0", text=text)
         self.assertEqual(1, result.returncode)
         self.assertIn(b"not sent", result.stderr)
         for number, (_, words) in enumerate(self.ROWS, 1):
-            said = [line for line in result.stderr.splitlines() if b" line %d: " % number in line]
+            warnings = [line for line in result.stderr.splitlines() if b" line %d: " % number in line]
             with self.subTest(number=number):
-                self.assertEqual(bool(words), bool(said), said)
-                self.assertIn(words, b"".join(said))
+                self.assertEqual(bool(words), bool(warnings), warnings)
+                self.assertIn(words, b"".join(warnings))
 
-    def test_nothing_to_send_ends_at_once(self):
+    def test_a_session_without_input_ends_at_once(self):
         self.assertEqual(0, run("listen", "TEST", str(next(IDENTIFIERS))).returncode)
 
 
 class CommandLine(unittest.TestCase):
-    ROWS = [  # arguments, exit status, standard output, standard error (what they hold)
+    ROWS = [  # arguments, exit status, part of standard output, part of standard error
         ("", 2, "", "A subcommand is required"),
         ("bogus", 2, "", '"bogus" is no command or option'),
         ("listen ABC", 2, "", "ID is required"),
@@ -160,7 +160,7 @@ class CommandLine(unittest.TestCase):
           for command in ("listen", "call", "rpc", "ports", "replay", "shrink", "simulate", "completion")],
     ]
 
-    def test_answers(self):
+    def test_arguments_get_their_exit_status_and_output(self):
         for arguments, status, output, error in self.ROWS:
             with self.subTest(arguments):
                 result = run(*arguments.split())
@@ -171,7 +171,7 @@ class CommandLine(unittest.TestCase):
                 if status == 2:
                     self.assertEqual(1, result.stderr.count(b"\n"), result.stderr)
 
-    def test_bash_completion(self):
+    def test_bash_completes_commands_types_and_options(self):
         rows = {"li": "listen", "call MI": "MIRTAN", "call ABC 5 --tr": "--trace", "completion zs": ""}
         for typed, completed in rows.items():
             words = ["quarn", *typed.split()]

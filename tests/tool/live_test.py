@@ -1,4 +1,4 @@
-"""Links over real TCP. An activation takes its 10 seconds here, so all scenarios run at the same time."""
+"""Tests links over real TCP. Every link waits 10 seconds before it calls or listens, so all scenarios run at once."""
 
 import concurrent.futures
 import os
@@ -13,7 +13,7 @@ CHECK = unittest.TestCase()
 ALL_BYTES = bytes(code for code in range(256) if code not in b"\x03|")
 
 
-def client_speaks_bytes(identifier):
+def client_exchanges_the_exact_bytes(identifier):
     with Peer.listen(identifier) as listener, Rpc() as rpc:
         link = rpc.open("TEST", identifier, client=True)
         rpc.Invia(link, "HELLO")
@@ -35,7 +35,7 @@ def client_speaks_bytes(identifier):
         rpc.wait_for(lambda: rpc.ProntoPerUscire() == -1)
 
 
-def server_speaks_bytes(identifier):
+def server_exchanges_the_exact_bytes(identifier):
     with Rpc() as rpc:
         link = rpc.open("TEST", identifier, client=False)
         peer = Peer.call(identifier)
@@ -45,7 +45,7 @@ def server_speaks_bytes(identifier):
             rpc.Invia(link, text.decode())
         peer.send(b"9!", b"AB", b"9CMD", b"9.")
         peer.expect(b"9ACK", b"9.")
-        for _ in range(2):  # without an acknowledgement the same batch comes again
+        for _ in range(2):  # the server repeats a batch until it is acknowledged
             peer.send(b"9QRY", b"9.")
             peer.expect(*texts[:20], b"9CMD", b"9.")
         peer.send(b"9ACK", b"9QRY", b"9.")
@@ -57,7 +57,7 @@ def server_speaks_bytes(identifier):
         CHECK.assertEqual([f"X000E0702[#I{identifier}#$TTEST$]"], rpc.items(link, 1))
 
 
-def refused_call_is_reported(identifier):
+def refused_call_is_reported_with_702_and_991(identifier):
     with Rpc() as rpc:
         link = rpc.open("TEST", identifier, client=True)
         where = f"127.0.0.1:{FIRST_PORT + identifier}"
@@ -66,8 +66,7 @@ def refused_call_is_reported(identifier):
         CHECK.assertEqual(expected, rpc.items(link, 2))
 
 
-def sessions_exchange_lines(identifier):
-    """Both are recorded, and the recordings play."""
+def sessions_exchange_lines_and_their_recordings_replay(identifier):
     with tempfile.TemporaryDirectory() as directory:
         recordings = [os.path.join(directory, role) for role in ("server", "client")]
         exchange_lines(identifier, *recordings)
@@ -83,47 +82,47 @@ def exchange_lines(identifier, server_recording, client_recording):
     server.write(*down)
     CHECK.assertEqual(up, server.read(45))
     CHECK.assertEqual(down, client.read(45))
-    status, _, said = client.finish()
-    CHECK.assertEqual(0, status, said)
-    CHECK.assertIn(b"done: 45 lines acknowledged, 45 texts received", said)
-    CHECK.assertIn(b"| CHIAMO ETH %d TEST %d 127.0.0.1" % (identifier, FIRST_PORT + identifier), said)
-    server.see(b"the peer asked to close")
+    status, _, messages = client.finish()
+    CHECK.assertEqual(0, status, messages)
+    CHECK.assertIn(b"done: 45 lines acknowledged, 45 texts received", messages)
+    CHECK.assertIn(b"| CHIAMO ETH %d TEST %d 127.0.0.1" % (identifier, FIRST_PORT + identifier), messages)
+    server.await_message(b"the peer asked to close")
     server.process.send_signal(signal.SIGINT)
-    server.see(b"done: 45 lines acknowledged, 45 texts received")
+    server.await_message(b"done: 45 lines acknowledged, 45 texts received")
     CHECK.assertEqual(0, server.finish()[0])
 
 
-def losses_are_told(identifier):
+def losses_are_reported(identifier):
     with Peer.listen(identifier) as listener:
         session = Session("call", identifier, "--wait", "3", "--trace")
-        session.see(b"| ATTIVATO SOCKET CLIENT")
+        session.await_message(b"| ATTIVATO SOCKET CLIENT")
         session.write(b"first", b"second", b"A|BB", b"third")
         peer = Peer.accept(listener, identifier)
         peer.expect(b"first", b"second", b"9CMD", b"9.")
         peer.send(b"9ACK", b"9.")
-        peer.expect(b"A|BB", b"9CMD", b"9.")  # alone: the pieces of one text push others out
-        session.see(b"connected to 127.0.0.1:%d" % (FIRST_PORT + identifier))
+        peer.expect(b"A|BB", b"9CMD", b"9.")  # alone: a text that the peer splits must not displace others
+        session.await_message(b"connected to 127.0.0.1:%d" % (FIRST_PORT + identifier))
         peer.send(b"9K", b"9.")
-        session.see(b"line 3: may not have arrived")
-        status, _, said = session.finish()
-        CHECK.assertEqual(1, status, said)
-        CHECK.assertIn(b"line 4: not sent", said)
-        CHECK.assertIn(b"not done: 2 lines acknowledged, 2 lines lost, 0 texts received", said)
+        session.await_message(b"line 3: may not have arrived")
+        status, _, messages = session.finish()
+        CHECK.assertEqual(1, status, messages)
+        CHECK.assertIn(b"line 4: not sent", messages)
+        CHECK.assertIn(b"not done: 2 lines acknowledged, 2 lines lost, 0 texts received", messages)
 
 
-def interruptions(identifier):
+def signals_end_a_session(identifier):
     with Peer.listen(identifier) as listener:
         session = Session("call", identifier)
         session.write(b"never acknowledged")
         peer = Peer.accept(listener, identifier)
         peer.expect(b"never acknowledged", b"9CMD", b"9.")
         session.process.send_signal(signal.SIGTERM)
-        session.see(b"closing; once more ends it at once")
+        session.await_message(b"closing; once more ends it at once")
         session.process.send_signal(signal.SIGINT)
         CHECK.assertEqual(130, session.finish()[0])
 
 
-def broken_output_closes(identifier):
+def broken_output_closes_the_link(identifier):
     with Peer.listen(identifier) as listener:
         session = Session("call", identifier)
         session.process.stdout.close()
@@ -132,20 +131,21 @@ def broken_output_closes(identifier):
         peer.send(b"nobody reads this", b"9CMD", b"9.")
         peer.expect(b"9ACK", b"9QRY", b"9.")
         peer.send(b"9NODATA", b"9.")
-        session.see(b"standard output: Broken pipe")
+        session.await_message(b"standard output: Broken pipe")
         peer.answer_queries_until(b"9K", b"9CMD", b"9.")
         peer.connection.close()
-        status, _, said = session.finish()
-        CHECK.assertEqual(1, status, said)
-        CHECK.assertIn(b"done: 0 lines acknowledged, 1 text received", said)
+        status, _, messages = session.finish()
+        CHECK.assertEqual(1, status, messages)
+        CHECK.assertIn(b"done: 0 lines acknowledged, 1 text received", messages)
 
 
-SCENARIOS = [client_speaks_bytes, server_speaks_bytes, refused_call_is_reported,
-             sessions_exchange_lines, losses_are_told, interruptions, broken_output_closes]
+SCENARIOS = [client_exchanges_the_exact_bytes, server_exchanges_the_exact_bytes,
+             refused_call_is_reported_with_702_and_991, sessions_exchange_lines_and_their_recordings_replay,
+             losses_are_reported, signals_end_a_session, broken_output_closes_the_link]
 
 
 class LiveLinks(unittest.TestCase):
-    def test_scenarios(self):
+    def test_every_scenario_passes(self):
         with concurrent.futures.ThreadPoolExecutor(len(SCENARIOS)) as pool:
             running = {s.__name__: pool.submit(s, next(IDENTIFIERS)) for s in SCENARIOS}
         for name, scenario in running.items():
@@ -154,4 +154,4 @@ class LiveLinks(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main(warnings="ignore")  # scenarios leave their sockets to the end of the process
+    unittest.main(warnings="ignore")  # the sockets of the scenarios stay open until the process ends

@@ -1,4 +1,4 @@
-"""A peer written by hand: plain sockets and its own frames, none of the library's code."""
+"""Plays a peer over a plain socket and builds its own frames, without code of the library."""
 
 import functools
 import operator
@@ -10,21 +10,21 @@ FIRST_PORT = 20100
 
 
 def frame(message: bytes) -> bytes:
-    """The frame of a message: STX, "9999", the message, two characters of checksum, ETX."""
+    """Returns the frame of a message: STX, "9999", the message, two characters of checksum, ETX."""
     body = b"9999" + message
     checksum = functools.reduce(operator.xor, body, 0)
     return b"\x02" + body + bytes([64 + checksum // 16, 64 + checksum % 16]) + b"\x03"
 
 
 def message(identifier: int, *fields: bytes) -> bytes:
-    """A message: "000", the identifier, the count of its fields and the fields."""
+    """Returns a message: "000", the identifier, the count of its fields and the fields."""
     head = b"000%03d%c" % (identifier, 48 + len(fields))
     return head + b"".join(b"|" + field for field in fields) + b"|"
 
 
 def free_identifiers():
-    """Identifiers whose port nobody holds, each of them once. To the end of this process no other takes them: it holds
-    the UDP port of the same number, as all tests do."""
+    """Yields identifiers with a free port, each once. Reserves each against other test processes until this process
+    ends: all tests hold the UDP port of the same number."""
     guards = []
     start = os.getpid() * 37  # tests that run at the same time begin far apart
     for i in range(900):
@@ -45,7 +45,7 @@ IDENTIFIERS = free_identifiers()
 
 
 class Peer:
-    """One connection, seen from the peer's side. What arrives has to be, byte for byte, what is expected."""
+    """The peer's side of one connection. Received bytes must equal the expected bytes."""
 
     PATIENCE = 20
 

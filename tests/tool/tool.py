@@ -1,4 +1,4 @@
-"""The console tool as a process: quarn rpc with its requests, sessions with their lines."""
+"""Runs the console tool as a process: `quarn rpc` with requests, `quarn listen` and `quarn call` with lines."""
 
 import json
 import os
@@ -13,7 +13,7 @@ def run(*arguments: str, text: bytes = b"", **options) -> subprocess.CompletedPr
 
 
 class Rpc:
-    """One `quarn rpc`; a method is called by its name: rpc.Add("ABC", 5, True, True)."""
+    """One `quarn rpc` process. Call a method by its name: rpc.Add("ABC", 5, True, True)."""
 
     def __init__(self):
         self.process = subprocess.Popen([QUARN, "rpc"], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
@@ -49,7 +49,7 @@ class Rpc:
         return link
 
     def wait_for(self, condition, seconds=25):
-        """Polls until the condition yields something true, and returns it."""
+        """Polls until the condition returns a true value, and returns it."""
         end = time.monotonic() + seconds
         while not (result := condition()):
             if time.monotonic() > end:
@@ -58,7 +58,7 @@ class Rpc:
         return result
 
     def items(self, link: int, count: int, reports=True) -> list:
-        """The next `count` items of the link, reports without their time of day, or not at all."""
+        """Returns the next `count` items of the link. Removes the time of day from reports, or skips reports."""
         found = []
         while len(found) < count:
             item = self.wait_for(lambda: self.GetMessaggioArrivato(link))
@@ -70,7 +70,7 @@ class Rpc:
 
 
 class Session:
-    """One `quarn listen` or `quarn call` whose input stays open until `finish`."""
+    """One `quarn listen` or `quarn call` process. Its input stays open until `finish`."""
 
     def __init__(self, command: str, identifier: int, *options: str):
         self.process = subprocess.Popen(
@@ -83,14 +83,14 @@ class Session:
     def read(self, count: int) -> list:
         return [self.process.stdout.readline().rstrip(b"\n") for _ in range(count)]
 
-    def see(self, words: bytes):
-        """Reads what the tool says up to a line that holds `words`."""
+    def await_message(self, words: bytes):
+        """Reads messages from standard error up to a line that contains `words`."""
         for line in self.process.stderr:
             if words in line:
                 return
-        raise AssertionError(f"{words!r} was not said")
+        raise AssertionError(f"no message contains {words!r}")
 
     def finish(self):
-        """Ends the input; the exit status, the rest of the output and the rest of what was said."""
-        rest, said = self.process.communicate(timeout=90)
-        return self.process.returncode, rest, said
+        """Closes the input; returns the exit status, the rest of standard output and the rest of standard error."""
+        rest, messages = self.process.communicate(timeout=90)
+        return self.process.returncode, rest, messages
