@@ -5,10 +5,12 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <utility>
 
 #include "platform/posix/descriptor.h"
 #include "platform/posix/error_numbers.h"
+#include "services/quiet_thread.h"
 
 namespace quarnex {
 namespace {
@@ -56,6 +58,17 @@ std::unique_ptr<Storage> createStorage(const std::filesystem::path& path) {
   Descriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
   if (!file.valid()) throw fileFailure(errno);
   return std::make_unique<PosixStorage>(std::move(file));
+}
+
+// A new thread inherits the signal mask of the thread that starts it (pthread_create(3)).
+std::thread startQuietThread(std::function<void()> body) {
+  sigset_t all{};
+  sigset_t before{};
+  ::sigfillset(&all);
+  ::pthread_sigmask(SIG_SETMASK, &all, &before);
+  std::thread thread(std::move(body));
+  ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  return thread;
 }
 
 }  // namespace quarnex
