@@ -96,8 +96,14 @@ TEST_P(FailingOperations, LeaveALinkThatComesBack) {
   EXPECT_TRUE(met);
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, FailingOperations,
-                         testing::ValuesIn(allOperations().begin(), allOperations().end()),
+std::vector<Operation> operationsThatMayFail() {
+  std::vector<Operation> some;
+  for (std::size_t i = 0; i < kOperations.size(); ++i)
+    if (kOperations[i].mayFail) some.push_back(static_cast<Operation>(i));
+  return some;
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, FailingOperations, testing::ValuesIn(operationsThatMayFail()),
                          [](const auto& row) { return std::string(nameOf(row.param)); });
 
 }  // namespace

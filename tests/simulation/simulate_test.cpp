@@ -136,12 +136,12 @@ struct Stage {
     for (const char* text : texts) ledger.send(towardsClient(), text, at);
   }
   Stage& endClient() {
-    client.sockets.raise(SocketArray::ClientSocket, 1, simulated::EventKind::Close, 0);
+    client.sockets.raise(SocketArray::ClientSocket, 1, EventKind::Close, 0);
     return *this;
   }
   /// The server's phase deadline once its connection has ended so.
   Instant& endServer(std::int16_t code) {
-    server.sockets.raise(SocketArray::SrvAccept, 1, simulated::EventKind::Close, code);
+    server.sockets.raise(SocketArray::SrvAccept, 1, EventKind::Close, code);
     return serverLink().ScadenzaStato;
   }
   /// In that sub-state the client looks at its link from now on, and does nothing.
@@ -277,9 +277,9 @@ TEST(AHash, SeesEveryPartOfALine) {
   std::vector<LineParts> lines = {{},
                                   {.kind = LineKind::Tick},
                                   {.nested = true},
-                                  {.event = recording::EventKind::Accept},
-                                  {.operation = recording::Operation::Fetch},
-                                  {.property = recording::Property::LocalPort},
+                                  {.event = EventKind::Accept},
+                                  {.operation = Operation::Fetch},
+                                  {.operation = Operation::LocalPort},
                                   {.socket = {SocketArray::SrvAccept, 0}},
                                   {.socket = {SocketArray::ClientSocket, 1}},
                                   {.number = -1},

@@ -14,14 +14,11 @@
 #include "platform/simulated/random.h"
 #include "platform/simulated/simulated_loop.h"
 #include "platform/simulated/simulated_network.h"
-#include "services/socket_service.h"
+#include "services/operation.h"
 
 namespace quarnex::simulated {
 
 class SimulatedSocket;
-
-/// What an event can be.
-enum class EventKind : std::uint8_t { Connect, Close, Receive, Accept };
 
 /// Events that do not come as they should. Chances are in a thousand.
 struct EventTrouble {

@@ -24,6 +24,13 @@ Enum oneOf(const Table& table, std::string_view word, Projection projection = {}
   return static_cast<Enum>(found - table.begin());
 }
 
+/// The operation of that name, as long as `fits` holds for it.
+Operation operationNamed(std::string_view word, bool (*fits)(Operation)) {
+  const auto operation = oneOf<Operation>(kOperations, word, &OperationShape::name);
+  if (!fits(operation)) throw WrongValue("\"" + std::string(word) + "\" is unknown");
+  return operation;
+}
+
 SocketId socketOf(const LineFields& fields) {
   constexpr std::array arrays = {SocketArray::ClientSocket, SocketArray::ServerSocket,
                                  SocketArray::SrvAccept};
@@ -106,15 +113,15 @@ void fillArgument(Line& line, LineFields& fields) {
       line.text = fields.bytes(Key::Name);
       return;
     default:
-      if (shapeOf(line.operation).argument == ValueKind::Integer)
+      if (shapeOf(line.operation).argument == OperandKind::Number)
         line.number = fields.integer<std::int32_t>(Key::Value);
-      if (shapeOf(line.operation).argument == ValueKind::String) line.text = fields.bytes(Key::Value);
+      if (shapeOf(line.operation).argument == OperandKind::Text) line.text = fields.bytes(Key::Value);
   }
 }
 
 void fillDid(Line& line, LineFields& fields) {
   line.kind = LineKind::Performed;
-  line.operation = oneOf<Operation>(kOperations, fields.word(Key::Did), &OperationShape::name);
+  line.operation = operationNamed(fields.word(Key::Did), hasOwnLine);
   if (line.operation == Operation::Send) throw WrongValue("\"send\" is written as \"sent\"");
   line.socket = shapeOf(line.operation).onSocket ? socketOf(fields) : SocketId{};
   line.number = 0;
@@ -155,32 +162,23 @@ void fillFetched(Line& line, LineFields& fields) {
 }
 
 void fillFailed(Line& line, LineFields& fields) {
-  const std::string_view name = fields.word(Key::Failed);
-  const auto read = std::ranges::find(kProperties, name, &PropertyShape::name);
-  bool onSocket = false;
-  if (read != kProperties.end()) {
-    line.kind = LineKind::FailedRead;
-    line.property = static_cast<Property>(read - kProperties.begin());
-    onSocket = read->onSocket;
-  } else {
-    line.kind = LineKind::FailedOperation;
-    line.operation = oneOf<Operation>(kOperations, name, &OperationShape::name);
-    if (line.operation == Operation::CloseLog) throw Damage("lets \"closeLog\" fail, which never fails");
-    onSocket = shapeOf(line.operation).onSocket;
-  }
-  line.socket = onSocket ? socketOf(fields) : SocketId{};
+  line.operation = operationNamed(fields.word(Key::Failed),
+                                  [](Operation one) { return hasOwnLine(one) || isProperty(one); });
+  line.kind = isRead(line.operation) ? LineKind::FailedRead : LineKind::FailedOperation;
+  if (line.operation == Operation::CloseLog) throw Damage("lets \"closeLog\" fail, which never fails");
+  line.socket = shapeOf(line.operation).onSocket ? socketOf(fields) : SocketId{};
   line.number = fields.integer<std::int32_t>(Key::Number);
   line.text = fields.bytes(Key::Description);
 }
 
 void fillProperty(Line& line, LineFields& fields) {
   line.kind = LineKind::Property;
-  line.property = oneOf<Property>(kProperties, fields.word(Key::Property), &PropertyShape::name);
-  const PropertyShape& shape = shapeOf(line.property);
+  line.operation = operationNamed(fields.word(Key::Property), isProperty);
+  const OperationShape& shape = shapeOf(line.operation);
   line.socket = shape.onSocket ? socketOf(fields) : SocketId{};
-  if (shape.isText) {
+  if (shape.result == OperandKind::Text) {
     line.text = fields.bytes(Key::Value);
-  } else if (line.property == Property::Period) {
+  } else if (line.operation == Operation::Period) {
     line.number = fields.integer<std::int16_t>(Key::Value);
   } else {
     line.number = fields.integer<std::int32_t>(Key::Value);

@@ -152,8 +152,8 @@ void addOperation(Draft& draft, const LineParts& line) {
     draft.add("{\"did\":\"", shape.name, '"');
   }
   if (shape.onSocket) appendSocket(draft, line.socket);
-  if (shape.argument == ValueKind::Integer) draft.add(argumentKey(line.operation), line.number);
-  if (shape.argument == ValueKind::String && line.operation != Operation::Send) {
+  if (shape.argument == OperandKind::Number) draft.add(argumentKey(line.operation), line.number);
+  if (shape.argument == OperandKind::Text && line.operation != Operation::Send) {
     draft.add(argumentKey(line.operation));
     draft.addText(line.text);
   }
@@ -175,8 +175,8 @@ void addFetched(Draft& draft, const LineParts& line) {
   appendSocket(draft, line.socket);
 }
 
-template <class Shape>
-void addFailed(Draft& draft, const LineParts& line, const Shape& shape) {
+void addFailed(Draft& draft, const LineParts& line) {
+  const OperationShape& shape = shapeOf(line.operation);
   draft.add("{\"failed\":\"", shape.name, '"');
   if (shape.onSocket) appendSocket(draft, line.socket);
   draft.add(",\"number\":", line.number, ",\"description\":");
@@ -184,11 +184,11 @@ void addFailed(Draft& draft, const LineParts& line, const Shape& shape) {
 }
 
 void addProperty(Draft& draft, const LineParts& line) {
-  const PropertyShape& shape = shapeOf(line.property);
+  const OperationShape& shape = shapeOf(line.operation);
   draft.add("{\"property\":\"", shape.name, '"');
   if (shape.onSocket) appendSocket(draft, line.socket);
   draft.add(",\"value\":");
-  if (shape.isText) {
+  if (shape.result == OperandKind::Text) {
     draft.addText(line.text);
   } else {
     draft.add(line.number);
@@ -221,9 +221,8 @@ void addParts(Draft& draft, const LineParts& line) {
     case LineKind::Fetched:
       return addFetched(draft, line);
     case LineKind::FailedOperation:
-      return addFailed(draft, line, shapeOf(line.operation));
     case LineKind::FailedRead:
-      return addFailed(draft, line, shapeOf(line.property));
+      return addFailed(draft, line);
     case LineKind::Property:
       return addProperty(draft, line);
     case LineKind::Now:

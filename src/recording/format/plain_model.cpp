@@ -41,32 +41,32 @@ void PlainModel::setClock(const Line& stepOrNow) {
 }
 
 void PlainModel::setProperty(const Line& line) {
-  if (line.property == Property::Period) period = static_cast<std::int16_t>(line.number);
+  if (line.operation == Operation::Period) period = static_cast<std::int16_t>(line.number);
   SocketModel* socket = find(line.socket);
   if (socket == nullptr) return;
-  switch (line.property) {
-    case Property::State:
+  switch (line.operation) {
+    case Operation::State:
       socket->status.state = line.number;
       return;
-    case Property::StatusText:
+    case Operation::StatusText:
       socket->status.text = line.text;
       return;
-    case Property::LocalPort:
+    case Operation::LocalPort:
       socket->localPort = line.number;
       return;
-    case Property::RemotePort:
+    case Operation::RemotePort:
       socket->remotePort = line.number;
       return;
-    case Property::RemoteHost:
+    case Operation::RemoteHost:
       socket->remoteHost = line.text;
       return;
-    case Property::BytesWaiting:
+    case Operation::BytesWaiting:
       socket->bytesWaiting = line.number;
       return;
-    case Property::ReceivedText:
+    case Operation::ReceivedText:
       socket->receivedText = line.text;
       return;
-    case Property::Period:
+    default:
       return;
   }
 }
@@ -80,9 +80,9 @@ void PlainModel::happened(const Line& event) {
   }
 }
 
-void PlainModel::failIfListed(Property property, SocketId socket) const {
+void PlainModel::failIfListed(Operation property, SocketId socket) const {
   const auto found = std::ranges::find_if(
-      failing_, [&](const Line& line) { return line.property == property && line.socket == socket; });
+      failing_, [&](const Line& line) { return line.operation == property && line.socket == socket; });
   if (found != failing_.end()) throw Failure(found->number, found->text);
 }
 

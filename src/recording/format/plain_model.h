@@ -46,7 +46,7 @@ class PlainModel {
   void letSucceed() { failing_.clear(); }
 
   /// Throws the failure that a line gave to this read, if it is still to fail.
-  void read(Property property, SocketId socket) const {
+  void read(Operation property, SocketId socket) const {
     if (!failing_.empty()) failIfListed(property, socket);
   }
 
@@ -55,7 +55,7 @@ class PlainModel {
   std::int16_t period = 0;
 
  private:
-  void failIfListed(Property property, SocketId socket) const;
+  void failIfListed(Operation property, SocketId socket) const;
 
   std::vector<std::unique_ptr<SocketModel>> sockets_[3];  // by array, then by index
   std::vector<Line> failing_;

@@ -28,11 +28,11 @@ class PlayedSocket final : public SocketInstance {
   PlayedSocket(Course& course, PlainModel& plain, SocketModel& model, SocketId id)
       : course_(course), plain_(plain), model_(model), id_(id) {}
 
-  std::int32_t state() override { return read(Property::State, model_.status.state); }
-  std::string statusText() override { return read(Property::StatusText, model_.status.text); }
-  std::int32_t localPort() override { return read(Property::LocalPort, model_.localPort); }
-  std::int32_t remotePort() override { return read(Property::RemotePort, model_.remotePort); }
-  std::string remoteHost() override { return read(Property::RemoteHost, model_.remoteHost); }
+  std::int32_t state() override { return read(Operation::State, model_.status.state); }
+  std::string statusText() override { return read(Operation::StatusText, model_.status.text); }
+  std::int32_t localPort() override { return read(Operation::LocalPort, model_.localPort); }
+  std::int32_t remotePort() override { return read(Operation::RemotePort, model_.remotePort); }
+  std::string remoteHost() override { return read(Operation::RemoteHost, model_.remoteHost); }
 
   void setLocalPort(std::int32_t port) override {
     change(course_, {Operation::SetLocalPort, id_, port}, model_.localPort, port);
@@ -55,19 +55,19 @@ class PlayedSocket final : public SocketInstance {
   void attach(std::int32_t handle) override;
 
   std::int32_t bytesWaiting() override {
-    plain_.read(Property::BytesWaiting, id_);
+    plain_.read(Operation::BytesWaiting, id_);
     return model_.bytesWaiting.value_or(course_.nextIsFetch(id_) ? 1 : 0);
   }
   void fetch() override;
   std::string_view receivedText() override {
-    plain_.read(Property::ReceivedText, id_);
+    plain_.read(Operation::ReceivedText, id_);
     return model_.receivedText;
   }
   void send(std::string_view bytes) override { perform(course_, {Operation::Send, id_, 0, bytes}); }
 
  private:
   template <class Field>
-  const Field& read(Property property, const Field& field) const {
+  const Field& read(Operation property, const Field& field) const {
     plain_.read(property, id_);
     return field;
   }
@@ -131,7 +131,7 @@ void PlayedSockets::deliver(const Line& event) const {
 }
 
 std::int16_t PlayedTimer::period() {
-  model_.read(Property::Period, {});
+  model_.read(Operation::Period, {});
   return model_.period;
 }
 

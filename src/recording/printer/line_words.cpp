@@ -48,8 +48,8 @@ std::string wordsForEvent(const Line& line) {
 std::string wordsForOperation(const Line& line) {
   const OperationShape& shape = shapeOf(line.operation);
   std::string words = concat("> ", shape.name, shape.onSocket ? wordsFor(line.socket) : "");
-  if (shape.argument == ValueKind::Integer) words += concat(' ', line.number);
-  if (shape.argument == ValueKind::String) words += concat(' ', inQuotes(line.text));
+  if (shape.argument == OperandKind::Number) words += concat(' ', line.number);
+  if (shape.argument == OperandKind::Text) words += concat(' ', inQuotes(line.text));
   return words;
 }
 
@@ -58,9 +58,9 @@ std::string wordsForFailure(std::string_view what, const Line& line) {
 }
 
 std::string wordsForProperty(const Line& line) {
-  const PropertyShape& shape = shapeOf(line.property);
+  const OperationShape& shape = shapeOf(line.operation);
   return concat("< ", shape.name, shape.onSocket ? wordsFor(line.socket) : "", " reads ",
-                shape.isText ? inQuotes(line.text) : concat(line.number));
+                shape.result == OperandKind::Text ? inQuotes(line.text) : concat(line.number));
 }
 
 }  // namespace
@@ -86,9 +86,9 @@ std::string wordsFor(const Line& line) {
     case LineKind::Fetched:
       return "< " + inQuotes(line.text);
     case LineKind::FailedOperation:
-      return wordsForFailure(concat("< ", shapeOf(line.operation).name), line);
+      return wordsForFailure(concat("< ", nameOf(line.operation)), line);
     case LineKind::FailedRead:
-      return wordsForFailure(concat("< reading ", shapeOf(line.property).name), line);
+      return wordsForFailure(concat("< reading ", nameOf(line.operation)), line);
     case LineKind::Property:
       return wordsForProperty(line);
     case LineKind::Missing:

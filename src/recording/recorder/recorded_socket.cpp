@@ -30,16 +30,16 @@ void RecordedSocket::change(Operation operation, Field& field, Field value, Oper
 }
 
 std::int32_t RecordedSocket::state() {
-  return tape_.read(state_, Property::State, id_, model_.status.state, [&] { return inner_->state(); });
+  return tape_.read(state_, Operation::State, id_, model_.status.state, [&] { return inner_->state(); });
 }
 
 std::string RecordedSocket::statusText() {
-  return tape_.read(statusText_, Property::StatusText, id_, model_.status.text,
+  return tape_.read(statusText_, Operation::StatusText, id_, model_.status.text,
                     [&] { return inner_->statusText(); });
 }
 
 std::int32_t RecordedSocket::localPort() {
-  return tape_.read(localPort_, Property::LocalPort, id_, model_.localPort,
+  return tape_.read(localPort_, Operation::LocalPort, id_, model_.localPort,
                     [&] { return inner_->localPort(); });
 }
 
@@ -49,7 +49,7 @@ void RecordedSocket::setLocalPort(std::int32_t port) {
 }
 
 std::int32_t RecordedSocket::remotePort() {
-  return tape_.read(remotePort_, Property::RemotePort, id_, model_.remotePort,
+  return tape_.read(remotePort_, Operation::RemotePort, id_, model_.remotePort,
                     [&] { return inner_->remotePort(); });
 }
 
@@ -64,7 +64,7 @@ void RecordedSocket::setLocalAddress(std::string_view dotted) {
 }
 
 std::string RecordedSocket::remoteHost() {
-  return tape_.read(remoteHost_, Property::RemoteHost, id_, model_.remoteHost,
+  return tape_.read(remoteHost_, Operation::RemoteHost, id_, model_.remoteHost,
                     [&] { return inner_->remoteHost(); });
 }
 
@@ -106,14 +106,14 @@ void RecordedSocket::attach(std::int32_t handle) {
 std::int32_t RecordedSocket::bytesWaiting() {
   std::int32_t asPlayed = 0;
   const auto ask = [&] { return asPlayed = inner_->bytesWaiting() >= 1 ? 1 : 0; };
-  return tape_.read(bytesWaiting_, Property::BytesWaiting, id_, asPlayed, ask);
+  return tape_.read(bytesWaiting_, Operation::BytesWaiting, id_, asPlayed, ask);
 }
 
 void RecordedSocket::fetch() {
   receivedAsPlayed_ = {};
   perform(Operation::Fetch, [&] { inner_->fetch(); });
   try {
-    tape_.fetched(id_, tape_.read(received_, Property::ReceivedText, id_, receivedAsPlayed_,
+    tape_.fetched(id_, tape_.read(received_, Operation::ReceivedText, id_, receivedAsPlayed_,
                                   [&] { return receivedAsPlayed_ = inner_->receivedText(); }));
   } catch (const Failure&) {
     // What could not be read fails for the engine when it reads it.
@@ -121,7 +121,7 @@ void RecordedSocket::fetch() {
 }
 
 std::string_view RecordedSocket::receivedText() {
-  return tape_.read(received_, Property::ReceivedText, id_, receivedAsPlayed_,
+  return tape_.read(received_, Operation::ReceivedText, id_, receivedAsPlayed_,
                     [&] { return inner_->receivedText(); });
 }
 

@@ -26,7 +26,7 @@ void Recorder::setEvents(TimerEvents* events) {
 }
 
 std::int16_t Recorder::period() {
-  return static_cast<std::int16_t>(tape_.read(period_, Property::Period, {}, periodModel_,
+  return static_cast<std::int16_t>(tape_.read(period_, Operation::Period, {}, periodModel_,
                                               [&] { return std::int32_t{inner_.timer.period()}; }));
 }
 

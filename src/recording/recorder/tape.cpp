@@ -78,12 +78,12 @@ void Tape::endStep() {
   if (depth_ == 0) lines_.pause();
 }
 
-void Tape::differs(Property property, SocketId socket, std::int32_t value) {
-  lines_.take({.kind = LineKind::Property, .property = property, .socket = socket, .number = value});
+void Tape::differs(Operation property, SocketId socket, std::int32_t value) {
+  lines_.take({.kind = LineKind::Property, .operation = property, .socket = socket, .number = value});
 }
 
-void Tape::differs(Property property, SocketId socket, std::string_view value) {
-  lines_.take({.kind = LineKind::Property, .property = property, .socket = socket, .text = value});
+void Tape::differs(Operation property, SocketId socket, std::string_view value) {
+  lines_.take({.kind = LineKind::Property, .operation = property, .socket = socket, .text = value});
 }
 
 std::optional<std::int32_t> Tape::newOffset() {

@@ -69,7 +69,7 @@ class Tape {
 
   /// One read. `model` is what a player would answer; a line says where the truth differs.
   template <class T, class Read>
-  T read(Reading<T>& reading, Property property, SocketId socket, T& model, Read&& ask) {
+  T read(Reading<T>& reading, Operation property, SocketId socket, T& model, Read&& ask) {
     if (!inStep()) return ask();
     if (reading.stretch != stretch_) {
       reading.stretch = stretch_;
@@ -78,7 +78,7 @@ class Tape {
         reading.value = ask();
       } catch (const Failure& failure) {
         lines_.take({.kind = LineKind::FailedRead,
-                     .property = property,
+                     .operation = property,
                      .socket = socket,
                      .number = failure.number(),
                      .text = failure.what()});
@@ -104,8 +104,8 @@ class Tape {
     lines_.take(line);
     ++stretch_;
   }
-  void differs(Property property, SocketId socket, std::int32_t value);
-  void differs(Property property, SocketId socket, std::string_view value);
+  void differs(Operation property, SocketId socket, std::int32_t value);
+  void differs(Operation property, SocketId socket, std::string_view value);
   /// The offset at the present reading of the clock, if it has changed.
   std::optional<std::int32_t> newOffset();
 

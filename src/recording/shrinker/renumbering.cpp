@@ -16,10 +16,9 @@ bool isOfASocket(const Line& line) {
       return true;
     case LineKind::Performed:
     case LineKind::FailedOperation:
-      return shapeOf(line.operation).onSocket;
     case LineKind::FailedRead:
     case LineKind::Property:
-      return shapeOf(line.property).onSocket;
+      return shapeOf(line.operation).onSocket;
     default:
       return false;
   }

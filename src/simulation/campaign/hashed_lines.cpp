@@ -11,8 +11,14 @@ std::uint64_t word(Part part) {
   return static_cast<std::uint64_t>(part);
 }
 
+// A line is about a command or about a read; each kind has a place of its own and counts from 0.
+std::uint64_t operationWord(Operation operation) {
+  const bool read = isRead(operation);
+  return read ? (word(operation) - word(Operation::State)) << 24 : word(operation) << 16;
+}
+
 std::uint64_t shapeOf(const recording::LineParts& line) {
-  return word(line.kind) | word(line.event) << 8 | word(line.operation) << 16 | word(line.property) << 24 |
+  return word(line.kind) | word(line.event) << 8 | operationWord(line.operation) |
          word(line.socket.array) << 32 | word(line.nested) << 40 | word(line.utcOffset.has_value()) << 41 |
          word(static_cast<std::uint16_t>(line.socket.index)) << 48;
 }

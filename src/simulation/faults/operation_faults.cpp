@@ -4,37 +4,6 @@
 #include <utility>
 
 namespace quarnex::simulated {
-namespace {
-
-constexpr std::string_view kNames[] = {
-    "create",        "close",      "prepareA",     "prepareB",     "connect",       "listen",
-    "fetch",         "attach",     "send",         "setLocalPort", "setRemotePort", "setLocalAddress",
-    "setRemoteHost", "setPeriod",  "createLog",    "state",        "statusText",    "localPort",
-    "remotePort",    "remoteHost", "bytesWaiting", "receivedText", "period"};
-static_assert(std::size(kNames) == kOperationCount);
-
-constexpr auto kAll = [] {
-  std::array<Operation, kOperationCount> all{};
-  for (std::size_t i = 0; i < all.size(); ++i) all[i] = static_cast<Operation>(i);
-  return all;
-}();
-
-}  // namespace
-
-std::string_view nameOf(Operation operation) {
-  return kNames[static_cast<std::size_t>(operation)];
-}
-
-std::optional<Operation> operationNamed(std::string_view name) {
-  const auto* found = std::find(std::begin(kNames), std::end(kNames), name);
-  if (found == std::end(kNames)) return std::nullopt;
-  return static_cast<Operation>(found - std::begin(kNames));
-}
-
-std::span<const Operation> allOperations() {
-  return kAll;
-}
-
 void OperationFaults::failNth(Operation operation, std::uint64_t n, OperationFault fault) {
   plans_.push_back({operation, calls(operation) + n, std::move(fault)});
 }

@@ -6,52 +6,14 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
-#include <span>
 #include <string>
-#include <string_view>
 #include <type_traits>
 #include <vector>
 
 #include "quarnex/failure.h"
-#include "services/socket_service.h"
+#include "services/operation.h"
 
 namespace quarnex::simulated {
-
-/// Every operation of the services that can fail; those from `State` on are reads.
-enum class Operation : std::uint8_t {
-  Create,
-  Close,
-  PrepareA,
-  PrepareB,
-  Connect,
-  Listen,
-  Fetch,
-  Attach,
-  Send,
-  SetLocalPort,
-  SetRemotePort,
-  SetLocalAddress,
-  SetRemoteHost,
-  SetPeriod,
-  CreateLog,
-  State,
-  StatusText,
-  LocalPort,
-  RemotePort,
-  RemoteHost,
-  BytesWaiting,
-  ReceivedText,
-  Period
-};
-constexpr std::size_t kOperationCount = static_cast<std::size_t>(Operation::Period) + 1;
-
-/// As recordings call them: "create", "setLocalPort", "bytesWaiting".
-std::string_view nameOf(Operation operation);
-std::optional<Operation> operationNamed(std::string_view name);
-std::span<const Operation> allOperations();
-constexpr bool isRead(Operation operation) {
-  return operation >= Operation::State;
-}
 
 /// One call of an operation. Array and index say nothing for the timer's and the log's.
 struct OperationCall {
@@ -117,7 +79,7 @@ class OperationFaults {
   void finish(const OperationCall& call, const std::optional<OperationFault>& fault);
   [[noreturn]] void fail(const OperationFault& fault);
 
-  std::array<std::uint64_t, kOperationCount> calls_{};
+  std::array<std::uint64_t, kOperations.size()> calls_{};
   std::vector<Plan> plans_;
   int insideDepth_ = 0;
   std::uint64_t failures_ = 0;

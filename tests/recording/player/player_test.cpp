@@ -76,8 +76,9 @@ std::string outputKey(const Json& line) {
 bool isInputOnItsOwn(const Json& line) {
   if (line.contains("property") || line.contains("now")) return true;
   if (!line.contains("failed")) return false;
-  return std::ranges::find(kProperties, line["failed"].get<std::string>(), &PropertyShape::name) !=
-         kProperties.end();
+  const auto operation =
+      std::ranges::find(kOperations, line["failed"].get<std::string>(), &OperationShape::name);
+  return operation != kOperations.end() && operation->isRead;
 }
 
 // Outputs of one kind are written alike: the same operation, or the same type of result.
