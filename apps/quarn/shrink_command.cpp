@@ -9,7 +9,7 @@
 #include <system_error>
 
 #include "recording/shrinker/shrinker.h"
-#include "simulation/checks/audit_judge.h"
+#include "simulation/checks/audit_checker.h"
 
 namespace quarnex::tool {
 namespace {

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "recording/shrinker/engine_state.h"
-#include "recording/shrinker/symptom_check.h"
+#include "recording/shrinker/reproduction_check.h"
 
 namespace quarnex::recording {
 namespace {

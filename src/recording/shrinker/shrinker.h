@@ -5,8 +5,8 @@
 #include <istream>
 #include <string>
 
-#include "recording/shrinker/judge.h"
-#include "recording/shrinker/symptom.h"
+#include "recording/shrinker/checker.h"
+#include "recording/shrinker/problem.h"
 
 namespace quarnex::recording {
 

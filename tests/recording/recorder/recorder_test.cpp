@@ -10,7 +10,7 @@
 #include <string>
 
 #include "recording/player/player.h"
-#include "recording/shrinker/rerun.h"
+#include "recording/shrinker/reproduction.h"
 #include "recording/troubled_hosts.h"
 
 namespace quarnex::simulated {

@@ -1,4 +1,4 @@
-#include "recording/shrinker/symptom_check.h"
+#include "recording/shrinker/reproduction_check.h"
 
 #include <algorithm>
 #include <string_view>

@@ -7,10 +7,10 @@
 #include <utility>
 #include <vector>
 
-#include "recording/shrinker/judge.h"
+#include "recording/shrinker/checker.h"
+#include "recording/shrinker/problem.h"
 #include "recording/shrinker/renumbering.h"
-#include "recording/shrinker/rerun.h"
-#include "recording/shrinker/symptom.h"
+#include "recording/shrinker/reproduction.h"
 
 namespace quarnex::recording {
 

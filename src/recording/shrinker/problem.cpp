@@ -1,4 +1,4 @@
-#include "recording/shrinker/symptom.h"
+#include "recording/shrinker/problem.h"
 
 #include <algorithm>
 #include <memory>

@@ -1,4 +1,4 @@
-#include "recording/shrinker/rerun.h"
+#include "recording/shrinker/reproduction.h"
 
 namespace quarnex::recording {
 

@@ -6,7 +6,7 @@
 
 #include "platform/simulated/virtual_time.h"
 #include "recording/format/text_lines.h"
-#include "recording/shrinker/judge.h"
+#include "recording/shrinker/checker.h"
 #include "simulation/checks/auditor.h"
 
 namespace quarnex::simulation {

@@ -8,7 +8,7 @@
 #include "recording/format/plain_model.h"
 #include "recording/format/step_reader.h"
 #include "recording/player/played_engine.h"
-#include "recording/shrinker/judge.h"
+#include "recording/shrinker/checker.h"
 #include "recording/shrinker/loose_course.h"
 
 namespace quarnex::recording {

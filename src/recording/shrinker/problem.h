@@ -9,7 +9,7 @@
 
 #include "recording/format/recording_reader.h"
 #include "recording/player/difference.h"
-#include "recording/shrinker/judge.h"
+#include "recording/shrinker/checker.h"
 
 namespace quarnex::recording {
 
