@@ -44,17 +44,17 @@ std::string counted(std::size_t count, const char* noun) {
   return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
 }
 
-std::string inWords(const recording::Symptom& symptom) {
-  if (symptom.difference) return "line " + std::to_string(symptom.difference->expected.number) + " differs";
-  const std::string line = "line " + std::to_string(symptom.end - 1) + ": ";
+std::string inWords(const recording::Problem& problem) {
+  if (problem.difference) return "line " + std::to_string(problem.difference->expected.number) + " differs";
+  const std::string line = "line " + std::to_string(problem.end - 1) + ": ";
   const std::string link =
-      symptom.finding.link == 0 ? "" : "link " + std::to_string(symptom.finding.link) + ": ";
-  return line + link + symptom.finding.text;
+      problem.finding->link == 0 ? "" : "link " + std::to_string(problem.finding->link) + ": ";
+  return line + link + problem.finding->text;
 }
 
 void tell(const std::string& file, const recording::Shrunk& shrunk, const std::string& output) {
   const recording::Cuts& cuts = shrunk.cuts;
-  std::cout << file << ": " << inWords(shrunk.symptom) << '\n'
+  std::cout << file << ": " << inWords(shrunk.problem) << '\n'
             << "  " << shrunk.stepsBefore << " steps up to there; cut: " << cuts.ofOtherLinks
             << " of other links, " << cuts.withoutEffect << " without effect, " << cuts.repetitions
             << " that led back to where the engine had been, " << cuts.others << " others\n  "
@@ -71,16 +71,18 @@ int writeOut(const ShrinkOptions& options, const recording::Shrunk& shrunk) {
 }
 
 int shrink(const ShrinkOptions& options, std::istream& in) {
-  const auto makeJudge = [](auto sink) { return std::make_unique<simulation::AuditJudge>(std::move(sink)); };
-  const recording::Shrunk shrunk = recording::shrink(in, makeJudge);
+  const auto makeChecker = [](auto sink) {
+    return std::make_unique<simulation::AuditChecker>(std::move(sink));
+  };
+  const recording::Shrunk shrunk = recording::shrink(in, makeChecker);
   if (!shrunk.recording.empty()) return writeOut(options, shrunk);
-  if (!shrunk.symptom.isNone()) {
+  if (shrunk.problem.found()) {
     return complain(
         options.file,
-        inWords(shrunk.symptom) + ", but not when the same inputs are fed to a fresh engine again",
+        inWords(shrunk.problem) + ", but not when the same inputs are fed to a fresh engine again",
         kNotReduced);
   }
-  if (shrunk.symptom.damage) return complain(options.file, shrunk.symptom.damage->what());
+  if (shrunk.problem.damage) return complain(options.file, shrunk.problem.damage->what());
   return complain(options.file, "no difference, and nothing broken: nothing to shrink", kNotReduced);
 }
 

@@ -1,9 +1,10 @@
-// Judge: a recorder that may find that something does not hold.
+// Checker: records an engine and reports the first rule it breaks.
 #pragma once
 
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -13,31 +14,33 @@
 
 namespace quarnex::recording {
 
-/// What an engine did that it must not, in words, and the link that it concerns; 0 = none in particular.
+/// One violation of a rule that must always hold.
 struct Finding {
+  std::int64_t at = 0;  ///< milliseconds since the beginning of a simulation; 0 in a recording
+  int host = 0;         ///< number of the simulated host, from 1; 0 = none in particular
+  int link = 0;         ///< index in that host's table; 0 = none in particular
   std::string text;
-  std::int16_t link = 0;
 };
 
-class Judge : public ServicesWrapper {
+class Checker : public ServicesWrapper {
  public:
-  /// The first thing found since the engine began, or one with no text. Asked between steps.
-  virtual Finding finding() = 0;
+  /// The first violation since the engine began. Valid between steps.
+  virtual std::optional<Finding> finding() = 0;
 };
 
-/// Finds nothing.
-class PlainJudge final : public Judge {
+/// Records an engine and checks nothing.
+class NullChecker final : public Checker {
  public:
-  explicit PlainJudge(std::shared_ptr<Sink> sink) : recorder_(std::move(sink)) {}
+  explicit NullChecker(std::shared_ptr<Sink> sink) : recorder_(std::move(sink)) {}
   Services wrap(const Services& services) override { return recorder_.wrap(services); }
   void watch(Library& library) override { recorder_.watch(library); }
-  Finding finding() override { return {}; }
+  std::optional<Finding> finding() override { return std::nullopt; }
 
  private:
   ServicesRecorder recorder_;
 };
 
-/// Makes one for a fresh engine, whose recording goes to `sink`.
-using MakeJudge = std::function<std::unique_ptr<Judge>(std::shared_ptr<Sink> sink)>;
+/// Makes a checker for a fresh engine and writes that engine's recording to `sink`.
+using MakeChecker = std::function<std::unique_ptr<Checker>(std::shared_ptr<Sink> sink)>;
 
 }  // namespace quarnex::recording

@@ -96,7 +96,7 @@ void StateWriter::addText(std::string_view text) {
   if (everything_) text_ += text;
 }
 
-// Of a long queue the texts that come next: with their number enough to see it move.
+// The next 25 texts and the count suffice to detect any change of a long queue.
 void StateWriter::addQueue(const TextBuffer& queue) {
   constexpr std::size_t kTextsMax = 25;
   if (!everything_) return addNumbers({queue.Count > 0});

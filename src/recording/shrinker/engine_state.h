@@ -1,4 +1,4 @@
-// What the further course of an engine depends on, written down, so that two moments can be compared.
+// A fingerprint of all state that determines the engine's future behaviour, to compare two moments.
 #pragma once
 
 #include <cstdint>
@@ -11,12 +11,12 @@
 
 namespace quarnex::recording {
 
-/// Of links with these indexes, and of the library as a whole. Deadlines are written as they are, or as
-/// seconds from `now` on, where all that have passed are alike.
+/// State of the links with these indexes and of the library itself. Deadlines are absolute or, if `now` is
+/// given, the seconds left; all passed deadlines are then equal.
 std::string stateOf(Library& library, PlainModel& model, std::span<const std::int16_t> links,
                     std::optional<Instant> now);
 
-/// Only what decides which way a link goes next, not what its texts say or how many wait.
+/// Only the state that decides each link's next transition, without contents and counts of its texts.
 std::string controlStateOf(Library& library, PlainModel& model, std::span<const std::int16_t> links,
                            Instant now);
 

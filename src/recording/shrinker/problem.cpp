@@ -22,8 +22,8 @@ std::int16_t linkOf(const Library& library, SocketId socket) {
   return slot < links.size() ? links[slot] : std::int16_t{0};
 }
 
-// Those of the output that was expected (unless it is the next step) and of the one that came; if neither
-// tells, that of the step.
+// The links of the expected output (unless that is the next step) and of the actual one; if neither names a
+// link, the link of the step.
 std::vector<std::int16_t> linksOf(const Difference& difference, const Library& library) {
   std::vector<std::int16_t> links;
   const auto add = [&](const Line& line) {
@@ -56,22 +56,22 @@ std::int16_t linkOf(const Library& library, const Line& line) {
   }
 }
 
-Symptom symptomOf(std::istream& in, const MakeJudge& makeJudge) {
+Problem findProblem(std::istream& in, const MakeChecker& makeChecker) {
   RecordingReader reader(in);
-  const std::unique_ptr<Judge> judge = makeJudge(std::make_shared<NoSink>());
-  Player player(reader, judge.get());
-  while (player.playing() && judge->finding().text.empty()) player.playStep();
+  const std::unique_ptr<Checker> checker = makeChecker(std::make_shared<NoSink>());
+  Player player(reader, checker.get());
+  while (player.playing() && !checker->finding()) player.playStep();
   PlayResult result = player.result();
-  Symptom symptom;
-  symptom.damage = std::move(result.damage);
-  symptom.difference = std::move(result.difference);
-  symptom.end = result.lines + 1;
-  if (symptom.difference) {
-    symptom.links = linksOf(*symptom.difference, player.library());
-  } else if (symptom.finding = judge->finding(); symptom.finding.link != 0) {
-    symptom.links = {symptom.finding.link};
+  Problem problem;
+  problem.damage = std::move(result.damage);
+  problem.difference = std::move(result.difference);
+  problem.end = result.lines + 1;
+  if (problem.difference) {
+    problem.links = linksOf(*problem.difference, player.library());
+  } else if (problem.finding = checker->finding(); problem.finding && problem.finding->link != 0) {
+    problem.links = {static_cast<std::int16_t>(problem.finding->link)};
   }
-  return symptom;
+  return problem;
 }
 
 }  // namespace quarnex::recording

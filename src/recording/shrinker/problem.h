@@ -1,4 +1,4 @@
-// Symptom: what is wrong in a recording.
+// Finds the first mismatch or broken rule in a recording.
 #pragma once
 
 #include <cstddef>
@@ -13,21 +13,21 @@
 
 namespace quarnex::recording {
 
-/// The first difference from the present engine, or else the first thing that the judge finds; or neither.
-struct Symptom {
+/// The first mismatch between the recording and its replay, or else the checker's first finding; or neither.
+struct Problem {
   std::optional<Difference> difference;
-  Finding finding;
-  std::size_t end = 0;                // the last step before this line shows it
-  std::vector<std::int16_t> links;    // that it concerns; empty if that cannot be told
-  std::optional<DamagedLine> damage;  // where playing had to end, if it came to that
+  std::optional<Finding> finding;
+  std::size_t end = 0;                // line number behind the step that shows the problem
+  std::vector<std::int16_t> links;    // affected links; empty if unknown
+  std::optional<DamagedLine> damage;  // the damaged line that ended the replay early
 
-  bool isNone() const { return !difference && finding.text.empty(); }
+  bool found() const { return difference || finding; }
 };
 
-/// Plays `in` until it shows something. Throws `DamagedLine` for the first line.
-Symptom symptomOf(std::istream& in, const MakeJudge& makeJudge);
+/// Replays `in` up to the first problem. Throws `DamagedLine` if the first line is damaged.
+Problem findProblem(std::istream& in, const MakeChecker& makeChecker);
 
-/// The link that a line concerns in that library, 0 if none in particular.
+/// Index of the link that a line concerns in `library`, 0 if none in particular.
 std::int16_t linkOf(const Library& library, const Line& line);
 
 }  // namespace quarnex::recording

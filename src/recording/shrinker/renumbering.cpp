@@ -50,7 +50,7 @@ void Renumbering::addSocket(SocketArray array, std::int16_t index, std::int16_t 
 
 Step Renumbering::renumbered(const Step& step) const {
   std::vector<Line> lines;
-  std::size_t depth = 0, forgottenFrom = SIZE_MAX;  // steps inside what is forgotten go with it
+  std::size_t depth = 0, forgottenFrom = SIZE_MAX;  // steps nested in a removed line are removed, too
   for (const Line& line : *step.lines) {
     if (line.isStep()) ++depth;
     if (depth <= forgottenFrom) {

@@ -1,4 +1,4 @@
-// Renumbering: a few links as if they had been the only ones that were ever registered.
+// Renumbers the chosen links 1 to n, as if no other had been added.
 #pragma once
 
 #include <cstdint>
@@ -15,14 +15,14 @@ namespace quarnex::recording {
 
 class Renumbering {
  public:
-  /// `links` get the numbers from 1 on, and so do their sockets.
+  /// Renumbers the sockets of `links` in the same way.
   Renumbering(Library& library, std::span<const std::int16_t> links);
 
   /// The new numbers.
   const std::vector<std::int16_t>& links() const { return newLinks_; }
-  /// Without what was recorded of other links inside.
+  /// Copies the step without the lines of other links.
   Step renumbered(const Step& step) const;
-  /// A line; words that are none stay.
+  /// Renumbers the text of one line; returns any other text unchanged.
   std::string renumbered(const std::string& text) const;
 
  private:

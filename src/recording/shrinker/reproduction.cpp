@@ -2,22 +2,22 @@
 
 namespace quarnex::recording {
 
-/// Keeps what was written since it was last emptied.
-class Rerun::LastLines final : public Sink {
+/// Keeps the lines written since it was last cleared.
+class Reproduction::LastLines final : public Sink {
  public:
   void write(std::string_view lines) override { text += lines; }
   std::string text;
 };
 
-Rerun::Rerun(std::int32_t utcOffset, const MakeJudge& makeJudge)
+Reproduction::Reproduction(std::int32_t utcOffset, const MakeChecker& makeChecker)
     : model_(utcOffset),
       course_(model_, [this](const Line& step) { engine_.deliver(step); }),
       recorded_(std::make_shared<LastLines>()),
-      judge_(makeJudge(recorded_)),
-      engine_(course_, model_, judge_.get()),
+      checker_(makeChecker(recorded_)),
+      engine_(course_, model_, checker_.get()),
       header_(recorded_->text) {}
 
-const std::string& Rerun::play(const Step& step) {
+const std::string& Reproduction::play(const Step& step) {
   recorded_->text.clear();
   course_.play(*step.lines, step.shift);
   return recorded_->text;

@@ -1,8 +1,9 @@
-// Rerun: steps of a recording, fed to a fresh engine and recorded anew.
+// Replays steps of a recording to a fresh engine and records what that engine does.
 #pragma once
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "recording/format/plain_model.h"
@@ -13,17 +14,17 @@
 
 namespace quarnex::recording {
 
-class Rerun {
+class Reproduction {
  public:
-  /// Of a recording that begins with this offset of local time.
-  Rerun(std::int32_t utcOffset, const MakeJudge& makeJudge);
+  /// The recording begins with this offset of local time, in seconds.
+  Reproduction(std::int32_t utcOffset, const MakeChecker& makeChecker);
 
-  /// Feeds one step. Returns the lines that were recorded, good until the next one.
+  /// Replays one step. Returns the lines recorded during it, valid until the next call.
   const std::string& play(const Step& step);
 
   /// The first line of the new recording.
   const std::string& header() const { return header_; }
-  Finding finding() { return judge_->finding(); }
+  std::optional<Finding> finding() { return checker_->finding(); }
   Library& library() { return engine_.library(); }
   PlainModel& model() { return model_; }
 
@@ -33,7 +34,7 @@ class Rerun {
   PlainModel model_;
   LooseCourse course_;
   std::shared_ptr<LastLines> recorded_;
-  std::unique_ptr<Judge> judge_;
+  std::unique_ptr<Checker> checker_;
   PlayedEngine engine_;
   std::string header_;
 };

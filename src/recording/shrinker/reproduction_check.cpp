@@ -11,76 +11,78 @@ namespace {
 
 constexpr std::string_view kEndOfNested = "{\"end\":true}";
 
-std::string stateBefore(Rerun& rerun, const Step& step, const Symptom& symptom) {
-  return controlStateOf(rerun.library(), rerun.model(), symptom.links, step.at());
+std::string stateBefore(Reproduction& reproduction, const Step& step, const Problem& problem) {
+  return controlStateOf(reproduction.library(), reproduction.model(), problem.links, step.at());
 }
 
 }  // namespace
 
-SymptomCheck::SymptomCheck(Symptom symptom, std::int32_t utcOffset, MakeJudge makeJudge)
-    : symptom_(std::move(symptom)), utcOffset_(utcOffset), makeJudge_(std::move(makeJudge)) {}
+ReproductionCheck::ReproductionCheck(Problem problem, std::int32_t utcOffset, MakeChecker makeChecker)
+    : problem_(std::move(problem)), utcOffset_(utcOffset), makeChecker_(std::move(makeChecker)) {}
 
-void SymptomCheck::expectStateOf(Rerun& rerun, const Step& last) {
-  state_ = stateBefore(rerun, last, symptom_);
+void ReproductionCheck::expectStateOf(Reproduction& reproduction, const Step& last) {
+  state_ = stateBefore(reproduction, last, problem_);
   before_.clear();
-  if (!symptom_.difference) return;
-  rerun.play(last);
+  if (!problem_.difference) return;
+  reproduction.play(last);
   for (const Line& line : *last.lines) {
-    if (isCompared(line, rerun.library())) before_.push_back(lineOf(line));
+    if (isCompared(line, reproduction.library())) before_.push_back(lineOf(line));
   }
 }
 
-std::string SymptomCheck::recordingOf(const Steps& steps) {
+std::string ReproductionCheck::recordingOf(const Steps& steps) {
   std::string recording;
-  feed(steps, &recording);
+  reproduce(steps, &recording);
   return recording;
 }
 
-std::size_t SymptomCheck::feed(const Steps& steps, std::string* recording) {
-  Rerun rerun = newRerun();
-  if (recording != nullptr) *recording = rerun.header();
-  const bool forDifference = symptom_.difference.has_value();
-  for (std::size_t fed = 0; fed < steps.size();) {
-    const Step& step = steps[fed++];
-    ++stepsFed_;
-    if (forDifference && fed == steps.size()) return differs(rerun, step, recording) ? fed : 0;
-    const std::string& lines = rerun.play(step);
+std::size_t ReproductionCheck::reproduce(const Steps& steps, std::string* recording) {
+  Reproduction reproduction = newReproduction();
+  if (recording != nullptr) *recording = reproduction.header();
+  const bool forDifference = problem_.difference.has_value();
+  for (std::size_t count = 0; count < steps.size();) {
+    const Step& step = steps[count++];
+    ++stepsReplayed_;
+    if (forDifference && count == steps.size())
+      return mismatchReproduced(reproduction, step, recording) ? count : 0;
+    const std::string& lines = reproduction.play(step);
     if (recording != nullptr) *recording += lines;
-    const Finding finding = rerun.finding();
-    if (!forDifference && !finding.text.empty()) return finding.text == symptom_.finding.text ? fed : 0;
+    const std::optional<Finding> finding = reproduction.finding();
+    if (!forDifference && finding) return finding->text == problem_.finding->text ? count : 0;
   }
   return 0;
 }
 
-bool SymptomCheck::differs(Rerun& rerun, const Step& last, std::string* recording) const {
-  if (stateBefore(rerun, last, symptom_) != state_) return false;
-  const Difference& difference = *symptom_.difference;
-  const std::string& lines = rerun.play(last);
-  bool came = false;
+bool ReproductionCheck::mismatchReproduced(Reproduction& reproduction, const Step& last,
+                                           std::string* recording) const {
+  if (stateBefore(reproduction, last, problem_) != state_) return false;
+  const Difference& difference = *problem_.difference;
+  const std::string& lines = reproduction.play(last);
+  bool reproduced = false;
   std::size_t matched = 0;
   for (std::string_view rest = lines; !rest.empty();) {
     const std::string_view text = rest.substr(0, rest.find('\n'));
     rest.remove_prefix(text.size() + 1);
-    came = matched == before_.size() && text == difference.actual;
-    if (came) break;
-    if (isCompared(readLine(text), rerun.library())) {
+    reproduced = matched == before_.size() && text == difference.actual;
+    if (reproduced) break;
+    if (isCompared(readLine(text), reproduction.library())) {
       if (matched == before_.size() || text != before_[matched]) return false;
       ++matched;
     }
     if (recording != nullptr) recording->append(text) += '\n';
   }
   if (recording != nullptr) recording->append(difference.expected.text) += '\n';
-  return came || (difference.actual == kNothingMore && matched == before_.size());
+  return reproduced || (difference.actual == kNothingMore && matched == before_.size());
 }
 
-// Where other links have been left out, so has what the engine does for them in a step for all.
-bool SymptomCheck::isCompared(const Line& output, const Library& library) const {
+// A step for all links, such as a tick, lacks the outputs of links whose steps were removed.
+bool ReproductionCheck::isCompared(const Line& output, const Library& library) const {
   switch (output.kind) {
     case LineKind::Result:
     case LineKind::Failure:
       return true;
     case LineKind::End:
-      return symptom_.difference->actual == kEndOfNested;
+      return problem_.difference->actual == kEndOfNested;
     case LineKind::Trace:
     case LineKind::Performed:
       break;
@@ -88,16 +90,16 @@ bool SymptomCheck::isCompared(const Line& output, const Library& library) const 
       return false;
   }
   const std::int16_t link = linkOf(library, output);
-  return symptom_.links.empty() || std::ranges::find(symptom_.links, link) != symptom_.links.end() ||
+  return problem_.links.empty() || std::ranges::find(problem_.links, link) != problem_.links.end() ||
          (output.kind == LineKind::Trace && link == 0);
 }
 
-void SymptomCheck::renumber(const Renumbering& renumbering) {
-  symptom_.links = renumbering.links();
+void ReproductionCheck::renumber(const Renumbering& renumbering) {
+  problem_.links = renumbering.links();
   for (std::string& text : before_) text = renumbering.renumbered(text);
-  if (!symptom_.difference) return;
-  symptom_.difference->expected.text = renumbering.renumbered(symptom_.difference->expected.text);
-  symptom_.difference->actual = renumbering.renumbered(symptom_.difference->actual);
+  if (!problem_.difference) return;
+  problem_.difference->expected.text = renumbering.renumbered(problem_.difference->expected.text);
+  problem_.difference->actual = renumbering.renumbered(problem_.difference->actual);
 }
 
 }  // namespace quarnex::recording

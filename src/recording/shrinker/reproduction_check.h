@@ -1,4 +1,4 @@
-// SymptomCheck: whether fewer steps than a recording has still show what is wrong in it.
+// Checks whether fewer steps than the whole recording still reproduce its problem.
 #pragma once
 
 #include <cstddef>
@@ -16,43 +16,43 @@ namespace quarnex::recording {
 
 using Steps = std::vector<Step>;
 
-/// Steps are fed to a fresh engine and recorded anew. A finding must be found again. A difference must be the
-/// same one, in the last step, and the engine must come to that step in the state in which the whole
-/// recording brought it there: that is what tells that the steps left out do not matter, since what the
-/// engine that made the recording would have done without them cannot be asked any more.
-class SymptomCheck {
+/// Replays the steps to a fresh engine. A finding must be reported again, with the same text. A mismatch must
+/// be the same one, in the last step, and the engine must enter that step in the same state as in the whole
+/// recording. The state shows that the omitted steps do not matter: the engine that made the recording can no
+/// longer be asked what it would have done without them.
+class ReproductionCheck {
  public:
-  /// Of a recording that begins with this offset of local time.
-  SymptomCheck(Symptom symptom, std::int32_t utcOffset, MakeJudge makeJudge);
+  /// `problem` was found in a recording that begins with this offset of local time, in seconds.
+  ReproductionCheck(Problem problem, std::int32_t utcOffset, MakeChecker makeChecker);
 
-  /// Takes the state to come to from `rerun`, which has been fed all steps before `last`.
-  void expectStateOf(Rerun& rerun, const Step& last);
+  /// Remembers the state to reach from `reproduction`, which has replayed all steps before `last`.
+  void expectStateOf(Reproduction& reproduction, const Step& last);
 
-  /// The steps to come have other numbers.
+  /// From now on, links and sockets in the steps have their new numbers.
   void renumber(const Renumbering& renumbering);
 
-  /// How many of the steps, from the first on, show the symptom; 0 if they do not.
-  std::size_t shownBy(const Steps& steps) { return feed(steps, nullptr); }
-  /// The recording of steps that show it.
+  /// Number of steps, from the first on, that reproduce the problem; 0 if they do not.
+  std::size_t reproducedBy(const Steps& steps) { return reproduce(steps, nullptr); }
+  /// The recording of steps that reproduce the problem.
   std::string recordingOf(const Steps& steps);
 
-  /// An engine to feed steps to.
-  Rerun newRerun() const { return {utcOffset_, makeJudge_}; }
-  const Symptom& symptom() const { return symptom_; }
-  /// Fed so far.
-  std::uint64_t stepsFed() const { return stepsFed_; }
+  /// A fresh engine to replay steps to.
+  Reproduction newReproduction() const { return {utcOffset_, makeChecker_}; }
+  const Problem& problem() const { return problem_; }
+  /// Steps replayed so far, in all reproductions.
+  std::uint64_t stepsReplayed() const { return stepsReplayed_; }
 
  private:
-  std::size_t feed(const Steps& steps, std::string* recording);
-  bool differs(Rerun& rerun, const Step& last, std::string* recording) const;
+  std::size_t reproduce(const Steps& steps, std::string* recording);
+  bool mismatchReproduced(Reproduction& reproduction, const Step& last, std::string* recording) const;
   bool isCompared(const Line& output, const Library& library) const;
 
-  Symptom symptom_;
+  Problem problem_;
   std::int32_t utcOffset_;
-  MakeJudge makeJudge_;
-  std::string state_;                // before the last step
-  std::vector<std::string> before_;  // what comes out in it before the difference
-  std::uint64_t stepsFed_ = 0;
+  MakeChecker makeChecker_;
+  std::string state_;                // of the engine before the last step
+  std::vector<std::string> before_;  // outputs of the last step before the mismatch
+  std::uint64_t stepsReplayed_ = 0;
 };
 
 }  // namespace quarnex::recording

@@ -15,17 +15,17 @@
 namespace quarnex::recording {
 namespace {
 
-constexpr std::uint64_t kStepsFedMax = 20'000'000;
+constexpr std::uint64_t kStepsReplayedMax = 20'000'000;
 
 class Shrinker {
  public:
-  Shrinker(std::istream& in, SymptomCheck check) : in_(in), check_(std::move(check)) {}
+  Shrinker(std::istream& in, ReproductionCheck check) : in_(in), check_(std::move(check)) {}
 
   void shrink(Shrunk& shrunk);
 
  private:
   bool take(bool ofAllLinks, bool allSteps);
-  void forgetOtherLinks();
+  void removeOtherLinks();
   void cutRepetitions();
   void cutOthers();
   bool cut(std::size_t begin, std::size_t end, bool closingTheGap);
@@ -35,11 +35,11 @@ class Shrinker {
   bool accept(Steps candidate, std::size_t& count);
 
   bool concerns(std::int16_t link) const;
-  /// Of the links that are looked at; deadlines as seconds from `now` on, or as they are.
-  std::string stateOf(Rerun& rerun, std::optional<Instant> now) const;
+  /// State of the links under test; deadlines are absolute or, if `now` is given, the seconds left.
+  std::string stateOf(Reproduction& reproduction, std::optional<Instant> now) const;
 
   std::istream& in_;
-  SymptomCheck check_;
+  ReproductionCheck check_;
   bool ofAllLinks_ = false;
   Steps steps_;
   std::size_t stepsBefore_ = 0;
@@ -50,7 +50,7 @@ void Shrinker::shrink(Shrunk& shrunk) {
   const bool taken = take(false, false) || take(true, false) || take(true, true);
   shrunk.stepsBefore = stepsBefore_;
   if (!taken) return;
-  forgetOtherLinks();
+  removeOtherLinks();
   for (std::size_t before = SIZE_MAX; steps_.size() < before;) {
     before = steps_.size();
     cutRepetitions();
@@ -62,28 +62,29 @@ void Shrinker::shrink(Shrunk& shrunk) {
   shrunk.recording = check_.recordingOf(steps_);
 }
 
-// Reads the steps and keeps those that change something. False if these do not show the symptom.
+// Reads the steps and keeps those that change the engine's state. False if these do not reproduce the
+// problem.
 bool Shrinker::take(bool ofAllLinks, bool allSteps) {
-  ofAllLinks_ = ofAllLinks || check_.symptom().links.empty();
+  ofAllLinks_ = ofAllLinks || check_.problem().links.empty();
   steps_.clear();
   stepsBefore_ = 0;
   cuts_ = {};
   in_.clear();
   in_.seekg(0);
   RecordingReader recording(in_);
-  StepReader reader(recording, check_.symptom().end);
-  Rerun rerun = check_.newRerun();
-  std::string state = stateOf(rerun, std::nullopt);
+  StepReader reader(recording, check_.problem().end);
+  Reproduction reproduction = check_.newReproduction();
+  std::string state = stateOf(reproduction, std::nullopt);
   for (Step step; reader.next(step);) {
     ++stepsBefore_;
     if (reader.atEnd()) {
-      check_.expectStateOf(rerun, step);
+      check_.expectStateOf(reproduction, step);
       steps_.push_back(step);
-    } else if (!concerns(linkOf(rerun.library(), step.head()))) {
+    } else if (!concerns(linkOf(reproduction.library(), step.head()))) {
       ++cuts_.ofOtherLinks;
     } else {
-      rerun.play(step);
-      std::string after = stateOf(rerun, std::nullopt);
+      reproduction.play(step);
+      std::string after = stateOf(reproduction, std::nullopt);
       if (after == state && !allSteps) {
         ++cuts_.withoutEffect;
       } else {
@@ -92,47 +93,46 @@ bool Shrinker::take(bool ofAllLinks, bool allSteps) {
       state = std::move(after);
     }
   }
-  const std::size_t shown = check_.shownBy(steps_);
+  const std::size_t shown = check_.reproducedBy(steps_);
   steps_.resize(shown);
   return shown > 0;
 }
 
-// Those that remain get the numbers that they would have without the others.
-void Shrinker::forgetOtherLinks() {
+// Removes the other links' Add calls and renumbers the remaining links accordingly.
+void Shrinker::removeOtherLinks() {
   if (ofAllLinks_) return;
   Steps candidate;
   std::vector<std::size_t> additions;  // of other links
-  Rerun rerun = check_.newRerun();
+  Reproduction reproduction = check_.newReproduction();
   for (std::size_t i = 0; i < steps_.size(); ++i) {
-    const std::int16_t before = rerun.library().ConnectionCount;
-    rerun.play(steps_[i]);
-    const std::int16_t after = rerun.library().ConnectionCount;
+    const std::int16_t before = reproduction.library().ConnectionCount;
+    reproduction.play(steps_[i]);
+    const std::int16_t after = reproduction.library().ConnectionCount;
     if (after > before && !concerns(after)) additions.push_back(i);
   }
-  const auto& links = check_.symptom().links;
-  if (!std::ranges::all_of(links, [&](std::int16_t link) { return rerun.library().validIndex(link); }))
+  const auto& links = check_.problem().links;
+  if (!std::ranges::all_of(links, [&](std::int16_t link) { return reproduction.library().validIndex(link); }))
     return;
-  const Renumbering renumbering(rerun.library(), links);
+  const Renumbering renumbering(reproduction.library(), links);
   for (std::size_t i = 0; i < steps_.size(); ++i) {
     if (std::ranges::binary_search(additions, i)) continue;
     candidate.push_back(renumbering.renumbered(steps_[i]));
-    if (candidate.back().lines->empty()) return;  // the last one is another link's
+    if (candidate.back().lines->empty()) return;  // the last step belongs to another link
   }
-  SymptomCheck before = check_;
+  ReproductionCheck before = check_;
   check_.renumber(renumbering);
   if (!accept(std::move(candidate), cuts_.ofOtherLinks)) check_ = std::move(before);
 }
 
-// Where the engine comes to a state in which it will be again, only the time between is lost if it goes on
-// from the later moment.
+// If the engine returns to a state later, the steps between only take time: continue from the later moment.
 void Shrinker::cutRepetitions() {
   std::vector<std::size_t> states;
   std::unordered_map<std::size_t, std::size_t> latest;
-  Rerun rerun = check_.newRerun();
+  Reproduction reproduction = check_.newReproduction();
   for (const Step& step : steps_) {
-    states.push_back(std::hash<std::string>()(stateOf(rerun, step.at())));
+    states.push_back(std::hash<std::string>()(stateOf(reproduction, step.at())));
     latest[states.back()] = states.size() - 1;
-    rerun.play(step);
+    reproduction.play(step);
   }
   Steps candidate;
   std::vector<std::int64_t> gaps;  // before each of these
@@ -150,7 +150,7 @@ void Shrinker::cutRepetitions() {
   accept(std::move(candidate), cuts_.repetitions);
 }
 
-// Tries to go without, in ever smaller pieces.
+// Tries to remove runs of steps, half of all first, then ever shorter ones.
 void Shrinker::cutOthers() {
   for (std::size_t size = steps_.size() / 2; size > 0; size /= 2) {
     for (std::size_t end = steps_.size() - 1; end > 0;) {
@@ -163,7 +163,7 @@ void Shrinker::cutOthers() {
 
 bool Shrinker::cut(std::size_t begin, std::size_t end, bool closingTheGap) {
   const std::int64_t gap = steps_[end].at().second - steps_[begin].at().second;
-  if ((closingTheGap && gap == 0) || check_.stepsFed() > kStepsFedMax) return false;
+  if ((closingTheGap && gap == 0) || check_.stepsReplayed() > kStepsReplayedMax) return false;
   const auto from = [&](std::size_t at) { return steps_.begin() + static_cast<std::ptrdiff_t>(at); };
   Steps candidate(steps_.begin(), from(begin));
   if (closingTheGap) {
@@ -173,7 +173,8 @@ bool Shrinker::cut(std::size_t begin, std::size_t end, bool closingTheGap) {
   return accept(std::move(candidate), cuts_.others);
 }
 
-// What brings texts for the host goes together with the calls that take as many, wherever those stand.
+// Removes a step that delivers texts to the host together with as many calls that take one, wherever they
+// are.
 void Shrinker::cutDeliveries() {
   std::vector<int> changes = arrivals();
   for (std::size_t at = steps_.size() - 1; at-- > 0;) {
@@ -183,7 +184,7 @@ void Shrinker::cutDeliveries() {
 }
 
 bool Shrinker::cutDelivery(std::size_t at, const std::vector<int>& arrivals, bool closingTheGap) {
-  if (check_.stepsFed() > kStepsFedMax) return false;
+  if (check_.stepsReplayed() > kStepsReplayedMax) return false;
   const std::int64_t gap = closingTheGap ? steps_[at + 1].at().second - steps_[at].at().second : 0;
   Steps candidate;
   int toTake = arrivals[at];
@@ -197,23 +198,23 @@ bool Shrinker::cutDelivery(std::size_t at, const std::vector<int>& arrivals, boo
   return accept(std::move(candidate), cuts_.others);
 }
 
-/// By how much each step changes the number of texts that wait for the host.
+// By how much each step changes the number of texts that wait for the host.
 std::vector<int> Shrinker::arrivals() const {
   std::vector<int> changes;
   int before = 0;
-  Rerun rerun = check_.newRerun();
+  Reproduction reproduction = check_.newReproduction();
   for (const Step& step : steps_) {
-    rerun.play(step);
+    reproduction.play(step);
     int waiting = 0;
-    for (std::int16_t link = 1; link <= rerun.library().ConnectionCount; ++link)
-      waiting += rerun.library().ConnectionTable[link].CodaArrivo.Count;
+    for (std::int16_t link = 1; link <= reproduction.library().ConnectionCount; ++link)
+      waiting += reproduction.library().ConnectionTable[link].CodaArrivo.Count;
     changes.push_back(waiting - std::exchange(before, waiting));
   }
   return changes;
 }
 
 bool Shrinker::accept(Steps candidate, std::size_t& count) {
-  const std::size_t shown = check_.shownBy(candidate);
+  const std::size_t shown = check_.reproducedBy(candidate);
   if (shown == 0) return false;
   candidate.resize(shown);
   count += steps_.size() - shown;
@@ -223,29 +224,29 @@ bool Shrinker::accept(Steps candidate, std::size_t& count) {
 
 bool Shrinker::concerns(std::int16_t link) const {
   return ofAllLinks_ || link == 0 ||
-         std::ranges::find(check_.symptom().links, link) != check_.symptom().links.end();
+         std::ranges::find(check_.problem().links, link) != check_.problem().links.end();
 }
 
-std::string Shrinker::stateOf(Rerun& rerun, std::optional<Instant> now) const {
-  std::vector<std::int16_t> links = check_.symptom().links;
+std::string Shrinker::stateOf(Reproduction& reproduction, std::optional<Instant> now) const {
+  std::vector<std::int16_t> links = check_.problem().links;
   if (ofAllLinks_) {
-    links.resize(static_cast<std::size_t>(rerun.library().ConnectionCount));
+    links.resize(static_cast<std::size_t>(reproduction.library().ConnectionCount));
     std::iota(links.begin(), links.end(), std::int16_t{1});
   }
-  return recording::stateOf(rerun.library(), rerun.model(), links, now);
+  return recording::stateOf(reproduction.library(), reproduction.model(), links, now);
 }
 
 }  // namespace
 
-Shrunk shrink(std::istream& in, const MakeJudge& makeJudge) {
+Shrunk shrink(std::istream& in, const MakeChecker& makeChecker) {
   Shrunk shrunk;
-  shrunk.symptom = symptomOf(in, makeJudge);
-  if (shrunk.symptom.isNone()) return shrunk;
+  shrunk.problem = findProblem(in, makeChecker);
+  if (!shrunk.problem.found()) return shrunk;
   in.clear();
   in.seekg(0);
   const std::int32_t utcOffset = RecordingReader(in).utcOffset();
-  const auto makePlain = [](auto sink) { return std::make_unique<PlainJudge>(std::move(sink)); };
-  SymptomCheck check(shrunk.symptom, utcOffset, shrunk.symptom.difference ? makePlain : makeJudge);
+  const auto makePlain = [](auto sink) { return std::make_unique<NullChecker>(std::move(sink)); };
+  ReproductionCheck check(shrunk.problem, utcOffset, shrunk.problem.difference ? makePlain : makeChecker);
   Shrinker(in, std::move(check)).shrink(shrunk);
   return shrunk;
 }

@@ -1,4 +1,4 @@
-// Cuts a recording that shows something wrong down to the steps that matter.
+// Shrinks a recording to the steps that reproduce its problem.
 #pragma once
 
 #include <cstddef>
@@ -10,26 +10,26 @@
 
 namespace quarnex::recording {
 
-/// How many steps went for which reason.
+/// Numbers of removed steps, by reason.
 struct Cuts {
   std::size_t ofOtherLinks = 0;
-  std::size_t withoutEffect = 0;  // the engine was afterwards as before
-  std::size_t repetitions = 0;    // they led back to a state in which it had been
-  std::size_t others = 0;         // tried: it goes without them
+  std::size_t withoutEffect = 0;  // the engine's state stayed the same
+  std::size_t repetitions = 0;    // they led back to an earlier state of the engine
+  std::size_t others = 0;         // the problem appears without them, as a trial showed
 };
 
 struct Shrunk {
-  Symptom symptom;
-  std::size_t stepsBefore = 0;  // up to the one that shows it
+  Problem problem;
+  std::size_t stepsBefore = 0;  // up to the step that shows the problem
   std::size_t stepsAfter = 0;
   Cuts cuts;
-  std::string recording;  // the reduced one; "" if there is none
+  std::string recording;  // the shrunk recording; "" if there is none
 };
 
-/// Reads `in` several times from its beginning. Where steps are left out that took time, the earlier ones
-/// come later. The effort is bounded, to about a minute. Without a symptom there is nothing to shrink; nor
-/// can a recording be shrunk whose symptom does not come again when its inputs are fed to a fresh engine.
-/// Throws `DamagedLine` for the first line.
-Shrunk shrink(std::istream& in, const MakeJudge& makeJudge);
+/// Reads `in` several times from its beginning. If removed steps took time, the steps before them move to a
+/// later time. Takes about a minute at most. Returns no recording if there is no problem, or if the problem
+/// does not appear again when the inputs are replayed to a fresh engine. Throws `DamagedLine` if the first
+/// line is damaged.
+Shrunk shrink(std::istream& in, const MakeChecker& makeChecker);
 
 }  // namespace quarnex::recording

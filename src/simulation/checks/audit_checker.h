@@ -1,7 +1,8 @@
-// AuditJudge: what the audit of a simulation finds in one recorded engine.
+// Reports the first finding of a simulation's audit in one recorded engine.
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include "platform/simulated/virtual_time.h"
@@ -11,19 +12,15 @@
 
 namespace quarnex::simulation {
 
-/// Nothing is known of the peers, so every fault may be the excuse for what is forbidden otherwise.
-class AuditJudge final : public recording::Judge {
+/// The peers are unknown, so any fault of theirs may excuse what is forbidden otherwise.
+class AuditChecker final : public recording::Checker {
  public:
-  explicit AuditJudge(std::shared_ptr<recording::Sink> sink)
+  explicit AuditChecker(std::shared_ptr<recording::Sink> sink)
       : auditor_(audit_, 0, 0, std::make_shared<recording::TextLines>(std::move(sink))) {}
 
   Services wrap(const Services& services) override { return auditor_.wrap(services); }
   void watch(Library& library) override { auditor_.watch(library); }
-  recording::Finding finding() override {
-    const auto& first = audit_.findings.first();
-    return first ? recording::Finding{first->text, static_cast<std::int16_t>(first->link)}
-                 : recording::Finding{};
-  }
+  std::optional<Finding> finding() override { return audit_.findings.first(); }
 
  private:
   simulated::VirtualTime time_;

@@ -1,21 +1,16 @@
-// Findings: what a simulation found wrong, first things first.
+// Keeps the first violation that the checks of a simulation find.
 #pragma once
 
-#include <cstdint>
 #include <optional>
-#include <string>
 #include <utility>
+
+#include "recording/shrinker/checker.h"
 
 namespace quarnex::simulation {
 
-struct Finding {
-  std::int64_t at = 0;  ///< milliseconds since the beginning of the simulation
-  int host = 0;         ///< from 1; 0 = none in particular
-  int link = 0;         ///< index in that host's table; 0 = none in particular
-  std::string text;
-};
+using recording::Finding;
 
-/// Keeps the first finding: whatever goes wrong after it may be its consequence.
+/// Later findings are dropped: they may be consequences of the first.
 class Findings {
  public:
   void add(Finding finding) {

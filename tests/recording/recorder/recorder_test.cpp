@@ -20,10 +20,10 @@ std::string fedAgain(const std::string& text) {
   std::istringstream in(text);
   recording::RecordingReader reader(in);
   recording::StepReader steps(reader, SIZE_MAX);
-  recording::Rerun rerun(reader.utcOffset(),
-                         [](auto sink) { return std::make_unique<recording::PlainJudge>(sink); });
-  std::string again = rerun.header();
-  for (recording::Step step; steps.next(step);) again += rerun.play(step);
+  recording::Reproduction reproduction(
+      reader.utcOffset(), [](auto sink) { return std::make_unique<recording::NullChecker>(sink); });
+  std::string again = reproduction.header();
+  for (recording::Step step; steps.next(step);) again += reproduction.play(step);
   return again;
 }
 

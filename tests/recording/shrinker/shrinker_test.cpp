@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -19,7 +20,7 @@ constexpr std::size_t kStepsMax = 50;
 
 // Finds fault with a link that is connected and has three texts waiting in that queue.
 template <TextBuffer ConnectionRecord::*kQueue>
-class Impatient final : public Judge {
+class Impatient final : public Checker {
  public:
   explicit Impatient(std::shared_ptr<Sink> sink) : plain_(std::move(sink)) {}
   Services wrap(const Services& services) override { return plain_.wrap(services); }
@@ -27,35 +28,35 @@ class Impatient final : public Judge {
     library_ = &library;
     plain_.watch(library);
   }
-  Finding finding() override {
-    for (std::int16_t link = 1; link <= library_->ConnectionCount && found_.text.empty(); ++link) {
+  std::optional<Finding> finding() override {
+    for (std::int16_t link = 1; link <= library_->ConnectionCount && !found_; ++link) {
       const ConnectionRecord& record = library_->ConnectionTable[link];
-      if (record.Stato == kConnected && (record.*kQueue).Count >= 3) found_ = {"three wait", link};
+      if (record.Stato == kConnected && (record.*kQueue).Count >= 3) found_ = {0, 0, link, "three wait"};
     }
     return found_;
   }
 
  private:
-  PlainJudge plain_;
+  NullChecker plain_;
   Library* library_ = nullptr;
-  Finding found_;
+  std::optional<Finding> found_;
 };
 
-template <class OneJudge>
-std::unique_ptr<Judge> make(std::shared_ptr<Sink> sink) {
-  return std::make_unique<OneJudge>(std::move(sink));
+template <class AnyChecker>
+std::unique_ptr<Checker> make(std::shared_ptr<Sink> sink) {
+  return std::make_unique<AnyChecker>(std::move(sink));
 }
 
-template <class OneJudge>
+template <class AnyChecker>
 Shrunk shrunk(const std::string& text) {
   std::istringstream in(text);
-  return shrink(in, make<OneJudge>);
+  return shrink(in, make<AnyChecker>);
 }
 
-template <class OneJudge>
-Symptom symptomIn(const std::string& text) {
+template <class AnyChecker>
+Problem problemIn(const std::string& text) {
   std::istringstream in(text);
-  return symptomOf(in, make<OneJudge>);
+  return findProblem(in, make<AnyChecker>);
 }
 
 // Links and instances may have got other numbers.
@@ -81,14 +82,14 @@ TEST_P(ShrinkerDifferences, AreKeptAsTheyAre) {
     at = text.rfind(output);
   }
   text.replace(at, output.size(), other);
-  const Shrunk result = shrunk<PlainJudge>(text);
-  ASSERT_TRUE(result.symptom.difference);
+  const Shrunk result = shrunk<NullChecker>(text);
+  ASSERT_TRUE(result.problem.difference);
   EXPECT_LE(result.stepsAfter, kStepsMax);
-  const Symptom after = symptomIn<PlainJudge>(result.recording);
+  const Problem after = problemIn<NullChecker>(result.recording);
   ASSERT_TRUE(after.difference);
   EXPECT_EQ(withoutNumbers(after.difference->expected.text),
-            withoutNumbers(result.symptom.difference->expected.text));
-  EXPECT_EQ(withoutNumbers(after.difference->actual), withoutNumbers(result.symptom.difference->actual));
+            withoutNumbers(result.problem.difference->expected.text));
+  EXPECT_EQ(withoutNumbers(after.difference->actual), withoutNumbers(result.problem.difference->actual));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -104,20 +105,20 @@ INSTANTIATE_TEST_SUITE_P(
                     Alteration{"AnOutputTooMany", "{\"trace\":2", "{\"end\":true}\n{\"trace\":2"}),
     [](const auto& row) { return row.param.name; });
 
-template <class OneJudge>
+template <class AnyChecker>
 void keepsFindingsOf() {
   int found = 0;
   for (std::uint64_t seed = 1; seed <= 4; ++seed) {
     for (const std::string& text : simulated::recordingsOf(seed)) {
-      const Shrunk result = shrunk<OneJudge>(text);
-      if (result.symptom.isNone()) continue;
+      const Shrunk result = shrunk<AnyChecker>(text);
+      if (!result.problem.found()) continue;
       ++found;
       const Cuts& cuts = result.cuts;
       EXPECT_LE(result.stepsAfter, kStepsMax);
       EXPECT_EQ(result.stepsBefore - result.stepsAfter,
                 cuts.ofOtherLinks + cuts.withoutEffect + cuts.repetitions + cuts.others);
-      EXPECT_EQ(symptomIn<OneJudge>(result.recording).finding.text, "three wait");
-      EXPECT_TRUE(symptomIn<PlainJudge>(result.recording).isNone());
+      EXPECT_EQ(problemIn<AnyChecker>(result.recording).finding->text, "three wait");
+      EXPECT_FALSE(problemIn<NullChecker>(result.recording).found());
     }
   }
   EXPECT_GE(found, 4);
@@ -130,10 +131,10 @@ TEST(Shrinker, KeepsAFinding) {
 
 TEST(Shrinker, LeavesAloneWhatIsNotWrong) {
   const std::string text = simulated::recordingsOf(1).front();
-  EXPECT_EQ(shrunk<PlainJudge>(text).recording, "");
-  const Shrunk cut = shrunk<PlainJudge>(text.substr(0, text.size() - 1));
-  EXPECT_TRUE(cut.symptom.isNone());
-  EXPECT_TRUE(cut.symptom.damage);
+  EXPECT_EQ(shrunk<NullChecker>(text).recording, "");
+  const Shrunk cut = shrunk<NullChecker>(text.substr(0, text.size() - 1));
+  EXPECT_FALSE(cut.problem.found());
+  EXPECT_TRUE(cut.problem.damage);
 }
 
 }  // namespace
