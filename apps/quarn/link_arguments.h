@@ -1,14 +1,16 @@
-// TIPO and ID, the two words that name a link on the command line.
+// Describes TIPO and ID, the two arguments that name a link.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <string>
 
+#include "quarn/command.h"
+
 namespace quarnex::tool {
 
-CLI::Option* addTypeArgument(CLI::App& command, std::string& type);
-/// A whole number of 16 bits, signed; anything else is refused with a message that says so.
-CLI::Option* addIdentifierArgument(CLI::App& command, std::int16_t& identifier);
+/// The type of the peer, of any bytes.
+Argument typeArgument(std::string& type);
+/// The identifier of the peer: a signed whole number of 16 bits; other values are refused.
+Argument identifierArgument(std::int16_t& identifier);
 
 }  // namespace quarnex::tool

@@ -1,10 +1,10 @@
-#include "quarn/ports_command.h"
-
+// Prints TCP ports of links (quarn ports).
 #include <iomanip>
 #include <iostream>
 #include <memory>
 #include <string>
 
+#include "quarn/commands.h"
 #include "quarn/link_arguments.h"
 #include "quarn/link_port.h"
 #include "quarnex/ports.h"
@@ -15,16 +15,18 @@ namespace {
 struct LinkName {
   std::string type;
   std::int16_t identifier = 0;
+  bool given = false;
 };
 
 void printRow(std::string_view type, const std::string& port) {
   std::cout << std::left << std::setw(18) << type << port << '\n';
 }
 
-void printTable() {
+int printTable() {
   printRow("TIPO", "PORT");
   for (const PortOfType& named : kNamedPorts) printRow(named.type, std::to_string(named.port));
   printRow("any other", std::to_string(kFirstFreePort) + " + ID");
+  return 0;
 }
 
 int printPort(const LinkName& link) {
@@ -41,25 +43,24 @@ int printPort(const LinkName& link) {
 
 }  // namespace
 
-void addPortsCommand(CLI::App& app, int& exitStatus) {
-  CLI::App& command = *app.add_subcommand("ports", "show the ports of the peer types, or of one link");
+Command portsCommand() {
   const auto link = std::make_shared<LinkName>();
-  CLI::Option* type = addTypeArgument(command, link->type);
-  CLI::Option* identifier = addIdentifierArgument(command, link->identifier);
-  type->needs(identifier);
-  command.callback([link, type, &exitStatus] {
-    if (type->count() > 0) {
-      exitStatus = printPort(*link);
-    } else {
-      printTable();
-    }
-  });
-  command.footer(
-      "Exit status 1: the link has no port; standard error says why.\n\n"
-      "Examples:\n"
-      "  quarn ports             the table\n"
-      "  quarn ports MIRTAN 5    20308\n"
-      "  quarn ports ABC 5       20105");
+  Argument type = typeArgument(link->type);
+  type.store = [link](const std::string& text) {
+    link->type = text;
+    link->given = true;
+  };
+  type.needs = "ID";
+  return {.name = "ports",
+          .summary = "show the TCP port of each peer type, or of one link",
+          .details = {},
+          .statuses = {{0, "the port or the table was printed"},
+                       {1, "the link has no port; standard error gives the reason"}},
+          .examples = {{"quarn ports", "print the table"},
+                       {"quarn ports MIRTAN 5", "print 20308"},
+                       {"quarn ports ABC 5", "print 20105"}},
+          .arguments = {type, identifierArgument(link->identifier)},
+          .run = [link] { return link->given ? printPort(*link) : printTable(); }};
 }
 
 }  // namespace quarnex::tool

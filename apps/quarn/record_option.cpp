@@ -8,10 +8,12 @@
 
 namespace quarnex::tool {
 
-CLI::Option* addRecordOption(CLI::App& command, std::optional<std::string>& file) {
-  return command
-      .add_option("--record", file, "record everything, for quarn replay; an existing FILE is emptied")
-      ->type_name("FILE");
+Argument recordOption(std::optional<std::string>& file) {
+  return {.name = "--record",
+          .placeholder = "FILE",
+          .help = "record everything, for quarn replay; an existing FILE is emptied",
+          .store = storeIn(file),
+          .completion = Completion::Files};
 }
 
 bool beginRecording(const std::optional<std::string>& file) {

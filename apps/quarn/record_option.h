@@ -1,13 +1,14 @@
-// --record FILE: everything that happens to the process's links goes into a recording.
+// Describes --record FILE and begins the recording of everything that happens to the process's links.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 
+#include "quarn/command.h"
+
 namespace quarnex::tool {
 
-CLI::Option* addRecordOption(CLI::App& command, std::optional<std::string>& file);
+Argument recordOption(std::optional<std::string>& file);
 
 /// Begins the recording, if one is wanted; before the first `QuarnSocket` and `HostLoop`. False if it cannot
 /// begin: standard error then says why.

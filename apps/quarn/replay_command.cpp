@@ -1,5 +1,4 @@
-#include "quarn/replay_command.h"
-
+// Replays or prints recordings (quarn replay).
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -13,6 +12,7 @@
 #include <system_error>
 #include <vector>
 
+#include "quarn/commands.h"
 #include "recording/player/player.h"
 #include "recording/printer/recording_printer.h"
 
@@ -91,22 +91,36 @@ int handle(const std::string& file, bool printing) {
 
 }  // namespace
 
-void addReplayCommand(CLI::App& app, int& exitStatus) {
+Command replayCommand() {
   const auto options = std::make_shared<ReplayOptions>();
-  CLI::App& command =
-      *app.add_subcommand("replay", "play recordings to a fresh engine and compare what it does");
-  command.add_option("FILE", options->files, "recordings")->required()->type_name("");
-  command.add_flag("--print", options->print, "show the recordings for people instead of playing them");
-  command.footer(
-      "Exit status: 0 every recording plays without a difference, 1 one differs (the first difference is\n"
-      "shown), 2 one is damaged (its line is named; everything before it is played).\n\n"
-      "Examples:\n"
-      "  quarn replay site.jsonl             does the engine still do what it did at the site?\n"
-      "  quarn replay --print site.jsonl     what happened there, step by step");
-  command.callback([options, &exitStatus] {
-    for (const std::string& file : options->files)
-      exitStatus = std::max(exitStatus, handle(file, options->print));
-  });
+  return {
+      .name = "replay",
+      .summary = "replay recordings to a fresh engine and compare what it does",
+      .details = {},
+      .statuses = {{kPlays, "every recording replayed without a difference"},
+                   {kDiffers, "a recording differs; the first difference is printed"},
+                   {kDamaged,
+                    "a recording is damaged or cannot be opened; the damaged line is named, and "
+                    "everything before it is replayed"}},
+      .examples = {{"quarn replay site.jsonl", "check that the engine still does what it did at the site"},
+                   {"quarn replay --print site.jsonl", "print what happened there, step by step"}},
+      .arguments = {{.name = "FILE",
+                     .placeholder = "",
+                     .help = "recordings",
+                     .store = appendTo(options->files),
+                     .completion = Completion::Files,
+                     .required = true,
+                     .repeated = true},
+                    {.name = "--print",
+                     .placeholder = "",
+                     .help = "print the recordings for people to read instead of replaying them",
+                     .store = raise(options->print)}},
+      .run = [options] {
+        int status = kPlays;
+        for (const std::string& file : options->files)
+          status = std::max(status, handle(file, options->print));
+        return status;
+      }};
 }
 
 }  // namespace quarnex::tool

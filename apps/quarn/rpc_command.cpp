@@ -1,11 +1,11 @@
-#include "quarn/rpc_command.h"
-
+// Answers JSON-RPC requests from standard input (quarn rpc).
 #include <chrono>
 #include <iostream>
 #include <memory>
 #include <optional>
 #include <string>
 
+#include "quarn/commands.h"
 #include "quarn/host_turn.h"
 #include "quarn/record_option.h"
 #include "quarn/rpc_answer.h"
@@ -68,22 +68,24 @@ void RpcHost::answerWaiting() {
 
 }  // namespace
 
-void addRpcCommand(CLI::App& app, int& exitStatus) {
-  CLI::App& command = *app.add_subcommand("rpc", "offer the library's methods as JSON-RPC on standard input");
+Command rpcCommand() {
   const auto recording = std::make_shared<std::optional<std::string>>();
-  addRecordOption(command, *recording);
-  command.callback(
-      [recording, &exitStatus] { exitStatus = beginRecording(*recording) ? RpcHost().run() : 2; });
-  command.footer(
-      "One JSON-RPC 2.0 request a line, one response a line, in order. Methods: the 15 of QuarnSocket, "
-      "parameters in\n"
-      "their order. Links live between the requests. The end of the input ends the process.\n\n"
-      "Examples:\n"
-      "  quarn rpc --record links.jsonl    record everything; quarn replay shows it again\n"
-      "  quarn rpc\n"
-      "  {\"jsonrpc\":\"2.0\",\"id\":1,\"method\":\"Init\",\"params\":[\"/tmp/log-\"]}\n"
-      "  {\"jsonrpc\":\"2.0\",\"id\":2,\"method\":\"Add\",\"params\":[\"MIRTAN\",5,true,true]}\n"
-      "  {\"jsonrpc\":\"2.0\",\"id\":3,\"method\":\"GetMessaggioArrivato\",\"params\":[1]}");
+  return {.name = "rpc",
+          .summary = "offer the library's methods as JSON-RPC on standard input",
+          .details =
+              {"Reads one JSON-RPC 2.0 request per line and answers each in one line, in order. The methods "
+               "are the 15 of QuarnSocket, with their parameters in order. The links stay alive between the "
+               "requests. The process ends at the end of the input."},
+          .statuses = {{0, "the input ended"},
+                       {1, "the input could not be read, or the answers could not be written"},
+                       {2, "the recording could not be created"}},
+          .examples = {{"quarn rpc --record links.jsonl", "record everything, for quarn replay"},
+                       {"quarn rpc", "then type, for example:"},
+                       {R"({"jsonrpc":"2.0","id":1,"method":"Init","params":["/tmp/log-"]})", ""},
+                       {R"({"jsonrpc":"2.0","id":2,"method":"Add","params":["MIRTAN",5,true,true]})", ""},
+                       {R"({"jsonrpc":"2.0","id":3,"method":"GetMessaggioArrivato","params":[1]})", ""}},
+          .arguments = {recordOption(*recording)},
+          .run = [recording] { return beginRecording(*recording) ? RpcHost().run() : kNotStarted; }};
 }
 
 }  // namespace quarnex::tool

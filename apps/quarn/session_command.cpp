@@ -1,10 +1,11 @@
-#include "quarn/session_command.h"
-
+// Keeps one link between its peer and the standard streams (quarn listen, quarn call).
 #include <iostream>
 #include <memory>
 
+#include "quarn/commands.h"
 #include "quarn/link_arguments.h"
 #include "quarn/link_port.h"
+#include "quarn/link_session.h"
 #include "quarn/record_option.h"
 
 namespace quarnex::tool {
@@ -17,14 +18,14 @@ int runSession(const SessionOptions& options) {
   const LinkPort port = portOfLink(options.type, options.identifier);
   if (port.port == 0) {
     std::cerr << "quarn: the link has no port: " << port.whyNone << '\n';
-    return 2;
+    return kNotStarted;
   }
   const std::string whyUseless = identifierWarning(options.identifier);
   if (!whyUseless.empty()) {
     std::cerr << "quarn: " << whyUseless << '\n';
-    return 2;
+    return kNotStarted;
   }
-  if (!beginRecording(options.recording)) return 2;
+  if (!beginRecording(options.recording)) return kNotStarted;
   LinkSession session(options);
   try {
     session.open();
@@ -32,30 +33,75 @@ int runSession(const SessionOptions& options) {
     std::cerr << "quarn: no log can be created with the prefix \"" << options.logPrefix.value_or("")
               << "\": " << failure.what() << " (" << failure.number()
               << "); give a directory that exists and can be written, ending in /\n";
-    return 2;
+    return kNotStarted;
   }
   return session.run() ? 0 : 1;
 }
 
-}  // namespace
-
-void defineSession(CLI::App& command, bool client, int& exitStatus) {
+// The arguments and the action of a session, which listen and call share.
+Command sessionCommand(bool client) {
   const auto options = std::make_shared<SessionOptions>();
   options->client = client;
-  addTypeArgument(command, options->type)->required();
-  addIdentifierArgument(command, options->identifier)->required();
-  command
-      .add_option("--wait", options->waitSeconds,
-                  "at the end, patience in seconds for the next acknowledgement and for the close")
-      ->type_name("SECONDS")
-      ->capture_default_str()
-      ->check(CLI::Range(0, kWaitSecondsMax).description(""));
-  command.add_option("--log", options->logPrefix, "keep a log; its file name begins with PREFIX")
-      ->type_name("PREFIX");
-  addRecordOption(command, options->recording);
-  command.add_flag("--trace", options->trace, "show the link's trace on standard error");
-  command.add_flag("--raw", options->raw, "show reports on standard error also as they are");
-  command.callback([options, &exitStatus] { exitStatus = runSession(*options); });
+  Argument type = typeArgument(options->type), identifier = identifierArgument(options->identifier);
+  type.required = identifier.required = true;
+  return {.name = client ? "call" : "listen",
+          .summary = "",
+          .details =
+              {"Sends each line of standard input to the peer and prints the texts of the peer on standard "
+               "output. At the end of the input, or on Ctrl-C, it waits until the peer has acknowledged "
+               "everything and closes the link. A second Ctrl-C ends it at once."},
+          .statuses = {{0, "the peer acknowledged everything and the link closed"},
+                       {1, "texts were not acknowledged, or the link did not close"},
+                       {2, "the session could not begin"}},
+          .examples = {},
+          .arguments = {type,
+                        identifier,
+                        {.name = "--wait",
+                         .placeholder = "SECONDS",
+                         .help = "longest wait at the end for the next acknowledgement and for the close",
+                         .store = storeIn(options->waitSeconds, 0, kWaitSecondsMax),
+                         .defaultValue = std::to_string(options->waitSeconds)},
+                        {.name = "--log",
+                         .placeholder = "PREFIX",
+                         .help = "keep a log; PREFIX begins the name of its file",
+                         .store = storeIn(options->logPrefix),
+                         .completion = Completion::Files},
+                        recordOption(options->recording),
+                        {.name = "--trace",
+                         .placeholder = "",
+                         .help = "print the trace of the link on standard error",
+                         .store = raise(options->trace)},
+                        {.name = "--raw",
+                         .placeholder = "",
+                         .help = "print reports on standard error also as the library returns them",
+                         .store = raise(options->raw)}},
+          .run = [options] { return runSession(*options); }};
+}
+
+}  // namespace
+
+Command listenCommand() {
+  Command command = sessionCommand(false);
+  command.summary = "keep a link whose peer calls";
+  command.examples = {
+      {"quarn listen MIRTAN 5", "wait for a MIRTAN peer on port 20308 and exchange texts"},
+      {"quarn listen ABC 5 >> received.txt", "port 20105; collect received texts until Ctrl-C"},
+      {"tail -f out.txt | quarn listen ABC 5 --trace", "send a growing file and print every frame"},
+      {"quarn listen TOLV 1 --log /tmp/tolv-", "keep a log in /tmp/tolv-LOGQUARNNET<date><time>.txt"},
+      {"quarn listen TOLV 1 --record tolv.jsonl", "record everything, for quarn replay"}};
+  return command;
+}
+
+Command callCommand() {
+  Command command = sessionCommand(true);
+  command.summary = "keep a link that calls its peer on this machine";
+  command.details.emplace_back(
+      "The first call is made after 10 seconds, and another one after each failure, without end.");
+  command.examples = {{"quarn call MIRTAN 5", "call 127.0.0.1:20308 and exchange texts"},
+                      {"quarn call ABC 5 < texts.txt", "send the lines of a file to port 20105"},
+                      {"echo HELLO | quarn call ABC 5 --wait 60", "give a slow peer a minute to acknowledge"},
+                      {"quarn call TOLV 1 --raw", "print the library's reports as a host receives them"}};
+  return command;
 }
 
 }  // namespace quarnex::tool

@@ -1,5 +1,4 @@
-#include "quarn/shrink_command.h"
-
+// Reduces recordings to the steps that matter (quarn shrink).
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
@@ -8,6 +7,7 @@
 #include <string>
 #include <system_error>
 
+#include "quarn/commands.h"
 #include "recording/shrinker/shrinker.h"
 #include "simulation/checks/audit_checker.h"
 
@@ -104,22 +104,30 @@ int openAndShrink(const ShrinkOptions& options) {
 
 }  // namespace
 
-void addShrinkCommand(CLI::App& app, int& exitStatus) {
+Command shrinkCommand() {
   const auto options = std::make_shared<ShrinkOptions>();
-  CLI::App& command = *app.add_subcommand(
-      "shrink", "cut a recording that differs, or breaks what must hold, down to the steps that matter");
-  command.add_option("FILE", options->file, "a recording")->required()->type_name("");
-  command.add_option("--output", options->output, "where the short one goes; otherwise next to FILE")
-      ->type_name("FILE");
-  command.footer(
-      "What is left still shows the same difference, or breaks the same rule, in its last step. Exit status: "
-      "0\n"
-      "it is written, 1 there is nothing to shrink, 2 the recording is damaged or a file cannot be read or\n"
-      "written. It takes up to about a minute.\n\n"
-      "Examples:\n"
-      "  quarn shrink site.jsonl                 writes site.min.jsonl\n"
-      "  quarn replay --print site.min.jsonl     what is left, step by step");
-  command.callback([options, &exitStatus] { exitStatus = openAndShrink(*options); });
+  return {
+      .name = "shrink",
+      .summary = "reduce a recording that differs or breaks a rule to the steps that show it",
+      .details = {"The last step of the result still shows the same difference or breaks the same rule. "
+                  "Shrinking takes up to about a minute."},
+      .statuses = {{kReduced, "the result was written"},
+                   {kNotReduced, "there is nothing to shrink"},
+                   {kDamaged, "the recording is damaged, or a file cannot be read or written"}},
+      .examples = {{"quarn shrink site.jsonl", "write site.min.jsonl"},
+                   {"quarn replay --print site.min.jsonl", "print the result, step by step"}},
+      .arguments = {{.name = "FILE",
+                     .placeholder = "",
+                     .help = "a recording",
+                     .store = storeIn(options->file),
+                     .completion = Completion::Files,
+                     .required = true},
+                    {.name = "--output",
+                     .placeholder = "FILE",
+                     .help = "file for the result; by default beside the recording, with .min in its name",
+                     .store = storeIn(options->output),
+                     .completion = Completion::Files}},
+      .run = [options] { return openAndShrink(*options); }};
 }
 
 }  // namespace quarnex::tool

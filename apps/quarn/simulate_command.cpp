@@ -1,6 +1,4 @@
-#include "quarn/simulate_command.h"
-
-#include <charconv>
+// Simulates sites under faults in virtual time and reports the results (quarn simulate).
 #include <chrono>
 #include <cmath>
 #include <cstddef>
@@ -19,6 +17,7 @@
 #include <system_error>
 #include <vector>
 
+#include "quarn/commands.h"
 #include "quarn/console.h"
 #include "quarn/simulation_report.h"
 #include "simulation/campaign/many_runs.h"
@@ -31,25 +30,12 @@ namespace {
 using simulated::Fault;
 
 constexpr int kBroken = 1;
-constexpr int kWrongUsage = 2;
 constexpr std::uint64_t kHoursMax = 100'000;
 constexpr simulated::Milliseconds kHour = 3'600'000;
 constexpr std::uint64_t kSeedsMax = 1'000'000;
 constexpr std::uint64_t kJobsMax = 256;
 constexpr std::uint64_t kLinkHoursMax = 1'000'000'000;
 constexpr std::uint64_t kLeastSeen = 10;
-
-struct SimulateOptions {
-  std::string seed;
-  std::string hours = "1";
-  std::string links = "10";
-  std::string faults = "all";
-  std::optional<std::string> directory;
-  std::string seeds = "1";
-  std::string jobs = "1";
-  std::optional<std::string> linkHours;
-  bool expectAll = false;
-};
 
 struct ManyPlan {
   simulation::RunPlan plan;
@@ -71,20 +57,10 @@ class Stopwatch {
   std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
-std::uint64_t numberOf(const std::string& option, const std::string& text, std::uint64_t low,
-                       std::uint64_t high) {
-  std::uint64_t number = 0;
-  const char* const end = text.data() + text.size();
-  const auto [rest, error] = std::from_chars(text.data(), end, number);
-  if (error == std::errc() && rest == end && number >= low && number <= high) return number;
-  throw std::invalid_argument(option + " \"" + text + "\": give a whole number from " + std::to_string(low) +
-                              " to " + std::to_string(high));
-}
-
-std::string allNames() {
+std::string allNames(const std::string& separator = ",") {
   std::string names;
   for (std::size_t i = 0; i < simulated::kFaultCount; ++i)
-    (names += i == 0 ? "" : ",") += nameOf(static_cast<Fault>(i));
+    names += (i == 0 ? "" : separator) + std::string(nameOf(static_cast<Fault>(i)));
   return names;
 }
 
@@ -101,8 +77,7 @@ simulated::FaultSet faultsOf(const std::string& list) {
     const std::string_view name = rest.substr(0, rest.find(','));
     const auto fault = simulated::faultNamed(name);
     if (!fault)
-      throw std::invalid_argument("--faults \"" + std::string(name) + "\": give all, none, or some of " +
-                                  allNames());
+      throw std::invalid_argument('"' + std::string(name) + "\": give all, none, or some of " + allNames());
     faults.add(*fault);
     if (name.size() == rest.size()) return faults;
     rest.remove_prefix(name.size() + 1);
@@ -117,28 +92,13 @@ bool takesRecordings(const std::filesystem::path& directory) {
          std::ofstream(directory / "host1-1.jsonl", std::ios::app).is_open();
 }
 
-ManyPlan planOf(const SimulateOptions& options) {
-  ManyPlan many;
-  simulation::RunPlan& plan = many.plan;
-  many.seeds = numberOf("--seeds", options.seeds, 1, kSeedsMax);
-  many.jobs = static_cast<unsigned>(numberOf("--jobs", options.jobs, 1, kJobsMax));
-  if (options.linkHours)
-    many.linkHoursEnough =
-        static_cast<double>(numberOf("--link-hours", *options.linkHours, 1, kLinkHoursMax));
-  many.expectAll = options.expectAll;
-  plan.seed = numberOf("--seed", options.seed, 0, std::numeric_limits<std::uint64_t>::max());
-  plan.trouble =
-      kHour * static_cast<simulated::Milliseconds>(numberOf("--hours", options.hours, 1, kHoursMax));
-  plan.links = static_cast<int>(numberOf("--links", options.links, 1, simulated::kLinksMax));
-  plan.faults = faultsOf(options.faults);
-  if (!options.directory) return many;
+void requireUsableDirectory(const ManyPlan& many) {
+  if (!many.plan.recordDirectory) return;
   if (many.seeds > 1)
     throw std::invalid_argument("--record keeps the recordings of one seed: leave out --seeds");
-  if (!takesRecordings(*options.directory))
-    throw std::invalid_argument("--record \"" + *options.directory +
+  if (!takesRecordings(*many.plan.recordDirectory))
+    throw std::invalid_argument("--record \"" + many.plan.recordDirectory->string() +
                                 "\": give a directory that can be written or made");
-  plan.recordDirectory = options.directory;
-  return many;
 }
 
 void complain(const simulation::RunPlan& plan, std::uint64_t seed, const simulation::Finding& finding) {
@@ -224,65 +184,90 @@ int simulateSeveral(const ManyPlan& many) {
   return failed || !missing.empty() ? kBroken : 0;
 }
 
-int simulateAndTell(const SimulateOptions& options) {
+int simulateAndTell(const ManyPlan& many) {
   try {
-    const ManyPlan many = planOf(options);
+    requireUsableDirectory(many);
     return many.seeds == 1 && !many.expectAll ? simulateOne(many.plan) : simulateSeveral(many);
   } catch (const std::invalid_argument& wrong) {
     std::cerr << "quarn: " << wrong.what() << '\n';
-    return kWrongUsage;
+    return kNotStarted;
   }
+}
+
+std::vector<Argument> argumentsFor(ManyPlan& many) {
+  simulation::RunPlan& plan = many.plan;
+  return {{.name = "--seed",
+           .placeholder = "S",
+           .help = "first seed; the same seed gives the same run",
+           .store = storeIn(plan.seed, 0, std::numeric_limits<std::uint64_t>::max()),
+           .required = true},
+          {.name = "--hours",
+           .placeholder = "H",
+           .help = "hours with faults, before the wait for recovery",
+           .store =
+               [&plan](const std::string& hours) {
+                 plan.trouble =
+                     kHour * static_cast<simulated::Milliseconds>(wholeNumber(hours, 1, kHoursMax));
+               },
+           .defaultValue = "1"},
+          {.name = "--links",
+           .placeholder = "N",
+           .help = "links per host, at most 1000 of them over TCP",
+           .store = storeIn(plan.links, 1, simulated::kLinksMax),
+           .defaultValue = "10"},
+          {.name = "--faults",
+           .placeholder = "LIST",
+           .help = "all, none, or names separated by commas; the seed chooses among these. The large\n"
+                   "faults, endless and backlog, occur only where they are named: all,backlog",
+           .store = [&plan](const std::string& list) { plan.faults = faultsOf(list); },
+           .defaultValue = "all"},
+          {.name = "--record",
+           .placeholder = "DIR",
+           .help = "keep a recording of each engine in DIR",
+           .store = [&plan](const std::string& directory) { plan.recordDirectory = directory; },
+           .completion = Completion::Folders},
+          {.name = "--seeds",
+           .placeholder = "N",
+           .help = "run N seeds from S on, and print the sums",
+           .store = storeIn(many.seeds, 1, kSeedsMax),
+           .defaultValue = "1"},
+          {.name = "--jobs",
+           .placeholder = "J",
+           .help = "run J seeds at the same time",
+           .store = storeIn(many.jobs, 1, kJobsMax),
+           .defaultValue = "1"},
+          {.name = "--link-hours",
+           .placeholder = "L",
+           .help = "start no further seed after L link-hours",
+           .store = storeIn(many.linkHoursEnough, 1, kLinkHoursMax)},
+          {.name = "--expect-all",
+           .placeholder = "",
+           .help = "fail if a fault, a kind of fault, a cause or a trace text occurred fewer than 10 times",
+           .store = raise(many.expectAll)}};
 }
 
 }  // namespace
 
-void addSimulateCommand(CLI::App& app, int& exitStatus) {
-  const auto options = std::make_shared<SimulateOptions>();
-  CLI::App& command =
-      *app.add_subcommand("simulate", "let faults befall four hosts in virtual time and check what they do");
-  command.add_option("--seed", options->seed, "from which everything is drawn; same seed, same run")
-      ->required()
-      ->type_name("S");
-  command.add_option("--hours", options->hours, "of trouble, before recovery is awaited")
-      ->type_name("H")
-      ->capture_default_str();
-  command.add_option("--links", options->links, "of each host, 1000 at most with TCP")
-      ->type_name("N")
-      ->capture_default_str();
-  command
-      .add_option("--faults", options->faults,
-                  "all, none, or names with commas; the seed draws of these, and takes the large\n"
-                  "ones, endless and backlog, where they are named: all,backlog")
-      ->type_name("LIST")
-      ->capture_default_str();
-  command.add_option("--record", options->directory, "keep a recording of each engine there")
-      ->type_name("DIR");
-  command.add_option("--seeds", options->seeds, "run so many seeds from S on, and print their sums")
-      ->type_name("N")
-      ->capture_default_str();
-  command.add_option("--jobs", options->jobs, "so many of them at the same time")
-      ->type_name("J")
-      ->capture_default_str();
-  command.add_option("--link-hours", options->linkHours, "begin no further seed once so many have passed")
-      ->type_name("L");
-  command.add_flag("--expect-all", options->expectAll,
-                   "fail if a fault, a kind of one, a cause or a trace text was seen fewer than 10 times");
-  command.footer(
-      "Two machines with two hosts each; links in both roles run between the two, and texts travel on all "
-      "of\n"
-      "them. After the last hour the faults end, and every link must come back. A seed for which something\n"
-      "did not hold runs once more, recorded into a fresh folder in TMPDIR or /tmp, unless --record is "
-      "given.\n"
-      "Faults: " +
-      allNames() +
-      "\n\nExit status: 0 all that must hold held, 1 something did not (seed, host, link and moment are "
-      "named),\n2 an argument makes no sense.\n\n"
-      "Examples:\n"
-      "  quarn simulate --seed 7 --hours 24\n"
-      "  quarn simulate --seed 1 --seeds 1000 --jobs 2 --hours 25 --expect-all\n"
-      "  quarn simulate --seed 7 --hours 1 --faults clock-back,stall --record /tmp/seven\n"
-      "  quarn replay /tmp/seven/*.jsonl");
-  command.callback([options, &exitStatus] { exitStatus = simulateAndTell(*options); });
+Command simulateCommand() {
+  const auto many = std::make_shared<ManyPlan>();
+  return {
+      .name = "simulate",
+      .summary = "simulate four hosts under faults in virtual time and check what they do",
+      .details =
+          {"Two machines run two hosts each. Links in both roles connect the machines, and texts travel "
+           "on all of them. The faults end after the last hour, and then every link must recover. A seed "
+           "that breaks a rule runs again and is recorded into a new folder in TMPDIR or /tmp, unless "
+           "--record is given.",
+           "Faults: " + allNames(", ")},
+      .statuses = {{0, "no rule was broken"},
+                   {kBroken, "a rule was broken; seed, host, link and moment are named"},
+                   {kNotStarted, "an argument makes no sense"}},
+      .examples = {{"quarn simulate --seed 7 --hours 24", ""},
+                   {"quarn simulate --seed 1 --seeds 1000 --jobs 2 --hours 25 --expect-all", ""},
+                   {"quarn simulate --seed 7 --hours 1 --faults clock-back,stall --record /tmp/seven", ""},
+                   {"quarn replay /tmp/seven/*.jsonl", ""}},
+      .arguments = argumentsFor(*many),
+      .run = [many] { return simulateAndTell(*many); }};
 }
 
 }  // namespace quarnex::tool

@@ -85,7 +85,7 @@ def check_length(file, lines):
 def check_public_header(file):
     """A public header compiles alone."""
     compiler = sys.argv[1] if len(sys.argv) > 1 else "c++"
-    command = [compiler, "-std=c++20", "-fsyntax-only", "-Wall", "-Wextra", "-Wpedantic", "-Werror", "-I.", "-xc++", "-"]
+    command = [compiler, "-std=c++17", "-fsyntax-only", "-Wall", "-Wextra", "-Wpedantic", "-Werror", "-I.", "-xc++", "-"]
     result = subprocess.run(command, cwd=ROOT / "include", input=f'#include "{file.removeprefix("include/")}"\n',
                             capture_output=True, text=True)
     if result.returncode != 0:

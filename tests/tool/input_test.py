@@ -156,8 +156,12 @@ class CommandLine(unittest.TestCase):
         ("ports ABC -20100", 1, "", "use an identifier of at least -20099"),
         ("ports ABC", 2, "", "ID"),
         ("--version", 0, "quarn ", ""),
+        ("completion csh", 2, "", 'SHELL "csh": give one of bash, zsh, fish'),
+        ("manual bogus", 2, "", 'COMMAND "bogus" is no command'),
+        ("manual listen", 0, "\\fB\\-\\-wait\\fR \\fISECONDS\\fR", ""),
+        ("manual", 0, ".BR quarn\\-replay (1)", ""),
         *[(f"{command} --help", 0, "Examples:", "")
-          for command in ("listen", "call", "rpc", "ports", "replay", "shrink", "simulate", "completion")],
+          for command in ("listen", "call", "rpc", "ports", "replay", "shrink", "simulate", "completion", "manual")],
     ]
 
     def test_arguments_get_their_exit_status_and_output(self):
@@ -172,7 +176,8 @@ class CommandLine(unittest.TestCase):
                     self.assertEqual(1, result.stderr.count(b"\n"), result.stderr)
 
     def test_bash_completes_commands_types_and_options(self):
-        rows = {"li": "listen", "call MI": "MIRTAN", "call ABC 5 --tr": "--trace", "completion zs": ""}
+        rows = {"li": "listen", "call MI": "MIRTAN", "call ABC 5 --tr": "--trace", "call ABC 5 --wait 1": "",
+                "completion zs": "zsh", "manual sh": "shrink"}
         for typed, completed in rows.items():
             words = ["quarn", *typed.split()]
             script = (f"source <({QUARN} completion bash); COMP_WORDS=({' '.join(words)}); "

@@ -1,0 +1,92 @@
+// The only file that includes CLI11, whose headers take longer to compile than the rest of the tool.
+#include "quarn/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <stdexcept>
+
+#include "quarn/help_text.h"
+#include "quarnex/version.h"
+
+namespace quarnex::tool {
+namespace {
+
+std::string usageError(const CLI::App* app, const CLI::Error& error) {
+  std::string command = "quarn";
+  for (const CLI::App* parsed : app->get_subcommands()) command += ' ' + parsed->get_name();
+  const bool unknown = app->get_subcommands().empty() && app->remaining_size() > 0;
+  const std::string reason =
+      unknown ? '"' + app->remaining().front() + "\" is no command or option" : error.what();
+  return command + ": " + reason + "; see " + command + " --help\n";
+}
+
+void requireChoice(const Argument& argument, const std::string& value) {
+  if (argument.choices.empty()) return;
+  std::string all;
+  for (const std::string& choice : argument.choices) {
+    if (choice == value) return;
+    all += (all.empty() ? "" : ", ") + choice;
+  }
+  throw std::invalid_argument('"' + value + "\": give one of " + all);
+}
+
+void store(const Argument& argument, const std::string& value) {
+  try {
+    requireChoice(argument, value);
+    argument.store(value);
+  } catch (const std::invalid_argument& refused) {
+    throw CLI::ValidationError(argument.name + ' ' + refused.what());
+  }
+}
+
+CLI::Option* addOption(CLI::App& app, const Argument& argument) {
+  if (argument.isFlag())
+    return app.add_flag_callback(
+        argument.name, [&argument] { store(argument, ""); }, argument.help);
+  if (argument.repeated) {
+    const auto storeAll = [&argument](const std::vector<std::string>& values) {
+      for (const std::string& value : values) store(argument, value);
+    };
+    return app.add_option_function<std::vector<std::string>>(argument.name, storeAll, argument.help);
+  }
+  const auto storeOne = [&argument](const std::string& value) { store(argument, value); };
+  return app.add_option_function<std::string>(argument.name, storeOne, argument.help);
+}
+
+void addArgument(CLI::App& app, const Argument& argument) {
+  CLI::Option& option = *addOption(app, argument);
+  option.required(argument.required);
+  if (argument.isFlag()) return;
+  option.type_name(argument.placeholder);
+  if (!argument.defaultValue.empty()) option.default_str(argument.defaultValue);
+}
+
+void addCommand(CLI::App& app, const Command& command, int& exitStatus) {
+  CLI::App& added = *app.add_subcommand(command.name, command.summary);
+  for (const Argument& argument : command.arguments) addArgument(added, argument);
+  for (const Argument& argument : command.arguments) {
+    if (!argument.needs.empty()) added.get_option(argument.name)->needs(added.get_option(argument.needs));
+  }
+  added.footer(helpFooter(command));
+  added.callback([&command, &exitStatus] { exitStatus = command.run(); });
+}
+
+}  // namespace
+
+int runCommandLine(const Command& program, const std::vector<Command>& commands, int argc,
+                   const char* const* argv) {
+  CLI::App app{program.summary, program.name};
+  int exitStatus = 0;
+  app.set_version_flag("--version", "quarn " QUARNEX_VERSION);
+  app.failure_message(usageError);
+  app.require_subcommand(1);
+  app.footer(helpFooter(program));
+  for (const Command& command : commands) addCommand(app, command, exitStatus);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : kNotStarted;
+  }
+  return exitStatus;
+}
+
+}  // namespace quarnex::tool
