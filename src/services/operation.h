@@ -48,7 +48,8 @@ enum class Operation : std::uint8_t {
   WriteLog
 };
 
-/// Kind of an operation's argument or result. Indexes and instances (`create`) do not count as either.
+/// Kind of an operation's argument or result. The instance that `create` returns and the instant that
+/// `utcOffset` is asked about count as neither.
 enum class OperandKind : std::uint8_t { None, Number, Text };
 
 struct OperationShape {
@@ -89,7 +90,7 @@ inline constexpr auto kOperations = [] {
       {"receivedText", true, true, true, None, Text},
       {"period", false, true, true, None, Number},
       {"now", false, true, false, None, Number},
-      {"utcOffset", false, true, false, Number, Number},
+      {"utcOffset", false, true, false, None, Number},
       {"writeLog", false, false, false, Text, None},
   });
 }();
@@ -107,10 +108,41 @@ constexpr bool isRead(Operation operation) {
   return shapeOf(operation).isRead;
 }
 
+/// One call of an operation. `number` or `text` is its argument, if it has one.
+struct ServiceCall {
+  Operation operation;
+  SocketId socket{};
+  std::int32_t number = 0;
+  std::string_view text{};  ///< valid during the call
+};
+
 /// The events of a socket instance, in the order of `kEvents`.
 enum class EventKind : std::uint8_t { Connect, Close, Receive, Accept };
 
 /// Their names, as recordings spell them.
 inline constexpr std::array<std::string_view, 4> kEvents = {"Connect", "Close", "Receive", "Accept"};
+
+/// One event of a socket instance. Only an accept event has a handle.
+struct SocketEvent {
+  EventKind kind;
+  SocketId socket;
+  std::int16_t code = 0;
+  std::int32_t handle = 0;
+};
+
+/// Calls the method of `receiver` for `event`.
+inline void deliver(const SocketEvent& event, SocketEvents& receiver) {
+  const auto [array, index] = event.socket;
+  switch (event.kind) {
+    case EventKind::Connect:
+      return receiver.onConnect(array, index, event.code);
+    case EventKind::Close:
+      return receiver.onClose(array, index, event.code);
+    case EventKind::Receive:
+      return receiver.onReceive(array, index, event.code);
+    case EventKind::Accept:
+      return receiver.onAccept(array, index, event.handle, event.code);
+  }
+}
 
 }  // namespace quarnex

@@ -12,38 +12,38 @@ namespace {
 
 struct Nested {
   const char* name;
-  void (*deliver)(Pair& pair, Host& host, const OperationCall& call);
+  void (*deliver)(Pair& pair, Host& host, const ServiceCall& call);
 };
 
-void tick(Pair&, Host& host, const OperationCall&) {
+void tick(Pair&, Host& host, const ServiceCall&) {
   host.timer.tick();
 }
-void turn(Pair&, Host& host, const OperationCall&) {
+void turn(Pair&, Host& host, const ServiceCall&) {
   host.turn();
 }
 // Everything that is due, in both hosts; also the outcome of a call inside the call, which therefore never
 // comes up.
-void passTime(Pair& pair, Host& host, const OperationCall&) {
+void passTime(Pair& pair, Host& host, const ServiceCall&) {
   if (pair.world.time().now() > 60'000) return;
   pair.world.runDue();
   host.turn();
 }
-void breakConnection(Pair& pair, Host& host, const OperationCall& call) {
+void breakConnection(Pair& pair, Host& host, const ServiceCall& call) {
   if (pair.world.time().now() > 60'000) return;
-  if (End* end = host.sockets.end(call.array, call.index)) end->cut(10054);
+  if (End* end = host.sockets.end(call.socket.array, call.socket.index)) end->cut(10054);
   for (const auto& connection : pair.world.network().connections()) connection->cutBoth(10054);
   passTime(pair, host, call);
 }
-void raiseCloses(Pair& pair, Host& host, const OperationCall& call) {
+void raiseCloses(Pair& pair, Host& host, const ServiceCall& call) {
   if (pair.world.time().now() > 60'000) return;
   for (const SocketArray array :
        {SocketArray::ClientSocket, SocketArray::ServerSocket, SocketArray::SrvAccept}) {
     for (const std::int16_t code : {std::int16_t{0}, std::int16_t{10053}}) {
-      host.sockets.raise(array, call.index, EventKind::Close, code);
+      host.sockets.raise(array, call.socket.index, EventKind::Close, code);
     }
   }
 }
-void callHost(Pair& pair, Host& host, const OperationCall&) {
+void callHost(Pair& pair, Host& host, const ServiceCall&) {
   if (pair.world.time().now() > 60'000) return;
   host.quarn().Apri(1);
   host.quarn().Invia(1, "VUOTABUFFER");
@@ -59,9 +59,7 @@ TEST_P(Nesting, IsSurvivedInsideEveryOperation) {
     Pair pair(1, 2);
     for (Host* host : {&pair.server, &pair.client}) {
       host->faults.insideDepthMax = depth;
-      host->faults.inside = [&pair, host](const OperationCall& call) {
-        GetParam().deliver(pair, *host, call);
-      };
+      host->faults.inside = [&pair, host](const ServiceCall& call) { GetParam().deliver(pair, *host, call); };
     }
     pair.add();
     pair.open();

@@ -12,20 +12,6 @@ namespace {
 constexpr std::int16_t kTooManyDescriptors = 10024;
 constexpr Milliseconds kAcceptPause = 200;  // before a caller is tried again for whom there was no descriptor
 
-void tell(SocketEvents& events, SocketArray array, std::int16_t index, EventKind kind, std::int16_t code,
-          std::int32_t handle) {
-  switch (kind) {
-    case EventKind::Connect:
-      return events.onConnect(array, index, code);
-    case EventKind::Close:
-      return events.onClose(array, index, code);
-    case EventKind::Receive:
-      return events.onReceive(array, index, code);
-    case EventKind::Accept:
-      return events.onAccept(array, index, handle, code);
-  }
-}
-
 bool endsUse(EventKind kind, std::int16_t code) {
   return kind == EventKind::Close || (kind == EventKind::Connect && code != 0);
 }
@@ -59,7 +45,7 @@ bool SimulatedSockets::raise(SocketArray array, std::int16_t index, EventKind ki
   if (found == instances_.end()) return false;
   SimulatedSocket& instance = *found->second;
   if (endsUse(kind, code)) instance.endUse();
-  tell(instance.events_, array, index, kind, code, 0);
+  quarnex::deliver({kind, {array, index}, code}, instance.events_);
   return true;
 }
 
@@ -137,7 +123,8 @@ void SimulatedSockets::deliver(Event event) {
   if (event.kind == EventKind::Accept && !event.hollow) return deliverCaller(std::move(event));
   if (!event.hollow && event.end) instance.carry(std::move(event.end));
   if (!event.hollow && endsUse(event.kind, event.code)) instance.endUse();
-  tell(instance.events_, instance.array_, instance.index_, event.kind, event.code, event.handle);
+  quarnex::deliver({event.kind, {instance.array_, instance.index_}, event.code, event.handle},
+                   instance.events_);
 }
 
 // A caller that has vanished raises nothing. One for whom there is no descriptor stays where it is.
@@ -147,11 +134,10 @@ void SimulatedSockets::deliverCaller(Event event) {
   if (descriptors_ >= descriptorsMax) {
     event.due = loop_.time().now() + kAcceptPause;
     post(std::move(event));
-    return tell(instance.events_, instance.array_, instance.index_, EventKind::Accept, kTooManyDescriptors,
-                0);
+    return instance.events_.onAccept(instance.array_, instance.index_, 0, kTooManyDescriptors);
   }
   offered_.emplace(event.handle, std::move(event.end));
-  tell(instance.events_, instance.array_, instance.index_, EventKind::Accept, 0, event.handle);
+  instance.events_.onAccept(instance.array_, instance.index_, event.handle, 0);
   const auto left = offered_.extract(event.handle);
   if (!left.empty()) left.mapped()->abandon();
 }

@@ -1,53 +1,54 @@
-// Wrappers round the services that let single operations fail and other deliveries nest inside them.
+// Wraps a simulated host's services so that single operations fail and other deliveries nest inside them.
 #pragma once
 
-#include <cstdint>
 #include <memory>
-#include <string>
-#include <string_view>
 
+#include "platform/simulated/simulated_socket.h"
 #include "platform/simulated/simulated_sockets.h"
-#include "services/socket_service.h"
-#include "services/text_file.h"
-#include "services/timer_service.h"
+#include "services/interceptor.h"
 #include "simulation/faults/operation_faults.h"
 
 namespace quarnex::simulated {
 
-/// Makes the instances of `inner`, each in a wrapper. Both `inner` and `faults` outlive the instances.
-class FaultySockets final : public SocketService {
+class FaultyServices;
+
+class FaultySocket {
  public:
-  FaultySockets(SimulatedSockets& inner, OperationFaults& faults) : inner_(inner), faults_(faults) {}
-  std::unique_ptr<SocketInstance> create(SocketArray array, std::int16_t index,
-                                         SocketEvents& events) override;
+  explicit FaultySocket(FaultyServices& services);
+  template <class Operate>
+  auto around(const ServiceCall& call, const Operate& operate) {
+    return faults_.run(call, [&] { return operate(*inner); });
+  }
+
+  std::unique_ptr<SimulatedSocket> inner;
 
  private:
-  SimulatedSockets& inner_;
   OperationFaults& faults_;
 };
 
-class FaultyTimer final : public TimerService {
+/// Lets `faults` decide about every call. `sockets`, the services and `faults` outlive it.
+class FaultyServices final : public Interceptor<FaultyServices, FaultySocket> {
  public:
-  FaultyTimer(TimerService& inner, OperationFaults& faults) : inner_(inner), faults_(faults) {}
-  void setEvents(TimerEvents* events) override { inner_.setEvents(events); }
-  std::int16_t period() override;
-  void setPeriod(std::int16_t milliseconds) override;
+  FaultyServices(SimulatedSockets& sockets, TimerService& timer, WallClock& clock, TextFile& logFile,
+                 OperationFaults& faults)
+      : Interceptor({sockets, timer, clock, logFile}), faults_(faults), sockets_(sockets) {}
+
+  template <class Operate>
+  auto around(const ServiceCall& call, const Operate& operate) {
+    return faults_.run(call, operate);
+  }
+  /// By its own type, so that its operations are called directly.
+  std::unique_ptr<SimulatedSocket> makeInner(SocketId id, SocketEvents& events) {
+    return sockets_.make(id.array, id.index, events);
+  }
 
  private:
-  TimerService& inner_;
+  friend class FaultySocket;
+
   OperationFaults& faults_;
+  SimulatedSockets& sockets_;
 };
 
-class FaultyFile final : public TextFile {
- public:
-  FaultyFile(TextFile& inner, OperationFaults& faults) : inner_(inner), faults_(faults) {}
-  void create(const std::string& name) override;
-  void write(std::string_view line) override { inner_.write(line); }
-  void close() override { inner_.close(); }
-
- private:
-  TextFile& inner_;
-  OperationFaults& faults_;
-};
+inline FaultySocket::FaultySocket(FaultyServices& services) : faults_(services.faults_) {}
 
 }  // namespace quarnex::simulated

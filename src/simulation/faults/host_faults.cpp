@@ -28,7 +28,7 @@ constexpr SocketArray kArrays[] = {SocketArray::ClientSocket, SocketArray::Serve
 constexpr std::pair<Kind, std::int64_t> kMemorableSeconds[] = {
     {Kind::YearsEnd, 1'798'761'570}, {Kind::SummersEnd, 1'806'195'570}, {Kind::Year2038, 2'147'483'617}};
 
-std::optional<OperationFault> judge(Scene& scene, const OperationCall& call) {
+std::optional<OperationFault> judge(Scene& scene, const ServiceCall& call) {
   if (!scene.strikes(Fault::Operations, 1, isRead(call.operation) ? 5 : 30)) return std::nullopt;
   return OperationFault{scene.oneOf(kFailureNumbers), "simulated failure", scene.random.chance(500)};
 }
@@ -43,11 +43,11 @@ void raiseAt(Scene& scene, Host& host, std::int16_t index) {
 
 // A turn visits every link. Among many links fewer operations have one inside, so that a step does not cost
 // the square of their number.
-void nest(Scene& scene, Host& host, const OperationCall& call) {
+void nest(Scene& scene, Host& host, const ServiceCall& call) {
   const auto links = static_cast<std::uint32_t>(scene.site.tcpLinks());
   if (links > kFewLinks && scene.random.below(links) >= kFewLinks) return;
   if (!scene.strikes(Fault::Nesting, 5, 200)) return;
-  if (scene.mix.has(Fault::Raise) && scene.random.chance(200)) return raiseAt(scene, host, call.index);
+  if (scene.mix.has(Fault::Raise) && scene.random.chance(200)) return raiseAt(scene, host, call.socket.index);
   host.turn();
 }
 
@@ -90,9 +90,9 @@ void shutDown(Scene& scene, Place& place) {
 
 void afflictHost(Scene& scene, Host& host) {
   if (scene.mix.has(Fault::Operations))
-    host.faults.judge = [&scene](const OperationCall& call) { return judge(scene, call); };
+    host.faults.judge = [&scene](const ServiceCall& call) { return judge(scene, call); };
   if (scene.mix.has(Fault::Nesting)) {
-    host.faults.inside = [&scene, &host](const OperationCall& call) { nest(scene, host, call); };
+    host.faults.inside = [&scene, &host](const ServiceCall& call) { nest(scene, host, call); };
     host.faults.insideDepthMax = static_cast<int>(scene.random.between(1, 3));
   }
   if (scene.strikes(Fault::Disk, 400, 1000))

@@ -14,7 +14,7 @@ void OperationFaults::clear() {
   inside = nullptr;
 }
 
-std::optional<OperationFault> OperationFaults::faultOf(const OperationCall& call) {
+std::optional<OperationFault> OperationFaults::faultOf(const ServiceCall& call) {
   const auto chosen = std::find_if(plans_.begin(), plans_.end(), [&](const Plan& plan) {
     return plan.operation == call.operation && plan.call == calls(call.operation);
   });
@@ -24,14 +24,14 @@ std::optional<OperationFault> OperationFaults::faultOf(const OperationCall& call
   return fault;
 }
 
-void OperationFaults::nest(const OperationCall& call) {
+void OperationFaults::nest(const ServiceCall& call) {
   if (!inside || isRead(call.operation) || insideDepth_ >= insideDepthMax) return;
   ++insideDepth_;
   inside(call);
   --insideDepth_;
 }
 
-void OperationFaults::finish(const OperationCall& call, const std::optional<OperationFault>& fault) {
+void OperationFaults::finish(const ServiceCall& call, const std::optional<OperationFault>& fault) {
   if (call.operation != Operation::Fetch) nest(call);
   if (fault) fail(*fault);
 }

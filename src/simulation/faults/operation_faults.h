@@ -15,13 +15,6 @@
 
 namespace quarnex::simulated {
 
-/// One call of an operation. Array and index say nothing for the timer's and the log's.
-struct OperationCall {
-  Operation operation;
-  SocketArray array = SocketArray::ClientSocket;
-  std::int16_t index = 0;
-};
-
 /// How a call fails.
 struct OperationFault {
   std::int32_t number = 10055;
@@ -39,10 +32,10 @@ class OperationFaults {
   void clear();
 
   /// Decides about every call that no plan has chosen.
-  std::function<std::optional<OperationFault>(const OperationCall&)> judge;
+  std::function<std::optional<OperationFault>(const ServiceCall&)> judge;
   /// Runs inside every operation that is no read, after it took effect and before it returns or fails (inside
   /// `fetch` before it takes anything): here ticks and events nest.
-  std::function<void(const OperationCall&)> inside;
+  std::function<void(const ServiceCall&)> inside;
   /// So deep may deliveries nest in operations of other deliveries.
   int insideDepthMax = 1;
 
@@ -51,7 +44,8 @@ class OperationFaults {
 
   /// For the services' wrappers: counts `call` and carries it out with whatever is to happen to it.
   template <class Effect>
-  auto run(OperationCall call, Effect&& effect) {
+  auto run(const ServiceCall& call, const Effect& effect) {
+    if (!shapeOf(call.operation).mayFail) return effect();
     ++calls_[static_cast<std::size_t>(call.operation)];
     if (plans_.empty() && !judge && (!inside || isRead(call.operation))) return effect();
     const std::optional<OperationFault> fault = faultOf(call);
@@ -74,9 +68,9 @@ class OperationFaults {
     OperationFault fault;
   };
 
-  std::optional<OperationFault> faultOf(const OperationCall& call);
-  void nest(const OperationCall& call);
-  void finish(const OperationCall& call, const std::optional<OperationFault>& fault);
+  std::optional<OperationFault> faultOf(const ServiceCall& call);
+  void nest(const ServiceCall& call);
+  void finish(const ServiceCall& call, const std::optional<OperationFault>& fault);
   [[noreturn]] void fail(const OperationFault& fault);
 
   std::array<std::uint64_t, kOperations.size()> calls_{};

@@ -7,17 +7,13 @@ Host::Host(Network& network, Random random, int onMachine, Instant start)
       loop(network.time()),
       clock(network.time(), start),
       timer(loop, random.split()),
-      sockets(network, loop, onMachine, random.split()),
-      faultySockets_(sockets, faults),
-      faultyTimer_(timer, faults),
-      faultyFile_(log, faults) {
+      sockets(network, loop, onMachine, random.split()) {
   this->start();
 }
 
 void Host::start() {
   stop();
-  const Services services{faultySockets_, faultyTimer_, clock, faultyFile_};
-  process_ = std::make_unique<Process>(services, makeWrapper ? makeWrapper() : nullptr);
+  process_ = std::make_unique<Process>(faultyServices_.services(), makeWrapper ? makeWrapper() : nullptr);
   if (traces_.keeping) keepTraces();
 }
 

@@ -75,9 +75,7 @@ class Host {
     QuarnSocket quarn;
   };
 
-  FaultySockets faultySockets_;
-  FaultyTimer faultyTimer_;
-  FaultyFile faultyFile_;
+  FaultyServices faultyServices_{sockets, timer, clock, log, faults};
   Traces traces_;
   std::unique_ptr<Process> process_;
 };
