@@ -27,7 +27,7 @@
 namespace quarnex::tool {
 namespace {
 
-using simulated::Fault;
+using simulation::Fault;
 
 constexpr int kBroken = 1;
 constexpr std::uint64_t kHoursMax = 100'000;
@@ -59,23 +59,23 @@ class Stopwatch {
 
 std::string allNames(const std::string& separator = ",") {
   std::string names;
-  for (std::size_t i = 0; i < simulated::kFaultCount; ++i)
+  for (std::size_t i = 0; i < simulation::kFaultCount; ++i)
     names += (i == 0 ? "" : separator) + std::string(nameOf(static_cast<Fault>(i)));
   return names;
 }
 
-simulated::FaultSet faultsOf(const std::string& list) {
-  simulated::FaultSet faults;
+simulation::FaultSet faultsOf(const std::string& list) {
+  simulation::FaultSet faults;
   if (list == "none") return faults;
   std::string_view rest = list;
   if (rest == "all" || rest.starts_with("all,")) {
-    faults = simulated::FaultSet::all();
+    faults = simulation::FaultSet::all();
     if (rest.size() == 3) return faults;
     rest.remove_prefix(4);
   }
   for (;;) {
     const std::string_view name = rest.substr(0, rest.find(','));
-    const auto fault = simulated::faultNamed(name);
+    const auto fault = simulation::faultNamed(name);
     if (!fault)
       throw std::invalid_argument('"' + std::string(name) + "\": give all, none, or some of " + allNames());
     faults.add(*fault);
@@ -213,7 +213,7 @@ std::vector<Argument> argumentsFor(ManyPlan& many) {
           {.name = "--links",
            .placeholder = "N",
            .help = "links per host, at most 1000 of them over TCP",
-           .store = storeIn(plan.links, 1, simulated::kLinksMax),
+           .store = storeIn(plan.links, 1, simulation::kLinksMax),
            .defaultValue = "10"},
           {.name = "--faults",
            .placeholder = "LIST",

@@ -17,15 +17,15 @@ std::string withOneDigit(double number) {
 }
 
 // Where a mix was drawn, only what is in it.
-void printFaults(const simulation::RunNumbers& numbers, const simulated::FaultSet& shown) {
+void printFaults(const simulation::RunNumbers& numbers, const simulation::FaultSet& shown) {
   std::cout << "faults     ";
-  for (std::size_t i = 0; i < simulated::kFaultCount; ++i) {
-    const auto fault = static_cast<simulated::Fault>(i);
+  for (std::size_t i = 0; i < simulation::kFaultCount; ++i) {
+    const auto fault = static_cast<simulation::Fault>(i);
     if (shown.has(fault)) std::cout << ' ' << nameOf(fault) << ' ' << numbers.faults[i];
   }
   std::cout << "\nof them    ";
-  for (std::size_t i = 0; i < simulated::kKindCount; ++i) {
-    const auto kind = static_cast<simulated::Kind>(i);
+  for (std::size_t i = 0; i < simulation::kKindCount; ++i) {
+    const auto kind = static_cast<simulation::Kind>(i);
     if (shown.has(faultOf(kind))) std::cout << ' ' << nameOf(kind) << ' ' << numbers.kinds[i];
   }
   std::cout << '\n';

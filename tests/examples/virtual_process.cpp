@@ -10,8 +10,8 @@ namespace quarnex {
 namespace {
 
 struct Process {
-  simulated::World world{1};
-  simulated::Host& host = world.addHost();
+  simulation::World world{1};
+  simulation::Host& host = world.addHost();
   int alwaysReadable = open("/dev/null", O_RDONLY | O_CLOEXEC);
 };
 

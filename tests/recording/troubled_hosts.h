@@ -11,7 +11,7 @@
 #include "recording/recorder/services_recorder.h"
 #include "simulation/faults/trouble.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 
 inline std::vector<std::string> recordingsOf(std::uint64_t seed) {
   std::vector<std::shared_ptr<recording::MemorySink>> sinks;
@@ -38,4 +38,4 @@ inline std::vector<std::string> recordingsOf(std::uint64_t seed) {
   return texts;
 }
 
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

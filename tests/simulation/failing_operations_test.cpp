@@ -10,7 +10,7 @@
 #include "platform/posix/error_numbers.h"
 #include "simulation/pair.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 namespace {
 
 // A life that goes through every sequence of operations that the engine knows; link 2 is the neighbour of
@@ -107,4 +107,4 @@ INSTANTIATE_TEST_SUITE_P(Each, FailingOperations, testing::ValuesIn(operationsTh
                          [](const auto& row) { return std::string(nameOf(row.param)); });
 
 }  // namespace
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

@@ -10,7 +10,7 @@
 #include "simulation/pair.h"
 #include "simulation/peers/hostile_bytes.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 namespace {
 
 using Attack = std::function<void(World& world, ScriptedPeer& attacker)>;
@@ -86,4 +86,4 @@ TEST(AHostileNeighbour, ChangesNothingForOtherLinks) {
 }
 
 }  // namespace
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

@@ -7,7 +7,7 @@
 
 #include "simulation/pair.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 namespace {
 
 struct Nested {
@@ -89,4 +89,4 @@ INSTANTIATE_TEST_SUITE_P(Of, Nesting,
                          [](const auto& row) { return row.param.name; });
 
 }  // namespace
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

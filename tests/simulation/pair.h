@@ -8,7 +8,7 @@
 
 #include "simulation/sites/world.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 
 /// Seconds within which links connect (again) once nothing hinders them any more: a call or a listen that
 /// still has 60 seconds, its wait of 10 before the next attempt, up to 20 of the other side's wait, and the
@@ -58,4 +58,4 @@ struct Pair {
   Host& client = world.addHost();
 };
 
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

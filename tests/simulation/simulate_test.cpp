@@ -32,8 +32,8 @@
 namespace quarnex::simulation {
 namespace {
 
-using simulated::wire::frame;
-using simulated::wire::message;
+using wire::frame;
+using wire::message;
 
 RunPlan planOf(std::uint64_t seed) {
   RunPlan plan;
@@ -50,10 +50,9 @@ struct Life {
 };
 
 // With those alone a seed keeps its story, whatever is added.
-simulated::FaultSet earlierFaults() {
-  simulated::FaultSet faults;
-  for (std::size_t i = 0; !isLater(static_cast<simulated::Fault>(i)); ++i)
-    faults.add(static_cast<simulated::Fault>(i));
+FaultSet earlierFaults() {
+  FaultSet faults;
+  for (std::size_t i = 0; !isLater(static_cast<Fault>(i)); ++i) faults.add(static_cast<Fault>(i));
   return faults;
 }
 
@@ -73,7 +72,7 @@ TEST_P(Lives, HoldWhatMustHold) {
 INSTANTIATE_TEST_SUITE_P(Seeds, Lives,
                          testing::Values(Life{2, 0x5b68bf0c60629122}, Life{3, 0x9fd2be285aa2a7c1},
                                          Life{8, 0x4e605b6addb9877d}, Life{19, 0xfa88dad2ce215d0c},
-                                         Life{1, 0x423769c08e4abd08, simulated::kLinksMax, 5'000}),
+                                         Life{1, 0x423769c08e4abd08, kLinksMax, 5'000}),
                          [](const auto& row) { return std::to_string(row.param.seed); });
 
 TEST(ALife, HoldsUnderEveryFault) {
@@ -122,8 +121,8 @@ TEST(ALife, IsRecordedAgainIntoAFreshFolder) {
 }
 
 struct Stage {
-  simulated::Host& client;
-  simulated::Host& server;
+  Host& client;
+  Host& server;
   TextLedger& ledger;
   ConnectionRecord& link() { return client.library().ConnectionTable[1]; }
   ConnectionRecord& serverLink() { return server.library().ConnectionTable[1]; }
@@ -230,11 +229,11 @@ constexpr Spoiled kSpoiled[] = {
 class SpoiledEngines : public testing::TestWithParam<Spoiled> {};
 
 TEST_P(SpoiledEngines, AreFoundOut) {
-  simulated::World world(1);
-  simulated::Host& client = world.addHost();
-  simulated::Host& server = world.addHost();
+  World world(1);
+  Host& client = world.addHost();
+  Host& server = world.addHost();
   Audit audit{world.time()};
-  for (simulated::Host* host : {&server, &client}) {
+  for (Host* host : {&server, &client}) {
     host->makeWrapper = [&audit, host, number = host == &client ? 1 : 2] {
       return std::make_unique<Auditor>(audit, number, 1, std::make_shared<HashedLines>(), &host->sockets);
     };

@@ -10,7 +10,7 @@
 #include "simulation/faults/tampering.h"
 #include "simulation/pair.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 namespace {
 
 constexpr int kStrikes = 12;  // the first so many frames of each direction
@@ -150,4 +150,4 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& row) { return row.param.name; });
 
 }  // namespace
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

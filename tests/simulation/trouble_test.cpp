@@ -11,7 +11,7 @@
 #include "simulation/faults/trouble.h"
 #include "simulation/pair.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 namespace {
 
 TEST(Names, AreUniqueAndFound) {
@@ -52,4 +52,4 @@ TEST_F(ASceneOfOneSite, RepeatsTheLastSecondOfADay) {
 }
 
 }  // namespace
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

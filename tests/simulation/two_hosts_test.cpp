@@ -8,7 +8,7 @@
 
 #include "simulation/pair.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 namespace {
 
 using testing::ElementsAre;
@@ -108,4 +108,4 @@ TEST(TwoHosts, ManyLinksLoseNothingOnADelayedNetwork) {
 }
 
 }  // namespace
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

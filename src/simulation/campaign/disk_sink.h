@@ -13,6 +13,7 @@
 #include "services/storage.h"
 
 namespace quarnex::simulation {
+using namespace simulated;
 
 /// Writes as a recorder does on a real disk, but without a thread. Keeps the beginning of a recording only,
 /// and takes the disk for full from there on.

@@ -35,15 +35,14 @@ void RunNumbers::add(const RunNumbers& other) {
   exit = std::max(exit, other.exit);
 }
 
-std::vector<std::string> RunNumbers::seenLessThan(std::uint64_t least,
-                                                  const simulated::FaultSet& allowed) const {
+std::vector<std::string> RunNumbers::seenLessThan(std::uint64_t least, const FaultSet& allowed) const {
   std::vector<std::string> names;
   for (std::size_t i = 0; i < faults.size(); ++i) {
-    const auto fault = static_cast<simulated::Fault>(i);
+    const auto fault = static_cast<Fault>(i);
     if (allowed.has(fault) && faults[i] < least) names.emplace_back(nameOf(fault));
   }
   for (std::size_t i = 0; i < kinds.size(); ++i) {
-    const auto kind = static_cast<simulated::Kind>(i);
+    const auto kind = static_cast<Kind>(i);
     if (allowed.has(faultOf(kind)) && kinds[i] < least) names.emplace_back(nameOf(kind));
   }
   for (std::size_t i = 0; i < losses.size(); ++i) {

@@ -62,7 +62,7 @@ class Run {
     trouble_.setOnTouch([this](auto fault, auto port, auto stay) { excuse(fault, port, stay); });
     int number = 0;
     for (const auto& place : site_.places()) {
-      simulated::Host& host = place->host();
+      Host& host = place->host();
       host.log.keptMax = kLogBytesKept;
       host.makeWrapper = [this, &host, number = ++number] {
         return std::make_unique<Auditor>(audit_, number, host.machine, newLines(number, host.disk),
@@ -92,10 +92,10 @@ class Run {
   };
 
   // Of the pair of links with that port both may lose or repeat texts.
-  void excuse(simulated::Fault fault, simulated::Address port, Milliseconds stay) {
-    const Cause cause = fault == simulated::Fault::Damage ? Cause::Damaged : Cause::Stranger;
+  void excuse(Fault fault, simulated::Address port, Milliseconds stay) {
+    const Cause cause = fault == Fault::Damage ? Cause::Damaged : Cause::Stranger;
     for (const bool fromClient : {true, false})
-      audit_.ledger.course({port.machine, port.port - simulated::kPortOfIdentifier0, fromClient})
+      audit_.ledger.course({port.machine, port.port - kPortOfIdentifier0, fromClient})
           .happened(cause, world_.time().now() + stay);
   }
 
@@ -190,7 +190,7 @@ class Run {
   void requireLittleMemory() {
     int number = 0;
     for (const auto& place : site_.places()) {
-      simulated::Host& host = place->host();
+      Host& host = place->host();
       ++number;
       if (!host.running()) continue;
       requireNone(heldBeyondNeed(host.library()), number, 0);
@@ -208,7 +208,7 @@ class Run {
     int number = 0;
     for (const auto& place : site_.places()) {
       ++number;
-      simulated::Host& host = place->host();
+      Host& host = place->host();
       if (sound() && host.sockets.descriptors() > mostPerLink * host.library().ConnectionCount)
         audit_.findings.add({world_.time().now(), number, 0, otherwise});
     }
@@ -242,7 +242,7 @@ class Run {
       tape.copy = std::make_shared<FileCopy>(*plan_.recordDirectory / name);
       tape.lines->alsoTo(tape.copy);
     }
-    if (tape.engines == 1 && trouble_.mix().has(simulated::Fault::Disk)) {
+    if (tape.engines == 1 && trouble_.mix().has(Fault::Disk)) {
       tape.disk = std::make_shared<DiskSink>(disk);
       tape.lines->alsoTo(tape.disk);
     }
@@ -270,10 +270,8 @@ class Run {
     }
     result_.finding = audit_.findings.first();
     result_.mix = trouble_.mix();
-    for (std::size_t i = 0; i < simulated::kFaultCount; ++i)
-      result_.faults[i] = trouble_.count(static_cast<simulated::Fault>(i));
-    for (std::size_t i = 0; i < simulated::kKindCount; ++i)
-      result_.kinds[i] = trouble_.count(static_cast<simulated::Kind>(i));
+    for (std::size_t i = 0; i < kFaultCount; ++i) result_.faults[i] = trouble_.count(static_cast<Fault>(i));
+    for (std::size_t i = 0; i < kKindCount; ++i) result_.kinds[i] = trouble_.count(static_cast<Kind>(i));
     result_.traces = audit_.traces.counts();
     result_.reports = audit_.reports;
     result_.textsSent = audit_.ledger.sent();
@@ -294,10 +292,10 @@ class Run {
   const RunPlan& plan_;
   RunResult result_;
   std::map<int, Tape> tapes_;  // by host
-  simulated::World world_;
+  World world_;
   Audit audit_;
-  simulated::Site site_;
-  simulated::Trouble trouble_;
+  Site site_;
+  Trouble trouble_;
 };
 
 }  // namespace

@@ -20,18 +20,18 @@ namespace quarnex::simulation {
 
 struct RunPlan {
   std::uint64_t seed = 0;
-  simulated::Milliseconds trouble = 3'600'000;              ///< for so long
-  int links = 10;                                           ///< of each of the four hosts, 1 to 32767
-  simulated::FaultSet faults = simulated::FaultSet::all();  ///< of which the seed draws its mix
-  std::optional<std::filesystem::path> recordDirectory;     ///< exists; gets a recording of each engine
+  simulated::Milliseconds trouble = 3'600'000;           ///< for so long
+  int links = 10;                                        ///< of each of the four hosts, 1 to 32767
+  FaultSet faults = FaultSet::all();                     ///< of which the seed draws its mix
+  std::optional<std::filesystem::path> recordDirectory;  ///< exists; gets a recording of each engine
 };
 
 /// What happened, of one run or of many.
 struct RunNumbers {
-  std::array<std::uint64_t, simulated::kFaultCount> faults{};  ///< how often each happened
-  std::array<std::uint64_t, simulated::kKindCount> kinds{};    ///< of faults
-  std::array<std::uint64_t, kTraceTextCount> traces{};         ///< how often each was seen
-  std::map<int, std::uint64_t> reports;                        ///< event reports by code
+  std::array<std::uint64_t, kFaultCount> faults{};      ///< how often each happened
+  std::array<std::uint64_t, kKindCount> kinds{};        ///< of faults
+  std::array<std::uint64_t, kTraceTextCount> traces{};  ///< how often each was seen
+  std::map<int, std::uint64_t> reports;                 ///< event reports by code
   std::uint64_t textsSent = 0, textsDelivered = 0, textsAgain = 0, textsOld = 0, textsForeign = 0;
   CauseCounts losses{}, duplicates{};  ///< of texts, by cause
   std::uint64_t framesSent = 0, connections = 0, steps = 0;
@@ -44,12 +44,12 @@ struct RunNumbers {
   void add(const RunNumbers& other);
   /// Names of `allowed` faults and their kinds, of causes and of trace texts that were seen fewer than
   /// `least` times.
-  std::vector<std::string> seenLessThan(std::uint64_t least, const simulated::FaultSet& allowed) const;
+  std::vector<std::string> seenLessThan(std::uint64_t least, const FaultSet& allowed) const;
 };
 
 struct RunResult : RunNumbers {
   std::optional<Finding> finding;  ///< the first; the run ended there
-  simulated::FaultSet mix;
+  FaultSet mix;
   std::uint64_t hash = 0;       ///< of all recordings
   bool recordingsWhole = true;  ///< false if the disk did not take one
   simulated::Milliseconds duration = 0;

@@ -11,6 +11,7 @@
 #include "simulation/checks/auditor.h"
 
 namespace quarnex::simulation {
+using namespace simulated;
 
 /// The peers are unknown, so any fault of theirs may excuse what is forbidden otherwise.
 class AuditChecker final : public recording::Checker {

@@ -413,8 +413,7 @@ void Auditor::delivered(std::int16_t link, std::string_view text) {
 // byte that the network changed or that a failed fetch dropped.
 bool Auditor::mayBeForeign(const Memory& memory, std::string_view text) {
   if (!memory.received->torn()) return false;
-  return memory.received->damaged() || memory.gap ||
-         text.find(simulated::kHostileMark) != std::string_view::npos ||
+  return memory.received->damaged() || memory.gap || text.find(kHostileMark) != std::string_view::npos ||
          text.find(kStart) != std::string_view::npos || TextLedger::knows(*memory.sent, text);
 }
 

@@ -23,6 +23,7 @@
 #include "simulation/checks/trace_texts.h"
 
 namespace quarnex::simulation {
+using namespace simulated;
 
 /// What the auditors of all engines of one simulation share.
 struct Audit {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 namespace {
 
 constexpr std::string_view kNames[] = {
@@ -27,4 +27,4 @@ std::optional<Fault> faultNamed(std::string_view name) {
   return static_cast<Fault>(found - std::begin(kNames));
 }
 
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string_view>
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 
 enum class Fault : std::uint8_t {
   // the network
@@ -86,4 +86,4 @@ class FaultSet {
   std::bitset<kFaultCount> bits_;
 };
 
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

@@ -6,7 +6,7 @@
 
 #include "quarnex/failure.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 namespace {
 
 constexpr Milliseconds kSecond = 1000;
@@ -326,4 +326,4 @@ void jumpByMonths(Scene& scene) {
   scene.anyHost().clock.jump(kDay * scene.random.between(30, kYear / kDay));
 }
 
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

@@ -4,7 +4,7 @@
 
 #include "simulation/faults/scene.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 
 /// What befalls a host all the time: operations that fail, deliveries that nest, events that come as they
 /// should not.
@@ -48,4 +48,4 @@ void leap(Scene& scene);
 /// The clock is set forward by a month to a year.
 void jumpByMonths(Scene& scene);
 
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

@@ -2,7 +2,7 @@
 
 #include <iterator>
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 namespace {
 
 struct Row {
@@ -40,4 +40,4 @@ Fault faultOf(Kind kind) {
   return kRows[static_cast<std::size_t>(kind)].fault;
 }
 
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

@@ -7,7 +7,7 @@
 
 #include "simulation/faults/fault.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 
 enum class Kind : std::uint8_t {
   BreakAll,
@@ -50,4 +50,4 @@ std::string_view nameOf(Kind kind);
 /// The fault of which it is one.
 Fault faultOf(Kind kind);
 
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

@@ -10,7 +10,7 @@
 #include "simulation/peers/hostile_bytes.h"
 #include "simulation/peers/wire_format.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 namespace {
 
 constexpr std::int16_t kEndings[] = {0, 10050, 10052, 10053, 10054, 10060};
@@ -288,4 +288,4 @@ void sendBacklog(Scene& scene) {
   });
 }
 
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

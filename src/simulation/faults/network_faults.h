@@ -3,7 +3,7 @@
 
 #include "simulation/faults/scene.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 
 /// Gives a new connection its conditions and its damage, each direction its own.
 void afflictConnection(Scene& scene, Connection& connection);
@@ -28,4 +28,4 @@ void drip(Scene& scene);
 void sendEndless(Scene& scene);
 void sendBacklog(Scene& scene);
 
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

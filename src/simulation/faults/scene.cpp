@@ -1,6 +1,6 @@
 #include "simulation/faults/scene.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 bool Scene::strikes(Fault fault, std::uint32_t light, std::uint32_t heavily) {
   if (!mix.has(fault) || !random.chance(heavy.has(fault) ? heavily : light)) return false;
   happened(fault);
@@ -39,4 +39,4 @@ void Scene::dismissPeers() {
   }
 }
 
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

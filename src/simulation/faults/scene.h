@@ -14,7 +14,7 @@
 #include "simulation/faults/kind.h"
 #include "simulation/sites/site.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 
 class Scene {
  public:
@@ -78,4 +78,4 @@ class Scene {
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);  // deeds of a scene that is gone do nothing
 };
 
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

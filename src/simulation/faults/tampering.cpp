@@ -7,7 +7,7 @@
 
 #include "simulation/peers/wire_format.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 namespace {
 
 constexpr std::size_t kRememberedMax = 16;
@@ -160,4 +160,4 @@ Tamper inTurn(std::vector<Tamper> tampers) {
   };
 }
 
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

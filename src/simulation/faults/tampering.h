@@ -10,7 +10,8 @@
 #include "platform/simulated/connection.h"
 #include "platform/simulated/random.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
+using namespace simulated;
 
 /// Numbers of sends on one connection, from 1.
 using Sends = std::set<std::uint64_t>;
@@ -44,4 +45,4 @@ Tamper damaging(Damage damage, Random random);
 /// Each in turn tampers with what the one before it left. An ending ends the chain's work on that send, too.
 Tamper inTurn(std::vector<Tamper> tampers);
 
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

@@ -5,7 +5,7 @@
 #include "simulation/faults/host_faults.h"
 #include "simulation/faults/network_faults.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 
 /// A fault that happens at single moments, about so far apart for each host when it is light.
 struct Trouble::Row {
@@ -113,4 +113,4 @@ void Trouble::schedule(const Row& row) {
   });
 }
 
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

@@ -10,7 +10,7 @@
 #include "simulation/faults/scene.h"
 #include "simulation/sites/site.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 
 class Trouble {
  public:
@@ -46,4 +46,4 @@ class Trouble {
   Scene scene_;
 };
 
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

@@ -6,7 +6,7 @@
 
 #include "simulation/peers/wire_format.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 namespace {
 
 constexpr std::string_view kWords[] = {"9ACK", "9QRY", "9NODATA", "9CMD",    "9!", "9OKAY000",
@@ -92,4 +92,4 @@ const Attack& anyAttack(Random& random) {
   return kAttacks[random.below(static_cast<std::uint32_t>(std::size(kAttacks)))];
 }
 
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

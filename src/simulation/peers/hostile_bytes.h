@@ -6,7 +6,8 @@
 #include "platform/simulated/random.h"
 #include "simulation/faults/kind.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
+using namespace simulated;
 
 /// Every text that a hostile peer makes up has this character, which no host of a simulation sends.
 constexpr char kHostileMark = '\xA7';
@@ -22,4 +23,4 @@ struct Attack {
 /// probes. At most about 70,000 bytes.
 const Attack& anyAttack(Random& random);
 
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

@@ -4,7 +4,7 @@
 #include <limits>
 #include <utility>
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 
 ScriptedPeer::~ScriptedPeer() {
   stopListening();
@@ -113,4 +113,4 @@ void ScriptedPeer::leaveIfDone() {
   ending_ = 0;
 }
 
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

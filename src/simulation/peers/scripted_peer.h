@@ -11,7 +11,8 @@
 #include "platform/simulated/simulated_network.h"
 #include "simulation/peers/wire_format.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
+using namespace simulated;
 
 /// Listens on a port or calls one, and carries one connection at a time: a newer caller replaces the older.
 class ScriptedPeer final : private Listener, private CallEvents, private EndEvents {
@@ -79,4 +80,4 @@ class ScriptedPeer final : private Listener, private CallEvents, private EndEven
   int ending_ = -1;
 };
 
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace quarnex::simulated::wire {
+namespace quarnex::simulation::wire {
 namespace {
 
 constexpr char kStart = 2;
@@ -69,4 +69,4 @@ std::vector<Frame> Splitter::feed(std::string_view bytes) {
   return frames;
 }
 
-}  // namespace quarnex::simulated::wire
+}  // namespace quarnex::simulation::wire

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-namespace quarnex::simulated::wire {
+namespace quarnex::simulation::wire {
 
 /// A message: "000", the identifier with at least three digits, the count character, then each field and a
 /// "|".
@@ -42,4 +42,4 @@ class Splitter {
   std::uint64_t strayBytes_ = 0;
 };
 
-}  // namespace quarnex::simulated::wire
+}  // namespace quarnex::simulation::wire

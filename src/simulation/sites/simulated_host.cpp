@@ -1,6 +1,6 @@
 #include "simulation/sites/simulated_host.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 
 Host::Host(Network& network, Random random, int onMachine, Instant start)
     : machine(onMachine),
@@ -44,4 +44,4 @@ void Host::Traces::traced(std::int16_t IdxQuarn, std::string_view text) {
   PassingObserver::traced(IdxQuarn, text);
 }
 
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

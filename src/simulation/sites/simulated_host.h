@@ -24,7 +24,8 @@
 #include "simulation/faults/faulty_services.h"
 #include "simulation/faults/operation_faults.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
+using namespace simulated;
 
 /// What the engine sees of a host, and whatever can be done to it from outside. The outside outlives a
 /// restart.
@@ -80,4 +81,4 @@ class Host {
   std::unique_ptr<Process> process_;
 };
 
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

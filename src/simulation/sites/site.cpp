@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 namespace {
 
 constexpr Milliseconds kPollPause = 1000;
@@ -105,4 +105,4 @@ bool Site::allConnected() {
   return std::all_of(places_.begin(), places_.end(), [](const auto& place) { return place->allConnected(); });
 }
 
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

@@ -11,7 +11,7 @@
 #include "platform/simulated/random.h"
 #include "simulation/sites/world.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 
 struct LinkPlan {
   std::string type;
@@ -94,4 +94,4 @@ class Site {
   std::vector<std::unique_ptr<Place>> places_;
 };
 
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

@@ -1,6 +1,6 @@
 #include "simulation/sites/world.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 
 Host& World::addHost(int machine) {
   const Instant now{start.second + time_.now() / 1000};
@@ -19,4 +19,4 @@ bool World::runUntil(const std::function<bool()>& holds, std::int64_t secondsMax
   return true;
 }
 
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

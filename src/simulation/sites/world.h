@@ -12,7 +12,7 @@
 #include "simulation/peers/scripted_peer.h"
 #include "simulation/sites/simulated_host.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 
 /// The same seed and the same calls give the same events at the same moments, byte for byte.
 ///
@@ -56,4 +56,4 @@ class World {
   std::vector<std::unique_ptr<ScriptedPeer>> peers_;
 };
 
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

@@ -10,7 +10,7 @@
 #include "simulation/faults/tampering.h"
 #include "simulation/sites/world.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 namespace {
 
 using testing::ElementsAre;
@@ -283,4 +283,4 @@ TEST(WireFormat, ReadsWhatItWrites) {
 }
 
 }  // namespace
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

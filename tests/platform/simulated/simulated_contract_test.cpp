@@ -4,7 +4,7 @@
 #include "services/socket_contract.h"
 #include "simulation/sites/world.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 namespace {
 
 class OutsidePeer final : public Peer {
@@ -45,8 +45,8 @@ std::unique_ptr<Harness> makeSimulatedHarness() {
 }
 
 }  // namespace
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation
 
 namespace quarnex {
-INSTANTIATE_TEST_SUITE_P(Simulated, SocketContract, testing::Values(&simulated::makeSimulatedHarness));
+INSTANTIATE_TEST_SUITE_P(Simulated, SocketContract, testing::Values(&simulation::makeSimulatedHarness));
 }

@@ -13,7 +13,7 @@
 #include "recording/shrinker/reproduction.h"
 #include "recording/troubled_hosts.h"
 
-namespace quarnex::simulated {
+namespace quarnex::simulation {
 namespace {
 
 std::string fedAgain(const std::string& text) {
@@ -48,4 +48,4 @@ TEST(Recorder, WritesWhatPlaysWithoutADifference) {
 }
 
 }  // namespace
-}  // namespace quarnex::simulated
+}  // namespace quarnex::simulation

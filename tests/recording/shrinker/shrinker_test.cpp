@@ -78,7 +78,7 @@ TEST_P(ShrinkerDifferences, AreKeptAsTheyAre) {
   std::string text;
   std::size_t at = text.npos;
   for (std::uint64_t seed = 1; at == text.npos; ++seed) {
-    text = simulated::recordingsOf(seed).back();
+    text = simulation::recordingsOf(seed).back();
     at = text.rfind(output);
   }
   text.replace(at, output.size(), other);
@@ -109,7 +109,7 @@ template <class AnyChecker>
 void keepsFindingsOf() {
   int found = 0;
   for (std::uint64_t seed = 1; seed <= 4; ++seed) {
-    for (const std::string& text : simulated::recordingsOf(seed)) {
+    for (const std::string& text : simulation::recordingsOf(seed)) {
       const Shrunk result = shrunk<AnyChecker>(text);
       if (!result.problem.found()) continue;
       ++found;
@@ -130,7 +130,7 @@ TEST(Shrinker, KeepsAFinding) {
 }
 
 TEST(Shrinker, LeavesAloneWhatIsNotWrong) {
-  const std::string text = simulated::recordingsOf(1).front();
+  const std::string text = simulation::recordingsOf(1).front();
   EXPECT_EQ(shrunk<NullChecker>(text).recording, "");
   const Shrunk cut = shrunk<NullChecker>(text.substr(0, text.size() - 1));
   EXPECT_FALSE(cut.problem.found());
