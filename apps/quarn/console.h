@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "quarn/output_buffer.h"
+#include "quarn/streams.h"
 
 namespace quarnex::tool {
 

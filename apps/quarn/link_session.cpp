@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "quarn/host_turn.h"
-#include "quarn/interruption.h"
+#include "quarn/process_setup.h"
 #include "quarn/record_option.h"
 #include "quarn/report_words.h"
+#include "quarn/streams.h"
 #include "quarnex/event_report.h"
 
 namespace quarnex::tool {

@@ -8,9 +8,8 @@
 #include <string>
 
 #include "quarn/console.h"
-#include "quarn/line_reader.h"
 #include "quarn/outgoing_lines.h"
-#include "quarn/output_buffer.h"
+#include "quarn/streams.h"
 #include "quarnex/event_report.h"
 #include "quarnex/host_loop.h"
 #include "quarnex/quarn_socket.h"

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "quarn/console.h"
-#include "quarn/line_reader.h"
+#include "quarn/streams.h"
 #include "quarnex/quarn_socket.h"
 
 namespace quarnex::tool {

@@ -6,9 +6,9 @@
 #include <string>
 
 #include "quarn/commands.h"
-#include "quarn/host_turn.h"
 #include "quarn/record_option.h"
 #include "quarn/rpc_answer.h"
+#include "quarn/streams.h"
 
 namespace quarnex::tool {
 namespace {

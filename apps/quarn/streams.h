@@ -1,10 +1,17 @@
-// The lines of a descriptor, read as they come and never waited for.
+// The lines of a descriptor, read as they come and never waited for. Output to a descriptor whose reader may
+// be slow: what it does not take now waits here, and the links do not. One turn of the tool's loop: waits for
+// the links, the input and the outputs together.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <optional>
 #include <string>
+#include <string_view>
+
+#include "quarnex/host_loop.h"
 
 namespace quarnex::tool {
 
@@ -50,5 +57,42 @@ class LineReader {
   bool ended_ = false;
   std::string error_;
 };
+
+class OutputBuffer {
+ public:
+  explicit OutputBuffer(int descriptor) : descriptor_(descriptor) {}
+
+  int descriptor() const { return descriptor_; }
+
+  void append(std::string_view bytes);
+
+  /// Bytes that wait for the reader.
+  std::size_t waiting() const { return bytes_.size() - written_; }
+
+  /// Writes what the reader takes without waiting for it.
+  void writeSome();
+  /// Waits until everything is written.
+  void flush();
+
+  /// True once writing has failed for good; everything appended is thrown away from then on.
+  bool broken() const { return failure_ != 0; }
+  /// The reader has gone away, as readers of a pipe may.
+  bool readerGone() const;
+  /// Why writing failed.
+  std::string error() const;
+
+ private:
+  void writeOnce();
+
+  int descriptor_;
+  std::string bytes_;
+  std::size_t written_ = 0;
+  int failure_ = 0;
+};
+
+/// Waits until the links have something to do, `input` (if not null) can be read or an output can take what
+/// waits for it, at most `maxWait` (negative = no limit); then reads, writes and turns the links' loop once.
+void turnHost(HostLoop& loop, LineReader* input, std::initializer_list<OutputBuffer*> outputs,
+              std::chrono::milliseconds maxWait);
 
 }  // namespace quarnex::tool

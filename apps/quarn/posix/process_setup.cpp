@@ -24,6 +24,13 @@ void raiseDescriptorLimit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+volatile std::sig_atomic_t signalled = 0;
+
+extern "C" void onSignal(int) {
+  if (signalled != 0) _exit(kInterruptedStatus);
+  signalled = 1;
+}
+
 }  // namespace
 
 void prepareProcess() {
@@ -31,6 +38,18 @@ void prepareProcess() {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
   raiseDescriptorLimit();
+}
+
+void catchInterruptions() {
+  struct sigaction action {};
+  action.sa_handler = onSignal;
+  sigemptyset(&action.sa_mask);
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
+}
+
+bool interrupted() {
+  return signalled != 0;
 }
 
 }  // namespace quarnex::tool

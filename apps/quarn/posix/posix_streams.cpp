@@ -1,5 +1,3 @@
-#include "quarn/output_buffer.h"
-
 #include <poll.h>
 #include <unistd.h>
 
@@ -7,6 +5,9 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <vector>
+
+#include "quarn/streams.h"
 
 namespace quarnex::tool {
 namespace {
@@ -18,8 +19,19 @@ bool writable(int descriptor, int waitMilliseconds) {
 
 }  // namespace
 
-void OutputBuffer::append(std::string_view bytes) {
-  if (!broken()) bytes_ += bytes;
+void LineReader::readSome() {
+  constexpr std::size_t kReadBytesMax = std::size_t{64} * 1024;
+  buffer_.erase(0, start_);
+  scanned_ -= start_;
+  start_ = 0;
+  const std::size_t held = buffer_.size();
+  buffer_.resize(held + kReadBytesMax);
+  const ssize_t got = read(descriptor_, buffer_.data() + held, kReadBytesMax);
+  const int failure = errno;
+  buffer_.resize(held + (got > 0 ? static_cast<std::size_t>(got) : 0));
+  if (got > 0 || (got < 0 && (failure == EINTR || failure == EAGAIN))) return;
+  ended_ = true;
+  if (got < 0) error_ = std::strerror(failure);
 }
 
 void OutputBuffer::writeSome() {
@@ -31,14 +43,6 @@ void OutputBuffer::flush() {
   while (waiting() > 0) {
     if (writable(descriptor_, -1)) writeOnce();
   }
-}
-
-bool OutputBuffer::readerGone() const {
-  return failure_ == EPIPE;
-}
-
-std::string OutputBuffer::error() const {
-  return std::strerror(failure_);
 }
 
 // A pipe that polls as writable takes PIPE_BUF bytes without waiting. The descriptor is not made non-blocking
@@ -55,6 +59,19 @@ void OutputBuffer::writeOnce() {
     bytes_.erase(0, written_);
     written_ = 0;
   }
+}
+
+void turnHost(HostLoop& loop, LineReader* input, std::initializer_list<OutputBuffer*> outputs,
+              std::chrono::milliseconds maxWait) {
+  std::vector<pollfd> waited{{loop.fd(), POLLIN, 0}};
+  for (const OutputBuffer* output : outputs) {
+    if (output->waiting() > 0) waited.push_back({output->descriptor(), POLLOUT, 0});
+  }
+  if (input != nullptr) waited.push_back({input->descriptor(), POLLIN, 0});
+  const int ready = poll(waited.data(), waited.size(), static_cast<int>(maxWait.count()));
+  if (ready > 0 && input != nullptr && waited.back().revents != 0) input->readSome();
+  for (OutputBuffer* output : outputs) output->writeSome();
+  loop.turn(std::chrono::milliseconds(0));
 }
 
 }  // namespace quarnex::tool
