@@ -1,7 +1,5 @@
 #include "quarn/console.h"
 
-#include <unistd.h>
-
 #include <array>
 #include <ctime>
 
@@ -26,13 +24,13 @@ std::string printable(std::string_view words) {
 
 }  // namespace
 
-Console::Console() : output_(STDERR_FILENO), terminal_(isatty(STDERR_FILENO) == 1) {}
+Console::Console() : output_(kStandardError), terminal_(isTerminal(kStandardError)) {}
 
-void Console::say(std::string_view words) {
-  say(timeOfDay(wallSecond()), words);
+void Console::print(std::string_view words) {
+  print(timeOfDay(wallSecond()), words);
 }
 
-void Console::say(std::string_view timeOfDay, std::string_view words) {
+void Console::print(std::string_view timeOfDay, std::string_view words) {
   showProgress("");
   write(std::string(timeOfDay) + ' ' + printable(words) + '\n');
 }
@@ -45,11 +43,10 @@ void Console::showProgress(const std::string& words) {
   write(words);
 }
 
-// A reader that does not read costs people the later lines, not the links their time nor the process its
-// memory.
+// If nobody reads standard error, later messages are dropped; links are not delayed and memory stays bounded.
 void Console::write(std::string_view bytes) {
-  constexpr std::size_t kWaitingMax = std::size_t{1024} * 1024;
-  if (output_.waiting() < kWaitingMax) output_.append(bytes);
+  constexpr std::size_t kUnwrittenBytesMax = std::size_t{1024} * 1024;
+  if (output_.unwritten() < kUnwrittenBytesMax) output_.append(bytes);
 }
 
 std::int64_t wallSecond() {
@@ -58,10 +55,9 @@ std::int64_t wallSecond() {
 
 std::string timeOfDay(std::int64_t second) {
   const std::time_t time = second;
-  std::tm local{};
   std::array<char, 9> text{};
-  localtime_r(&time, &local);
-  return {text.data(), std::strftime(text.data(), text.size(), "%H:%M:%S", &local)};
+  const std::tm* const local = std::localtime(&time);
+  return {text.data(), std::strftime(text.data(), text.size(), "%H:%M:%S", local)};
 }
 
 }  // namespace quarnex::tool

@@ -1,4 +1,4 @@
-// What the tool says to people on standard error: dated lines, and on a terminal one line that counts down.
+// Prints timed messages on standard error, and on a terminal a progress line below them.
 #pragma once
 
 #include <cstdint>
@@ -15,14 +15,14 @@ class Console {
 
   OutputBuffer& output() { return output_; }
 
-  /// "14:20:05 words"; control characters are shown as \x1B, so that a peer's bytes do not drive the
+  /// Prints "14:20:05 words". Control characters appear as \x1B, so that a peer's bytes cannot control the
   /// terminal.
-  void say(std::string_view words);
-  /// The same with a time of day of its own ("14:20:05").
-  void say(std::string_view timeOfDay, std::string_view words);
+  void print(std::string_view words);
+  /// Prints `words` with the given time of day ("14:20:05").
+  void print(std::string_view timeOfDay, std::string_view words);
 
-  /// Shows `words` as the last line of the terminal, until it is shown anew or something is said; "" shows
-  /// nothing. Does nothing where standard error is no terminal.
+  /// Shows `words` as the last line of the terminal until the next message or progress; "" removes the line.
+  /// Does nothing if standard error is not a terminal.
   void showProgress(const std::string& words);
 
  private:
@@ -36,7 +36,7 @@ class Console {
 /// Whole seconds since 1970-01-01 UTC.
 std::int64_t wallSecond();
 
-/// The local time of day of `second`, "14:20:05".
+/// Returns the local time of day of `second`, "14:20:05".
 std::string timeOfDay(std::int64_t second);
 
 }  // namespace quarnex::tool

@@ -39,7 +39,7 @@ void LinkSession::open() {
 
 bool LinkSession::run() {
   while (stage_ != Stage::Ended) step();
-  console_.say(summary());
+  console_.print(summary());
   quarn_.DisattivaLog(index_);
   output_.flush();
   console_.output().flush();
@@ -67,9 +67,9 @@ void LinkSession::step() {
 void LinkSession::takeItems(const LinkSnapshot& link) {
   if (link.inbound >= kQueueLimit && !queueFilled_) {
     queueFilled_ = true;
-    console_.say("standard output is not read: received texts are being dropped, the oldest first");
+    console_.print("standard output is not read: received texts are being dropped, the oldest first");
   }
-  while (output_.waiting() < kUnwrittenBytesMax && quarn_.MessaggioArrivato(index_)) {
+  while (output_.unwritten() < kUnwrittenBytesMax && quarn_.MessaggioArrivato(index_)) {
     takeItem(quarn_.GetMessaggioArrivato(index_));
   }
 }
@@ -79,7 +79,7 @@ void LinkSession::takeItem(const std::string& item) {
   const std::optional<EventReport> report = parseEventReport(item);
   if (report && report->identifier == options_.identifier && report->type == options_.type) {
     sayReport(*report);
-    if (options_.raw) console_.say(timeOfReport(*report), item);
+    if (options_.raw) console_.print(timeOfReport(*report), item);
     return;
   }
   ++received_;
@@ -98,19 +98,19 @@ void LinkSession::sayReport(const EventReport& report) {
   if (report.code == kDisconnectedReport && !before) return;
   if (report.code == kErrorNoticeReport && saidLately(report.detail)) return;
   const bool replaced = report.code == kConnectedReport && before;
-  console_.say(timeOfReport(report),
-               reportInWords(report) + (replaced ? ", another caller in place of the one before" : ""));
+  console_.print(timeOfReport(report),
+                 reportInWords(report) + (replaced ? ", another caller in place of the one before" : ""));
 }
 
 void LinkSession::takeTraces(const LinkSnapshot& link) {
-  for (int i = 0; i < link.captured; ++i) console_.say("| " + quarn_.GetDebug(index_));
+  for (int i = 0; i < link.captured; ++i) console_.print("| " + quarn_.GetDebug(index_));
 }
 
 // The reports tell when it is connected; otherwise the link's own sentence tells more than they do.
 void LinkSession::sayState(const LinkSnapshot& link) {
   if (!link.deadline || link.why == stateSaid_) return;
   stateSaid_ = link.why;
-  if (!saidLately(withoutTimes(link.why))) console_.say(link.why);
+  if (!saidLately(withoutTimes(link.why))) console_.print(link.why);
 }
 
 bool LinkSession::saidLately(const std::string& words) {
@@ -124,8 +124,8 @@ bool LinkSession::saidLately(const std::string& words) {
 
 void LinkSession::checkStreams() {
   if (streamFailed_) return;
-  if (output_.broken()) console_.say("standard output: " + output_.error() + "; closing");
-  if (!input_.error().empty()) console_.say("standard input: " + input_.error() + "; closing");
+  if (output_.broken()) console_.print("standard output: " + output_.error() + "; closing");
+  if (!input_.error().empty()) console_.print("standard input: " + input_.error() + "; closing");
   streamFailed_ = output_.broken() || !input_.error().empty();
 }
 
@@ -133,12 +133,12 @@ void LinkSession::checkRecording() {
   if (recordingFailed_) return;
   const std::string flaw = recordingFlaw();
   recordingFailed_ = !flaw.empty();
-  if (recordingFailed_) console_.say(flaw);
+  if (recordingFailed_) console_.print(flaw);
 }
 
 void LinkSession::advanceStage() {
   if (stage_ == Stage::Open && (lines_.inputTaken() || interrupted() || output_.broken())) {
-    if (interrupted()) console_.say("closing; once more ends it at once");
+    if (interrupted()) console_.print("closing; once more ends it at once");
     enter(Stage::Draining);
   }
   if (stage_ == Stage::Draining) drain();
@@ -161,7 +161,7 @@ void LinkSession::close() {
   closed_ = quarn_.ProntoPerUscire() == -1;
   if (closed_) return end();
   if (steady_clock::now() < patienceEnd()) return;
-  console_.say("the peer was asked to close and has not done so");
+  console_.print("the peer was asked to close and has not done so");
   end();
 }
 

@@ -63,8 +63,8 @@ class LinkSession {
   QuarnSocket quarn_;
   HostLoop loop_;
   Console console_;
-  LineReader input_{0, std::size_t{1024} * 1024};  // no text of that length can be sent
-  OutputBuffer output_{1};
+  LineReader input_{kStandardInput, std::size_t{1024} * 1024};  // no text of that length can be sent
+  OutputBuffer output_{kStandardOutput};
   OutgoingLines lines_{input_, console_};
   std::int16_t index_ = 0;
 

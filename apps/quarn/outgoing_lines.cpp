@@ -9,8 +9,8 @@ namespace quarnex::tool {
 namespace {
 
 constexpr std::size_t kTextsPerBatchMax = 20;
-// Each repetition of a batch may carry one more acknowledgement, "9ACK|".
-constexpr std::size_t kRoomForAcknowledgements = 200;
+// Reserved for acknowledgements, "9ACK|": each repetition of a batch may carry one more.
+constexpr std::size_t kAcknowledgementBytesMax = 200;
 
 std::string nameOfLines(std::uint64_t first, std::uint64_t last) {
   if (first == last) return "line " + std::to_string(first);
@@ -22,23 +22,23 @@ std::string nameOfLines(std::uint64_t first, std::uint64_t last) {
 void OutgoingLines::takeLines() {
   noLineWaits_ = false;
   while (!noLineWaits_ && held_.size() < kHeldLinesMax) {
-    std::optional<Line> line = input_.next();
+    std::optional<InputLine> line = input_.next();
     noLineWaits_ = !line;
     if (line) takeLine(std::move(*line));
   }
 }
 
-void OutgoingLines::takeLine(Line line) {
+void OutgoingLines::takeLine(InputLine line) {
   if (line.tooLong) return lose(line.number, line.number, 1, "not sent: far too long for one message");
   const TextCheck check = checkText(line.text);
   if (check.never) return lose(line.number, line.number, 1, "not sent: " + check.warning);
-  if (!check.warning.empty()) console_.say(nameOfLines(line.number, line.number) + ": " + check.warning);
+  if (!check.warning.empty()) console_.print(nameOfLines(line.number, line.number) + ": " + check.warning);
   if (!line.text.empty()) held_.push_back({line.number, std::move(line.text), check.alone});
 }
 
 void OutgoingLines::advance(QuarnSocket& quarn, const LinkSnapshot& link) {
   settle(link);
-  if (outstanding_.empty() && link.phase == LinkPhase::Connected) handOver(quarn, link);
+  if (outstanding_.empty() && link.phase == LinkPhase::Connected) sendBatch(quarn, link);
 }
 
 void OutgoingLines::settle(const LinkSnapshot& link) {
@@ -53,7 +53,7 @@ void OutgoingLines::settle(const LinkSnapshot& link) {
   }
 }
 
-void OutgoingLines::handOver(QuarnSocket& quarn, const LinkSnapshot& link) {
+void OutgoingLines::sendBatch(QuarnSocket& quarn, const LinkSnapshot& link) {
   reconnections_ = link.reconnections;
   std::size_t bytes = 0;
   bool alone = false;
@@ -62,7 +62,7 @@ void OutgoingLines::handOver(QuarnSocket& quarn, const LinkSnapshot& link) {
     bytes += line.text.size();
     alone = line.alone;
     const bool fits =
-        messageLength(outstanding_.size() + 1, bytes) + kRoomForAcknowledgements <= kMessageLengthMax;
+        messageLength(outstanding_.size() + 1, bytes) + kAcknowledgementBytesMax <= kMessageLengthMax;
     if (!outstanding_.empty() && (alone || !fits)) return;
     quarn.Invia(link.index, line.text);
     if (line.text != kEmptyQueuesCommand) outstanding_.push_back(line.number);
@@ -83,7 +83,7 @@ void OutgoingLines::giveUp() {
 void OutgoingLines::lose(std::uint64_t first, std::uint64_t last, std::size_t count,
                          const std::string& fate) {
   lost_ += count;
-  console_.say(nameOfLines(first, last) + ": " + fate);
+  console_.print(nameOfLines(first, last) + ": " + fate);
 }
 
 }  // namespace quarnex::tool

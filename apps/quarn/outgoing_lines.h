@@ -1,5 +1,4 @@
-// From the lines of the input to texts that the peer has acknowledged, with an account of those that were
-// lost.
+// Sends input lines to the peer one batch at a time and reports the lines that were lost.
 #pragma once
 
 #include <cstddef>
@@ -14,31 +13,30 @@
 
 namespace quarnex::tool {
 
-/// A reconnection empties the link's queues, so lines wait here and are handed over one batch at a time, each
-/// when the link is connected and the batch before it has been acknowledged: no more than one batch is ever
-/// at stake. This costs no time, since the link itself has only one batch under way. Nothing is sent a second
-/// time.
+/// A reconnection empties the link's queues, so lines wait here. The next batch goes to the link when the
+/// link is connected and the peer has acknowledged the batch before, so a reconnection loses at most one
+/// batch. This costs no time, because the link itself keeps only one batch in flight. No line is sent twice.
 class OutgoingLines {
  public:
   OutgoingLines(LineReader& input, Console& console) : input_(input), console_(console) {}
 
-  /// True while there is room for more lines; otherwise the input is to wait.
+  /// True while more input can be kept; otherwise do not read the input.
   bool wantsInput() const { return !input_.ended() && held_.size() < kHeldLinesMax; }
-  /// True once every line of the input has been taken.
+  /// True after the last line of the input has been taken.
   bool inputTaken() const { return input_.ended() && noLineWaits_; }
 
-  /// Takes lines that the input has read. A line that will not arrive as it stands is named on the console,
-  /// and one that would keep those behind it from arriving is left out.
+  /// Takes the lines read so far. Reports lines that would be altered on the way by number. Skips lines that
+  /// the peer would never accept, because they would block the lines behind them.
   void takeLines();
 
-  /// Settles what has been acknowledged or lost, and hands over the next batch if it is time.
+  /// Counts acknowledged and lost lines, and sends the next batch when the last one is finished.
   void advance(QuarnSocket& quarn, const LinkSnapshot& link);
 
-  /// True if no line waits here or for its acknowledgement.
+  /// True if every taken line is acknowledged, lost or skipped.
   bool settled() const { return held_.empty() && outstanding_.empty(); }
-  /// Lines that wait here or for their acknowledgement.
+  /// Number of lines that are not yet sent or not yet acknowledged.
   std::size_t unsettled() const { return held_.size() + outstanding_.size(); }
-  /// Gives up the lines that are not settled, and says which.
+  /// Counts all unsettled lines as lost and reports their numbers.
   void giveUp();
 
   std::uint64_t acknowledged() const { return acknowledged_; }
@@ -53,17 +51,17 @@ class OutgoingLines {
     bool alone;
   };
 
-  void takeLine(Line line);
+  void takeLine(InputLine line);
   void settle(const LinkSnapshot& link);
-  void handOver(QuarnSocket& quarn, const LinkSnapshot& link);
+  void sendBatch(QuarnSocket& quarn, const LinkSnapshot& link);
   void lose(std::uint64_t first, std::uint64_t last, std::size_t count, const std::string& fate);
 
   LineReader& input_;
   Console& console_;
   bool noLineWaits_ = false;
   std::deque<HeldLine> held_;
-  std::vector<std::uint64_t> outstanding_;  // line numbers of the batch handed over
-  std::uint64_t reconnections_ = 0;         // of the link, when that batch was handed over
+  std::vector<std::uint64_t> outstanding_;  // line numbers of the batch in the link
+  std::uint64_t reconnections_ = 0;         // of the link when that batch was sent
   std::uint64_t acknowledged_ = 0;
   std::uint64_t lost_ = 0;
 };

@@ -1,21 +1,20 @@
-// What the process needs before anything else: its three standard descriptors, room for links, no death by
-// pipe. Ctrl-C and SIGTERM: the first asks for an orderly end, a second one ends the process at once.
+// Prepares the process for many links (standard descriptors, ignored signals, descriptor limit), and catches
+// Ctrl-C and SIGTERM.
 #pragma once
 
 namespace quarnex::tool {
 
-/// Opens /dev/null in place of a standard descriptor that the caller has closed (a socket would take its
-/// number and receive our output), ignores SIGPIPE and SIGXFSZ and raises the soft limit of descriptors to
-/// the hard one.
+/// Opens /dev/null in place of a standard descriptor that the caller has closed, because a socket would take
+/// its number and receive our output. Ignores SIGPIPE and SIGXFSZ. Raises the descriptor limit to the hard
+/// limit.
 void prepareProcess();
 
-constexpr int kInterruptedStatus = 130;
+constexpr int kInterruptedStatus = 130;  // as shells report a process that Ctrl-C has ended
 
-/// Takes over SIGINT and SIGTERM. A second signal exits with `kInterruptedStatus` on the spot.
+/// Catches SIGINT and SIGTERM. The second signal ends the process at once with `kInterruptedStatus`.
 void catchInterruptions();
 
-/// True after the first signal. A wait that the signal breaks off returns early; otherwise the next tick's
-/// turn sees it.
+/// True after the first signal. The signal interrupts a wait in `turnHost`, or else the next tick ends it.
 bool interrupted();
 
 }  // namespace quarnex::tool

@@ -31,13 +31,13 @@ class RpcHost {
   int run();
 
  private:
-  bool mayAnswer() const { return output_.waiting() < kUnwrittenBytesMax; }
+  bool mayAnswer() const { return output_.unwritten() < kUnwrittenBytesMax; }
   void answerWaiting();
 
   QuarnSocket quarn_;
   HostLoop loop_;
-  LineReader input_{0, kLineBytesMax};
-  OutputBuffer output_{1};
+  LineReader input_{kStandardInput, kLineBytesMax};
+  OutputBuffer output_{kStandardOutput};
   bool lineWaits_ = false;  // perhaps
 };
 
@@ -58,7 +58,7 @@ void RpcHost::answerWaiting() {
   const auto end = steady_clock::now() + kRequestTime;
   lineWaits_ = true;
   while (mayAnswer() && steady_clock::now() < end) {
-    const std::optional<Line> line = input_.next();
+    const std::optional<InputLine> line = input_.next();
     lineWaits_ = line.has_value();
     if (!line) return;
     const std::string answer = line->tooLong ? std::string(kTooLong) : answerRequest(quarn_, line->text);

@@ -5,7 +5,7 @@
 
 namespace quarnex::tool {
 
-std::optional<Line> LineReader::next() {
+std::optional<InputLine> LineReader::next() {
   const std::size_t end = buffer_.find('\n', scanned_);
   if (end != std::string::npos) return cut(end, end + 1);
   scanned_ = buffer_.size();
@@ -14,8 +14,8 @@ std::optional<Line> LineReader::next() {
   return std::nullopt;
 }
 
-Line LineReader::cut(std::size_t end, std::size_t nextStart) {
-  Line line{++lines_, overlong_ ? std::string() : buffer_.substr(start_, end - start_), overlong_};
+InputLine LineReader::cut(std::size_t end, std::size_t nextStart) {
+  InputLine line{++lines_, overlong_ ? std::string() : buffer_.substr(start_, end - start_), overlong_};
   start_ = scanned_ = nextStart;
   overlong_ = false;
   return line;

@@ -1,6 +1,4 @@
-// The lines of a descriptor, read as they come and never waited for. Output to a descriptor whose reader may
-// be slow: what it does not take now waits here, and the links do not. One turn of the tool's loop: waits for
-// the links, the input and the outputs together.
+// Reads lines and writes output without blocking, so that slow standard streams never delay the links.
 #pragma once
 
 #include <chrono>
@@ -15,49 +13,53 @@
 
 namespace quarnex::tool {
 
-struct Line {
+constexpr int kStandardInput = 0;
+constexpr int kStandardOutput = 1;
+constexpr int kStandardError = 2;
+
+struct InputLine {
   std::uint64_t number = 0;  ///< from 1
-  std::string text;          ///< without the line end; "" if too long
+  std::string text;          ///< without the line end; "" if the line is too long
   bool tooLong = false;
 };
 
-/// Cuts what arrives on a descriptor into lines. Work is linear in the bytes, however they are split.
+/// Splits the bytes of a descriptor into lines, in time linear in the number of bytes.
 class LineReader {
  public:
-  /// A line of more than `lineBytesMax` bytes is thrown away, so that an endless one does not fill the
-  /// memory.
+  /// Discards lines longer than `lineBytesMax` bytes, so that an endless line does not fill the memory.
   LineReader(int descriptor, std::size_t lineBytesMax)
       : descriptor_(descriptor), lineBytesMax_(lineBytesMax) {}
 
   int descriptor() const { return descriptor_; }
 
-  /// Reads once, at most 64 KiB. Does not wait if poll has said that there is something.
+  /// Reads once, at most 64 KiB. Does not block if poll has reported the descriptor as readable.
   void readSome();
 
-  /// The next whole line; at the end of the input also the last one without a line end. Nothing if none is
-  /// there.
-  std::optional<Line> next();
+  /// Returns the next complete line, if there is one. At the end of the input the last line needs no line
+  /// end.
+  std::optional<InputLine> next();
 
-  /// True once the end of the input, or an error, has been met. Lines may still wait in `next`.
+  /// True after the end of the input or an error. `next` may still return lines.
   bool ended() const { return ended_; }
-  /// Why reading ended, "" for an ordinary end.
+  /// The error that ended the input; "" after an ordinary end.
   const std::string& error() const { return error_; }
 
  private:
-  Line cut(std::size_t end, std::size_t nextStart);
+  InputLine cut(std::size_t end, std::size_t nextStart);
   void dropOverlongLine();
 
   int descriptor_;
   std::size_t lineBytesMax_;
   std::string buffer_;
-  std::size_t start_ = 0;    // of the line that comes next
-  std::size_t scanned_ = 0;  // no line end stands between start_ and here
+  std::size_t start_ = 0;    // of the next line
+  std::size_t scanned_ = 0;  // there is no line end between start_ and here
   std::uint64_t lines_ = 0;
-  bool overlong_ = false;  // the beginning of the line at start_ has been thrown away
+  bool overlong_ = false;  // the beginning of the line at start_ has been discarded
   bool ended_ = false;
   std::string error_;
 };
 
+/// Keeps the bytes that a descriptor's reader has not accepted yet.
 class OutputBuffer {
  public:
   explicit OutputBuffer(int descriptor) : descriptor_(descriptor) {}
@@ -66,19 +68,19 @@ class OutputBuffer {
 
   void append(std::string_view bytes);
 
-  /// Bytes that wait for the reader.
-  std::size_t waiting() const { return bytes_.size() - written_; }
+  /// Number of bytes not written yet.
+  std::size_t unwritten() const { return bytes_.size() - written_; }
 
-  /// Writes what the reader takes without waiting for it.
+  /// Writes as many bytes as the reader accepts now.
   void writeSome();
-  /// Waits until everything is written.
+  /// Blocks until all bytes are written.
   void flush();
 
-  /// True once writing has failed for good; everything appended is thrown away from then on.
+  /// True after a write error. All bytes appended later are discarded.
   bool broken() const { return failure_ != 0; }
-  /// The reader has gone away, as readers of a pipe may.
+  /// True if writing failed because the reader has closed the pipe.
   bool readerGone() const;
-  /// Why writing failed.
+  /// Description of the write error.
   std::string error() const;
 
  private:
@@ -90,8 +92,10 @@ class OutputBuffer {
   int failure_ = 0;
 };
 
-/// Waits until the links have something to do, `input` (if not null) can be read or an output can take what
-/// waits for it, at most `maxWait` (negative = no limit); then reads, writes and turns the links' loop once.
+bool isTerminal(int descriptor);
+
+/// Waits at most `maxWait` (negative = no limit) until the links have work, `input` (if not null) is readable
+/// or an output with unwritten bytes is writable. Then reads, writes and turns the links' loop once.
 void turnHost(HostLoop& loop, LineReader* input, std::initializer_list<OutputBuffer*> outputs,
               std::chrono::milliseconds maxWait);
 

@@ -1,3 +1,4 @@
+// Reads and writes the standard streams, and turns the tool's loop, with poll.
 #include <poll.h>
 #include <unistd.h>
 
@@ -36,23 +37,23 @@ void LineReader::readSome() {
 
 void OutputBuffer::writeSome() {
   constexpr int kWritesMax = 64;
-  for (int i = 0; i < kWritesMax && waiting() > 0 && writable(descriptor_, 0); ++i) writeOnce();
+  for (int i = 0; i < kWritesMax && unwritten() > 0 && writable(descriptor_, 0); ++i) writeOnce();
 }
 
 void OutputBuffer::flush() {
-  while (waiting() > 0) {
+  while (unwritten() > 0) {
     if (writable(descriptor_, -1)) writeOnce();
   }
 }
 
-// A pipe that polls as writable takes PIPE_BUF bytes without waiting. The descriptor is not made non-blocking
-// instead: that would change it for every process that shares it, the shell included.
+// A pipe that poll reports as writable accepts PIPE_BUF bytes without blocking. O_NONBLOCK would affect every
+// process that shares the descriptor, including the shell.
 void OutputBuffer::writeOnce() {
-  const std::size_t size = std::min<std::size_t>(waiting(), PIPE_BUF);
+  const std::size_t size = std::min<std::size_t>(unwritten(), PIPE_BUF);
   const ssize_t wrote = write(descriptor_, bytes_.data() + written_, size);
   if (wrote < 0 && errno != EINTR && errno != EAGAIN) failure_ = errno;
   if (wrote > 0) written_ += static_cast<std::size_t>(wrote);
-  if (broken() || waiting() == 0) {
+  if (broken() || unwritten() == 0) {
     bytes_.clear();
     written_ = 0;
   } else if (written_ > bytes_.size() / 2) {
@@ -61,11 +62,15 @@ void OutputBuffer::writeOnce() {
   }
 }
 
+bool isTerminal(int descriptor) {
+  return isatty(descriptor) == 1;
+}
+
 void turnHost(HostLoop& loop, LineReader* input, std::initializer_list<OutputBuffer*> outputs,
               std::chrono::milliseconds maxWait) {
   std::vector<pollfd> waited{{loop.fd(), POLLIN, 0}};
   for (const OutputBuffer* output : outputs) {
-    if (output->waiting() > 0) waited.push_back({output->descriptor(), POLLOUT, 0});
+    if (output->unwritten() > 0) waited.push_back({output->descriptor(), POLLOUT, 0});
   }
   if (input != nullptr) waited.push_back({input->descriptor(), POLLIN, 0});
   const int ready = poll(waited.data(), waited.size(), static_cast<int>(maxWait.count()));

@@ -1,3 +1,4 @@
+// Prepares the process and catches its signals with POSIX calls.
 #include "quarn/process_setup.h"
 
 #include <fcntl.h>
