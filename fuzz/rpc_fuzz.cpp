@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "quarn/rpc_answer.h"
+#include "quarn/commands/rpc_answer.h"
 #include "support/stub_host.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -2,7 +2,6 @@
 #include <exception>
 #include <iostream>
 
-#include "quarn/command_line.h"
 #include "quarn/commands.h"
 #include "quarn/process_setup.h"
 

@@ -1,4 +1,4 @@
-#include "quarn/simulation_report.h"
+#include "quarn/commands/simulation_report.h"
 
 #include <cstddef>
 #include <cstdio>

@@ -1,10 +1,10 @@
-#include "quarn/link_session.h"
+#include "quarn/session/link_session.h"
 
 #include <algorithm>
 
 #include "quarn/process_setup.h"
-#include "quarn/record_option.h"
-#include "quarn/report_words.h"
+#include "quarn/session/report_words.h"
+#include "quarn/shared_arguments.h"
 #include "quarn/streams.h"
 #include "quarnex/event_report.h"
 

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "quarn/console.h"
-#include "quarn/outgoing_lines.h"
+#include "quarn/session/outgoing_lines.h"
 #include "quarn/streams.h"
 #include "quarnex/event_report.h"
 #include "quarnex/host_loop.h"

@@ -1,4 +1,4 @@
-#include "quarn/report_words.h"
+#include "quarn/session/report_words.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "quarn/rpc_answer.h"
+#include "quarn/commands/rpc_answer.h"
 
 #include <limits>
 #include <new>

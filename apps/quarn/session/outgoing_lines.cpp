@@ -1,4 +1,4 @@
-#include "quarn/outgoing_lines.h"
+#include "quarn/session/outgoing_lines.h"
 
 #include <string>
 #include <utility>

@@ -5,8 +5,7 @@
 #include <string>
 
 #include "quarn/commands.h"
-#include "quarn/link_arguments.h"
-#include "quarn/link_port.h"
+#include "quarn/shared_arguments.h"
 #include "quarnex/ports.h"
 
 namespace quarnex::tool {

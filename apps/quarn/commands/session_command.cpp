@@ -3,10 +3,8 @@
 #include <memory>
 
 #include "quarn/commands.h"
-#include "quarn/link_arguments.h"
-#include "quarn/link_port.h"
-#include "quarn/link_session.h"
-#include "quarn/record_option.h"
+#include "quarn/session/link_session.h"
+#include "quarn/shared_arguments.h"
 
 namespace quarnex::tool {
 namespace {

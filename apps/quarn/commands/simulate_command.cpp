@@ -18,8 +18,8 @@
 #include <vector>
 
 #include "quarn/commands.h"
+#include "quarn/commands/simulation_report.h"
 #include "quarn/console.h"
-#include "quarn/simulation_report.h"
 #include "simulation/campaign/many_runs.h"
 #include "simulation/campaign/record_again.h"
 #include "simulation/sites/site.h"

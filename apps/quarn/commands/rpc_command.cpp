@@ -6,8 +6,8 @@
 #include <string>
 
 #include "quarn/commands.h"
-#include "quarn/record_option.h"
-#include "quarn/rpc_answer.h"
+#include "quarn/commands/rpc_answer.h"
+#include "quarn/shared_arguments.h"
 #include "quarn/streams.h"
 
 namespace quarnex::tool {

@@ -1,0 +1,84 @@
+#include "quarn/shared_arguments.h"
+
+#include <charconv>
+#include <iostream>
+#include <stdexcept>
+
+#include "quarnex/failure.h"
+#include "quarnex/flight_recorder.h"
+#include "quarnex/ports.h"
+
+namespace quarnex::tool {
+namespace {
+
+std::int16_t toIdentifier(const std::string& text) {
+  std::int16_t value = 0;
+  const auto parsed = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (parsed.ec == std::errc{} && parsed.ptr == text.data() + text.size()) return value;
+  throw std::invalid_argument('"' + text + "\" is no identifier; give a whole number from 0 to 999");
+}
+
+std::string sumInWords(std::int16_t identifier) {
+  return std::to_string(kFirstFreePort) + " + " + std::to_string(identifier) + " = " +
+         std::to_string(kFirstFreePort + identifier);
+}
+
+}  // namespace
+
+Argument typeArgument(std::string& type) {
+  return {.name = "TIPO",
+          .placeholder = "",
+          .help = "type of the peer: MIRTAN, TOLV, ... (see quarn ports) or a name of your own",
+          .store = storeIn(type),
+          .completion = Completion::PeerTypes};
+}
+
+Argument identifierArgument(std::int16_t& identifier) {
+  const auto store = [&identifier](const std::string& text) { identifier = toIdentifier(text); };
+  return {.name = "ID", .placeholder = "", .help = "identifier of the peer, 0 to 999", .store = store};
+}
+
+LinkPort portOfLink(std::string_view type, std::int16_t identifier) {
+  try {
+    const std::int32_t port = PortaPerTipo(type, identifier);
+    if (port > 0) return {port, ""};
+  } catch (const Failure&) {
+    return {0, sumInWords(identifier) + " is above 32767; use an identifier of at most 12667"};
+  }
+  return {0, sumInWords(identifier) + " is no TCP port; use an identifier of at least " +
+                 std::to_string(1 - kFirstFreePort)};
+}
+
+std::string identifierWarning(std::int16_t identifier) {
+  if (identifier >= 0 && identifier <= 999) return "";
+  return "a message has room for an identifier of three digits: peers cannot read those of identifier " +
+         std::to_string(identifier) + ", and no text arrives; use 0 to 999";
+}
+
+Argument recordOption(std::optional<std::string>& file) {
+  return {.name = "--record",
+          .placeholder = "FILE",
+          .help = "record everything, for quarn replay; an existing FILE is emptied",
+          .store = storeIn(file),
+          .completion = Completion::Files};
+}
+
+bool beginRecording(const std::optional<std::string>& file) {
+  if (!file) return true;
+  try {
+    recordFlight(*file);
+    return true;
+  } catch (const Failure& failure) {
+    std::cerr << "quarn: no recording can be kept in \"" << *file << "\": " << failure.what() << " ("
+              << failure.number() << "); give a file in a directory that exists and can be written\n";
+    return false;
+  }
+}
+
+std::string recordingFlaw() {
+  const std::uint64_t bytes = flightBytesMissing();
+  return bytes == 0 ? ""
+                    : "the disk does not take the recording: " + std::to_string(bytes) + " bytes are missing";
+}
+
+}  // namespace quarnex::tool
