@@ -17,7 +17,7 @@ Argument::Store appendTo(std::vector<std::string>& values) {
   return [&values](const std::string& text) { values.push_back(text); };
 }
 
-Argument::Store raise(bool& flag) {
+Argument::Store setFlag(bool& flag) {
   return [&flag](const std::string&) { flag = true; };
 }
 

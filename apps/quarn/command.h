@@ -12,7 +12,7 @@
 
 namespace quarnex::tool {
 
-/// Exit status of a command line that makes no sense, and of a command that could not begin.
+/// Exit status after an invalid command line, and of a command that could not start.
 constexpr int kNotStarted = 2;
 
 /// Words that a shell completes for the value of an argument.
@@ -45,7 +45,7 @@ struct ExitStatus {
   std::string meaning;
 };
 
-/// Something to type and what it does.
+/// A command line and its effect.
 struct Example {
   std::string line;
   std::string effect;
@@ -64,13 +64,13 @@ struct Command {
 Argument::Store storeIn(std::string& value);
 Argument::Store storeIn(std::optional<std::string>& value);
 Argument::Store appendTo(std::vector<std::string>& values);
-Argument::Store raise(bool& flag);
+Argument::Store setFlag(bool& flag);
 
 /// Stores a whole number from `low` to `high`; refuses everything else and names the range.
 template <class Number>
 Argument::Store storeIn(Number& value, std::uint64_t low, std::uint64_t high);
 
-/// The whole number that `text` stands for. Throws `std::invalid_argument` unless it is from `low` to `high`.
+/// Parses a whole number. Throws `std::invalid_argument` unless it is from `low` to `high`.
 std::uint64_t wholeNumber(const std::string& text, std::uint64_t low, std::uint64_t high);
 
 template <class Number>

@@ -1,4 +1,5 @@
-// The only file that includes CLI11, whose headers take longer to compile than the rest of the tool.
+// Parses the command line with CLI11 and lays out the help. No other file includes CLI11, whose headers take
+// longer to compile than the rest of the tool.
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <sstream>

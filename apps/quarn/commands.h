@@ -1,5 +1,4 @@
-// Declares the commands of quarn and the list of all of them. Parses the command line of quarn, prints --help
-// and runs the command that was chosen.
+// Declares all commands of quarn, and the parser that runs the one chosen on the command line.
 #pragma once
 
 #include <vector>
@@ -24,9 +23,8 @@ const Command& program();
 /// All commands of this build, in the order of the help.
 const std::vector<Command>& commands();
 
-/// Parses `argv` and runs one of `commands`; `program` holds the name, the summary and the examples of the
-/// program itself. Returns the exit status. A wrong command line is reported in one line on standard error
-/// and returns `kNotStarted`.
+/// Parses `argv`, prints the help or runs one of `commands`, and returns the exit status. Reports an invalid
+/// command line in one line on standard error and returns `kNotStarted`. `program` describes quarn itself.
 int runCommandLine(const Command& program, const std::vector<Command>& commands, int argc,
                    const char* const* argv);
 

@@ -49,6 +49,10 @@ void Console::write(std::string_view bytes) {
   if (output_.unwritten() < kUnwrittenBytesMax) output_.append(bytes);
 }
 
+std::string counted(std::uint64_t count, std::string_view noun) {
+  return std::to_string(count).append(1, ' ').append(noun).append(count == 1 ? "" : "s");
+}
+
 std::int64_t wallSecond() {
   return std::time(nullptr);
 }

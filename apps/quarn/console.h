@@ -33,6 +33,9 @@ class Console {
   std::string progress_;
 };
 
+/// Returns "1 line", "2 lines".
+std::string counted(std::uint64_t count, std::string_view noun);
+
 /// Whole seconds since 1970-01-01 UTC.
 std::int64_t wallSecond();
 

@@ -15,7 +15,7 @@ std::int16_t toIdentifier(const std::string& text) {
   std::int16_t value = 0;
   const auto parsed = std::from_chars(text.data(), text.data() + text.size(), value);
   if (parsed.ec == std::errc{} && parsed.ptr == text.data() + text.size()) return value;
-  throw std::invalid_argument('"' + text + "\" is no identifier; give a whole number from 0 to 999");
+  throw std::invalid_argument('"' + text + "\" is not an identifier; give a whole number from 0 to 999");
 }
 
 std::string sumInWords(std::int16_t identifier) {
@@ -45,14 +45,14 @@ LinkPort portOfLink(std::string_view type, std::int16_t identifier) {
   } catch (const Failure&) {
     return {0, sumInWords(identifier) + " is above 32767; use an identifier of at most 12667"};
   }
-  return {0, sumInWords(identifier) + " is no TCP port; use an identifier of at least " +
+  return {0, sumInWords(identifier) + " is not a TCP port; use an identifier of at least " +
                  std::to_string(1 - kFirstFreePort)};
 }
 
 std::string identifierWarning(std::int16_t identifier) {
   if (identifier >= 0 && identifier <= 999) return "";
-  return "a message has room for an identifier of three digits: peers cannot read those of identifier " +
-         std::to_string(identifier) + ", and no text arrives; use 0 to 999";
+  return "identifier " + std::to_string(identifier) +
+         " does not fit into the three digits of a message, so the peer cannot read it; use 0 to 999";
 }
 
 Argument recordOption(std::optional<std::string>& file) {
@@ -69,16 +69,17 @@ bool beginRecording(const std::optional<std::string>& file) {
     recordFlight(*file);
     return true;
   } catch (const Failure& failure) {
-    std::cerr << "quarn: no recording can be kept in \"" << *file << "\": " << failure.what() << " ("
-              << failure.number() << "); give a file in a directory that exists and can be written\n";
+    std::cerr << "quarn: cannot record into \"" << *file << "\": " << failure.what() << " ("
+              << failure.number() << "); give a file in an existing directory that you can write to\n";
     return false;
   }
 }
 
-std::string recordingFlaw() {
+std::string recordingProblem() {
   const std::uint64_t bytes = flightBytesMissing();
-  return bytes == 0 ? ""
-                    : "the disk does not take the recording: " + std::to_string(bytes) + " bytes are missing";
+  return bytes == 0
+             ? ""
+             : "the disk does not accept the recording: " + std::to_string(bytes) + " bytes are missing";
 }
 
 }  // namespace quarnex::tool

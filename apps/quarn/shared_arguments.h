@@ -1,6 +1,5 @@
-// Describes TIPO and ID, the two arguments that name a link. The port of a link, or why it has none, and
-// whether its identifier can be read by a peer. Describes --record FILE and begins the recording of
-// everything that happens to the process's links.
+// Describes the arguments that several commands share: TIPO and ID, which name a link and determine its port,
+// and --record, which starts a recording.
 #pragma once
 
 #include <cstdint>
@@ -18,22 +17,22 @@ Argument typeArgument(std::string& type);
 Argument identifierArgument(std::int16_t& identifier);
 
 struct LinkPort {
-  std::int32_t port = 0;  ///< 0 if there is none
-  std::string whyNone;    ///< what is wrong and what to use instead
+  std::int32_t port = 0;  ///< 0 if the link has none
+  std::string problem;    ///< the reason, and a value to use instead; "" if there is a port
 };
 
 LinkPort portOfLink(std::string_view type, std::int16_t identifier);
 
-/// What is to be known about an identifier that has a port and yet carries no texts; "" for any other.
+/// Returns a warning for an identifier that has a port but does not fit into messages; "" for any other.
 std::string identifierWarning(std::int16_t identifier);
 
 Argument recordOption(std::optional<std::string>& file);
 
-/// Begins the recording, if one is wanted; before the first `QuarnSocket` and `HostLoop`. False if it cannot
-/// begin: standard error then says why.
+/// Starts recording every link of the process, if `file` is set. Call it before creating a `QuarnSocket` or
+/// `HostLoop`. Returns false, after a message on standard error, if the file cannot be created.
 [[nodiscard]] bool beginRecording(const std::optional<std::string>& file);
 
-/// What is wrong with that recording so far, in words; "" if nothing is known to be.
-std::string recordingFlaw();
+/// Describes the bytes that the disk has not accepted so far; "" if the recording is complete.
+std::string recordingProblem();
 
 }  // namespace quarnex::tool

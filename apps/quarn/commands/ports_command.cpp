@@ -31,7 +31,7 @@ int printTable() {
 int printPort(const LinkName& link) {
   const LinkPort port = portOfLink(link.type, link.identifier);
   if (port.port == 0) {
-    std::cerr << "quarn: " << link.type << ' ' << link.identifier << " has no port: " << port.whyNone << '\n';
+    std::cerr << "quarn: " << link.type << ' ' << link.identifier << " has no port: " << port.problem << '\n';
     return 1;
   }
   std::cout << port.port << '\n';

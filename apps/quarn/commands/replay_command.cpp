@@ -13,13 +13,14 @@
 #include <vector>
 
 #include "quarn/commands.h"
+#include "quarn/console.h"
 #include "recording/player/player.h"
 #include "recording/printer/recording_printer.h"
 
 namespace quarnex::tool {
 namespace {
 
-constexpr int kPlays = 0;
+constexpr int kSame = 0;
 constexpr int kDiffers = 1;
 constexpr int kDamaged = 2;
 
@@ -28,9 +29,9 @@ struct ReplayOptions {
   bool print = false;
 };
 
-int complain(const std::string& file, const std::string& words) {
+int reportDamage(const std::string& file, const std::string& problem) {
   std::cout.flush();
-  std::cerr << "quarn: " << file << ": " << words << '\n';
+  std::cerr << "quarn: " << file << ": " << problem << '\n';
   return kDamaged;
 }
 
@@ -41,10 +42,6 @@ std::string duration(std::int64_t seconds) {
   std::snprintf(clock, sizeof clock, "%d:%02d:%02d", static_cast<int>(seconds / 3600 % 24),
                 static_cast<int>(seconds / 60 % 60), static_cast<int>(seconds % 60));
   return (days > 0 ? std::to_string(days) + " d " : "") + clock;
-}
-
-std::string counted(std::size_t count, const char* noun) {
-  return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
 }
 
 std::string summary(const recording::PlayResult& result, double elapsedSeconds) {
@@ -66,26 +63,27 @@ int replay(const std::string& file, recording::RecordingReader& reader) {
               << recording::reportOf(*result.difference);
     return kDiffers;
   }
-  std::cout << file << ": " << (result.damage ? "no difference up to there: " : "no difference: ")
+  std::cout << file << ": " << (result.damage ? "no difference before the damaged line: " : "no difference: ")
             << summary(result, elapsed.count()) << '\n';
-  return result.damage ? complain(file, result.damage->what()) : kPlays;
+  return result.damage ? reportDamage(file, result.damage->what()) : kSame;
 }
 
 int print(recording::RecordingReader& reader) {
   recording::RecordingPrinter(reader, std::cout).print();
-  return kPlays;
+  return kSame;
 }
 
 int handle(const std::string& file, bool printing) {
   std::error_code ignored;
-  if (std::filesystem::is_directory(file, ignored)) return complain(file, "is a directory, not a recording");
+  if (std::filesystem::is_directory(file, ignored))
+    return reportDamage(file, "is a directory, not a recording");
   std::ifstream in(file, std::ios::binary);
-  if (!in) return complain(file, "cannot be opened: " + std::generic_category().message(errno));
+  if (!in) return reportDamage(file, "cannot be opened: " + std::generic_category().message(errno));
   try {
     recording::RecordingReader reader(in);
     return printing ? print(reader) : replay(file, reader);
   } catch (const recording::DamagedLine& damage) {
-    return complain(file, damage.what());
+    return reportDamage(file, damage.what());
   }
 }
 
@@ -97,7 +95,7 @@ Command replayCommand() {
       .name = "replay",
       .summary = "replay recordings to a fresh engine and compare what it does",
       .details = {},
-      .statuses = {{kPlays, "every recording replayed without a difference"},
+      .statuses = {{kSame, "every recording replayed without a difference"},
                    {kDiffers, "a recording differs; the first difference is printed"},
                    {kDamaged,
                     "a recording is damaged or cannot be opened; the damaged line is named, and "
@@ -114,9 +112,9 @@ Command replayCommand() {
                     {.name = "--print",
                      .placeholder = "",
                      .help = "print the recordings for people to read instead of replaying them",
-                     .store = raise(options->print)}},
+                     .store = setFlag(options->print)}},
       .run = [options] {
-        int status = kPlays;
+        int status = kSame;
         for (const std::string& file : options->files)
           status = std::max(status, handle(file, options->print));
         return status;

@@ -1,4 +1,4 @@
-// One request of JSON-RPC 2.0 in, its response out: the host methods called by name.
+// Answers JSON-RPC 2.0 requests by calling the host methods by name.
 #pragma once
 
 #include <string>
@@ -8,8 +8,9 @@
 
 namespace quarnex::tool {
 
-/// Answers one line, of any bytes. The response is one line without its end; "" for a request without an
-/// `id`, which is carried out and not answered.
+/// Executes the request in one line (any bytes) and returns the response, one line without a line end.
+/// Returns
+/// "" for a request without `id`, which is executed but not answered.
 std::string answerRequest(QuarnSocket& quarn, std::string_view line);
 
 }  // namespace quarnex::tool

@@ -16,9 +16,9 @@ namespace {
 using namespace std::chrono_literals;
 using std::chrono::steady_clock;
 
-// Requests are left waiting while more than this is waiting to be written.
+// No request is answered while more bytes than this are unwritten.
 constexpr std::size_t kUnwrittenBytesMax = std::size_t{1024} * 1024;
-// Then the links' loop turns, however many requests wait.
+// Longest time for requests before the links' loop turns again.
 constexpr auto kRequestTime = 20ms;
 
 constexpr std::size_t kLineBytesMax = std::size_t{256} * 1024 * 1024;
@@ -27,39 +27,40 @@ constexpr std::string_view kTooLong =
 
 class RpcHost {
  public:
-  /// Answers requests until the input ends or nobody reads the answers.
+  /// Answers requests until the input ends or standard output fails. Returns the exit status.
   int run();
 
  private:
   bool mayAnswer() const { return output_.unwritten() < kUnwrittenBytesMax; }
-  void answerWaiting();
+  void answerRequests();
 
   QuarnSocket quarn_;
   HostLoop loop_;
   LineReader input_{kStandardInput, kLineBytesMax};
   OutputBuffer output_{kStandardOutput};
-  bool lineWaits_ = false;  // perhaps
+  bool mayHaveLine_ = false;  // input_ may hold a complete line
 };
 
 int RpcHost::run() {
-  while (!output_.broken() && (lineWaits_ || !input_.ended())) {
-    const bool reading = !lineWaits_ && mayAnswer();
-    turnHost(loop_, reading ? &input_ : nullptr, {&output_}, lineWaits_ && mayAnswer() ? 0ms : -1ms);
-    answerWaiting();
+  while (!output_.broken() && (mayHaveLine_ || !input_.ended())) {
+    const bool reading = !mayHaveLine_ && mayAnswer();
+    turnHost(loop_, reading ? &input_ : nullptr, {&output_}, mayHaveLine_ && mayAnswer() ? 0ms : -1ms);
+    answerRequests();
   }
   output_.flush();
   if (output_.broken()) std::cerr << "quarn: standard output: " << output_.error() << '\n';
   if (!input_.error().empty()) std::cerr << "quarn: standard input: " << input_.error() << '\n';
-  if (const std::string flaw = recordingFlaw(); !flaw.empty()) std::cerr << "quarn: " << flaw << '\n';
+  if (const std::string problem = recordingProblem(); !problem.empty())
+    std::cerr << "quarn: " << problem << '\n';
   return output_.broken() || !input_.error().empty() ? 1 : 0;
 }
 
-void RpcHost::answerWaiting() {
+void RpcHost::answerRequests() {
   const auto end = steady_clock::now() + kRequestTime;
-  lineWaits_ = true;
+  mayHaveLine_ = true;
   while (mayAnswer() && steady_clock::now() < end) {
     const std::optional<InputLine> line = input_.next();
-    lineWaits_ = line.has_value();
+    mayHaveLine_ = line.has_value();
     if (!line) return;
     const std::string answer = line->tooLong ? std::string(kTooLong) : answerRequest(quarn_, line->text);
     if (!answer.empty()) output_.append(answer + '\n');

@@ -1,4 +1,4 @@
-// Keeps one link between its peer and the standard streams (quarn listen, quarn call).
+// Exchanges the lines of the standard streams with a peer over one link (quarn listen, quarn call).
 #include <iostream>
 #include <memory>
 
@@ -11,16 +11,15 @@ namespace {
 
 constexpr int kWaitSecondsMax = 24 * 60 * 60;
 
-// Exit status: 0 all acknowledged and closed, 1 not so, 2 the session could not begin.
 int runSession(const SessionOptions& options) {
   const LinkPort port = portOfLink(options.type, options.identifier);
   if (port.port == 0) {
-    std::cerr << "quarn: the link has no port: " << port.whyNone << '\n';
+    std::cerr << "quarn: the link has no port: " << port.problem << '\n';
     return kNotStarted;
   }
-  const std::string whyUseless = identifierWarning(options.identifier);
-  if (!whyUseless.empty()) {
-    std::cerr << "quarn: " << whyUseless << '\n';
+  const std::string warning = identifierWarning(options.identifier);
+  if (!warning.empty()) {
+    std::cerr << "quarn: " << warning << '\n';
     return kNotStarted;
   }
   if (!beginRecording(options.recording)) return kNotStarted;
@@ -28,9 +27,9 @@ int runSession(const SessionOptions& options) {
   try {
     session.open();
   } catch (const Failure& failure) {
-    std::cerr << "quarn: no log can be created with the prefix \"" << options.logPrefix.value_or("")
+    std::cerr << "quarn: cannot create a log with the prefix \"" << options.logPrefix.value_or("")
               << "\": " << failure.what() << " (" << failure.number()
-              << "); give a directory that exists and can be written, ending in /\n";
+              << "); give an existing directory that you can write to, ending in /\n";
     return kNotStarted;
   }
   return session.run() ? 0 : 1;
@@ -68,11 +67,11 @@ Command sessionCommand(bool client) {
                         {.name = "--trace",
                          .placeholder = "",
                          .help = "print the trace of the link on standard error",
-                         .store = raise(options->trace)},
+                         .store = setFlag(options->trace)},
                         {.name = "--raw",
                          .placeholder = "",
                          .help = "print reports on standard error also as the library returns them",
-                         .store = raise(options->raw)}},
+                         .store = setFlag(options->raw)}},
           .run = [options] { return runSession(*options); }};
 }
 

@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "quarn/commands.h"
+#include "quarn/console.h"
 #include "recording/shrinker/shrinker.h"
 #include "simulation/checks/audit_checker.h"
 
@@ -23,8 +24,8 @@ struct ShrinkOptions {
   std::string output;
 };
 
-int complain(const std::filesystem::path& file, const std::string& words, int status = kDamaged) {
-  std::cerr << "quarn: " << file.string() << ": " << words << '\n';
+int reportProblem(const std::filesystem::path& file, const std::string& problem, int status = kDamaged) {
+  std::cerr << "quarn: " << file.string() << ": " << problem << '\n';
   return status;
 }
 
@@ -40,10 +41,6 @@ std::string outputOf(const ShrinkOptions& options) {
   return file.string() + ".min.jsonl";
 }
 
-std::string counted(std::size_t count, const char* noun) {
-  return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
-}
-
 std::string inWords(const recording::Problem& problem) {
   if (problem.difference) return "line " + std::to_string(problem.difference->expected.number) + " differs";
   const std::string line = "line " + std::to_string(problem.end - 1) + ": ";
@@ -52,12 +49,12 @@ std::string inWords(const recording::Problem& problem) {
   return line + link + problem.finding->text;
 }
 
-void tell(const std::string& file, const recording::Shrunk& shrunk, const std::string& output) {
+void printResult(const std::string& file, const recording::Shrunk& shrunk, const std::string& output) {
   const recording::Cuts& cuts = shrunk.cuts;
   std::cout << file << ": " << inWords(shrunk.problem) << '\n'
-            << "  " << shrunk.stepsBefore << " steps up to there; cut: " << cuts.ofOtherLinks
+            << "  " << shrunk.stepsBefore << " steps up to that line; removed: " << cuts.ofOtherLinks
             << " of other links, " << cuts.withoutEffect << " without effect, " << cuts.repetitions
-            << " that led back to where the engine had been, " << cuts.others << " others\n  "
+            << " that led back to an earlier state of the engine, " << cuts.others << " others\n  "
             << counted(shrunk.stepsAfter, "step") << " left: " << output << '\n';
 }
 
@@ -65,8 +62,8 @@ int writeOut(const ShrinkOptions& options, const recording::Shrunk& shrunk) {
   const std::string output = outputOf(options);
   std::ofstream out(output, std::ios::binary);
   out << shrunk.recording << std::flush;
-  if (!out) return complain(output, "cannot be written: " + systemError());
-  tell(options.file, shrunk, output);
+  if (!out) return reportProblem(output, "cannot be written: " + systemError());
+  printResult(options.file, shrunk, output);
   return kReduced;
 }
 
@@ -77,28 +74,27 @@ int shrink(const ShrinkOptions& options, std::istream& in) {
   const recording::Shrunk shrunk = recording::shrink(in, makeChecker);
   if (!shrunk.recording.empty()) return writeOut(options, shrunk);
   if (shrunk.problem.found()) {
-    return complain(
-        options.file,
-        inWords(shrunk.problem) + ", but not when the same inputs are fed to a fresh engine again",
+    return reportProblem(
+        options.file, inWords(shrunk.problem) + ", but a fresh engine with the same inputs does not show it",
         kNotReduced);
   }
-  if (shrunk.problem.damage) return complain(options.file, shrunk.problem.damage->what());
-  return complain(options.file, "no difference, and nothing broken: nothing to shrink", kNotReduced);
+  if (shrunk.problem.damage) return reportProblem(options.file, shrunk.problem.damage->what());
+  return reportProblem(options.file, "no difference and no broken rule: nothing to shrink", kNotReduced);
 }
 
 int openAndShrink(const ShrinkOptions& options) {
   std::error_code ignored;
   const std::filesystem::path file = options.file, output = outputOf(options);
   if (std::filesystem::exists(file, ignored) && !std::filesystem::is_regular_file(file, ignored))
-    return complain(file, "is no file that can be read more than once");
+    return reportProblem(file, "cannot be read twice; give a regular file");
   if (std::filesystem::equivalent(file, output, ignored))
-    return complain(output, "is the recording itself; give another file for the short one");
+    return reportProblem(output, "is the recording itself; give another file for the result");
   std::ifstream in(file, std::ios::binary);
-  if (!in) return complain(file, "cannot be opened: " + systemError());
+  if (!in) return reportProblem(file, "cannot be opened: " + systemError());
   try {
     return shrink(options, in);
   } catch (const recording::DamagedLine& damage) {
-    return complain(file, damage.what());
+    return reportProblem(file, damage.what());
   }
 }
 

@@ -243,7 +243,7 @@ std::vector<Argument> argumentsFor(ManyPlan& many) {
           {.name = "--expect-all",
            .placeholder = "",
            .help = "fail if a fault, a kind of fault, a cause or a trace text occurred fewer than 10 times",
-           .store = raise(many.expectAll)}};
+           .store = setFlag(many.expectAll)}};
 }
 
 }  // namespace

@@ -22,10 +22,6 @@ constexpr std::chrono::seconds kTimeForPeersHost{1};
 // Each attempt of an outage fails like the one before it. What it says is said again after so long.
 constexpr std::chrono::minutes kReminder{10};
 
-std::string counted(std::uint64_t count, const std::string& noun) {
-  return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
-}
-
 }  // namespace
 
 void LinkSession::open() {
@@ -131,9 +127,9 @@ void LinkSession::checkStreams() {
 
 void LinkSession::checkRecording() {
   if (recordingFailed_) return;
-  const std::string flaw = recordingFlaw();
-  recordingFailed_ = !flaw.empty();
-  if (recordingFailed_) console_.print(flaw);
+  const std::string problem = recordingProblem();
+  recordingFailed_ = !problem.empty();
+  if (recordingFailed_) console_.print(problem);
 }
 
 void LinkSession::advanceStage() {
