@@ -1,3 +1,4 @@
+// Stores recordings in POSIX files, and starts the threads that write them without receiving signals.
 #include "services/storage.h"
 
 #include <fcntl.h>
