@@ -48,8 +48,7 @@ bool fitsFrame(std::int16_t identifier) {
 }  // namespace
 
 Services Auditor::wrap(const Services& services) {
-  inner_.emplace(services);
-  return recorder_.wrap({*this, *this, *this, services.logFile});
+  return recorder_.wrap(services_.emplace(services, *this).services());
 }
 
 void Auditor::watch(Library& library) {
@@ -58,50 +57,33 @@ void Auditor::watch(Library& library) {
   nextObserver_ = std::exchange(library.observer, this);
 }
 
-std::unique_ptr<SocketInstance> Auditor::create(SocketArray array, std::int16_t index, SocketEvents& events) {
-  socketEvents_ = &events;
-  auto socket =
-      std::make_unique<AuditedSocket>(inner_->sockets.create(array, index, *this), *this, array, index);
-  if (array != SocketArray::ServerSocket) memoryOf(linkOf(array, index)).socket = socket.get();
-  return socket;
+void Auditor::stepBegins(const SocketEvent* event) {
+  begin(event != nullptr ? linkOf(event->socket) : std::int16_t{0});
+  if (event == nullptr) ++ticks_;
 }
 
-void Auditor::setEvents(TimerEvents* events) {
-  timerEvents_ = events;
-  inner_->timer.setEvents(events != nullptr ? this : nullptr);
+void Auditor::created(SocketId id, WatchedSocket& socket) {
+  if (id.array != SocketArray::ServerSocket) memoryOf(linkOf(id)).socket = &socket;
 }
 
-Instant Auditor::now() {
-  const Instant now = inner_->clock.now();
+void Auditor::performs(const ServiceCall& call) {
+  if (call.operation == Operation::Send) sends(call.socket, call.text);
+  if (call.operation == Operation::Connect) calls(call.socket);
+  if (call.operation == Operation::Listen) listens(call.socket);
+}
+
+void Auditor::fails(const ServiceCall& call) {
+  const std::int16_t link = linkOf(call.socket);
+  Memory& memory = stir(link);
+  const bool bytesLost = call.operation == Operation::Fetch || call.operation == Operation::ReceivedText;
+  memory.gap = memory.gap || bytesLost;
+  memory.failed = memory.failedSinceAnswering = true;
+  happened(link, Cause::Failed);
+}
+
+void Auditor::readsClock(Instant now) {
   if (read_ && *read_ != now) steady_ = false;
   read_ = read_ ? std::max(*read_, now) : now;
-  return now;
-}
-
-void Auditor::onConnect(SocketArray array, std::int16_t index, std::int16_t code) {
-  const Step step(*this, linkOf(array, index));
-  socketEvents_->onConnect(array, index, code);
-}
-
-void Auditor::onClose(SocketArray array, std::int16_t index, std::int16_t code) {
-  const Step step(*this, linkOf(array, index));
-  socketEvents_->onClose(array, index, code);
-}
-
-void Auditor::onReceive(SocketArray array, std::int16_t index, std::int16_t code) {
-  const Step step(*this, linkOf(array, index));
-  socketEvents_->onReceive(array, index, code);
-}
-
-void Auditor::onAccept(SocketArray array, std::int16_t index, std::int32_t handle, std::int16_t code) {
-  const Step step(*this, linkOf(array, index));
-  socketEvents_->onAccept(array, index, handle, code);
-}
-
-void Auditor::onTick() {
-  const Step step(*this, 0);
-  ++ticks_;
-  if (timerEvents_ != nullptr) timerEvents_->onTick();
 }
 
 void Auditor::traced(std::int16_t IdxQuarn, std::string_view text) {
@@ -164,8 +146,8 @@ void Auditor::failed(const Failure& failure) {
   end();
 }
 
-void Auditor::sends(SocketArray array, std::int16_t index, std::string_view bytes) {
-  const std::int16_t link = linkOf(array, index);
+void Auditor::sends(SocketId socket, std::string_view bytes) {
+  const std::int16_t link = linkOf(socket);
   Memory& memory = stir(link);
   ++audit_.framesSent;
   ++memory.framesSent;
@@ -174,14 +156,6 @@ void Auditor::sends(SocketArray array, std::int16_t index, std::string_view byte
   if (memory.sent != nullptr && bytes.find(kData) != std::string_view::npos) sendsData(link, bytes);
   const std::string_view flaw = flawOfFrame(bytes, memory.identifier);
   if (plain_ && !flaw.empty()) found(link, std::string(flaw));
-}
-
-void Auditor::fails(SocketArray array, std::int16_t index, bool bytesLost) {
-  const std::int16_t link = linkOf(array, index);
-  Memory& memory = stir(link);
-  memory.gap = memory.gap || bytesLost;
-  memory.failed = memory.failedSinceAnswering = true;
-  happened(link, Cause::Failed);
 }
 
 // Only "VUOTABUFFER" lets one be made before the last is acknowledged. That acknowledgement then takes both,
@@ -199,14 +173,14 @@ void Auditor::sendsData(std::int16_t link, std::string_view bytes) {
   batch.clear();
 }
 
-void Auditor::calls(std::int16_t clientIndex) {
-  const std::int16_t link = linkOf(SocketArray::ClientSocket, clientIndex);
+void Auditor::calls(SocketId socket) {
+  const std::int16_t link = linkOf(socket);
   if (tooEarlyFor(memoryOf(link).stateDeadline)) found(link, "a peer was called before the deadline");
 }
 
 // After the peer's orderly close a server listens again at once, but in the event that tells of it.
-void Auditor::listens(std::int16_t serverIndex) {
-  const std::int16_t link = linkOf(SocketArray::ServerSocket, serverIndex);
+void Auditor::listens(SocketId socket) {
+  const std::int16_t link = linkOf(socket);
   if (tooEarlyFor(memoryOf(link).stateDeadline)) found(link, "a link listened before the deadline");
 }
 

@@ -17,10 +17,10 @@
 #include "recording/recorder/services_recorder.h"
 #include "services/observer.h"
 #include "services/services_wrapper.h"
-#include "simulation/checks/audited_socket.h"
 #include "simulation/checks/findings.h"
 #include "simulation/checks/text_ledger.h"
 #include "simulation/checks/trace_texts.h"
+#include "simulation/checks/watched_services.h"
 
 namespace quarnex::simulation {
 using namespace simulated;
@@ -37,14 +37,7 @@ struct Audit {
   std::uint64_t framesSent = 0;
 };
 
-class Auditor final : public ServicesWrapper,
-                      public SocketService,
-                      public TimerService,
-                      public WallClock,
-                      public SocketEvents,
-                      public TimerEvents,
-                      public Observer,
-                      public SocketAudit {
+class Auditor final : public ServicesWrapper, public Observer, public ServicesWatcher {
  public:
   /// Of an engine of host number `host` on `machine`, whose descriptors are those of `sockets`, if known.
   /// `audit` and `sockets` outlive it.
@@ -62,7 +55,7 @@ class Auditor final : public ServicesWrapper,
     bool tcp = false;
     Course* sent = nullptr;  // what goes from this link to its peer
     Course* received = nullptr;
-    AuditedSocket* socket = nullptr;  // whose bytes the engine looks for; nullptr if it could not be made
+    WatchedSocket* socket = nullptr;  // whose bytes the engine looks for; nullptr if it could not be made
     Instant stateDeadline, replyDeadline, aliveDeadline;
     std::uint64_t framesReceived = 0;
     std::string batch;                  // the fields of one that was built and has not been sent yet
@@ -85,42 +78,22 @@ class Auditor final : public ServicesWrapper,
              record.ScadenzaStato != stateDeadline || record.InEsecuzione == kHandlerRunning;
     }
   };
-  /// A step for as long as it lives.
-  class Step {
-   public:
-    Step(Auditor& auditor, std::int16_t link) : auditor_(auditor) { auditor_.begin(link); }
-    ~Step() { auditor_.end(); }
-    Step(const Step&) = delete;
-    Step& operator=(const Step&) = delete;
 
-   private:
-    Auditor& auditor_;
-  };
-
-  std::unique_ptr<SocketInstance> create(SocketArray array, std::int16_t index,
-                                         SocketEvents& events) override;
-  void setEvents(TimerEvents* events) override;
-  std::int16_t period() override { return inner_->timer.period(); }
-  void setPeriod(std::int16_t milliseconds) override { inner_->timer.setPeriod(milliseconds); }
-  Instant now() override;
-  std::int32_t utcOffset(Instant instant) override { return inner_->clock.utcOffset(instant); }
-
-  void onConnect(SocketArray array, std::int16_t index, std::int16_t code) override;
-  void onClose(SocketArray array, std::int16_t index, std::int16_t code) override;
-  void onReceive(SocketArray array, std::int16_t index, std::int16_t code) override;
-  void onAccept(SocketArray array, std::int16_t index, std::int32_t handle, std::int16_t code) override;
-  void onTick() override;
+  void stepBegins(const SocketEvent* event) override;
+  void stepEnds() override { end(); }
+  void created(SocketId id, WatchedSocket& socket) override;
+  void performs(const ServiceCall& call) override;
+  void fails(const ServiceCall& call) override;
+  void readsClock(Instant now) override;
 
   void traced(std::int16_t IdxQuarn, std::string_view text) override;
   void called(const Method& method, std::span<const Value> parameters) override;
   void returned(const Value& result) override;
   void failed(const Failure& failure) override;
 
-  void sends(SocketArray array, std::int16_t index, std::string_view bytes) override;
-  void calls(std::int16_t clientIndex) override;
-  void listens(std::int16_t serverIndex) override;
-  void fails(SocketArray array, std::int16_t index, bool bytesLost) override;
-
+  void sends(SocketId socket, std::string_view bytes);
+  void calls(SocketId socket);
+  void listens(SocketId socket);
   void begin(std::int16_t link);
   void end();
   void added(std::int16_t link, std::span<const Value> parameters);
@@ -148,9 +121,10 @@ class Auditor final : public ServicesWrapper,
   static bool mayBeForeign(const Memory& memory, std::string_view text);
   void found(std::int16_t link, std::string text);
 
-  std::int16_t linkOf(SocketArray array, std::int16_t index) const {
-    const auto& links = array == SocketArray::ClientSocket ? library_->ClientLinks : library_->ServerLinks;
-    const auto slot = static_cast<std::size_t>(index) - 1;
+  std::int16_t linkOf(SocketId socket) const {
+    const bool client = socket.array == SocketArray::ClientSocket;
+    const auto& links = client ? library_->ClientLinks : library_->ServerLinks;
+    const auto slot = static_cast<std::size_t>(socket.index) - 1;
     return slot < links.size() ? links[slot] : std::int16_t{0};
   }
   Memory& memoryOf(std::int16_t link) {
@@ -164,11 +138,9 @@ class Auditor final : public ServicesWrapper,
   int machine_;
   const simulated::SimulatedSockets* sockets_;
   recording::ServicesRecorder recorder_;
-  std::optional<Services> inner_;
+  std::optional<WatchedServices> services_;
   Library* library_ = nullptr;
   Observer* nextObserver_ = nullptr;
-  SocketEvents* socketEvents_ = nullptr;
-  TimerEvents* timerEvents_ = nullptr;
 
   int depth_ = 0;                 // of nested steps
   std::uint64_t steps_ = 0;       // in the outermost one, itself included
