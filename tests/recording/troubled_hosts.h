@@ -1,4 +1,4 @@
-// Recordings of two hosts that live through a drawn mix of all faults, one for each engine that ran.
+// Records two hosts under a drawn plan of all faults: one recording for each engine that ran.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "recording/recorder/services_recorder.h"
-#include "simulation/faults/trouble.h"
+#include "simulation/faults/fault_plan.h"
 
 namespace quarnex::simulation {
 
@@ -17,7 +17,7 @@ inline std::vector<std::string> recordingsOf(std::uint64_t seed) {
   std::vector<std::shared_ptr<recording::MemorySink>> sinks;
   World world(seed);
   Site site(world, 1, 2);
-  Trouble trouble(site, world.random());
+  FaultPlan faults(site, world.random());
   for (const auto& place : site.places()) {
     place->host().makeWrapper = [&] {
       sinks.push_back(std::make_shared<recording::MemorySink>());
@@ -29,9 +29,9 @@ inline std::vector<std::string> recordingsOf(std::uint64_t seed) {
   Host& first = site.places().front()->host();
   first.faults.failNth(Operation::CreateLog, 1);
   EXPECT_THROW(first.quarn().AttivaLog(), Failure);
-  trouble.begin();
+  faults.begin();
   world.run(1'200);
-  trouble.end();
+  faults.end();
   std::vector<std::string> texts;
   texts.reserve(sinks.size());
   for (const auto& sink : sinks) texts.push_back(sink->text());

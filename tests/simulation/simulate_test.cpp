@@ -46,23 +46,16 @@ struct Life {
   std::uint64_t seed;
   std::uint64_t hash;  // of the recordings, on every compiler, with and without sanitizers
   int links = 3;
-  simulated::Milliseconds trouble = 3'600'000;
+  Milliseconds faultTime = kHour;
 };
-
-// With those alone a seed keeps its story, whatever is added.
-FaultSet earlierFaults() {
-  FaultSet faults;
-  for (std::size_t i = 0; !isLater(static_cast<Fault>(i)); ++i) faults.add(static_cast<Fault>(i));
-  return faults;
-}
 
 class Lives : public testing::TestWithParam<Life> {};
 
 TEST_P(Lives, HoldWhatMustHold) {
   RunPlan plan = planOf(GetParam().seed);
   plan.links = GetParam().links;
-  plan.trouble = GetParam().trouble;
-  plan.faults = earlierFaults();
+  plan.faultTime = GetParam().faultTime;
+  plan.faults = *faultsNamed("generation-1");
   const RunResult result = simulate(plan);
   EXPECT_FALSE(result.finding) << result.finding->text;
   EXPECT_GT(result.textsDelivered, 0U);
@@ -111,7 +104,7 @@ TEST(ALife, IsTheSameAgainAndItsRecordingsReplay) {
 TEST(ALife, IsRecordedAgainIntoAFreshFolder) {
   const TemporaryFolder place;
   RunPlan plan = planOf(5);
-  plan.trouble = 1'000;
+  plan.faultTime = kSecond;
   for (const char* name : {"quarn-simulate-5", "quarn-simulate-5-2", "quarn-simulate-5-3"}) {
     const std::filesystem::path folder = recordAgain(plan, place.path());
     EXPECT_EQ(folder, place.path() / name);

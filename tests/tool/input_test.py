@@ -139,7 +139,7 @@ class CommandLine(unittest.TestCase):
             ("--seed 1 --hours 0", '--hours "0": give a whole number from 1 to 100000'),
             ("--seed 1 --hours 1.5", '"1.5"'),
             ("--seed 1 --links 32768", '--links "32768": give a whole number from 1 to 32767'),
-            ("--seed 1 --faults bogus", '--faults "bogus": give all, none, or some of delay,'),
+            ("--seed 1 --faults bogus", '--faults "bogus": give all, large, none, generation-N, or some of delay,'),
             ("--seed 1 --faults all,", '--faults ""'),
             ("--seed 1 --jobs 257", '--jobs "257": give a whole number from 1 to 256'),
             ("--seed 1 --link-hours=", '--link-hours'),

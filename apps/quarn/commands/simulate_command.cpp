@@ -27,11 +27,8 @@
 namespace quarnex::tool {
 namespace {
 
-using simulation::Fault;
-
 constexpr int kBroken = 1;
 constexpr std::uint64_t kHoursMax = 100'000;
-constexpr simulated::Milliseconds kHour = 3'600'000;
 constexpr std::uint64_t kSeedsMax = 1'000'000;
 constexpr std::uint64_t kJobsMax = 256;
 constexpr std::uint64_t kLinkHoursMax = 1'000'000'000;
@@ -59,28 +56,22 @@ class Stopwatch {
 
 std::string allNames(const std::string& separator = ",") {
   std::string names;
-  for (std::size_t i = 0; i < simulation::kFaultCount; ++i)
-    names += (i == 0 ? "" : separator) + std::string(nameOf(static_cast<Fault>(i)));
+  for (const simulation::Fault* fault : simulation::allFaults())
+    names += (names.empty() ? "" : separator) + std::string(fault->name);
   return names;
 }
 
 simulation::FaultSet faultsOf(const std::string& list) {
   simulation::FaultSet faults;
-  if (list == "none") return faults;
-  std::string_view rest = list;
-  if (rest == "all" || rest.starts_with("all,")) {
-    faults = simulation::FaultSet::all();
-    if (rest.size() == 3) return faults;
-    rest.remove_prefix(4);
-  }
-  for (;;) {
-    const std::string_view name = rest.substr(0, rest.find(','));
-    const auto fault = simulation::faultNamed(name);
-    if (!fault)
-      throw std::invalid_argument('"' + std::string(name) + "\": give all, none, or some of " + allNames());
-    faults.add(*fault);
-    if (name.size() == rest.size()) return faults;
-    rest.remove_prefix(name.size() + 1);
+  for (std::string_view rest = list;;) {
+    const std::string_view word = rest.substr(0, rest.find(','));
+    auto named = simulation::faultsNamed(word);
+    if (!named)
+      throw std::invalid_argument('"' + std::string(word) +
+                                  "\": give all, large, none, generation-N, or some of " + allNames());
+    faults.merge(*named);
+    if (word.size() == rest.size()) return faults;
+    rest.remove_prefix(word.size() + 1);
   }
 }
 
@@ -206,8 +197,8 @@ std::vector<Argument> argumentsFor(ManyPlan& many) {
            .help = "hours with faults, before the wait for recovery",
            .store =
                [&plan](const std::string& hours) {
-                 plan.trouble =
-                     kHour * static_cast<simulated::Milliseconds>(wholeNumber(hours, 1, kHoursMax));
+                 plan.faultTime = simulation::kHour *
+                                  static_cast<simulation::Milliseconds>(wholeNumber(hours, 1, kHoursMax));
                },
            .defaultValue = "1"},
           {.name = "--links",
@@ -217,8 +208,8 @@ std::vector<Argument> argumentsFor(ManyPlan& many) {
            .defaultValue = "10"},
           {.name = "--faults",
            .placeholder = "LIST",
-           .help = "all, none, or names separated by commas; the seed chooses among these. The large\n"
-                   "faults, endless and backlog, occur only where they are named: all,backlog",
+           .help = "names separated by commas, of which the seed draws some; or all (but the large\n"
+                   "ones), large, none, or generation-N for the faults that older seeds know",
            .store = [&plan](const std::string& list) { plan.faults = faultsOf(list); },
            .defaultValue = "all"},
           {.name = "--record",

@@ -16,19 +16,16 @@ std::string withOneDigit(double number) {
   return text;
 }
 
-// Where a mix was drawn, only what is in it.
 void printFaults(const simulation::RunNumbers& numbers, const simulation::FaultSet& shown) {
+  std::string kinds;
   std::cout << "faults     ";
-  for (std::size_t i = 0; i < simulation::kFaultCount; ++i) {
-    const auto fault = static_cast<simulation::Fault>(i);
-    if (shown.has(fault)) std::cout << ' ' << nameOf(fault) << ' ' << numbers.faults[i];
+  for (const simulation::Fault* fault : simulation::allFaults()) {
+    if (!shown.contains(fault->name)) continue;
+    std::cout << ' ' << fault->name << ' ' << numbers.faults.at(fault->name);
+    for (const std::string_view kind : fault->kinds)
+      if (!kind.empty()) ((kinds += ' ') += kind) += ' ' + std::to_string(numbers.faults.at(kind));
   }
-  std::cout << "\nof them    ";
-  for (std::size_t i = 0; i < simulation::kKindCount; ++i) {
-    const auto kind = static_cast<simulation::Kind>(i);
-    if (shown.has(faultOf(kind))) std::cout << ' ' << nameOf(kind) << ' ' << numbers.kinds[i];
-  }
-  std::cout << '\n';
+  std::cout << "\nof them    " << kinds << '\n';
 }
 
 void printCauses(const char* what, const simulation::CauseCounts& counts) {
@@ -71,7 +68,7 @@ void printTraces(const simulation::RunNumbers& numbers) {
 
 }  // namespace
 
-std::string inSeconds(simulated::Milliseconds duration) {
+std::string inSeconds(simulation::Milliseconds duration) {
   return withOneDigit(static_cast<double>(duration) / 1000) + " s";
 }
 
@@ -79,7 +76,7 @@ void printRun(const simulation::RunPlan& plan, const simulation::RunResult& resu
   std::cout << "seed        " << plan.seed << '\n'
             << "time        " << inSeconds(result.duration) << " of virtual time, "
             << withOneDigit(result.linkHours) << " link-hours\n";
-  printFaults(result, result.mix);
+  printFaults(result, result.enabled);
   printTexts(result);
   printReports(result);
   printWork(result);

@@ -9,7 +9,7 @@
 namespace quarnex::tool {
 
 /// "12.5 s".
-std::string inSeconds(simulated::Milliseconds duration);
+std::string inSeconds(simulation::Milliseconds duration);
 
 void printRun(const simulation::RunPlan& plan, const simulation::RunResult& result);
 /// The sums of `runs` runs from `plan.seed` on.

@@ -27,6 +27,12 @@ struct Disk {
     room -= bytes;
     return true;
   }
+  /// Takes everything again, at once.
+  void repair() {
+    room = std::numeric_limits<std::size_t>::max();
+    failingWrite = 0;
+    beforeWrite = nullptr;
+  }
 };
 
 }  // namespace quarnex::simulated

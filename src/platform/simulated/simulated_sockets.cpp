@@ -64,8 +64,8 @@ End* SimulatedSockets::end(SocketArray array, std::int16_t index) {
 // ready. What that instance was told already was due by now.
 void SimulatedSockets::post(Event event) {
   event.due = std::max(event.due, loop_.time().now());
-  if (trouble.lateMax > 0) {
-    lastDue_ = std::max(lastDue_, event.due + random_.between(0, trouble.lateMax));
+  if (disorder.lateMax > 0) {
+    lastDue_ = std::max(lastDue_, event.due + random_.between(0, disorder.lateMax));
     event.due = lastDue_;
   }
   event.due = event.instance->lastDue_ = std::max(event.due, event.instance->lastDue_);
@@ -86,18 +86,18 @@ void SimulatedSockets::schedule() {
 
 std::optional<SimulatedSockets::Event> SimulatedSockets::takeNext() {
   std::vector<std::size_t> ready;
-  for (std::size_t i = 0; i < pending_.size() && (ready.empty() || trouble.shuffled); ++i) {
+  for (std::size_t i = 0; i < pending_.size() && (ready.empty() || disorder.shuffled); ++i) {
     if (isReady(i)) ready.push_back(i);
   }
   if (ready.empty()) return std::nullopt;
   const std::size_t chosen =
-      ready[trouble.shuffled ? random_.below(static_cast<std::uint32_t>(ready.size())) : 0];
+      ready[disorder.shuffled ? random_.below(static_cast<std::uint32_t>(ready.size())) : 0];
   const auto position = pending_.begin() + static_cast<std::ptrdiff_t>(chosen);
   Event event = std::move(*position);
   pending_.erase(position);
   earliest_.reset();
   if (event.kind == EventKind::Accept && !event.hollow) event.handle = ++lastHandle_;
-  if (random_.chance(trouble.twice)) {
+  if (random_.chance(disorder.twice)) {
     Event again{event.instance, event.use, event.kind, event.code, nullptr, event.due, true, event.handle};
     pending_.push_front(std::move(again));
   }
@@ -117,7 +117,7 @@ void SimulatedSockets::deliver(Event event) {
   SimulatedSocket& instance = *event.instance;
   if (instance.use_ != event.use && !event.hollow) {
     drop(event);
-    if (!random_.chance(trouble.stale)) return;
+    if (!random_.chance(disorder.stale)) return;
     event.hollow = true;
   }
   if (event.kind == EventKind::Accept && !event.hollow) return deliverCaller(std::move(event));

@@ -20,8 +20,8 @@ namespace quarnex::simulated {
 
 class SimulatedSocket;
 
-/// Events that do not come as they should. Chances are in a thousand.
-struct EventTrouble {
+/// How events arrive late, twice or out of order. Chances are in a thousand.
+struct EventDisorder {
   Milliseconds lateMax = 0;  ///< an event waits up to so long; the order stays
   std::uint32_t twice = 0;   ///< an event is delivered a second time
   std::uint32_t stale = 0;   ///< an event of a use that the library has ended is delivered all the same
@@ -48,7 +48,7 @@ class SimulatedSockets final : public SocketService {
   /// close, and a failed connect, end the instance's use. False if there is no such instance.
   bool raise(SocketArray array, std::int16_t index, EventKind kind, std::int16_t code);
 
-  EventTrouble trouble;
+  EventDisorder disorder;
   /// Descriptors that the host may have: one for each instance that listens, calls or carries a connection.
   int descriptorsMax = std::numeric_limits<int>::max();
   int descriptors() const { return descriptors_; }

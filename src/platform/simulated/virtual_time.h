@@ -11,6 +11,11 @@ namespace quarnex::simulated {
 
 using Milliseconds = std::int64_t;
 
+constexpr Milliseconds kSecond = 1000;
+constexpr Milliseconds kMinute = 60 * kSecond;
+constexpr Milliseconds kHour = 60 * kMinute;
+constexpr Milliseconds kDay = 24 * kHour;
+
 /// So many tasks have come at one moment that they must be appointing each other for ever.
 class TimeStandsStill : public std::logic_error {
  public:

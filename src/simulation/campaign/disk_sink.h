@@ -20,7 +20,7 @@ using namespace simulated;
 class DiskSink final : public recording::Sink, private Storage {
  public:
   /// `disk` outlives it.
-  explicit DiskSink(simulated::Disk& disk) : disk_(disk), removals_(disk.removals) {}
+  explicit DiskSink(Disk& disk) : disk_(disk), removals_(disk.removals) {}
 
   void write(std::string_view lines) override;
   bool full() const override { return over_; }
@@ -37,7 +37,7 @@ class DiskSink final : public recording::Sink, private Storage {
   bool removed() const { return disk_.removals != removals_; }
   std::uint64_t bytesAccountedFor() const;
 
-  simulated::Disk& disk_;
+  Disk& disk_;
   std::uint64_t removals_;     // of the disk before this file was created
   std::uint64_t written_ = 0;  // bytes of the whole recording
   recording::Backlog backlog_;

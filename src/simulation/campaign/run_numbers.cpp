@@ -13,8 +13,7 @@ void addEach(Counts& sums, const Counts& others) {
 }  // namespace
 
 void RunNumbers::add(const RunNumbers& other) {
-  addEach(faults, other.faults);
-  addEach(kinds, other.kinds);
+  for (const auto& [name, count] : other.faults) faults[name] += count;
   addEach(traces, other.traces);
   addEach(losses, other.losses);
   addEach(duplicates, other.duplicates);
@@ -37,13 +36,11 @@ void RunNumbers::add(const RunNumbers& other) {
 
 std::vector<std::string> RunNumbers::seenLessThan(std::uint64_t least, const FaultSet& allowed) const {
   std::vector<std::string> names;
-  for (std::size_t i = 0; i < faults.size(); ++i) {
-    const auto fault = static_cast<Fault>(i);
-    if (allowed.has(fault) && faults[i] < least) names.emplace_back(nameOf(fault));
-  }
-  for (std::size_t i = 0; i < kinds.size(); ++i) {
-    const auto kind = static_cast<Kind>(i);
-    if (allowed.has(faultOf(kind)) && kinds[i] < least) names.emplace_back(nameOf(kind));
+  for (const Fault* fault : allFaults()) {
+    if (!allowed.contains(fault->name)) continue;
+    if (faults.at(fault->name) < least) names.emplace_back(fault->name);
+    for (const std::string_view kind : fault->kinds)
+      if (!kind.empty() && faults.at(kind) < least) names.emplace_back(kind);
   }
   for (std::size_t i = 0; i < losses.size(); ++i) {
     const auto cause = static_cast<Cause>(i);

@@ -13,16 +13,12 @@
 #include "simulation/campaign/hashed_lines.h"
 #include "simulation/checks/auditor.h"
 #include "simulation/checks/heap_bound.h"
-#include "simulation/faults/trouble.h"
+#include "simulation/faults/fault_plan.h"
 
 namespace quarnex::simulation {
 namespace {
 
-using simulated::Milliseconds;
-
 constexpr int kPairs = 2;
-constexpr Milliseconds kSecond = 1000;
-constexpr Milliseconds kMinute = 60 * kSecond;
 constexpr Milliseconds kTextPause = 3 * kSecond;
 // A call or a listen that has just begun takes 60 seconds to fail; then come 10 of waiting until the next
 // attempt, up to 20 until the other side makes its own, and the ticks between.
@@ -58,8 +54,8 @@ class Run {
         world_(plan.seed),
         audit_{world_.time()},
         site_(world_, kPairs, plan.links),
-        trouble_(site_, world_.random(), plan.faults) {
-    trouble_.setOnTouch([this](auto fault, auto port, auto stay) { excuse(fault, port, stay); });
+        faults_(site_, world_.random(), plan.faults) {
+    faults_.onAffected = [this](Cause cause, Address port, Milliseconds stay) { excuse(cause, port, stay); };
     int number = 0;
     for (const auto& place : site_.places()) {
       Host& host = place->host();
@@ -73,11 +69,11 @@ class Run {
 
   RunResult live() {
     try {
-      beInTrouble();
+      runFaults();
       recover();
       settle();
       leave();
-    } catch (const simulated::TimeStandsStill& stuck) {
+    } catch (const TimeStandsStill& stuck) {
       requireNone(stuck.what(), 0, 0);
     }
     return result();
@@ -92,8 +88,7 @@ class Run {
   };
 
   // Of the pair of links with that port both may lose or repeat texts.
-  void excuse(Fault fault, simulated::Address port, Milliseconds stay) {
-    const Cause cause = fault == Fault::Damage ? Cause::Damaged : Cause::Stranger;
+  void excuse(Cause cause, Address port, Milliseconds stay) {
     for (const bool fromClient : {true, false})
       audit_.ledger.course({port.machine, port.port - kPortOfIdentifier0, fromClient})
           .happened(cause, world_.time().now() + stay);
@@ -125,19 +120,19 @@ class Run {
     for (const auto& place : site_.places()) place->setTraffic(pause);
   }
 
-  void beInTrouble() {
+  void runFaults() {
     site_.start();
     setTraffic(kTextPause);
-    trouble_.begin();
-    for (Milliseconds left = plan_.trouble; left > 0; left -= kMinute) {
+    faults_.begin();
+    for (Milliseconds left = plan_.faultTime; left > 0; left -= kMinute) {
       pass(std::min(left, kMinute));
       requireLittleMemory();
     }
-    trouble_.end();
+    faults_.end();
   }
 
   void recover() {
-    result_.aftermath = trouble_.aftermath();
+    result_.aftermath = faults_.aftermath();
     pass(result_.aftermath);
     result_.recovery = await([this] { return site_.allConnected(); }, kRecoveryMax,
                              "links are not connected again 95 seconds after the last fault");
@@ -178,9 +173,9 @@ class Run {
       Library& library = place->host().library();
       for (int link = 1; link <= library.ConnectionCount; ++link) {
         const ConnectionRecord& record = library.ConnectionTable[static_cast<std::int16_t>(link)];
-        simulated::End* const end =
-            record.ConnessioneClient ? place->host().sockets.end(SocketArray::ClientSocket, record.IdxClient)
-                                     : place->host().sockets.end(SocketArray::SrvAccept, record.IdxServer);
+        End* const end = record.ConnessioneClient
+                             ? place->host().sockets.end(SocketArray::ClientSocket, record.IdxClient)
+                             : place->host().sockets.end(SocketArray::SrvAccept, record.IdxServer);
         most = std::max(most, record.Ricevuto.size() + (end != nullptr ? end->arrived() + end->unsent() : 0));
       }
     }
@@ -232,7 +227,7 @@ class Run {
   }
 
   // Of a fresh engine of that host; the one before is gone.
-  std::shared_ptr<HashedLines> newLines(int host, simulated::Disk& disk) {
+  std::shared_ptr<HashedLines> newLines(int host, Disk& disk) {
     Tape& tape = tapes_[host];
     finish(host, tape);
     ++tape.engines;
@@ -242,7 +237,7 @@ class Run {
       tape.copy = std::make_shared<FileCopy>(*plan_.recordDirectory / name);
       tape.lines->alsoTo(tape.copy);
     }
-    if (tape.engines == 1 && trouble_.mix().has(Fault::Disk)) {
+    if (tape.engines == 1 && faults_.enabled().contains("disk")) {
       tape.disk = std::make_shared<DiskSink>(disk);
       tape.lines->alsoTo(tape.disk);
     }
@@ -269,9 +264,8 @@ class Run {
       result_.engines += tape.engines;
     }
     result_.finding = audit_.findings.first();
-    result_.mix = trouble_.mix();
-    for (std::size_t i = 0; i < kFaultCount; ++i) result_.faults[i] = trouble_.count(static_cast<Fault>(i));
-    for (std::size_t i = 0; i < kKindCount; ++i) result_.kinds[i] = trouble_.count(static_cast<Kind>(i));
+    result_.enabled = faults_.enabled();
+    result_.faults = faults_.counts();
     result_.traces = audit_.traces.counts();
     result_.reports = audit_.reports;
     result_.textsSent = audit_.ledger.sent();
@@ -295,7 +289,7 @@ class Run {
   World world_;
   Audit audit_;
   Site site_;
-  Trouble trouble_;
+  FaultPlan faults_;
 };
 
 }  // namespace

@@ -1,4 +1,4 @@
-// One simulated life of a site: trouble for some hours, its end, recovery, and an orderly end of all hosts.
+// Simulates a site once: faults for some hours, recovery, and an orderly end of all hosts.
 #pragma once
 
 #include <array>
@@ -7,6 +7,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/simulated/virtual_time.h"
@@ -14,22 +15,20 @@
 #include "simulation/checks/text_ledger.h"
 #include "simulation/checks/trace_texts.h"
 #include "simulation/faults/fault.h"
-#include "simulation/faults/kind.h"
 
 namespace quarnex::simulation {
 
 struct RunPlan {
   std::uint64_t seed = 0;
-  simulated::Milliseconds trouble = 3'600'000;           ///< for so long
+  Milliseconds faultTime = kHour;                        ///< for which faults happen
   int links = 10;                                        ///< of each of the four hosts, 1 to 32767
-  FaultSet faults = FaultSet::all();                     ///< of which the seed draws its mix
+  FaultSet faults = *faultsNamed("all");                 ///< from which the seed draws its plan
   std::optional<std::filesystem::path> recordDirectory;  ///< exists; gets a recording of each engine
 };
 
 /// What happened, of one run or of many.
 struct RunNumbers {
-  std::array<std::uint64_t, kFaultCount> faults{};      ///< how often each happened
-  std::array<std::uint64_t, kKindCount> kinds{};        ///< of faults
+  std::map<std::string_view, std::uint64_t> faults;     ///< how often each fault and each kind happened
   std::array<std::uint64_t, kTraceTextCount> traces{};  ///< how often each was seen
   std::map<int, std::uint64_t> reports;                 ///< event reports by code
   std::uint64_t textsSent = 0, textsDelivered = 0, textsAgain = 0, textsOld = 0, textsForeign = 0;
@@ -37,9 +36,9 @@ struct RunNumbers {
   std::uint64_t framesSent = 0, connections = 0, steps = 0;
   std::uint64_t engines = 0;
   std::uint64_t disksPlayed = 0, diskGaps = 0;  ///< recordings on failing disks that were played; with a gap
-  double linkHours = 0;                  ///< each end of a connection is a link; those without TCP are none
-  simulated::Milliseconds recovery = 0;  ///< until all links were connected, the longest
-  simulated::Milliseconds exit = 0;      ///< from `Uscita` until every host was ready to leave, the longest
+  double linkHours = 0;       ///< each end of a connection is a link; those without TCP are none
+  Milliseconds recovery = 0;  ///< until all links were connected, the longest
+  Milliseconds exit = 0;      ///< from `Uscita` until every host was ready to leave, the longest
 
   void add(const RunNumbers& other);
   /// Names of `allowed` faults and their kinds, of causes and of trace texts that were seen fewer than
@@ -49,11 +48,11 @@ struct RunNumbers {
 
 struct RunResult : RunNumbers {
   std::optional<Finding> finding;  ///< the first; the run ended there
-  FaultSet mix;
+  FaultSet enabled;
   std::uint64_t hash = 0;       ///< of all recordings
   bool recordingsWhole = true;  ///< false if the disk did not take one
-  simulated::Milliseconds duration = 0;
-  simulated::Milliseconds aftermath = 0;  ///< stalls and clocks behind, when the trouble ended
+  Milliseconds duration = 0;
+  Milliseconds aftermath = 0;  ///< stalls and clocks behind, when the faults ended
 };
 
 /// The same plan gives the same result on every machine.

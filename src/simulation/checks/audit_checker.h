@@ -24,7 +24,7 @@ class AuditChecker final : public recording::Checker {
   std::optional<Finding> finding() override { return audit_.findings.first(); }
 
  private:
-  simulated::VirtualTime time_;
+  VirtualTime time_;
   Audit audit_{time_, false};
   Auditor auditor_;
 };

@@ -309,7 +309,7 @@ bool Auditor::wasMissed(const ConnectionRecord& record, const Memory& before) co
 
 void Auditor::inspectQueues(const ConnectionRecord& record, const Memory& before) {
   if (before.sent == nullptr) return;
-  const simulated::Milliseconds now = audit_.time.now();
+  const Milliseconds now = audit_.time.now();
   if (record.CodaInvio.Count >= kFullQueue) before.sent->happened(Cause::Overflow, now);
   if (record.CodaArrivo.Count >= kFullQueue) before.received->happened(Cause::Overflow, now);
 }

@@ -27,7 +27,7 @@ using namespace simulated;
 
 /// What the auditors of all engines of one simulation share.
 struct Audit {
-  const simulated::VirtualTime& time;
+  const VirtualTime& time;
   bool peersKnown = true;  ///< their engines are audited too, so the ledger knows what each sent
   Findings findings{};
   TextLedger ledger{};
@@ -42,7 +42,7 @@ class Auditor final : public ServicesWrapper, public Observer, public ServicesWa
   /// Of an engine of host number `host` on `machine`, whose descriptors are those of `sockets`, if known.
   /// `audit` and `sockets` outlive it.
   Auditor(Audit& audit, int host, int machine, std::shared_ptr<recording::Lines> lines,
-          const simulated::SimulatedSockets* sockets = nullptr)
+          const SimulatedSockets* sockets = nullptr)
       : audit_(audit), host_(host), machine_(machine), sockets_(sockets), recorder_(std::move(lines)) {}
 
   Services wrap(const Services& services) override;
@@ -136,7 +136,7 @@ class Auditor final : public ServicesWrapper, public Observer, public ServicesWa
   Audit& audit_;
   int host_;
   int machine_;
-  const simulated::SimulatedSockets* sockets_;
+  const SimulatedSockets* sockets_;
   recording::ServicesRecorder recorder_;
   std::optional<WatchedServices> services_;
   Library* library_ = nullptr;

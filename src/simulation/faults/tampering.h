@@ -11,6 +11,7 @@
 #include "platform/simulated/random.h"
 
 namespace quarnex::simulation {
+
 using namespace simulated;
 
 /// Numbers of sends on one connection, from 1.

@@ -80,11 +80,12 @@ std::string unfinished(Random& random, int identifier) {
   return frame;
 }
 
-constexpr Attack kAttacks[] = {
-    {Kind::Rubbish, rubbish},           {Kind::Flood, flood},          {Kind::TinyFrame, tinyFrame},
-    {Kind::EmptyFrame, emptyFrame},     {Kind::AnyCount, anyCount},    {Kind::LimitMessage, limitMessage},
-    {Kind::WordMix, wordMix},           {Kind::WordMix, wordMix},      {Kind::Probes, probes},
-    {Kind::ForgedReport, forgedReport}, {Kind::Unfinished, unfinished}};
+constexpr Attack kAttacks[] = {{"rubbish", rubbish},      {"flood", flood},
+                               {"tiny-frame", tinyFrame}, {"empty-frame", emptyFrame},
+                               {"any-count", anyCount},   {"limit-message", limitMessage},
+                               {"word-mix", wordMix},     {"word-mix", wordMix},
+                               {"probes", probes},        {"forged-report", forgedReport},
+                               {"unfinished", unfinished}};
 
 }  // namespace
 

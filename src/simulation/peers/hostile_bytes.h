@@ -2,19 +2,20 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "platform/simulated/random.h"
-#include "simulation/faults/kind.h"
 
 namespace quarnex::simulation {
+
 using namespace simulated;
 
 /// Every text that a hostile peer makes up has this character, which no host of a simulation sends.
 constexpr char kHostileMark = '\xA7';
 
 struct Attack {
-  Kind kind;
-  /// What a hostile peer sends to a link of that identifier.
+  std::string_view name;
+  /// Bytes for a link of that identifier.
   std::string (*bytes)(Random& random, int identifier);
 };
 

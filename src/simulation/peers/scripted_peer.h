@@ -12,6 +12,7 @@
 #include "simulation/peers/wire_format.h"
 
 namespace quarnex::simulation {
+
 using namespace simulated;
 
 /// Listens on a port or calls one, and carries one connection at a time: a newer caller replaces the older.

@@ -1,5 +1,7 @@
 #include "simulation/sites/simulated_host.h"
 
+#include "quarnex/failure.h"
+
 namespace quarnex::simulation {
 
 Host::Host(Network& network, Random random, int onMachine, Instant start)
@@ -20,6 +22,14 @@ void Host::start() {
 void Host::stop() {
   process_ = nullptr;
   timer.setPeriod(0);
+}
+
+void Host::setLog(bool open) {
+  try {
+    open ? quarn().AttivaLog() : quarn().DisattivaLog(0);
+  } catch (const Failure&) {
+    // no log, then
+  }
 }
 
 void Host::keepTraces() {

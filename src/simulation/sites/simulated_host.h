@@ -25,6 +25,7 @@
 #include "simulation/faults/operation_faults.h"
 
 namespace quarnex::simulation {
+
 using namespace simulated;
 
 /// What the engine sees of a host, and whatever can be done to it from outside. The outside outlives a
@@ -44,6 +45,8 @@ class Host {
   /// A fresh engine, without links.
   void start();
   bool running() const { return process_ != nullptr; }
+  /// Opens a log or closes it, as an application that goes on without one if that fails.
+  void setLog(bool open);
   /// One turn of the loop at once, as far as events and one tick go: also nested inside an operation.
   void turn();
 
