@@ -1,21 +1,47 @@
-// The 15 host methods, once: name, dispatch identifier, parameters, result and the call.
+// Lists the 15 host methods once, for all that call by name or by number: name, dispatch identifier,
+// parameters, result and call.
 #pragma once
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <span>
+#include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 
+#include "quarnex/quarn_socket.h"
 #include "services/observer.h"
 
 namespace quarnex {
-
-class QuarnSocket;
 
 enum class ValueKind : std::uint8_t { None, Integer, Boolean, String };
 
 struct Parameter {
   std::string_view name;
   ValueKind kind;
+};
+
+/// Dispatch identifiers of the methods, in the order of the interface.
+enum class DispatchId : std::int32_t {
+  Add = 0x60030000,
+  GetMessaggioArrivato,
+  ProntoPerUscire,
+  Invia,
+  Apri,
+  Chiudi,
+  Init,
+  Uscita,
+  MessaggioArrivato,
+  GetDebug,
+  AttivaDebug,
+  DisattivaDebug,
+  AttivaLog,
+  DisattivaLog,
+  Connesso
 };
 
 struct Method {
@@ -26,8 +52,116 @@ struct Method {
   Value (*call)(QuarnSocket& quarn, std::span<const Value> parameters);
 };
 
-/// In the order of the interface; dispatch identifiers 0x60030000 to 0x6003000E.
-std::span<const Method> methodTable();
+namespace methods {
+
+/// A name as a template argument.
+template <std::size_t size>
+struct Name {
+  // NOLINTNEXTLINE(google-explicit-constructor): written as a plain text in the table
+  consteval Name(const char (&text)[size]) { std::copy_n(text, size, characters); }
+  char characters[size];
+};
+
+template <class Type>
+constexpr ValueKind kindOf() {
+  if constexpr (std::is_void_v<Type>) return ValueKind::None;
+  if constexpr (std::is_same_v<Type, std::int16_t>) return ValueKind::Integer;
+  if constexpr (std::is_same_v<Type, bool>) return ValueKind::Boolean;
+  if constexpr (std::is_same_v<Type, std::string> || std::is_same_v<Type, std::string_view>)
+    return ValueKind::String;
+}
+
+template <class Type>
+decltype(auto) argument(const Value& value) {
+  if constexpr (std::is_same_v<Type, std::string_view>) {
+    return std::string_view(std::get<std::string>(value));
+  } else {
+    return std::get<Type>(value);
+  }
+}
+
+template <class Member>
+struct Signature;
+
+template <class Result, class... Types>
+struct Signature<Result (QuarnSocket::*)(Types...)> {
+  static constexpr ValueKind result = kindOf<Result>();
+
+  template <Name... names>
+  static constexpr std::array<Parameter, sizeof...(Types)> parameters{
+      Parameter{names.characters, kindOf<Types>()}...};
+
+  template <auto method>
+  static Value call(QuarnSocket& quarn, std::span<const Value> values) {
+    return [&]<std::size_t... position>(std::index_sequence<position...>)->Value {
+      if constexpr (std::is_void_v<Result>) {
+        (quarn.*method)(argument<Types>(values[position])...);
+        return {};
+      } else {
+        return (quarn.*method)(argument<Types>(values[position])...);
+      }
+    }
+    (std::index_sequence_for<Types...>());
+  }
+};
+
+template <auto method>
+using SignatureOf = Signature<decltype(method)>;
+
+/// Kinds of parameters and result follow from the type of `method`, so only names are written out.
+template <DispatchId id, auto method, Name name, Name... parameterNames>
+constexpr Method row() {
+  return {name.characters, static_cast<std::int32_t>(id),
+          SignatureOf<method>::template parameters<parameterNames...>, SignatureOf<method>::result,
+          SignatureOf<method>::template call<method>};
+}
+
+inline constexpr Method kTable[] = {
+    row<DispatchId::Add, &QuarnSocket::Add, "Add", "Tipo", "IdQUARN", "ConnessioneClient", "UsaTcp">(),
+    row<DispatchId::GetMessaggioArrivato, &QuarnSocket::GetMessaggioArrivato, "GetMessaggioArrivato",
+        "IdxQuarn">(),
+    row<DispatchId::ProntoPerUscire, &QuarnSocket::ProntoPerUscire, "ProntoPerUscire">(),
+    row<DispatchId::Invia, &QuarnSocket::Invia, "Invia", "IdxQuarn", "s">(),
+    row<DispatchId::Apri, &QuarnSocket::Apri, "Apri", "IdxQuarn">(),
+    row<DispatchId::Chiudi, &QuarnSocket::Chiudi, "Chiudi", "IdxQuarn">(),
+    row<DispatchId::Init, &QuarnSocket::Init, "Init", "s">(),
+    row<DispatchId::Uscita, &QuarnSocket::Uscita, "Uscita">(),
+    row<DispatchId::MessaggioArrivato, &QuarnSocket::MessaggioArrivato, "MessaggioArrivato", "IdxQuarn">(),
+    row<DispatchId::GetDebug, &QuarnSocket::GetDebug, "GetDebug", "IdxQuarn">(),
+    row<DispatchId::AttivaDebug, &QuarnSocket::AttivaDebug, "AttivaDebug", "IdxQuarn">(),
+    row<DispatchId::DisattivaDebug, &QuarnSocket::DisattivaDebug, "DisattivaDebug", "IdxQuarn">(),
+    row<DispatchId::AttivaLog, &QuarnSocket::AttivaLog, "AttivaLog">(),
+    row<DispatchId::DisattivaLog, &QuarnSocket::DisattivaLog, "DisattivaLog", "IdxQuarn">(),
+    row<DispatchId::Connesso, &QuarnSocket::Connesso, "Connesso", "IdxQuarn">(),
+};
+
+constexpr bool inOrder(std::span<const Method> table) {
+  auto next = static_cast<std::int32_t>(DispatchId::Add);
+  return std::ranges::all_of(table, [&](const Method& method) { return method.dispatchId == next++; }) &&
+         next == static_cast<std::int32_t>(DispatchId::Connesso) + 1;
+}
+static_assert(inOrder(kTable), "each method has one row, in the order of the interface");
+
+/// Position of the row of `method`; does not compile if it has none.
+template <auto method>
+consteval std::size_t positionOf() {
+  std::size_t position = 0;
+  while (kTable[position].call != SignatureOf<method>::template call<method>) ++position;
+  return position;
+}
+
+}  // namespace methods
+
+/// All methods in the order of the interface; dispatch identifiers 0x60030000 to 0x6003000E.
+constexpr std::span<const Method> methodTable() {
+  return methods::kTable;
+}
+
+/// The row of a method, bound at compile time: `methodOf<&QuarnSocket::Add>()`.
+template <auto method>
+constexpr const Method& methodOf() {
+  return methods::kTable[methods::positionOf<method>()];
+}
 
 /// The method of that exact name, or nullptr.
 const Method* findMethod(std::string_view name);

@@ -43,14 +43,15 @@ auto numbered(const Library& library, Body&& body) {
 
 /// Tells the observer about a call while it runs `body`. Without an observer the parameters are not even
 /// copied.
-template <class Body, class... Parameters>
-auto hostCall(Library& library, std::size_t method, Body&& body, const Parameters&... parameters) {
+template <auto method, class Body, class... Parameters>
+auto hostCall(Library& library, Body&& body, const Parameters&... parameters) {
+  static_assert(methodOf<method>().parameters.size() == sizeof...(Parameters));
   assert(library.thread == std::this_thread::get_id());
   Observer* observer = library.observer;
   if (observer == nullptr) return numbered(library, body);
   using Values = std::array<Value, sizeof...(Parameters)>;
   const Values values = numbered(library, [&] { return Values{valueOf(parameters)...}; });
-  observer->called(methodTable()[method], values);
+  observer->called(methodOf<method>(), values);
   try {
     using Result = decltype(body());
     if constexpr (std::is_void_v<Result>) {
@@ -106,8 +107,8 @@ QuarnSocket::QuarnSocket() : library_(&processLibrary()) {}
 
 std::int16_t QuarnSocket::Add(std::string_view Tipo, std::int16_t IdQUARN, bool ConnessioneClient,
                               bool UsaTcp) {
-  return hostCall(
-      *library_, 0,
+  return hostCall<&QuarnSocket::Add>(
+      *library_,
       [&] {
         const std::int16_t n = AddHQUARN(*library_, Tipo, IdQUARN, ConnessioneClient, UsaTcp);
         Trap withoutMemory{*library_};
@@ -118,8 +119,8 @@ std::int16_t QuarnSocket::Add(std::string_view Tipo, std::int16_t IdQUARN, bool 
 }
 
 std::string QuarnSocket::GetMessaggioArrivato(std::int16_t IdxQuarn) {
-  return hostCall(
-      *library_, 1,
+  return hostCall<&QuarnSocket::GetMessaggioArrivato>(
+      *library_,
       [&] {
         return library_->validIndex(IdxQuarn) ? takeOldest(library_->ConnectionTable[IdxQuarn].CodaArrivo)
                                               : std::string();
@@ -128,7 +129,7 @@ std::string QuarnSocket::GetMessaggioArrivato(std::int16_t IdxQuarn) {
 }
 
 std::int16_t QuarnSocket::ProntoPerUscire() {
-  return hostCall(*library_, 2, [&] {
+  return hostCall<&QuarnSocket::ProntoPerUscire>(*library_, [&] {
     for (int i = 1; i <= library_->ConnectionCount; ++i) {
       const ConnectionRecord& record = library_->ConnectionTable[static_cast<std::int16_t>(i)];
       if (record.UsaTcp && !record.Chiuso && record.Attivo) return std::int16_t{0};
@@ -138,8 +139,8 @@ std::int16_t QuarnSocket::ProntoPerUscire() {
 }
 
 void QuarnSocket::Invia(std::int16_t IdxQuarn, std::string_view s) {
-  hostCall(
-      *library_, 3,
+  hostCall<&QuarnSocket::Invia>(
+      *library_,
       [&] {
         if (!s.empty() && library_->validIndex(IdxQuarn) && !library_->InUscita)
           queueText(*library_, IdxQuarn, s);
@@ -148,13 +149,13 @@ void QuarnSocket::Invia(std::int16_t IdxQuarn, std::string_view s) {
 }
 
 void QuarnSocket::Apri(std::int16_t IdxQuarn) {
-  hostCall(
-      *library_, 4, [&] { openLink(*library_, IdxQuarn); }, IdxQuarn);
+  hostCall<&QuarnSocket::Apri>(
+      *library_, [&] { openLink(*library_, IdxQuarn); }, IdxQuarn);
 }
 
 void QuarnSocket::Chiudi(std::int16_t IdxQuarn) {
-  hostCall(
-      *library_, 5,
+  hostCall<&QuarnSocket::Chiudi>(
+      *library_,
       [&] {
         if (library_->validIndex(IdxQuarn)) ChiudiSocket(*library_, library_->ConnectionTable[IdxQuarn]);
       },
@@ -162,8 +163,8 @@ void QuarnSocket::Chiudi(std::int16_t IdxQuarn) {
 }
 
 void QuarnSocket::Init(std::string_view s) {
-  hostCall(
-      *library_, 6,
+  hostCall<&QuarnSocket::Init>(
+      *library_,
       [&] {
         library_->LogPath = s;
         library_->MaxTentativi = 3;
@@ -172,7 +173,7 @@ void QuarnSocket::Init(std::string_view s) {
 }
 
 void QuarnSocket::Uscita() {
-  hostCall(*library_, 7, [&] {
+  hostCall<&QuarnSocket::Uscita>(*library_, [&] {
     for (int i = 1; i <= library_->ConnectionCount; ++i) {
       ConnectionRecord& record = library_->ConnectionTable[static_cast<std::int16_t>(i)];
       if (record.UsaTcp) ChiudiSocket(*library_, record);
@@ -182,8 +183,8 @@ void QuarnSocket::Uscita() {
 }
 
 bool QuarnSocket::MessaggioArrivato(std::int16_t IdxQuarn) {
-  return hostCall(
-      *library_, 8,
+  return hostCall<&QuarnSocket::MessaggioArrivato>(
+      *library_,
       [&] {
         return library_->validIndex(IdxQuarn) && library_->ConnectionTable[IdxQuarn].CodaArrivo.Count > 0;
       },
@@ -191,8 +192,8 @@ bool QuarnSocket::MessaggioArrivato(std::int16_t IdxQuarn) {
 }
 
 std::string QuarnSocket::GetDebug(std::int16_t IdxQuarn) {
-  return hostCall(
-      *library_, 9,
+  return hostCall<&QuarnSocket::GetDebug>(
+      *library_,
       [&] {
         return library_->validIndex(IdxQuarn) ? takeOldest(library_->ConnectionTable[IdxQuarn].CodaDebug)
                                               : std::string();
@@ -201,8 +202,8 @@ std::string QuarnSocket::GetDebug(std::int16_t IdxQuarn) {
 }
 
 void QuarnSocket::AttivaDebug(std::int16_t IdxQuarn) {
-  hostCall(
-      *library_, 10,
+  hostCall<&QuarnSocket::AttivaDebug>(
+      *library_,
       [&] {
         if (library_->validIndex(IdxQuarn)) library_->ConnectionTable[IdxQuarn].DebugAttivo = true;
       },
@@ -210,8 +211,8 @@ void QuarnSocket::AttivaDebug(std::int16_t IdxQuarn) {
 }
 
 void QuarnSocket::DisattivaDebug(std::int16_t IdxQuarn) {
-  hostCall(
-      *library_, 11,
+  hostCall<&QuarnSocket::DisattivaDebug>(
+      *library_,
       [&] {
         if (library_->validIndex(IdxQuarn)) library_->ConnectionTable[IdxQuarn].DebugAttivo = false;
       },
@@ -219,17 +220,17 @@ void QuarnSocket::DisattivaDebug(std::int16_t IdxQuarn) {
 }
 
 void QuarnSocket::AttivaLog() {
-  hostCall(*library_, 12, [&] { ApriLog(*library_); });
+  hostCall<&QuarnSocket::AttivaLog>(*library_, [&] { ApriLog(*library_); });
 }
 
 void QuarnSocket::DisattivaLog(std::int16_t IdxQuarn) {
-  hostCall(
-      *library_, 13, [&] { ChiudiLog(*library_); }, IdxQuarn);
+  hostCall<&QuarnSocket::DisattivaLog>(
+      *library_, [&] { ChiudiLog(*library_); }, IdxQuarn);
 }
 
 bool QuarnSocket::Connesso(std::int16_t IdxQuarn) {
-  return hostCall(
-      *library_, 14,
+  return hostCall<&QuarnSocket::Connesso>(
+      *library_,
       [&] {
         if (!library_->validIndex(IdxQuarn)) return true;
         const ConnectionRecord& record = library_->ConnectionTable[IdxQuarn];

@@ -18,6 +18,13 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
+constexpr bool acceptsExchangedRows() {
+  auto rows = std::to_array(methods::kTable);
+  std::swap(rows[3], rows[4]);
+  return methods::inOrder(rows);
+}
+static_assert(!acceptsExchangedRows());
+
 Value sampleOf(ValueKind kind, std::int16_t index) {
   switch (kind) {
     case ValueKind::Integer:
