@@ -10,7 +10,7 @@
 #include "quarn/commands.h"
 #include "quarn/console.h"
 #include "recording/shrinker/shrinker.h"
-#include "simulation/checks/audit_checker.h"
+#include "simulation/checks/engine_checker.h"
 
 namespace quarnex::tool {
 namespace {

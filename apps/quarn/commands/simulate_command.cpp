@@ -20,8 +20,8 @@
 #include "quarn/commands.h"
 #include "quarn/commands/simulation_report.h"
 #include "quarn/console.h"
-#include "simulation/campaign/many_runs.h"
-#include "simulation/campaign/record_again.h"
+#include "simulation/runs/many_runs.h"
+#include "simulation/runs/record_again.h"
 #include "simulation/sites/site.h"
 
 namespace quarnex::tool {

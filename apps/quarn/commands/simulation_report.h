@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "simulation/campaign/simulate_run.h"
+#include "simulation/runs/simulate_run.h"
 
 namespace quarnex::tool {
 

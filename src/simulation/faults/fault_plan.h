@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "simulation/checks/text_ledger.h"
+#include "simulation/checks/independent/text_ledger.h"
 #include "simulation/faults/fault.h"
 #include "simulation/sites/site.h"
 

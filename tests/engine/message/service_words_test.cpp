@@ -9,7 +9,7 @@
 #include <tuple>
 #include <vector>
 
-#include "simulation/checks/frame_check.h"
+#include "simulation/checks/independent/frame_format.h"
 #include "simulation/checks/invariants.h"
 #include "support/stub_host.h"
 

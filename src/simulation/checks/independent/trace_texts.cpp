@@ -1,4 +1,4 @@
-#include "simulation/checks/trace_texts.h"
+#include "simulation/checks/independent/trace_texts.h"
 
 namespace quarnex::simulation {
 

@@ -1,4 +1,4 @@
-#include "simulation/campaign/simulate_run.h"
+#include "simulation/runs/simulate_run.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -9,11 +9,11 @@
 #include <string_view>
 #include <utility>
 
-#include "simulation/campaign/disk_sink.h"
-#include "simulation/campaign/hashed_lines.h"
-#include "simulation/checks/auditor.h"
-#include "simulation/checks/heap_bound.h"
+#include "simulation/checks/engine_watch.h"
+#include "simulation/checks/memory_bound.h"
 #include "simulation/faults/fault_plan.h"
+#include "simulation/runs/disk_sink.h"
+#include "simulation/runs/hashed_lines.h"
 
 namespace quarnex::simulation {
 namespace {

@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "simulation/campaign/simulate_run.h"
+#include "simulation/runs/simulate_run.h"
 
 namespace quarnex::simulation {
 namespace {

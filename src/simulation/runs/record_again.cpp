@@ -1,4 +1,4 @@
-#include "simulation/campaign/record_again.h"
+#include "simulation/runs/record_again.h"
 
 #include <stdexcept>
 #include <string>

@@ -9,7 +9,7 @@
 #include "recording/format/lines.h"
 #include "recording/format/sink.h"
 #include "recording/format/text_lines.h"
-#include "simulation/campaign/stream_hash.h"
+#include "simulation/checks/independent/stream_hash.h"
 
 namespace quarnex::simulation {
 

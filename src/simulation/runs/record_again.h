@@ -3,7 +3,7 @@
 
 #include <filesystem>
 
-#include "simulation/campaign/simulate_run.h"
+#include "simulation/runs/simulate_run.h"
 
 namespace quarnex::simulation {
 

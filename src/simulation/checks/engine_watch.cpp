@@ -1,11 +1,11 @@
-#include "simulation/checks/auditor.h"
+#include "simulation/checks/engine_watch.h"
 
 #include <algorithm>
 #include <string>
 #include <utility>
 
 #include "host/method_table.h"
-#include "simulation/checks/frame_check.h"
+#include "simulation/checks/independent/frame_format.h"
 #include "simulation/checks/invariants.h"
 #include "simulation/peers/hostile_bytes.h"
 

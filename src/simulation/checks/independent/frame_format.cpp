@@ -1,4 +1,4 @@
-#include "simulation/checks/frame_check.h"
+#include "simulation/checks/independent/frame_format.h"
 
 #include <algorithm>
 #include <cstddef>

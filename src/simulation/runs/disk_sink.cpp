@@ -1,4 +1,4 @@
-#include "simulation/campaign/disk_sink.h"
+#include "simulation/runs/disk_sink.h"
 
 #include <charconv>
 #include <cstddef>

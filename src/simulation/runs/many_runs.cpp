@@ -1,4 +1,4 @@
-#include "simulation/campaign/many_runs.h"
+#include "simulation/runs/many_runs.h"
 
 #include <atomic>
 #include <mutex>

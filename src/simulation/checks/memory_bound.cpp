@@ -1,4 +1,4 @@
-#include "simulation/checks/heap_bound.h"
+#include "simulation/checks/memory_bound.h"
 
 #include <cstddef>
 #include <string>

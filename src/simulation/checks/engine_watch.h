@@ -18,8 +18,8 @@
 #include "services/observer.h"
 #include "services/services_wrapper.h"
 #include "simulation/checks/findings.h"
-#include "simulation/checks/text_ledger.h"
-#include "simulation/checks/trace_texts.h"
+#include "simulation/checks/independent/text_ledger.h"
+#include "simulation/checks/independent/trace_texts.h"
 #include "simulation/checks/watched_services.h"
 
 namespace quarnex::simulation {

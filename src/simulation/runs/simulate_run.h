@@ -12,8 +12,8 @@
 
 #include "platform/simulated/virtual_time.h"
 #include "simulation/checks/findings.h"
-#include "simulation/checks/text_ledger.h"
-#include "simulation/checks/trace_texts.h"
+#include "simulation/checks/independent/text_ledger.h"
+#include "simulation/checks/independent/trace_texts.h"
 #include "simulation/faults/fault.h"
 
 namespace quarnex::simulation {

@@ -8,7 +8,7 @@
 #include "platform/simulated/virtual_time.h"
 #include "recording/format/text_lines.h"
 #include "recording/shrinker/checker.h"
-#include "simulation/checks/auditor.h"
+#include "simulation/checks/engine_watch.h"
 
 namespace quarnex::simulation {
 using namespace simulated;

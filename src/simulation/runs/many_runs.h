@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <functional>
 
-#include "simulation/campaign/simulate_run.h"
+#include "simulation/runs/simulate_run.h"
 
 namespace quarnex::simulation {
 

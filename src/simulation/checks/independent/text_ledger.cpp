@@ -1,11 +1,11 @@
-#include "simulation/checks/text_ledger.h"
+#include "simulation/checks/independent/text_ledger.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cstddef>
 #include <iterator>
 
-#include "simulation/campaign/stream_hash.h"
+#include "simulation/checks/independent/stream_hash.h"
 
 namespace quarnex::simulation {
 namespace {

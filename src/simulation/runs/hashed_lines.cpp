@@ -1,4 +1,4 @@
-#include "simulation/campaign/hashed_lines.h"
+#include "simulation/runs/hashed_lines.h"
 
 #include <string>
 #include <variant>
