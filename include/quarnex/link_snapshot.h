@@ -1,4 +1,4 @@
-// LinkSnapshot: how a link stands at this moment, and why it is down.
+// Describes the present state of a link and the reason of its last failure, as values and in words.
 #pragma once
 
 #include <cstdint>
@@ -20,6 +20,40 @@ enum class LinkPhase : std::uint8_t {
 /// "local", "closed", "waiting", "listening", "calling", "connected".
 const char* nameOf(LinkPhase phase);
 
+/// The reason why a link went down.
+enum class FailureKind : std::uint8_t {
+  ListenFailed,      ///< listening could not begin: `number` and `text` of the failed operation
+  CallNotStarted,    ///< a call could not begin: `number` and `text` of the failed operation
+  SendFailed,        ///< a frame could not be sent: `number` and `text` of the failed operation
+  CallFailed,        ///< the peer was not reached: `number`
+  AcceptFailed,      ///< an incoming call could not be accepted: `number`
+  ListenTimeout,     ///< no peer called in time
+  ConnectTimeout,    ///< the call had no outcome in time
+  KeepAliveTimeout,  ///< no message arrived for two keep-alive periods
+  ReplyTimeout,      ///< too many answers in a row were overdue
+  ClosedByPeer,      ///< the peer closed the connection
+  ConnectionBroken,  ///< the connection ended with an error: `number`
+  PeerAskedToClose   ///< the peer sent its request to close the connection
+};
+
+/// A name for programs, which no later version changes: "listen-failed", "call-not-started", "send-failed",
+/// "call-failed", "accept-failed", "listen-timeout", "connect-timeout", "keep-alive-timeout",
+/// "reply-timeout", "closed-by-peer", "connection-broken", "peer-asked-to-close".
+const char* nameOf(FailureKind kind);
+
+/// One failure of a link.
+struct LinkFailure {
+  FailureKind kind{};
+  std::int32_t number = 0;  ///< mostly a Windows Sockets number, 10000 and up; 0 if the kind has none
+  std::string text{};       ///< description of the failed operation, "" if the kind has none
+  LinkPhase phase = LinkPhase::Closed;  ///< in which it happened: `Listening`, `Calling` or `Connected`
+  std::int64_t at = 0;                  ///< second since 1970-01-01 UTC
+};
+
+/// The reason in plain words, without phase and time: "error 10061, The requested connection has been refused
+/// by the remote host".
+std::string inWords(const LinkFailure& failure);
+
 /// A read-only view of one link. Times are seconds since 1970-01-01 UTC, counts start when the link is added.
 struct LinkSnapshot {
   std::int16_t index = 0;  ///< 0: there is no such link, and nothing else here has a meaning
@@ -33,8 +67,10 @@ struct LinkSnapshot {
   /// "127.0.0.1:20308": the peer's address, and the port of the server side, which is the peer's on a client
   /// link and our own on a server link. "Buffer" without TCP, "" if it cannot be told.
   std::string endpoint;
-  std::int64_t since =
-      0;  ///< when it became what it is: connected, not connected (whatever was tried), closed
+  std::int32_t port = 0;   ///< the port in `endpoint`, 0 if there is none
+  std::int64_t since = 0;  ///< begin of this connection, or of the time without one; failed attempts leave it
+  bool messageReceived = false;      ///< while connected: a message has arrived on this connection
+  bool overdue = false;    ///< while connected: messages have arrived, but the next one is overdue
   std::optional<std::int64_t> deadline;           ///< of the phase: acted on in the first second after it
   std::optional<std::int64_t> keepAliveDeadline;  ///< while connected
   std::optional<std::int64_t> replyDeadline;      ///< while connected
@@ -44,6 +80,7 @@ struct LinkSnapshot {
   bool batchInFlight = false;                     ///< a batch waits for its acknowledgement
   bool reportedDown = false;                      ///< 109 was reported and no answer since
   std::int16_t failures = 0;                      ///< counted towards the next 109
+  std::optional<LinkFailure> lastFailure;  ///< why the link went down last; none before the first failure
   std::string lastError;  ///< text of the last error notice that had a code, until the link begins anew
   std::uint64_t textsSent = 0, textsReceived = 0;  ///< the hosts' own, without the words of the exchange
   std::uint64_t framesSent = 0, framesReceived = 0;

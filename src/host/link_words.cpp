@@ -1,8 +1,9 @@
 #include "host/link_words.h"
 
-#include <charconv>
+#include <string_view>
 #include <utility>
 
+#include "engine/diagnostics/failure_reasons.h"
 #include "engine/records/text_pieces.h"
 #include "engine/records/trap.h"
 #include "quarnex/ports.h"
@@ -10,23 +11,44 @@
 namespace quarnex {
 namespace {
 
-using Words = std::pair<std::string_view, std::string_view>;
-
-constexpr Words kWholeReasons[] = {
-    {"Listen Timeout", "nobody called within 60 seconds"},
-    {"Connect Timeout", "the call was not answered within 60 seconds"},
-    {"Alive Timeout", "no message came from the peer for two keep-alive periods"},
-    {"Timeout HandleStato_B", "six answers in a row were overdue"},
-    {"the peer asked to close", "the peer asked to close"},
-    {"closed by the peer", "the peer closed the connection"},
+struct KindWords {
+  FailureKind kind;
+  const char* name;
+  std::string_view words;
+  bool withError;  // number and text follow the words
 };
 
-constexpr Words kFailedActions[] = {{"Listen ", "listening failed: "},
-                                    {"Connect ", "the call could not be started: "},
-                                    {"Send ", "sending failed: "}};
+constexpr KindWords kKinds[] = {
+    {FailureKind::ListenFailed, "listen-failed", "listening failed: ", true},
+    {FailureKind::CallNotStarted, "call-not-started", "the call could not be started: ", true},
+    {FailureKind::SendFailed, "send-failed", "sending failed: ", true},
+    {FailureKind::CallFailed, "call-failed", "", true},
+    {FailureKind::AcceptFailed, "accept-failed", "", true},
+    {FailureKind::ListenTimeout, "listen-timeout", "nobody called within 60 seconds", false},
+    {FailureKind::ConnectTimeout, "connect-timeout", "the call was not answered within 60 seconds", false},
+    {FailureKind::KeepAliveTimeout, "keep-alive-timeout",
+     "no message came from the peer for two keep-alive periods", false},
+    {FailureKind::ReplyTimeout, "reply-timeout", "six answers in a row were overdue", false},
+    {FailureKind::ClosedByPeer, "closed-by-peer", "the peer closed the connection", false},
+    {FailureKind::ConnectionBroken, "connection-broken", "", true},
+    {FailureKind::PeerAskedToClose, "peer-asked-to-close", "the peer asked to close", false},
+};
 
-// What the reports give as a bare number.
-constexpr std::pair<int, std::string_view> kBareNumbers[] = {
+constexpr bool eachKindInItsPlace() {
+  std::size_t place = 0;
+  for (const KindWords& row : kKinds) {
+    if (static_cast<std::size_t>(row.kind) != place++) return false;
+  }
+  return true;
+}
+static_assert(eachKindInItsPlace());
+
+const KindWords& rowOf(FailureKind kind) {
+  return kKinds[static_cast<std::size_t>(kind)];
+}
+
+// The numbers that the error notices give without words.
+constexpr std::pair<std::int32_t, std::string_view> kBareNumbers[] = {
     {10013, "permission denied"},
     {10024, "no descriptors are left"},
     {10050, "the network is down"},
@@ -37,22 +59,16 @@ constexpr std::pair<int, std::string_view> kBareNumbers[] = {
     {10057, "the socket is not connected"},
 };
 
-std::string withoutFullStop(std::string_view text) {
-  if (text.ends_with('.')) text.remove_suffix(1);
-  return std::string(text);
+std::string_view wordsOfNumber(std::int32_t number) {
+  for (const auto& [known, words] : kBareNumbers) {
+    if (known == number) return words;
+  }
+  return socketErrorWords(number);
 }
 
-std::string numberInWords(std::string_view reason) {
-  int number = 0;
-  const auto parsed = std::from_chars(reason.data(), reason.data() + reason.size(), number);
-  if (parsed.ec != std::errc{}) return std::string(reason);
-  std::string_view words = reason.substr(static_cast<std::size_t>(parsed.ptr - reason.data()));
-  while (words.starts_with(' ')) words.remove_prefix(1);
-  if (words.starts_with("ErrorCode:")) words = {};
-  for (const auto& [known, text] : kBareNumbers) {
-    if (known == number && words.empty()) words = text;
-  }
-  return words.empty() ? concat("error ", number) : concat("error ", number, ", ", withoutFullStop(words));
+std::string errorInWords(const LinkFailure& failure) {
+  const std::string_view words = failure.text.empty() ? wordsOfNumber(failure.number) : failure.text;
+  return words.empty() ? concat("error ", failure.number) : concat("error ", failure.number, ", ", words);
 }
 
 std::string timeOfDay(Library& library, std::int64_t second) {
@@ -68,20 +84,12 @@ bool hasPort(Library& library, const ConnectionRecord& record) {
   return port > 0;
 }
 
-std::string lastFailure(Library& library, const ConnectionRecord& record) {
+std::string lastFailure(Library& library, const ConnectionRecord& record, const LinkSnapshot& snapshot) {
   if (!hasPort(library, record)) return concat("identifier ", record.IdQuarn, " has no port");
-  if (!record.history.lastFailure) return "not connected yet";
-  const LinkHistory::Failure& failure = *record.history.lastFailure;
-  const std::string_view phase = failure.whileConnected     ? "while connected"
-                                 : record.ConnessioneClient ? "while calling"
-                                                            : "while listening";
-  return concat(reasonInWords(failure.reason), " (", phase, ", at ", timeOfDay(library, failure.at.second),
+  if (!snapshot.lastFailure) return "not connected yet";
+  const LinkFailure& failure = *snapshot.lastFailure;
+  return concat(inWords(failure), " (while ", nameOf(failure.phase), ", at ", timeOfDay(library, failure.at),
                 ")");
-}
-
-// Of the answer to what was sent, or of any message at all.
-bool isOverdue(const ConnectionRecord& record) {
-  return record.ContaTimeoutB > 0 || record.ContaAlive > 0;
 }
 
 // Deadlines are acted on in the first second after them.
@@ -91,9 +99,13 @@ std::string nextStep(Library& library, const LinkSnapshot& snapshot) {
     return concat(snapshot.client ? "next call at " : "listens again at ", time);
   }
   if (snapshot.phase == LinkPhase::Calling) return concat("calling ", snapshot.endpoint, " until ", time);
-  const std::size_t colon = snapshot.endpoint.rfind(':');
-  if (colon == std::string::npos) return concat("listening until ", time);
-  return concat("listening on port ", std::string_view(snapshot.endpoint).substr(colon + 1), " until ", time);
+  if (snapshot.port == 0) return concat("listening until ", time);
+  return concat("listening on port ", snapshot.port, " until ", time);
+}
+
+std::string_view signOfLife(const LinkSnapshot& snapshot) {
+  if (!snapshot.messageReceived) return "; no message from the peer yet";
+  return snapshot.overdue ? "; the peer does not answer" : "";
 }
 
 }  // namespace
@@ -104,28 +116,26 @@ std::string whySentence(Library& library, const ConnectionRecord& record, const 
       return "works inside the process, without TCP";
     case LinkPhase::Closed:
       if (record.Chiuso) return concat("closed by the host since ", timeOfDay(library, snapshot.since));
-      if (library.InUscita && record.history.lastFailure) {
-        return "closed during shutdown: " + lastFailure(library, record);
+      if (library.InUscita && snapshot.lastFailure) {
+        return "closed during shutdown: " + lastFailure(library, record, snapshot);
       }
       return "not opened";
     case LinkPhase::Connected:
       return concat("connected to ", snapshot.endpoint, " since ", timeOfDay(library, snapshot.since),
-                    isOverdue(record) ? "; the peer does not answer" : "",
-                    snapshot.closing ? "; the peer has been asked to close" : "");
+                    signOfLife(snapshot), snapshot.closing ? "; the peer has been asked to close" : "");
     default:
-      return concat("down since ", timeOfDay(library, snapshot.since), ": ", lastFailure(library, record),
-                    "; ", nextStep(library, snapshot));
+      return concat("down since ", timeOfDay(library, snapshot.since), ": ",
+                    lastFailure(library, record, snapshot), "; ", nextStep(library, snapshot));
   }
 }
 
-std::string reasonInWords(std::string_view reason) {
-  for (const auto& [known, words] : kWholeReasons) {
-    if (reason == known) return std::string(words);
-  }
-  for (const auto& [known, words] : kFailedActions) {
-    if (reason.starts_with(known)) return concat(words, numberInWords(reason.substr(known.size())));
-  }
-  return numberInWords(reason);
+std::string inWords(const LinkFailure& failure) {
+  const KindWords& row = rowOf(failure.kind);
+  return row.withError ? concat(row.words, errorInWords(failure)) : std::string(row.words);
+}
+
+const char* nameOf(FailureKind kind) {
+  return rowOf(kind).name;
 }
 
 const char* nameOf(LinkPhase phase) {

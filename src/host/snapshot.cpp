@@ -23,6 +23,20 @@ LinkPhase phaseOf(Library& library, const ConnectionRecord& record) {
   return record.ConnessioneClient ? LinkPhase::Calling : LinkPhase::Listening;
 }
 
+void fillEndpoint(Library& library, LinkSnapshot& snapshot, const ConnectionRecord& record) {
+  if (record.UsaTcp) snapshot.port = endpointOf(library, record).port;
+  snapshot.endpoint = DescriviPunto(library, record);
+}
+
+// Nothing but a message sets the two counts of what is overdue back to 0, so until the first one on this
+// connection they may still be those of the connection before it.
+void fillPast(LinkSnapshot& snapshot, const ConnectionRecord& record) {
+  snapshot.since = record.history.since.second;
+  snapshot.messageReceived = snapshot.phase == LinkPhase::Connected && record.history.messageReceived;
+  snapshot.overdue = snapshot.messageReceived && (record.ContaTimeoutB > 0 || record.ContaAlive > 0);
+  if (record.history.lastFailure) snapshot.lastFailure = *record.history.lastFailure;
+}
+
 void fillDeadlines(LinkSnapshot& snapshot, const ConnectionRecord& record) {
   if (snapshot.phase == LinkPhase::Connected) {
     snapshot.keepAliveDeadline = record.ScadenzaAlive.second;
@@ -61,11 +75,11 @@ LinkSnapshot takeSnapshot(Library& library, std::int16_t IdxQuarn) {
   snapshot.phase = phaseOf(library, record);
   snapshot.subState = record.StatoB;
   snapshot.closing = record.Attivo && !record.Aperto;
-  snapshot.since = record.history.since.second;
   snapshot.reportedDown = record.NonRispondeSegnalato;
   snapshot.lastError = record.UltimoErrore;
   Trap unreadable{library};
-  unreadable([&] { snapshot.endpoint = DescriviPunto(library, record); });
+  unreadable([&] { fillEndpoint(library, snapshot, record); });
+  fillPast(snapshot, record);
   fillDeadlines(snapshot, record);
   fillCounts(snapshot, record);
   snapshot.why = whySentence(library, record, snapshot);

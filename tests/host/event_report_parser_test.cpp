@@ -6,7 +6,6 @@
 #include <string>
 
 #include "engine/records/text_pieces.h"
-#include "host/link_words.h"
 
 namespace quarnex {
 namespace {
@@ -54,24 +53,6 @@ TEST(EventReport, RefusesEveryDamagedText) {
                            "00000001002026", "00000001132026"}) {
     EXPECT_FALSE(parseEventReport(std::string("X000E0702[#I5#$TABC$]") + time)) << time;
   }
-}
-
-TEST(LinkWords, SayWhatAReasonMeans) {
-  const struct {
-    const char* reason;
-    const char* words;
-  } rows[] = {
-      {"10061  The requested connection has been refused by the remote host.",
-       "error 10061, The requested connection has been refused by the remote host"},
-      {"10054 ErrorCode:10054", "error 10054, the connection was reset by the peer"},
-      {"10099 ErrorCode:10099", "error 10099"},
-      {"10054 hung up", "error 10054, hung up"},
-      {"no number", "no number"},
-      {"Listen 10048 Address already in use", "listening failed: error 10048, Address already in use"},
-      {"Send -7 minus", "sending failed: error -7, minus"},
-      {"Alive Timeout", "no message came from the peer for two keep-alive periods"},
-  };
-  for (const auto& row : rows) EXPECT_EQ(reasonInWords(row.reason), row.words);
 }
 
 TEST(ZeroPadded, PutTheSignInFront) {

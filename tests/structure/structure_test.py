@@ -20,7 +20,7 @@ LAYERS = {
     "src/simulation": ["src/platform/simulated", "src/recording", "src/host", "src/services", "src/engine/records",
                        "include/quarnex"],
     # Programs that call by name iterate over the method table.
-    "apps": ["include/quarnex", "src/recording", "src/simulation", "src/host/method_table.h", "src/host/link_words.h"],
+    "apps": ["include/quarnex", "src/recording", "src/simulation", "src/host/method_table.h"],
 }
 PURE = ("src/engine/", "src/host/")
 SYSTEM_HEADERS_IN = ("src/platform/posix/", "src/platform/windows/", "apps/quarn/posix/")

@@ -49,7 +49,7 @@ void LinkSession::step() {
   const LinkSnapshot link = quarn_.snapshot(index_);
   takeTraces(link);
   takeItems(link);
-  sayState(link);
+  printState(link);
   checkStreams();
   checkRecording();
   if (stage_ == Stage::Open) lines_.takeLines();
@@ -66,15 +66,15 @@ void LinkSession::takeItems(const LinkSnapshot& link) {
     console_.print("standard output is not read: received texts are being dropped, the oldest first");
   }
   while (output_.unwritten() < kUnwrittenBytesMax && quarn_.MessaggioArrivato(index_)) {
-    takeItem(quarn_.GetMessaggioArrivato(index_));
+    takeItem(quarn_.GetMessaggioArrivato(index_), link);
   }
 }
 
 // A peer can send a text that is a report; one of another link's name is no report of ours.
-void LinkSession::takeItem(const std::string& item) {
+void LinkSession::takeItem(const std::string& item, const LinkSnapshot& link) {
   const std::optional<EventReport> report = parseEventReport(item);
   if (report && report->identifier == options_.identifier && report->type == options_.type) {
-    sayReport(*report);
+    printReport(*report, link);
     if (options_.raw) console_.print(timeOfReport(*report), item);
     return;
   }
@@ -84,38 +84,42 @@ void LinkSession::takeItem(const std::string& item) {
 }
 
 // 702 comes after every failed attempt, too, and twice at a close.
-void LinkSession::sayReport(const EventReport& report) {
+void LinkSession::printReport(const EventReport& report, const LinkSnapshot& link) {
   const bool before = connected_;
   if (report.code == kConnectedReport) {
     connected_ = true;
-    said_.clear();
+    printed_.clear();
   }
   if (report.code == kDisconnectedReport) connected_ = false;
   if (report.code == kDisconnectedReport && !before) return;
-  if (report.code == kErrorNoticeReport && saidLately(report.detail)) return;
+  const std::string words = reportInWords(report, link);
+  if (words.empty()) return;
   const bool replaced = report.code == kConnectedReport && before;
   console_.print(timeOfReport(report),
-                 reportInWords(report) + (replaced ? ", another caller in place of the one before" : ""));
+                 words + (replaced ? ", another caller in place of the one before" : ""));
 }
 
 void LinkSession::takeTraces(const LinkSnapshot& link) {
   for (int i = 0; i < link.captured; ++i) console_.print("| " + quarn_.GetDebug(index_));
 }
 
-// The reports tell when it is connected; otherwise the link's own sentence tells more than they do.
-void LinkSession::sayState(const LinkSnapshot& link) {
-  if (!link.deadline || link.why == stateSaid_) return;
-  stateSaid_ = link.why;
-  if (!saidLately(withoutTimes(link.why))) console_.print(link.why);
+// The reports announce connections; in every other phase the sentence of the snapshot contains more than they
+// do.
+void LinkSession::printState(const LinkSnapshot& link) {
+  if (link.phase == LinkPhase::Connected) return;
+  if (link.phase == phaseSeen_ && link.deadline == deadlineSeen_) return;
+  phaseSeen_ = link.phase;
+  deadlineSeen_ = link.deadline;
+  if (!printedLately(link)) console_.print(link.why);
 }
 
-bool LinkSession::saidLately(const std::string& words) {
+bool LinkSession::printedLately(const LinkSnapshot& link) {
   const auto now = steady_clock::now();
-  if (now >= saidSince_ + kReminder) {
-    said_.clear();
-    saidSince_ = now;
+  if (now >= printedSince_ + kReminder) {
+    printed_.clear();
+    printedSince_ = now;
   }
-  return !said_.insert(words).second;
+  return !printed_.insert(outageOf(link)).second;
 }
 
 void LinkSession::checkStreams() {
@@ -167,6 +171,7 @@ void LinkSession::end() {
   const LinkSnapshot link = quarn_.snapshot(index_);
   takeTraces(link);
   takeItems(link);
+  printState(link);
 }
 
 void LinkSession::enter(Stage stage) {

@@ -9,6 +9,7 @@
 
 #include "quarn/console.h"
 #include "quarn/session/outgoing_lines.h"
+#include "quarn/session/report_words.h"
 #include "quarn/streams.h"
 #include "quarnex/event_report.h"
 #include "quarnex/host_loop.h"
@@ -43,11 +44,11 @@ class LinkSession {
 
   void step();
   void takeItems(const LinkSnapshot& link);
-  void takeItem(const std::string& item);
-  void sayReport(const EventReport& report);
+  void takeItem(const std::string& item, const LinkSnapshot& link);
+  void printReport(const EventReport& report, const LinkSnapshot& link);
   void takeTraces(const LinkSnapshot& link);
-  void sayState(const LinkSnapshot& link);
-  bool saidLately(const std::string& words);
+  void printState(const LinkSnapshot& link);
+  bool printedLately(const LinkSnapshot& link);
   void checkStreams();
   void checkRecording();
   void advanceStage();
@@ -76,9 +77,10 @@ class LinkSession {
   bool queueFilled_ = false;
   bool connected_ = false;  // by the reports
   std::uint64_t received_ = 0;
-  std::string stateSaid_;
-  std::set<std::string> said_;  // of what an outage repeats
-  std::chrono::steady_clock::time_point saidSince_;
+  LinkPhase phaseSeen_ = LinkPhase::Closed;  // of the last state, with its deadline
+  std::optional<std::int64_t> deadlineSeen_;
+  std::set<Outage> printed_;  // since the last connection or reminder
+  std::chrono::steady_clock::time_point printedSince_;
 };
 
 }  // namespace quarnex::tool

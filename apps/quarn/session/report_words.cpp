@@ -3,23 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <regex>
-
-#include "host/link_words.h"
 
 namespace quarnex::tool {
 namespace {
 
-// "127.0.0.1:20308 10061  The ..." is the endpoint, a blank and the reason as the library writes it.
-std::string endpointAndReason(const std::string& detail) {
-  const std::size_t blank = detail.find(' ');
-  if (blank == std::string::npos) return detail;
-  return detail.substr(0, blank) + ", " + reasonInWords(detail.substr(blank + 1));
-}
-
-// The notice that the host's own close gives.
-bool isClosing(const std::string& detail) {
-  return detail.find(" Chiuso/disattivato socket ") != std::string::npos;
+std::string endpointAndReason(const LinkSnapshot& link) {
+  return link.lastFailure ? link.endpoint + ", " + inWords(*link.lastFailure) : link.endpoint;
 }
 
 std::string seconds(const LinkSnapshot& link, std::int64_t now) {
@@ -29,24 +18,22 @@ std::string seconds(const LinkSnapshot& link, std::int64_t now) {
 
 }  // namespace
 
-std::string reportInWords(const EventReport& report) {
+std::string reportInWords(const EventReport& report, const LinkSnapshot& link) {
   switch (report.code) {
     case kConnectedReport:
-      return "connected to " + report.detail;
+      return "connected to " + link.endpoint;
     case kDisconnectedReport:
       return "disconnected";
     case kNotAnsweringReport:
-      return "not answering: " + endpointAndReason(report.detail);
+      return "not answering: " + endpointAndReason(link);
     case kAnsweringAgainReport:
       return "answering again";
     case kFailureBegunReport:
-      return "failure: " + endpointAndReason(report.detail);
+      return "failure: " + endpointAndReason(link);
     case kFailureEndedReport:
       return "failure over";
-    case kErrorNoticeReport:
-      return isClosing(report.detail) ? "closed" : "error: " + endpointAndReason(report.detail);
     default:
-      return "report " + std::to_string(report.code) + ": " + report.detail;
+      return "";
   }
 }
 
@@ -56,9 +43,9 @@ std::string timeOfReport(const EventReport& report) {
   return text.data();
 }
 
-std::string withoutTimes(const std::string& sentence) {
-  static const std::regex time("[0-9]{2}:[0-9]{2}:[0-9]{2}");
-  return std::regex_replace(sentence, time, "");
+Outage outageOf(const LinkSnapshot& link) {
+  if (!link.lastFailure) return {link.phase, {}, 0, {}};
+  return {link.phase, link.lastFailure->kind, link.lastFailure->number, link.lastFailure->phase};
 }
 
 std::string waitInWords(const LinkSnapshot& link, std::int64_t now) {

@@ -1,5 +1,7 @@
 #include "engine/diagnostics/event_reports.h"
 
+#include <utility>
+
 #include "engine/diagnostics/trace.h"
 #include "engine/records/frm_sock.h"
 #include "engine/records/integer.h"
@@ -15,12 +17,19 @@ std::string TimbroEvento(Library& library) {
                 ZeroPadded{time.day, 2}, ZeroPadded{time.month, 2}, ZeroPadded{time.year, 4});
 }
 
-std::string DescriviPunto(Library& library, const ConnectionRecord& rec) {
-  if (!rec.UsaTcp) return "Buffer";
+Endpoint endpointOf(Library& library, const ConnectionRecord& rec) {
   SocketInstance& socket =
       rec.ConnessioneClient ? ClientSocket(library, rec.IdxClient) : ServerSocket(library, rec.IdxServer);
-  const std::string host = socket.remoteHost();
-  return concat(host, ':', toInteger(rec.ConnessioneClient ? socket.remotePort() : socket.localPort()));
+  std::string host = socket.remoteHost();
+  return {std::move(host), toInteger(rec.ConnessioneClient ? socket.remotePort() : socket.localPort())};
+}
+
+std::string inWords(const Endpoint& endpoint) {
+  return concat(endpoint.host, ':', endpoint.port);
+}
+
+std::string DescriviPunto(Library& library, const ConnectionRecord& rec) {
+  return rec.UsaTcp ? inWords(endpointOf(library, rec)) : "Buffer";
 }
 
 void SegnalaEvento(Library& library, ConnectionRecord& rec, std::int16_t codice, std::string_view dettaglio) {

@@ -12,8 +12,17 @@ namespace quarnex {
 /// "hhmmssddmmyyyy", local time, from one reading of the clock.
 std::string TimbroEvento(Library& library);
 
-/// Where the link's other end is: "127.0.0.1:20308", or "Buffer" without TCP. Throws if the socket cannot
-/// tell.
+/// Where a link over TCP meets its peer: the peer's host, and the port of the server side.
+struct Endpoint {
+  std::string host;
+  std::int16_t port = 0;
+};
+/// Throws if the socket's properties cannot be read.
+Endpoint endpointOf(Library& library, const ConnectionRecord& rec);
+/// "127.0.0.1:20308".
+std::string inWords(const Endpoint& endpoint);
+
+/// The endpoint of a link in words, "Buffer" for a link without TCP. Throws like `endpointOf`.
 std::string DescriviPunto(Library& library, const ConnectionRecord& rec);
 
 /// Traces one report and puts it into `CodaArrivo`. An empty detail leaves its piece out.

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <utility>
 
-#include "engine/diagnostics/link_history.h"
+#include "engine/diagnostics/failure_reasons.h"
 #include "engine/diagnostics/trace.h"
 #include "engine/exchange/frame.h"
 #include "engine/exchange/receiving.h"
@@ -145,7 +145,7 @@ void Handler_ADV(Library& library, ConnectionRecord& record) {
   }
   if (record.ChiusuraRemota) {
     record.ChiusuraRemota = false;
-    trap([&] { rememberFailure(library, record, "the peer asked to close"); });
+    trap([&] { rememberFailure(library, record, {FailureKind::PeerAskedToClose}); });
     trap([&] { ETH_Riconnetti(library, record); });
   }
   if (trap.pending()) {

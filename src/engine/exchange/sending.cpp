@@ -31,7 +31,7 @@ void handleSendFailure(Library& library, ConnectionRecord& record, Trap& trap) {
   const std::int32_t number = trap.number();
   const std::string description = trap.description();
   trap([&] { ErroreETH(library, record.IdxQuarn, toInteger(number), "Errore Invio " + description); });
-  trap([&] { NonRisponde(library, record, concat("Send ", number, ' ', description)); });
+  trap([&] { NonRisponde(library, record, {FailureKind::SendFailed, number, description}); });
 }
 
 }  // namespace

@@ -53,7 +53,7 @@ void HandleStato_B(Library& library, ConnectionRecord& record) {
   ++record.ContaTimeoutB;
   if (record.ContaTimeoutB <= kOverdueAnswersTolerated) return ImpostaStatoB(library, record, kExchangeReady);
   AvvisoETH(library, record.IdxQuarn, 0, " Errore Timeout HandleStato_B ");
-  NonRisponde(library, record, "Timeout HandleStato_B");
+  NonRisponde(library, record, {FailureKind::ReplyTimeout});
   ImpostaStatoB(library, record, kExchangeReset);
   record.ContaTimeoutB = 0;
 }

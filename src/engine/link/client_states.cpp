@@ -34,7 +34,7 @@ void failCall(Library& library, ConnectionRecord& record, Trap& trap) {
               concat("Errore CHIAMO ", EthTag(library, record.IdxQuarn), ':', description));
   });
   trap([&] { ClientSocket(library, record.IdxClient).close(); });
-  trap([&] { NonRisponde(library, record, concat("Connect ", number, ' ', description)); });
+  trap([&] { NonRisponde(library, record, {FailureKind::CallNotStarted, number, description}); });
 }
 
 }  // namespace
@@ -70,7 +70,7 @@ void TimeoutChiamata(Library& library, ConnectionRecord& record) {
               concat("Errore : ", EthTag(library, record.IdxQuarn),
                      " non si connette! Tentativi:", record.ContaNonRisponde, " Max", library.MaxTentativi));
   });
-  trap([&] { NonRisponde(library, record, "Connect Timeout"); });
+  trap([&] { NonRisponde(library, record, {FailureKind::ConnectTimeout}); });
 }
 
 void TracciaSocketClient(Library& library, std::int16_t IdxQuarn, std::int16_t IdxClient) {

@@ -4,7 +4,7 @@
 
 #include "engine/diagnostics/error_notices.h"
 #include "engine/diagnostics/event_reports.h"
-#include "engine/diagnostics/link_history.h"
+#include "engine/diagnostics/failure_reasons.h"
 #include "engine/diagnostics/trace.h"
 #include "engine/link/activation.h"
 #include "engine/records/frm_sock.h"
@@ -17,18 +17,6 @@ namespace quarnex {
 namespace {
 
 constexpr std::int16_t kReconnectSeconds = 10;
-
-constexpr std::pair<std::int16_t, const char*> kSocketErrors[] = {
-    {10038, " Socket operation on non-socket."},
-    {10048, " The specified address is already in use."},
-    {10049, " The specified address is not available."},
-    {10053, " The current connection has been aborted by the network."},
-    {10060, " The current connection has timed out."},
-    {10061, " The requested connection has been refused by the remote host."},
-    {10064, " Remote host is currently unavailable."},
-    {10065, " Remote host is currently unreachable."},
-    {10091, " Remote system is not ready."},
-};
 
 void countFailure(Library& library, ConnectionRecord& record, std::string_view motivo) {
   if (record.NonRispondeSegnalato) return;
@@ -58,10 +46,10 @@ void takeDownServer(Library& library, ConnectionRecord& record, Trap& trap) {
 
 }  // namespace
 
-// NOLINTNEXTLINE(performance-unnecessary-value-param): callers give the record's own, which is emptied here
-void NonRisponde(Library& library, ConnectionRecord& record, std::string motivo) {
+void NonRisponde(Library& library, ConnectionRecord& record, LinkFailure failure) {
+  const std::string motivo = reportText(record, failure);
   clearPendingFailures(library);
-  rememberFailure(library, record, motivo);
+  rememberFailure(library, record, std::move(failure));
   Traccia(library, record.IdxQuarn, "NON RISPONDE ", [&] { return EthTag(library, record.IdxQuarn); });
   ETH_Riconnetti(library, record);
   countFailure(library, record, motivo);
@@ -98,13 +86,6 @@ void ErroreSocketServer(Library& library, std::int16_t IdxQuarn, std::int16_t co
       toInteger(ServerSocket(library, library.ConnectionTable[IdxQuarn].IdxServer).localPort());
   Traccia(library, IdxQuarn, evento, " ERROR CODE :", codice, ' ', EthTag(library, IdxQuarn), ' ', port);
   ErroreETH(library, IdxQuarn, codice, socketErrorText(codice));
-}
-
-std::string socketErrorText(std::int16_t codice) {
-  for (const auto& [known, text] : kSocketErrors) {
-    if (known == codice) return text;
-  }
-  return concat("ErrorCode:", codice);
 }
 
 }  // namespace quarnex

@@ -1,19 +1,17 @@
-// gestione_TCP_generale and HandleETH: every failure of a link, its one recovery, and the words for socket
-// errors.
+// Handles every failure of a link and reconnects it (gestione_TCP_generale, HandleETH).
 #pragma once
 
 #include <cstdint>
-#include <string>
 #include <string_view>
 
 #include "engine/records/library.h"
+#include "quarnex/link_snapshot.h"
 
 namespace quarnex {
 
-/// The failure of a link: reconnects it, counts, reports 109 and 991 when they are due. `motivo` goes by
-/// value: the caller's reason is often `UltimoErrore`, which the reconnection empties. No failure is pending
-/// afterwards, not even one of the callers.
-void NonRisponde(Library& library, ConnectionRecord& record, std::string motivo);
+/// Handles a failure of a link, of which kind, number and text are given: reconnects it, counts, and reports
+/// 109 and 991 when they are due. No failure is pending afterwards, not even one of the callers.
+void NonRisponde(Library& library, ConnectionRecord& record, LinkFailure failure);
 
 /// Closes the link's sockets and activates it again; 10 seconds later it listens or calls. During shutdown it
 /// stays inactive. Never fails.
@@ -25,9 +23,5 @@ void ErroreSocketClient(Library& library, std::int16_t IdxQuarn, std::int16_t co
                         std::string_view evento);
 void ErroreSocketServer(Library& library, std::int16_t IdxQuarn, std::int16_t codice,
                         std::string_view evento);
-
-/// The words for a Windows Sockets number: nine known ones begin with a blank, all others are "ErrorCode:"
-/// and the number.
-std::string socketErrorText(std::int16_t codice);
 
 }  // namespace quarnex

@@ -17,7 +17,7 @@ void keepAliveExpired(Library& library, ConnectionRecord& rec) {
   if (rec.ContaAlive <= kExpiriesTolerated) return;
   ErroreETH(library, rec.IdxQuarn, 0, "TIMEOUT Alive " + EthTag(library, rec.IdxQuarn));
   RinnovaAlive(library, rec);
-  NonRisponde(library, rec, "Alive Timeout");
+  NonRisponde(library, rec, {FailureKind::KeepAliveTimeout});
 }
 
 }  // namespace quarnex

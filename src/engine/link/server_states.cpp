@@ -30,7 +30,7 @@ void failListen(Library& library, ConnectionRecord& record, Trap& trap) {
               concat("Errore ASCOLTO ", EthTag(library, record.IdxQuarn), ':', description));
   });
   trap([&] { ServerSocket(library, record.IdxServer).close(); });
-  trap([&] { NonRisponde(library, record, concat("Listen ", number, ' ', description)); });
+  trap([&] { NonRisponde(library, record, {FailureKind::ListenFailed, number, description}); });
 }
 
 }  // namespace
@@ -65,7 +65,7 @@ void TimeoutAscolto(Library& library, ConnectionRecord& record) {
     ErroreETH(library, record.IdxQuarn, 0,
               concat("Errore : ", EthTag(library, record.IdxQuarn), " non chiama!"));
   });
-  trap([&] { NonRisponde(library, record, "Listen Timeout"); });
+  trap([&] { NonRisponde(library, record, {FailureKind::ListenTimeout}); });
 }
 
 void TracciaSocketServer(Library& library, std::int16_t IdxQuarn, std::int16_t IdxServer) {

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "engine/diagnostics/event_reports.h"
-#include "engine/diagnostics/link_history.h"
+#include "engine/diagnostics/failure_reasons.h"
 #include "engine/diagnostics/trace.h"
 #include "engine/link/activation.h"
 #include "engine/link/client_states.h"
@@ -50,12 +50,12 @@ void traceServer(Library& library, std::int16_t i, std::int16_t Index, std::stri
 
 void noteClose(Library& library, ConnectionRecord& record, std::int16_t ErrorCode) {
   rememberFailure(library, record,
-                  ErrorCode == 0 ? std::string("closed by the peer")
-                                 : concat(ErrorCode, ' ', socketErrorText(ErrorCode)));
+                  {ErrorCode == 0 ? FailureKind::ClosedByPeer : FailureKind::ConnectionBroken, ErrorCode});
 }
 
 void connected(Library& library, ConnectionRecord& record, std::int16_t Index, Trap& trap) {
   trap([&] { traceClient(library, record.IdxQuarn, Index, "Client CONNESSO "); });
+  rememberConnection(library, record);
   ImpostaStato(library, record, kConnected, kConnectedSeconds);
   trap([&] { AzzeraRicezione(library, record.IdxQuarn); });
   trap([&] { SegnalaConnesso(library, record); });
@@ -65,7 +65,7 @@ void connectFailed(Library& library, ConnectionRecord& record, std::int16_t Inde
                    Trap& trap) {
   trap([&] { ErroreSocketClient(library, record.IdxQuarn, ErrorCode, "ClientSocket_Connect"); });
   trap([&] { ClientSocket(library, Index).close(); });
-  trap([&] { NonRisponde(library, record, record.UltimoErrore); });
+  trap([&] { NonRisponde(library, record, {FailureKind::CallFailed, ErrorCode}); });
 }
 
 void accepted(Library& library, ConnectionRecord& record, std::int16_t Index, std::int32_t SocketHandle,
@@ -75,6 +75,7 @@ void accepted(Library& library, ConnectionRecord& record, std::int16_t Index, st
   trap([&] { ServerSocket(library, Index).setRemoteHost(SrvAccept(library, Index).remoteHost()); });
   trap([&] { AzzeraRicezione(library, record.IdxQuarn); });
   trap([&] { SegnalaConnesso(library, record); });
+  rememberConnection(library, record);
   ImpostaStato(library, record, kConnected, kConnectedSeconds);
   trap([&] { traceServer(library, record.IdxQuarn, Index, "Server CONNESSO ", SrvAccept); });
 }
@@ -84,7 +85,7 @@ void acceptFailed(Library& library, ConnectionRecord& record, std::int16_t Index
   trap([&] { ErroreSocketServer(library, record.IdxQuarn, ErrorCode, "ServerSocket_Accept"); });
   trap([&] { SrvAccept(library, Index).close(); });
   trap([&] { ServerSocket(library, Index).close(); });
-  trap([&] { NonRisponde(library, record, record.UltimoErrore); });
+  trap([&] { NonRisponde(library, record, {FailureKind::AcceptFailed, ErrorCode}); });
 }
 
 // The peer of a server link hung up: what becomes of the listening socket.

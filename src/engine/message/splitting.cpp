@@ -47,6 +47,7 @@ void DividiMessaggio(Library& library, ConnectionRecord& rec, std::string_view m
   trap([&] { length = toInteger(static_cast<std::int64_t>(messaggio.size())); });
   if (length >= kMessageLengthMin) {
     RinnovaAlive(library, rec);
+    rec.history.messageReceived = true;
     trap([&] { SegnalaRisponde(library, rec); });
     trap([&] { SegnalaAnomaliaRientrata(library, rec); });
     rec.ChiusuraRemota = false;

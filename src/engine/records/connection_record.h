@@ -6,6 +6,7 @@
 #include <string>
 
 #include "engine/records/text_buffer.h"
+#include "quarnex/link_snapshot.h"
 #include "services/byte_queue.h"
 #include "services/prefetch.h"
 #include "services/wall_clock.h"
@@ -28,14 +29,9 @@ constexpr std::int16_t kHandlerRunning = 0;
 
 /// What happened on a link, for `LinkSnapshot` only: nothing that the link does depends on it.
 struct LinkHistory {
-  struct Failure {
-    Instant at;
-    bool whileConnected = false;
-    std::string reason;
-  };
-
-  Instant since;  // when the link became what it is: connected, not connected, closed
-  std::unique_ptr<Failure> lastFailure;
+  Instant since;       // begin of this connection, or of the time without one
+  bool messageReceived = false;  // a message has arrived on this connection
+  std::unique_ptr<LinkFailure> lastFailure;
   std::uint64_t textsSent = 0, textsReceived = 0;
   std::uint64_t framesSent = 0, framesReceived = 0;
   std::uint64_t repetitions = 0;

@@ -166,7 +166,7 @@ TEST(Trap, IsSettledByAReconnectionInsideIt) {
     Trap caller(host.library);
     Trap reconnection(host.library);
     caller([] { throw Failure(5, "boom"); });
-    reconnection([&] { NonRisponde(host.library, host.record(1), "because"); });
+    reconnection([&] { NonRisponde(host.library, host.record(1), {FailureKind::ReplyTimeout}); });
     EXPECT_FALSE(caller.pending());
     EXPECT_EQ(reconnection.pending(), !readable);
   }
@@ -201,104 +201,6 @@ TEST(Sockets, InANegativeStateAreBusy) {
     EXPECT_THAT(host.inbound(1), testing::Contains(client ? "991 127.0.0.1:20308 Connect Timeout"
                                                           : "991 0.0.0.0:20308 Listen Timeout"));
   }
-}
-
-TEST(Snapshot, SaysWhyALinkIsAsItIs) {
-  const struct {
-    bool client;
-    void (*bring)(StubHost& host);
-    const char* why;
-  } rows[] = {
-      {true, [](StubHost& host) { host.socket("ClientSocket").stateNow = 1; },
-       "down since 08:39:21: not connected yet; next call at 08:39:32"},
-      {true, [](StubHost& host) { host.tickAfter(11); },
-       "down since 08:39:21: not connected yet; calling 127.0.0.1:20308 until 08:40:33"},
-      {false, [](StubHost& host) { host.tickAfter(11); },
-       "down since 08:39:21: not connected yet; listening on port 20308 until 08:40:33"},
-      {false,
-       [](StubHost& host) {
-         host.tickAfter(11);
-         host.failing.insert({"localPort ServerSocket", Failure(5, "boom")});
-       },
-       "down since 08:39:21: not connected yet; listening until 08:40:33"},
-      {true,
-       [](StubHost& host) {
-         host.tickAfter(11);
-         host.events().onConnect(SocketArray::ClientSocket, 1, 0);
-         for (const int seconds : {0, 0, 6}) host.tickAfter(seconds);
-       },
-       "connected to 127.0.0.1:20308 since 08:39:32; the peer does not answer"},
-      {false,
-       [](StubHost& host) {
-         host.tickAfter(11);
-         host.events().onAccept(SocketArray::ServerSocket, 1, 9, 0);
-         host.tickAfter(16);
-       },
-       "connected to 127.0.0.1:20308 since 08:39:32; the peer does not answer"},
-      {false,
-       [](StubHost& host) {
-         host.tickAfter(11);
-         host.tickAfter(61);
-       },
-       "down since 08:39:21: nobody called within 60 seconds (while listening, at 08:40:33); listens again "
-       "at 08:40:44"},
-      {true,
-       [](StubHost& host) {
-         host.tickAfter(11);
-         host.events().onConnect(SocketArray::ClientSocket, 1, 0);
-         host.quarn.Chiudi(1);
-       },
-       "connected to 127.0.0.1:20308 since 08:39:32; the peer has been asked to close"},
-      {true,
-       [](StubHost& host) {
-         host.tickAfter(11);
-         host.events().onConnect(SocketArray::ClientSocket, 1, 0);
-         host.tickAfter(0);
-         host.quarn.Uscita();
-         host.failing.insert({"send ClientSocket", Failure(10057, "boom")});
-         host.tickAfter(1);
-       },
-       "closed during shutdown: sending failed: error 10057, boom (while connected, at 08:39:33)"},
-      {true, [](StubHost& host) { host.quarn.Uscita(); }, "closed by the host since 08:39:21"},
-  };
-  for (const auto& row : rows) {
-    StubHost host;
-    host.addOpen(row.client);
-    row.bring(host);
-    EXPECT_EQ(host.quarn.snapshot(1).why, row.why);
-  }
-  StubHost host;
-  const LinkSnapshot local = host.quarn.snapshot(host.quarn.Add("A", 1, true, false));
-  EXPECT_EQ(local.endpoint + ": " + local.why, "Buffer: works inside the process, without TCP");
-  const std::int16_t unopened = host.quarn.Add("A", 2, true, true);
-  host.quarn.Uscita();
-  EXPECT_EQ(host.quarn.snapshot(unopened).why, "not opened");
-  const std::int16_t portless = host.quarn.Add("A", 12668, true, true);
-  host.quarn.Apri(portless);
-  EXPECT_THAT(host.quarn.snapshot(portless).why, testing::HasSubstr("identifier 12668 has no port"));
-}
-
-TEST(Snapshot, TellsThePhases) {
-  StubHost host;
-  const std::int16_t link = host.quarn.Add("MIRTAN", 5, false, true);
-  const auto phase = [&] { return std::string(nameOf(host.quarn.snapshot(link).phase)); };
-  EXPECT_EQ(phase(), "closed");
-  EXPECT_EQ(host.quarn.snapshot(link).why, "not opened");
-  host.quarn.Apri(link);
-  EXPECT_EQ(phase(), "waiting");
-  EXPECT_EQ(host.quarn.snapshot(link).why,
-            "down since 08:39:21: not connected yet; listens again at 08:39:32");
-  host.tickAfter(11);
-  EXPECT_EQ(phase(), "listening");
-  host.events().onAccept(SocketArray::ServerSocket, 1, 9, 0);
-  EXPECT_EQ(host.quarn.snapshot(link).why, "connected to 127.0.0.1:20308 since 08:39:32");
-  host.events().onClose(SocketArray::SrvAccept, 1, 10054);
-  host.happened();
-  EXPECT_EQ(host.quarn.snapshot(link).why,
-            "down since 08:39:32: error 10054, the connection was reset by the peer (while connected, at "
-            "08:39:32); "
-            "listens again at 08:39:43");
-  EXPECT_THAT(host.happened(), testing::IsEmpty());
 }
 
 }  // namespace
