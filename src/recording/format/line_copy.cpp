@@ -1,7 +1,7 @@
 #include "recording/format/line_copy.h"
 
-#include "recording/format/line_fields.h"
-#include "recording/format/line_values.h"
+#include "recording/format/json_fields.h"
+#include "recording/format/line_parser.h"
 #include "recording/format/line_writer.h"
 
 namespace quarnex::recording {

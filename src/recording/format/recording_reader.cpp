@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "recording/format/line_values.h"
+#include "recording/format/line_parser.h"
 
 namespace quarnex::recording {
 namespace {

@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "recording/format/json_fields.h"
 #include "recording/format/line.h"
-#include "recording/format/line_fields.h"
 
 namespace quarnex::recording {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "engine/records/text_pieces.h"
+#include "recording/format/line_words.h"
 #include "recording/format/text_codes.h"
-#include "recording/printer/line_words.h"
 #include "services/wall_clock.h"
 
 namespace quarnex::recording {

@@ -3,8 +3,8 @@
 #include <memory>
 #include <variant>
 
+#include "recording/format/json_fields.h"
 #include "recording/format/line_copy.h"
-#include "recording/format/line_fields.h"
 
 namespace quarnex::recording {
 namespace {

@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
+#include "recording/format/json_fields.h"
 #include "recording/format/line.h"
-#include "recording/format/line_fields.h"
 
 namespace quarnex::recording {
 

@@ -1,4 +1,4 @@
-#include "recording/format/line_fields.h"
+#include "recording/format/json_fields.h"
 
 #include <algorithm>
 #include <nlohmann/json.hpp>

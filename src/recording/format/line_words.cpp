@@ -1,4 +1,4 @@
-#include "recording/printer/line_words.h"
+#include "recording/format/line_words.h"
 
 #include <string_view>
 

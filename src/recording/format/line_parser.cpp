@@ -1,4 +1,4 @@
-#include "recording/format/line_values.h"
+#include "recording/format/line_parser.h"
 
 #include <algorithm>
 #include <bit>
