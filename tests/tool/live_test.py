@@ -117,7 +117,7 @@ def signals_end_a_session(identifier):
         peer = Peer.accept(listener, identifier)
         peer.expect(b"never acknowledged", b"9CMD", b"9.")
         session.process.send_signal(signal.SIGTERM)
-        session.await_message(b"closing; once more ends it at once")
+        session.await_message(b"closing; a second Ctrl-C ends the program at once")
         session.process.send_signal(signal.SIGINT)
         CHECK.assertEqual(130, session.finish()[0])
 

@@ -13,13 +13,13 @@ namespace {
 
 using std::chrono::steady_clock;
 
-// Received texts that standard output has not taken are held up to this size; the rest stays in the link's
-// queue.
+// Received texts stay in the link's queue while more bytes than this are unwritten.
 constexpr std::size_t kUnwrittenBytesMax = std::size_t{16} * 1024 * 1024;
 constexpr int kQueueLimit = 5000;
-// When a link is asked to close, it drops what its host has not taken; hosts look several times a second.
+// A link that is asked to close drops texts that its host has not taken yet, so the peer's host gets this
+// time before the close.
 constexpr std::chrono::seconds kTimeForPeersHost{1};
-// Each attempt of an outage fails like the one before it. What it says is said again after so long.
+// Attempts during an outage usually fail for the same reason, which is printed again after this time.
 constexpr std::chrono::minutes kReminder{10};
 
 }  // namespace
@@ -34,7 +34,7 @@ void LinkSession::open() {
 }
 
 bool LinkSession::run() {
-  while (stage_ != Stage::Ended) step();
+  while (stage_ != SessionStage::Ended) step();
   console_.print(summary());
   quarn_.DisattivaLog(index_);
   output_.flush();
@@ -43,8 +43,8 @@ bool LinkSession::run() {
 }
 
 void LinkSession::step() {
-  const bool reading = stage_ == Stage::Open && lines_.wantsInput();
-  // Ticks end the wait five times a second.
+  const bool reading = stage_ == SessionStage::Open && lines_.wantsInput();
+  // The ticks end the wait five times a second.
   turnHost(loop_, reading ? &input_ : nullptr, {&console_.output(), &output_}, std::chrono::seconds(1));
   const LinkSnapshot link = quarn_.snapshot(index_);
   takeTraces(link);
@@ -52,12 +52,12 @@ void LinkSession::step() {
   printState(link);
   checkStreams();
   checkRecording();
-  if (stage_ == Stage::Open) lines_.takeLines();
+  if (stage_ == SessionStage::Open) lines_.takeLines();
   const std::uint64_t acknowledged = lines_.acknowledged();
   lines_.advance(quarn_, link);
   if (lines_.acknowledged() > acknowledged) lastAcknowledgement_ = steady_clock::now();
   advanceStage();
-  console_.showProgress(stage_ == Stage::Ended ? "" : progress(link));
+  console_.showProgress(stage_ == SessionStage::Ended ? "" : progress(link));
 }
 
 void LinkSession::takeItems(const LinkSnapshot& link) {
@@ -70,7 +70,8 @@ void LinkSession::takeItems(const LinkSnapshot& link) {
   }
 }
 
-// A peer can send a text that is a report; one of another link's name is no report of ours.
+// A peer can send a text in the form of a report; only those with this link's name are reports of our
+// library.
 void LinkSession::takeItem(const std::string& item, const LinkSnapshot& link) {
   const std::optional<EventReport> report = parseEventReport(item);
   if (report && report->identifier == options_.identifier && report->type == options_.type) {
@@ -83,7 +84,8 @@ void LinkSession::takeItem(const std::string& item, const LinkSnapshot& link) {
   output_.append(item + '\n');
 }
 
-// 702 comes after every failed attempt, too, and twice at a close.
+// The library also reports 702 after each failed attempt, and twice at a close; only the first one is
+// printed.
 void LinkSession::printReport(const EventReport& report, const LinkSnapshot& link) {
   const bool before = connected_;
   if (report.code == kConnectedReport) {
@@ -95,16 +97,14 @@ void LinkSession::printReport(const EventReport& report, const LinkSnapshot& lin
   const std::string words = reportInWords(report, link);
   if (words.empty()) return;
   const bool replaced = report.code == kConnectedReport && before;
-  console_.print(timeOfReport(report),
-                 words + (replaced ? ", another caller in place of the one before" : ""));
+  console_.print(timeOfReport(report), words + (replaced ? ", a new caller replaced the previous one" : ""));
 }
 
 void LinkSession::takeTraces(const LinkSnapshot& link) {
   for (int i = 0; i < link.captured; ++i) console_.print("| " + quarn_.GetDebug(index_));
 }
 
-// The reports announce connections; in every other phase the sentence of the snapshot contains more than they
-// do.
+// Reports announce connections; for every other phase the snapshot's sentence contains more than the report.
 void LinkSession::printState(const LinkSnapshot& link) {
   if (link.phase == LinkPhase::Connected) return;
   if (link.phase == phaseSeen_ && link.deadline == deadlineSeen_) return;
@@ -137,18 +137,18 @@ void LinkSession::checkRecording() {
 }
 
 void LinkSession::advanceStage() {
-  if (stage_ == Stage::Open && (lines_.inputTaken() || interrupted() || output_.broken())) {
-    if (interrupted()) console_.print("closing; once more ends it at once");
-    enter(Stage::Draining);
+  if (stage_ == SessionStage::Open && (lines_.inputTaken() || interrupted() || output_.broken())) {
+    if (interrupted()) console_.print("closing; a second Ctrl-C ends the program at once");
+    enter(SessionStage::Draining);
   }
-  if (stage_ == Stage::Draining) drain();
-  if (stage_ == Stage::Closing) close();
+  if (stage_ == SessionStage::Draining) drain();
+  if (stage_ == SessionStage::Closing) close();
 }
 
 void LinkSession::drain() {
   const auto now = steady_clock::now();
   if (lines_.settled() && now >= lastAcknowledgement_ + kTimeForPeersHost) {
-    enter(Stage::Closing);
+    enter(SessionStage::Closing);
     quarn_.Uscita();
   } else if (!lines_.settled() && now >= patienceEnd()) {
     lines_.giveUp();
@@ -161,20 +161,20 @@ void LinkSession::close() {
   closed_ = quarn_.ProntoPerUscire() == -1;
   if (closed_) return end();
   if (steady_clock::now() < patienceEnd()) return;
-  console_.print("the peer was asked to close and has not done so");
+  console_.print("the peer has not closed the link in time");
   end();
 }
 
-// Closing itself makes reports.
+// The close itself causes reports and traces.
 void LinkSession::end() {
-  enter(Stage::Ended);
+  enter(SessionStage::Ended);
   const LinkSnapshot link = quarn_.snapshot(index_);
   takeTraces(link);
   takeItems(link);
   printState(link);
 }
 
-void LinkSession::enter(Stage stage) {
+void LinkSession::enter(SessionStage stage) {
   stage_ = stage;
   stageBegan_ = steady_clock::now();
 }
@@ -185,7 +185,7 @@ steady_clock::time_point LinkSession::patienceEnd() const {
 
 std::string LinkSession::progress(const LinkSnapshot& link) const {
   std::string words = waitInWords(link, wallSecond());
-  if (stage_ != Stage::Draining && stage_ != Stage::Closing) return words;
+  if (stage_ != SessionStage::Draining && stage_ != SessionStage::Closing) return words;
   const auto left = std::chrono::ceil<std::chrono::seconds>(patienceEnd() - steady_clock::now()).count();
   if (!words.empty()) words += "; ";
   words += lines_.settled() ? "closing" : counted(lines_.unsettled(), "line") + " to be acknowledged";

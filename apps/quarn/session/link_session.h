@@ -1,4 +1,4 @@
-// One link in the manner of netcat: lines of standard input go to the peer, its texts to standard output.
+// Runs one link for quarn listen and quarn call: sends the lines of standard input, prints received texts.
 #pragma once
 
 #include <chrono>
@@ -21,26 +21,26 @@ struct SessionOptions {
   std::string type;
   std::int16_t identifier = 0;
   bool client = false;                   ///< this side calls; otherwise it listens
-  int waitSeconds = 30;                  ///< patience at the end
-  std::optional<std::string> logPrefix;  ///< keep a log whose file name begins so
-  std::optional<std::string> recording;  ///< keep a recording in this file
-  bool trace = false;                    ///< the link's trace on standard error
-  bool raw = false;                      ///< reports on standard error also as they are
+  int waitSeconds = 30;                  ///< longest wait for an acknowledgement or the close at the end
+  std::optional<std::string> logPrefix;  ///< start of the name of a log file; none = no log
+  std::optional<std::string> recording;  ///< file for a recording; none = no recording
+  bool trace = false;                    ///< print the link's trace
+  bool raw = false;                      ///< print reports also as the library returns them
 };
 
-/// A session from `open` to its end. At the end of the input, or interrupted, it waits until the lines have
-/// been acknowledged, closes the link and waits for that.
+/// At the end of the input, or after Ctrl-C, waits until the peer has acknowledged all lines, closes the link
+/// and waits for the close.
 class LinkSession {
  public:
   explicit LinkSession(const SessionOptions& options) : options_(options) {}
 
   /// Opens the link. Throws `Failure` if the log cannot be created.
   void open();
-  /// Turns the loop to the end. True if every line was acknowledged, the link closed and the input read.
+  /// Runs to the end. Returns true if every line was acknowledged, the link closed and no stream failed.
   bool run();
 
  private:
-  enum class Stage { Open, Draining, Closing, Ended };
+  enum class SessionStage { Open, Draining, Closing, Ended };
 
   void step();
   void takeItems(const LinkSnapshot& link);
@@ -55,7 +55,7 @@ class LinkSession {
   void drain();
   void close();
   void end();
-  void enter(Stage stage);
+  void enter(SessionStage stage);
   std::chrono::steady_clock::time_point patienceEnd() const;
   std::string progress(const LinkSnapshot& link) const;
   std::string summary() const;
@@ -64,22 +64,22 @@ class LinkSession {
   QuarnSocket quarn_;
   HostLoop loop_;
   Console console_;
-  LineReader input_{kStandardInput, std::size_t{1024} * 1024};  // no text of that length can be sent
+  LineReader input_{kStandardInput, std::size_t{1024} * 1024};  // longer lines fit into no message
   OutputBuffer output_{kStandardOutput};
   OutgoingLines lines_{input_, console_};
   std::int16_t index_ = 0;
 
-  Stage stage_ = Stage::Open;
+  SessionStage stage_ = SessionStage::Open;
   std::chrono::steady_clock::time_point stageBegan_, lastAcknowledgement_;
   bool closed_ = false;
   bool streamFailed_ = false;
   bool recordingFailed_ = false;
   bool queueFilled_ = false;
-  bool connected_ = false;  // by the reports
+  bool connected_ = false;  // according to the reports
   std::uint64_t received_ = 0;
-  LinkPhase phaseSeen_ = LinkPhase::Closed;  // of the last state, with its deadline
+  LinkPhase phaseSeen_ = LinkPhase::Closed;  // phase and deadline at the last `printState`
   std::optional<std::int64_t> deadlineSeen_;
-  std::set<Outage> printed_;  // since the last connection or reminder
+  std::set<Outage> printed_;  // outages printed since the last connection or reminder
   std::chrono::steady_clock::time_point printedSince_;
 };
 

@@ -11,15 +11,16 @@
 
 namespace quarnex::tool {
 
-/// A report about `link`: "connected to 127.0.0.1:20308", "not answering: 127.0.0.1:20308, error 10061, ...".
+/// Describes a report about `link`: "connected to 127.0.0.1:20308", "not answering: 127.0.0.1:20308, error
+/// 10061, ...".
 /// "" for an error notice, whose reason `LinkSnapshot::why` gives.
 std::string reportInWords(const EventReport& report, const LinkSnapshot& link);
 
-/// "14:20:05", the report's own time of day.
+/// Returns the time of day in the report, "14:20:05".
 std::string timeOfReport(const EventReport& report);
 
-/// The phase and the last failure of a link. Equal for two sentences `LinkSnapshot::why` about one
-/// unconnected link that differ in times only.
+/// The phase and the last failure of an unconnected link. Equal values mean that two `LinkSnapshot::why`
+/// sentences differ in their times only.
 struct Outage {
   LinkPhase phase;
   std::optional<FailureKind> failure;
@@ -30,7 +31,7 @@ struct Outage {
 };
 Outage outageOf(const LinkSnapshot& link);
 
-/// How long the link's present wait still lasts at second `now`, "calls in 7 s"; "" if it waits for nothing.
+/// Describes the rest of the link's current wait at second `now`, "calls in 7 s"; "" without a wait.
 std::string waitInWords(const LinkSnapshot& link, std::int64_t now);
 
 }  // namespace quarnex::tool
