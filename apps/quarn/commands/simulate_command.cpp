@@ -32,13 +32,13 @@ constexpr std::uint64_t kHoursMax = 100'000;
 constexpr std::uint64_t kSeedsMax = 1'000'000;
 constexpr std::uint64_t kJobsMax = 256;
 constexpr std::uint64_t kLinkHoursMax = 1'000'000'000;
-constexpr std::uint64_t kLeastSeen = 10;
+constexpr std::uint64_t kOccurrencesMin = 10;  // with --expect-all
 
 struct ManyPlan {
   simulation::RunPlan plan;
   std::uint64_t seeds = 1;
   unsigned jobs = 1;
-  double linkHoursEnough = 0;  // 0 = all seeds
+  double linkHoursMax = 0;  // start no further seed after these; 0 = no limit
   bool expectAll = false;
 };
 
@@ -75,8 +75,8 @@ simulation::FaultSet faultsOf(const std::string& list) {
   }
 }
 
-// Made if there is none. Better known now than after the hours of the run.
-bool takesRecordings(const std::filesystem::path& directory) {
+// Creates the directory if necessary. Called before the run, which may take hours.
+bool isUsableForRecordings(const std::filesystem::path& directory) {
   std::error_code ignored;
   std::filesystem::create_directories(directory, ignored);
   return std::filesystem::is_directory(directory, ignored) &&
@@ -87,12 +87,12 @@ void requireUsableDirectory(const ManyPlan& many) {
   if (!many.plan.recordDirectory) return;
   if (many.seeds > 1)
     throw std::invalid_argument("--record keeps the recordings of one seed: leave out --seeds");
-  if (!takesRecordings(*many.plan.recordDirectory))
+  if (!isUsableForRecordings(*many.plan.recordDirectory))
     throw std::invalid_argument("--record \"" + many.plan.recordDirectory->string() +
-                                "\": give a directory that can be written or made");
+                                "\": give a directory that you can create or write to");
 }
 
-void complain(const simulation::RunPlan& plan, std::uint64_t seed, const simulation::Finding& finding) {
+void printFinding(const simulation::RunPlan& plan, std::uint64_t seed, const simulation::Finding& finding) {
   std::cout.flush();
   std::cerr << "quarn: seed " << seed << ", " << inSeconds(finding.at);
   if (finding.host != 0) std::cerr << ", host " << finding.host;
@@ -102,7 +102,7 @@ void complain(const simulation::RunPlan& plan, std::uint64_t seed, const simulat
   std::cerr << '\n';
 }
 
-// Of a seed that went without them.
+// Runs the seed again with a recorder, unless the run was recorded.
 void keepRecordings(simulation::RunPlan plan, std::uint64_t seed) {
   if (plan.recordDirectory) return;
   plan.seed = seed;
@@ -111,7 +111,7 @@ void keepRecordings(simulation::RunPlan plan, std::uint64_t seed) {
     const auto folder = simulation::recordAgain(plan, std::filesystem::temp_directory_path());
     std::cerr << " are in " << folder.string() << '\n';
   } catch (const std::exception& failure) {
-    std::cerr << " could not be kept: " << failure.what() << '\n';
+    std::cerr << " could not be written: " << failure.what() << '\n';
   }
 }
 
@@ -122,20 +122,20 @@ int simulateOne(const simulation::RunPlan& plan) {
   std::cout.flush();
   printSpeed(result, watch.cpuSeconds(), watch.elapsedSeconds());
   if (result.finding) {
-    complain(plan, plan.seed, *result.finding);
+    printFinding(plan, plan.seed, *result.finding);
     keepRecordings(plan, plan.seed);
   }
   if (!result.recordingsWhole)
-    std::cerr << "quarn: the disk did not take all recordings; give a directory with more room\n";
+    std::cerr << "quarn: the disk did not accept all recordings; give a directory on a larger disk\n";
   return result.finding || !result.recordingsWhole ? kBroken : 0;
 }
 
-// Whichever of the two ends the run is named with its end.
+// Shows the limit that ends the run: the number of seeds or the link-hours.
 void showProgress(Console& console, const ManyPlan& many, std::uint64_t runs, double linkHours) {
   std::string words = std::to_string(runs);
-  if (many.linkHoursEnough == 0) words += " of " + std::to_string(many.seeds);
+  if (many.linkHoursMax == 0) words += " of " + std::to_string(many.seeds);
   words += " seeds, " + std::to_string(std::llround(linkHours));
-  if (many.linkHoursEnough > 0) words += " of " + std::to_string(std::llround(many.linkHoursEnough));
+  if (many.linkHoursMax > 0) words += " of " + std::to_string(std::llround(many.linkHoursMax));
   console.showProgress(words + " link-hours");
   console.output().flush();
 }
@@ -145,7 +145,7 @@ void endProgress(Console& console) {
   console.output().flush();
 }
 
-// The first seed that fails ends it: those already begun run to their end.
+// Starts no further seed after the first failed one; runs already started finish.
 int simulateSeveral(const ManyPlan& many) {
   const Stopwatch watch;
   Console console;
@@ -158,10 +158,10 @@ int simulateSeveral(const ManyPlan& many) {
     showProgress(console, many, runs, sums.linkHours);
     if (result.finding) {
       endProgress(console);
-      complain(many.plan, seed, *result.finding);
+      printFinding(many.plan, seed, *result.finding);
       failed = failed.value_or(seed);
     }
-    return !failed && (many.linkHoursEnough == 0 || sums.linkHours < many.linkHoursEnough);
+    return !failed && (many.linkHoursMax == 0 || sums.linkHours < many.linkHoursMax);
   });
   endProgress(console);
   printRuns(many.plan, runs, sums);
@@ -169,13 +169,13 @@ int simulateSeveral(const ManyPlan& many) {
   printSpeed(sums, watch.cpuSeconds(), watch.elapsedSeconds());
   if (failed) keepRecordings(many.plan, *failed);
   if (!many.expectAll) return failed ? kBroken : 0;
-  const auto missing = sums.seenLessThan(kLeastSeen, many.plan.faults);
+  const auto missing = sums.seenLessThan(kOccurrencesMin, many.plan.faults);
   for (const std::string& name : missing)
-    std::cerr << "quarn: " << name << " was seen fewer than " << kLeastSeen << " times\n";
+    std::cerr << "quarn: " << name << " occurred fewer than " << kOccurrencesMin << " times\n";
   return failed || !missing.empty() ? kBroken : 0;
 }
 
-int simulateAndTell(const ManyPlan& many) {
+int runSimulation(const ManyPlan& many) {
   try {
     requireUsableDirectory(many);
     return many.seeds == 1 && !many.expectAll ? simulateOne(many.plan) : simulateSeveral(many);
@@ -230,7 +230,7 @@ std::vector<Argument> argumentsFor(ManyPlan& many) {
           {.name = "--link-hours",
            .placeholder = "L",
            .help = "start no further seed after L link-hours",
-           .store = storeIn(many.linkHoursEnough, 1, kLinkHoursMax)},
+           .store = storeIn(many.linkHoursMax, 1, kLinkHoursMax)},
           {.name = "--expect-all",
            .placeholder = "",
            .help = "fail if a fault, a kind of fault, a cause or a trace text occurred fewer than 10 times",
@@ -258,7 +258,7 @@ Command simulateCommand() {
                    {"quarn simulate --seed 7 --hours 1 --faults clock-back,stall --record /tmp/seven", ""},
                    {"quarn replay /tmp/seven/*.jsonl", ""}},
       .arguments = argumentsFor(*many),
-      .run = [many] { return simulateAndTell(*many); }};
+      .run = [many] { return runSimulation(*many); }};
 }
 
 }  // namespace quarnex::tool

@@ -8,7 +8,7 @@
 namespace quarnex::tool {
 namespace {
 
-constexpr double kHoursOfAYear = 365.25 * 24;
+constexpr double kHoursPerYear = 365.25 * 24;
 
 std::string withOneDigit(double number) {
   char text[32];
@@ -40,9 +40,9 @@ void printTexts(const simulation::RunNumbers& numbers) {
   std::cout << "texts       " << numbers.textsSent << " sent, " << numbers.textsDelivered << " delivered, "
             << numbers.textsSent - numbers.textsDelivered << " not, " << numbers.textsAgain
             << " delivered again, " << numbers.textsOld << " late, " << numbers.textsForeign
-            << " of strangers or damaged\n";
+            << " damaged or from strangers\n";
   printCauses("lost", numbers.losses);
-  printCauses("doubled", numbers.duplicates);
+  printCauses("repeated", numbers.duplicates);
 }
 
 void printReports(const simulation::RunNumbers& numbers) {
@@ -54,7 +54,7 @@ void printReports(const simulation::RunNumbers& numbers) {
 void printWork(const simulation::RunNumbers& numbers) {
   std::cout << "work        " << numbers.steps << " steps, " << numbers.framesSent << " frames, "
             << numbers.connections << " connections, " << numbers.engines << " engines\n"
-            << "disks       " << numbers.disksPlayed << " recordings on failing ones played, "
+            << "disks       " << numbers.disksPlayed << " recordings on failing disks replayed, "
             << numbers.diskGaps << " of them up to a gap\n";
 }
 
@@ -81,7 +81,7 @@ void printRun(const simulation::RunPlan& plan, const simulation::RunResult& resu
   printReports(result);
   printWork(result);
   std::cout << "recovery    " << inSeconds(result.recovery) << ", after " << inSeconds(result.aftermath)
-            << " of stalls and clocks behind; leaving " << inSeconds(result.exit) << '\n';
+            << " of stalls and clocks behind; exit " << inSeconds(result.exit) << '\n';
   char hash[32];
   std::snprintf(hash, sizeof hash, "%016llx", static_cast<unsigned long long>(result.hash));
   std::cout << "recordings  " << hash << '\n';
@@ -90,20 +90,20 @@ void printRun(const simulation::RunPlan& plan, const simulation::RunResult& resu
 void printRuns(const simulation::RunPlan& plan, std::uint64_t runs, const simulation::RunNumbers& sums) {
   std::cout << "seeds       " << runs << " from " << plan.seed << " on\n"
             << "time        " << withOneDigit(sums.linkHours) << " link-hours, "
-            << withOneDigit(sums.linkHours / kHoursOfAYear) << " link-years\n";
+            << withOneDigit(sums.linkHours / kHoursPerYear) << " link-years\n";
   printFaults(sums, plan.faults);
   printTexts(sums);
   printReports(sums);
   printTraces(sums);
   printWork(sums);
-  std::cout << "recovery    " << inSeconds(sums.recovery) << " at most; leaving " << inSeconds(sums.exit)
+  std::cout << "recovery    " << inSeconds(sums.recovery) << " at most; exit " << inSeconds(sums.exit)
             << " at most\n";
 }
 
 void printSpeed(const simulation::RunNumbers& numbers, double cpuSeconds, double elapsedSeconds) {
   std::fprintf(stderr, "%.1f s, %.1f s of CPU: %.0f link-hours a CPU second, %.2f link-years a CPU minute\n",
                elapsedSeconds, cpuSeconds, numbers.linkHours / cpuSeconds,
-               numbers.linkHours / kHoursOfAYear / cpuSeconds * 60);
+               numbers.linkHours / kHoursPerYear / cpuSeconds * 60);
 }
 
 }  // namespace quarnex::tool

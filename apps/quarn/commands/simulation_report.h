@@ -1,4 +1,4 @@
-// What `quarn simulate` tells of its runs, in numbers.
+// Prints the results of simulated runs: counts of faults, texts, reports and work, and the speed.
 #pragma once
 
 #include <cstdint>
@@ -8,13 +8,13 @@
 
 namespace quarnex::tool {
 
-/// "12.5 s".
+/// Returns "12.5 s".
 std::string inSeconds(simulation::Milliseconds duration);
 
 void printRun(const simulation::RunPlan& plan, const simulation::RunResult& result);
-/// The sums of `runs` runs from `plan.seed` on.
+/// Prints the sums of `runs` runs, whose first seed is `plan.seed`.
 void printRuns(const simulation::RunPlan& plan, std::uint64_t runs, const simulation::RunNumbers& sums);
-/// On standard error, since it differs from run to run: the processor's time and what came of it.
+/// Prints time and speed on standard error, because they differ from run to run.
 void printSpeed(const simulation::RunNumbers& numbers, double cpuSeconds, double elapsedSeconds);
 
 }  // namespace quarnex::tool
