@@ -144,7 +144,7 @@ class CommandLine(unittest.TestCase):
             ("--seed 1 --jobs 257", '--jobs "257": give a whole number from 1 to 256'),
             ("--seed 1 --link-hours=", '--link-hours'),
             ("--seed 1 --record=", "--record"),
-            ("--seed 1 --record /proc", '--record "/proc": give a directory that can be written'),
+            ("--seed 1 --record /proc", '--record "/proc": give a directory that you can create or write to'),
             ("--seed 1 --record /dev/null", '--record "/dev/null"'),
             ("--seed 1 --record /tmp --seeds 2", "leave out --seeds"),
         )],
