@@ -262,43 +262,51 @@ TEST(Memory, IsBoundedByWhatItHolds) {
   EXPECT_EQ(heldBeyondNeed(record), "UltimoLotto holds too much memory");
 }
 
-TEST(AHash, SeesEveryPartOfALine) {
-  using recording::LineKind;
-  using recording::LineParts;
+TEST(AHash, DependsOnEveryMemberOfALine) {
+  using namespace recording;
+  const StepStart now{{1}, {}, false};
+  const SocketId client{SocketArray::ClientSocket, 1};
   const Value yes = true, one = std::int16_t{1}, text = std::string("1");
-  std::vector<LineParts> lines = {{},
-                                  {.kind = LineKind::Tick},
-                                  {.nested = true},
-                                  {.event = EventKind::Accept},
-                                  {.operation = Operation::Fetch},
-                                  {.operation = Operation::LocalPort},
-                                  {.socket = {SocketArray::SrvAccept, 0}},
-                                  {.socket = {SocketArray::ClientSocket, 1}},
-                                  {.number = -1},
-                                  {.number = 1},
-                                  {.handle = 1},
-                                  {.at = {1}},
-                                  {.utcOffset = 0},
-                                  {.utcOffset = 1},
-                                  {.method = findMethod("Apri")},
-                                  {.method = findMethod("Chiudi")},
-                                  {.values = {&yes, 1}},
-                                  {.values = {&one, 1}},
-                                  {.values = {&text, 1}}};
+  std::vector<Line> lines = {TickLine{},
+                             EndLine{},
+                             TickLine{now},
+                             TickLine{{{1}, {}, true}},
+                             TickLine{{{1}, 0, false}},
+                             TickLine{{{1}, 1, false}},
+                             NowLine{{1}, {}},
+                             EventLine{now, EventKind::Connect, {}},
+                             EventLine{now, EventKind::Accept, {}},
+                             EventLine{now, EventKind::Accept, {}, 0, 1},
+                             EventLine{now, EventKind::Accept, {}, 1},
+                             EventLine{now, EventKind::Accept, {}, -1},
+                             OperationLine{Operation::Close, client, {}},
+                             OperationLine{Operation::Fetch, client, {}},
+                             OperationLine{Operation::Close, {SocketArray::SrvAccept, 1}, {}},
+                             OperationLine{Operation::Close, {SocketArray::ClientSocket, 2}, {}},
+                             PropertyLine{Operation::State, client, 1},
+                             PropertyLine{Operation::LocalPort, client, 1},
+                             FailedLine{Operation::State, client, 1, ""},
+                             FailedLine{Operation::Close, client, 1, ""},
+                             FailureLine{1, ""},
+                             CallLine{now, findMethod("Apri"), {}},
+                             CallLine{now, findMethod("Chiudi"), {}},
+                             ResultLine{&yes},
+                             ResultLine{&one},
+                             ResultLine{&text}};
   std::string bytes(70, 'x');
   for (std::size_t size = 1; size <= bytes.size(); ++size) {
-    lines.push_back({.text = std::string_view(bytes).substr(0, size)});
+    lines.push_back(TraceLine{0, std::string_view(bytes).substr(0, size)});
   }
   std::set<std::uint64_t> hashes;
-  const auto add = [&hashes](const LineParts& line) {
+  const auto add = [&hashes](const Line& line) {
     HashedLines hashed;
     hashed.take(line);
     EXPECT_TRUE(hashes.insert(hashed.hash()).second) << hashes.size();
   };
-  for (const LineParts& line : lines) add(line);
+  for (const Line& line : lines) add(line);
   for (char& byte : bytes) {
     byte = 'y';
-    add({.text = bytes});
+    add(TraceLine{0, bytes});
   }
 }
 

@@ -9,25 +9,19 @@
 namespace quarnex::recording {
 namespace {
 
-constexpr std::array<std::string_view, kKeys> kNames = {
-    "call",       "tick",    "event",       "trace",    "did",     "sent",        "result", "failure",
-    "end",        "fetched", "failed",      "property", "now",     "at",          "params", "nested",
-    "utc_offset", "socket",  "index",       "code",     "handle",  "remote_host", "text",   "value",
-    "name",       "number",  "description", "quarnex",  "version", "missing"};
-
-constexpr int kDepthMax = 8;           // a recording needs 2; keys of others may hold more
+constexpr int kDepthMax = 8;           // a recording needs 2; unknown keys may hold more
 constexpr std::size_t kParamsMax = 5;  // one more than any method has
 
-std::string named(Key key) {
-  return '"' + std::string(kNames[static_cast<std::size_t>(key)]) + '"';
+std::string quoted(Key key) {
+  return '"' + std::string(nameOf(key)) + '"';
 }
 
 }  // namespace
 
 /// Receives the parser's events. An event that returns false ends the parse.
-class LineFields::Builder {
+class JsonFields::Builder {
  public:
-  explicit Builder(LineFields& line) : line_(line) {}
+  explicit Builder(JsonFields& line) : line_(line) {}
 
   bool null() { return put(Field::Type::Null, 0); }
   bool boolean(bool value) { return put(Field::Type::Boolean, value ? 1 : 0); }
@@ -58,9 +52,11 @@ class LineFields::Builder {
 
   bool key(const std::string& name) {
     if (depth_ != 1) return true;
-    const auto found = std::ranges::find(kNames, name);
-    known_ = found != kNames.end();
-    if (known_) key_ = static_cast<Key>(found - kNames.begin());
+    for (std::size_t i = 0; i < kKeys; ++i) {
+      key_ = static_cast<Key>(i);
+      known_ = nameOf(key_) == name;
+      if (known_) break;
+    }
     return true;
   }
 
@@ -82,7 +78,7 @@ class LineFields::Builder {
     return depth_ > 0;
   }
 
-  // Where the value that comes now belongs; nullptr if nobody asks for it.
+  // The place for the next value; nullptr if its key is unknown.
   Field* place() {
     if (depth_ == 2 && inParams_ && line_.params_.size() < kParamsMax) return &line_.params_.emplace_back();
     if (depth_ != 1 || !known_) return nullptr;
@@ -101,7 +97,7 @@ class LineFields::Builder {
     return true;
   }
 
-  LineFields& line_;
+  JsonFields& line_;
   int depth_ = 0;
   Key key_{};
   bool known_ = false;
@@ -109,7 +105,7 @@ class LineFields::Builder {
   std::string problem_;
 };
 
-void LineFields::parse(std::string_view line) {
+void JsonFields::parse(std::string_view line) {
   present_ = 0;
   params_.clear();
   if (line.find('\0') != line.npos) throw Damage("holds a zero byte");
@@ -117,45 +113,40 @@ void LineFields::parse(std::string_view line) {
   if (!nlohmann::json::sax_parse(line.begin(), line.end(), &builder)) throw Damage(builder.problem());
 }
 
-const Field& LineFields::typed(Key key, Field::Type type) const {
-  if (!has(key)) throw WrongValue(named(key) + " is missing");
+const Field& JsonFields::typed(Key key, Field::Type type) const {
+  if (!has(key)) throw WrongValue(quoted(key) + " is missing");
   const Field& found = fields_[static_cast<std::size_t>(key)];
-  if (found.type != type) throw WrongValue(named(key) + " is of another type");
+  if (found.type != type) throw WrongValue(quoted(key) + " is of another type");
   return found;
 }
 
-std::int64_t LineFields::integer(Key key, std::int64_t least, std::int64_t most) const {
+std::int64_t JsonFields::integer(Key key, std::int64_t least, std::int64_t most) const {
   const std::int64_t number = typed(key, Field::Type::Integer).number;
-  if (number < least || number > most) throw WrongValue(named(key) + " is out of its range");
+  if (number < least || number > most) throw WrongValue(quoted(key) + " is out of its range");
   return number;
 }
 
-bool LineFields::boolean(Key key) const {
+bool JsonFields::boolean(Key key) const {
   return typed(key, Field::Type::Boolean).number != 0;
 }
 
-std::string_view LineFields::word(Key key) const {
+std::string_view JsonFields::utf8(Key key) const {
   return typed(key, Field::Type::Text).text;
 }
 
-std::string LineFields::bytes(Key key) {
+std::string_view JsonFields::bytes(Key key) {
   typed(key, Field::Type::Text);
-  return bytesOf(field(key));
+  return toBytes(field(key));
 }
 
-Field& LineFields::field(Key key) {
-  return fields_[static_cast<std::size_t>(key)];
-}
-
-std::vector<Field>& LineFields::params() {
+std::vector<Field>& JsonFields::params() {
   if (has(Key::Params)) typed(Key::Params, Field::Type::List);
   return params_;
 }
 
-std::string bytesOf(Field& field) {
-  std::string text = std::move(field.text);
-  if (!toBytes(text)) throw Damage("has a character above 255");
-  return text;
+std::string& toBytes(Field& field) {
+  if (!toBytes(field.text)) throw Damage("has a character above 255");
+  return field.text;
 }
 
 }  // namespace quarnex::recording

@@ -1,23 +1,34 @@
-// One line of a recording, with its values checked and typed; and the words that the format uses.
+// Defines the lines of a recording: one type per kind, with its values, its JSON members and its words.
 #pragma once
 
 #include <array>
-#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
-#include <vector>
+#include <variant>
 
 #include "host/method_table.h"
+#include "recording/format/keys.h"
 #include "services/operation.h"
 #include "services/wall_clock.h"
 
 namespace quarnex::recording {
 
-/// Operations up to `CloseLog` have a line of their own; the reads behind them, up to `Period`, have lines
-/// that say what they return. The others leave no line.
+/// A line only refers to its texts, parameters and result. They belong to the engine that is recorded, to a
+/// parser, or to `StoredLines`.
+///
+/// Each type states its kind once:
+/// - `kKeys`: the keys that determine the kind. `kRole`: its place in a step.
+/// - `members`: calls `visit(key, member)` for each JSON member, in the order in which they are written.
+/// Parsing,
+///   writing, hashing and copying are visitors; `self` is const for those that change nothing.
+/// - `words`: the line for people, "" if the printer shows it in another way.
+enum class LineRole : std::uint8_t { Step, Output, Input };
+
+/// Operations up to `CloseLog` have lines of their own. The reads behind them, up to `Period`, are
+/// properties. The others have no lines.
 constexpr bool hasOwnLine(Operation operation) {
   return operation <= Operation::CloseLog;
 }
@@ -25,74 +36,287 @@ constexpr bool isProperty(Operation operation) {
   return operation >= Operation::State && operation <= Operation::Period;
 }
 
-enum class LineKind : std::uint8_t {
-  Call,  // steps
-  Tick,
-  Event,
-  Trace,      // outputs
-  Performed,  // `did` and `sent`
-  Result,
-  Failure,
-  End,
-  NoOutput,  // an output with a value that no engine puts there: it differs from whatever comes
-  Fetched,   // inputs
-  FailedOperation,
-  FailedRead,
-  Property,
-  Now,
-  Missing  // nothing behind it can be played
+/// The value of a member that only occurs as `true`.
+struct True {};
+
+/// An operation's argument or a property's value.
+using Operand = std::variant<std::monostate, std::int32_t, std::string_view>;
+
+/// The first members of every step.
+struct StepStart {
+  Instant at;
+  std::optional<std::int32_t> utcOffset;  ///< seconds; set if it has changed
+  bool nested = false;                    ///< inside an operation
+
+  static void members(auto& visit, auto& self) {
+    visit(Key::At, self.at);
+    visit(Key::UtcOffset, self.utcOffset);
+    visit(Key::Nested, self.nested);
+  }
 };
 
-struct Line {
-  LineKind kind = LineKind::End;
-  bool nested = false;                    // steps
-  EventKind event{};                      // Event
-  Operation operation{};                  // Performed, FailedOperation, Fetched, Property, FailedRead
-  SocketId socket;                        // wherever the line has one
-  const Method* method = nullptr;         // Call
-  Instant at;                             // steps, Now
-  std::optional<std::int32_t> utcOffset;  // steps, Now: set where it changes
-  std::int32_t number =
-      0;  // link of a Trace, argument of an operation, failure number, property, code of an event
-  std::int32_t handle = 0;    // Accept
-  std::string text;           // of a Trace, argument, bytes, description, property, remote host of an Accept,
-                              // how many bytes of a Missing
-  std::vector<Value> values;  // parameters of a Call; of a Result the one
-
-  bool isStep() const { return kind <= LineKind::Event; }
-};
-
-/// A line by its parts, which lie elsewhere: good for the moment. What its kind does not have stays as it is
-/// here.
-struct LineParts {
-  LineKind kind = LineKind::End;
-  bool nested = false;
-  EventKind event{};
-  Operation operation{};
-  SocketId socket{};
-  std::int32_t number = 0;
-  std::int32_t handle = 0;
-  Instant at{};
-  std::optional<std::int32_t> utcOffset = std::nullopt;
+/// A host call begins.
+struct CallLine {
+  static constexpr std::array kKeys = {Key::Call};
+  static constexpr LineRole kRole = LineRole::Step;
+  StepStart start;
   const Method* method = nullptr;
-  std::string_view text{};
-  std::span<const Value> values{};
+  std::span<const Value> parameters;
+
+  static void members(auto& visit, auto& self) {
+    StepStart::members(visit, self.start);
+    visit(Key::Call, self.method);
+    visit(Key::Params, self.parameters);
+  }
+  std::string words() const;
 };
 
-/// Of a line that stays where it is.
-inline LineParts partsOf(const Line& line) {
-  return {.kind = line.kind,
-          .nested = line.nested,
-          .event = line.event,
-          .operation = line.operation,
-          .socket = line.socket,
-          .number = line.number,
-          .handle = line.handle,
-          .at = line.at,
-          .utcOffset = line.utcOffset,
-          .method = line.method,
-          .text = line.text,
-          .values = line.values};
+/// The timer ticks.
+struct TickLine {
+  static constexpr std::array kKeys = {Key::Tick};
+  static constexpr LineRole kRole = LineRole::Step;
+  StepStart start;
+
+  static void members(auto& visit, auto& self) {
+    StepStart::members(visit, self.start);
+    visit(Key::Tick, True{});
+  }
+  std::string words() const;
+};
+
+/// A socket raises an event.
+struct EventLine {
+  static constexpr std::array kKeys = {Key::Event};
+  static constexpr LineRole kRole = LineRole::Step;
+  StepStart start;
+  EventKind event{};
+  SocketId socket;
+  std::int16_t code = 0;
+  std::int32_t handle = 0;           ///< of the incoming call; Accept only
+  std::string_view remoteHost = {};  ///< the caller's; Accept only
+
+  static void members(auto& visit, auto& self) {
+    StepStart::members(visit, self.start);
+    visit(Key::Event, self.event);
+    visit(self.socket);
+    if (self.event == EventKind::Accept) {
+      visit(Key::Handle, self.handle);
+      visit(Key::RemoteHost, self.remoteHost);
+    }
+    visit(Key::Code, self.code);
+  }
+  std::string words() const;
+};
+
+/// The engine traces a text.
+struct TraceLine {
+  static constexpr std::array kKeys = {Key::Trace};
+  static constexpr LineRole kRole = LineRole::Output;
+  std::int16_t link = 0;
+  std::string_view text;
+  bool operator==(const TraceLine&) const = default;
+
+  static void members(auto& visit, auto& self) {
+    visit(Key::Trace, self.link);
+    visit(Key::Text, self.text);
+  }
+  std::string words() const;
+};
+
+/// The engine calls an operation of its services.
+struct OperationLine {
+  static constexpr std::array kKeys = {Key::Did, Key::Sent};
+  static constexpr LineRole kRole = LineRole::Output;
+  Operation operation{};
+  SocketId socket;
+  Operand argument;
+  bool operator==(const OperationLine&) const = default;
+
+  static void members(auto& visit, auto& self) {
+    const OperationShape& sent = shapeOf(Operation::Send);
+    if (self.operation == Operation::Send) {
+      visit(Key::Sent, self.argument, sent.argument);
+      visit(self.socket);
+      return;
+    }
+    visit(Key::Did, self.operation);
+    const OperationShape& shape = shapeOf(self.operation);
+    if (shape.onSocket) visit(self.socket);
+    visit(argumentKey(self.operation), self.argument, shape.argument);
+  }
+  std::string words() const;
+
+ private:
+  static constexpr Key argumentKey(Operation operation) {
+    if (operation == Operation::Attach) return Key::Handle;
+    return operation == Operation::CreateLog ? Key::Name : Key::Value;
+  }
+};
+
+/// A host call returns.
+struct ResultLine {
+  static constexpr std::array kKeys = {Key::Result};
+  static constexpr LineRole kRole = LineRole::Output;
+  const Value* value = nullptr;
+  bool operator==(const ResultLine& other) const { return *value == *other.value; }
+
+  static void members(auto& visit, auto& self) { visit(Key::Result, self.value); }
+  std::string words() const;
+};
+
+/// A host call fails.
+struct FailureLine {
+  static constexpr std::array kKeys = {Key::Failure};
+  static constexpr LineRole kRole = LineRole::Output;
+  std::int32_t number = 0;
+  std::string_view description;
+  bool operator==(const FailureLine&) const = default;
+
+  static void members(auto& visit, auto& self) {
+    visit(Key::Failure, self.number);
+    visit(Key::Description, self.description);
+  }
+  std::string words() const;
+};
+
+/// A nested tick or event ends.
+struct EndLine {
+  static constexpr std::array kKeys = {Key::End};
+  static constexpr LineRole kRole = LineRole::Output;
+  static void members(auto& visit, auto&) { visit(Key::End, True{}); }
+  std::string words() const { return ""; }
+};
+
+/// An output with a value that no engine writes, as its JSON: it matches no output.
+struct InvalidLine {
+  static constexpr std::array<Key, 0> kKeys = {};
+  static constexpr LineRole kRole = LineRole::Output;
+  std::string_view json;
+
+  static void members(auto& visit, auto& self) { visit(Key::Text, self.json); }
+  std::string words() const;
+};
+
+/// The bytes that the last fetch took.
+struct FetchedLine {
+  static constexpr std::array kKeys = {Key::Fetched};
+  static constexpr LineRole kRole = LineRole::Input;
+  std::string_view bytes;
+  SocketId socket;
+
+  static void members(auto& visit, auto& self) {
+    visit(Key::Fetched, self.bytes);
+    visit(self.socket);
+  }
+  std::string words() const;
+};
+
+/// The last operation failed, or a read fails until the next output.
+struct FailedLine {
+  static constexpr std::array kKeys = {Key::Failed};
+  static constexpr LineRole kRole = LineRole::Input;
+  Operation operation{};
+  SocketId socket;
+  std::int32_t number = 0;
+  std::string_view description;
+
+  static void members(auto& visit, auto& self) {
+    visit(Key::Failed, self.operation);
+    if (shapeOf(self.operation).onSocket) visit(self.socket);
+    visit(Key::Number, self.number);
+    visit(Key::Description, self.description);
+  }
+  std::string words() const;
+};
+
+/// A property has this value from here on.
+struct PropertyLine {
+  static constexpr std::array kKeys = {Key::Property};
+  static constexpr LineRole kRole = LineRole::Input;
+  Operation operation{};  ///< the read
+  SocketId socket;
+  Operand value;
+
+  static void members(auto& visit, auto& self) {
+    visit(Key::Property, self.operation);
+    const OperationShape& shape = shapeOf(self.operation);
+    if (shape.onSocket) visit(self.socket);
+    visit(Key::Value, self.value, shape.result);
+  }
+  std::string words() const;
+};
+
+/// The clock shows this time from here on.
+struct NowLine {
+  static constexpr std::array kKeys = {Key::Now};
+  static constexpr LineRole kRole = LineRole::Input;
+  Instant at;
+  std::optional<std::int32_t> utcOffset;  ///< seconds; set if it has changed
+
+  static void members(auto& visit, auto& self) {
+    visit(Key::Now, self.at);
+    visit(Key::UtcOffset, self.utcOffset);
+  }
+  std::string words() const { return ""; }
+};
+
+/// Lines that were not recorded: nothing behind this line can be replayed.
+struct MissingLine {
+  static constexpr std::array kKeys = {Key::Missing};
+  static constexpr LineRole kRole = LineRole::Input;
+  std::int64_t bytes = 0;
+
+  static void members(auto& visit, auto& self) { visit(Key::Missing, self.bytes); }
+  std::string words() const;
+};
+
+using Line = std::variant<CallLine, TickLine, EventLine, TraceLine, OperationLine, ResultLine, FailureLine,
+                          EndLine, InvalidLine, FetchedLine, FailedLine, PropertyLine, NowLine, MissingLine>;
+
+/// True if `line` is of the type of `other` and has its values.
+template <class OneLine>
+bool isEqual(const Line& line, const OneLine& other) {
+  const auto* one = std::get_if<OneLine>(&line);
+  return one != nullptr && *one == other;
+}
+
+/// Lets `visit` visit the members of a line.
+void visitMembers(auto& visit, auto& line) {
+  std::visit([&visit](auto& one) { one.members(visit, one); }, line);
+}
+
+/// How a step begins, nullptr for any other line.
+inline const StepStart* stepStartOf(const Line& line) {
+  return std::visit(
+      [](const auto& one) -> const StepStart* {
+        if constexpr (requires { one.start; }) return &one.start;
+        return nullptr;
+      },
+      line);
+}
+inline bool isStep(const Line& line) {
+  return stepStartOf(line) != nullptr;
+}
+/// Not nested.
+inline bool isTopStep(const Line& line) {
+  const StepStart* start = stepStartOf(line);
+  return start != nullptr && !start->nested;
+}
+
+/// The socket instance that a line names, nullptr if none.
+inline SocketId* socketOf(Line& line) {
+  return std::visit(
+      [](auto& one) -> SocketId* {
+        if constexpr (requires { one.operation; }) {
+          if (!shapeOf(one.operation).onSocket) return nullptr;
+        }
+        if constexpr (requires { one.socket; }) return &one.socket;
+        return nullptr;
+      },
+      line);
+}
+inline const SocketId* socketOf(const Line& line) {
+  return socketOf(const_cast<Line&>(line));
 }
 
 }  // namespace quarnex::recording

@@ -1,9 +1,15 @@
 #include "recording/format/line_parser.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
+#include <concepts>
+#include <optional>
+#include <span>
 #include <string>
+#include <type_traits>
 #include <utility>
+#include <variant>
 
 namespace quarnex::recording {
 namespace {
@@ -12,41 +18,20 @@ constexpr std::int64_t kFirstSecond = -62135596800;  // 0001-01-01
 constexpr std::int64_t kLastSecond = 253402300799;   // 9999-12-31
 constexpr std::int64_t kOffsetMax = 86399;
 
-std::int32_t offsetOf(const LineFields& fields) {
+std::string quoted(std::string_view word) {
+  return '"' + std::string(word) + '"';
+}
+
+std::int32_t offsetOf(const JsonFields& fields) {
   return static_cast<std::int32_t>(fields.integer(Key::UtcOffset, -kOffsetMax, kOffsetMax));
 }
 
-// Position of `word` in a table of names, as the enumerator that stands for it.
+// Position of `word` in a table of names, as the enumerator of that value.
 template <class Enum, class Table, class Projection = std::identity>
 Enum oneOf(const Table& table, std::string_view word, Projection projection = {}) {
   const auto found = std::ranges::find(table, word, projection);
-  if (found == table.end()) throw WrongValue("\"" + std::string(word) + "\" is unknown");
+  if (found == table.end()) throw WrongValue(quoted(word) + " is unknown");
   return static_cast<Enum>(found - table.begin());
-}
-
-/// The operation of that name, as long as `fits` holds for it.
-Operation operationNamed(std::string_view word, bool (*fits)(Operation)) {
-  const auto operation = oneOf<Operation>(kOperations, word, &OperationShape::name);
-  if (!fits(operation)) throw WrongValue("\"" + std::string(word) + "\" is unknown");
-  return operation;
-}
-
-SocketId socketOf(const LineFields& fields) {
-  constexpr std::array arrays = {SocketArray::ClientSocket, SocketArray::ServerSocket,
-                                 SocketArray::SrvAccept};
-  const auto array =
-      oneOf<SocketArray>(arrays, fields.word(Key::Socket), [](SocketArray one) { return nameOf(one); });
-  return {array, fields.integer<std::int16_t>(Key::Index)};
-}
-
-void mustBeTrue(const LineFields& fields, Key key) {
-  if (!fields.boolean(key)) throw WrongValue("has a false where only true makes sense");
-}
-
-void fillClock(Line& line, LineFields& fields, Key time) {
-  line.at.second = fields.integer(time, kFirstSecond, kLastSecond);
-  line.utcOffset.reset();
-  if (fields.has(Key::UtcOffset)) line.utcOffset = offsetOf(fields);
 }
 
 Value valueOf(Field& field) {
@@ -59,174 +44,153 @@ Value valueOf(Field& field) {
       if (!std::in_range<std::int16_t>(field.number)) throw WrongValue("has an integer of more than 16 bits");
       return static_cast<std::int16_t>(field.number);
     case Field::Type::Text:
-      return bytesOf(field);
+      return std::move(toBytes(field));
     default:
       throw WrongValue("has a value of an unknown type");
   }
 }
 
-void fillStep(Line& line, LineFields& fields) {
-  fillClock(line, fields, Key::At);
-  line.nested = fields.has(Key::Nested) && fields.boolean(Key::Nested);
+bool mayBeValueOf(Key key, Operation operation) {
+  if (key == Key::Did) return hasOwnLine(operation) && operation != Operation::Send;
+  if (key == Key::Property) return isProperty(operation);
+  return hasOwnLine(operation) || isProperty(operation);
 }
 
-void fillCall(Line& line, LineFields& fields) {
-  line.kind = LineKind::Call;
-  fillStep(line, fields);
-  if (line.nested) throw Damage("is a host call, which cannot be nested");
-  line.method = findMethod(fields.word(Key::Call));
-  if (line.method == nullptr) throw Damage("calls a method that does not exist");
-  line.values.clear();
-  for (Field& parameter : fields.params()) line.values.push_back(valueOf(parameter));
-  if (!parametersFit(*line.method, line.values)) throw Damage("has parameters that the method does not take");
-}
+/// Takes the members of one line from its JSON.
+class MemberParser {
+ public:
+  MemberParser(JsonFields& fields, std::vector<Value>& values) : fields_(fields), values_(values) {}
 
-void fillTick(Line& line, LineFields& fields) {
-  line.kind = LineKind::Tick;
-  fillStep(line, fields);
-  mustBeTrue(fields, Key::Tick);
-}
-
-void fillEvent(Line& line, LineFields& fields) {
-  line.kind = LineKind::Event;
-  fillStep(line, fields);
-  line.event = oneOf<EventKind>(kEvents, fields.word(Key::Event));
-  line.socket = socketOf(fields);
-  line.number = fields.integer<std::int16_t>(Key::Code);
-  if (line.event != EventKind::Accept) return;
-  line.handle = fields.integer<std::int32_t>(Key::Handle);
-  line.text = fields.bytes(Key::RemoteHost);
-}
-
-void fillTrace(Line& line, LineFields& fields) {
-  line.kind = LineKind::Trace;
-  line.text = fields.bytes(Key::Text);
-  line.number = fields.integer<std::int16_t>(Key::Trace);
-}
-
-void fillArgument(Line& line, LineFields& fields) {
-  switch (line.operation) {
-    case Operation::Attach:
-      line.number = fields.integer<std::int32_t>(Key::Handle);
-      return;
-    case Operation::CreateLog:
-      line.text = fields.bytes(Key::Name);
-      return;
-    default:
-      if (shapeOf(line.operation).argument == OperandKind::Number)
-        line.number = fields.integer<std::int32_t>(Key::Value);
-      if (shapeOf(line.operation).argument == OperandKind::Text) line.text = fields.bytes(Key::Value);
+  template <std::integral Integer>
+  void operator()(Key key, Integer& number) {
+    number = fields_.integer<Integer>(key);
   }
-}
+  void operator()(Key key, bool& flag) { flag = fields_.has(key) && fields_.boolean(key); }
+  void operator()(Key key, True) {
+    if (!fields_.boolean(key)) throw WrongValue("has a false where only true makes sense");
+  }
+  void operator()(Key key, std::string_view& text) { text = fields_.bytes(key); }
+  void operator()(Key key, Instant& instant) {
+    instant.second = fields_.integer(key, kFirstSecond, kLastSecond);
+  }
+  void operator()(Key key, std::optional<std::int32_t>& offset) {
+    if (fields_.has(key)) offset = offsetOf(fields_);
+  }
+  void operator()(Key key, EventKind& event) { event = oneOf<EventKind>(kEvents, fields_.utf8(key)); }
+  void operator()(Key key, Operation& operation) {
+    operation = oneOf<Operation>(kOperations, fields_.utf8(key), &OperationShape::name);
+    if (!mayBeValueOf(key, operation)) throw WrongValue(quoted(nameOf(operation)) + " is unknown");
+  }
+  void operator()(SocketId& socket) {
+    constexpr std::array arrays = {SocketArray::ClientSocket, SocketArray::ServerSocket,
+                                   SocketArray::SrvAccept};
+    socket.array =
+        oneOf<SocketArray>(arrays, fields_.utf8(Key::Socket), [](SocketArray one) { return nameOf(one); });
+    socket.index = fields_.integer<std::int16_t>(Key::Index);
+  }
+  void operator()(Key key, Operand& operand, OperandKind kind) {
+    if (kind == OperandKind::Number) operand = fields_.integer<std::int32_t>(key);
+    if (kind == OperandKind::Text) operand = fields_.bytes(key);
+  }
+  void operator()(Key key, const Method*& method) {
+    method = findMethod(fields_.utf8(key));
+    if (method == nullptr) throw Damage("calls a method that does not exist");
+  }
+  void operator()(Key, std::span<const Value>& parameters) {
+    for (Field& parameter : fields_.params()) values_.push_back(valueOf(parameter));
+    parameters = values_;
+  }
+  void operator()(Key key, const Value*& result) {
+    result = &values_.emplace_back(valueOf(fields_.field(key)));
+  }
 
-void fillDid(Line& line, LineFields& fields) {
-  line.kind = LineKind::Performed;
-  line.operation = operationNamed(fields.word(Key::Did), hasOwnLine);
-  if (line.operation == Operation::Send) throw WrongValue("\"send\" is written as \"sent\"");
-  line.socket = shapeOf(line.operation).onSocket ? socketOf(fields) : SocketId{};
-  line.number = 0;
-  line.text.clear();
-  fillArgument(line, fields);
-}
+ private:
+  JsonFields& fields_;
+  std::vector<Value>& values_;
+};
 
-void fillSent(Line& line, LineFields& fields) {
-  line.kind = LineKind::Performed;
-  line.operation = Operation::Send;
-  line.number = 0;
-  line.text = fields.bytes(Key::Sent);
-  line.socket = socketOf(fields);
+// Rules that concern more than one member.
+void check(const auto&) {}
+void check(const CallLine& line) {
+  if (line.start.nested) throw Damage("is a host call, which cannot be nested");
+  if (!parametersFit(*line.method, line.parameters))
+    throw Damage("has parameters that the method does not take");
 }
-
-void fillResult(Line& line, LineFields& fields) {
-  line.kind = LineKind::Result;
-  line.values.clear();
-  line.values.push_back(valueOf(fields.field(Key::Result)));
-}
-
-void fillFailure(Line& line, LineFields& fields) {
-  line.kind = LineKind::Failure;
-  line.text = fields.bytes(Key::Description);
-  line.number = fields.integer<std::int32_t>(Key::Failure);
-}
-
-void fillEnd(Line& line, LineFields& fields) {
-  line.kind = LineKind::End;
-  mustBeTrue(fields, Key::End);
-}
-
-void fillFetched(Line& line, LineFields& fields) {
-  line.kind = LineKind::Fetched;
-  line.operation = Operation::Fetch;
-  line.text = fields.bytes(Key::Fetched);
-  line.socket = socketOf(fields);
-}
-
-void fillFailed(Line& line, LineFields& fields) {
-  line.operation = operationNamed(fields.word(Key::Failed),
-                                  [](Operation one) { return hasOwnLine(one) || isProperty(one); });
-  line.kind = isRead(line.operation) ? LineKind::FailedRead : LineKind::FailedOperation;
+void check(const FailedLine& line) {
   if (line.operation == Operation::CloseLog) throw Damage("lets \"closeLog\" fail, which never fails");
-  line.socket = shapeOf(line.operation).onSocket ? socketOf(fields) : SocketId{};
-  line.number = fields.integer<std::int32_t>(Key::Number);
-  line.text = fields.bytes(Key::Description);
+}
+void check(const PropertyLine& line) {
+  if (line.operation == Operation::Period && !std::in_range<std::int16_t>(std::get<std::int32_t>(line.value)))
+    throw WrongValue("\"value\" is out of its range");
 }
 
-void fillProperty(Line& line, LineFields& fields) {
-  line.kind = LineKind::Property;
-  line.operation = operationNamed(fields.word(Key::Property), isProperty);
-  const OperationShape& shape = shapeOf(line.operation);
-  line.socket = shape.onSocket ? socketOf(fields) : SocketId{};
-  if (shape.result == OperandKind::Text) {
-    line.text = fields.bytes(Key::Value);
-  } else if (line.operation == Operation::Period) {
-    line.number = fields.integer<std::int16_t>(Key::Value);
-  } else {
-    line.number = fields.integer<std::int32_t>(Key::Value);
+template <class OneLine>
+Line parseAs(Key key, JsonFields& fields, std::vector<Value>& values) {
+  OneLine line;
+  if constexpr (std::same_as<OneLine, OperationLine>) {
+    if (key == Key::Sent) line.operation = Operation::Send;
   }
+  MemberParser parser(fields, values);
+  line.members(parser, line);
+  check(line);
+  return line;
 }
 
-void fillNow(Line& line, LineFields& fields) {
-  line.kind = LineKind::Now;
-  fillClock(line, fields, Key::Now);
-}
+struct Kind {
+  Line (*parse)(Key, JsonFields&, std::vector<Value>&) = nullptr;
+  LineRole role{};
+};
 
-void fillMissing(Line& line, LineFields& fields) {
-  line.kind = LineKind::Missing;
-  line.text = std::to_string(fields.integer<std::int64_t>(Key::Missing));
-}
+// By key; empty for keys that do not determine a kind.
+constexpr auto kKinds = []<class... Lines>(std::type_identity<std::variant<Lines...>>) {
+  std::array<Kind, kKeys> kinds{};
+  const auto add = [&kinds]<class OneLine>(std::type_identity<OneLine>) {
+    for (const Key key : OneLine::kKeys)
+      kinds[static_cast<std::size_t>(key)] = {&parseAs<OneLine>, OneLine::kRole};
+  };
+  (add(std::type_identity<Lines>{}), ...);
+  return kinds;
+}(std::type_identity<Line>{});
 
-using Fill = void (*)(Line&, LineFields&);
+// `Missing` counts only without any other.
+constexpr std::uint32_t kKindBits = [] {
+  std::uint32_t bits = 0;
+  for (std::size_t key = 0; key < kKeys; ++key) {
+    if (kKinds[key].parse != nullptr && static_cast<Key>(key) != Key::Missing) bits |= 1U << key;
+  }
+  return bits;
+}();
 
-// By the key that makes the line, in the order of Key.
-constexpr Fill kFills[] = {fillCall,    fillTick, fillEvent,   fillTrace,  fillDid,      fillSent, fillResult,
-                           fillFailure, fillEnd,  fillFetched, fillFailed, fillProperty, fillNow};
-
-bool isOutput(Key key) {
-  return key >= Key::Trace && key <= Key::End;
+Key kindKeyOf(const JsonFields& fields) {
+  const std::uint32_t kinds = fields.present() & kKindBits;
+  if (kinds == 0 && fields.has(Key::Missing)) return Key::Missing;
+  if (kinds == 0) throw Damage("is no line of a recording");
+  if (!std::has_single_bit(kinds)) throw Damage("is two lines of a recording in one");
+  return static_cast<Key>(std::countr_zero(kinds));
 }
 
 }  // namespace
 
-std::int32_t headerOffset(LineFields& fields) {
-  if (!fields.has(Key::Quarnex) || fields.word(Key::Quarnex) != "recording") {
+std::int32_t LineParser::parseHeader(std::string_view text) {
+  fields_.parse(text);
+  if (!fields_.has(Key::Quarnex) || fields_.utf8(Key::Quarnex) != "recording") {
     throw Damage("is not the first line of a recording");
   }
-  const auto version = fields.integer<std::int64_t>(Key::Version);
+  const auto version = fields_.integer<std::int64_t>(Key::Version);
   if (version != 1) throw Damage("says version " + std::to_string(version) + "; only version 1 is known");
-  return offsetOf(fields);
+  return offsetOf(fields_);
 }
 
-void fillLine(Line& line, LineFields& fields) {
-  if (fields.kinds() == 0 && fields.has(Key::Missing)) return fillMissing(line, fields);
-  if (fields.kinds() == 0) throw Damage("is no line of a recording");
-  if (!std::has_single_bit(fields.kinds())) throw Damage("is two lines of a recording in one");
-  const auto key = static_cast<unsigned>(std::countr_zero(fields.kinds()));
-  line.nested = false;
+Line LineParser::parse(std::string_view text) {
+  fields_.parse(text);
+  values_.clear();
+  const Key key = kindKeyOf(fields_);
+  const Kind& kind = kKinds[static_cast<std::size_t>(key)];
   try {
-    kFills[key](line, fields);
+    return kind.parse(key, fields_, values_);
   } catch (const WrongValue&) {
-    if (!isOutput(static_cast<Key>(key))) throw;
-    line.kind = LineKind::NoOutput;
+    if (kind.role != LineRole::Output) throw;
+    return InvalidLine{text};
   }
 }
 

@@ -1,18 +1,30 @@
-// What a line means: its values checked against the format, and put into a Line.
+// Parses the lines of a recording: checks each value of the JSON and returns the line as its type.
 #pragma once
 
 #include <cstdint>
+#include <string_view>
+#include <vector>
 
 #include "recording/format/json_fields.h"
 #include "recording/format/line.h"
 
 namespace quarnex::recording {
 
-/// The offset that the first line gives. Damage if it is no first line, or of a version that is unknown.
-std::int32_t headerOffset(LineFields& fields);
+class LineParser {
+ public:
+  /// Returns the `utc_offset` of the first line. Throws `Damage` if it is not the first line of a recording
+  /// of a known version.
+  std::int32_t parseHeader(std::string_view text);
 
-/// Damage if the line is none of the format's, or a value of a step or an input is missing or out of its
-/// range. With such a value an output is a `NoOutput`: outputs are compared, not obeyed.
-void fillLine(Line& line, LineFields& fields);
+  /// Parses one line without its line feed. The result refers to the parser and to `text` and is valid until
+  /// the next call. Throws `Damage` if `text` is not a line of the format, or if a value of a step or an
+  /// input is missing or out of range. With such a value, an output becomes an `InvalidLine`: outputs are
+  /// only compared.
+  Line parse(std::string_view text);
+
+ private:
+  JsonFields fields_;
+  std::vector<Value> values_;
+};
 
 }  // namespace quarnex::recording

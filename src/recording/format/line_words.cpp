@@ -1,8 +1,8 @@
-#include "recording/format/line_words.h"
-
+// Describes the lines of a recording in words.
 #include <string_view>
 
 #include "engine/records/text_pieces.h"
+#include "recording/format/line.h"
 #include "recording/format/text_codes.h"
 
 namespace quarnex::recording {
@@ -26,78 +26,82 @@ std::string wordsFor(const Value& value) {
   return "nothing";
 }
 
-std::string wordsFor(const SocketId& socket) {
-  return concat(' ', nameOf(socket.array), ' ', socket.index);
+std::string wordsFor(const Operand& operand) {
+  if (const auto* number = std::get_if<std::int32_t>(&operand)) return concat(' ', *number);
+  if (const auto* text = std::get_if<std::string_view>(&operand)) return concat(' ', inQuotes(*text));
+  return "";
 }
 
-std::string wordsForCall(const Line& line) {
-  std::string words = concat(line.method->name, '(');
-  for (const Value& value : line.values)
-    words += concat(&value == line.values.data() ? "" : ", ", wordsFor(value));
-  return words + ')';
+std::string wordsFor(Operation operation, SocketId socket) {
+  if (!shapeOf(operation).onSocket) return std::string(nameOf(operation));
+  return concat(nameOf(operation), ' ', nameOf(socket.array), ' ', socket.index);
 }
 
-std::string wordsForEvent(const Line& line) {
-  std::string words = concat(kEvents[static_cast<std::size_t>(line.event)], " on", wordsFor(line.socket));
-  if (line.event == EventKind::Accept)
-    append(words, concat(" from ", escaped(line.text), ", handle ", line.handle));
-  if (line.number != 0) append(words, concat(", code ", line.number));
-  return words;
-}
-
-std::string wordsForOperation(const Line& line) {
-  const OperationShape& shape = shapeOf(line.operation);
-  std::string words = concat("> ", shape.name, shape.onSocket ? wordsFor(line.socket) : "");
-  if (shape.argument == OperandKind::Number) words += concat(' ', line.number);
-  if (shape.argument == OperandKind::Text) words += concat(' ', inQuotes(line.text));
-  return words;
-}
-
-std::string wordsForFailure(std::string_view what, const Line& line) {
-  return concat(what, " failed: ", line.number, ' ', escaped(line.text));
-}
-
-std::string wordsForProperty(const Line& line) {
-  const OperationShape& shape = shapeOf(line.operation);
-  return concat("< ", shape.name, shape.onSocket ? wordsFor(line.socket) : "", " reads ",
-                shape.result == OperandKind::Text ? inQuotes(line.text) : concat(line.number));
+std::string wordsForFailure(std::string_view subject, std::int32_t number, std::string_view description) {
+  return concat(subject, " failed: ", number, ' ', escaped(description));
 }
 
 }  // namespace
 
-std::string wordsFor(const Line& line) {
-  switch (line.kind) {
-    case LineKind::Call:
-      return wordsForCall(line);
-    case LineKind::Tick:
-      return "tick";
-    case LineKind::Event:
-      return wordsForEvent(line);
-    case LineKind::Trace:
-      return brief(line.text, escaped);
-    case LineKind::Performed:
-      return wordsForOperation(line);
-    case LineKind::Result:
-      return "returns " + wordsFor(line.values.front());
-    case LineKind::Failure:
-      return wordsForFailure("the call", line);
-    case LineKind::NoOutput:
-      return "(no output that an engine could have)";
-    case LineKind::Fetched:
-      return "< " + inQuotes(line.text);
-    case LineKind::FailedOperation:
-      return wordsForFailure(concat("< ", nameOf(line.operation)), line);
-    case LineKind::FailedRead:
-      return wordsForFailure(concat("< reading ", nameOf(line.operation)), line);
-    case LineKind::Property:
-      return wordsForProperty(line);
-    case LineKind::Missing:
-      return concat('(', line.text, " bytes could not be recorded here)");
-    case LineKind::End:
-    case LineKind::Now:
-      break;
-  }
-  return "";
+// Add("MIRTAN", 5, true, true)
+std::string CallLine::words() const {
+  std::string words = concat(method->name, '(');
+  for (const Value& parameter : parameters)
+    words += concat(&parameter == parameters.data() ? "" : ", ", wordsFor(parameter));
+  return words + ')';
+}
+
+std::string TickLine::words() const {
+  return "tick";
+}
+
+// Connect on ClientSocket 1, code 10061
+std::string EventLine::words() const {
+  std::string words =
+      concat(kEvents[static_cast<std::size_t>(event)], " on ", nameOf(socket.array), ' ', socket.index);
+  if (event == EventKind::Accept) words += concat(" from ", escaped(remoteHost), ", handle ", handle);
+  if (code != 0) words += concat(", code ", code);
+  return words;
+}
+
+std::string TraceLine::words() const {
+  return brief(text, escaped);
+}
+
+// > setLocalPort ClientSocket 1 20308
+std::string OperationLine::words() const {
+  return concat("> ", wordsFor(operation, socket), wordsFor(argument));
+}
+
+std::string ResultLine::words() const {
+  return "returns " + wordsFor(*value);
+}
+
+std::string FailureLine::words() const {
+  return wordsForFailure("the call", number, description);
+}
+
+std::string InvalidLine::words() const {
+  return "(no output that an engine could have)";
+}
+
+std::string FetchedLine::words() const {
+  return "< " + inQuotes(bytes);
+}
+
+// < connect failed: 10055 No buffer space available
+std::string FailedLine::words() const {
+  return wordsForFailure(concat(isRead(operation) ? "< reading " : "< ", nameOf(operation)), number,
+                         description);
+}
+
+// < state ClientSocket 1 reads 4
+std::string PropertyLine::words() const {
+  return concat("< ", wordsFor(operation, socket), " reads", wordsFor(value));
+}
+
+std::string MissingLine::words() const {
+  return concat('(', bytes, " bytes could not be recorded here)");
 }
 
 }  // namespace quarnex::recording

@@ -10,9 +10,13 @@
 namespace quarnex::recording {
 namespace {
 
-constexpr std::size_t kPartMax = 256;   // of words of the format and numbers that are written together
-constexpr std::size_t kTextMax = 128;   // bytes of a text that are escaped together
-constexpr std::size_t kLineMax = 1024;  // what is longer goes over in pieces
+// A step with many busy links is passed on in pieces.
+constexpr std::size_t kPassedOnBytes = std::size_t{64} << 10;
+constexpr std::size_t kKeptBytes = 4 * kPassedOnBytes;  // of memory, between two steps
+
+constexpr std::size_t kPartMax = 256;   // characters of the tokens and numbers in one call of `add`
+constexpr std::size_t kTextMax = 128;   // bytes of a text that are escaped in one piece
+constexpr std::size_t kLineMax = 1024;  // characters buffered; longer lines are passed on in pieces
 static_assert(kLineMax >= kPartMax && kLineMax >= kEscapedMax * kTextMax);
 
 char* put(char* to, std::string_view piece) {
@@ -33,7 +37,7 @@ char* put(char* to, Number number) {
   return std::to_chars(to, to + 24, number).ptr;
 }
 
-/// A line under way, made on the stack so that the text it is for grows once.
+/// Builds a line on the stack, so that the text it is appended to usually grows only once.
 class Draft {
  public:
   explicit Draft(std::string& out) : out_(out) {}
@@ -56,8 +60,10 @@ class Draft {
     }
     add('"');
   }
+  /// Replaces the comma behind the last member.
   void finish() {
-    add("}\n");
+    end_[-1] = '}';
+    add('\n');
     passOn();
   }
 
@@ -75,189 +81,111 @@ class Draft {
   char* end_ = line_;
 };
 
-void appendSocket(Draft& draft, SocketId socket) {
-  draft.add(",\"socket\":\"", nameOf(socket.array), "\",\"index\":", socket.index);
-}
+/// Writes the members of one line. Behind each stands a comma; the last one becomes the closing brace.
+class MemberWriter {
+ public:
+  explicit MemberWriter(Draft& draft) : draft_(draft) { draft_.add('{'); }
 
-void appendValue(Draft& draft, const Value& value) {
-  if (const auto* number = std::get_if<std::int16_t>(&value)) {
-    draft.add(*number);
-  } else if (const auto* truth = std::get_if<bool>(&value)) {
-    draft.add(*truth ? "true" : "false");
-  } else if (const auto* text = std::get_if<std::string>(&value)) {
-    draft.addText(*text);
-  } else {
-    draft.add("null");
+  template <std::integral Number>
+  void operator()(Key key, Number number) {
+    draft_.add(tokenOf(key), number, ',');
   }
-}
-
-void appendOffset(Draft& draft, std::optional<std::int32_t> utcOffset) {
-  if (utcOffset) draft.add(",\"utc_offset\":", *utcOffset);
-}
-
-void appendStep(Draft& draft, const LineParts& line) {
-  draft.add("{\"at\":", line.at.second);
-  appendOffset(draft, line.utcOffset);
-  if (line.nested) draft.add(",\"nested\":true");
-}
-
-std::string_view argumentKey(Operation operation) {
-  switch (operation) {
-    case Operation::Attach:
-      return ",\"handle\":";
-    case Operation::CreateLog:
-      return ",\"name\":";
-    default:
-      return ",\"value\":";
+  void operator()(Key key, std::string_view bytes) {
+    draft_.add(tokenOf(key));
+    draft_.addText(bytes);
+    draft_.add(',');
   }
-}
-
-void addCall(Draft& draft, const LineParts& line) {
-  appendStep(draft, line);
-  draft.add(",\"call\":\"", line.method->name, "\",\"params\":[");
-  for (std::size_t i = 0; i < line.values.size(); ++i) {
-    if (i > 0) draft.add(',');
-    appendValue(draft, line.values[i]);
+  void operator()(Key key, True) { draft_.add(tokenOf(key), "true,"); }
+  void operator()(Key key, bool flag) {
+    if (flag) (*this)(key, True{});
   }
-  draft.add(']');
-}
-
-void addTick(Draft& draft, const LineParts& line) {
-  appendStep(draft, line);
-  draft.add(",\"tick\":true");
-}
-
-void addEvent(Draft& draft, const LineParts& line) {
-  appendStep(draft, line);
-  draft.add(",\"event\":\"", kEvents[static_cast<std::size_t>(line.event)], '"');
-  appendSocket(draft, line.socket);
-  if (line.event == EventKind::Accept) {
-    draft.add(",\"handle\":", line.handle, ",\"remote_host\":");
-    draft.addText(line.text);
+  void operator()(Key key, Instant instant) { (*this)(key, instant.second); }
+  void operator()(Key key, const std::optional<std::int32_t>& number) {
+    if (number) (*this)(key, *number);
   }
-  draft.add(",\"code\":", line.number);
-}
-
-void addTrace(Draft& draft, const LineParts& line) {
-  draft.add("{\"trace\":", line.number, ",\"text\":");
-  draft.addText(line.text);
-}
-
-void addOperation(Draft& draft, const LineParts& line) {
-  const OperationShape& shape = shapeOf(line.operation);
-  if (line.operation == Operation::Send) {
-    draft.add("{\"sent\":");
-    draft.addText(line.text);
-  } else {
-    draft.add("{\"did\":\"", shape.name, '"');
+  void operator()(Key key, EventKind event) { word(key, kEvents[static_cast<std::size_t>(event)]); }
+  void operator()(Key key, Operation operation) { word(key, nameOf(operation)); }
+  void operator()(Key key, const Method* method) { word(key, method->name); }
+  void operator()(SocketId socket) {
+    word(Key::Socket, nameOf(socket.array));
+    (*this)(Key::Index, socket.index);
   }
-  if (shape.onSocket) appendSocket(draft, line.socket);
-  if (shape.argument == OperandKind::Number) draft.add(argumentKey(line.operation), line.number);
-  if (shape.argument == OperandKind::Text && line.operation != Operation::Send) {
-    draft.add(argumentKey(line.operation));
-    draft.addText(line.text);
+  void operator()(Key key, const Operand& operand, OperandKind) {
+    if (const auto* number = std::get_if<std::int32_t>(&operand)) (*this)(key, *number);
+    if (const auto* text = std::get_if<std::string_view>(&operand)) (*this)(key, *text);
   }
-}
-
-void addResult(Draft& draft, const LineParts& line) {
-  draft.add("{\"result\":");
-  appendValue(draft, line.values.front());
-}
-
-void addFailure(Draft& draft, const LineParts& line) {
-  draft.add("{\"failure\":", line.number, ",\"description\":");
-  draft.addText(line.text);
-}
-
-void addFetched(Draft& draft, const LineParts& line) {
-  draft.add("{\"fetched\":");
-  draft.addText(line.text);
-  appendSocket(draft, line.socket);
-}
-
-void addFailed(Draft& draft, const LineParts& line) {
-  const OperationShape& shape = shapeOf(line.operation);
-  draft.add("{\"failed\":\"", shape.name, '"');
-  if (shape.onSocket) appendSocket(draft, line.socket);
-  draft.add(",\"number\":", line.number, ",\"description\":");
-  draft.addText(line.text);
-}
-
-void addProperty(Draft& draft, const LineParts& line) {
-  const OperationShape& shape = shapeOf(line.operation);
-  draft.add("{\"property\":\"", shape.name, '"');
-  if (shape.onSocket) appendSocket(draft, line.socket);
-  draft.add(",\"value\":");
-  if (shape.result == OperandKind::Text) {
-    draft.addText(line.text);
-  } else {
-    draft.add(line.number);
+  void operator()(Key key, const Value* result) {
+    draft_.add(tokenOf(key));
+    value(*result);
+    draft_.add(',');
   }
-}
-
-void addNow(Draft& draft, const LineParts& line) {
-  draft.add("{\"now\":", line.at.second);
-  appendOffset(draft, line.utcOffset);
-}
-
-void addParts(Draft& draft, const LineParts& line) {
-  switch (line.kind) {
-    case LineKind::Call:
-      return addCall(draft, line);
-    case LineKind::Tick:
-      return addTick(draft, line);
-    case LineKind::Event:
-      return addEvent(draft, line);
-    case LineKind::Trace:
-      return addTrace(draft, line);
-    case LineKind::Performed:
-      return addOperation(draft, line);
-    case LineKind::Result:
-      return addResult(draft, line);
-    case LineKind::Failure:
-      return addFailure(draft, line);
-    case LineKind::End:
-      return draft.add("{\"end\":true");
-    case LineKind::Fetched:
-      return addFetched(draft, line);
-    case LineKind::FailedOperation:
-    case LineKind::FailedRead:
-      return addFailed(draft, line);
-    case LineKind::Property:
-      return addProperty(draft, line);
-    case LineKind::Now:
-      return addNow(draft, line);
-    case LineKind::Missing:
-      return draft.add("{\"missing\":", line.text);
-    case LineKind::NoOutput:
-      return;
+  void operator()(Key key, std::span<const Value> parameters) {
+    draft_.add(tokenOf(key), '[');
+    for (const Value& parameter : parameters) {
+      if (&parameter != parameters.data()) draft_.add(',');
+      value(parameter);
+    }
+    draft_.add("],");
   }
-}
+
+ private:
+  // Needs no escapes.
+  void word(Key key, std::string_view name) { draft_.add(tokenOf(key), '"', name, "\","); }
+  void value(const Value& value) {
+    if (const auto* number = std::get_if<std::int16_t>(&value)) {
+      draft_.add(*number);
+    } else if (const auto* truth = std::get_if<bool>(&value)) {
+      draft_.add(*truth ? "true" : "false");
+    } else if (const auto* text = std::get_if<std::string>(&value)) {
+      draft_.addText(*text);
+    } else {
+      draft_.add("null");
+    }
+  }
+
+  Draft& draft_;
+};
 
 }  // namespace
 
 void writeHeader(std::string& out, std::int32_t utcOffset) {
   Draft draft(out);
-  draft.add("{\"quarnex\":\"recording\",\"version\":1");
-  appendOffset(draft, utcOffset);
+  draft.add("{\"quarnex\":\"recording\",\"version\":1,", tokenOf(Key::UtcOffset), utcOffset, ',');
   draft.finish();
 }
 
-void writeLine(std::string& out, const LineParts& line) {
-  if (line.kind == LineKind::NoOutput) {
-    out.append(line.text) += '\n';
+void writeLine(std::string& out, const Line& line) {
+  if (const auto* invalid = std::get_if<InvalidLine>(&line)) {
+    out.append(invalid->json) += '\n';
     return;
   }
   Draft draft(out);
-  addParts(draft, line);
+  MemberWriter writer(draft);
+  visitMembers(writer, line);
   draft.finish();
 }
 
-std::string lineOf(const LineParts& line) {
+std::string textOf(const Line& line) {
   std::string text;
   writeLine(text, line);
   text.pop_back();
   return text;
+}
+
+void LineWriter::begin(std::int32_t utcOffset) {
+  writeHeader(lines_, utcOffset);
+  pause();
+}
+
+void LineWriter::take(const Line& line) {
+  writeLine(lines_, line);
+  if (lines_.size() > kPassedOnBytes) pause();
+}
+
+void LineWriter::pause() {
+  sink_->write(lines_);
+  lines_.clear();
+  if (lines_.capacity() > kKeptBytes) lines_.shrink_to_fit();
 }
 
 }  // namespace quarnex::recording

@@ -1,4 +1,4 @@
-// What the services answer while a recording is played: what was last set, unless a line says otherwise.
+// The services' answers during a replay: the values last set, unless a line of the recording says otherwise.
 #pragma once
 
 #include <cstdint>
@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "quarnex/failure.h"
 #include "recording/format/line.h"
 #include "services/wall_clock.h"
 
@@ -22,7 +23,7 @@ struct SocketModel {
   std::int32_t localPort = 0, remotePort = 0;
   std::string remoteHost;
   std::string receivedText;                  // of the last fetch
-  std::optional<std::int32_t> bytesWaiting;  // as a line said; otherwise it follows from the next output
+  std::optional<std::int32_t> bytesWaiting;  // if a line states it; otherwise the next output decides
 };
 
 /// "Closed", "Listening", "Calling", "Connected".
@@ -32,33 +33,40 @@ class PlainModel {
  public:
   explicit PlainModel(std::int32_t offset) : utcOffset(offset) {}
 
-  /// A fresh instance, closed; references to an older one of this name see it too.
+  /// Returns a fresh, closed instance; references to an older one of this identifier refer to it, too.
   SocketModel& create(SocketId socket);
   /// nullptr if it was never created.
   SocketModel* find(SocketId socket);
 
-  // What lines do. A line about an instance that was never created has no effect.
-  void setClock(const Line& stepOrNow);
-  void setProperty(const Line& property);
-  void happened(const Line& event);
-  void letFail(Line&& failedRead) { failing_.push_back(std::move(failedRead)); }
+  // The effects of lines. A line about an instance that was never created has none.
+  void beginStep(const Line& step);
+  /// Takes a property, a time or the failure of a read. False for any other line.
+  bool takeInput(const Line& line);
   /// Reads succeed again.
-  void letSucceed() { failing_.clear(); }
+  void letReadsSucceed() { failing_.clear(); }
 
-  /// Throws the failure that a line gave to this read, if it is still to fail.
+  /// Throws the failure that a line gave to this read, if any.
   void read(Operation property, SocketId socket) const {
     if (!failing_.empty()) failIfListed(property, socket);
   }
 
+  std::int64_t shift = 0;  // seconds by which the clock is ahead of the recording's
   Instant now;
   std::int32_t utcOffset;
   std::int16_t period = 0;
 
  private:
+  struct FailingRead {
+    Operation property;
+    SocketId socket;
+    Failure failure;
+  };
+  void setClock(Instant at, std::optional<std::int32_t> newUtcOffset);
+  void setProperty(const PropertyLine& line);
   void failIfListed(Operation property, SocketId socket) const;
 
   std::vector<std::unique_ptr<SocketModel>> sockets_[3];  // by array, then by index
-  std::vector<Line> failing_;
+  std::vector<FailingRead> failing_;
 };
 
 }  // namespace quarnex::recording

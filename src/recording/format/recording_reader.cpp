@@ -2,8 +2,6 @@
 
 #include <cstring>
 
-#include "recording/format/line_parser.h"
-
 namespace quarnex::recording {
 namespace {
 
@@ -12,8 +10,9 @@ constexpr std::size_t kLineMax = std::size_t{64} << 20;
 
 }  // namespace
 
-DamagedLine damageOf(const Line& missing, std::size_t number) {
-  return {number, missing.text + " bytes could not be recorded here; nothing behind it can be played"};
+DamagedLine damageOf(const MissingLine& missing, std::size_t number) {
+  return {number, std::to_string(missing.bytes) +
+                      " bytes could not be recorded here; nothing behind it can be played"};
 }
 
 RecordingReader::RecordingReader(std::istream& in) : in_(in) {
@@ -26,15 +25,13 @@ RecordingReader::RecordingReader(std::istream& in) : in_(in) {
 
 void RecordingReader::readHeader() {
   if (!nextText()) throw Damage("is missing: the file is empty");
-  fields_.parse(text_);
-  utcOffset_ = headerOffset(fields_);
+  utcOffset_ = parser_.parseHeader(text_);
 }
 
 bool RecordingReader::next(Line& line) {
   try {
     if (!nextText()) return false;
-    fields_.parse(text_);
-    fillLine(line, fields_);
+    line = parser_.parse(text_);
     return true;
   } catch (const Damage& damage) {
     throw DamagedLine(number_, damage.what());
@@ -63,7 +60,7 @@ bool RecordingReader::nextText() {
   }
 }
 
-// Moves what is left to the front and reads one block behind it; false at the end of the file.
+// Moves the rest to the front and reads one block behind it; false at the end of the file.
 bool RecordingReader::refill() {
   const std::size_t pending = end_ - begin_;
   std::memmove(buffer_.data(), buffer_.data() + begin_, pending);

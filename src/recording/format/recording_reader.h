@@ -1,4 +1,4 @@
-// Reads a recording line by line, each into its typed form; a damaged line is named.
+// Reads a recording line by line and reports the first damaged line with its number.
 #pragma once
 
 #include <cstddef>
@@ -8,12 +8,12 @@
 #include <string>
 #include <string_view>
 
-#include "recording/format/json_fields.h"
 #include "recording/format/line.h"
+#include "recording/format/line_parser.h"
 
 namespace quarnex::recording {
 
-/// A line that cannot be read: which one, and what is wrong with it ("line 7: is no JSON (character 12)").
+/// A line cannot be read. The text has its number and the reason: "line 7: is no JSON (character 12)".
 class DamagedLine : public std::runtime_error {
  public:
   DamagedLine(std::size_t number, const std::string& what)
@@ -24,23 +24,24 @@ class DamagedLine : public std::runtime_error {
   std::size_t number_;
 };
 
-/// Where the recorder could not keep lines, what follows is whole, but cannot be played.
-DamagedLine damageOf(const Line& missing, std::size_t number);
+/// The damage where lines are missing: the lines behind can be read, but not replayed.
+DamagedLine damageOf(const MissingLine& missing, std::size_t number);
 
-/// Keeps one line in memory, however long the recording. A line of more than 64 MiB is damaged.
+/// Keeps only one line in memory. A line of more than 64 MiB counts as damaged.
 class RecordingReader {
  public:
-  /// Reads the first line of `in`, which outlives the reader. Throws `DamagedLine`, also for a version that
-  /// is unknown.
+  /// Reads the first line of `in`, which outlives the reader. Throws `DamagedLine`, also for an unknown
+  /// version.
   explicit RecordingReader(std::istream& in);
 
-  /// Seconds that local time is ahead of UTC where the recording begins.
+  /// Offset of local time from UTC at the beginning of the recording, in seconds.
   std::int32_t utcOffset() const { return utcOffset_; }
 
-  /// Reads the next line into `line`; false at the end. Throws `DamagedLine`; nothing can be read after that.
+  /// Reads the next line into `line`, which is valid until the next call. Returns false at the end. Throws
+  /// `DamagedLine`; do not call it again after that.
   bool next(Line& line);
 
-  /// The line read last: its number, from 1, and its text, good until the next one is read.
+  /// Number, from 1, and text of the line read last, valid until the next one is read.
   std::size_t number() const { return number_; }
   std::string_view text() const { return text_; }
 
@@ -51,12 +52,12 @@ class RecordingReader {
 
   std::istream& in_;
   std::string buffer_;
-  std::size_t begin_ = 0;  // of what has not been handed out yet
-  std::size_t end_ = 0;    // of what has been read
+  std::size_t begin_ = 0;  // of the next line
+  std::size_t end_ = 0;    // of the bytes read
   std::string_view text_;
   std::size_t number_ = 0;
   std::int32_t utcOffset_ = 0;
-  LineFields fields_;
+  LineParser parser_;
 };
 
 }  // namespace quarnex::recording

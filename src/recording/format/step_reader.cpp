@@ -3,13 +3,6 @@
 #include <utility>
 
 namespace quarnex::recording {
-namespace {
-
-bool isTopStep(const Line& line) {
-  return line.isStep() && !line.nested;
-}
-
-}  // namespace
 
 StepReader::StepReader(RecordingReader& reader, std::size_t end) : reader_(reader), end_(end) {
   do {
@@ -19,17 +12,16 @@ StepReader::StepReader(RecordingReader& reader, std::size_t end) : reader_(reade
 
 bool StepReader::next(Step& step) {
   if (!more_) return false;
-  std::vector<Line> lines;
+  StoredLines lines;
   do {
-    lines.push_back(std::move(line_));
+    lines.add(line_);
     more_ = readLine();
   } while (more_ && !isTopStep(line_));
-  step = {std::make_shared<const std::vector<Line>>(std::move(lines))};
+  step = {std::make_shared<const StoredLines>(std::move(lines))};
   return true;
 }
 
 bool StepReader::readLine() {
-  line_ = {};
   return reader_.number() + 1 < end_ && reader_.next(line_);
 }
 

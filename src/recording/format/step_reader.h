@@ -1,30 +1,29 @@
-// Steps of a recording: each host call, tick or event with all that stands inside.
+// Splits a recording into steps: each host call, tick or event with all the lines inside it.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <vector>
 
 #include "recording/format/recording_reader.h"
+#include "recording/format/stored_lines.h"
 
 namespace quarnex::recording {
 
-/// A step, put off by so many seconds.
 struct Step {
-  std::shared_ptr<const std::vector<Line>> lines;
-  std::int64_t shift = 0;
+  std::shared_ptr<const StoredLines> lines;
+  std::int64_t shift = 0;  ///< seconds by which the step takes place later than recorded
 
   const Line& head() const { return lines->front(); }
-  Instant at() const { return {head().at.second + shift}; }
+  Instant at() const { return {stepStartOf(head())->at.second + shift}; }
 };
 
 class StepReader {
  public:
-  /// Of a recording up to, and without, line `end`.
+  /// Reads the steps before line `end`.
   StepReader(RecordingReader& reader, std::size_t end);
 
-  /// Reads the next step; false if there is none. What stands before the first one is left out.
+  /// Reads the next step; false if there is none. Lines before the first step are skipped.
   bool next(Step& step);
   bool atEnd() const { return !more_; }
 
@@ -33,7 +32,7 @@ class StepReader {
 
   RecordingReader& reader_;
   std::size_t end_;
-  Line line_;  // the next one, if there is
+  Line line_;  // the first one of the next step
   bool more_;
 };
 

@@ -4,28 +4,45 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "quarnex/failure.h"
 #include "recording/format/line.h"
-#include "recording/player/output.h"
 #include "services/observer.h"
 
 namespace quarnex::recording {
 
-/// How a service call ended, as recorded.
+/// The recorded result of an operation.
 struct Answer {
   std::optional<Failure> failure;
   std::string fetched;
 };
 
+/// The answer that `line` gives to the operation before it, if it is one.
+inline std::optional<Answer> answerIn(const Line& line, const OperationLine& call) {
+  const auto* failed = std::get_if<FailedLine>(&line);
+  if (failed != nullptr && failed->operation == call.operation && failed->socket == call.socket)
+    return Answer{Failure(failed->number, std::string(failed->description)), ""};
+  const auto* fetched = std::get_if<FetchedLine>(&line);
+  if (fetched != nullptr && call.operation == Operation::Fetch && fetched->socket == call.socket)
+    return Answer{std::nullopt, std::string(fetched->bytes)};
+  return std::nullopt;
+}
+
+/// The remote host of the incoming call, if `step` is one with this handle.
+inline std::string_view hostIn(const Line& step, std::int32_t handle) {
+  const auto* event = std::get_if<EventLine>(&step);
+  return event != nullptr && event->handle == handle ? event->remoteHost : "";
+}
+
 class Course {
  public:
   virtual ~Course() = default;
 
-  virtual void traced(const Traced& output) = 0;
+  virtual void traced(const TraceLine& output) = 0;
   /// Plays what is nested in the call and takes its answer. Then the caller brings the plain model up to date
   /// and calls `takeInputs`.
-  virtual Answer performed(const Performed& output) = 0;
+  virtual Answer performed(const OperationLine& output) = 0;
   virtual void takeInputs() = 0;
   /// How a host call ended.
   virtual void returned(const Value& result) = 0;

@@ -26,20 +26,19 @@ PlayedEngine::PlayedEngine(Course& course, PlainModel& model, ServicesWrapper* w
 }
 
 void PlayedEngine::deliver(const Line& step) {
-  switch (step.kind) {
-    case LineKind::Tick:
-      return timer_.tick();
-    case LineKind::Event:
-      return sockets_.deliver(step);
-    default:
-      return call(step);
+  if (const auto* event = std::get_if<EventLine>(&step)) {
+    sockets_.deliver(*event);
+  } else if (const auto* call = std::get_if<CallLine>(&step)) {
+    makeCall(*call);
+  } else {
+    timer_.tick();
   }
 }
 
-void PlayedEngine::call(const Line& step) {
+void PlayedEngine::makeCall(const CallLine& call) {
   Value result;
   try {
-    result = step.method->call(quarn_, step.values);
+    result = call.method->call(quarn_, call.parameters);
   } catch (const Failure& failure) {
     return course_.failed(failure);
   }

@@ -1,4 +1,4 @@
-// A fresh engine whose surroundings are played.
+// A fresh engine on replayed services.
 #pragma once
 
 #include "host/engine.h"
@@ -12,16 +12,16 @@ namespace quarnex::recording {
 
 class PlayedEngine {
  public:
-  /// `wrapper`, if there is one, stands between the engine and its services. All outlive the engine.
+  /// `wrapper`, if given, stands between the engine and its services. All arguments outlive the engine.
   PlayedEngine(Course& course, PlainModel& model, ServicesWrapper* wrapper = nullptr);
 
-  /// Brings a step to the engine; of a host call, the course hears how it ended.
+  /// Delivers a step to the engine and reports the result of a host call to the course.
   void deliver(const Line& step);
 
   Library& library() { return library_; }
 
  private:
-  void call(const Line& step);
+  void makeCall(const CallLine& call);
 
   Course& course_;
   PlayedSockets sockets_;

@@ -20,7 +20,7 @@ PlayResult Player::result() {
 }
 
 void Player::deliver(const Line& step) {
-  if (!start_) start_ = step.at;
+  if (!start_) start_ = stepStartOf(step)->at;
   engine_.deliver(step);
 }
 

@@ -9,7 +9,7 @@ namespace {
 
 // One call of a service that changes something in the model: at once, and back if the call fails.
 template <class Field>
-void change(Course& course, const Performed& call, Field& field, Field value) {
+void change(Course& course, const OperationLine& call, Field& field, Field value) {
   const Field before = std::exchange(field, std::move(value));
   const Answer answer = course.performed(call);
   if (answer.failure) field = before;
@@ -17,7 +17,7 @@ void change(Course& course, const Performed& call, Field& field, Field value) {
   if (answer.failure) throw Failure(*answer.failure);
 }
 
-void perform(Course& course, const Performed& call) {
+void perform(Course& course, const OperationLine& call) {
   const Answer answer = course.performed(call);
   course.takeInputs();
   if (answer.failure) throw Failure(*answer.failure);
@@ -41,15 +41,15 @@ class PlayedSocket final : public SocketInstance {
     change(course_, {Operation::SetRemotePort, id_, port}, model_.remotePort, port);
   }
   void setLocalAddress(std::string_view dotted) override {
-    perform(course_, {Operation::SetLocalAddress, id_, 0, dotted});
+    perform(course_, {Operation::SetLocalAddress, id_, dotted});
   }
   void setRemoteHost(std::string_view dotted) override {
-    change(course_, {Operation::SetRemoteHost, id_, 0, dotted}, model_.remoteHost, std::string(dotted));
+    change(course_, {Operation::SetRemoteHost, id_, dotted}, model_.remoteHost, std::string(dotted));
   }
 
   void close() override { become(Operation::Close, kSocketClosed); }
-  void prepareA() override { perform(course_, {Operation::PrepareA, id_}); }
-  void prepareB() override { perform(course_, {Operation::PrepareB, id_}); }
+  void prepareA() override { perform(course_, {Operation::PrepareA, id_, {}}); }
+  void prepareB() override { perform(course_, {Operation::PrepareB, id_, {}}); }
   void connect() override { become(Operation::Connect, kSocketCalling); }
   void listen() override { become(Operation::Listen, kSocketListening); }
   void attach(std::int32_t handle) override;
@@ -63,7 +63,7 @@ class PlayedSocket final : public SocketInstance {
     plain_.read(Operation::ReceivedText, id_);
     return model_.receivedText;
   }
-  void send(std::string_view bytes) override { perform(course_, {Operation::Send, id_, 0, bytes}); }
+  void send(std::string_view bytes) override { perform(course_, {Operation::Send, id_, bytes}); }
 
  private:
   template <class Field>
@@ -73,7 +73,7 @@ class PlayedSocket final : public SocketInstance {
   }
 
   void become(Operation operation, SocketState state) {
-    change(course_, {operation, id_}, model_.status, statusOf(state));
+    change(course_, {operation, id_, {}}, model_.status, statusOf(state));
   }
 
   Course& course_;
@@ -96,7 +96,7 @@ void PlayedSocket::attach(std::int32_t handle) {
 }
 
 void PlayedSocket::fetch() {
-  Answer answer = course_.performed({Operation::Fetch, id_});
+  Answer answer = course_.performed({Operation::Fetch, id_, {}});
   model_.bytesWaiting.reset();
   model_.receivedText = std::move(answer.fetched);
   course_.takeInputs();
@@ -110,23 +110,22 @@ std::unique_ptr<SocketInstance> PlayedSockets::create(SocketArray array, std::in
   events_ = &events;
   const SocketId id{array, index};
   SocketModel& model = model_.create(id);
-  perform(course_, {Operation::Create, id});
+  perform(course_, {Operation::Create, id, {}});
   return std::make_unique<PlayedSocket>(course_, model_, model, id);
 }
 
-void PlayedSockets::deliver(const Line& event) const {
+void PlayedSockets::deliver(const EventLine& event) const {
   if (events_ == nullptr) return;
   const auto [array, index] = event.socket;
-  const auto code = static_cast<std::int16_t>(event.number);
   switch (event.event) {
     case EventKind::Connect:
-      return events_->onConnect(array, index, code);
+      return events_->onConnect(array, index, event.code);
     case EventKind::Close:
-      return events_->onClose(array, index, code);
+      return events_->onClose(array, index, event.code);
     case EventKind::Receive:
-      return events_->onReceive(array, index, code);
+      return events_->onReceive(array, index, event.code);
     case EventKind::Accept:
-      return events_->onAccept(array, index, event.handle, code);
+      return events_->onAccept(array, index, event.handle, event.code);
   }
 }
 
@@ -144,11 +143,11 @@ void PlayedTimer::tick() const {
 }
 
 void PlayedLog::create(const std::string& name) {
-  perform(course_, {Operation::CreateLog, {}, 0, name});
+  perform(course_, {Operation::CreateLog, {}, name});
 }
 
 void PlayedLog::close() {
-  perform(course_, {Operation::CloseLog});
+  perform(course_, {Operation::CloseLog, {}, {}});
 }
 
 }  // namespace quarnex::recording

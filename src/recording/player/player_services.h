@@ -23,7 +23,7 @@ class PlayedSockets final : public SocketService {
   std::unique_ptr<SocketInstance> create(SocketArray array, std::int16_t index,
                                          SocketEvents& events) override;
   /// Brings a socket event to the engine; nobody hears one that comes before the first instance is created.
-  void deliver(const Line& event) const;
+  void deliver(const EventLine& event) const;
 
  private:
   Course& course_;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "recording/format/line_writer.h"
+
 namespace quarnex::recording {
 
 Script::Script(RecordingReader& reader, PlainModel& model, Deliver deliver)
@@ -17,41 +19,27 @@ void Script::readLine() {
   left.text = reader_.text();
   try {
     playing_ = reader_.next(line_);
-    if (playing_ && line_.kind == LineKind::Missing) throw damageOf(line_, reader_.number());
+    const auto* missing = std::get_if<MissingLine>(&line_);
+    if (playing_ && missing != nullptr) throw damageOf(*missing, reader_.number());
   } catch (const DamagedLine& damage) {
     damage_ = damage;
     playing_ = false;
   }
 }
 
-// The line was an output, or the beginning or end of a step: what reads were to fail until then succeeds
-// again.
+// The line was an output, or the beginning or end of a step: failing reads succeed again behind it.
 void Script::nextOutput() {
-  model_.letSucceed();
+  model_.letReadsSucceed();
   readLine();
 }
 
 void Script::takeInputs() {
-  for (; playing_; readLine()) {
-    switch (line_.kind) {
-      case LineKind::Property:
-        model_.setProperty(line_);
-        break;
-      case LineKind::FailedRead:
-        model_.letFail(std::move(line_));
-        break;
-      case LineKind::Now:
-        model_.setClock(line_);
-        break;
-      default:
-        return;
-    }
-  }
+  while (playing_ && model_.takeInput(line_)) readLine();
 }
 
 template <class Output>
 bool Script::compare(const Output& output) {
-  if (playing_ && !matches(line_, output)) differ(lineOf(output));
+  if (playing_ && !isEqual(line_, output)) differ(textOf(output));
   return playing_;
 }
 
@@ -69,7 +57,7 @@ void Script::differ(std::string actual) {
 
 void Script::playStep() {
   open_.resize(std::min<std::size_t>(open_.size(), 1));
-  if (!line_.isStep() || line_.nested) return differ(std::string(kNothingMore));
+  if (!isTopStep(line_)) return differ(std::string(kNothingMore));
   open_.clear();
   deliverStep();
 }
@@ -78,13 +66,9 @@ void Script::deliverStep() {
   ++steps_;
   OpenStep& step = open_.emplace_back();
   step.line = {reader_.number(), std::string(reader_.text())};
-  const Line delivered = std::exchange(line_, Line{});
-  if (delivered.kind == LineKind::Event) {
-    model_.happened(delivered);
-    step.handle = delivered.handle;
-    step.remoteHost = delivered.text;
-  }
-  model_.setClock(delivered);
+  step.delivered.add(line_);
+  const Line delivered = step.delivered.front();
+  model_.beginStep(delivered);
   nextOutput();
   takeInputs();
   deliver_(delivered);
@@ -92,56 +76,51 @@ void Script::deliverStep() {
 
 void Script::playNested() {
   deliverStep();
-  if (playing_ && line_.kind != LineKind::End) differ("{\"end\":true}");
+  if (playing_ && !std::holds_alternative<EndLine>(line_)) differ(textOf(EndLine{}));
   if (!playing_) return;
   open_.pop_back();
   nextOutput();
 }
 
-void Script::traced(const Traced& output) {
+void Script::traced(const TraceLine& output) {
   if (!compare(output)) return;
   nextOutput();
   takeInputs();
 }
 
-Answer Script::performed(const Performed& output) {
+Answer Script::performed(const OperationLine& output) {
   if (!compare(output)) return {};
   nextOutput();
-  while (playing_ && line_.isStep() && line_.nested) playNested();
+  while (playing_ && isStep(line_) && !isTopStep(line_)) playNested();
   return takeAnswer(output);
 }
 
-Answer Script::takeAnswer(const Performed& call) {
-  if (!playing_ || line_.operation != call.operation || line_.socket != call.socket) return {};
-  Answer answer;
-  if (line_.kind == LineKind::FailedOperation) {
-    answer.failure.emplace(line_.number, line_.text);
-  } else if (line_.kind == LineKind::Fetched) {
-    answer.fetched = std::move(line_.text);
-  } else {
-    return {};
-  }
+Answer Script::takeAnswer(const OperationLine& call) {
+  if (!playing_) return {};
+  std::optional<Answer> answer = answerIn(line_, call);
+  if (!answer) return {};
   readLine();
-  return answer;
+  return *std::move(answer);
 }
 
 void Script::returned(const Value& result) {
-  if (!compare(result)) return;
+  if (!compare(ResultLine{&result})) return;
   nextOutput();
   takeInputs();
 }
 
 void Script::failed(const Failure& failure) {
-  if (!compare(failure)) return;
+  if (!compare(FailureLine{failure.number(), failure.what()})) return;
   nextOutput();
   takeInputs();
 }
 
 std::string Script::hostOf(std::int32_t handle) const {
-  const auto accepted = std::find_if(open_.rbegin(), open_.rend(), [&](const OpenStep& step) {
-    return step.handle == handle && !step.remoteHost.empty();
-  });
-  return accepted == open_.rend() ? "" : accepted->remoteHost;
+  for (auto open = open_.rbegin(); open != open_.rend(); ++open) {
+    const std::string_view host = hostIn(open->delivered.front(), handle);
+    if (!host.empty()) return std::string(host);
+  }
+  return "";
 }
 
 }  // namespace quarnex::recording

@@ -13,6 +13,7 @@
 #include "recording/format/line.h"
 #include "recording/format/plain_model.h"
 #include "recording/format/recording_reader.h"
+#include "recording/format/stored_lines.h"
 #include "recording/player/course.h"
 #include "recording/player/difference.h"
 
@@ -34,15 +35,14 @@ class Script final : public Course {
   void playStep();
 
   // All compare what the engine does with the next line.
-  void traced(const Traced& output) override;
-  Answer performed(const Performed& output) override;
+  void traced(const TraceLine& output) override;
+  Answer performed(const OperationLine& output) override;
   void takeInputs() override;
   void returned(const Value& result) override;
   void failed(const Failure& failure) override;
 
   bool nextIsFetch(SocketId socket) const override {
-    return playing_ && line_.kind == LineKind::Performed && line_.operation == Operation::Fetch &&
-           line_.socket == socket;
+    return playing_ && isEqual(line_, OperationLine{Operation::Fetch, socket, {}});
   }
   std::string hostOf(std::int32_t handle) const override;
 
@@ -53,8 +53,7 @@ class Script final : public Course {
  private:
   struct OpenStep {
     NumberedLine line;
-    std::int32_t handle = 0;
-    std::string remoteHost;
+    StoredLines delivered;  // the same line
   };
 
   template <class Output>
@@ -64,7 +63,7 @@ class Script final : public Course {
   void nextOutput();
   void deliverStep();
   void playNested();
-  Answer takeAnswer(const Performed& call);
+  Answer takeAnswer(const OperationLine& call);
 
   RecordingReader& reader_;
   PlainModel& model_;

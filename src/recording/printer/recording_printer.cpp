@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "engine/records/text_pieces.h"
-#include "recording/format/line_words.h"
 #include "recording/format/text_codes.h"
 #include "services/wall_clock.h"
 
@@ -33,13 +32,22 @@ std::string counted(std::size_t number, std::string_view what) {
 }
 
 bool isPoll(const Line& line) {
-  return line.kind == LineKind::Call &&
-         (line.method->name == "MessaggioArrivato" || line.method->name == "GetDebug");
+  const auto* call = std::get_if<CallLine>(&line);
+  return call != nullptr && (call->method->name == "MessaggioArrivato" || call->method->name == "GetDebug");
 }
 
 bool findsNothing(const Line& line) {
-  return line.kind == LineKind::Result &&
-         (line.values[0] == Value{false} || line.values[0] == Value{std::string()});
+  const auto* result = std::get_if<ResultLine>(&line);
+  return result != nullptr && (*result->value == Value{false} || *result->value == Value{std::string()});
+}
+
+bool returnsNothing(const Line& line) {
+  const auto* result = std::get_if<ResultLine>(&line);
+  return result != nullptr && *result->value == Value{};
+}
+
+std::string wordsFor(const Line& line) {
+  return std::visit([](const auto& one) { return one.words(); }, line);
 }
 
 }  // namespace
@@ -61,39 +69,41 @@ void RecordingPrinter::print() {
 
 void RecordingPrinter::show(const Line& line) {
   if (settleStep(&line)) return;
-  if (line.utcOffset && (line.isStep() || line.kind == LineKind::Now)) utcOffset_ = *line.utcOffset;
   learn(line);
-  if (line.kind == LineKind::Missing) {
+  if (const auto* missing = std::get_if<MissingLine>(&line)) {
     depth_ = 0;
-    if (!missing_) missing_ = damageOf(line, reader_.number());
+    if (!missing_) missing_ = damageOf(*missing, reader_.number());
   }
-  if (line.isStep()) return showStep(line);
-  if (line.kind == LineKind::End) {
+  if (const StepStart* start = stepStartOf(line)) {
+    showStep(line, *start);
+  } else if (std::holds_alternative<EndLine>(line)) {
     if (depth_ > 0) --depth_;
-  } else if (line.kind == LineKind::Now) {
-    row(reader_.number(), "", "", "< the clock reads " + timeOf(localTime(line.at, utcOffset_)));
-  } else if (line.kind != LineKind::Result || line.values[0] != Value{}) {
+  } else if (const auto* time = std::get_if<NowLine>(&line)) {
+    utcOffset_ = time->utcOffset.value_or(utcOffset_);
+    row(reader_.number(), "", "", "< the clock reads " + timeOf(localTime(time->at, utcOffset_)));
+  } else if (!returnsNothing(line)) {
     row(reader_.number(), "", tagFor(line), wordsFor(line));
   }
 }
 
-void RecordingPrinter::showStep(const Line& step) {
-  depth_ = step.nested ? depth_ + 1 : 0;
-  const Heading heading{reader_.number(), step.at, step.kind == LineKind::Call ? "host" : tagFor(step),
-                        wordsFor(step)};
+void RecordingPrinter::showStep(const Line& step, const StepStart& start) {
+  utcOffset_ = start.utcOffset.value_or(utcOffset_);
+  depth_ = start.nested ? depth_ + 1 : 0;
+  const bool ofHost = std::holds_alternative<CallLine>(step);
+  const Heading heading{reader_.number(), start.at, ofHost ? "host" : tagFor(step), wordsFor(step)};
   if (isPoll(step)) {
     poll_ = heading;
-  } else if (step.kind == LineKind::Tick && !step.nested) {
+  } else if (std::holds_alternative<TickLine>(step) && !start.nested) {
     tick_ = heading;
   } else {
     showHeading(heading);
   }
 }
 
-// A tick that the next step follows at once did nothing. True if `next` is the answer of a poll that found
-// nothing: it is counted with it. `next` is null at the end.
+// A tick without lines of its own did nothing. True if `next` is the answer of a poll that found nothing;
+// both are then counted as one. `next` is null at the end.
 bool RecordingPrinter::settleStep(const Line* next) {
-  const bool stepEnds = next == nullptr || (next->isStep() && !next->nested);
+  const bool stepEnds = next == nullptr || isTopStep(*next);
   const bool quietPoll = poll_ && next != nullptr && findsNothing(*next);
   if (quietPoll) ++quietPolls_;
   if (tick_ && stepEnds) ++quietTicks_;
@@ -130,34 +140,35 @@ void RecordingPrinter::row(std::size_t number, std::string_view time, std::strin
        << padded(time, kTimeWidth) << padded(tag, kTagWidth) << std::string(2 * depth_, ' ') << words << '\n';
 }
 
-// Which link a line concerns is known from the `Add` that registered it: the instances that it created, its
-// result.
+// A link's lines are recognised by the Add call that registered it: by the instances that it created and by
+// its result.
 void RecordingPrinter::learn(const Line& line) {
-  if (line.kind == LineKind::Call) {
+  if (const auto* call = std::get_if<CallLine>(&line)) {
     adding_.clear();
-    if (line.method->name == "Add") {
-      adding_ = concat("ETH ", ZeroPadded{std::get<std::int16_t>(line.values[1]), 2}, ' ',
-                       escaped(std::get<std::string>(line.values[0])));
+    if (call->method->name == "Add") {
+      adding_ = concat("ETH ", ZeroPadded{std::get<std::int16_t>(call->parameters[1]), 2}, ' ',
+                       escaped(std::get<std::string>(call->parameters[0])));
     }
   }
   if (adding_.empty()) return;
-  if (line.kind == LineKind::Performed && line.operation == Operation::Create)
-    socketTags_[{line.socket.array, line.socket.index}] = adding_;
-  if (line.kind == LineKind::Result && std::holds_alternative<std::int16_t>(line.values[0])) {
-    linkTags_[std::get<std::int16_t>(line.values[0])] = adding_;
+  const auto* performed = std::get_if<OperationLine>(&line);
+  if (performed != nullptr && performed->operation == Operation::Create)
+    socketTags_[{performed->socket.array, performed->socket.index}] = adding_;
+  const auto* result = std::get_if<ResultLine>(&line);
+  if (result != nullptr && std::holds_alternative<std::int16_t>(*result->value)) {
+    linkTags_[std::get<std::int16_t>(*result->value)] = adding_;
     adding_.clear();
   }
 }
 
 std::string RecordingPrinter::tagFor(const Line& line) const {
-  if (line.kind == LineKind::Trace) {
-    const auto found = linkTags_.find(line.number);
+  if (const auto* trace = std::get_if<TraceLine>(&line)) {
+    const auto found = linkTags_.find(trace->link);
     return found == linkTags_.end() ? adding_ : found->second;
   }
-  const bool ofASocket = line.kind == LineKind::Event || line.kind == LineKind::Performed ||
-                         (line.kind >= LineKind::Fetched && line.kind <= LineKind::Property);
-  if (!ofASocket) return "";
-  const auto found = socketTags_.find({line.socket.array, line.socket.index});
+  const SocketId* socket = socketOf(line);
+  if (socket == nullptr) return "";
+  const auto found = socketTags_.find({socket->array, socket->index});
   return found == socketTags_.end() ? "" : found->second;
 }
 

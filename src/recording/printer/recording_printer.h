@@ -1,4 +1,4 @@
-// Shows a recording to people: local time, the link's tag, and in words what came and what was done.
+// Prints a recording for people: local time, link, and each line in words.
 #pragma once
 
 #include <cstddef>
@@ -14,14 +14,14 @@
 
 namespace quarnex::recording {
 
-/// One row a line: its number, the time where a step begins, whose link it concerns, what it says. What is
-/// nested is indented; ticks that do nothing and polls that find nothing are only counted.
+/// Prints one row per line: its number, the time if a step begins, the link, and the line in words. Nested
+/// lines are indented. Ticks that do nothing and polls that find nothing are only counted.
 class RecordingPrinter {
  public:
   RecordingPrinter(RecordingReader& reader, std::ostream& out);
 
-  /// Prints all that the reader still has. Throws `DamagedLine` when everything before that line is printed;
-  /// for lines that are missing, when everything is.
+  /// Prints the rest of the recording. Throws `DamagedLine` at a damaged line, after printing those before
+  /// it; for missing lines, after printing everything.
   void print();
 
  private:
@@ -33,7 +33,7 @@ class RecordingPrinter {
   };
 
   void show(const Line& line);
-  void showStep(const Line& step);
+  void showStep(const Line& step, const StepStart& start);
   bool settleStep(const Line* next);
   void showQuietSteps();
   void showHeading(const Heading& heading);
@@ -44,15 +44,15 @@ class RecordingPrinter {
   RecordingReader& reader_;
   std::ostream& out_;
   std::int32_t utcOffset_;
-  std::string date_;             // printed last
+  std::string date_;             // the last one printed
   std::size_t depth_ = 0;        // of nested steps
-  std::optional<Heading> tick_;  // whose next line will tell whether it did anything
-  std::optional<Heading> poll_;  // whose next line will tell whether it found anything
+  std::optional<Heading> tick_;  // the current step; whether it did anything depends on the next line
+  std::optional<Heading> poll_;  // the current step; whether it found anything depends on the next line
   std::size_t quietTicks_ = 0;   // not printed yet
   std::size_t quietPolls_ = 0;
   std::optional<DamagedLine> missing_;
 
-  std::string adding_;  // tag of the link that an `Add` in progress registers
+  std::string adding_;  // tag of the link that the current `Add` registers
   std::map<std::int32_t, std::string> linkTags_;
   std::map<std::pair<SocketArray, std::int16_t>, std::string> socketTags_;
 };

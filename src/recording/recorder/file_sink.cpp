@@ -8,7 +8,7 @@
 namespace quarnex::recording {
 namespace {
 
-// Between two writes: so that a busy host's lines go out together, and a crash loses little.
+// Between two writes: collects the lines of a busy host, yet a crash loses little.
 constexpr std::chrono::milliseconds kPause{20};
 
 }  // namespace
@@ -43,7 +43,7 @@ void FileSink::writePending() {
     wake_.wait(lock, [&] { return ending_ || !pending_.empty(); });
     backlog.lines.clear();
     backlog.lines.swap(pending_.lines);
-    backlog.notKept = std::exchange(pending_.notKept, 0);
+    backlog.dropped = std::exchange(pending_.dropped, 0);
     lock.unlock();
     marked_.write(backlog);
     missing_ = marked_.missing();

@@ -8,10 +8,10 @@
 namespace quarnex::recording {
 namespace {
 
-// What a full disk takes or refuses as a whole.
+// Written at once: a full disk takes or refuses a piece as a whole.
 constexpr std::size_t kPieceBytes = std::size_t{64} << 10;
 
-// About so much, up to the end of a line.
+// As many whole lines as fit into kPieceBytes, at least one.
 std::string_view firstLines(std::string_view lines) {
   const std::size_t end = lines.substr(0, kPieceBytes).rfind('\n');
   return lines.substr(0, (end == lines.npos ? lines.find('\n') : end) + 1);
@@ -19,7 +19,7 @@ std::string_view firstLines(std::string_view lines) {
 
 std::string markOf(std::uint64_t bytes) {
   std::string mark;
-  writeLine(mark, {.kind = LineKind::Missing, .text = std::to_string(bytes)});
+  writeLine(mark, MissingLine{static_cast<std::int64_t>(bytes)});
   return mark;
 }
 
@@ -31,16 +31,16 @@ void MarkedStorage::write(const Backlog& backlog) {
     writeOut(piece);
     rest.remove_prefix(piece.size());
   }
-  notWritten_ += backlog.notKept;
-  missing_ += backlog.notKept;
+  notWritten_ += backlog.dropped;
+  missing_ += backlog.dropped;
 }
 
 void MarkedStorage::finish() {
   if (notWritten_ > 0) writeOut("");
 }
 
-// A line that was taken in part would damage the whole, so all ends with the last whole piece; the mark
-// stands there as long as more does not fit.
+// A partly written line would damage the recording, so the storage is cut behind the last complete piece. The
+// mark stays there until lines fit again.
 void MarkedStorage::writeOut(std::string_view lines) {
   const std::string mark = notWritten_ > 0 ? markOf(notWritten_) : "";
   if (storage_.writeAt(wholeBytes_, mark) && storage_.writeAt(wholeBytes_ + mark.size(), lines)) {

@@ -23,9 +23,9 @@ class RecordedSocket::Change {
 
 template <class Field, class Operate>
 void RecordedSocket::change(Operation operation, Field& field, Field value, Operate&& operate,
-                            std::int32_t number, std::string_view text) {
+                            Operand argument) {
   Change<Field> change(field, std::move(value));
-  perform(operation, operate, number, text);
+  perform(operation, operate, argument);
   change.hold();
 }
 
@@ -60,7 +60,7 @@ void RecordedSocket::setRemotePort(std::int32_t port) {
 
 void RecordedSocket::setLocalAddress(std::string_view dotted) {
   perform(
-      Operation::SetLocalAddress, [&] { inner_->setLocalAddress(dotted); }, 0, dotted);
+      Operation::SetLocalAddress, [&] { inner_->setLocalAddress(dotted); }, dotted);
 }
 
 std::string RecordedSocket::remoteHost() {
@@ -71,7 +71,7 @@ std::string RecordedSocket::remoteHost() {
 void RecordedSocket::setRemoteHost(std::string_view dotted) {
   change(
       Operation::SetRemoteHost, model_.remoteHost, std::string(dotted),
-      [&] { inner_->setRemoteHost(dotted); }, 0, dotted);
+      [&] { inner_->setRemoteHost(dotted); }, dotted);
 }
 
 void RecordedSocket::close() {
@@ -127,7 +127,7 @@ std::string_view RecordedSocket::receivedText() {
 
 void RecordedSocket::send(std::string_view bytes) {
   perform(
-      Operation::Send, [&] { inner_->send(bytes); }, 0, bytes);
+      Operation::Send, [&] { inner_->send(bytes); }, bytes);
 }
 
 }  // namespace quarnex::recording

@@ -42,15 +42,14 @@ class RecordedSocket final : public SocketInstance {
 
  private:
   template <class Operate>
-  void perform(Operation operation, Operate&& operate, std::int32_t number = 0, std::string_view text = {}) {
-    tape_.perform(operation, id_, number, text, operate);
+  void perform(Operation operation, Operate&& operate, Operand argument = {}) {
+    tape_.perform({operation, id_, argument}, operate);
   }
   template <class Field>
   class Change;
   /// Changes the model at once, and back if the operation fails.
   template <class Field, class Operate>
-  void change(Operation operation, Field& field, Field value, Operate&& operate, std::int32_t number = 0,
-              std::string_view text = {});
+  void change(Operation operation, Field& field, Field value, Operate&& operate, Operand argument = {});
 
   Tape& tape_;
   SocketId id_;

@@ -4,7 +4,8 @@
 
 namespace quarnex::recording {
 
-Recorder::Recorder(const Services& services, Lines& lines) : inner_(services), tape_(services.clock, lines) {}
+Recorder::Recorder(const Services& services, LineSink& lines)
+    : inner_(services), tape_(services.clock, lines) {}
 
 // A failed element leaves nothing behind.
 std::unique_ptr<SocketInstance> Recorder::create(SocketArray array, std::int16_t index,
@@ -12,7 +13,7 @@ std::unique_ptr<SocketInstance> Recorder::create(SocketArray array, std::int16_t
   socketEvents_ = &events;
   const SocketId id{array, index};
   auto recorded = std::make_unique<RecordedSocket>(tape_, id);
-  tape_.perform(Operation::Create, id, 0, {},
+  tape_.perform({Operation::Create, id, {}},
                 [&] { recorded->wrap(inner_.sockets.create(array, index, *this)); });
   auto& elements = sockets_[static_cast<std::size_t>(array)];
   if (std::cmp_less_equal(elements.size(), index)) elements.resize(static_cast<std::size_t>(index) + 1);
@@ -33,7 +34,7 @@ std::int16_t Recorder::period() {
 void Recorder::setPeriod(std::int16_t milliseconds) {
   const std::int32_t before = std::exchange(periodModel_, milliseconds);
   try {
-    tape_.perform(Operation::SetPeriod, {}, milliseconds, {}, [&] { inner_.timer.setPeriod(milliseconds); });
+    tape_.perform({Operation::SetPeriod, {}, milliseconds}, [&] { inner_.timer.setPeriod(milliseconds); });
   } catch (const Failure&) {
     periodModel_ = before;
     throw;
@@ -41,11 +42,11 @@ void Recorder::setPeriod(std::int16_t milliseconds) {
 }
 
 void Recorder::create(const std::string& name) {
-  tape_.perform(Operation::CreateLog, {}, 0, name, [&] { inner_.logFile.create(name); });
+  tape_.perform({Operation::CreateLog, {}, name}, [&] { inner_.logFile.create(name); });
 }
 
 void Recorder::close() {
-  tape_.perform(Operation::CloseLog, {}, 0, {}, [&] { inner_.logFile.close(); });
+  tape_.perform({Operation::CloseLog, {}, {}}, [&] { inner_.logFile.close(); });
 }
 
 void Recorder::onConnect(SocketArray array, std::int16_t index, std::int16_t code) {

@@ -32,7 +32,7 @@ class Recorder final : public SocketService,
                        public TimerEvents,
                        public Observer {
  public:
-  Recorder(const Services& services, Lines& lines);
+  Recorder(const Services& services, LineSink& lines);
   Recorder(const Recorder&) = delete;
   Recorder& operator=(const Recorder&) = delete;
 

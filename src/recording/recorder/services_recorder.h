@@ -1,11 +1,11 @@
-// A recorder as a wrapper of services, with what its lines go to.
+// Wraps services with a recorder that writes to a sink.
 #pragma once
 
 #include <memory>
 #include <utility>
 
+#include "recording/format/line_writer.h"
 #include "recording/format/sink.h"
-#include "recording/format/text_lines.h"
 #include "recording/recorder/recorder.h"
 #include "services/services_wrapper.h"
 
@@ -14,8 +14,8 @@ namespace quarnex::recording {
 class ServicesRecorder final : public ServicesWrapper {
  public:
   explicit ServicesRecorder(std::shared_ptr<Sink> sink)
-      : lines_(std::make_shared<TextLines>(std::move(sink))) {}
-  explicit ServicesRecorder(std::shared_ptr<Lines> lines) : lines_(std::move(lines)) {}
+      : lines_(std::make_shared<LineWriter>(std::move(sink))) {}
+  explicit ServicesRecorder(std::shared_ptr<LineSink> lines) : lines_(std::move(lines)) {}
 
   Services wrap(const Services& services) override {
     recorder_ = std::make_unique<Recorder>(services, *lines_);
@@ -24,7 +24,7 @@ class ServicesRecorder final : public ServicesWrapper {
   void watch(Library& library) override { recorder_->watch(library); }
 
  private:
-  std::shared_ptr<Lines> lines_;
+  std::shared_ptr<LineSink> lines_;
   std::unique_ptr<Recorder> recorder_;
 };
 

@@ -1,4 +1,4 @@
-// What is being recorded: the steps, the outputs, and the one answer that a read gets between two outputs.
+// Writes a recording: its steps, its outputs, and one answer per read between two outputs.
 #pragma once
 
 #include <cstdint>
@@ -7,16 +7,16 @@
 #include <string_view>
 
 #include "quarnex/failure.h"
-#include "recording/format/lines.h"
+#include "recording/format/sink.h"
 #include "services/observer.h"
 #include "services/wall_clock.h"
 
 namespace quarnex::recording {
 
-/// The answer to one kind of read, good until the next output.
+/// The answer to one kind of read, valid until the next output.
 template <class T>
 struct Reading {
-  std::uint64_t stretch = 0;  // between which outputs it was made; 0 = never
+  std::uint64_t stretch = 0;  // number of the stretch between two outputs in which it was read; 0 = never
   T value{};
   std::optional<Failure> failure;
 };
@@ -24,9 +24,9 @@ struct Reading {
 class Tape {
  public:
   /// Begins a recording. `clock` and `lines` outlive the tape.
-  Tape(WallClock& clock, Lines& lines);
+  Tape(WallClock& clock, LineSink& lines);
 
-  /// Outside of steps nothing is recorded: tools look at links there.
+  /// Calls outside of steps are not recorded: tools inspect links there.
   bool inStep() const { return depth_ > 0; }
 
   void beginCall(const Method& method, std::span<const Value> parameters);
@@ -39,35 +39,25 @@ class Tape {
 
   void trace(std::int16_t link, std::string_view text);
 
-  /// One operation: its line, what it does (steps nest inside), and its failure, which goes on to the caller.
+  /// Records an operation, performs it (other steps may nest inside) and records its failure, which it
+  /// rethrows.
   template <class Operate>
-  void perform(Operation operation, SocketId socket, std::int32_t number, std::string_view text,
-               Operate&& operate) {
+  void perform(const OperationLine& line, Operate&& operate) {
     if (!inStep()) return operate();
-    output({.kind = LineKind::Performed,
-            .operation = operation,
-            .socket = socket,
-            .number = number,
-            .text = text});
+    output(line);
     try {
       operate();
     } catch (const Failure& failure) {
-      lines_.take({.kind = LineKind::FailedOperation,
-                   .operation = operation,
-                   .socket = socket,
-                   .number = failure.number(),
-                   .text = failure.what()});
+      lines_.take(FailedLine{line.operation, line.socket, failure.number(), failure.what()});
       throw;
     }
   }
 
   void fetched(SocketId socket, std::string_view bytes) {
-    if (inStep())
-      lines_.take(
-          {.kind = LineKind::Fetched, .operation = Operation::Fetch, .socket = socket, .text = bytes});
+    if (inStep()) lines_.take(FetchedLine{bytes, socket});
   }
 
-  /// One read. `model` is what a player would answer; a line says where the truth differs.
+  /// Reads a property. `model` is the answer in a replay; another answer gets a line.
   template <class T, class Read>
   T read(Reading<T>& reading, Operation property, SocketId socket, T& model, Read&& ask) {
     if (!inStep()) return ask();
@@ -77,16 +67,12 @@ class Tape {
       try {
         reading.value = ask();
       } catch (const Failure& failure) {
-        lines_.take({.kind = LineKind::FailedRead,
-                     .operation = property,
-                     .socket = socket,
-                     .number = failure.number(),
-                     .text = failure.what()});
+        lines_.take(FailedLine{property, socket, failure.number(), failure.what()});
         reading.failure = failure;
       }
       if (!reading.failure && reading.value != model) {
         model = reading.value;
-        differs(property, socket, model);
+        lines_.take(PropertyLine{property, socket, model});
       }
     }
     if (reading.failure) throw Failure(*reading.failure);
@@ -97,21 +83,19 @@ class Tape {
   std::int32_t utcOffset(Instant instant);
 
  private:
-  LineParts stepOf(LineKind kind);
+  StepStart beginStep();
   void endStep();
-  /// Takes an output; another stretch begins.
-  void output(const LineParts& line) {
+  /// Records an output and begins another stretch.
+  void output(const Line& line) {
     lines_.take(line);
     ++stretch_;
   }
-  void differs(Operation property, SocketId socket, std::int32_t value);
-  void differs(Operation property, SocketId socket, std::string_view value);
-  /// The offset at the present reading of the clock, if it has changed.
+  /// The offset of local time at the last reading of the clock, if it has changed.
   std::optional<std::int32_t> newOffset();
 
   WallClock& clock_;
-  Lines& lines_;
-  std::uint64_t stretch_ = 1;  // numbers the stretches between outputs
+  LineSink& lines_;
+  std::uint64_t stretch_ = 1;  // number of the current stretch between two outputs
   std::uint64_t clockStretch_ = 0;
   Instant now_;
   std::int32_t utcOffset_;

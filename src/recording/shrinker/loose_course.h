@@ -4,11 +4,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <span>
 #include <utility>
 #include <vector>
 
 #include "recording/format/plain_model.h"
+#include "recording/format/step_reader.h"
 #include "recording/player/course.h"
 
 namespace quarnex::recording {
@@ -22,34 +22,31 @@ class LooseCourse final : public Course {
 
   LooseCourse(PlainModel& model, Deliver deliver) : model_(model), deliver_(std::move(deliver)) {}
 
-  /// Delivers the step that `lines` begin with. The clock reads `shift` seconds later than they say.
-  void play(std::span<const Line> lines, std::int64_t shift);
+  void play(const Step& step);
 
-  void traced(const Traced& output) override;
-  Answer performed(const Performed& output) override;
+  void traced(const TraceLine& output) override;
+  Answer performed(const OperationLine& output) override;
   void takeInputs() override;
-  void returned(const Value&) override { model_.letSucceed(); }
-  void failed(const Failure&) override { model_.letSucceed(); }
+  void returned(const Value&) override { model_.letReadsSucceed(); }
+  void failed(const Failure&) override { model_.letReadsSucceed(); }
   bool nextIsFetch(SocketId socket) const override;
   std::string hostOf(std::int32_t handle) const override;
 
  private:
   template <class Wanted>
   std::size_t find(Wanted&& wanted) const;
-  /// Goes to the line at `to` and takes the facts on the way: what properties read, what the clock reads.
+  /// Goes to the line at `to` and takes the properties and times on the way.
   void advance(std::size_t to);
-  void takeFact(const Line& line);
-  void setClock(const Line& line);
+  const Line& line(std::size_t at) const { return (*lines_)[at]; }
   void deliver();
   /// Behind the nested step that begins at `at`.
   std::size_t behindNested(std::size_t at) const;
 
   PlainModel& model_;
   Deliver deliver_;
-  std::span<const Line> lines_;
+  const StoredLines* lines_ = nullptr;  // of the step
   std::size_t next_ = 0;
-  std::size_t end_ = 0;  // of the innermost step that runs
-  std::int64_t shift_ = 0;
+  std::size_t end_ = 0;            // of the innermost step that runs
   std::vector<const Line*> open_;  // the steps that run, innermost last
 };
 

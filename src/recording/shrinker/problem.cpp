@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "recording/format/line_copy.h"
+#include "recording/format/line_parser.h"
 #include "recording/player/player.h"
 
 namespace quarnex::recording {
@@ -25,35 +25,32 @@ std::int16_t linkOf(const Library& library, SocketId socket) {
 // The links of the expected output (unless that is the next step) and of the actual one; if neither names a
 // link, the link of the step.
 std::vector<std::int16_t> linksOf(const Difference& difference, const Library& library) {
+  LineParser parser;
   std::vector<std::int16_t> links;
-  const auto add = [&](const Line& line) {
-    const std::int16_t link = linkOf(library, line);
+  const auto add = [&](const std::string& text, bool orStep) {
+    const Line line = parser.parse(text);
+    const std::int16_t link = isStep(line) && !orStep ? std::int16_t{0} : linkOf(library, line);
     if (link != 0 && std::ranges::find(links, link) == links.end()) links.push_back(link);
   };
-  const Line expected = readLine(difference.expected.text);
-  if (!expected.isStep()) add(expected);
-  if (difference.actual != kNothingMore) add(readLine(difference.actual));
-  if (links.empty() && !difference.steps.empty()) add(readLine(difference.steps.back().text));
+  add(difference.expected.text, false);
+  if (difference.actual != kNothingMore) add(difference.actual, true);
+  if (links.empty() && !difference.steps.empty()) add(difference.steps.back().text, true);
   return links;
 }
 
 }  // namespace
 
 std::int16_t linkOf(const Library& library, const Line& line) {
-  switch (line.kind) {
-    case LineKind::Trace:
-      return static_cast<std::int16_t>(line.number);
-    case LineKind::Event:
-      return linkOf(library, line.socket);
-    case LineKind::Performed:
-      return shapeOf(line.operation).onSocket ? linkOf(library, line.socket) : std::int16_t{0};
-    case LineKind::Call: {
-      const auto* index = line.values.empty() ? nullptr : std::get_if<std::int16_t>(&line.values.front());
-      return index == nullptr ? std::int16_t{0} : *index;
-    }
-    default:
-      return 0;
+  if (const auto* trace = std::get_if<TraceLine>(&line)) return trace->link;
+  if (const auto* call = std::get_if<CallLine>(&line)) {
+    const auto* index =
+        call->parameters.empty() ? nullptr : std::get_if<std::int16_t>(&call->parameters.front());
+    return index == nullptr ? std::int16_t{0} : *index;
   }
+  const bool mayHaveLink =
+      std::holds_alternative<EventLine>(line) || std::holds_alternative<OperationLine>(line);
+  const SocketId* socket = mayHaveLink ? socketOf(line) : nullptr;
+  return socket == nullptr ? std::int16_t{0} : linkOf(library, *socket);
 }
 
 Problem findProblem(std::istream& in, const MakeChecker& makeChecker) {

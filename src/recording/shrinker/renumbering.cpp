@@ -3,26 +3,11 @@
 #include <memory>
 #include <variant>
 
-#include "recording/format/json_fields.h"
-#include "recording/format/line_copy.h"
+#include "recording/format/line_parser.h"
+#include "recording/format/line_writer.h"
 
 namespace quarnex::recording {
 namespace {
-
-bool isOfASocket(const Line& line) {
-  switch (line.kind) {
-    case LineKind::Event:
-    case LineKind::Fetched:
-      return true;
-    case LineKind::Performed:
-    case LineKind::FailedOperation:
-    case LineKind::FailedRead:
-    case LineKind::Property:
-      return shapeOf(line.operation).onSocket;
-    default:
-      return false;
-  }
-}
 
 bool namesALink(const Method& method) {
   return !method.parameters.empty() && method.parameters.front().name == "IdxQuarn";
@@ -49,43 +34,50 @@ void Renumbering::addSocket(SocketArray array, std::int16_t index, std::int16_t 
 }
 
 Step Renumbering::renumbered(const Step& step) const {
-  std::vector<Line> lines;
-  std::size_t depth = 0, forgottenFrom = SIZE_MAX;  // steps nested in a removed line are removed, too
+  auto lines = std::make_shared<StoredLines>();
+  std::size_t depth = 0, removedFrom = SIZE_MAX;  // steps nested in a removed line are removed, too
   for (const Line& line : *step.lines) {
-    if (line.isStep()) ++depth;
-    if (depth <= forgottenFrom) {
-      forgottenFrom = !forgets(line) ? SIZE_MAX : line.isStep() ? depth - 1 : depth;
+    if (isStep(line)) ++depth;
+    if (depth <= removedFrom) {
+      removedFrom = !removes(line) ? SIZE_MAX : isStep(line) ? depth - 1 : depth;
     }
-    if (forgottenFrom == SIZE_MAX) lines.push_back(renumbered(line));
-    if (line.kind == LineKind::End) --depth;
+    if (removedFrom == SIZE_MAX) addRenumbered(*lines, line);
+    if (std::holds_alternative<EndLine>(line)) --depth;
   }
-  return {std::make_shared<const std::vector<Line>>(std::move(lines)), step.shift};
+  return {std::move(lines), step.shift};
 }
 
 std::string Renumbering::renumbered(const std::string& text) const {
   try {
-    return lineOf(renumbered(readLine(text)));
+    LineParser parser;
+    StoredLines lines;
+    addRenumbered(lines, parser.parse(text));
+    return textOf(lines.front());
   } catch (const Damage&) {
     return text;
   }
 }
 
-bool Renumbering::forgets(const Line& line) const {
-  if (line.kind == LineKind::Trace)
-    return line.number != 0 && !numbers_.contains(static_cast<std::int16_t>(line.number));
-  return isOfASocket(line) && !indexes_.contains({line.socket.array, line.socket.index});
+bool Renumbering::removes(const Line& line) const {
+  if (const auto* trace = std::get_if<TraceLine>(&line))
+    return trace->link != 0 && !numbers_.contains(trace->link);
+  const SocketId* socket = socketOf(line);
+  return socket != nullptr && !indexes_.contains({socket->array, socket->index});
 }
 
-Line Renumbering::renumbered(Line line) const {
-  if (forgets(line)) return line;
-  if (isOfASocket(line)) line.socket.index = indexes_.at({line.socket.array, line.socket.index});
-  if (line.kind == LineKind::Trace && line.number != 0)
-    line.number = numbers_.at(static_cast<std::int16_t>(line.number));
-  if (line.kind == LineKind::Call && namesALink(*line.method)) {
-    const auto number = numbers_.find(std::get<std::int16_t>(line.values.front()));
-    if (number != numbers_.end()) line.values.front() = number->second;
+void Renumbering::addRenumbered(StoredLines& lines, Line line) const {
+  if (removes(line)) return lines.add(line);
+  if (SocketId* socket = socketOf(line)) socket->index = indexes_.at({socket->array, socket->index});
+  if (auto* trace = std::get_if<TraceLine>(&line); trace != nullptr && trace->link != 0)
+    trace->link = numbers_.at(trace->link);
+  std::vector<Value> parameters;
+  if (auto* call = std::get_if<CallLine>(&line); call != nullptr && namesALink(*call->method)) {
+    parameters.assign(call->parameters.begin(), call->parameters.end());
+    const auto number = numbers_.find(std::get<std::int16_t>(parameters.front()));
+    if (number != numbers_.end()) parameters.front() = number->second;
+    call->parameters = parameters;
   }
-  return line;
+  lines.add(line);
 }
 
 }  // namespace quarnex::recording

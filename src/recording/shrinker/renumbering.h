@@ -29,8 +29,8 @@ class Renumbering {
   using SocketKey = std::pair<SocketArray, std::int16_t>;
 
   void addSocket(SocketArray array, std::int16_t index, std::int16_t newIndex);
-  bool forgets(const Line& line) const;
-  Line renumbered(Line line) const;
+  bool removes(const Line& line) const;
+  void addRenumbered(StoredLines& lines, Line line) const;
 
   std::vector<std::int16_t> newLinks_;
   std::map<std::int16_t, std::int16_t> numbers_;

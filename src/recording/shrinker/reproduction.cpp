@@ -19,7 +19,7 @@ Reproduction::Reproduction(std::int32_t utcOffset, const MakeChecker& makeChecke
 
 const std::string& Reproduction::play(const Step& step) {
   recorded_->text.clear();
-  course_.play(*step.lines, step.shift);
+  course_.play(step);
   return recorded_->text;
 }
 

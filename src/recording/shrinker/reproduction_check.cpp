@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <string_view>
 
-#include "recording/format/line_copy.h"
+#include "recording/format/line_parser.h"
+#include "recording/format/line_writer.h"
 #include "recording/shrinker/engine_state.h"
 
 namespace quarnex::recording {
@@ -26,7 +27,7 @@ void ReproductionCheck::expectStateOf(Reproduction& reproduction, const Step& la
   if (!problem_.difference) return;
   reproduction.play(last);
   for (const Line& line : *last.lines) {
-    if (isCompared(line, reproduction.library())) before_.push_back(lineOf(line));
+    if (isCompared(line, reproduction.library())) before_.push_back(textOf(line));
   }
 }
 
@@ -58,6 +59,7 @@ bool ReproductionCheck::mismatchReproduced(Reproduction& reproduction, const Ste
   if (stateBefore(reproduction, last, problem_) != state_) return false;
   const Difference& difference = *problem_.difference;
   const std::string& lines = reproduction.play(last);
+  LineParser parser;
   bool reproduced = false;
   std::size_t matched = 0;
   for (std::string_view rest = lines; !rest.empty();) {
@@ -65,7 +67,7 @@ bool ReproductionCheck::mismatchReproduced(Reproduction& reproduction, const Ste
     rest.remove_prefix(text.size() + 1);
     reproduced = matched == before_.size() && text == difference.actual;
     if (reproduced) break;
-    if (isCompared(readLine(text), reproduction.library())) {
+    if (isCompared(parser.parse(text), reproduction.library())) {
       if (matched == before_.size() || text != before_[matched]) return false;
       ++matched;
     }
@@ -77,21 +79,13 @@ bool ReproductionCheck::mismatchReproduced(Reproduction& reproduction, const Ste
 
 // A step for all links, such as a tick, lacks the outputs of links whose steps were removed.
 bool ReproductionCheck::isCompared(const Line& output, const Library& library) const {
-  switch (output.kind) {
-    case LineKind::Result:
-    case LineKind::Failure:
-      return true;
-    case LineKind::End:
-      return problem_.difference->actual == kEndOfNested;
-    case LineKind::Trace:
-    case LineKind::Performed:
-      break;
-    default:
-      return false;
-  }
+  if (std::holds_alternative<ResultLine>(output) || std::holds_alternative<FailureLine>(output)) return true;
+  if (std::holds_alternative<EndLine>(output)) return problem_.difference->actual == kEndOfNested;
+  const bool isTrace = std::holds_alternative<TraceLine>(output);
+  if (!isTrace && !std::holds_alternative<OperationLine>(output)) return false;
   const std::int16_t link = linkOf(library, output);
   return problem_.links.empty() || std::ranges::find(problem_.links, link) != problem_.links.end() ||
-         (output.kind == LineKind::Trace && link == 0);
+         (isTrace && link == 0);
 }
 
 void ReproductionCheck::renumber(const Renumbering& renumbering) {

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "platform/simulated/virtual_time.h"
-#include "recording/format/text_lines.h"
+#include "recording/format/line_writer.h"
 #include "recording/shrinker/checker.h"
 #include "simulation/checks/engine_watch.h"
 
@@ -17,7 +17,7 @@ using namespace simulated;
 class AuditChecker final : public recording::Checker {
  public:
   explicit AuditChecker(std::shared_ptr<recording::Sink> sink)
-      : auditor_(audit_, 0, 0, std::make_shared<recording::TextLines>(std::move(sink))) {}
+      : auditor_(audit_, 0, 0, std::make_shared<recording::LineWriter>(std::move(sink))) {}
 
   Services wrap(const Services& services) override { return auditor_.wrap(services); }
   void watch(Library& library) override { auditor_.watch(library); }

@@ -41,7 +41,7 @@ class Auditor final : public ServicesWrapper, public Observer, public ServicesWa
  public:
   /// Of an engine of host number `host` on `machine`, whose descriptors are those of `sockets`, if known.
   /// `audit` and `sockets` outlive it.
-  Auditor(Audit& audit, int host, int machine, std::shared_ptr<recording::Lines> lines,
+  Auditor(Audit& audit, int host, int machine, std::shared_ptr<recording::LineSink> lines,
           const SimulatedSockets* sockets = nullptr)
       : audit_(audit), host_(host), machine_(machine), sockets_(sockets), recorder_(std::move(lines)) {}
 

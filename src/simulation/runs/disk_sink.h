@@ -8,7 +8,6 @@
 
 #include "platform/simulated/disk.h"
 #include "recording/format/sink.h"
-#include "recording/recorder/backlog.h"
 #include "recording/recorder/marked_storage.h"
 #include "services/storage.h"
 

@@ -1,4 +1,4 @@
-// HashedLines: a recording's hash, and the recording itself where somebody wants it.
+// Hashes the lines of a recording and, on request, passes them to sinks as text.
 #pragma once
 
 #include <cstdint>
@@ -6,30 +6,29 @@
 #include <utility>
 #include <vector>
 
-#include "recording/format/lines.h"
+#include "recording/format/line_writer.h"
 #include "recording/format/sink.h"
-#include "recording/format/text_lines.h"
 #include "simulation/checks/independent/stream_hash.h"
 
 namespace quarnex::simulation {
 
-/// The hash is made of what the lines say, before that is written out: the text follows from it, and costs
+/// The hash is made of the typed lines, not of their text: the text follows from them, and making it costs
 /// many times as much.
-class HashedLines final : public recording::Lines {
+class HashedLines final : public recording::LineSink {
  public:
-  /// Before the first line: `sink` gets them all, written out, until it is full.
+  /// Passes all lines to `sink`, as text, until it is full. Call it before the first line.
   void alsoTo(std::shared_ptr<recording::Sink> sink) { texts_.emplace_back(std::move(sink)); }
 
   void begin(std::int32_t utcOffset) override;
-  void take(const recording::LineParts& line) override;
+  void take(const recording::Line& line) override;
   void pause() override;
 
-  /// Of all lines so far.
+  /// Hash of all lines so far.
   std::uint64_t hash() const { return hash_.value(); }
 
  private:
   StreamHash hash_;
-  std::vector<recording::TextLines> texts_;
+  std::vector<recording::LineWriter> texts_;
 };
 
 }  // namespace quarnex::simulation

@@ -107,10 +107,9 @@ TEST(RecordingReader, ReadsEveryByteOfALineLongerThanItsBuffer) {
   RecordingReader reader(in);
   Line line;
   ASSERT_TRUE(reader.next(line));
-  EXPECT_TRUE(line.text == bytes);
-  EXPECT_EQ(line.socket, (SocketId{SocketArray::SrvAccept, 3}));
+  EXPECT_TRUE(isEqual(line, OperationLine{Operation::Send, {SocketArray::SrvAccept, 3}, bytes}));
   ASSERT_TRUE(reader.next(line));
-  EXPECT_EQ(line.at, Instant{9});
+  EXPECT_EQ(std::get<NowLine>(line).at, Instant{9});
   EXPECT_FALSE(reader.next(line));
   EXPECT_EQ(reader.number(), 3U);
 }
