@@ -14,10 +14,10 @@ namespace {
 constexpr std::size_t kPassedOnBytes = std::size_t{64} << 10;
 constexpr std::size_t kKeptBytes = 4 * kPassedOnBytes;  // of memory, between two steps
 
-constexpr std::size_t kPartMax = 256;   // characters of the tokens and numbers in one call of `add`
-constexpr std::size_t kTextMax = 128;   // bytes of a text that are escaped in one piece
-constexpr std::size_t kLineMax = 1024;  // characters buffered; longer lines are passed on in pieces
-static_assert(kLineMax >= kPartMax && kLineMax >= kEscapedMax * kTextMax);
+constexpr std::size_t kTokensMax =
+    256;  // characters of all tokens, words and numbers between two texts of a line
+constexpr std::size_t kTextMax = 128;  // bytes of a text that are escaped in one piece
+constexpr std::size_t kDraftMax = kTokensMax + kEscapedMax * kTextMax;
 
 char* put(char* to, std::string_view piece) {
   std::memcpy(to, piece.data(), piece.size());
@@ -37,7 +37,8 @@ char* put(char* to, Number number) {
   return std::to_chars(to, to + 24, number).ptr;
 }
 
-/// Builds a line on the stack, so that the text it is appended to usually grows only once.
+/// Builds a line on the stack, so that the text it is appended to grows once unless the line is long. Between
+/// two calls there is always room for `kTokensMax` more characters.
 class Draft {
  public:
   explicit Draft(std::string& out) : out_(out) {}
@@ -46,15 +47,16 @@ class Draft {
 
   template <class... Pieces>
   void add(const Pieces&... pieces) {
-    makeRoom(kPartMax);
-    ((end_ = put(end_, pieces)), ...);
-    assert(end_ <= line_ + kLineMax);
+    char* end = end_;  // a copy: the characters written through it might otherwise change `end_`
+    ((end = put(end, pieces)), ...);
+    end_ = end;
+    assert(end_ <= draft_ + kDraftMax);
   }
   void addText(std::string_view bytes) {
     add('"');
     while (!bytes.empty()) {
       const std::string_view some = bytes.substr(0, kTextMax);
-      makeRoom(kEscapedMax * some.size());
+      makeRoom(kEscapedMax * some.size() + kTokensMax);
       end_ = escapeTo(end_, some);
       bytes.remove_prefix(some.size());
     }
@@ -69,16 +71,16 @@ class Draft {
 
  private:
   void makeRoom(std::size_t size) {
-    if (kLineMax - static_cast<std::size_t>(end_ - line_) < size) passOn();
+    if (kDraftMax - static_cast<std::size_t>(end_ - draft_) < size) passOn();
   }
   void passOn() {
-    out_.append(line_, static_cast<std::size_t>(end_ - line_));
-    end_ = line_;
+    out_.append(draft_, static_cast<std::size_t>(end_ - draft_));
+    end_ = draft_;
   }
 
   std::string& out_;
-  char line_[kLineMax];
-  char* end_ = line_;
+  char draft_[kDraftMax];
+  char* end_ = draft_;
 };
 
 /// Writes the members of one line. Behind each stands a comma; the last one becomes the closing brace.
