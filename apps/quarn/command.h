@@ -14,6 +14,8 @@ namespace quarnex::tool {
 
 /// Exit status after an invalid command line, and of a command that could not start.
 constexpr int kNotStarted = 2;
+/// Exit status of any command whose standard output could not be written, such as a closed pipe.
+constexpr int kOutputNotWritten = 3;
 
 /// Words that a shell completes for the value of an argument.
 enum class Completion : std::uint8_t { Nothing, Files, Folders, PeerTypes, Commands };

@@ -8,14 +8,16 @@
 namespace quarnex::tool {
 
 const Command& program() {
-  static const Command itself{.name = "quarn",
-                              .summary = "Keeps TCP links with Quarn peers and exchanges texts with them.",
-                              .details = {"See quarn COMMAND --help for the options of a command."},
-                              .statuses = {},
-                              .examples = {{"quarn listen ABC 5", "in one terminal, the server host"},
-                                           {"quarn call ABC 5", "in another one, the client host"}},
-                              .arguments = {},
-                              .run = {}};
+  static const Command itself{
+      .name = "quarn",
+      .summary = "Keeps TCP links with Quarn peers and exchanges texts with them.",
+      .details = {"See quarn COMMAND --help for the options and further exit statuses of a command."},
+      .statuses = {{kNotStarted, "the command line is invalid, or the command could not start"},
+                   {kOutputNotWritten, "standard output could not be written"}},
+      .examples = {{"quarn listen ABC 5", "in one terminal, the server host"},
+                   {"quarn call ABC 5", "in another one, the client host"}},
+      .arguments = {},
+      .run = {}};
   return itself;
 }
 
@@ -39,7 +41,7 @@ int main(int argc, char** argv) {
     const int exitStatus = runCommandLine(program(), commands(), argc, argv);
     if (std::cout.flush()) return exitStatus;
     std::cerr << "quarn: standard output cannot be written\n";
-    return kNotStarted;
+    return kOutputNotWritten;
   } catch (const std::exception& exception) {
     std::cerr << "quarn: " << exception.what() << '\n';
     return 1;

@@ -175,6 +175,12 @@ class CommandLine(unittest.TestCase):
                 if status == 2:
                     self.assertEqual(1, result.stderr.count(b"\n"), result.stderr)
 
+    def test_lost_output_has_an_exit_status_of_its_own(self):
+        for arguments in ("ports", f"replay {RECORDING}", "replay /dev/null"):
+            with self.subTest(arguments), open("/dev/full", "wb") as full:
+                status = subprocess.run([QUARN, *arguments.split()], stdout=full, stderr=subprocess.DEVNULL).returncode
+                self.assertEqual(2 if "null" in arguments else 3, status)
+
     def test_bash_completes_commands_types_and_options(self):
         rows = {"li": "listen", "call MI": "MIRTAN", "call ABC 5 --tr": "--trace", "call ABC 5 --wait 1": "",
                 "completion zs": "zsh", "manual sh": "shrink"}

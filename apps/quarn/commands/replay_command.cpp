@@ -22,7 +22,7 @@ namespace {
 
 constexpr int kSame = 0;
 constexpr int kDiffers = 1;
-constexpr int kDamaged = 2;
+constexpr int kDamaged = kNotStarted;
 
 struct ReplayOptions {
   std::vector<std::string> files;
@@ -98,8 +98,9 @@ Command replayCommand() {
       .statuses = {{kSame, "every recording replayed without a difference"},
                    {kDiffers, "a recording differs; the first difference is printed"},
                    {kDamaged,
-                    "a recording is damaged or cannot be opened; the damaged line is named, and "
-                    "everything before it is replayed"}},
+                    "a recording is damaged or cannot be opened, or the command line is invalid; the damaged "
+                    "line is named, and everything before it is replayed"},
+                   {kOutputNotWritten, "standard output could not be written"}},
       .examples = {{"quarn replay site.jsonl", "check that the engine still does what it did at the site"},
                    {"quarn replay --print site.jsonl", "print what happened there, step by step"}},
       .arguments = {{.name = "FILE",

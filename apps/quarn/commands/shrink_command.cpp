@@ -17,7 +17,7 @@ namespace {
 
 constexpr int kReduced = 0;
 constexpr int kNotReduced = 1;
-constexpr int kDamaged = 2;
+constexpr int kDamaged = kNotStarted;
 
 struct ShrinkOptions {
   std::string file;
@@ -107,9 +107,12 @@ Command shrinkCommand() {
       .summary = "reduce a recording that differs or breaks a rule to the steps that show it",
       .details = {"The last step of the result still shows the same difference or breaks the same rule. "
                   "Shrinking takes up to about a minute."},
-      .statuses = {{kReduced, "the result was written"},
-                   {kNotReduced, "there is nothing to shrink"},
-                   {kDamaged, "the recording is damaged, or a file cannot be read or written"}},
+      .statuses =
+          {{kReduced, "the result was written"},
+           {kNotReduced, "there is nothing to shrink"},
+           {kDamaged,
+            "the recording is damaged, a file cannot be read or written, or the command line is invalid"},
+           {kOutputNotWritten, "the result was written, but standard output could not be"}},
       .examples = {{"quarn shrink site.jsonl", "write site.min.jsonl"},
                    {"quarn replay --print site.min.jsonl", "print the result, step by step"}},
       .arguments = {{.name = "FILE",
