@@ -26,7 +26,7 @@ def branches(coverage):
             continue
         name, lines = str(path.relative_to(ROOT)), path.read_text().split("\n")
         for line, column, end_line, end_column, taken, not_taken, *_ in file["branches"]:
-            if lines[line - 1].lstrip().startswith("assert("):
+            if lines[line - 1].lstrip().startswith(("assert(", "QUARNEX_ASSERT(")):
                 continue
             code = " ".join(part.strip() for part in lines[line - 1:end_line])
             if line == end_line:

@@ -1,7 +1,6 @@
 #include "quarnex/quarn_socket.h"
 
 #include <array>
-#include <cassert>
 #include <string>
 #include <utility>
 
@@ -15,6 +14,7 @@
 #include "host/link_registration.h"
 #include "host/method_table.h"
 #include "host/snapshot.h"
+#include "services/assertion.h"
 #include "services/observer.h"
 #include "services/process_library.h"
 
@@ -46,7 +46,7 @@ auto numbered(const Library& library, Body&& body) {
 template <auto method, class Body, class... Parameters>
 auto hostCall(Library& library, Body&& body, const Parameters&... parameters) {
   static_assert(methodOf<method>().parameters.size() == sizeof...(Parameters));
-  assert(library.thread == std::this_thread::get_id());
+  QUARNEX_ASSERT(library.thread == std::this_thread::get_id());
   Observer* observer = library.observer;
   if (observer == nullptr) return numbered(library, body);
   using Values = std::array<Value, sizeof...(Parameters)>;

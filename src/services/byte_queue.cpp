@@ -1,5 +1,7 @@
 #include "services/byte_queue.h"
 
+#include "services/assertion.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -61,6 +63,7 @@ std::string_view ByteChunks::front() const {
 }
 
 void ByteChunks::consume(std::size_t count) {
+  QUARNEX_ASSERT(count <= front().size());
   consumed_ += count;
   std::string& first = list_.front();
   if (consumed_ < first.size()) return;

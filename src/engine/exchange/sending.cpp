@@ -10,6 +10,7 @@
 #include "engine/records/integer.h"
 #include "engine/records/record_operations.h"
 #include "engine/records/trap.h"
+#include "services/assertion.h"
 
 namespace quarnex {
 namespace {
@@ -18,6 +19,7 @@ void sendFrame(Library& library, ConnectionRecord& record, std::string_view mess
   std::string frame = std::move(library.frameStorage);
   trap([&] {
     makeFrame(frame, messaggio);
+    QUARNEX_ASSERT(frame.front() == kStx && frame.back() == kEtx && checksumHolds(frame));
     ++record.history.framesSent;
     Traccia(library, record.IdxQuarn, "I>", std::string_view(frame).substr(1, frame.size() - 4));
   });

@@ -16,6 +16,7 @@
 #include "engine/records/integer.h"
 #include "engine/records/record_operations.h"
 #include "engine/records/trap.h"
+#include "services/assertion.h"
 
 namespace quarnex {
 namespace {
@@ -28,7 +29,9 @@ constexpr std::int16_t kListenAgainSeconds = 60;
 // The link that owns instance `Index`, or nullptr for an instance that no link has.
 ConnectionRecord* linkOf(Library& library, const std::vector<std::int16_t>& links, std::int16_t Index) {
   if (Index < 1 || static_cast<std::size_t>(Index) > links.size()) return nullptr;
-  return &library.ConnectionTable[links[static_cast<std::size_t>(Index - 1)]];
+  ConnectionRecord& record = library.ConnectionTable[links[static_cast<std::size_t>(Index - 1)]];
+  QUARNEX_ASSERT(Index == (record.ConnessioneClient ? record.IdxClient : record.IdxServer));
+  return &record;
 }
 
 void traceEndpoint(Library& library, std::int16_t i, std::string_view action, std::int32_t port,

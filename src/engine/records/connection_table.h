@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "engine/records/connection_record.h"
+#include "services/assertion.h"
 
 namespace quarnex {
 
@@ -24,9 +25,10 @@ class ConnectionTable {
     chunks_.back().emplace_back();
   }
 
-  /// Slot `index`, 1 to the number of links; not checked here.
+  /// Slot `index`, 1 to the number of slots.
   ConnectionRecord& operator[](std::int16_t index) {
     const auto slot = static_cast<std::size_t>(index - 1);
+    QUARNEX_ASSERT(holds(slot));
     return chunks_[slot / kChunk][slot % kChunk];
   }
 
@@ -34,6 +36,11 @@ class ConnectionTable {
   // A tick passes all records. Many side by side are on few pages of memory, and finding those pages costs
   // the processor more than reading them.
   static constexpr std::size_t kChunk = 256;
+
+  bool holds(std::size_t slot) const {
+    return slot / kChunk < chunks_.size() && slot % kChunk < chunks_[slot / kChunk].size();
+  }
+
   std::vector<std::vector<ConnectionRecord>> chunks_;  // each with room for all of its records
 };
 

@@ -1,6 +1,7 @@
 #include "engine/records/record_operations.h"
 
 #include "engine/records/text_pieces.h"
+#include "services/assertion.h"
 
 namespace quarnex {
 namespace {
@@ -14,12 +15,15 @@ Instant CalcolaScadenza(Library& library, std::int16_t seconds) {
 }
 
 void ImpostaStato(Library& library, ConnectionRecord& record, std::int16_t stato, std::int16_t seconds) {
+  QUARNEX_ASSERT(stato == kSocketPhase || stato == kConnected);
+  QUARNEX_ASSERT(seconds > 0);
   if (record.Stato != stato) record.history.since = library.services.clock.now();
   record.Stato = stato;
   record.ScadenzaStato = CalcolaScadenza(library, seconds);
 }
 
 void ImpostaStatoB(Library& library, ConnectionRecord& record, std::int16_t valore) {
+  QUARNEX_ASSERT(valore >= kExchangeReset && valore <= kExchangeIdle);
   record.StatoB = valore;
   record.ScadenzaB = CalcolaScadenza(library, kReplySeconds);
 }

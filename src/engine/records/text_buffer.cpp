@@ -1,6 +1,9 @@
 #include "engine/records/text_buffer.h"
 
+#include <algorithm>
 #include <cstring>
+
+#include "services/assertion.h"
 
 namespace quarnex {
 namespace {
@@ -20,6 +23,13 @@ std::string_view firstText(std::string_view items) {
   return items.substr(sizeof length, length);
 }
 
+// The count, the capacity and the stored bytes agree.
+[[maybe_unused]] bool isSound(const TextBuffer& buffer) {
+  const bool anyStored = buffer.Items && !buffer.Items->empty();
+  return buffer.Count >= 0 && buffer.Count <= std::max<int>(buffer.Capacity, 0) &&
+         (buffer.Count > 0) == anyStored;
+}
+
 }  // namespace
 
 void BufferInit(TextBuffer& buffer, std::int16_t capacity) {
@@ -28,6 +38,7 @@ void BufferInit(TextBuffer& buffer, std::int16_t capacity) {
 }
 
 void BufferPut(TextBuffer& buffer, std::string_view text) {
+  QUARNEX_ASSERT(isSound(buffer));
   if (buffer.Capacity <= 0) return;
   if (buffer.Count >= buffer.Capacity && buffer.Capacity < kGrowthLimit) {
     buffer.Capacity = static_cast<std::int16_t>(buffer.Capacity + kGrowthStep);
@@ -49,6 +60,7 @@ std::string_view BufferFront(const TextBuffer& buffer) {
 }
 
 void BufferDrop(TextBuffer& buffer) {
+  QUARNEX_ASSERT(isSound(buffer));
   if (buffer.Count <= 0) return;
   buffer.Items->consume(sizeof(Length) + BufferFront(buffer).size());
   --buffer.Count;

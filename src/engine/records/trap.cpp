@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "engine/records/library.h"
+#include "services/assertion.h"
 
 namespace quarnex {
 
@@ -28,7 +29,10 @@ void Trap::clear() {
   if (!pending()) return;
   failure_.reset();
   Trap** link = &library_.pendingTraps;
-  while (*link != this) link = &(*link)->next_;
+  while (*link != this) {
+    link = &(*link)->next_;
+    QUARNEX_ASSERT(*link != nullptr);
+  }
   *link = next_;
 }
 

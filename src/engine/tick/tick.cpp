@@ -1,7 +1,5 @@
 #include "engine/tick/tick.h"
 
-#include <cassert>
-
 #include "engine/diagnostics/trace.h"
 #include "engine/exchange/handler.h"
 #include "engine/link/client_states.h"
@@ -9,6 +7,7 @@
 #include "engine/records/frm_sock.h"
 #include "engine/records/integer.h"
 #include "engine/records/trap.h"
+#include "services/assertion.h"
 #include "services/prefetch.h"
 
 namespace quarnex {
@@ -33,7 +32,7 @@ void fetchAhead(Library& library, int link) {
 }  // namespace
 
 void HiTime_QUARN_Tick(Library& library) {
-  assert(library.thread == std::this_thread::get_id());
+  QUARNEX_ASSERT(library.thread == std::this_thread::get_id());
   const int n = library.ConnectionCount;
   for (int i = 1; i <= n; ++i) {
     fetchAhead(library, i);
@@ -44,11 +43,14 @@ void HiTime_QUARN_Tick(Library& library) {
 }
 
 LinkStep stepOf(const ConnectionRecord& record) {
+  QUARNEX_ASSERT(record.Attivo && record.UsaTcp);
   if (record.Stato == kConnected) return Handler_ADV;
   return record.ConnessioneClient ? HandleClient : HandleServer;
 }
 
 void Handler(Library& library, ConnectionRecord& record, LinkStep step) {
+  QUARNEX_ASSERT(&record == &library.ConnectionTable[record.IdxQuarn]);
+  QUARNEX_ASSERT(record.InEsecuzione == kHandlerFree || record.InEsecuzione == kHandlerRunning);
   if (record.InEsecuzione == kHandlerRunning) return;
   Trap trap{library};
   record.InEsecuzione = kHandlerRunning;
