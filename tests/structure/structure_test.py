@@ -31,6 +31,22 @@ SYSTEM_HEADER = re.compile(r"#include <((?:sys|netinet|arpa|linux)/|(?:unistd|fc
 CLOCK = re.compile(r"\b(?:system_clock|steady_clock|high_resolution_clock|clock_gettime|gettimeofday|std::time)\b")
 STATIC_STATE = re.compile(r"^\s*(?:inline\s+)?(?:static|thread_local)\s+(?!_assert|constexpr|inline|const\b[^*;]*[;={])[^()]*[;={]|"
                           r"^\s*(?:inline\s+)?thread_local\b")
+# A variable of a namespace begins its line and has no parentheses before its value.
+NAMESPACE_STATE = re.compile(r"^(?!(?:inline )?const|using|namespace|struct|class|enum|template|extern|static|return|typename)"
+                             r"[A-Za-z_][\w:<>, ]*[ >]\w+(?: = [^()]*| = .*\{.*|\{.*\})?;")
+# A line in a file of that name breaks the rule with those words: shows that each rule finds what it is for.
+PLANTED = [
+    ("src/services/planted.h", '#include "host/engine.h"', "src/services may include only"),
+    ("src/engine/records/planted.cpp", '#include "engine/tick/tick.h"', "src/engine/records may include only"),
+    ("src/engine/link/planted.cpp", '#include "engine/exchange/handler.h"', "src/engine/link may include only"),
+    ("src/platform/posix/planted.cpp", '#include "host/engine.h"', "src/platform/posix may include only"),
+    ("src/engine/link/planted.cpp", "  static int calls = 0;", "no static state"),
+    ("src/engine/link/planted.cpp", "std::vector<int> links;", "no static state"),
+    ("src/host/planted.cpp", "thread_local int depth = 0;", "no static state"),
+    ("src/engine/tick/planted.cpp", "const auto now = std::chrono::steady_clock::now();", "no clock"),
+    ("src/engine/link/planted.cpp", "#include <sys/socket.h>", "system headers"),
+    ("src/engine/link/planted.cpp", "} catch (const Failure& failure) {", "catch"),
+]
 findings = []
 
 
@@ -69,7 +85,7 @@ def check_purity(file, lines):
         if file.startswith(PURE):
             if CLOCK.search(line):
                 find(file, number, "the engine reads no clock but the one among its services")
-            if STATIC_STATE.search(line):
+            if STATIC_STATE.search(line) or NAMESPACE_STATE.search(line):
                 find(file, number, "the engine has no static state")
             if re.search(r"\bcatch\b", line) and file not in MAY_CATCH:
                 find(file, number, f"only {' and '.join(MAY_CATCH.values())} catch")
@@ -102,7 +118,19 @@ def check_names(files):
             find(where[0], 1, f"no two source files share a name: {', '.join(where)}")
 
 
+def check_rules():
+    """Each planted line is found, and nothing else is."""
+    for file, line, words in PLANTED:
+        lines = [(1, line)]
+        check_includes(file, lines)
+        check_purity(file, lines)
+        if len(findings) != 1 or words not in findings[0]:
+            sys.exit(f"planted in {file}: {line}\nexpected: {words}\nfound: {findings}")
+        findings.clear()
+
+
 def main():
+    check_rules()
     listed = [path for folder in ("include", "src", "apps", "tests", "bench", "fuzz", "examples")
               for path in sorted((ROOT / folder).rglob("*")) if path.suffix in (".h", ".cpp")]
     files = [str(path.relative_to(ROOT)) for path in listed]
