@@ -8,7 +8,7 @@
 #include "engine/records/library.h"
 #include "recording/format/plain_model.h"
 #include "recording/format/recording_reader.h"
-#include "recording/player/difference.h"
+#include "recording/player/mismatch.h"
 #include "recording/player/played_engine.h"
 #include "recording/player/script.h"
 #include "services/services_wrapper.h"

@@ -15,7 +15,7 @@
 #include "recording/format/recording_reader.h"
 #include "recording/format/stored_lines.h"
 #include "recording/player/course.h"
-#include "recording/player/difference.h"
+#include "recording/player/mismatch.h"
 
 namespace quarnex::recording {
 

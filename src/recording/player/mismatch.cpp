@@ -1,4 +1,4 @@
-#include "recording/player/difference.h"
+#include "recording/player/mismatch.h"
 
 #include <algorithm>
 #include <string_view>
