@@ -1,5 +1,4 @@
-// The flight recorder for hosts: everything that enters and leaves the library, in a file that can be played
-// back.
+// Records everything that enters and leaves the library into a file, for a later replay.
 #pragma once
 
 #include <cstdint>
@@ -7,27 +6,30 @@
 
 namespace quarnex {
 
-/// Records the process's library into `path` (an existing file is emptied) from its first call to the end of
-/// the process. Call it before the first `QuarnSocket` or `HostLoop` is made: a recording begins with a fresh
+/// Records the process's library into `path` from its first call to the end of the process; an existing file
+/// is emptied. Call it before creating a `QuarnSocket` or `HostLoop`: a recording begins with a fresh
 /// library.
 ///
-/// A thread of the recorder's own writes the file; a slow or full disk never holds up the links, and at most
-/// 16 MiB wait in memory. What could not be kept is marked in the file, and nothing behind the mark can be
-/// played. The file grows by about 15 MB a day for ticks alone, plus what the links do; traces are in it
-/// whatever the sinks, and so are all texts that travel. Renamed or removed, it is written on: what then
-/// stands at `path` stays untouched.
+/// A thread of its own writes the file, so a slow or full disk never delays the links. At most 16 MiB wait in
+/// memory. Lines that the disk does not accept in time are dropped, and a mark with their number of bytes
+/// replaces them; the recording cannot be replayed beyond that mark.
 ///
-/// Throws `Failure` 5 if the library is in use already, 76 (path not found), 70 (permission denied), 61 (disk
-/// full) or 75 (other) if the file cannot be created.
+/// The file contains every tick, every host call, all texts sent and received, and all traces, even if no
+/// sink for traces is open. If the host polls after each turn of the loop, it grows by about 48 MB a day for
+/// one idle link and by about 3.6 GB a day for 100. If the file is renamed or removed, the recorder keeps
+/// writing to it and leaves a new file at `path` untouched.
+///
+/// Throws `Failure` 5 if the library is already in use. If the file cannot be created, throws 76 (path not
+/// found), 70 (permission denied), 61 (disk full) or 75 (any other cause).
 ///
 ///     quarnex::recordFlight("/var/log/myhost/links.jsonl");
 ///     quarnex::QuarnSocket quarn;
 ///
-/// Play it with `quarn replay FILE`; look at it with `quarn replay --print FILE`.
+/// `quarn replay FILE` replays the recording, `quarn replay --print FILE` prints it.
 void recordFlight(const std::filesystem::path& path);
 
-/// How many bytes of the recording could not be kept so far, a fraction of a second ago: the disk is full or
-/// too slow. 0: it is whole, or there is none.
+/// Number of bytes dropped from the recording so far because the disk was full or too slow. A drop shows
+/// within a second. 0 if the recording is complete, or if there is none.
 std::uint64_t flightBytesMissing();
 
 }  // namespace quarnex

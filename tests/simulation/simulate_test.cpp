@@ -89,8 +89,8 @@ TEST(ALife, IsTheSameAgainAndItsRecordingsReplay) {
     const std::string text{std::istreambuf_iterator<char>(in), {}};
     in.seekg(0);
     recording::RecordingReader reader(in);
-    const auto played = recording::play(reader);
-    EXPECT_FALSE(played.difference || played.damage) << file.path();
+    const auto replayed = recording::replay(reader);
+    EXPECT_FALSE(replayed.mismatch || replayed.damage) << file.path();
     ++files;
     StreamHash hash;
     hash.add(file.path().filename().string() + text);

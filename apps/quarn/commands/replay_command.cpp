@@ -44,7 +44,7 @@ std::string duration(std::int64_t seconds) {
   return (days > 0 ? std::to_string(days) + " d " : "") + clock;
 }
 
-std::string summary(const recording::PlayResult& result, double elapsedSeconds) {
+std::string summary(const recording::ReplayResult& result, double elapsedSeconds) {
   const double elapsed = std::max(elapsedSeconds, 1e-6);
   char speed[96];
   std::snprintf(speed, sizeof speed, "%.3f s (%.0f steps/s, %.0f times as fast)", elapsed,
@@ -55,12 +55,12 @@ std::string summary(const recording::PlayResult& result, double elapsedSeconds) 
 
 int replay(const std::string& file, recording::RecordingReader& reader) {
   const auto start = std::chrono::steady_clock::now();
-  const recording::PlayResult result = recording::play(reader);
+  const recording::ReplayResult result = recording::replay(reader);
   const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
 
-  if (result.difference) {
-    std::cout << file << ": line " << result.difference->expected.number << " differs\n"
-              << recording::reportOf(*result.difference);
+  if (result.mismatch) {
+    std::cout << file << ": line " << result.mismatch->expected.number << " differs\n"
+              << recording::reportOf(*result.mismatch);
     return kDiffers;
   }
   std::cout << file << ": " << (result.damage ? "no difference before the damaged line: " : "no difference: ")

@@ -42,7 +42,7 @@ std::string outputOf(const ShrinkOptions& options) {
 }
 
 std::string inWords(const recording::Problem& problem) {
-  if (problem.difference) return "line " + std::to_string(problem.difference->expected.number) + " differs";
+  if (problem.mismatch) return "line " + std::to_string(problem.mismatch->expected.number) + " differs";
   const std::string line = "line " + std::to_string(problem.end - 1) + ": ";
   const std::string link =
       problem.finding->link == 0 ? "" : "link " + std::to_string(problem.finding->link) + ": ";

@@ -12,7 +12,7 @@ constexpr std::size_t kLineMax = std::size_t{64} << 20;
 
 DamagedLine damageOf(const MissingLine& missing, std::size_t number) {
   return {number, std::to_string(missing.bytes) +
-                      " bytes could not be recorded here; nothing behind it can be played"};
+                      " bytes could not be recorded here; nothing behind it can be replayed"};
 }
 
 RecordingReader::RecordingReader(std::istream& in) : in_(in) {

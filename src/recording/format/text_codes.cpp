@@ -22,7 +22,7 @@ bool isControl(unsigned char code) {
   return code < 0x20 || (code >= 0x7F && code < 0xA0);
 }
 
-// Codes that stand for themselves in a JSON string.
+// Codes that JSON writes unescaped as one byte.
 constexpr std::array<bool, 256> kPlain = [] {
   std::array<bool, 256> plain{};
   for (std::size_t code = 0x20; code < 0x7F; ++code) plain[code] = code != '"' && code != '\\';
@@ -37,12 +37,12 @@ constexpr std::uint64_t inEachByte(unsigned char value) {
   return value * std::uint64_t{0x0101010101010101};
 }
 
-// The top bit of some byte if one of the eight is 0; without one, none.
+// Sets the top bit of some byte if one of the eight bytes is 0, of none otherwise.
 constexpr std::uint64_t zeroBytes(std::uint64_t eight) {
   return (eight - inEachByte(1)) & ~eight;
 }
 
-// False perhaps also for eight plain bytes, never true for others.
+// True only if all eight bytes are plain. May be false for eight plain bytes.
 bool arePlain(const char* bytes) {
   std::uint64_t eight = 0;
   std::memcpy(&eight, bytes, sizeof eight);
@@ -96,7 +96,7 @@ bool toBytes(std::string& text) {
   return true;
 }
 
-// Most bytes are plain, so they go over eight at a time.
+// Most bytes are plain, so they are copied eight at a time.
 char* escapeTo(char* to, std::string_view bytes) {
   const char* from = bytes.data();
   const char* const end = from + bytes.size();

@@ -1,4 +1,5 @@
-// Texts of a recording and their bytes (one character of code 0 to 255 is one byte), and how they are shown.
+// Converts texts of a recording to bytes and back (a character of code 0 to 255 is one byte), and for
+// display.
 #pragma once
 
 #include <cstddef>
@@ -7,24 +8,24 @@
 
 namespace quarnex::recording {
 
-/// Turns `text`, which is valid UTF-8, into its bytes, in place. False if it has a character above 255; the
-/// text is then of no use any more.
+/// Converts `text`, valid UTF-8, to its bytes in place. Returns false, with `text` unspecified, if it has a
+/// character above 255.
 [[nodiscard]] bool toBytes(std::string& text);
 
-/// So many characters at most become of one byte.
+/// Maximum number of output characters for one input byte.
 constexpr std::size_t kEscapedMax = 6;
-/// Writes `bytes` as the inside of a JSON string, UTF-8; control characters, quotes and backslashes are
-/// escaped. At `to` there is room for `kEscapedMax` characters a byte. Returns the end of what it wrote.
+/// Writes `bytes` as the inside of a JSON string in UTF-8, with control characters, quotes and backslashes
+/// escaped. `to` needs room for `kEscapedMax` characters per byte. Returns the end of the output.
 char* escapeTo(char* to, std::string_view bytes);
 std::string escaped(std::string_view bytes);
 
-/// The same with its quotes.
+/// The same with quotes around it.
 std::string jsonString(std::string_view bytes);
 
-/// A line of JSON, fit for a terminal: control characters that JSON lets stand are escaped.
+/// Makes a line of JSON safe for a terminal: escapes the control characters that JSON permits unescaped.
 std::string terminalSafe(std::string_view line);
 
-/// The first `most` bytes of UTF-8 `text`, or a few less, so that no character is cut.
+/// The first `most` bytes of UTF-8 `text`, or up to three fewer, so that no character is split.
 std::string_view shortened(std::string_view text, std::size_t most);
 
 }  // namespace quarnex::recording

@@ -9,7 +9,7 @@ namespace quarnex::recording {
 namespace {
 
 constexpr std::size_t kWidth = 400;  // bytes shown of a line
-constexpr std::size_t kLead = 60;    // of these before the place that differs
+constexpr std::size_t kLead = 60;    // of these before the first one that differs
 constexpr std::string_view kCut = "...";
 
 std::string window(std::string_view text, std::size_t from) {
@@ -36,7 +36,7 @@ std::string row(std::string_view label, const NumberedLine& line) {
   return row(label, std::to_string(line.number), window(terminalSafe(line.text), 0));
 }
 
-// Bytes that both begin with, up to the beginning of a character.
+// Length in bytes of the common beginning, without a partial character.
 std::size_t commonLength(std::string_view one, std::string_view other) {
   const auto common = static_cast<std::size_t>(std::ranges::mismatch(one, other).in1 - one.begin());
   return shortened(one, common).size();
@@ -49,17 +49,17 @@ std::size_t charactersIn(std::string_view text) {
 
 }  // namespace
 
-std::string reportOf(const Difference& difference) {
+std::string reportOf(const Mismatch& mismatch) {
   std::string report;
-  for (const NumberedLine& line : difference.before) report += row("before", line);
-  for (const NumberedLine& step : difference.steps) report += row("step", step);
+  for (const NumberedLine& line : mismatch.before) report += row("before", line);
+  for (const NumberedLine& step : mismatch.steps) report += row("step", step);
 
-  const std::string expected = terminalSafe(difference.expected.text);
-  const std::string actual = terminalSafe(difference.actual);
+  const std::string expected = terminalSafe(mismatch.expected.text);
+  const std::string actual = terminalSafe(mismatch.actual);
   const std::size_t common = commonLength(expected, actual);
   const std::size_t from = common + kLead > kWidth ? shortened(expected, common - kLead).size() : 0;
   const std::size_t mark = charactersIn(expected.substr(from, common - from)) + (from > 0 ? kCut.size() : 0);
-  report += row("expected", std::to_string(difference.expected.number), window(expected, from));
+  report += row("expected", std::to_string(mismatch.expected.number), window(expected, from));
   report += row("actual", "", window(actual, from));
   report += row("", "", std::string(mark, ' ') + '^');
   return report;

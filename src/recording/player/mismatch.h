@@ -1,4 +1,4 @@
-// The first output of an engine that is not the one recorded, and how it is told.
+// The first mismatch between a recording and its replay, with its report.
 #pragma once
 
 #include <cstddef>
@@ -13,20 +13,20 @@ struct NumberedLine {
   std::string text;
 };
 
-struct Difference {
+struct Mismatch {
   NumberedLine expected;             // the line of the recording
-  std::string actual;                // what the engine did instead, written like a line
-  std::vector<NumberedLine> steps;   // the step it belongs to, last; those in which it is nested before it
-  std::vector<NumberedLine> before;  // the lines that stand before it, at most kLinesBefore
+  std::string actual;                // the engine's output as a line, or kNothingMore
+  std::vector<NumberedLine> steps;   // the steps in progress, the innermost last
+  std::vector<NumberedLine> before;  // the lines before `expected`, at most kLinesBefore
 };
 
 constexpr std::size_t kLinesBefore = 10;
 
-/// What an engine does instead that has come to the end of a step.
+/// Stands for the engine's output if it ended the step instead.
 constexpr std::string_view kNothingMore = "(nothing more: the step has ended)";
 
-/// For people: several lines, each with its line end. Very long lines are shown around the place that
-/// differs.
-std::string reportOf(const Difference& difference);
+/// Describes the mismatch for people in several lines, each with its line feed. Very long lines are shown
+/// around the first character that differs.
+std::string reportOf(const Mismatch& mismatch);
 
 }  // namespace quarnex::recording

@@ -8,11 +8,11 @@ Player::Player(RecordingReader& reader, ServicesWrapper* wrapper)
       script_(reader, model_, [this](const Line& step) { deliver(step); }),
       engine_(script_, model_, wrapper) {}
 
-PlayResult Player::result() {
-  PlayResult result;
-  result.difference = script_.difference();
+ReplayResult Player::result() {
+  ReplayResult result;
+  result.mismatch = script_.mismatch();
   result.damage = script_.damage();
-  result.lines = reader_.number() - (playing() || result.difference || result.damage ? 1 : 0);
+  result.lines = reader_.number() - (running() || result.mismatch || result.damage ? 1 : 0);
   result.steps = script_.steps();
   result.links = library().ConnectionCount;
   result.seconds = start_ ? model_.now.second - start_->second : 0;
@@ -24,9 +24,9 @@ void Player::deliver(const Line& step) {
   engine_.deliver(step);
 }
 
-PlayResult play(RecordingReader& reader) {
+ReplayResult replay(RecordingReader& reader) {
   Player player(reader);
-  while (player.playing()) player.playStep();
+  while (player.running()) player.replayStep();
   return player.result();
 }
 

@@ -1,4 +1,4 @@
-// Plays a recording to a fresh engine and tells whether it still does the same.
+// Replays a recording to a fresh engine and compares all that the engine does.
 #pragma once
 
 #include <cstddef>
@@ -15,25 +15,25 @@
 
 namespace quarnex::recording {
 
-struct PlayResult {
-  std::optional<Difference> difference;  // the first one; the rest of the recording was not played
-  std::optional<DamagedLine> damage;     // the line that could not be read; everything before it was played
-  std::size_t lines = 0;                 // played
-  std::size_t steps = 0;                 // host calls, ticks and events
-  int links = 0;                         // in the engine's table at the end
-  std::int64_t seconds = 0;              // from the first step to the last reading of the clock
+struct ReplayResult {
+  std::optional<Mismatch> mismatch;   // the first one; the replay ended there
+  std::optional<DamagedLine> damage;  // the first damaged line; the replay ended there
+  std::size_t lines = 0;              // replayed
+  std::size_t steps = 0;              // host calls, ticks and events
+  int links = 0;                      // in the engine's table at the end
+  std::int64_t seconds = 0;           // from the first step to the last reading of the clock
 };
 
 class Player {
  public:
-  /// `wrapper`, if there is one, stands between the engine and its services. Both outlive the player.
+  /// `wrapper`, if given, stands between the engine and its services. Both arguments outlive the player.
   explicit Player(RecordingReader& reader, ServicesWrapper* wrapper = nullptr);
 
-  /// False at the end, at a damaged line and after the first difference.
-  bool playing() const { return script_.playing(); }
-  /// Plays the next host call, tick or event, with all that is nested in it.
-  void playStep() { script_.playStep(); }
-  PlayResult result();
+  /// False at the end, at a damaged line and after the first mismatch.
+  bool running() const { return script_.running(); }
+  /// Replays the next host call, tick or event, with all steps nested in it.
+  void replayStep() { script_.replayStep(); }
+  ReplayResult result();
   Library& library() { return engine_.library(); }
 
  private:
@@ -46,7 +46,7 @@ class Player {
   std::optional<Instant> start_;
 };
 
-/// Plays all that `reader` still has. Nothing outside the process is touched.
-PlayResult play(RecordingReader& reader);
+/// Replays the rest of the recording. Uses no file, socket or clock.
+ReplayResult replay(RecordingReader& reader);
 
 }  // namespace quarnex::recording

@@ -18,12 +18,12 @@ void Script::readLine() {
   left.number = reader_.number();
   left.text = reader_.text();
   try {
-    playing_ = reader_.next(line_);
+    running_ = reader_.next(line_);
     const auto* missing = std::get_if<MissingLine>(&line_);
-    if (playing_ && missing != nullptr) throw damageOf(*missing, reader_.number());
+    if (running_ && missing != nullptr) throw damageOf(*missing, reader_.number());
   } catch (const DamagedLine& damage) {
     damage_ = damage;
-    playing_ = false;
+    running_ = false;
   }
 }
 
@@ -34,28 +34,28 @@ void Script::nextOutput() {
 }
 
 void Script::takeInputs() {
-  while (playing_ && model_.takeInput(line_)) readLine();
+  while (running_ && model_.takeInput(line_)) readLine();
 }
 
 template <class Output>
 bool Script::compare(const Output& output) {
-  if (playing_ && !isEqual(line_, output)) differ(textOf(output));
-  return playing_;
+  if (running_ && !isEqual(line_, output)) differ(textOf(output));
+  return running_;
 }
 
 void Script::differ(std::string actual) {
-  Difference& difference = difference_.emplace();
-  difference.expected = {reader_.number(), std::string(reader_.text())};
-  difference.actual = std::move(actual);
-  for (const OpenStep& step : open_) difference.steps.push_back(step.line);
+  Mismatch& mismatch = mismatch_.emplace();
+  mismatch.expected = {reader_.number(), std::string(reader_.text())};
+  mismatch.actual = std::move(actual);
+  for (const OpenStep& step : open_) mismatch.steps.push_back(step.line);
   const std::size_t first = reader_.number() > kLinesBefore ? reader_.number() - kLinesBefore : 1;
   for (std::size_t number = first; number < reader_.number(); ++number) {
-    difference.before.push_back(before_[number % kLinesBefore]);
+    mismatch.before.push_back(before_[number % kLinesBefore]);
   }
-  playing_ = false;
+  running_ = false;
 }
 
-void Script::playStep() {
+void Script::replayStep() {
   open_.resize(std::min<std::size_t>(open_.size(), 1));
   if (!isTopStep(line_)) return differ(std::string(kNothingMore));
   open_.clear();
@@ -76,8 +76,8 @@ void Script::deliverStep() {
 
 void Script::playNested() {
   deliverStep();
-  if (playing_ && !std::holds_alternative<EndLine>(line_)) differ(textOf(EndLine{}));
-  if (!playing_) return;
+  if (running_ && !std::holds_alternative<EndLine>(line_)) differ(textOf(EndLine{}));
+  if (!running_) return;
   open_.pop_back();
   nextOutput();
 }
@@ -91,12 +91,12 @@ void Script::traced(const TraceLine& output) {
 Answer Script::performed(const OperationLine& output) {
   if (!compare(output)) return {};
   nextOutput();
-  while (playing_ && isStep(line_) && !isTopStep(line_)) playNested();
+  while (running_ && isStep(line_) && !isTopStep(line_)) playNested();
   return takeAnswer(output);
 }
 
 Answer Script::takeAnswer(const OperationLine& call) {
-  if (!playing_) return {};
+  if (!running_) return {};
   std::optional<Answer> answer = answerIn(line_, call);
   if (!answer) return {};
   readLine();

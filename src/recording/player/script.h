@@ -1,5 +1,5 @@
-// A recording as an engine meets it: every output is compared with the next line, and the inputs behind it
-// are taken.
+// Replays a recording strictly: compares each output of the engine with the next line and supplies the inputs
+// behind that line.
 #pragma once
 
 #include <array>
@@ -19,22 +19,22 @@
 
 namespace quarnex::recording {
 
-/// After the end of the file, a damaged line or the first difference nothing is compared any more: operations
-/// succeed, and the engine may finish what it is doing.
+/// At the end of the file, a damaged line or the first mismatch, the replay ends. The engine then finishes
+/// its current step: its operations succeed, and nothing is compared.
 class Script final : public Course {
  public:
   using Deliver = std::function<void(const Line& step)>;
 
-  /// `deliver` brings a step to the engine; nested ones are delivered from inside `performed`. All outlive
-  /// the script.
+  /// `deliver` delivers a step to the engine; nested steps are delivered inside `performed`. All arguments
+  /// outlive the script.
   Script(RecordingReader& reader, PlainModel& model, Deliver deliver);
 
-  bool playing() const { return playing_; }
+  bool running() const { return running_; }
 
-  /// Plays the step that stands next, and one only; anything else that stands there is a difference.
-  void playStep();
+  /// Replays one step. If the next line does not begin a step, that is a mismatch.
+  void replayStep();
 
-  // All compare what the engine does with the next line.
+  // Each compares an output of the engine with the next line.
   void traced(const TraceLine& output) override;
   Answer performed(const OperationLine& output) override;
   void takeInputs() override;
@@ -42,11 +42,11 @@ class Script final : public Course {
   void failed(const Failure& failure) override;
 
   bool nextIsFetch(SocketId socket) const override {
-    return playing_ && isEqual(line_, OperationLine{Operation::Fetch, socket, {}});
+    return running_ && isEqual(line_, OperationLine{Operation::Fetch, socket, {}});
   }
   std::string hostOf(std::int32_t handle) const override;
 
-  const std::optional<Difference>& difference() const { return difference_; }
+  const std::optional<Mismatch>& mismatch() const { return mismatch_; }
   const std::optional<DamagedLine>& damage() const { return damage_; }
   std::size_t steps() const { return steps_; }
 
@@ -68,13 +68,13 @@ class Script final : public Course {
   RecordingReader& reader_;
   PlainModel& model_;
   Deliver deliver_;
-  Line line_;  // the next one, while playing
-  bool playing_ = true;
+  Line line_;  // the next one, while running
+  bool running_ = true;
   std::vector<OpenStep>
-      open_;  // the step that runs, innermost last; the last one stays until the next begins
+      open_;  // the steps in progress, innermost last; the outermost stays until the next begins
   std::array<NumberedLine, kLinesBefore> before_;  // by line number
   std::size_t steps_ = 0;
-  std::optional<Difference> difference_;
+  std::optional<Mismatch> mismatch_;
   std::optional<DamagedLine> damage_;
 };
 

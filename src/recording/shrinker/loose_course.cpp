@@ -5,7 +5,7 @@
 
 namespace quarnex::recording {
 
-void LooseCourse::play(const Step& step) {
+void LooseCourse::replay(const Step& step) {
   lines_ = step.lines.get();
   next_ = 0;
   end_ = lines_->size();

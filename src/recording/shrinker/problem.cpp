@@ -24,7 +24,7 @@ std::int16_t linkOf(const Library& library, SocketId socket) {
 
 // The links of the expected output (unless that is the next step) and of the actual one; if neither names a
 // link, the link of the step.
-std::vector<std::int16_t> linksOf(const Difference& difference, const Library& library) {
+std::vector<std::int16_t> linksOf(const Mismatch& mismatch, const Library& library) {
   LineParser parser;
   std::vector<std::int16_t> links;
   const auto add = [&](const std::string& text, bool orStep) {
@@ -32,9 +32,9 @@ std::vector<std::int16_t> linksOf(const Difference& difference, const Library& l
     const std::int16_t link = isStep(line) && !orStep ? std::int16_t{0} : linkOf(library, line);
     if (link != 0 && std::ranges::find(links, link) == links.end()) links.push_back(link);
   };
-  add(difference.expected.text, false);
-  if (difference.actual != kNothingMore) add(difference.actual, true);
-  if (links.empty() && !difference.steps.empty()) add(difference.steps.back().text, true);
+  add(mismatch.expected.text, false);
+  if (mismatch.actual != kNothingMore) add(mismatch.actual, true);
+  if (links.empty() && !mismatch.steps.empty()) add(mismatch.steps.back().text, true);
   return links;
 }
 
@@ -57,14 +57,14 @@ Problem findProblem(std::istream& in, const MakeChecker& makeChecker) {
   RecordingReader reader(in);
   const std::unique_ptr<Checker> checker = makeChecker(std::make_shared<NoSink>());
   Player player(reader, checker.get());
-  while (player.playing() && !checker->finding()) player.playStep();
-  PlayResult result = player.result();
+  while (player.running() && !checker->finding()) player.replayStep();
+  ReplayResult result = player.result();
   Problem problem;
   problem.damage = std::move(result.damage);
-  problem.difference = std::move(result.difference);
+  problem.mismatch = std::move(result.mismatch);
   problem.end = result.lines + 1;
-  if (problem.difference) {
-    problem.links = linksOf(*problem.difference, player.library());
+  if (problem.mismatch) {
+    problem.links = linksOf(*problem.mismatch, player.library());
   } else if (problem.finding = checker->finding(); problem.finding && problem.finding->link != 0) {
     problem.links = {static_cast<std::int16_t>(problem.finding->link)};
   }

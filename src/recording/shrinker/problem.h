@@ -15,13 +15,13 @@ namespace quarnex::recording {
 
 /// The first mismatch between the recording and its replay, or else the checker's first finding; or neither.
 struct Problem {
-  std::optional<Difference> difference;
+  std::optional<Mismatch> mismatch;
   std::optional<Finding> finding;
   std::size_t end = 0;                // line number behind the step that shows the problem
   std::vector<std::int16_t> links;    // affected links; empty if unknown
   std::optional<DamagedLine> damage;  // the damaged line that ended the replay early
 
-  bool found() const { return difference || finding; }
+  bool found() const { return mismatch || finding; }
 };
 
 /// Replays `in` up to the first problem. Throws `DamagedLine` if the first line is damaged.

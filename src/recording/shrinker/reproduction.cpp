@@ -17,9 +17,9 @@ Reproduction::Reproduction(std::int32_t utcOffset, const MakeChecker& makeChecke
       engine_(course_, model_, checker_.get()),
       header_(recorded_->text) {}
 
-const std::string& Reproduction::play(const Step& step) {
+const std::string& Reproduction::replay(const Step& step) {
   recorded_->text.clear();
-  course_.play(step);
+  course_.replay(step);
   return recorded_->text;
 }
 

@@ -20,7 +20,7 @@ class Reproduction {
   Reproduction(std::int32_t utcOffset, const MakeChecker& makeChecker);
 
   /// Replays one step. Returns the lines recorded during it, valid until the next call.
-  const std::string& play(const Step& step);
+  const std::string& replay(const Step& step);
 
   /// The first line of the new recording.
   const std::string& header() const { return header_; }

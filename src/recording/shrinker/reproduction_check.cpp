@@ -24,8 +24,8 @@ ReproductionCheck::ReproductionCheck(Problem problem, std::int32_t utcOffset, Ma
 void ReproductionCheck::expectStateOf(Reproduction& reproduction, const Step& last) {
   state_ = stateBefore(reproduction, last, problem_);
   before_.clear();
-  if (!problem_.difference) return;
-  reproduction.play(last);
+  if (!problem_.mismatch) return;
+  reproduction.replay(last);
   for (const Line& line : *last.lines) {
     if (isCompared(line, reproduction.library())) before_.push_back(textOf(line));
   }
@@ -40,16 +40,16 @@ std::string ReproductionCheck::recordingOf(const Steps& steps) {
 std::size_t ReproductionCheck::reproduce(const Steps& steps, std::string* recording) {
   Reproduction reproduction = newReproduction();
   if (recording != nullptr) *recording = reproduction.header();
-  const bool forDifference = problem_.difference.has_value();
+  const bool forMismatch = problem_.mismatch.has_value();
   for (std::size_t count = 0; count < steps.size();) {
     const Step& step = steps[count++];
     ++stepsReplayed_;
-    if (forDifference && count == steps.size())
+    if (forMismatch && count == steps.size())
       return mismatchReproduced(reproduction, step, recording) ? count : 0;
-    const std::string& lines = reproduction.play(step);
+    const std::string& lines = reproduction.replay(step);
     if (recording != nullptr) *recording += lines;
     const std::optional<Finding> finding = reproduction.finding();
-    if (!forDifference && finding) return finding->text == problem_.finding->text ? count : 0;
+    if (!forMismatch && finding) return finding->text == problem_.finding->text ? count : 0;
   }
   return 0;
 }
@@ -57,15 +57,15 @@ std::size_t ReproductionCheck::reproduce(const Steps& steps, std::string* record
 bool ReproductionCheck::mismatchReproduced(Reproduction& reproduction, const Step& last,
                                            std::string* recording) const {
   if (stateBefore(reproduction, last, problem_) != state_) return false;
-  const Difference& difference = *problem_.difference;
-  const std::string& lines = reproduction.play(last);
+  const Mismatch& mismatch = *problem_.mismatch;
+  const std::string& lines = reproduction.replay(last);
   LineParser parser;
   bool reproduced = false;
   std::size_t matched = 0;
   for (std::string_view rest = lines; !rest.empty();) {
     const std::string_view text = rest.substr(0, rest.find('\n'));
     rest.remove_prefix(text.size() + 1);
-    reproduced = matched == before_.size() && text == difference.actual;
+    reproduced = matched == before_.size() && text == mismatch.actual;
     if (reproduced) break;
     if (isCompared(parser.parse(text), reproduction.library())) {
       if (matched == before_.size() || text != before_[matched]) return false;
@@ -73,14 +73,14 @@ bool ReproductionCheck::mismatchReproduced(Reproduction& reproduction, const Ste
     }
     if (recording != nullptr) recording->append(text) += '\n';
   }
-  if (recording != nullptr) recording->append(difference.expected.text) += '\n';
-  return reproduced || (difference.actual == kNothingMore && matched == before_.size());
+  if (recording != nullptr) recording->append(mismatch.expected.text) += '\n';
+  return reproduced || (mismatch.actual == kNothingMore && matched == before_.size());
 }
 
 // A step for all links, such as a tick, lacks the outputs of links whose steps were removed.
 bool ReproductionCheck::isCompared(const Line& output, const Library& library) const {
   if (std::holds_alternative<ResultLine>(output) || std::holds_alternative<FailureLine>(output)) return true;
-  if (std::holds_alternative<EndLine>(output)) return problem_.difference->actual == kEndOfNested;
+  if (std::holds_alternative<EndLine>(output)) return problem_.mismatch->actual == kEndOfNested;
   const bool isTrace = std::holds_alternative<TraceLine>(output);
   if (!isTrace && !std::holds_alternative<OperationLine>(output)) return false;
   const std::int16_t link = linkOf(library, output);
@@ -91,9 +91,9 @@ bool ReproductionCheck::isCompared(const Line& output, const Library& library) c
 void ReproductionCheck::renumber(const Renumbering& renumbering) {
   problem_.links = renumbering.links();
   for (std::string& text : before_) text = renumbering.renumbered(text);
-  if (!problem_.difference) return;
-  problem_.difference->expected.text = renumbering.renumbered(problem_.difference->expected.text);
-  problem_.difference->actual = renumbering.renumbered(problem_.difference->actual);
+  if (!problem_.mismatch) return;
+  problem_.mismatch->expected.text = renumbering.renumbered(problem_.mismatch->expected.text);
+  problem_.mismatch->actual = renumbering.renumbered(problem_.mismatch->actual);
 }
 
 }  // namespace quarnex::recording

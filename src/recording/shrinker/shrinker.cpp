@@ -83,7 +83,7 @@ bool Shrinker::take(bool ofAllLinks, bool allSteps) {
     } else if (!concerns(linkOf(reproduction.library(), step.head()))) {
       ++cuts_.ofOtherLinks;
     } else {
-      reproduction.play(step);
+      reproduction.replay(step);
       std::string after = stateOf(reproduction, std::nullopt);
       if (after == state && !allSteps) {
         ++cuts_.withoutEffect;
@@ -106,7 +106,7 @@ void Shrinker::removeOtherLinks() {
   Reproduction reproduction = check_.newReproduction();
   for (std::size_t i = 0; i < steps_.size(); ++i) {
     const std::int16_t before = reproduction.library().ConnectionCount;
-    reproduction.play(steps_[i]);
+    reproduction.replay(steps_[i]);
     const std::int16_t after = reproduction.library().ConnectionCount;
     if (after > before && !concerns(after)) additions.push_back(i);
   }
@@ -132,7 +132,7 @@ void Shrinker::cutRepetitions() {
   for (const Step& step : steps_) {
     states.push_back(std::hash<std::string>()(stateOf(reproduction, step.at())));
     latest[states.back()] = states.size() - 1;
-    reproduction.play(step);
+    reproduction.replay(step);
   }
   Steps candidate;
   std::vector<std::int64_t> gaps;  // before each of these
@@ -204,7 +204,7 @@ std::vector<int> Shrinker::arrivals() const {
   int before = 0;
   Reproduction reproduction = check_.newReproduction();
   for (const Step& step : steps_) {
-    reproduction.play(step);
+    reproduction.replay(step);
     int waiting = 0;
     for (std::int16_t link = 1; link <= reproduction.library().ConnectionCount; ++link)
       waiting += reproduction.library().ConnectionTable[link].CodaArrivo.Count;
@@ -246,7 +246,7 @@ Shrunk shrink(std::istream& in, const MakeChecker& makeChecker) {
   in.seekg(0);
   const std::int32_t utcOffset = RecordingReader(in).utcOffset();
   const auto makePlain = [](auto sink) { return std::make_unique<NullChecker>(std::move(sink)); };
-  ReproductionCheck check(shrunk.problem, utcOffset, shrunk.problem.difference ? makePlain : makeChecker);
+  ReproductionCheck check(shrunk.problem, utcOffset, shrunk.problem.mismatch ? makePlain : makeChecker);
   Shrinker(in, std::move(check)).shrink(shrunk);
   return shrunk;
 }

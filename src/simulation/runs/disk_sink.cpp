@@ -33,10 +33,10 @@ std::string_view DiskSink::flaw() {
     return "a recording does not say how much it lacks";
   std::istringstream in(text_);
   recording::RecordingReader reader(in);
-  const recording::PlayResult played = recording::play(reader);
-  if (played.difference) return "a recording does not play up to its gap";
-  const bool atGap = played.damage && reader.text().starts_with(kMark);
-  return gap_ == atGap && (gap_ || !played.damage) ? "" : "a recording is damaged";
+  const recording::ReplayResult replayed = recording::replay(reader);
+  if (replayed.mismatch) return "a recording does not replay up to its gap";
+  const bool atGap = replayed.damage && reader.text().starts_with(kMark);
+  return gap_ == atGap && (gap_ || !replayed.damage) ? "" : "a recording is damaged";
 }
 
 // A refused write may have put a part there.

@@ -1,4 +1,4 @@
-// Damaged lines are named with what is wrong; whole ones become the values that they say.
+// Tests that damaged lines are reported with the reason, and that others are parsed and printed.
 #include "recording/format/recording_reader.h"
 
 #include <sstream>
@@ -14,8 +14,8 @@ namespace {
 const std::string kHeader = R"({"quarnex":"recording","version":1,"utc_offset":3600})"
                             "\n";
 
-// What reading all of `text` complains of, "" if of nothing.
-std::string complaintAbout(const std::string& text) {
+// The damage that reading all of `text` reports, "" if none.
+std::string damageIn(const std::string& text) {
   std::istringstream in(text);
   try {
     RecordingReader reader(in);
@@ -29,10 +29,10 @@ std::string complaintAbout(const std::string& text) {
 
 struct Row {
   std::string line;
-  std::string complaint;
+  std::string damage;
 };
 
-TEST(RecordingReader, NamesTheFirstLineThatIsNoHeader) {
+TEST(RecordingReader, ReportsAFirstLineThatIsNotAHeader) {
   const Row rows[] = {
       {"", "line 1: is missing: the file is empty"},
       {"rubbish\n", "line 1: is no JSON (character 1)"},
@@ -47,10 +47,10 @@ TEST(RecordingReader, NamesTheFirstLineThatIsNoHeader) {
        "\n",
        "line 1: \"utc_offset\" is out of its range"},
   };
-  for (const Row& row : rows) EXPECT_EQ(complaintAbout(row.line), row.complaint) << row.line;
+  for (const Row& row : rows) EXPECT_EQ(damageIn(row.line), row.damage) << row.line;
 }
 
-TEST(RecordingReader, NamesWhatIsWrongWithALine) {
+TEST(RecordingReader, ReportsTheDamageOfALine) {
   const std::string deep(1000000, '[');
   const Row rows[] = {
       {"", "is no JSON (character 1)"},
@@ -82,22 +82,21 @@ TEST(RecordingReader, NamesWhatIsWrongWithALine) {
       {R"({"missing":"1"})", "\"missing\" is of another type"},
   };
   for (const Row& row : rows) {
-    EXPECT_EQ(complaintAbout(kHeader + row.line + "\n"), "line 2: " + row.complaint)
-        << row.line.substr(0, 80);
+    EXPECT_EQ(damageIn(kHeader + row.line + "\n"), "line 2: " + row.damage) << row.line.substr(0, 80);
   }
-  EXPECT_EQ(complaintAbout(kHeader + R"({"now":1})"),
+  EXPECT_EQ(damageIn(kHeader + R"({"now":1})"),
             "line 2: does not end with a line feed, as if the file had been cut off here");
 }
 
-TEST(RecordingReader, LetsOutputsSayWhatNoEngineDoes) {
+TEST(RecordingReader, AcceptsOutputsThatNoEngineProduces) {
   for (const char* line :
        {R"({"did":"open","socket":"SrvAccept","index":1})", R"({"did":"setPeriod","value":"200"})",
         R"({"trace":99999,"text":""})", R"({"result":1.5})", R"({"sent":"","index":1})"}) {
-    EXPECT_EQ(complaintAbout(kHeader + line + "\n"), "") << line;
+    EXPECT_EQ(damageIn(kHeader + line + "\n"), "") << line;
   }
 }
 
-TEST(RecordingReader, ReadsEveryByteOfALineLongerThanItsBuffer) {
+TEST(RecordingReader, ReadsAllByteValuesInALineLongerThanItsBuffer) {
   std::string bytes;
   for (int round = 0; round < 1000; ++round) {
     for (int code = 0; code < 256; ++code) bytes += static_cast<char>(code);
@@ -114,7 +113,7 @@ TEST(RecordingReader, ReadsEveryByteOfALineLongerThanItsBuffer) {
   EXPECT_EQ(reader.number(), 3U);
 }
 
-TEST(RecordingPrinter, ShowsTimeTagAndWordsAndEverythingBeforeADamagedLine) {
+TEST(RecordingPrinter, PrintsTimeLinkAndWordsOfAllLinesBeforeADamagedOne) {
   std::istringstream in(kHeader +
                         R"({"at":0,"call":"Add","params":["AB",5,true,true]}
 {"did":"create","socket":"ClientSocket","index":1}

@@ -1,4 +1,4 @@
-// Recordings of an independent model play; whatever is changed in one is found where it was changed.
+// Tests that recordings of an independent model replay, and that every alteration is found at its line.
 #include "recording/player/player.h"
 
 #include <algorithm>
@@ -35,37 +35,37 @@ Lines linesOf(const std::filesystem::path& file) {
   return lines;
 }
 
-PlayResult playText(const std::string& text) {
+ReplayResult replayText(const std::string& text) {
   std::istringstream in(text);
   RecordingReader reader(in);
-  return play(reader);
+  return replay(reader);
 }
 
-PlayResult playLines(const Lines& lines) {
+ReplayResult replayLines(const Lines& lines) {
   std::string text;
   for (const std::string& line : lines) text += line + "\n";
-  return playText(text);
+  return replayText(text);
 }
 
-// Line at which the first difference is found, 0 = none.
-std::size_t differsAt(const Lines& lines) {
-  const PlayResult result = playLines(lines);
+// Line of the first mismatch, 0 = none.
+std::size_t mismatchAt(const Lines& lines) {
+  const ReplayResult result = replayLines(lines);
   if (result.damage) ADD_FAILURE() << result.damage->what();
-  return result.difference ? result.difference->expected.number : 0;
+  return result.mismatch ? result.mismatch->expected.number : 0;
 }
 
-TEST(Player, PlaysEveryRecordingWithoutADifference) {
+TEST(Player, ReplaysEveryRecordingWithoutAMismatch) {
   for (const auto& file : recordings()) {
     std::ifstream in(file);
     RecordingReader reader(in);
-    const PlayResult result = play(reader);
-    EXPECT_FALSE(result.difference) << file << "\n" << reportOf(*result.difference);
+    const ReplayResult result = replay(reader);
+    EXPECT_FALSE(result.mismatch) << file << "\n" << reportOf(*result.mismatch);
     EXPECT_FALSE(result.damage) << file << result.damage->what();
     EXPECT_GT(result.steps, 0U) << file;
   }
 }
 
-// The key that makes a line an output, "" for steps and inputs.
+// The key that determines the kind of an output, "" for steps and inputs.
 std::string outputKey(const Json& line) {
   for (const char* key : {"trace", "did", "sent", "result", "failure", "end"}) {
     if (line.contains(key)) return key;
@@ -81,7 +81,7 @@ bool isInputOnItsOwn(const Json& line) {
   return operation != kOperations.end() && operation->isRead;
 }
 
-// Outputs of one kind are written alike: the same operation, or the same type of result.
+// Groups outputs with the same members: by operation, or by type of the result.
 std::string kindOf(const Json& line) {
   const std::string key = outputKey(line);
   if (key == "did") return line["did"].get<std::string>() + line.value("socket", "");
@@ -93,7 +93,7 @@ struct Place {
   std::size_t index;  // of an output, from 0
 };
 
-// Of each kind of output the few that stand earliest in their recordings.
+// The first four outputs of each kind, by their line number.
 std::map<std::string, std::vector<Place>> placesByKind(const std::vector<Lines>& files) {
   constexpr std::size_t kPlaces = 4;
   std::map<std::string, std::vector<Place>> places;
@@ -111,8 +111,8 @@ std::map<std::string, std::vector<Place>> placesByKind(const std::vector<Lines>&
   return places;
 }
 
-// The line with each of its values changed in turn, in value and in type. That another instance is fetched
-// from would not be noticed at once: it says as well that bytes wait there.
+// Copies of the line, each with another value or type of one member. Leaves out fetches from another
+// instance, since the recorded fetch itself implies waiting bytes: the mismatch shows later.
 Lines alterations(const std::string& line) {
   Lines altered;
   const Json original = Json::parse(line);
@@ -128,7 +128,7 @@ Lines alterations(const std::string& line) {
   return altered;
 }
 
-TEST(Player, FindsEveryAlteredOutputAtItsLine) {
+TEST(Player, FindsAnAlteredOutputAtItsLine) {
   std::vector<Lines> files;
   for (const auto& file : recordings()) files.push_back(linesOf(file));
   const auto places = placesByKind(files);
@@ -140,19 +140,19 @@ TEST(Player, FindsEveryAlteredOutputAtItsLine) {
       Lines changed(place.lines->begin(), place.lines->begin() + at + 1);
       for (const std::string& line : alterations(changed.back())) {
         changed.back() = line;
-        EXPECT_EQ(differsAt(changed), place.index + 1) << line;
+        EXPECT_EQ(mismatchAt(changed), place.index + 1) << line;
       }
     }
   }
 }
 
-// The first line from `index` on that is compared with what the engine does next.
+// Index of the first line from `index` on that is compared with the engine's next output.
 std::size_t nextCompared(const Lines& lines, std::size_t index) {
   while (index < lines.size() && isInputOnItsOwn(Json::parse(lines[index]))) ++index;
   return index;
 }
 
-TEST(Player, FindsEveryOutputTooManyAndTooFew) {
+TEST(Player, FindsAnAddedAndAMissingOutput) {
   std::vector<Lines> files;
   for (const auto& file : recordings()) files.push_back(linesOf(file));
   for (const auto& [kind, some] : placesByKind(files)) {
@@ -164,15 +164,15 @@ TEST(Player, FindsEveryOutputTooManyAndTooFew) {
       const auto at = static_cast<std::ptrdiff_t>(place.index);
       Lines doubled = lines;
       doubled.insert(doubled.begin() + at, lines[place.index]);
-      EXPECT_EQ(differsAt(doubled), place.index + 2);
+      EXPECT_EQ(mismatchAt(doubled), place.index + 2);
       Lines lost = lines;
       lost.erase(lost.begin() + at);
-      EXPECT_EQ(differsAt(lost), next);
+      EXPECT_EQ(mismatchAt(lost), next);
     }
   }
 }
 
-TEST(Player, PlaysWhatStandsBeforeACutAtAnyByte) {
+TEST(Player, ReplaysAllWholeLinesOfATruncatedRecording) {
   std::string text;
   for (const std::string& line : linesOf(QUARNEX_TEST_DATA "/recordings/strangers-2a.jsonl"))
     text += line + "\n";
@@ -180,18 +180,18 @@ TEST(Player, PlaysWhatStandsBeforeACutAtAnyByte) {
   for (std::size_t length = header; length <= text.size(); ++length) {
     const std::string cut = text.substr(0, length);
     const auto whole = static_cast<std::size_t>(std::ranges::count(cut, '\n'));
-    const PlayResult result = playText(cut);
-    ASSERT_FALSE(result.difference) << length;
+    const ReplayResult result = replayText(cut);
+    ASSERT_FALSE(result.mismatch) << length;
     ASSERT_EQ(result.damage ? result.damage->number() : whole, cut.ends_with('\n') ? whole : whole + 1)
         << length;
     ASSERT_EQ(result.lines, whole) << length;
   }
 }
 
-struct Scene {
+struct Case {
   const char* name;
   Lines lines;
-  std::size_t difference;  // line, 0 = none
+  std::size_t mismatch;  // line, 0 = none
 };
 
 // A client link that is open and about to call.
@@ -210,7 +210,7 @@ const Lines kOpened = {R"({"quarnex":"recording","version":1,"utc_offset":3600})
                        R"({"result":null})",
                        R"({"at":11,"tick":true})"};
 
-TEST(Player, TakesInputsAsTheFormatSays) {
+TEST(Player, SuppliesInputsAtTheirPlaces) {
   const std::string state0 = R"({"trace":1,"text":"Client Socket State:0 Closed"})";
   const std::string chiamo = R"({"trace":1,"text":"CHIAMO ETH 05 ABC 20105 127.0.0.1"})";
   const std::string close = R"({"did":"close","socket":"ClientSocket","index":1})";
@@ -225,7 +225,7 @@ TEST(Player, TakesInputsAsTheFormatSays) {
   const std::string state3 = R"({"trace":1,"text":"Client Socket State:3 Calling"})";
   const std::string error = R"({"trace":1,"text":"ETH 05 ABC ERROR CODE :10055 Errore CHIAMO ETH 05 ABC:x"})";
   const std::string tick = R"({"at":12,"tick":true})";
-  const Scene scenes[] = {
+  const Case cases[] = {
       {"nothing more", {}, 0},
       {"a whole call", {state0, chiamo, close, prepareA, prepareB, connect, state3, tick}, 0},
       {"a step that ends early", {state0, chiamo, tick}, 17},
@@ -244,7 +244,7 @@ TEST(Player, TakesInputsAsTheFormatSays) {
        {R"({"property":"statusText","socket":"ClientSocket","index":1,"value":"Chiuso"})",
         R"({"trace":1,"text":"Client Socket State:0 Chiuso"})", chiamo},
        0},
-      {"a property of an instance that nobody made",
+      {"a property of an instance that was never created",
        {R"({"property":"state","socket":"SrvAccept","index":-3,"value":4})", state0, chiamo},
        0},
       {"a read that fails until the next output",
@@ -252,7 +252,7 @@ TEST(Player, TakesInputsAsTheFormatSays) {
         close, prepareA, prepareB, connect, state3,
         R"({"trace":1,"text":"ETH 05 ABC ERROR CODE :7 Errore CHIAMO ETH 05 ABC:x"})"},
        0},
-      {"keys in another order, keys of others, other escapes",
+      {"keys in another order, unknown keys, other escapes",
        {R"({"note":[{"deep":{}}],"text":"Client Socket \u0053tate:0 Closed","at":5,"trace":1})", chiamo},
        0},
       {"an event before anything exists for it",
@@ -261,18 +261,18 @@ TEST(Player, TakesInputsAsTheFormatSays) {
         tick},
        0},
   };
-  for (const Scene& scene : scenes) {
-    SCOPED_TRACE(scene.name);
+  for (const Case& row : cases) {
+    SCOPED_TRACE(row.name);
     Lines lines = kOpened;
-    lines.insert(lines.end(), scene.lines.begin(), scene.lines.end());
-    EXPECT_EQ(differsAt(lines), scene.difference);
+    lines.insert(lines.end(), row.lines.begin(), row.lines.end());
+    EXPECT_EQ(mismatchAt(lines), row.mismatch);
   }
 }
 
-TEST(Player, TellsADifferenceWithItsStepAndWhatStoodBefore) {
+TEST(Player, ReportsAMismatchWithItsStepAndTheLinesBefore) {
   Lines lines = kOpened;
   lines.push_back(R"({"trace":1,"text":"Client Socket State:2 Closed"})");
-  const std::string report = reportOf(*playLines(lines).difference);
+  const std::string report = reportOf(*replayLines(lines).mismatch);
   for (const char* part :
        {"before           5  {", "before          14  {", "step            14  {\"at\":11,",
         "expected        15  {\"trace\":1,\"text\":\"Client Socket State:2",

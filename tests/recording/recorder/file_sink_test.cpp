@@ -1,5 +1,5 @@
-// A file that does not take all never holds up the recorder, and says what it lacks; what is before that
-// plays.
+// Tests that a file that accepts only a part never delays the recorder, is marked where lines are missing,
+// and can be replayed up to the first mark.
 #include "recording/recorder/file_sink.h"
 
 #include <gtest/gtest.h>
@@ -28,7 +28,7 @@ const std::string kHeader = "{\"quarnex\":\"recording\",\"version\":1,\"utc_offs
 const std::string kTick = "{\"at\":1700000000,\"tick\":true}\n";
 constexpr std::size_t kTicks = 100'000;
 constexpr std::size_t kBytesMax = 300'000;
-// Behind the last tick that fits there is room for the mark.
+// Leaves room for the mark behind the last tick that fits.
 const std::size_t kDiskBytes = kHeader.size() + 6'000 * kTick.size() + kTick.size() - 1;
 
 std::string restOf(std::ifstream in) {
@@ -51,7 +51,8 @@ class FileSinkTest : public testing::Test {
   std::unique_ptr<FileSink> sink;
 };
 
-// What is there and what is said to be missing make up what was written; up to the first mark it plays.
+// Expects that the lines present and the bytes marked as missing add up to `written`, and that the text can
+// be replayed up to the first mark.
 void expectMarked(const std::string& text, std::size_t written) {
   const std::string mark = "{\"missing\":";
   std::size_t bytes = 0;
@@ -61,15 +62,15 @@ void expectMarked(const std::string& text, std::size_t written) {
   EXPECT_EQ(bytes, written);
   std::istringstream in(text);
   RecordingReader reader(in);
-  const PlayResult result = play(reader);
+  const ReplayResult result = replay(reader);
   ASSERT_TRUE(result.damage);
   EXPECT_NE(std::string(result.damage->what()).find("bytes could not be recorded here"), std::string::npos);
-  EXPECT_FALSE(result.difference);
+  EXPECT_FALSE(result.mismatch);
   EXPECT_EQ(result.lines, 1 + result.steps);
   EXPECT_GT(result.steps, 0U);
 }
 
-TEST_F(FileSinkTest, SaysWhyItCannotBegin) {
+TEST_F(FileSinkTest, ReportsWhyAFileCannotBeCreated) {
   for (const auto& [path, number] :
        {std::pair{"/no/such/place/file", 76}, {"/dev/null/file", 76}, {"/", 75}}) {
     try {
@@ -81,10 +82,10 @@ TEST_F(FileSinkTest, SaysWhyItCannotBegin) {
   }
 }
 
-TEST_F(FileSinkTest, KeepsNoMoreThanItMayWhileNobodyTakesIt) {
+TEST_F(FileSinkTest, DropsLinesBeyondItsLimitWhileNobodyReadsAPipe) {
   ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
-  std::ifstream idle;
-  const auto opened = std::async(std::launch::async, [&] { idle.open(file); });  // waits for the other side
+  std::ifstream idleReader;
+  const auto opened = std::async(std::launch::async, [&] { idleReader.open(file); });  // waits for the writer
   begin();
   opened.wait();
   writeTicks();
@@ -93,7 +94,7 @@ TEST_F(FileSinkTest, KeepsNoMoreThanItMayWhileNobodyTakesIt) {
   expectMarked(text.get(), kHeader.size() + kTicks * kTick.size());
 }
 
-TEST_F(FileSinkTest, MarksWhatAFullDiskDoesNotTakeAndGoesOnWhenThereIsRoomAgain) {
+TEST_F(FileSinkTest, MarksLinesThatAFullDiskRefusesAndContinuesOnceThereIsRoom) {
   {
     const FileSizeLimit limit(kDiskBytes);
     begin();
@@ -107,7 +108,7 @@ TEST_F(FileSinkTest, MarksWhatAFullDiskDoesNotTakeAndGoesOnWhenThereIsRoomAgain)
   EXPECT_GT(text.size(), kHeader.size() + 6'001 * kTick.size());
 }
 
-TEST_F(FileSinkTest, MarksAndCutsItsOwnFileOnlyOnceAnotherStandsAtItsPath) {
+TEST_F(FileSinkTest, MarksAndCutsOnlyItsOwnFileAfterItsPathWasReused) {
   const std::filesystem::path elsewhere = folder.path() / "rotated.jsonl";
   const std::string foreign(2 * kDiskBytes, 'f');
   struct Row {
@@ -131,12 +132,12 @@ TEST_F(FileSinkTest, MarksAndCutsItsOwnFileOnlyOnceAnotherStandsAtItsPath) {
   }
 }
 
-TEST_F(FileSinkTest, IsNotOpenInTheProgramsThatItsHostStarts) {
+TEST_F(FileSinkTest, IsClosedInProgramsThatTheHostStarts) {
   begin();
   EXPECT_NE(std::system(("ls -l /proc/self/fd | grep -q " + file.string()).c_str()), 0);
 }
 
-TEST_F(FileSinkTest, GoesOnAfterMoreAtOnceThanItMayKeep) {
+TEST_F(FileSinkTest, ContinuesAfterALineLargerThanItsLimit) {
   begin();
   sink->write(std::string(kBytesMax + 1, ' '));
   while (contents().find(kTick) == std::string::npos) {
@@ -145,7 +146,7 @@ TEST_F(FileSinkTest, GoesOnAfterMoreAtOnceThanItMayKeep) {
   }
 }
 
-TEST_F(FileSinkTest, BearsADiskThatTakesNothing) {
+TEST_F(FileSinkTest, SurvivesADiskThatRefusesEverything) {
   file = "/dev/full";
   begin();
   writeTicks();

@@ -1,4 +1,4 @@
-// Whatever befalls hosts that are recorded, every recording plays without a difference.
+// Tests that recordings of hosts under faults replay without a mismatch, and record the same again.
 #include "recording/recorder/recorder.h"
 
 #include <gtest/gtest.h>
@@ -9,25 +9,25 @@
 #include <sstream>
 #include <string>
 
+#include "recording/hosts_under_faults.h"
 #include "recording/player/player.h"
 #include "recording/shrinker/reproduction.h"
-#include "recording/troubled_hosts.h"
 
 namespace quarnex::simulation {
 namespace {
 
-std::string fedAgain(const std::string& text) {
+std::string recordedAgain(const std::string& text) {
   std::istringstream in(text);
   recording::RecordingReader reader(in);
   recording::StepReader steps(reader, SIZE_MAX);
   recording::Reproduction reproduction(
       reader.utcOffset(), [](auto sink) { return std::make_unique<recording::NullChecker>(sink); });
   std::string again = reproduction.header();
-  for (recording::Step step; steps.next(step);) again += reproduction.play(step);
+  for (recording::Step step; steps.next(step);) again += reproduction.replay(step);
   return again;
 }
 
-TEST(Recorder, WritesWhatPlaysWithoutADifference) {
+TEST(Recorder, RecordingsOfHostsUnderFaultsReplayWithoutAMismatch) {
   std::map<std::string, int> seen;
   for (const char* word : {"\"nested\":true", "\"now\"", "\"utc_offset\"", "\"failed\":\"state\"",
                            "\"failed\":\"attach\"", "\"failed\":\"bytesWaiting\"", "\"failure\"",
@@ -37,10 +37,10 @@ TEST(Recorder, WritesWhatPlaysWithoutADifference) {
     for (const std::string& text : recordingsOf(seed)) {
       std::istringstream in(text);
       recording::RecordingReader reader(in);
-      const recording::PlayResult result = recording::play(reader);
-      ASSERT_FALSE(result.difference) << "seed " << seed << "\n" << recording::reportOf(*result.difference);
+      const recording::ReplayResult result = recording::replay(reader);
+      ASSERT_FALSE(result.mismatch) << "seed " << seed << "\n" << recording::reportOf(*result.mismatch);
       ASSERT_FALSE(result.damage) << "seed " << seed << ": " << result.damage->what();
-      ASSERT_TRUE(fedAgain(text) == text) << "seed " << seed;
+      ASSERT_TRUE(recordedAgain(text) == text) << "seed " << seed;
       for (auto& [word, recordings] : seen) recordings += text.find(word) != text.npos ? 1 : 0;
     }
   }

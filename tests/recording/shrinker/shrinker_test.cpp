@@ -1,4 +1,4 @@
-// Whatever is wrong in a long recording is still wrong in a short one, in the same way.
+// Tests that a shrunk recording still shows the problem of the long one, in the same way.
 #include "recording/shrinker/shrinker.h"
 
 #include <gtest/gtest.h>
@@ -10,19 +10,19 @@
 #include <string>
 #include <utility>
 
+#include "recording/hosts_under_faults.h"
 #include "recording/player/player.h"
-#include "recording/troubled_hosts.h"
 
 namespace quarnex::recording {
 namespace {
 
 constexpr std::size_t kStepsMax = 50;
 
-// Finds fault with a link that is connected and has three texts waiting in that queue.
+// Reports a connected link with three texts in the given queue.
 template <TextBuffer ConnectionRecord::*kQueue>
-class Impatient final : public Checker {
+class QueueChecker final : public Checker {
  public:
-  explicit Impatient(std::shared_ptr<Sink> sink) : plain_(std::move(sink)) {}
+  explicit QueueChecker(std::shared_ptr<Sink> sink) : plain_(std::move(sink)) {}
   Services wrap(const Services& services) override { return plain_.wrap(services); }
   void watch(Library& library) override {
     library_ = &library;
@@ -59,7 +59,7 @@ Problem problemIn(const std::string& text) {
   return findProblem(in, make<AnyChecker>);
 }
 
-// Links and instances may have got other numbers.
+// Links and socket instances may have new numbers.
 std::string withoutNumbers(std::string line) {
   std::erase_if(line, [](char byte) { return byte >= '0' && byte <= '9'; });
   return line;
@@ -67,13 +67,13 @@ std::string withoutNumbers(std::string line) {
 
 struct Alteration {
   const char* name;
-  std::string output;  // the last of these becomes
-  std::string other;   // what no engine would have done there
+  std::string output;  // the last occurrence is replaced
+  std::string other;   // by this output, which no engine would produce there
 };
 
-class ShrinkerDifferences : public testing::TestWithParam<Alteration> {};
+class ShrinkerMismatches : public testing::TestWithParam<Alteration> {};
 
-TEST_P(ShrinkerDifferences, AreKeptAsTheyAre) {
+TEST_P(ShrinkerMismatches, ArePreserved) {
   const auto& [name, output, other] = GetParam();
   std::string text;
   std::size_t at = text.npos;
@@ -83,17 +83,17 @@ TEST_P(ShrinkerDifferences, AreKeptAsTheyAre) {
   }
   text.replace(at, output.size(), other);
   const Shrunk result = shrunk<NullChecker>(text);
-  ASSERT_TRUE(result.problem.difference);
+  ASSERT_TRUE(result.problem.mismatch);
   EXPECT_LE(result.stepsAfter, kStepsMax);
   const Problem after = problemIn<NullChecker>(result.recording);
-  ASSERT_TRUE(after.difference);
-  EXPECT_EQ(withoutNumbers(after.difference->expected.text),
-            withoutNumbers(result.problem.difference->expected.text));
-  EXPECT_EQ(withoutNumbers(after.difference->actual), withoutNumbers(result.problem.difference->actual));
+  ASSERT_TRUE(after.mismatch);
+  EXPECT_EQ(withoutNumbers(after.mismatch->expected.text),
+            withoutNumbers(result.problem.mismatch->expected.text));
+  EXPECT_EQ(withoutNumbers(after.mismatch->actual), withoutNumbers(result.problem.mismatch->actual));
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    In, ShrinkerDifferences,
+    In, ShrinkerMismatches,
     testing::Values(Alteration{"AnOperation", "\"did\":\"connect\"", "\"did\":\"listen\""},
                     Alteration{"AnotherOperation", "\"did\":\"setLocalPort\"", "\"did\":\"setRemotePort\""},
                     Alteration{"ATextSent", "{\"sent\":\"", "{\"sent\":\"?"},
@@ -124,12 +124,12 @@ void keepsFindingsOf() {
   EXPECT_GE(found, 4);
 }
 
-TEST(Shrinker, KeepsAFinding) {
-  keepsFindingsOf<Impatient<&ConnectionRecord::CodaInvio>>();
-  keepsFindingsOf<Impatient<&ConnectionRecord::CodaArrivo>>();
+TEST(Shrinker, PreservesAFinding) {
+  keepsFindingsOf<QueueChecker<&ConnectionRecord::CodaInvio>>();
+  keepsFindingsOf<QueueChecker<&ConnectionRecord::CodaArrivo>>();
 }
 
-TEST(Shrinker, LeavesAloneWhatIsNotWrong) {
+TEST(Shrinker, ReturnsNoRecordingWithoutAProblem) {
   const std::string text = simulation::recordingsOf(1).front();
   EXPECT_EQ(shrunk<NullChecker>(text).recording, "");
   const Shrunk cut = shrunk<NullChecker>(text.substr(0, text.size() - 1));

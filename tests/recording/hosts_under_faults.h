@@ -1,4 +1,4 @@
-// Records two hosts under a drawn plan of all faults: one recording for each engine that ran.
+// Records two hosts under a random plan of all faults; returns one recording per engine.
 #pragma once
 
 #include <gtest/gtest.h>
