@@ -1,6 +1,5 @@
-// Describes the commands of quarn: their arguments, their help and what they run. The parser, --help, the
-// manual pages and the shell completion all read these descriptions, so that none of them keeps a list of its
-// own.
+// Describes the commands of quarn: arguments, help and action. The parser, --help, the manual pages and the
+// shell completion all read these descriptions, so that none of them keeps a list of its own.
 #pragma once
 
 #include <cstdint>

@@ -93,7 +93,7 @@ Command replayCommand() {
   const auto options = std::make_shared<ReplayOptions>();
   return {
       .name = "replay",
-      .summary = "replay recordings to a fresh engine and compare what it does",
+      .summary = "replay recordings to a fresh engine and compare its behaviour",
       .details = {},
       .statuses = {{kSame, "every recording replayed without a difference"},
                    {kDiffers, "a recording differs; the first difference is printed"},
@@ -101,7 +101,7 @@ Command replayCommand() {
                     "a recording is damaged or cannot be opened, or the command line is invalid; the damaged "
                     "line is named, and everything before it is replayed"},
                    {kOutputNotWritten, "standard output could not be written"}},
-      .examples = {{"quarn replay site.jsonl", "check that the engine still does what it did at the site"},
+      .examples = {{"quarn replay site.jsonl", "check that the engine still behaves as it did at the site"},
                    {"quarn replay --print site.jsonl", "print what happened there, step by step"}},
       .arguments = {{.name = "FILE",
                      .placeholder = "",

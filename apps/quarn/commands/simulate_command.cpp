@@ -243,7 +243,7 @@ Command simulateCommand() {
   const auto many = std::make_shared<ManyPlan>();
   return {
       .name = "simulate",
-      .summary = "simulate four hosts under faults in virtual time and check what they do",
+      .summary = "simulate four hosts under faults in virtual time and check their behaviour",
       .details =
           {"Two machines run two hosts each. Links in both roles connect the machines, and texts travel "
            "on all of them. The faults end after the last hour, and then every link must recover. A seed "
