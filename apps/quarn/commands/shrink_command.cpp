@@ -49,21 +49,21 @@ std::string inWords(const recording::Problem& problem) {
   return line + link + problem.finding->text;
 }
 
-void printResult(const std::string& file, const recording::Shrunk& shrunk, const std::string& output) {
-  const recording::Cuts& cuts = shrunk.cuts;
-  std::cout << file << ": " << inWords(shrunk.problem) << '\n'
-            << "  " << shrunk.stepsBefore << " steps up to that line; removed: " << cuts.ofOtherLinks
-            << " of other links, " << cuts.withoutEffect << " without effect, " << cuts.repetitions
-            << " that led back to an earlier state of the engine, " << cuts.others << " others\n  "
-            << counted(shrunk.stepsAfter, "step") << " left: " << output << '\n';
+void printResult(const std::string& file, const recording::ShrinkResult& result, const std::string& output) {
+  const recording::RemovedSteps& removed = result.removed;
+  std::cout << file << ": " << inWords(result.problem) << '\n'
+            << "  " << result.stepsBefore << " steps up to that line; removed: " << removed.ofOtherLinks
+            << " of other links, " << removed.withoutEffect << " without effect, " << removed.repetitions
+            << " that led back to an earlier state of the engine, " << removed.others << " others\n  "
+            << counted(result.stepsAfter, "step") << " left: " << output << '\n';
 }
 
-int writeOut(const ShrinkOptions& options, const recording::Shrunk& shrunk) {
+int writeOut(const ShrinkOptions& options, const recording::ShrinkResult& result) {
   const std::string output = outputOf(options);
   std::ofstream out(output, std::ios::binary);
-  out << shrunk.recording << std::flush;
+  out << result.recording << std::flush;
   if (!out) return reportProblem(output, "cannot be written: " + systemError());
-  printResult(options.file, shrunk, output);
+  printResult(options.file, result, output);
   return kReduced;
 }
 
@@ -71,14 +71,14 @@ int shrink(const ShrinkOptions& options, std::istream& in) {
   const auto makeChecker = [](auto sink) {
     return std::make_unique<simulation::AuditChecker>(std::move(sink));
   };
-  const recording::Shrunk shrunk = recording::shrink(in, makeChecker);
-  if (!shrunk.recording.empty()) return writeOut(options, shrunk);
-  if (shrunk.problem.found()) {
+  const recording::ShrinkResult result = recording::shrink(in, makeChecker);
+  if (!result.recording.empty()) return writeOut(options, result);
+  if (result.problem.found()) {
     return reportProblem(
-        options.file, inWords(shrunk.problem) + ", but a fresh engine with the same inputs does not show it",
+        options.file, inWords(result.problem) + ", but a fresh engine with the same inputs does not show it",
         kNotReduced);
   }
-  if (shrunk.problem.damage) return reportProblem(options.file, shrunk.problem.damage->what());
+  if (result.problem.damage) return reportProblem(options.file, result.problem.damage->what());
   return reportProblem(options.file, "no difference and no broken rule: nothing to shrink", kNotReduced);
 }
 

@@ -17,10 +17,19 @@ namespace quarnex::recording {
 class Reproduction {
  public:
   /// The recording begins with this offset of local time, in seconds.
-  Reproduction(std::int32_t utcOffset, const MakeChecker& makeChecker);
+  Reproduction(std::int32_t utcOffset, const MakeChecker& makeChecker)
+      : model_(utcOffset),
+        course_(model_, [this](const Line& step) { engine_.deliver(step); }),
+        checker_(makeChecker(recorded_)),
+        engine_(course_, model_, checker_.get()),
+        header_(recorded_->text()) {}
 
   /// Replays one step. Returns the lines recorded during it, valid until the next call.
-  const std::string& replay(const Step& step);
+  const std::string& replay(const Step& step) {
+    recorded_->clear();
+    course_.replay(step);
+    return recorded_->text();
+  }
 
   /// The first line of the new recording.
   const std::string& header() const { return header_; }
@@ -29,11 +38,9 @@ class Reproduction {
   PlainModel& model() { return model_; }
 
  private:
-  class LastLines;
-
   PlainModel model_;
   LooseCourse course_;
-  std::shared_ptr<LastLines> recorded_;
+  std::shared_ptr<MemorySink> recorded_ = std::make_shared<MemorySink>();
   std::unique_ptr<Checker> checker_;
   PlayedEngine engine_;
   std::string header_;

@@ -21,16 +21,16 @@ class Shrinker {
  public:
   Shrinker(std::istream& in, ReproductionCheck check) : in_(in), check_(std::move(check)) {}
 
-  void shrink(Shrunk& shrunk);
+  void shrink(ShrinkResult& result);
 
  private:
   bool take(bool ofAllLinks, bool allSteps);
   void removeOtherLinks();
-  void cutRepetitions();
-  void cutOthers();
-  bool cut(std::size_t begin, std::size_t end, bool closingTheGap);
-  void cutDeliveries();
-  bool cutDelivery(std::size_t at, const std::vector<int>& arrivals, bool closingTheGap);
+  void removeRepetitions();
+  void removeOthers();
+  bool remove(std::size_t begin, std::size_t end, bool closingTheGap);
+  void removeDeliveries();
+  bool removeDelivery(std::size_t at, const std::vector<int>& arrivals, bool closingTheGap);
   std::vector<int> arrivals() const;
   bool accept(Steps candidate, std::size_t& count);
 
@@ -43,23 +43,23 @@ class Shrinker {
   bool ofAllLinks_ = false;
   Steps steps_;
   std::size_t stepsBefore_ = 0;
-  Cuts cuts_;
+  RemovedSteps removed_;
 };
 
-void Shrinker::shrink(Shrunk& shrunk) {
+void Shrinker::shrink(ShrinkResult& result) {
   const bool taken = take(false, false) || take(true, false) || take(true, true);
-  shrunk.stepsBefore = stepsBefore_;
+  result.stepsBefore = stepsBefore_;
   if (!taken) return;
   removeOtherLinks();
   for (std::size_t before = SIZE_MAX; steps_.size() < before;) {
     before = steps_.size();
-    cutRepetitions();
-    cutOthers();
-    cutDeliveries();
+    removeRepetitions();
+    removeOthers();
+    removeDeliveries();
   }
-  shrunk.stepsAfter = steps_.size();
-  shrunk.cuts = cuts_;
-  shrunk.recording = check_.recordingOf(steps_);
+  result.stepsAfter = steps_.size();
+  result.removed = removed_;
+  result.recording = check_.recordingOf(steps_);
 }
 
 // Reads the steps and keeps those that change the engine's state. False if these do not reproduce the
@@ -68,7 +68,7 @@ bool Shrinker::take(bool ofAllLinks, bool allSteps) {
   ofAllLinks_ = ofAllLinks || check_.problem().links.empty();
   steps_.clear();
   stepsBefore_ = 0;
-  cuts_ = {};
+  removed_ = {};
   in_.clear();
   in_.seekg(0);
   RecordingReader recording(in_);
@@ -81,12 +81,12 @@ bool Shrinker::take(bool ofAllLinks, bool allSteps) {
       check_.expectStateOf(reproduction, step);
       steps_.push_back(step);
     } else if (!concerns(linkOf(reproduction.library(), step.head()))) {
-      ++cuts_.ofOtherLinks;
+      ++removed_.ofOtherLinks;
     } else {
       reproduction.replay(step);
       std::string after = stateOf(reproduction, std::nullopt);
       if (after == state && !allSteps) {
-        ++cuts_.withoutEffect;
+        ++removed_.withoutEffect;
       } else {
         steps_.push_back(step);
       }
@@ -121,11 +121,11 @@ void Shrinker::removeOtherLinks() {
   }
   ReproductionCheck before = check_;
   check_.renumber(renumbering);
-  if (!accept(std::move(candidate), cuts_.ofOtherLinks)) check_ = std::move(before);
+  if (!accept(std::move(candidate), removed_.ofOtherLinks)) check_ = std::move(before);
 }
 
 // If the engine returns to a state later, the steps between only take time: continue from the later moment.
-void Shrinker::cutRepetitions() {
+void Shrinker::removeRepetitions() {
   std::vector<std::size_t> states;
   std::unordered_map<std::size_t, std::size_t> latest;
   Reproduction reproduction = check_.newReproduction();
@@ -147,21 +147,21 @@ void Shrinker::cutRepetitions() {
     candidate[i].shift += shift;
     shift += gaps[i];
   }
-  accept(std::move(candidate), cuts_.repetitions);
+  accept(std::move(candidate), removed_.repetitions);
 }
 
 // Tries to remove runs of steps, half of all first, then ever shorter ones.
-void Shrinker::cutOthers() {
+void Shrinker::removeOthers() {
   for (std::size_t size = steps_.size() / 2; size > 0; size /= 2) {
     for (std::size_t end = steps_.size() - 1; end > 0;) {
       const std::size_t begin = end - std::min(size, end);
-      if (!cut(begin, end, false)) cut(begin, end, true);
+      if (!remove(begin, end, false)) remove(begin, end, true);
       end = std::min(begin, steps_.size() - 1);
     }
   }
 }
 
-bool Shrinker::cut(std::size_t begin, std::size_t end, bool closingTheGap) {
+bool Shrinker::remove(std::size_t begin, std::size_t end, bool closingTheGap) {
   const std::int64_t gap = steps_[end].at().second - steps_[begin].at().second;
   if ((closingTheGap && gap == 0) || check_.stepsReplayed() > kStepsReplayedMax) return false;
   const auto from = [&](std::size_t at) { return steps_.begin() + static_cast<std::ptrdiff_t>(at); };
@@ -170,20 +170,20 @@ bool Shrinker::cut(std::size_t begin, std::size_t end, bool closingTheGap) {
     for (Step& earlier : candidate) earlier.shift += gap;
   }
   candidate.insert(candidate.end(), from(end), steps_.end());
-  return accept(std::move(candidate), cuts_.others);
+  return accept(std::move(candidate), removed_.others);
 }
 
 // Removes a step that delivers texts to the host together with as many calls that take one, wherever they
 // are.
-void Shrinker::cutDeliveries() {
+void Shrinker::removeDeliveries() {
   std::vector<int> changes = arrivals();
   for (std::size_t at = steps_.size() - 1; at-- > 0;) {
     if (changes[at] <= 0) continue;
-    if (cutDelivery(at, changes, false) || cutDelivery(at, changes, true)) changes = arrivals();
+    if (removeDelivery(at, changes, false) || removeDelivery(at, changes, true)) changes = arrivals();
   }
 }
 
-bool Shrinker::cutDelivery(std::size_t at, const std::vector<int>& arrivals, bool closingTheGap) {
+bool Shrinker::removeDelivery(std::size_t at, const std::vector<int>& arrivals, bool closingTheGap) {
   if (check_.stepsReplayed() > kStepsReplayedMax) return false;
   const std::int64_t gap = closingTheGap ? steps_[at + 1].at().second - steps_[at].at().second : 0;
   Steps candidate;
@@ -195,7 +195,7 @@ bool Shrinker::cutDelivery(std::size_t at, const std::vector<int>& arrivals, boo
     candidate.push_back(steps_[i]);
     if (i < at) candidate.back().shift += gap;
   }
-  return accept(std::move(candidate), cuts_.others);
+  return accept(std::move(candidate), removed_.others);
 }
 
 // By how much each step changes the number of texts that wait for the host.
@@ -238,17 +238,17 @@ std::string Shrinker::stateOf(Reproduction& reproduction, std::optional<Instant>
 
 }  // namespace
 
-Shrunk shrink(std::istream& in, const MakeChecker& makeChecker) {
-  Shrunk shrunk;
-  shrunk.problem = findProblem(in, makeChecker);
-  if (!shrunk.problem.found()) return shrunk;
+ShrinkResult shrink(std::istream& in, const MakeChecker& makeChecker) {
+  ShrinkResult result;
+  result.problem = findProblem(in, makeChecker);
+  if (!result.problem.found()) return result;
   in.clear();
   in.seekg(0);
   const std::int32_t utcOffset = RecordingReader(in).utcOffset();
   const auto makePlain = [](auto sink) { return std::make_unique<NullChecker>(std::move(sink)); };
-  ReproductionCheck check(shrunk.problem, utcOffset, shrunk.problem.mismatch ? makePlain : makeChecker);
-  Shrinker(in, std::move(check)).shrink(shrunk);
-  return shrunk;
+  ReproductionCheck check(result.problem, utcOffset, result.problem.mismatch ? makePlain : makeChecker);
+  Shrinker(in, std::move(check)).shrink(result);
+  return result;
 }
 
 }  // namespace quarnex::recording

@@ -11,18 +11,18 @@
 namespace quarnex::recording {
 
 /// Numbers of removed steps, by reason.
-struct Cuts {
+struct RemovedSteps {
   std::size_t ofOtherLinks = 0;
   std::size_t withoutEffect = 0;  // the engine's state stayed the same
   std::size_t repetitions = 0;    // they led back to an earlier state of the engine
   std::size_t others = 0;         // the problem appears without them, as a trial showed
 };
 
-struct Shrunk {
+struct ShrinkResult {
   Problem problem;
   std::size_t stepsBefore = 0;  // up to the step that shows the problem
   std::size_t stepsAfter = 0;
-  Cuts cuts;
+  RemovedSteps removed;
   std::string recording;  // the shrunk recording; "" if there is none
 };
 
@@ -30,6 +30,6 @@ struct Shrunk {
 /// later time. Takes about a minute at most. Returns no recording if there is no problem, or if the problem
 /// does not appear again when the inputs are replayed to a fresh engine. Throws `DamagedLine` if the first
 /// line is damaged.
-Shrunk shrink(std::istream& in, const MakeChecker& makeChecker);
+ShrinkResult shrink(std::istream& in, const MakeChecker& makeChecker);
 
 }  // namespace quarnex::recording

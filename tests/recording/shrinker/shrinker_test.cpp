@@ -48,7 +48,7 @@ std::unique_ptr<Checker> make(std::shared_ptr<Sink> sink) {
 }
 
 template <class AnyChecker>
-Shrunk shrunk(const std::string& text) {
+ShrinkResult shrinkText(const std::string& text) {
   std::istringstream in(text);
   return shrink(in, make<AnyChecker>);
 }
@@ -82,7 +82,7 @@ TEST_P(ShrinkerMismatches, ArePreserved) {
     at = text.rfind(output);
   }
   text.replace(at, output.size(), other);
-  const Shrunk result = shrunk<NullChecker>(text);
+  const ShrinkResult result = shrinkText<NullChecker>(text);
   ASSERT_TRUE(result.problem.mismatch);
   EXPECT_LE(result.stepsAfter, kStepsMax);
   const Problem after = problemIn<NullChecker>(result.recording);
@@ -110,13 +110,13 @@ void keepsFindingsOf() {
   int found = 0;
   for (std::uint64_t seed = 1; seed <= 4; ++seed) {
     for (const std::string& text : simulation::recordingsOf(seed)) {
-      const Shrunk result = shrunk<AnyChecker>(text);
+      const ShrinkResult result = shrinkText<AnyChecker>(text);
       if (!result.problem.found()) continue;
       ++found;
-      const Cuts& cuts = result.cuts;
+      const RemovedSteps& removed = result.removed;
       EXPECT_LE(result.stepsAfter, kStepsMax);
       EXPECT_EQ(result.stepsBefore - result.stepsAfter,
-                cuts.ofOtherLinks + cuts.withoutEffect + cuts.repetitions + cuts.others);
+                removed.ofOtherLinks + removed.withoutEffect + removed.repetitions + removed.others);
       EXPECT_EQ(problemIn<AnyChecker>(result.recording).finding->text, "three wait");
       EXPECT_FALSE(problemIn<NullChecker>(result.recording).found());
     }
@@ -131,8 +131,8 @@ TEST(Shrinker, PreservesAFinding) {
 
 TEST(Shrinker, ReturnsNoRecordingWithoutAProblem) {
   const std::string text = simulation::recordingsOf(1).front();
-  EXPECT_EQ(shrunk<NullChecker>(text).recording, "");
-  const Shrunk cut = shrunk<NullChecker>(text.substr(0, text.size() - 1));
+  EXPECT_EQ(shrinkText<NullChecker>(text).recording, "");
+  const ShrinkResult cut = shrinkText<NullChecker>(text.substr(0, text.size() - 1));
   EXPECT_FALSE(cut.problem.found());
   EXPECT_TRUE(cut.problem.damage);
 }
