@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "quarnex/export.h"
+
 namespace quarnex {
 
 /// Codes of the reports.
@@ -40,6 +42,6 @@ struct EventReport {
 ///     } else {
 ///       handle(item);
 ///     }
-std::optional<EventReport> parseEventReport(std::string_view text);
+QUARNEX_API std::optional<EventReport> parseEventReport(std::string_view text);
 
 }  // namespace quarnex

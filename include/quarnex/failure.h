@@ -5,6 +5,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "quarnex/export.h"
+
 namespace quarnex {
 
 /// A run-time failure: a number and a description.
@@ -22,7 +24,7 @@ namespace quarnex {
 ///     } catch (const quarnex::Failure& failure) {
 ///       std::cerr << "no log: " << failure.number() << ' ' << failure.what() << '\n';
 ///     }
-class Failure : public std::runtime_error {
+class QUARNEX_API Failure : public std::runtime_error {
  public:
   Failure(std::int32_t number, const std::string& description)
       : std::runtime_error(description), number_(number) {}

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <filesystem>
 
+#include "quarnex/export.h"
+
 namespace quarnex {
 
 /// Records the process's library into `path` from its first call to the end of the process; an existing file
@@ -26,10 +28,10 @@ namespace quarnex {
 ///     quarnex::QuarnSocket quarn;
 ///
 /// `quarn replay FILE` replays the recording, `quarn replay --print FILE` prints it.
-void recordFlight(const std::filesystem::path& path);
+QUARNEX_API void recordFlight(const std::filesystem::path& path);
 
 /// Number of bytes dropped from the recording so far because the disk was full or too slow. A drop shows
 /// within a second. 0 if the recording is complete, or if there is none.
-std::uint64_t flightBytesMissing();
+QUARNEX_API std::uint64_t flightBytesMissing();
 
 }  // namespace quarnex

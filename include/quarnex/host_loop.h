@@ -3,11 +3,13 @@
 
 #include <chrono>
 
+#include "quarnex/export.h"
+
 namespace quarnex {
 
 /// The loop of the process's own library. Ticks, socket events and log writing happen inside `turn`, on the
 /// calling thread; nothing happens while nobody calls it. Instances are cheap and stand for the same loop.
-class HostLoop {
+class QUARNEX_API HostLoop {
  public:
   /// Waits until something is due, at most `maxWait` (0 = not at all, negative = no limit), runs what is due
   /// and returns. Data that arrives is not "due": it is looked at on ticks, five times a second. Do not call

@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "quarnex/export.h"
+
 namespace quarnex {
 
 /// Where a link is in its life.
@@ -18,7 +20,7 @@ enum class LinkPhase : std::uint8_t {
 };
 
 /// "local", "closed", "waiting", "listening", "calling", "connected".
-const char* nameOf(LinkPhase phase);
+QUARNEX_API const char* nameOf(LinkPhase phase);
 
 /// The reason why a link went down.
 enum class FailureKind : std::uint8_t {

@@ -4,11 +4,13 @@
 #include <cstdint>
 #include <string_view>
 
+#include "quarnex/export.h"
+
 namespace quarnex {
 
 /// TCP port of a link: one fixed port for each of seven named types, else 20100 + `IdQuarn`. The sum is made
 /// first: failure 6 for an identifier above 12667, whatever the type.
-std::int32_t PortaPerTipo(std::string_view Tipo, std::int16_t IdQuarn);
+QUARNEX_API std::int32_t PortaPerTipo(std::string_view Tipo, std::int16_t IdQuarn);
 
 struct PortOfType {
   std::string_view type;

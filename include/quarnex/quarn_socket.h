@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "quarnex/export.h"
 #include "quarnex/failure.h"
 #include "quarnex/link_snapshot.h"
 
@@ -37,7 +38,7 @@ struct Library;
 ///       loop.turn(std::chrono::milliseconds(200));
 ///       while (quarn.MessaggioArrivato(link)) handle(quarn.GetMessaggioArrivato(link));
 ///     }
-class QuarnSocket {
+class QUARNEX_API QuarnSocket {
  public:
   /// An instance on the process's own library, with real sockets, timer, clock and files.
   QuarnSocket();

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "quarnex/export.h"
+
 namespace quarnex {
 
 /// The text that `Invia` takes as a command.
@@ -16,7 +18,7 @@ struct TextCheck {
   bool never = false;   ///< its batch would never be accepted: not to be sent
 };
 
-TextCheck checkText(std::string_view text);
+QUARNEX_API TextCheck checkText(std::string_view text);
 
 /// Length of the message that carries `texts` texts of `bytes` bytes in all, and of the longest that is read.
 constexpr std::size_t messageLength(std::size_t texts, std::size_t bytes) {
