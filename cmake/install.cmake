@@ -1,0 +1,29 @@
+# Installs the library with its headers, its CMake package and its pkg-config file, and the tool where it is built.
+include(CMakePackageConfigHelpers)
+
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Quarnex)
+install(DIRECTORY include/quarnex ${PROJECT_BINARY_DIR}/include/quarnex DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+  COMPONENT development FILES_MATCHING PATTERN "*.h")
+install(TARGETS quarnex_static quarnex_shared EXPORT QuarnexTargets
+  ARCHIVE COMPONENT development
+  LIBRARY COMPONENT runtime NAMELINK_COMPONENT development)
+install(EXPORT QuarnexTargets NAMESPACE Quarnex:: DESTINATION ${package_folder} COMPONENT development)
+configure_package_config_file(cmake/QuarnexConfig.cmake.in QuarnexConfig.cmake INSTALL_DESTINATION ${package_folder}
+  NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file(QuarnexConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/QuarnexConfig.cmake ${PROJECT_BINARY_DIR}/QuarnexConfigVersion.cmake
+  DESTINATION ${package_folder} COMPONENT development)
+
+# The file finds the prefix from its own place, so that an installed tree can be moved.
+file(RELATIVE_PATH prefix_from_pkgconfig ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+configure_file(cmake/quarnex.pc.in quarnex.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/quarnex.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+
+if(QUARNEX_TOOLS)
+  install(TARGETS quarn RUNTIME COMPONENT tools)
+  install(DIRECTORY ${quarn_documents}/man1 DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT tools)
+  install(FILES ${quarn_documents}/quarn DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
+  install(FILES ${quarn_documents}/_quarn DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT tools)
+  install(FILES ${quarn_documents}/quarn.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d
+    COMPONENT tools)
+endif()

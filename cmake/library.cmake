@@ -1,0 +1,47 @@
+# The library that hosts link: the engine, the adapter of this platform and the flight recorder. It needs the standard
+# library alone. One set of position-independent objects makes both the static and the shared library.
+configure_file(cmake/version.h.in include/quarnex/version.h @ONLY)
+
+file(GLOB_RECURSE engine_sources CONFIGURE_DEPENDS src/services/*.cpp src/engine/*.cpp src/host/*.cpp)
+file(GLOB platform_sources CONFIGURE_DEPENDS src/platform/posix/*.cpp)
+file(GLOB recorder_sources CONFIGURE_DEPENDS src/recording/recorder/*.cpp src/recording/format/*.cpp)
+# The parts of the format that read recordings need a JSON parser and are left to the tools.
+list(FILTER recorder_sources EXCLUDE REGEX "/(json_fields|line_parser|recording_reader|step_reader).cpp$")
+
+add_library(quarnex_objects OBJECT ${engine_sources} ${platform_sources} ${recorder_sources})
+set_target_properties(quarnex_objects PROPERTIES
+  POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+target_include_directories(quarnex_objects PRIVATE include ${PROJECT_BINARY_DIR}/include src)
+target_link_libraries(quarnex_objects PRIVATE quarnex_warnings)
+
+# The names that the shared library exports are versioned with the number of its binary interface.
+configure_file(cmake/exports.map.in exports.map @ONLY)
+find_package(Threads REQUIRED)
+add_library(quarnex_static STATIC $<TARGET_OBJECTS:quarnex_objects>)
+add_library(quarnex_shared SHARED $<TARGET_OBJECTS:quarnex_objects>)
+set_target_properties(quarnex_shared PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+  LINK_DEPENDS ${PROJECT_BINARY_DIR}/exports.map)
+target_link_options(quarnex_shared PRIVATE -Wl,--version-script=${PROJECT_BINARY_DIR}/exports.map)
+if(NOT QUARNEX_SANITIZE AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
+  target_link_options(quarnex_shared PRIVATE -Wl,-z,defs) # a missing object shows here, not in the programs of hosts
+endif()
+foreach(library quarnex_static quarnex_shared)
+  set_target_properties(${library} PROPERTIES OUTPUT_NAME quarnex)
+  target_compile_features(${library} PUBLIC cxx_std_17)
+  target_include_directories(${library} INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+    $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  target_link_libraries(${library} PRIVATE Threads::Threads)
+  add_library(Quarnex::${library} ALIAS ${library})
+endforeach()
+
+# The same names as in the installed package: the library of the kind that BUILD_SHARED_LIBS asks for.
+add_library(quarnex INTERFACE)
+target_link_libraries(quarnex INTERFACE $<IF:$<BOOL:${BUILD_SHARED_LIBS}>,quarnex_shared,quarnex_static>)
+foreach(alias Quarnex::quarnex Quarnex::recording)
+  add_library(${alias} ALIAS quarnex)
+endforeach()
+
+# For programs of this project that use more than the public headers.
+add_library(quarnex_internals INTERFACE)
+target_include_directories(quarnex_internals INTERFACE src)
+target_link_libraries(quarnex_internals INTERFACE quarnex_static)
