@@ -1,6 +1,10 @@
 # Installs the library with its headers, its CMake package and its pkg-config file, and the tool where it is built.
 include(CMakePackageConfigHelpers)
 
+if(QUARNEX_ASSERTIONS)
+  install(CODE "message(WARNING \"This library stops on broken assumptions: set QUARNEX_ASSERTIONS=OFF\")")
+endif()
+
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Quarnex)
 install(DIRECTORY include/quarnex ${PROJECT_BINARY_DIR}/include/quarnex DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   COMPONENT development FILES_MATCHING PATTERN "*.h")
