@@ -123,7 +123,7 @@ struct Stage {
   void arrived(std::initializer_list<const char*> texts) {
     for (const char* text : texts) BufferPut(link().CodaArrivo, text);
   }
-  Course& towardsClient() { return ledger.course({1, 5, false}); }
+  TextFlow& towardsClient() { return ledger.flow({1, 5, false}); }
   void sent(std::initializer_list<const char*> texts, std::int64_t at) {
     for (const char* text : texts) ledger.send(towardsClient(), text, at);
   }
@@ -199,7 +199,7 @@ constexpr Spoiled kSpoiled[] = {
     {"OrderAnew",
      [](Stage& on) {
        TextLedger::receiveBody(on.towardsClient(), "of a stranger");
-       on.towardsClient().beginAnew(31'000);
+       on.towardsClient().restart(31'000);
        on.sent({"text 1", "text 2", "text 3"}, 0);
        on.arrived({"text 2", "text 3", "text 1"});
      },
@@ -212,7 +212,7 @@ constexpr Spoiled kSpoiled[] = {
      "texts were lost or doubled without a cause"},
     {"Order",
      [](Stage& on) {
-       on.towardsClient().happened(Cause::Damaged, 0);  // before the sockets were made: excuses nothing
+       on.towardsClient().excuse(Cause::Damaged, 0);  // before the sockets were made: excuses nothing
        on.sent({"text 1", "text 2"}, 0);
        on.arrived({"text 2", "text 1"});
      },
@@ -225,10 +225,12 @@ TEST_P(SpoiledEngines, AreFoundOut) {
   World world(1);
   Host& client = world.addHost();
   Host& server = world.addHost();
-  Audit audit{world.time()};
+  SiteObservations observations{world.time()};
+  std::optional<recording::Finding> finding;
   for (Host* host : {&server, &client}) {
-    host->makeWrapper = [&audit, host, number = host == &client ? 1 : 2] {
-      return std::make_unique<Auditor>(audit, number, 1, std::make_shared<HashedLines>(), &host->sockets);
+    host->makeWrapper = [&, host, number = host == &client ? 1 : 2] {
+      return std::make_unique<EngineWatch>(observations, finding, number, 1, std::make_shared<HashedLines>(),
+                                           &host->sockets);
     };
     host->start();
     world.run(1);
@@ -238,14 +240,14 @@ TEST_P(SpoiledEngines, AreFoundOut) {
   }
   world.run(30);
   ASSERT_TRUE(client.quarn().Connesso(1));
-  ASSERT_FALSE(audit.findings.first()) << audit.findings.first()->text;
-  Stage stage{client, server, audit.ledger};
+  ASSERT_FALSE(finding) << finding->text;
+  Stage stage{client, server, observations.ledger};
   GetParam().spoil(stage);
   world.run(30);
   while (client.quarn().MessaggioArrivato(1)) client.quarn().GetMessaggioArrivato(1);
-  ASSERT_TRUE(audit.findings.first());
-  EXPECT_EQ(audit.findings.first()->text, GetParam().finding);
-  EXPECT_EQ(audit.findings.first()->link, GetParam().link);
+  ASSERT_TRUE(finding);
+  EXPECT_EQ(finding->text, GetParam().finding);
+  EXPECT_EQ(finding->link, GetParam().link);
   client.stop();
   server.stop();
 }

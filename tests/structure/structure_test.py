@@ -17,6 +17,9 @@ LAYERS = {
     "src/platform/posix": ["src/services", "include/quarnex"],
     "src/platform/simulated": ["src/services", "include/quarnex"],
     "src/recording": ["src/services", "src/host", "src/engine/records", "include/quarnex"],
+    # These know the engine only by its behaviour.
+    "src/simulation/checks/independent": ["src/simulation/peers", "src/platform/simulated", "src/services", "include/quarnex"],
+    "src/simulation/peers": ["src/platform/simulated", "src/services", "include/quarnex"],
     "src/simulation": ["src/platform/simulated", "src/recording", "src/host", "src/services", "src/engine/records",
                        "include/quarnex"],
     # Programs that call by name iterate over the method table.

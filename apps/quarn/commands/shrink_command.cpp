@@ -69,7 +69,7 @@ int writeOut(const ShrinkOptions& options, const recording::ShrinkResult& result
 
 int shrink(const ShrinkOptions& options, std::istream& in) {
   const auto makeChecker = [](auto sink) {
-    return std::make_unique<simulation::AuditChecker>(std::move(sink));
+    return std::make_unique<simulation::EngineChecker>(std::move(sink));
   };
   const recording::ShrinkResult result = recording::shrink(in, makeChecker);
   if (!result.recording.empty()) return writeOut(options, result);

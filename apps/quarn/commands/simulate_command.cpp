@@ -92,7 +92,7 @@ void requireUsableDirectory(const ManyPlan& many) {
                                 "\": give a directory that you can create or write to");
 }
 
-void printFinding(const simulation::RunPlan& plan, std::uint64_t seed, const simulation::Finding& finding) {
+void printFinding(const simulation::RunPlan& plan, std::uint64_t seed, const recording::Finding& finding) {
   std::cout.flush();
   std::cerr << "quarn: seed " << seed << ", " << inSeconds(finding.at);
   if (finding.host != 0) std::cerr << ", host " << finding.host;

@@ -1,4 +1,5 @@
-// What memory an engine may hold: what the protocol makes it keep, and a constant for each link.
+// Rule: an engine holds at most twice the memory that its contents need, and a constant. Reads the engine's
+// records.
 #pragma once
 
 #include <string_view>
@@ -7,10 +8,10 @@
 
 namespace quarnex::simulation {
 
-/// Whether a queue, a batch or a frame of that link holds more memory than twice what is in it and a
-/// constant, which for one that is empty is 4 KiB; "" = none does.
+/// Names a queue, batch or frame of that link that holds more than twice its contents and a constant, which
+/// is 4 KiB for an empty one; "" if there is none.
 std::string_view heldBeyondNeed(const ConnectionRecord& record);
-/// The same of what all links share.
+/// The same for the storage that all links share.
 std::string_view heldBeyondNeed(const Library& library);
 
 }  // namespace quarnex::simulation

@@ -4,45 +4,26 @@
 #include <cstdint>
 #include <memory>
 #include <type_traits>
-#include <utility>
 
 #include "services/interceptor.h"
 
 namespace quarnex::simulation {
 
+template <class Watcher>
 class WatchedServices;
-class WatchedSocket;
 
-/// Sees what passes between an engine and its services; overrides only what it needs.
-class ServicesWatcher {
- public:
-  virtual ~ServicesWatcher() = default;
-  /// A step begins: `event`, or a tick if that is nullptr. Steps nest, and each ends.
-  virtual void stepBegins(const SocketEvent* /*event*/) {}
-  virtual void stepEnds() {}
-  /// The engine has made an instance, which lives as long as the engine.
-  virtual void created(SocketId /*id*/, WatchedSocket& /*socket*/) {}
-  /// The engine calls an operation of an instance that is no read (`Send`, `Connect`, `Listen`, ...), which
-  /// has not been carried out yet.
-  virtual void performs(const ServiceCall& /*call*/) {}
-  /// A call on an instance, which may be a read, has failed.
-  virtual void fails(const ServiceCall& /*call*/) {}
-  /// The engine has read the clock.
-  virtual void readsClock(Instant /*now*/) {}
-};
-
+template <class Watcher>
 class WatchedSocket {
  public:
-  explicit WatchedSocket(WatchedServices& services);
-
-  /// True if the engine has looked for bytes (`bytesWaiting`) since the last call of this.
-  bool wasLookedAt() { return std::exchange(lookedAt_, false); }
+  explicit WatchedSocket(WatchedServices<Watcher>& services) : watcher_(services.watcher) {}
 
   template <class Operate>
   auto around(const ServiceCall& call, const Operate& operate) {
-    if (call.operation == Operation::BytesWaiting) lookedAt_ = true;
-    if (!isRead(call.operation)) watcher_.performs(call);
-    Failing failing{watcher_, call};
+    if (call.operation == Operation::BytesWaiting) watcher_.looks(link);
+    if (call.operation == Operation::Send || call.operation == Operation::Connect ||
+        call.operation == Operation::Listen)
+      watcher_.performs(link, call);
+    Failing failing{*this, &call};
     if constexpr (std::is_void_v<decltype(operate(*inner))>) {
       operate(*inner);
       failing.call = nullptr;
@@ -54,36 +35,39 @@ class WatchedSocket {
   }
 
   std::unique_ptr<SocketInstance> inner;
+  std::int16_t link = 0;  ///< to which it belongs
 
  private:
   // Reports the call on destruction, unless it is cleared first. Catching a failure and throwing it again
   // would take longer than the rest of the step.
   struct Failing {
-    Failing(ServicesWatcher& to, const ServiceCall& about) : watcher(to), call(&about) {}
     ~Failing() {
-      if (call != nullptr) watcher.fails(*call);
+      if (call != nullptr) socket.watcher_.fails(socket.link, *call);
     }
-    Failing(const Failing&) = delete;
-    Failing& operator=(const Failing&) = delete;
-
-    ServicesWatcher& watcher;
+    WatchedSocket& socket;
     const ServiceCall* call;
   };
 
-  ServicesWatcher& watcher_;
-  bool lookedAt_ = false;
+  Watcher& watcher_;
 };
 
-/// `watcher` outlives it.
-class WatchedServices final : public Interceptor<WatchedServices, WatchedSocket> {
+/// Calls these members of `watcher`, which outlives it:
+/// - `stepBegins(event)` (nullptr for a tick) and `stepEnds()`; steps nest
+/// - `readsClock(now)`
+/// - `created(id, socket)` for each new instance, which then names its link in all further calls
+/// - `looks(link)` for `bytesWaiting`; `performs(link, call)` before `send`, `connect` and `listen`
+/// - `fails(link, call)` after an operation or a read has failed
+template <class Watcher>
+class WatchedServices final : public Interceptor<WatchedServices<Watcher>, WatchedSocket<Watcher>> {
  public:
-  WatchedServices(const Services& inner, ServicesWatcher& watcher) : Interceptor(inner), watcher_(watcher) {}
+  WatchedServices(const Services& inner, Watcher& reportsTo)
+      : Interceptor<WatchedServices, WatchedSocket<Watcher>>(inner), watcher(reportsTo) {}
 
   template <class Operate>
   auto around(const ServiceCall& /*call*/, const Operate& operate) {
     if constexpr (std::is_same_v<decltype(operate()), Instant>) {
       const Instant now = operate();
-      watcher_.readsClock(now);
+      watcher.readsClock(now);
       return now;
     } else {
       return operate();
@@ -91,31 +75,27 @@ class WatchedServices final : public Interceptor<WatchedServices, WatchedSocket>
   }
   template <class Pass>
   void deliver(const SocketEvent& event, const Pass& pass) {
-    const StepScope scope(watcher_, &event);
+    const StepScope scope(watcher, &event);
     pass();
   }
   template <class Pass>
   void tick(const Pass& pass) {
-    const StepScope scope(watcher_, nullptr);
+    const StepScope scope(watcher, nullptr);
     pass();
   }
-  void created(SocketId id, WatchedSocket& socket) { watcher_.created(id, socket); }
+  void created(SocketId id, WatchedSocket<Watcher>& socket) { watcher.created(id, socket); }
+
+  Watcher& watcher;
 
  private:
-  friend class WatchedSocket;
-
   struct StepScope {
-    StepScope(ServicesWatcher& to, const SocketEvent* event) : watcher(to) { watcher.stepBegins(event); }
+    StepScope(Watcher& to, const SocketEvent* event) : watcher(to) { watcher.stepBegins(event); }
     ~StepScope() { watcher.stepEnds(); }
     StepScope(const StepScope&) = delete;
     StepScope& operator=(const StepScope&) = delete;
 
-    ServicesWatcher& watcher;
+    Watcher& watcher;
   };
-
-  ServicesWatcher& watcher_;
 };
-
-inline WatchedSocket::WatchedSocket(WatchedServices& services) : watcher_(services.watcher_) {}
 
 }  // namespace quarnex::simulation

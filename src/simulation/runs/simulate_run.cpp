@@ -52,7 +52,7 @@ class Run {
   explicit Run(const RunPlan& plan)
       : plan_(plan),
         world_(plan.seed),
-        audit_{world_.time()},
+        observations_{world_.time()},
         site_(world_, kPairs, plan.links),
         faults_(site_, world_.random(), plan.faults) {
     faults_.onAffected = [this](Cause cause, Address port, Milliseconds stay) { excuse(cause, port, stay); };
@@ -61,8 +61,8 @@ class Run {
       Host& host = place->host();
       host.log.keptMax = kLogBytesKept;
       host.makeWrapper = [this, &host, number = ++number] {
-        return std::make_unique<Auditor>(audit_, number, host.machine, newLines(number, host.disk),
-                                         &host.sockets);
+        return std::make_unique<EngineWatch>(observations_, result_.finding, number, host.machine,
+                                             newLines(number, host.disk), &host.sockets);
       };
     }
   }
@@ -90,11 +90,14 @@ class Run {
   // Of the pair of links with that port both may lose or repeat texts.
   void excuse(Cause cause, Address port, Milliseconds stay) {
     for (const bool fromClient : {true, false})
-      audit_.ledger.course({port.machine, port.port - kPortOfIdentifier0, fromClient})
-          .happened(cause, world_.time().now() + stay);
+      observations_.ledger.flow({port.machine, port.port - kPortOfIdentifier0, fromClient})
+          .excuse(cause, world_.time().now() + stay);
   }
 
-  bool sound() const { return !audit_.findings.first(); }
+  void report(std::string_view text, int host = 0, int link = 0) {
+    if (sound()) result_.finding = {world_.time().now(), host, link, std::string(text)};
+  }
+  bool sound() const { return !result_.finding; }
 
   void pass(Milliseconds duration) {
     const Milliseconds end = world_.time().now() + duration;
@@ -112,7 +115,7 @@ class Run {
       held = holds();
     }
     const Milliseconds end = world_.time().now();
-    if (sound() && !held) audit_.findings.add({end, 0, 0, otherwise});
+    if (!held) report(otherwise);
     return end - begin;
   }
 
@@ -150,9 +153,8 @@ class Run {
     if (!sound()) return;
     requireLittleMemory();
     requireDescriptors(2, "a host holds more than two descriptors for each link");
-    audit_.ledger.close();
-    if (audit_.ledger.unexplained() > 0)
-      audit_.findings.add({world_.time().now(), 0, 0, "texts were lost or doubled without a cause"});
+    observations_.ledger.close();
+    if (observations_.ledger.unexplained() > 0) report("texts were lost or doubled without a cause");
   }
 
   std::int16_t mostQueued() {
@@ -196,7 +198,7 @@ class Run {
   }
 
   void requireNone(std::string_view flaw, int host, int link) {
-    if (!flaw.empty()) audit_.findings.add({world_.time().now(), host, link, std::string(flaw)});
+    if (!flaw.empty()) report(flaw, host, link);
   }
 
   void requireDescriptors(int mostPerLink, const char* otherwise) {
@@ -205,7 +207,7 @@ class Run {
       ++number;
       Host& host = place->host();
       if (sound() && host.sockets.descriptors() > mostPerLink * host.library().ConnectionCount)
-        audit_.findings.add({world_.time().now(), number, 0, otherwise});
+        report(otherwise, number);
     }
   }
 
@@ -263,21 +265,20 @@ class Run {
       finish(host, tape);
       result_.engines += tape.engines;
     }
-    result_.finding = audit_.findings.first();
     result_.enabled = faults_.enabled();
     result_.faults = faults_.counts();
-    result_.traces = audit_.traces.counts();
-    result_.reports = audit_.reports;
-    result_.textsSent = audit_.ledger.sent();
-    result_.textsDelivered = audit_.ledger.arrived(Arrival::New);
-    result_.textsAgain = audit_.ledger.arrived(Arrival::Again);
-    result_.textsOld = audit_.ledger.arrived(Arrival::Old);
-    result_.textsForeign = audit_.ledger.arrived(Arrival::Foreign);
-    result_.losses = audit_.ledger.losses();
-    result_.duplicates = audit_.ledger.duplicates();
-    result_.framesSent = audit_.framesSent;
+    result_.traces = observations_.traces.counts();
+    result_.reports = observations_.reports;
+    result_.textsSent = observations_.ledger.sent();
+    result_.textsDelivered = observations_.ledger.arrived(Arrival::New);
+    result_.textsAgain = observations_.ledger.arrived(Arrival::Again);
+    result_.textsOld = observations_.ledger.arrived(Arrival::Old);
+    result_.textsForeign = observations_.ledger.arrived(Arrival::Foreign);
+    result_.losses = observations_.ledger.losses();
+    result_.duplicates = observations_.ledger.duplicates();
+    result_.framesSent = observations_.framesSent;
     result_.connections = world_.network().connectionsMade();
-    result_.steps = audit_.steps;
+    result_.steps = observations_.steps;
     result_.duration = world_.time().now();
     result_.linkHours = static_cast<double>(result_.duration) / 3.6e6 * 2 * kPairs * site_.tcpLinks();
     return result_;
@@ -287,7 +288,7 @@ class Run {
   RunResult result_;
   std::map<int, Tape> tapes_;  // by host
   World world_;
-  Audit audit_;
+  SiteObservations observations_;
   Site site_;
   FaultPlan faults_;
 };

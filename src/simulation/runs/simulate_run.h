@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "platform/simulated/virtual_time.h"
-#include "simulation/checks/findings.h"
+#include "recording/shrinker/checker.h"
 #include "simulation/checks/independent/text_ledger.h"
 #include "simulation/checks/independent/trace_texts.h"
 #include "simulation/faults/fault.h"
@@ -47,7 +47,7 @@ struct RunNumbers {
 };
 
 struct RunResult : RunNumbers {
-  std::optional<Finding> finding;  ///< the first; the run ended there
+  std::optional<recording::Finding> finding;  ///< the first; the run ended there
   FaultSet enabled;
   std::uint64_t hash = 0;       ///< of all recordings
   bool recordingsWhole = true;  ///< false if the disk did not take one

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <string>
+#include <variant>
 
 namespace quarnex::simulation {
 namespace {
@@ -50,6 +52,12 @@ std::string_view flawOfFrame(std::string_view bytes, int identifier) {
   const std::ptrdiff_t fields = std::count(behind.begin(), behind.end(), '|');
   const std::ptrdiff_t count = static_cast<unsigned char>(rest[separator - 1]) - '0';
   return std::min(fields, kCountMost) == count ? "" : "a message's count is not that of its fields";
+}
+
+void FrameFormat::called(const HostCall& call) {
+  if (call.method != "Invia") return;
+  plain_ = plain_ && std::ranges::all_of(std::get<std::string>(call.parameters[1]),
+                                         [](char byte) { return byte >= ' ' && byte <= '~' && byte != '|'; });
 }
 
 }  // namespace quarnex::simulation

@@ -1,4 +1,4 @@
-// TextLedger: who sent which text to whom, and what of it arrived.
+// TextLedger: records which text was sent on which link and which arrived; names a cause for each loss.
 #pragma once
 
 #include <algorithm>
@@ -14,32 +14,32 @@
 
 namespace quarnex::simulation {
 
-/// One direction of one pair of links.
-struct Way {
+/// One direction of a pair of links.
+struct FlowId {
   int machine = 0;
   int identifier = 0;
   bool fromClient = false;
-  auto operator<=>(const Way&) const = default;
+  auto operator<=>(const FlowId&) const = default;
 };
 
 enum class Arrival : std::uint8_t {
   New,     ///< later than all before it
   Again,   ///< one of the last batch
-  Old,     ///< earlier than that: no link of ours sends it again
-  Foreign  ///< nobody sent it on this way
+  Old,     ///< earlier than that: no link sends it again
+  Foreign  ///< the peer never sent it
 };
 
-/// What loses texts or doubles them. The order is that in which one is chosen where several apply.
+/// A reason for texts that are lost or arrive twice. Where several apply, the first counts.
 enum class Cause : std::uint8_t {
-  Emptied,       ///< the host at one end said "VUOTABUFFER"
+  Emptied,       ///< the host at one end sent "VUOTABUFFER"
   Closed,        ///< the host closed one end of the link, or left
-  Restarted,     ///< one end began anew
+  Restarted,     ///< one end registered the link anew
   Disconnected,  ///< one end reported 702, or activated its sockets, which empties its queue
-  Connected,     ///< one end reported 701, perhaps of a caller who took the place of another
-  Overflow,      ///< a queue of 5000 dropped its oldest
+  Connected,     ///< one end reported 701, perhaps of a caller that replaced another
+  Overflow,      ///< a queue of 5000 dropped its oldest text
   Failed,        ///< a step of the engine failed
   Repeated,      ///< an acknowledgement was late, or came for an earlier batch
-  Stranger,      ///< somebody else was connected, or fragments passed the checksum
+  Stranger,      ///< a stranger was connected, or a checksum fitted pieces of several frames
   Damaged,       ///< the network changed, dropped or repeated frames
   Unknown
 };
@@ -47,36 +47,35 @@ constexpr std::size_t kCauseCount = static_cast<std::size_t>(Cause::Unknown) + 1
 using CauseCounts = std::array<std::uint64_t, kCauseCount>;
 std::string_view nameOf(Cause cause);
 
-/// What went one way, and what of it arrived.
-class Course {
+/// The texts of one direction: those that were sent, and those that arrived.
+class TextFlow {
  public:
-  /// Whatever was sent until now and has not arrived may be lost, or come again, because of this.
-  void happened(Cause cause, std::int64_t at) {
+  /// Texts sent until `at` that have not arrived may be lost or arrive again because of this.
+  void excuse(Cause cause, std::int64_t at) {
     auto& latest = latest_[static_cast<std::size_t>(cause)];
     latest = std::max(latest, at);
   }
-  /// The receiver has emptied its queue and goes on with new sockets: nothing that was on its way can arrive.
-  /// What the peer still has in its queue can, and it may come before a text that a torn course took for one
-  /// of the peer's: so after a torn one the next arrival says anew how far the course is.
-  void beginAnew(std::int64_t at) {
-    begun_ = at;
-    unsure_ = std::exchange(torn_, false) || unsure_;
+  /// The receiver has emptied its queue and has new sockets. Nothing that was on its way can arrive, but
+  /// texts in the peer's queue can. After foreign bodies the next arrival therefore decides anew how far the
+  /// flow has come: the receiver may have taken a foreign text for a later one of the peer's.
+  void restart(std::int64_t at) {
+    restarted_ = at;
+    uncertain_ = std::exchange(foreignBody_, false) || uncertain_;
   }
-  /// Whether a frame that the network kept back or made up may still arrive.
-  bool damaged() const { return latest(Cause::Damaged) >= begun_; }
-  /// Whether a full queue may have dropped the first copy of a text that was sent twice.
-  bool overflowed() const { return latest(Cause::Overflow) >= begun_; }
-  /// True once a body has come in that the peer never sent: a stranger's, or pieces of several frames that
-  /// the checksum did not tell from a whole one. Until the receiver begins anew texts may arrive that the
-  /// peer did not send, in any order.
-  bool torn() const { return torn_; }
+  /// True if a frame that the network kept back or made up may still arrive.
+  bool damaged() const { return latest(Cause::Damaged) >= restarted_; }
+  /// True if a full queue may have dropped the first copy of a text that was sent twice.
+  bool overflowed() const { return latest(Cause::Overflow) >= restarted_; }
+  /// True once a body has arrived that the peer never sent: a stranger's, or pieces of several frames with a
+  /// fitting checksum. Until the flow restarts, texts may arrive that the peer did not send, in any order.
+  bool hasForeignBody() const { return foreignBody_; }
 
  private:
   friend class TextLedger;
   static constexpr std::size_t kBodiesRemembered = 1024;
 
   struct Text {
-    std::uint64_t number = 0;  // 0 = none of ours
+    std::uint64_t number = 0;  // 0 = not a text of a simulated host
     std::size_t size = 0;
     std::int64_t at = 0;
   };
@@ -85,11 +84,11 @@ class Course {
 
   std::vector<std::uint64_t> bodies_;  // hashes of the latest ones sent, in a ring once it is full
   std::size_t nextBody_ = 0;
-  bool torn_ = false;
-  bool unsure_ = false;  // begun anew after it was torn, and nothing has arrived since
-  std::int64_t begun_ = 0;
+  bool foreignBody_ = false;
+  bool uncertain_ = false;  // restarted after a foreign body, and nothing has arrived since
+  std::int64_t restarted_ = 0;
   std::vector<Text> sent_;               // ascending
-  std::deque<std::uint64_t> delivered_;  // the latest, ascending
+  std::deque<std::uint64_t> delivered_;  // numbers of the latest, ascending
   std::array<std::int64_t, kCauseCount> latest_ = [] {
     std::array<std::int64_t, kCauseCount> never{};
     never.fill(-1);
@@ -100,20 +99,23 @@ class Course {
 /// Understands the texts of a `Place`: "text", a number that rises with every text of the host, and dots.
 class TextLedger {
  public:
-  /// Stays where it is.
-  Course& course(const Way& way) { return courses_[way]; }
+  /// The reference stays valid.
+  TextFlow& flow(const FlowId& id) { return flows_[id]; }
 
-  /// Anything but such a text is ignored. Moments never go back.
-  void send(Course& course, std::string_view text, std::int64_t at = 0);
-  Arrival deliver(Course& course, std::string_view text);
-  /// Whether such a text was sent that way, lately.
-  static bool knows(const Course& course, std::string_view text);
+  /// Records a text in the sender's queue; other texts than those of a `Place` are ignored. Times never
+  /// decrease.
+  void send(TextFlow& flow, std::string_view text, std::int64_t at = 0);
+  Arrival deliver(TextFlow& flow, std::string_view text);
+  /// True if such a text was sent that way lately.
+  static bool knows(const TextFlow& flow, std::string_view text) {
+    return find(flow, textOf(text)) != nullptr;
+  }
 
-  /// The body of a frame that leaves, and of one that came in with a right checksum.
-  static void sendBody(Course& course, std::string_view body);
-  static void receiveBody(Course& course, std::string_view body);
+  /// Records the body of a frame that leaves, and of one that arrived with a fitting checksum.
+  static void sendBody(TextFlow& flow, std::string_view body);
+  static void receiveBody(TextFlow& flow, std::string_view body);
 
-  /// Nothing more will arrive: what has not is lost.
+  /// Counts texts that have not arrived as lost: no more will arrive.
   void close();
 
   std::uint64_t sent() const { return sent_; }
@@ -123,16 +125,16 @@ class TextLedger {
   std::uint64_t arrived(Arrival kind) const { return arrived_[static_cast<std::size_t>(kind)]; }
 
  private:
-  using Text = Course::Text;
+  using Text = TextFlow::Text;
 
   static Text textOf(std::string_view text);
-  static const Text* find(const Course& course, const Text& text);
-  static void lookAnew(Course& course, std::uint64_t number);
-  Arrival judge(Course& course, const Text& text);
-  static Cause causeOf(const Course& course, const Text& text);
-  void lose(const Course& course, std::uint64_t after, std::uint64_t before);
+  static const Text* find(const TextFlow& flow, const Text& text);
+  static void settlePosition(TextFlow& flow, std::uint64_t number);
+  Arrival classify(TextFlow& flow, const Text& text);
+  static Cause causeOf(const TextFlow& flow, const Text& text);
+  void lose(const TextFlow& flow, std::uint64_t after, std::uint64_t before);
 
-  std::map<Way, Course> courses_;
+  std::map<FlowId, TextFlow> flows_;
   std::uint64_t sent_ = 0;
   std::uint64_t arrived_[4] = {};
   CauseCounts losses_{}, duplicates_{};
