@@ -23,27 +23,29 @@ class JsonFields::Builder {
  public:
   explicit Builder(JsonFields& line) : line_(line) {}
 
-  bool null() { return put(Field::Type::Null, 0); }
-  bool boolean(bool value) { return put(Field::Type::Boolean, value ? 1 : 0); }
-  bool number_integer(std::int64_t value) { return put(Field::Type::Integer, value); }
+  bool null() { return put(JsonValue::Type::Null, 0); }
+  bool boolean(bool value) { return put(JsonValue::Type::Boolean, value ? 1 : 0); }
+  bool number_integer(std::int64_t value) { return put(JsonValue::Type::Integer, value); }
   bool number_unsigned(std::uint64_t value) {
-    if (value > std::numeric_limits<std::int64_t>::max()) return put(Field::Type::Other, 0);
-    return put(Field::Type::Integer, static_cast<std::int64_t>(value));
+    if (value > std::numeric_limits<std::int64_t>::max()) return put(JsonValue::Type::Other, 0);
+    return put(JsonValue::Type::Integer, static_cast<std::int64_t>(value));
   }
-  bool number_float(double, const std::string&) { return put(Field::Type::Other, 0); }
+  bool number_float(double, const std::string&) { return put(JsonValue::Type::Other, 0); }
   bool string(std::string& value) {
-    Field* field = place();
+    JsonValue* field = place();
     if (field != nullptr) {
-      field->type = Field::Type::Text;
+      field->type = JsonValue::Type::Text;
       field->text.swap(value);
     }
     return depth_ > 0;
   }
   bool binary(std::vector<std::uint8_t>&) { return false; }  // JSON text has none
 
-  bool start_object(std::size_t) { return depth_ == 0 ? descend() : put(Field::Type::Other, 0) && descend(); }
+  bool start_object(std::size_t) {
+    return depth_ == 0 ? descend() : put(JsonValue::Type::Other, 0) && descend();
+  }
   bool start_array(std::size_t) {
-    if (!put(Field::Type::List, 0)) return false;
+    if (!put(JsonValue::Type::List, 0)) return false;
     inParams_ = inParams_ || (depth_ == 1 && known_ && key_ == Key::Params);
     return descend();
   }
@@ -62,15 +64,15 @@ class JsonFields::Builder {
 
   template <class Exception>
   bool parse_error(std::size_t position, const std::string&, const Exception&) {
-    problem_ = "is no JSON (character " + std::to_string(position) + ")";
+    problem_ = "is not JSON (character " + std::to_string(position) + ")";
     return false;
   }
 
-  std::string problem() const { return problem_.empty() ? "is no JSON object" : problem_; }
+  std::string problem() const { return problem_.empty() ? "is not a JSON object" : problem_; }
 
  private:
-  bool put(Field::Type type, std::int64_t number) {
-    Field* field = place();
+  bool put(JsonValue::Type type, std::int64_t number) {
+    JsonValue* field = place();
     if (field != nullptr) {
       field->type = type;
       field->number = number;
@@ -79,7 +81,7 @@ class JsonFields::Builder {
   }
 
   // The place for the next value; nullptr if its key is unknown.
-  Field* place() {
+  JsonValue* place() {
     if (depth_ == 2 && inParams_ && line_.params_.size() < kParamsMax) return &line_.params_.emplace_back();
     if (depth_ != 1 || !known_) return nullptr;
     line_.present_ |= bit(key_);
@@ -108,44 +110,44 @@ class JsonFields::Builder {
 void JsonFields::parse(std::string_view line) {
   present_ = 0;
   params_.clear();
-  if (line.find('\0') != line.npos) throw Damage("holds a zero byte");
+  if (line.find('\0') != line.npos) throw LineError("contains a zero byte");
   Builder builder(*this);
-  if (!nlohmann::json::sax_parse(line.begin(), line.end(), &builder)) throw Damage(builder.problem());
+  if (!nlohmann::json::sax_parse(line.begin(), line.end(), &builder)) throw LineError(builder.problem());
 }
 
-const Field& JsonFields::typed(Key key, Field::Type type) const {
-  if (!has(key)) throw WrongValue(quoted(key) + " is missing");
-  const Field& found = fields_[static_cast<std::size_t>(key)];
-  if (found.type != type) throw WrongValue(quoted(key) + " is of another type");
+const JsonValue& JsonFields::typed(Key key, JsonValue::Type type) const {
+  if (!has(key)) throw ValueError(quoted(key) + " is missing");
+  const JsonValue& found = fields_[static_cast<std::size_t>(key)];
+  if (found.type != type) throw ValueError(quoted(key) + " is of another type");
   return found;
 }
 
 std::int64_t JsonFields::integer(Key key, std::int64_t least, std::int64_t most) const {
-  const std::int64_t number = typed(key, Field::Type::Integer).number;
-  if (number < least || number > most) throw WrongValue(quoted(key) + " is out of its range");
+  const std::int64_t number = typed(key, JsonValue::Type::Integer).number;
+  if (number < least || number > most) throw ValueError(quoted(key) + " is out of its range");
   return number;
 }
 
 bool JsonFields::boolean(Key key) const {
-  return typed(key, Field::Type::Boolean).number != 0;
+  return typed(key, JsonValue::Type::Boolean).number != 0;
 }
 
 std::string_view JsonFields::utf8(Key key) const {
-  return typed(key, Field::Type::Text).text;
+  return typed(key, JsonValue::Type::Text).text;
 }
 
 std::string_view JsonFields::bytes(Key key) {
-  typed(key, Field::Type::Text);
+  typed(key, JsonValue::Type::Text);
   return toBytes(field(key));
 }
 
-std::vector<Field>& JsonFields::params() {
-  if (has(Key::Params)) typed(Key::Params, Field::Type::List);
+std::vector<JsonValue>& JsonFields::params() {
+  if (has(Key::Params)) typed(Key::Params, JsonValue::Type::List);
   return params_;
 }
 
-std::string& toBytes(Field& field) {
-  if (!toBytes(field.text)) throw Damage("has a character above 255");
+std::string& toBytes(JsonValue& field) {
+  if (!toBytes(field.text)) throw LineError("has a character above 255");
   return field.text;
 }
 

@@ -30,23 +30,23 @@ std::int32_t offsetOf(const JsonFields& fields) {
 template <class Enum, class Table, class Projection = std::identity>
 Enum oneOf(const Table& table, std::string_view word, Projection projection = {}) {
   const auto found = std::ranges::find(table, word, projection);
-  if (found == table.end()) throw WrongValue(quoted(word) + " is unknown");
+  if (found == table.end()) throw ValueError(quoted(word) + " is unknown");
   return static_cast<Enum>(found - table.begin());
 }
 
-Value valueOf(Field& field) {
+Value valueOf(JsonValue& field) {
   switch (field.type) {
-    case Field::Type::Null:
+    case JsonValue::Type::Null:
       return {};
-    case Field::Type::Boolean:
+    case JsonValue::Type::Boolean:
       return field.number != 0;
-    case Field::Type::Integer:
-      if (!std::in_range<std::int16_t>(field.number)) throw WrongValue("has an integer of more than 16 bits");
+    case JsonValue::Type::Integer:
+      if (!std::in_range<std::int16_t>(field.number)) throw ValueError("has an integer of more than 16 bits");
       return static_cast<std::int16_t>(field.number);
-    case Field::Type::Text:
+    case JsonValue::Type::Text:
       return std::move(toBytes(field));
     default:
-      throw WrongValue("has a value of an unknown type");
+      throw ValueError("has a value of an unknown type");
   }
 }
 
@@ -67,7 +67,7 @@ class MemberParser {
   }
   void operator()(Key key, bool& flag) { flag = fields_.has(key) && fields_.boolean(key); }
   void operator()(Key key, True) {
-    if (!fields_.boolean(key)) throw WrongValue("has a false where only true makes sense");
+    if (!fields_.boolean(key)) throw ValueError("has false where only true is valid");
   }
   void operator()(Key key, std::string_view& text) { text = fields_.bytes(key); }
   void operator()(Key key, Instant& instant) {
@@ -79,7 +79,7 @@ class MemberParser {
   void operator()(Key key, EventKind& event) { event = oneOf<EventKind>(kEvents, fields_.utf8(key)); }
   void operator()(Key key, Operation& operation) {
     operation = oneOf<Operation>(kOperations, fields_.utf8(key), &OperationShape::name);
-    if (!mayBeValueOf(key, operation)) throw WrongValue(quoted(nameOf(operation)) + " is unknown");
+    if (!mayBeValueOf(key, operation)) throw ValueError(quoted(nameOf(operation)) + " is unknown");
   }
   void operator()(SocketId& socket) {
     constexpr std::array arrays = {SocketArray::ClientSocket, SocketArray::ServerSocket,
@@ -94,10 +94,10 @@ class MemberParser {
   }
   void operator()(Key key, const Method*& method) {
     method = findMethod(fields_.utf8(key));
-    if (method == nullptr) throw Damage("calls a method that does not exist");
+    if (method == nullptr) throw LineError("calls a method that does not exist");
   }
   void operator()(Key, std::span<const Value>& parameters) {
-    for (Field& parameter : fields_.params()) values_.push_back(valueOf(parameter));
+    for (JsonValue& parameter : fields_.params()) values_.push_back(valueOf(parameter));
     parameters = values_;
   }
   void operator()(Key key, const Value*& result) {
@@ -112,16 +112,16 @@ class MemberParser {
 // Rules that concern more than one member.
 void check(const auto&) {}
 void check(const CallLine& line) {
-  if (line.start.nested) throw Damage("is a host call, which cannot be nested");
+  if (line.start.nested) throw LineError("is a host call, which cannot be nested");
   if (!parametersFit(*line.method, line.parameters))
-    throw Damage("has parameters that the method does not take");
+    throw LineError("has parameters that do not fit the method");
 }
 void check(const FailedLine& line) {
-  if (line.operation == Operation::CloseLog) throw Damage("lets \"closeLog\" fail, which never fails");
+  if (line.operation == Operation::CloseLog) throw LineError("lets \"closeLog\" fail, which never fails");
 }
 void check(const PropertyLine& line) {
   if (line.operation == Operation::Period && !std::in_range<std::int16_t>(std::get<std::int32_t>(line.value)))
-    throw WrongValue("\"value\" is out of its range");
+    throw ValueError("\"value\" is out of its range");
 }
 
 template <class OneLine>
@@ -136,14 +136,14 @@ Line parseAs(Key key, JsonFields& fields, std::vector<Value>& values) {
   return line;
 }
 
-struct Kind {
+struct KindParser {
   Line (*parse)(Key, JsonFields&, std::vector<Value>&) = nullptr;
   LineRole role{};
 };
 
 // By key; empty for keys that do not determine a kind.
-constexpr auto kKinds = []<class... Lines>(std::type_identity<std::variant<Lines...>>) {
-  std::array<Kind, kKeys> kinds{};
+constexpr auto kKindParsers = []<class... Lines>(std::type_identity<std::variant<Lines...>>) {
+  std::array<KindParser, kKeys> kinds{};
   const auto add = [&kinds]<class OneLine>(std::type_identity<OneLine>) {
     for (const Key key : OneLine::kKeys)
       kinds[static_cast<std::size_t>(key)] = {&parseAs<OneLine>, OneLine::kRole};
@@ -156,7 +156,7 @@ constexpr auto kKinds = []<class... Lines>(std::type_identity<std::variant<Lines
 constexpr std::uint32_t kKindBits = [] {
   std::uint32_t bits = 0;
   for (std::size_t key = 0; key < kKeys; ++key) {
-    if (kKinds[key].parse != nullptr && static_cast<Key>(key) != Key::Missing) bits |= 1U << key;
+    if (kKindParsers[key].parse != nullptr && static_cast<Key>(key) != Key::Missing) bits |= 1U << key;
   }
   return bits;
 }();
@@ -164,8 +164,8 @@ constexpr std::uint32_t kKindBits = [] {
 Key kindKeyOf(const JsonFields& fields) {
   const std::uint32_t kinds = fields.present() & kKindBits;
   if (kinds == 0 && fields.has(Key::Missing)) return Key::Missing;
-  if (kinds == 0) throw Damage("is no line of a recording");
-  if (!std::has_single_bit(kinds)) throw Damage("is two lines of a recording in one");
+  if (kinds == 0) throw LineError("is not a line of a recording");
+  if (!std::has_single_bit(kinds)) throw LineError("combines two lines of a recording");
   return static_cast<Key>(std::countr_zero(kinds));
 }
 
@@ -174,10 +174,11 @@ Key kindKeyOf(const JsonFields& fields) {
 std::int32_t LineParser::parseHeader(std::string_view text) {
   fields_.parse(text);
   if (!fields_.has(Key::Quarnex) || fields_.utf8(Key::Quarnex) != "recording") {
-    throw Damage("is not the first line of a recording");
+    throw LineError("is not the first line of a recording");
   }
   const auto version = fields_.integer<std::int64_t>(Key::Version);
-  if (version != 1) throw Damage("says version " + std::to_string(version) + "; only version 1 is known");
+  if (version != 1)
+    throw LineError("has version " + std::to_string(version) + "; only version 1 is supported");
   return offsetOf(fields_);
 }
 
@@ -185,10 +186,10 @@ Line LineParser::parse(std::string_view text) {
   fields_.parse(text);
   values_.clear();
   const Key key = kindKeyOf(fields_);
-  const Kind& kind = kKinds[static_cast<std::size_t>(key)];
+  const KindParser& kind = kKindParsers[static_cast<std::size_t>(key)];
   try {
     return kind.parse(key, fields_, values_);
-  } catch (const WrongValue&) {
+  } catch (const ValueError&) {
     if (kind.role != LineRole::Output) throw;
     return InvalidLine{text};
   }

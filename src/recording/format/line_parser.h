@@ -12,12 +12,12 @@ namespace quarnex::recording {
 
 class LineParser {
  public:
-  /// Returns the `utc_offset` of the first line. Throws `Damage` if it is not the first line of a recording
-  /// of a known version.
+  /// Returns the `utc_offset` of the first line. Throws `LineError` if it is not the first line of a
+  /// recording of a known version.
   std::int32_t parseHeader(std::string_view text);
 
   /// Parses one line without its line feed. The result refers to the parser and to `text` and is valid until
-  /// the next call. Throws `Damage` if `text` is not a line of the format, or if a value of a step or an
+  /// the next call. Throws `LineError` if `text` is not a line of the format, or if a value of a step or an
   /// input is missing or out of range. With such a value, an output becomes an `InvalidLine`: outputs are
   /// only compared.
   Line parse(std::string_view text);

@@ -18,13 +18,13 @@ DamagedLine damageOf(const MissingLine& missing, std::size_t number) {
 RecordingReader::RecordingReader(std::istream& in) : in_(in) {
   try {
     readHeader();
-  } catch (const Damage& damage) {
+  } catch (const LineError& damage) {
     throw DamagedLine(1, damage.what());
   }
 }
 
 void RecordingReader::readHeader() {
-  if (!nextText()) throw Damage("is missing: the file is empty");
+  if (!nextText()) throw LineError("is missing: the file is empty");
   utcOffset_ = parser_.parseHeader(text_);
 }
 
@@ -33,7 +33,7 @@ bool RecordingReader::next(Line& line) {
     if (!nextText()) return false;
     line = parser_.parse(text_);
     return true;
-  } catch (const Damage& damage) {
+  } catch (const LineError& damage) {
     throw DamagedLine(number_, damage.what());
   }
 }
@@ -50,9 +50,9 @@ bool RecordingReader::nextText() {
       return true;
     }
     const std::size_t pending = end_ - begin_;
-    if (pending > kLineMax) throw Damage("is longer than 64 MiB");
+    if (pending > kLineMax) throw LineError("is longer than 64 MiB");
     if (!refill()) {
-      if (pending > 0) throw Damage("does not end with a line feed, as if the file had been cut off here");
+      if (pending > 0) throw LineError("does not end with a line feed, as if the file had been cut off here");
       --number_;
       return false;
     }
@@ -68,7 +68,7 @@ bool RecordingReader::refill() {
   end_ = pending;
   if (buffer_.size() < end_ + kBlock) buffer_.resize(2 * end_ + kBlock);
   in_.read(buffer_.data() + end_, static_cast<std::streamsize>(buffer_.size() - end_));
-  if (in_.bad()) throw Damage("cannot be read: the system reports an error");
+  if (in_.bad()) throw LineError("cannot be read: the system reports an error");
   end_ += static_cast<std::size_t>(in_.gcount());
   return end_ > pending;
 }

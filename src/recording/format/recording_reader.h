@@ -13,7 +13,7 @@
 
 namespace quarnex::recording {
 
-/// A line cannot be read. The text has its number and the reason: "line 7: is no JSON (character 12)".
+/// A line cannot be read. The text has its number and the reason: "line 7: is not JSON (character 12)".
 class DamagedLine : public std::runtime_error {
  public:
   DamagedLine(std::size_t number, const std::string& what)

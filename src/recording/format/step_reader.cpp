@@ -10,7 +10,7 @@ StepReader::StepReader(RecordingReader& reader, std::size_t end) : reader_(reade
   } while (more_ && !isTopStep(line_));
 }
 
-bool StepReader::next(Step& step) {
+bool StepReader::next(RecordedStep& step) {
   if (!more_) return false;
   StoredLines lines;
   do {

@@ -10,7 +10,7 @@
 
 namespace quarnex::recording {
 
-struct Step {
+struct RecordedStep {
   std::shared_ptr<const StoredLines> lines;
   std::int64_t shift = 0;  ///< seconds by which the step takes place later than recorded
 
@@ -24,7 +24,7 @@ class StepReader {
   StepReader(RecordingReader& reader, std::size_t end);
 
   /// Reads the next step; false if there is none. Lines before the first step are skipped.
-  bool next(Step& step);
+  bool next(RecordedStep& step);
   bool atEnd() const { return !more_; }
 
  private:

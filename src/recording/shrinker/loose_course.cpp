@@ -5,7 +5,7 @@
 
 namespace quarnex::recording {
 
-void LooseCourse::replay(const Step& step) {
+void LooseCourse::replay(const RecordedStep& step) {
   lines_ = step.lines.get();
   next_ = 0;
   end_ = lines_->size();

@@ -22,7 +22,7 @@ class LooseCourse final : public Course {
 
   LooseCourse(PlainModel& model, Deliver deliver) : model_(model), deliver_(std::move(deliver)) {}
 
-  void replay(const Step& step);
+  void replay(const RecordedStep& step);
 
   void traced(const TraceLine& output) override;
   Answer performed(const OperationLine& output) override;

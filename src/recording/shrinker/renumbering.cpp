@@ -33,7 +33,7 @@ void Renumbering::addSocket(SocketArray array, std::int16_t index, std::int16_t 
   indexes_[{array, index}] = newIndex;
 }
 
-Step Renumbering::renumbered(const Step& step) const {
+RecordedStep Renumbering::renumbered(const RecordedStep& step) const {
   auto lines = std::make_shared<StoredLines>();
   std::size_t depth = 0, removedFrom = SIZE_MAX;  // steps nested in a removed line are removed, too
   for (const Line& line : *step.lines) {
@@ -53,7 +53,7 @@ std::string Renumbering::renumbered(const std::string& text) const {
     StoredLines lines;
     addRenumbered(lines, parser.parse(text));
     return textOf(lines.front());
-  } catch (const Damage&) {
+  } catch (const LineError&) {
     return text;
   }
 }

@@ -21,7 +21,7 @@ class Renumbering {
   /// The new numbers.
   const std::vector<std::int16_t>& links() const { return newLinks_; }
   /// Copies the step without the lines of other links.
-  Step renumbered(const Step& step) const;
+  RecordedStep renumbered(const RecordedStep& step) const;
   /// Renumbers the text of one line; returns any other text unchanged.
   std::string renumbered(const std::string& text) const;
 

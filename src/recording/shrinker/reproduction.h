@@ -25,7 +25,7 @@ class Reproduction {
         header_(recorded_->text()) {}
 
   /// Replays one step. Returns the lines recorded during it, valid until the next call.
-  const std::string& replay(const Step& step) {
+  const std::string& replay(const RecordedStep& step) {
     recorded_->clear();
     course_.replay(step);
     return recorded_->text();

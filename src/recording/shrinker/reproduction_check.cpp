@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::string_view kEndOfNested = "{\"end\":true}";
 
-std::string stateBefore(Reproduction& reproduction, const Step& step, const Problem& problem) {
+std::string stateBefore(Reproduction& reproduction, const RecordedStep& step, const Problem& problem) {
   return controlStateOf(reproduction.library(), reproduction.model(), problem.links, step.at());
 }
 
@@ -21,7 +21,7 @@ std::string stateBefore(Reproduction& reproduction, const Step& step, const Prob
 ReproductionCheck::ReproductionCheck(Problem problem, std::int32_t utcOffset, MakeChecker makeChecker)
     : problem_(std::move(problem)), utcOffset_(utcOffset), makeChecker_(std::move(makeChecker)) {}
 
-void ReproductionCheck::expectStateOf(Reproduction& reproduction, const Step& last) {
+void ReproductionCheck::expectStateOf(Reproduction& reproduction, const RecordedStep& last) {
   state_ = stateBefore(reproduction, last, problem_);
   before_.clear();
   if (!problem_.mismatch) return;
@@ -42,7 +42,7 @@ std::size_t ReproductionCheck::reproduce(const Steps& steps, std::string* record
   if (recording != nullptr) *recording = reproduction.header();
   const bool forMismatch = problem_.mismatch.has_value();
   for (std::size_t count = 0; count < steps.size();) {
-    const Step& step = steps[count++];
+    const RecordedStep& step = steps[count++];
     ++stepsReplayed_;
     if (forMismatch && count == steps.size())
       return mismatchReproduced(reproduction, step, recording) ? count : 0;
@@ -54,7 +54,7 @@ std::size_t ReproductionCheck::reproduce(const Steps& steps, std::string* record
   return 0;
 }
 
-bool ReproductionCheck::mismatchReproduced(Reproduction& reproduction, const Step& last,
+bool ReproductionCheck::mismatchReproduced(Reproduction& reproduction, const RecordedStep& last,
                                            std::string* recording) const {
   if (stateBefore(reproduction, last, problem_) != state_) return false;
   const Mismatch& mismatch = *problem_.mismatch;

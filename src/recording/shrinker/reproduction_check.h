@@ -14,7 +14,7 @@
 
 namespace quarnex::recording {
 
-using Steps = std::vector<Step>;
+using Steps = std::vector<RecordedStep>;
 
 /// Replays the steps to a fresh engine. A finding must be reported again, with the same text. A mismatch must
 /// be the same one, in the last step, and the engine must enter that step in the same state as in the whole
@@ -26,7 +26,7 @@ class ReproductionCheck {
   ReproductionCheck(Problem problem, std::int32_t utcOffset, MakeChecker makeChecker);
 
   /// Remembers the state to reach from `reproduction`, which has replayed all steps before `last`.
-  void expectStateOf(Reproduction& reproduction, const Step& last);
+  void expectStateOf(Reproduction& reproduction, const RecordedStep& last);
 
   /// From now on, links and sockets in the steps have their new numbers.
   void renumber(const Renumbering& renumbering);
@@ -44,7 +44,7 @@ class ReproductionCheck {
 
  private:
   std::size_t reproduce(const Steps& steps, std::string* recording);
-  bool mismatchReproduced(Reproduction& reproduction, const Step& last, std::string* recording) const;
+  bool mismatchReproduced(Reproduction& reproduction, const RecordedStep& last, std::string* recording) const;
   bool isCompared(const Line& output, const Library& library) const;
 
   Problem problem_;

@@ -75,7 +75,7 @@ bool Shrinker::take(bool ofAllLinks, bool allSteps) {
   StepReader reader(recording, check_.problem().end);
   Reproduction reproduction = check_.newReproduction();
   std::string state = stateOf(reproduction, std::nullopt);
-  for (Step step; reader.next(step);) {
+  for (RecordedStep step; reader.next(step);) {
     ++stepsBefore_;
     if (reader.atEnd()) {
       check_.expectStateOf(reproduction, step);
@@ -129,7 +129,7 @@ void Shrinker::removeRepetitions() {
   std::vector<std::size_t> states;
   std::unordered_map<std::size_t, std::size_t> latest;
   Reproduction reproduction = check_.newReproduction();
-  for (const Step& step : steps_) {
+  for (const RecordedStep& step : steps_) {
     states.push_back(std::hash<std::string>()(stateOf(reproduction, step.at())));
     latest[states.back()] = states.size() - 1;
     reproduction.replay(step);
@@ -167,7 +167,7 @@ bool Shrinker::remove(std::size_t begin, std::size_t end, bool closingTheGap) {
   const auto from = [&](std::size_t at) { return steps_.begin() + static_cast<std::ptrdiff_t>(at); };
   Steps candidate(steps_.begin(), from(begin));
   if (closingTheGap) {
-    for (Step& earlier : candidate) earlier.shift += gap;
+    for (RecordedStep& earlier : candidate) earlier.shift += gap;
   }
   candidate.insert(candidate.end(), from(end), steps_.end());
   return accept(std::move(candidate), removed_.others);
@@ -203,7 +203,7 @@ std::vector<int> Shrinker::arrivals() const {
   std::vector<int> changes;
   int before = 0;
   Reproduction reproduction = check_.newReproduction();
-  for (const Step& step : steps_) {
+  for (const RecordedStep& step : steps_) {
     reproduction.replay(step);
     int waiting = 0;
     for (std::int16_t link = 1; link <= reproduction.library().ConnectionCount; ++link)

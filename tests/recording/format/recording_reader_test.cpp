@@ -35,11 +35,11 @@ struct Row {
 TEST(RecordingReader, ReportsAFirstLineThatIsNotAHeader) {
   const Row rows[] = {
       {"", "line 1: is missing: the file is empty"},
-      {"rubbish\n", "line 1: is no JSON (character 1)"},
+      {"rubbish\n", "line 1: is not JSON (character 1)"},
       {"{\"at\":1,\"tick\":true}\n", "line 1: is not the first line of a recording"},
       {R"({"quarnex":"recording","version":2,"utc_offset":0})"
        "\n",
-       "line 1: says version 2; only version 1 is known"},
+       "line 1: has version 2; only version 1 is supported"},
       {R"({"quarnex":"recording","version":1})"
        "\n",
        "line 1: \"utc_offset\" is missing"},
@@ -53,22 +53,22 @@ TEST(RecordingReader, ReportsAFirstLineThatIsNotAHeader) {
 TEST(RecordingReader, ReportsTheDamageOfALine) {
   const std::string deep(1000000, '[');
   const Row rows[] = {
-      {"", "is no JSON (character 1)"},
-      {"[1]", "is no JSON object"},
-      {"{\"at\":1,\"tick\":true}x", "is no JSON (character 21)"},
-      {std::string("{\"now\":1}\0", 10), "holds a zero byte"},
-      {"{\"now\":1,\"x\":\"\xFF\"}", "is no JSON (character 15)"},
+      {"", "is not JSON (character 1)"},
+      {"[1]", "is not a JSON object"},
+      {"{\"at\":1,\"tick\":true}x", "is not JSON (character 21)"},
+      {std::string("{\"now\":1}\0", 10), "contains a zero byte"},
+      {"{\"now\":1,\"x\":\"\xFF\"}", "is not JSON (character 15)"},
       {"{\"x\":" + deep, "is nested more than 8 deep"},
-      {"{\"x\":1}", "is no line of a recording"},
-      {R"({"result":1,"now":2})", "is two lines of a recording in one"},
+      {"{\"x\":1}", "is not a line of a recording"},
+      {R"({"result":1,"now":2})", "combines two lines of a recording"},
       {R"({"trace":1,"text":"\u0100"})", "has a character above 255"},
       {R"({"at":"1","tick":true})", "\"at\" is of another type"},
       {R"({"at":1.0,"tick":true})", "\"at\" is of another type"},
       {R"({"at":253402300800,"tick":true})", "\"at\" is out of its range"},
-      {R"({"at":1,"tick":false})", "has a false where only true makes sense"},
+      {R"({"at":1,"tick":false})", "has false where only true is valid"},
       {R"({"tick":true})", "\"at\" is missing"},
       {R"({"at":1,"call":"Open"})", "calls a method that does not exist"},
-      {R"({"at":1,"call":"Apri","params":[true]})", "has parameters that the method does not take"},
+      {R"({"at":1,"call":"Apri","params":[true]})", "has parameters that do not fit the method"},
       {R"({"at":1,"call":"Apri","params":[32768]})", "has an integer of more than 16 bits"},
       {R"({"at":1,"call":"Uscita","params":[],"nested":true})", "is a host call, which cannot be nested"},
       {R"({"at":1,"event":"Open","socket":"SrvAccept","index":1,"code":0})", "\"Open\" is unknown"},

@@ -88,15 +88,15 @@ std::string kindOf(const Json& line) {
   return key == "result" ? key + line[key].type_name() : key;
 }
 
-struct Place {
+struct OutputPlace {
   const Lines* lines;
   std::size_t index;  // of an output, from 0
 };
 
 // The first four outputs of each kind, by their line number.
-std::map<std::string, std::vector<Place>> placesByKind(const std::vector<Lines>& files) {
+std::map<std::string, std::vector<OutputPlace>> placesByKind(const std::vector<Lines>& files) {
   constexpr std::size_t kPlaces = 4;
-  std::map<std::string, std::vector<Place>> places;
+  std::map<std::string, std::vector<OutputPlace>> places;
   for (const Lines& lines : files) {
     std::map<std::string, std::size_t> first;
     for (std::size_t index = 1; index < lines.size(); ++index) {
@@ -105,7 +105,7 @@ std::map<std::string, std::vector<Place>> placesByKind(const std::vector<Lines>&
     }
   }
   for (auto& [kind, some] : places) {
-    std::ranges::sort(some, {}, &Place::index);
+    std::ranges::sort(some, {}, &OutputPlace::index);
     some.resize(std::min(some.size(), kPlaces));
   }
   return places;
@@ -134,7 +134,7 @@ TEST(Player, FindsAnAlteredOutputAtItsLine) {
   const auto places = placesByKind(files);
   EXPECT_GE(places.size(), 28U);
   for (const auto& [kind, some] : places) {
-    for (const Place& place : some) {
+    for (const OutputPlace& place : some) {
       SCOPED_TRACE(kind + " " + (*place.lines)[place.index]);
       const auto at = static_cast<std::ptrdiff_t>(place.index);
       Lines changed(place.lines->begin(), place.lines->begin() + at + 1);
@@ -156,7 +156,7 @@ TEST(Player, FindsAnAddedAndAMissingOutput) {
   std::vector<Lines> files;
   for (const auto& file : recordings()) files.push_back(linesOf(file));
   for (const auto& [kind, some] : placesByKind(files)) {
-    for (const Place& place : some) {
+    for (const OutputPlace& place : some) {
       const Lines& lines = *place.lines;
       SCOPED_TRACE(kind + " " + lines[place.index]);
       const std::size_t next = nextCompared(lines, place.index + 1);

@@ -111,12 +111,12 @@ TEST_F(FileSinkTest, MarksLinesThatAFullDiskRefusesAndContinuesOnceThereIsRoom) 
 TEST_F(FileSinkTest, MarksAndCutsOnlyItsOwnFileAfterItsPathWasReused) {
   const std::filesystem::path elsewhere = folder.path() / "rotated.jsonl";
   const std::string foreign(2 * kDiskBytes, 'f');
-  struct Row {
+  struct Rename {
     const char* name;
     bool removed, replaced;
   };
-  for (const Row& row : {Row{"renamed", false, false}, Row{"renamed and replaced", false, true},
-                         Row{"removed", true, false}, Row{"removed and replaced", true, true}}) {
+  for (const Rename& row : {Rename{"renamed", false, false}, Rename{"renamed and replaced", false, true},
+                            Rename{"removed", true, false}, Rename{"removed and replaced", true, true}}) {
     SCOPED_TRACE(row.name);
     begin();
     std::ifstream own(file, std::ios::binary);

@@ -23,7 +23,7 @@ std::string recordedAgain(const std::string& text) {
   recording::Reproduction reproduction(
       reader.utcOffset(), [](auto sink) { return std::make_unique<recording::NullChecker>(sink); });
   std::string again = reproduction.header();
-  for (recording::Step step; steps.next(step);) again += reproduction.replay(step);
+  for (recording::RecordedStep step; steps.next(step);) again += reproduction.replay(step);
   return again;
 }
 
