@@ -15,6 +15,7 @@
 
 #include "bench/process.h"
 #include "bench/workload.h"
+#include "quarnex/times_and_limits.h"
 
 namespace {
 
@@ -95,7 +96,8 @@ void setUp(Floor& floor) {
                   floor.workload.server ? ::accept(listener, nullptr, nullptr) : connectTo(link));
   }
   floor.events.resize(floor.connections.size());
-  const itimerspec everyTick{{0, 200'000'000}, {0, 200'000'000}};
+  constexpr long kTickNanoseconds = quarnex::kTickMilliseconds * 1'000'000L;
+  const itimerspec everyTick{{0, kTickNanoseconds}, {0, kTickNanoseconds}};
   require(::timerfd_settime(floor.timer, 0, &everyTick, nullptr) == 0, "timerfd_settime");
   announce("connected");
 }

@@ -23,7 +23,6 @@ using namespace quarnex;
 using namespace quarnex::bench;
 
 constexpr std::chrono::milliseconds kNoLimit{-1};
-constexpr int kActivationSeconds = 11;  // longer than the 10 whole seconds before a link listens or calls
 
 // Records into a deleted file, which disappears with the process, if the workload asks for a recording.
 class OptionalRecording {
@@ -51,7 +50,7 @@ class LinksHost {
     recording_.watch(library_);
     quarn_.Init("");
     for (int i = 0; i < workload_.links; ++i) openLink(i);
-    clock_.setForward(kActivationSeconds);
+    clock_.setForward(kActivationSeconds + 1);
     while (quarn_.snapshot(lastLink()).phase == LinkPhase::Waiting) turn();
     announce("listening");
     while (!allConnected()) turn();
@@ -105,7 +104,7 @@ class LinksHost {
 
   void refill(std::int16_t link) {
     if (library_.ConnectionTable[link].CodaInvio.Count > 0) return;
-    for (int i = 0; i < kTextsPerExchange; ++i) quarn_.Invia(link, text_);
+    for (std::size_t i = 0; i < kTextsPerBatchMax; ++i) quarn_.Invia(link, text_);
   }
 
   const Workload workload_;

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "engine/records/text_buffer.h"
+#include "quarnex/times_and_limits.h"
 
 namespace quarnex {
 namespace {
@@ -14,7 +15,7 @@ constexpr int kTextsWaiting = 10;
 
 void put_get(benchmark::State& state) {
   TextBuffer buffer;
-  BufferInit(buffer, 1000);
+  BufferInit(buffer, kTextQueueCapacity);
   for (int i = 0; i < kTextsWaiting; ++i) BufferPut(buffer, kShortText);
   for (auto _ : state) {
     BufferPut(buffer, kShortText);

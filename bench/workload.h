@@ -11,10 +11,10 @@
 #include "bench/process.h"
 #include "engine/exchange/frame.h"
 #include "engine/records/text_pieces.h"
+#include "quarnex/times_and_limits.h"
 
 namespace quarnex::bench {
 
-constexpr int kTextsPerExchange = 20;
 constexpr std::size_t kTextBytes = 100;
 constexpr int kFirstPort = 23000;  // 9,500 ports from here stay below the range from which the system chooses
 
@@ -57,8 +57,8 @@ inline std::string frameOf(int link, std::string_view countAndFields) {
 
 inline std::string requestOf(const Workload& workload, int link) {
   if (!workload.busy()) return frameOf(link, "2|9QRY|9.|");
-  std::string fields(1, static_cast<char>('0' + kTextsPerExchange + 2));
-  for (int i = 0; i < kTextsPerExchange; ++i) fields.append("|").append(kTextBytes, 'x');
+  std::string fields(1, static_cast<char>('0' + kTextsPerBatchMax + 2));
+  for (std::size_t i = 0; i < kTextsPerBatchMax; ++i) fields.append("|").append(kTextBytes, 'x');
   return frameOf(link, fields + "|9CMD|9.|");
 }
 

@@ -7,15 +7,19 @@
 #include "quarnex/failure.h"
 #include "quarnex/flight_recorder.h"
 #include "quarnex/ports.h"
+#include "quarnex/times_and_limits.h"
 
 namespace quarnex::tool {
 namespace {
+
+const std::string kIdentifierRange = "0 to " + std::to_string(kIdentifierMax);
 
 std::int16_t toIdentifier(const std::string& text) {
   std::int16_t value = 0;
   const auto parsed = std::from_chars(text.data(), text.data() + text.size(), value);
   if (parsed.ec == std::errc{} && parsed.ptr == text.data() + text.size()) return value;
-  throw std::invalid_argument('"' + text + "\" is not an identifier; give a whole number from 0 to 999");
+  throw std::invalid_argument('"' + text + "\" is not an identifier; give a whole number from " +
+                              kIdentifierRange);
 }
 
 std::string sumInWords(std::int16_t identifier) {
@@ -35,7 +39,8 @@ Argument typeArgument(std::string& type) {
 
 Argument identifierArgument(std::int16_t& identifier) {
   const auto store = [&identifier](const std::string& text) { identifier = toIdentifier(text); };
-  return {.name = "ID", .placeholder = "", .help = "identifier of the peer, 0 to 999", .store = store};
+  return {
+      .name = "ID", .placeholder = "", .help = "identifier of the peer, " + kIdentifierRange, .store = store};
 }
 
 LinkPort portOfLink(std::string_view type, std::int16_t identifier) {
@@ -43,16 +48,18 @@ LinkPort portOfLink(std::string_view type, std::int16_t identifier) {
     const std::int32_t port = PortaPerTipo(type, identifier);
     if (port > 0) return {port, ""};
   } catch (const Failure&) {
-    return {0, sumInWords(identifier) + " is above 32767; use an identifier of at most 12667"};
+    return {0, sumInWords(identifier) + " is above " + std::to_string(kLastFreePort) +
+                   "; use an identifier of at most " + std::to_string(kLastFreePort - kFirstFreePort)};
   }
   return {0, sumInWords(identifier) + " is not a TCP port; use an identifier of at least " +
                  std::to_string(1 - kFirstFreePort)};
 }
 
 std::string identifierWarning(std::int16_t identifier) {
-  if (identifier >= 0 && identifier <= 999) return "";
+  if (identifier >= 0 && identifier <= kIdentifierMax) return "";
   return "identifier " + std::to_string(identifier) +
-         " does not fit into the three digits of a message, so the peer cannot read it; use 0 to 999";
+         " does not fit into the three digits of a message, so the peer cannot read it; use " +
+         kIdentifierRange;
 }
 
 Argument recordOption(std::optional<std::string>& file) {

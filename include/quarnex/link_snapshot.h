@@ -71,8 +71,8 @@ struct LinkSnapshot {
   std::string endpoint;
   std::int32_t port = 0;   ///< the port in `endpoint`, 0 if there is none
   std::int64_t since = 0;  ///< begin of this connection, or of the time without one; failed attempts leave it
-  bool messageReceived = false;      ///< while connected: a message has arrived on this connection
-  bool overdue = false;    ///< while connected: messages have arrived, but the next one is overdue
+  bool messageReceived = false;  ///< while connected: a message has arrived on this connection
+  bool overdue = false;          ///< while connected: messages have arrived, but the next one is overdue
   std::optional<std::int64_t> deadline;           ///< of the phase: acted on in the first second after it
   std::optional<std::int64_t> keepAliveDeadline;  ///< while connected
   std::optional<std::int64_t> replyDeadline;      ///< while connected

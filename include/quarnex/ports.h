@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <string_view>
 
 #include "quarnex/export.h"
@@ -21,6 +22,8 @@ struct PortOfType {
 inline constexpr PortOfType kNamedPorts[] = {
     {"VARDO", 20303},      {"PID-TOLV", 20304}, {"PID-MIRTAN", 20305}, {"PID-TOLV-VIDEO", 20306},
     {"TOLV-VIDEO", 20307}, {"MIRTAN", 20308},   {"TOLV", 20309}};
-inline constexpr std::int32_t kFirstFreePort = 20100;  // plus the identifier, for every other type
+/// Ports of all other types: the first one plus the identifier, up to the last one.
+inline constexpr std::int32_t kFirstFreePort = 20100;
+inline constexpr std::int32_t kLastFreePort = std::numeric_limits<std::int16_t>::max();
 
 }  // namespace quarnex

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include "quarnex/times_and_limits.h"
 
 #include "quarnex/export.h"
 
@@ -25,6 +26,5 @@ constexpr std::size_t messageLength(std::size_t texts, std::size_t bytes) {
   constexpr std::string_view kHeader = "0000053", kTail = "|9CMD|9.|";
   return kHeader.size() + texts + bytes + kTail.size();
 }
-constexpr std::size_t kMessageLengthMax = 32767;
 
 }  // namespace quarnex

@@ -1,6 +1,5 @@
 #include "host/link_registration.h"
 
-#include <limits>
 #include <string>
 #include <vector>
 
@@ -9,12 +8,10 @@
 #include "engine/records/record_operations.h"
 #include "engine/records/trap.h"
 #include "quarnex/ports.h"
+#include "quarnex/times_and_limits.h"
 
 namespace quarnex {
 namespace {
-
-constexpr std::int16_t kTextQueueCapacity = 1000;
-constexpr std::int16_t kDebugQueueCapacity = 100;
 
 void makeRoomForOne(std::vector<std::int16_t>& links) {
   if (links.size() == links.capacity()) links.reserve(2 * links.size() + 1);
@@ -52,7 +49,7 @@ void createServerSockets(Library& library, ConnectionRecord& record, Trap& trap)
 
 std::int16_t AddHQUARN(Library& library, std::string_view Tipo, std::int16_t IdQUARN, bool ConnessioneClient,
                        bool UsaTcp) {
-  if (library.ConnectionCount == std::numeric_limits<std::int16_t>::max()) return 0;
+  if (library.ConnectionCount == kLinksMax) return 0;
   Trap trap{library};
   trap([&] { makeRoom(library); });
   if (trap.pending()) return 0;
@@ -66,7 +63,7 @@ std::int16_t AddHQUARN(Library& library, std::string_view Tipo, std::int16_t IdQ
   trap([&] { record.Tipo = Tipo; });
   BufferInit(record.CodaInvio, kTextQueueCapacity);
   BufferInit(record.CodaArrivo, kTextQueueCapacity);
-  BufferInit(record.CodaDebug, kDebugQueueCapacity);
+  BufferInit(record.CodaDebug, kTraceQueueCapacity);
   record.IdQuarn = IdQUARN;
   record.ConnessioneClient = ConnessioneClient;
   record.UsaTcp = UsaTcp;

@@ -1,5 +1,6 @@
 #include "host/link_words.h"
 
+#include <iterator>
 #include <string_view>
 #include <utility>
 
@@ -7,45 +8,17 @@
 #include "engine/records/text_pieces.h"
 #include "engine/records/trap.h"
 #include "quarnex/ports.h"
+#include "quarnex/times_and_limits.h"
 
 namespace quarnex {
 namespace {
 
-struct KindWords {
-  FailureKind kind;
-  const char* name;
-  std::string_view words;
-  bool withError;  // number and text follow the words
+constexpr const char* kKindNames[] = {
+    "listen-failed", "call-not-started", "send-failed",       "call-failed",
+    "accept-failed", "listen-timeout",   "connect-timeout",   "keep-alive-timeout",
+    "reply-timeout", "closed-by-peer",   "connection-broken", "peer-asked-to-close",
 };
-
-constexpr KindWords kKinds[] = {
-    {FailureKind::ListenFailed, "listen-failed", "listening failed: ", true},
-    {FailureKind::CallNotStarted, "call-not-started", "the call could not be started: ", true},
-    {FailureKind::SendFailed, "send-failed", "sending failed: ", true},
-    {FailureKind::CallFailed, "call-failed", "", true},
-    {FailureKind::AcceptFailed, "accept-failed", "", true},
-    {FailureKind::ListenTimeout, "listen-timeout", "nobody called within 60 seconds", false},
-    {FailureKind::ConnectTimeout, "connect-timeout", "the call was not answered within 60 seconds", false},
-    {FailureKind::KeepAliveTimeout, "keep-alive-timeout",
-     "no message came from the peer for two keep-alive periods", false},
-    {FailureKind::ReplyTimeout, "reply-timeout", "six answers in a row were overdue", false},
-    {FailureKind::ClosedByPeer, "closed-by-peer", "the peer closed the connection", false},
-    {FailureKind::ConnectionBroken, "connection-broken", "", true},
-    {FailureKind::PeerAskedToClose, "peer-asked-to-close", "the peer asked to close", false},
-};
-
-constexpr bool eachKindInItsPlace() {
-  std::size_t place = 0;
-  for (const KindWords& row : kKinds) {
-    if (static_cast<std::size_t>(row.kind) != place++) return false;
-  }
-  return true;
-}
-static_assert(eachKindInItsPlace());
-
-const KindWords& rowOf(FailureKind kind) {
-  return kKinds[static_cast<std::size_t>(kind)];
-}
+static_assert(std::size(kKindNames) == static_cast<std::size_t>(FailureKind::PeerAskedToClose) + 1);
 
 // The numbers that the error notices give without words.
 constexpr std::pair<std::int32_t, std::string_view> kBareNumbers[] = {
@@ -130,12 +103,35 @@ std::string whySentence(Library& library, const ConnectionRecord& record, const 
 }
 
 std::string inWords(const LinkFailure& failure) {
-  const KindWords& row = rowOf(failure.kind);
-  return row.withError ? concat(row.words, errorInWords(failure)) : std::string(row.words);
+  switch (failure.kind) {
+    case FailureKind::ListenFailed:
+      return "listening failed: " + errorInWords(failure);
+    case FailureKind::CallNotStarted:
+      return "the call could not be started: " + errorInWords(failure);
+    case FailureKind::SendFailed:
+      return "sending failed: " + errorInWords(failure);
+    case FailureKind::CallFailed:
+    case FailureKind::AcceptFailed:
+    case FailureKind::ConnectionBroken:
+      return errorInWords(failure);
+    case FailureKind::ListenTimeout:
+      return concat("nobody called within ", kListenSeconds, " seconds");
+    case FailureKind::ConnectTimeout:
+      return concat("the call was not answered within ", kCallSeconds, " seconds");
+    case FailureKind::KeepAliveTimeout:
+      return concat("no message came from the peer for ", kSilentPeriodsTolerated + 1, " keep-alive periods");
+    case FailureKind::ReplyTimeout:
+      return concat(kOverdueAnswersTolerated + 1, " answers in a row were overdue");
+    case FailureKind::ClosedByPeer:
+      return "the peer closed the connection";
+    case FailureKind::PeerAskedToClose:
+      return "the peer asked to close";
+  }
+  return {};
 }
 
 const char* nameOf(FailureKind kind) {
-  return rowOf(kind).name;
+  return kKindNames[static_cast<std::size_t>(kind)];
 }
 
 const char* nameOf(LinkPhase phase) {

@@ -14,6 +14,7 @@
 #include "host/link_registration.h"
 #include "host/method_table.h"
 #include "host/snapshot.h"
+#include "quarnex/times_and_limits.h"
 #include "services/assertion.h"
 #include "services/observer.h"
 #include "services/process_library.h"
@@ -167,7 +168,7 @@ void QuarnSocket::Init(std::string_view s) {
       *library_,
       [&] {
         library_->LogPath = s;
-        library_->MaxTentativi = 3;
+        library_->MaxTentativi = kFailuresTolerated;
       },
       s);
 }

@@ -19,7 +19,7 @@ LinkPhase phaseOf(Library& library, const ConnectionRecord& record) {
     state = record.ConnessioneClient ? ClientSocket(library, record.IdxClient).state()
                                      : ServerSocket(library, record.IdxServer).state();
   });
-  if (state == 0 || state == 1) return LinkPhase::Waiting;
+  if (isIdle(state)) return LinkPhase::Waiting;
   return record.ConnessioneClient ? LinkPhase::Calling : LinkPhase::Listening;
 }
 

@@ -4,15 +4,13 @@
 #include <string_view>
 #include <vector>
 
+#include "engine/exchange/frame.h"
 #include "engine/message/service_words.h"
 #include "quarnex/event_report.h"
 
 namespace quarnex {
 namespace {
 
-constexpr char kFrameStart = '\x02';
-constexpr char kFrameEnd = '\x03';
-constexpr std::size_t kTextLengthMin = 2;
 constexpr std::string_view kNeverTaken =
     "the peer would not take it, nor anything behind it until the link is reconnected";
 constexpr std::size_t kFieldsOfLoneBatch = 3;  // the text, "9CMD" and "9.": the receiver reads no more
@@ -52,7 +50,7 @@ TextCheck checkText(std::string_view text) {
   if (text.empty()) return {"an empty text is not sent", true};
   if (text == kEmptyQueuesCommand) return {"this word empties the link's queues and is not sent", true};
   if (messageLength(1, text.size()) > kMessageLengthMax) return {tooLongWarning(text), true, true};
-  if (contains(text, kFrameEnd)) {
+  if (contains(text, kEtx)) {
     return {"ETX (code 3) ends the frame early: " + std::string(kNeverTaken), true, true};
   }
   if (contains(text, '|')) return {splitWarning(text), true};
@@ -60,7 +58,7 @@ TextCheck checkText(std::string_view text) {
   if (isServiceWord(text)) {
     return {"this is a word of the protocol: the peer acts on it and does not hand it to its host", true};
   }
-  if (contains(text, kFrameStart)) {
+  if (contains(text, kStx)) {
     return {"STX (code 2) begins frames: a peer that begins anew at each does not take it", true};
   }
   if (text.starts_with('9'))

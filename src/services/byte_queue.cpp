@@ -9,7 +9,6 @@ namespace quarnex {
 
 namespace {
 constexpr std::size_t kChunkBytesMax = std::size_t{64} * 1024;
-constexpr std::size_t kKeptBytes = 4096;
 
 }  // namespace
 
@@ -68,7 +67,7 @@ void ByteChunks::consume(std::size_t count) {
   std::string& first = list_.front();
   if (consumed_ < first.size()) return;
   consumed_ = 0;
-  if (list_.size() == 1 && first.capacity() <= kKeptBytes) return first.clear();
+  if (list_.size() == 1 && first.capacity() <= kKeptCapacityMax) return first.clear();
   list_.pop_front();
 }
 

@@ -10,6 +10,9 @@
 
 namespace quarnex {
 
+/// Bytes of memory that an emptied queue or text keeps for its next use; it gives back more.
+constexpr std::size_t kKeptCapacityMax = 4096;
+
 /// Bytes in chunks of at most 64 KiB, unless bytes that must stand together need more. Appending and
 /// consuming are linear in the bytes named, however long the backlog.
 class ByteChunks {

@@ -2,6 +2,7 @@
 // events.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -17,6 +18,11 @@ constexpr std::string_view nameOf(SocketArray array) {
   constexpr std::string_view names[] = {"ClientSocket", "ServerSocket", "SrvAccept"};
   return names[static_cast<std::size_t>(array)];
 }
+
+/// The range of TCP ports is 1 to this.
+constexpr std::int32_t kPortMax = 65535;
+/// Bytes that one fetch takes.
+constexpr std::size_t kFetchBytesMax = std::size_t{64} * 1024;
 
 /// What `SocketInstance::state` reads. Callers may meet other values from other adapters; the link states
 /// only tell 0 and 1 (idle) from everything else.
@@ -41,8 +47,8 @@ class SocketInstance {
   virtual std::string statusText() = 0;
 
   /// Ports and hosts read as last set (0 and "" before); `attach` sets the remote host to the caller's
-  /// address, and a close keeps it. A port outside 1 to 65535 makes the later listen or connect fail with
-  /// 10049.
+  /// address, and a close keeps it. A port outside 1 to `kPortMax` makes the later listen or connect fail
+  /// with 10049.
   virtual std::int32_t localPort() = 0;
   virtual void setLocalPort(std::int32_t port) = 0;
   virtual std::int32_t remotePort() = 0;
@@ -70,7 +76,8 @@ class SocketInstance {
   /// Bytes received and not yet fetched; an adapter may report any number from 1 to the true one while some
   /// wait.
   virtual std::int32_t bytesWaiting() = 0;
-  /// Takes waiting bytes, at most 64 KiB, into the received text. The rest waits in the system's buffers.
+  /// Takes waiting bytes, at most `kFetchBytesMax`, into the received text. The rest waits in the system's
+  /// buffers.
   virtual void fetch() = 0;
   /// What the last fetch of this instance took; "" if it failed. Valid until the next fetch on any instance.
   virtual std::string_view receivedText() = 0;

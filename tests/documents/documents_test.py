@@ -62,9 +62,46 @@ def check_glossary(document, text):
                 complain(document, f"{name} is not in {files}")
 
 
+# The constants behind each row of the table of times, as the row writes them.
+TIMES = {
+    "tick; frames taken": "{kTickMilliseconds} ms; 1",
+    "first listen or call": "{kActivationSeconds} s",
+    "a listen without a caller": "{kListenSeconds} s|{kCallSeconds} s",
+    "next call after the peer": "{kCallAgainSeconds} s",
+    "listening again after the caller": "at once, for {kListenSeconds} s",
+    "listening again after the connection": "{kListenAgainSeconds} s",
+    "answer overdue": "{kReplySeconds} s",
+    "overdue answer in a row": "about {(kOverdueAnswersTolerated + 1) * (kReplySeconds + 1)} s",
+    "silence until a probe": "{kClientAliveSeconds} s (client), {kServerAliveSeconds} s (server)",
+    "silence until the link": "{(kSilentPeriodsTolerated + 1) * kClientAliveSeconds} s (client), "
+                              "{(kSilentPeriodsTolerated + 1) * kServerAliveSeconds} s (server)",
+}
+ORDINALS = {6: "sixth"}
+
+
+def check_times(document, text):
+    """The table of times shows the constants of the header, and in the header's order."""
+    header = (ROOT / "include/quarnex/times_and_limits.h").read_text()
+    constants = {name: int(value) for name, value in re.findall(r"(k\w+) = (\d+);", header)}
+    rows = re.findall(r"^\| ([^|]*) \| ([^|]*) \|$", text.split("\n## Times\n")[1].split("\n## ")[0], re.M)
+    used = []
+    for (event, time), (key, expected) in zip(rows[1:], TIMES.items()):
+        used += re.findall(r"k\w+", expected)
+        texts = {re.sub(r"\{([^}]*)\}", lambda each: str(eval(each[1], {}, constants)), part)
+                 for part in expected.split("|")}
+        if key not in event or texts != {time}:
+            complain(document, f"the time of \"{event}\" is {' and '.join(sorted(texts))} in the header, not {time}")
+    if ORDINALS.get(constants["kOverdueAnswersTolerated"] + 1, "-") not in text:
+        complain(document, "the number of overdue answers differs from the header")
+    used = list(dict.fromkeys(used))
+    if used != [name for name in constants if name in used]:
+        complain(document, f"the header lists {', '.join(used)} in another order")
+
+
 for each in DOCUMENTS:
     content = each.read_text()
     for check in (check_examples, check_frames, check_links, check_paths):
         check(each, content)
+check_times(ROOT / "docs/protocol.md", (ROOT / "docs/protocol.md").read_text())
 check_glossary(ROOT / "docs/glossary.md", (ROOT / "docs/glossary.md").read_text())
 sys.exit("\n".join(complaints) or 0)

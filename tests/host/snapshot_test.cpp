@@ -212,7 +212,7 @@ const FailureRow kFailures[] = {
        for (const int seconds : {16, 16}) host.tickAfter(seconds);
      },
      FailureKind::KeepAliveTimeout, 0, "", LinkPhase::Connected, "keep-alive-timeout",
-     "no message came from the peer for two keep-alive periods", "Alive Timeout"},
+     "no message came from the peer for 2 keep-alive periods", "Alive Timeout"},
     {true,
      [](StubHost& host) {
        host.connect(1);
@@ -222,7 +222,7 @@ const FailureRow kFailures[] = {
        }
      },
      FailureKind::ReplyTimeout, 0, "", LinkPhase::Connected, "reply-timeout",
-     "six answers in a row were overdue", "Timeout HandleStato_B"},
+     "6 answers in a row were overdue", "Timeout HandleStato_B"},
     {true,
      [](StubHost& host) {
        host.connect(1);

@@ -15,7 +15,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr std::int16_t kTickMilliseconds = 2;
-constexpr std::size_t kFetchBytesMax = std::size_t{64} * 1024;
 constexpr std::size_t kMoreThanASystemTakes = std::size_t{16} * 1024 * 1024;
 
 // Bytes that tell their place, so that a lost or moved one shows.

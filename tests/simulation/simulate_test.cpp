@@ -28,6 +28,7 @@
 #include "simulation/runs/simulate_run.h"
 #include "simulation/sites/site.h"
 #include "support/test_files.h"
+#include "quarnex/times_and_limits.h"
 
 namespace quarnex::simulation {
 namespace {

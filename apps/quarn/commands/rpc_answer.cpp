@@ -86,10 +86,11 @@ std::optional<Value> toValue(Json& json, ValueKind kind) {
   }
 }
 
-const char* inWords(ValueKind kind) {
+std::string inWords(ValueKind kind) {
   switch (kind) {
     case ValueKind::Integer:
-      return "an integer from -32768 to 32767";
+      return "an integer from " + std::to_string(std::numeric_limits<std::int16_t>::min()) + " to " +
+             std::to_string(std::numeric_limits<std::int16_t>::max());
     case ValueKind::Boolean:
       return "true or false";
     default:

@@ -9,6 +9,7 @@
 #include "quarn/commands/rpc_answer.h"
 #include "quarn/shared_arguments.h"
 #include "quarn/streams.h"
+#include "host/method_table.h"
 
 namespace quarnex::tool {
 namespace {
@@ -75,7 +76,9 @@ Command rpcCommand() {
           .summary = "offer the library's methods as JSON-RPC on standard input",
           .details =
               {"Reads one JSON-RPC 2.0 request per line and answers each in one line, in order. The methods "
-               "are the 15 of QuarnSocket, with their parameters in order. The links stay alive between the "
+               "are the " +
+               std::to_string(methodTable().size()) +
+               " of QuarnSocket, with their parameters in order. The links stay alive between the "
                "requests. The process ends at the end of the input."},
           .statuses = {{0, "the input ended"},
                        {1, "the input could not be read, or the answers could not be written"},

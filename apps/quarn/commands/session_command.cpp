@@ -5,6 +5,7 @@
 #include "quarn/commands.h"
 #include "quarn/session/link_session.h"
 #include "quarn/shared_arguments.h"
+#include "quarnex/times_and_limits.h"
 
 namespace quarnex::tool {
 namespace {
@@ -92,8 +93,8 @@ Command listenCommand() {
 Command callCommand() {
   Command command = sessionCommand(true);
   command.summary = "keep a link that calls its peer on this machine";
-  command.details.emplace_back(
-      "The first call is made after 10 seconds, and another one after each failure, without end.");
+  command.details.emplace_back("The first call is made after " + std::to_string(kActivationSeconds) +
+                               " seconds, and another one after each failure, without end.");
   command.examples = {{"quarn call MIRTAN 5", "call 127.0.0.1:20308 and exchange texts"},
                       {"quarn call ABC 5 < texts.txt", "send the lines of a file to port 20105"},
                       {"echo HELLO | quarn call ABC 5 --wait 60", "give a slow peer a minute to acknowledge"},

@@ -20,6 +20,7 @@
 #include "quarn/commands.h"
 #include "quarn/commands/simulation_report.h"
 #include "quarn/console.h"
+#include "quarnex/times_and_limits.h"
 #include "simulation/runs/many_runs.h"
 #include "simulation/runs/record_again.h"
 #include "simulation/sites/site.h"
@@ -187,54 +188,56 @@ int runSimulation(const ManyPlan& many) {
 
 std::vector<Argument> argumentsFor(ManyPlan& many) {
   simulation::RunPlan& plan = many.plan;
-  return {{.name = "--seed",
-           .placeholder = "S",
-           .help = "first seed; the same seed gives the same run",
-           .store = storeIn(plan.seed, 0, std::numeric_limits<std::uint64_t>::max()),
-           .required = true},
-          {.name = "--hours",
-           .placeholder = "H",
-           .help = "hours with faults, before the wait for recovery",
-           .store =
-               [&plan](const std::string& hours) {
-                 plan.faultTime = simulation::kHour *
-                                  static_cast<simulation::Milliseconds>(wholeNumber(hours, 1, kHoursMax));
-               },
-           .defaultValue = "1"},
-          {.name = "--links",
-           .placeholder = "N",
-           .help = "links per host, at most 1000 of them over TCP",
-           .store = storeIn(plan.links, 1, simulation::kLinksMax),
-           .defaultValue = "10"},
-          {.name = "--faults",
-           .placeholder = "LIST",
-           .help = "names separated by commas, of which the seed draws some; or all (but the large\n"
-                   "ones), large, none, or generation-N for the faults that older seeds know",
-           .store = [&plan](const std::string& list) { plan.faults = faultsOf(list); },
-           .defaultValue = "all"},
-          {.name = "--record",
-           .placeholder = "DIR",
-           .help = "keep a recording of each engine in DIR",
-           .store = [&plan](const std::string& directory) { plan.recordDirectory = directory; },
-           .completion = Completion::Folders},
-          {.name = "--seeds",
-           .placeholder = "N",
-           .help = "run N seeds from S on, and print the sums",
-           .store = storeIn(many.seeds, 1, kSeedsMax),
-           .defaultValue = "1"},
-          {.name = "--jobs",
-           .placeholder = "J",
-           .help = "run J seeds at the same time",
-           .store = storeIn(many.jobs, 1, kJobsMax),
-           .defaultValue = "1"},
-          {.name = "--link-hours",
-           .placeholder = "L",
-           .help = "start no further seed after L link-hours",
-           .store = storeIn(many.linkHoursMax, 1, kLinkHoursMax)},
-          {.name = "--expect-all",
-           .placeholder = "",
-           .help = "fail if a fault, a kind of fault, a cause or a trace text occurred fewer than 10 times",
-           .store = setFlag(many.expectAll)}};
+  return {
+      {.name = "--seed",
+       .placeholder = "S",
+       .help = "first seed; the same seed gives the same run",
+       .store = storeIn(plan.seed, 0, std::numeric_limits<std::uint64_t>::max()),
+       .required = true},
+      {.name = "--hours",
+       .placeholder = "H",
+       .help = "hours with faults, before the wait for recovery",
+       .store =
+           [&plan](const std::string& hours) {
+             plan.faultTime =
+                 simulation::kHour * static_cast<simulation::Milliseconds>(wholeNumber(hours, 1, kHoursMax));
+           },
+       .defaultValue = "1"},
+      {.name = "--links",
+       .placeholder = "N",
+       .help = "links per host, at most " + std::to_string(simulation::kTcpLinksMax) + " of them over TCP",
+       .store = storeIn(plan.links, 1, kLinksMax),
+       .defaultValue = "10"},
+      {.name = "--faults",
+       .placeholder = "LIST",
+       .help = "names separated by commas, of which the seed draws some; or all (but the large\n"
+               "ones), large, none, or generation-N for the faults that older seeds know",
+       .store = [&plan](const std::string& list) { plan.faults = faultsOf(list); },
+       .defaultValue = "all"},
+      {.name = "--record",
+       .placeholder = "DIR",
+       .help = "keep a recording of each engine in DIR",
+       .store = [&plan](const std::string& directory) { plan.recordDirectory = directory; },
+       .completion = Completion::Folders},
+      {.name = "--seeds",
+       .placeholder = "N",
+       .help = "run N seeds from S on, and print the sums",
+       .store = storeIn(many.seeds, 1, kSeedsMax),
+       .defaultValue = "1"},
+      {.name = "--jobs",
+       .placeholder = "J",
+       .help = "run J seeds at the same time",
+       .store = storeIn(many.jobs, 1, kJobsMax),
+       .defaultValue = "1"},
+      {.name = "--link-hours",
+       .placeholder = "L",
+       .help = "start no further seed after L link-hours",
+       .store = storeIn(many.linkHoursMax, 1, kLinkHoursMax)},
+      {.name = "--expect-all",
+       .placeholder = "",
+       .help = "fail if a fault, a kind of fault, a cause or a trace text occurred fewer than " +
+               std::to_string(kLeastSeen) + " times",
+       .store = setFlag(many.expectAll)}};
 }
 
 }  // namespace

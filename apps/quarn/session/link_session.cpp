@@ -7,6 +7,7 @@
 #include "quarn/shared_arguments.h"
 #include "quarn/streams.h"
 #include "quarnex/event_report.h"
+#include "quarnex/times_and_limits.h"
 
 namespace quarnex::tool {
 namespace {
@@ -15,7 +16,6 @@ using std::chrono::steady_clock;
 
 // Received texts stay in the link's queue while more bytes than this are unwritten.
 constexpr std::size_t kUnwrittenBytesMax = std::size_t{16} * 1024 * 1024;
-constexpr int kQueueLimit = 5000;
 // A link that is asked to close drops texts that its host has not taken yet, so the peer's host gets this
 // time before the close.
 constexpr std::chrono::seconds kTimeForPeersHost{1};
@@ -61,7 +61,7 @@ void LinkSession::step() {
 }
 
 void LinkSession::takeItems(const LinkSnapshot& link) {
-  if (link.inbound >= kQueueLimit && !queueFilled_) {
+  if (link.inbound >= kQueueCapacityMax && !queueFilled_) {
     queueFilled_ = true;
     console_.print("standard output is not read: received texts are being dropped, the oldest first");
   }

@@ -4,11 +4,11 @@
 #include <utility>
 
 #include "quarnex/text_rules.h"
+#include "quarnex/times_and_limits.h"
 
 namespace quarnex::tool {
 namespace {
 
-constexpr std::size_t kTextsPerBatchMax = 20;
 // Reserved for acknowledgements, "9ACK|": each repetition of a batch may carry one more.
 constexpr std::size_t kAcknowledgementBytesMax = 200;
 

@@ -3,8 +3,8 @@
 #include <string>
 #include <utility>
 
-#include "engine/records/text_pieces.h"
 #include "engine/records/record_operations.h"
+#include "engine/records/text_pieces.h"
 
 namespace quarnex {
 namespace {

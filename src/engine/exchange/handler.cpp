@@ -18,11 +18,11 @@
 #include "engine/records/record_operations.h"
 #include "engine/records/trap.h"
 #include "quarnex/failure.h"
+#include "quarnex/times_and_limits.h"
 
 namespace quarnex {
 namespace {
 
-constexpr std::size_t kCountPosition = 7;
 constexpr std::string_view kFrameEndLine =
     "++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++";
 
@@ -42,8 +42,9 @@ void traceBadChecksum(Library& library, const ConnectionRecord& record, std::str
 void addAcknowledgement(std::string& message, Trap& trap) {
   message.append("9ACK").append(Separatore());
   trap([&] {
-    auto& count = message.at(kCountPosition - 1);
-    if (static_cast<unsigned char>(count) == 255) throw Failure(5, "Invalid procedure call or argument");
+    auto& count = message.at(kFieldCountPosition - 1);
+    if (static_cast<unsigned char>(count) == '0' + kFieldsMax)
+      throw Failure(5, "Invalid procedure call or argument");
     ++count;
   });
 }

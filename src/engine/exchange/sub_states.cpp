@@ -6,12 +6,9 @@
 #include "engine/message/outbound.h"
 #include "engine/records/record_operations.h"
 #include "engine/records/text_pieces.h"
+#include "quarnex/times_and_limits.h"
 
 namespace quarnex {
-namespace {
-constexpr std::int16_t kOverdueAnswersTolerated = 5;
-}
-
 void runSubState(Library& library, ConnectionRecord& record) {
   switch (record.StatoB) {
     case kExchangeReset:

@@ -9,12 +9,10 @@
 #include "engine/records/frm_sock.h"
 #include "engine/records/record_operations.h"
 #include "engine/records/trap.h"
+#include "quarnex/times_and_limits.h"
 
 namespace quarnex {
 namespace {
-
-constexpr std::int16_t kTickMilliseconds = 200;
-constexpr std::int16_t kActivationSeconds = 10;
 
 void reportClosedForGood(Library& library, ConnectionRecord& record, Trap& trap, std::string_view testo) {
   record.Chiuso = true;

@@ -9,12 +9,10 @@
 #include "engine/records/integer.h"
 #include "engine/records/record_operations.h"
 #include "engine/records/trap.h"
+#include "quarnex/times_and_limits.h"
 
 namespace quarnex {
 namespace {
-
-constexpr std::int32_t kIdleStateMax = 1;  // states 0 and 1 are idle, every other value is not
-constexpr std::int16_t kCallSeconds = 60;
 
 void traceCall(Library& library, const ConnectionRecord& record, Trap& trap) {
   std::int16_t port = 0;
@@ -44,8 +42,7 @@ void HandleClient(Library& library, ConnectionRecord& record) {
   std::int32_t state = 0;
   trap([&] { state = ClientSocket(library, record.IdxClient).state(); });
   if (!ScadenzaPassata(library, record.ScadenzaStato)) return;
-  const bool idle = state >= 0 && state <= kIdleStateMax;
-  trap([&] { idle ? ChiamaClient(library, record) : TimeoutChiamata(library, record); });
+  trap([&] { isIdle(state) ? ChiamaClient(library, record) : TimeoutChiamata(library, record); });
 }
 
 void ChiamaClient(Library& library, ConnectionRecord& record) {

@@ -12,11 +12,10 @@
 #include "engine/records/record_operations.h"
 #include "engine/records/trap.h"
 #include "quarnex/event_report.h"
+#include "quarnex/times_and_limits.h"
 
 namespace quarnex {
 namespace {
-
-constexpr std::int16_t kReconnectSeconds = 10;
 
 void countFailure(Library& library, ConnectionRecord& record, std::string_view motivo) {
   if (record.NonRispondeSegnalato) return;
@@ -64,7 +63,7 @@ void ETH_Riconnetti(Library& library, ConnectionRecord& record) {
   });
   record.ChiusuraRemota = false;
   record.ConnessioneClient ? takeDownClient(library, record, trap) : takeDownServer(library, record, trap);
-  ImpostaStato(library, record, kSocketPhase, kReconnectSeconds);
+  ImpostaStato(library, record, kSocketPhase, kActivationSeconds);
   trap([&] { AttivaSocket(library, record); });
   trap([&] { SegnalaDisconnesso(library, record); });
   if (library.InUscita) record.Attivo = false;

@@ -4,17 +4,14 @@
 #include "engine/diagnostics/trace.h"
 #include "engine/link/failure_handling.h"
 #include "engine/records/integer.h"
+#include "quarnex/times_and_limits.h"
 
 namespace quarnex {
-namespace {
-constexpr std::int16_t kExpiriesTolerated = 1;
-}
-
 void keepAliveExpired(Library& library, ConnectionRecord& rec) {
   BufferPut(rec.CodaInvio, "9!");
   rec.ContaAlive = toInteger(rec.ContaAlive + 1);
   ArmaAlive(library, rec);
-  if (rec.ContaAlive <= kExpiriesTolerated) return;
+  if (rec.ContaAlive <= kSilentPeriodsTolerated) return;
   ErroreETH(library, rec.IdxQuarn, 0, "TIMEOUT Alive " + EthTag(library, rec.IdxQuarn));
   RinnovaAlive(library, rec);
   NonRisponde(library, rec, {FailureKind::KeepAliveTimeout});

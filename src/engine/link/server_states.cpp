@@ -9,12 +9,10 @@
 #include "engine/records/integer.h"
 #include "engine/records/record_operations.h"
 #include "engine/records/trap.h"
+#include "quarnex/times_and_limits.h"
 
 namespace quarnex {
 namespace {
-
-constexpr std::int32_t kIdleStateMax = 1;  // states 0 and 1 are idle, every other value is not
-constexpr std::int16_t kListenSeconds = 60;
 
 void traceLocalPort(Library& library, const ConnectionRecord& record, Trap& trap, const char* action) {
   std::int16_t port = 0;
@@ -40,8 +38,7 @@ void HandleServer(Library& library, ConnectionRecord& record) {
   std::int32_t state = 0;
   trap([&] { state = ServerSocket(library, record.IdxServer).state(); });
   if (!ScadenzaPassata(library, record.ScadenzaStato)) return;
-  const bool idle = state >= 0 && state <= kIdleStateMax;
-  trap([&] { idle ? AscoltaServer(library, record) : TimeoutAscolto(library, record); });
+  trap([&] { isIdle(state) ? AscoltaServer(library, record) : TimeoutAscolto(library, record); });
 }
 
 void AscoltaServer(Library& library, ConnectionRecord& record) {

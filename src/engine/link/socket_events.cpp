@@ -16,15 +16,11 @@
 #include "engine/records/integer.h"
 #include "engine/records/record_operations.h"
 #include "engine/records/trap.h"
+#include "quarnex/times_and_limits.h"
 #include "services/assertion.h"
 
 namespace quarnex {
 namespace {
-
-constexpr std::int16_t kConnectedSeconds = 60;  // not watched while connected
-constexpr std::int16_t kClientCloseSeconds = 20;
-constexpr std::int16_t kServerCloseSeconds = 10;
-constexpr std::int16_t kListenAgainSeconds = 60;
 
 // The link that owns instance `Index`, or nullptr for an instance that no link has.
 ConnectionRecord* linkOf(Library& library, const std::vector<std::int16_t>& links, std::int16_t Index) {
@@ -95,11 +91,11 @@ void acceptFailed(Library& library, ConnectionRecord& record, std::int16_t Index
 void afterAcceptClose(Library& library, ConnectionRecord& record, std::int16_t Index, std::int16_t ErrorCode,
                       Trap& trap) {
   if (!record.Aperto) {
-    ImpostaStato(library, record, kSocketPhase, kServerCloseSeconds);
+    ImpostaStato(library, record, kSocketPhase, kListenAgainSeconds);
     trap([&] { ServerSocket(library, Index).close(); });
     trap([&] { ChiudiServer(library, record.IdxQuarn); });
   } else if (ErrorCode != 0) {
-    ImpostaStato(library, record, kSocketPhase, kServerCloseSeconds);
+    ImpostaStato(library, record, kSocketPhase, kListenAgainSeconds);
     trap([&] { SrvAccept(library, Index).close(); });
     trap([&] { ServerSocket(library, Index).close(); });
   } else {
@@ -108,7 +104,7 @@ void afterAcceptClose(Library& library, ConnectionRecord& record, std::int16_t I
       Traccia(library, record.IdxQuarn, " RIASCOLTO ", EthTag(library, record.IdxQuarn), ' ', port);
     });
     trap([&] { ServerSocket(library, Index).listen(); });
-    ImpostaStato(library, record, kSocketPhase, kListenAgainSeconds);
+    ImpostaStato(library, record, kSocketPhase, kListenSeconds);
   }
 }
 
@@ -138,7 +134,7 @@ void ClientSocket_Close(Library& library, std::int16_t Index, std::int16_t Error
   if (ErrorCode != 0) {
     trap([&] { ErroreSocketClient(library, record->IdxQuarn, ErrorCode, "ClientSocket_Close"); });
   }
-  ImpostaStato(library, *record, kSocketPhase, kClientCloseSeconds);
+  ImpostaStato(library, *record, kSocketPhase, kCallAgainSeconds);
   if (!record->Aperto) trap([&] { ChiudiClient(library, *record); });
   trap([&] { TracciaSocketClient(library, record->IdxQuarn, Index); });
 }
@@ -178,7 +174,7 @@ void ServerSocket_Close(Library& library, std::int16_t Index, std::int16_t Error
   if (ErrorCode != 0) {
     trap([&] { ErroreSocketServer(library, record->IdxQuarn, ErrorCode, "ServerSocket_Close"); });
   }
-  ImpostaStato(library, *record, kSocketPhase, kServerCloseSeconds);
+  ImpostaStato(library, *record, kSocketPhase, kListenAgainSeconds);
   if (!record->Aperto) trap([&] { ChiudiServer(library, record->IdxQuarn); });
   trap([&] { TracciaSocketServer(library, record->IdxQuarn, Index); });
 }

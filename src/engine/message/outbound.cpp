@@ -5,12 +5,10 @@
 #include "engine/diagnostics/trace.h"
 #include "engine/message/service_words.h"
 #include "engine/records/record_operations.h"
+#include "quarnex/times_and_limits.h"
 
 namespace quarnex {
 namespace {
-
-constexpr std::size_t kTextsPerBatchMax = 20;
-constexpr std::int16_t kRepetitionTicks = 25;
 
 // The texts leave the queue when the whole message is made: without memory for it they stay.
 void buildBatch(ConnectionRecord& rec) {

@@ -8,16 +8,13 @@
 #include "engine/records/integer.h"
 #include "engine/records/record_operations.h"
 #include "engine/records/trap.h"
+#include "quarnex/times_and_limits.h"
 
 namespace quarnex {
 namespace {
 
-constexpr std::int16_t kMessageLengthMin = 12;
-constexpr std::int16_t kCountPosition = 7;
-constexpr std::int16_t kFieldLengthMin = 2;
-
 void deliverField(Library& library, ConnectionRecord& rec, std::string_view field) {
-  if (field.size() < kFieldLengthMin) return;
+  if (field.size() < kTextLengthMin) return;
   if (field.front() == '9') return GestisciServizio(library, rec, field);
   rec.RicevutoCMD = true;
   ++rec.history.textsReceived;
@@ -27,8 +24,8 @@ void deliverField(Library& library, ConnectionRecord& rec, std::string_view fiel
 
 // Positions count from 1 and are 16-bit: one that would pass 32,767 fails and stays where it is.
 void readFields(Library& library, ConnectionRecord& rec, std::string_view messaggio, Trap& trap) {
-  const int count = static_cast<unsigned char>(messaggio[kCountPosition - 1]) - '0';
-  std::int16_t position = kCountPosition + 1;
+  const int count = static_cast<unsigned char>(messaggio[kFieldCountPosition - 1]) - '0';
+  std::int16_t position = kFieldCountPosition + 1;
   for (int i = 0; i < count && CarattereUguale(messaggio, position, '|'); ++i) {
     trap([&] { position = toInteger(position + 1); });
     const std::string_view rest = messaggio.substr(static_cast<std::size_t>(position - 1));

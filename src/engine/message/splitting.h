@@ -8,6 +8,9 @@
 
 namespace quarnex {
 
+/// Position of the number of fields in a message, from 1.
+constexpr std::int16_t kFieldCountPosition = 7;
+
 /// Handles the message of one good frame: raises 701 if it was not reported yet and, from 12 characters on,
 /// counts the message as a sign of life, hands service words on and puts host texts into `CodaArrivo`. A
 /// failing step is skipped and traced at the end; a message longer than 32,767 characters delivers nothing.

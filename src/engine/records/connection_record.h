@@ -29,7 +29,7 @@ constexpr std::int16_t kHandlerRunning = 0;
 
 /// What happened on a link, for `LinkSnapshot` only: nothing that the link does depends on it.
 struct LinkHistory {
-  Instant since;       // begin of this connection, or of the time without one
+  Instant since;                 // begin of this connection, or of the time without one
   bool messageReceived = false;  // a message has arrived on this connection
   std::unique_ptr<LinkFailure> lastFailure;
   std::uint64_t textsSent = 0, textsReceived = 0;

@@ -61,6 +61,11 @@ class FrmSock final : public SocketEvents, public TimerEvents {
   std::vector<std::unique_ptr<SocketInstance>> elements_[3];  // by array, then by index
 };
 
+/// True if a socket that reads `state` is free to listen or call.
+constexpr bool isIdle(std::int32_t state) {
+  return state == 0 || state == 1;
+}
+
 FrmSock& makeForm(Library& library);
 
 /// The library's form, made on first use.

@@ -1,14 +1,10 @@
 #include "engine/records/record_operations.h"
 
 #include "engine/records/text_pieces.h"
+#include "quarnex/times_and_limits.h"
 #include "services/assertion.h"
 
 namespace quarnex {
-namespace {
-constexpr std::int16_t kAliveSecondsClient = 10;
-constexpr std::int16_t kAliveSecondsServer = 15;
-constexpr std::int16_t kReplySeconds = 5;
-}  // namespace
 
 Instant CalcolaScadenza(Library& library, std::int16_t seconds) {
   return {library.services.clock.now().second + seconds};
@@ -30,7 +26,7 @@ void ImpostaStatoB(Library& library, ConnectionRecord& record, std::int16_t valo
 
 void ArmaAlive(Library& library, ConnectionRecord& record) {
   record.ScadenzaAlive =
-      CalcolaScadenza(library, record.ConnessioneClient ? kAliveSecondsClient : kAliveSecondsServer);
+      CalcolaScadenza(library, record.ConnessioneClient ? kClientAliveSeconds : kServerAliveSeconds);
 }
 
 void RinnovaAlive(Library& library, ConnectionRecord& record) {
@@ -41,7 +37,7 @@ void RinnovaAlive(Library& library, ConnectionRecord& record) {
 void ResetScambio(Library& library, ConnectionRecord& record) {
   record.FrameCompleto = false;
   clearText(record.FrameRicevuto);
-  ImpostaStato(library, record, kSocketPhase, 1);
+  ImpostaStato(library, record, kSocketPhase, kResetSeconds);
   record.InFrame = false;
   record.FrameInCorso.clear();
   record.InEsecuzione = kHandlerFree;

@@ -2,14 +2,12 @@
 
 #include <algorithm>
 #include <cstring>
+#include "quarnex/times_and_limits.h"
 
 #include "services/assertion.h"
 
 namespace quarnex {
 namespace {
-
-constexpr std::int16_t kGrowthLimit = 5000;
-constexpr std::int16_t kGrowthStep = 100;
 
 using Length = std::size_t;
 
@@ -40,8 +38,8 @@ void BufferInit(TextBuffer& buffer, std::int16_t capacity) {
 void BufferPut(TextBuffer& buffer, std::string_view text) {
   QUARNEX_ASSERT(isSound(buffer));
   if (buffer.Capacity <= 0) return;
-  if (buffer.Count >= buffer.Capacity && buffer.Capacity < kGrowthLimit) {
-    buffer.Capacity = static_cast<std::int16_t>(buffer.Capacity + kGrowthStep);
+  if (buffer.Count >= buffer.Capacity && buffer.Capacity < kQueueCapacityMax) {
+    buffer.Capacity = static_cast<std::int16_t>(buffer.Capacity + kQueueGrowth);
   }
   if (buffer.Count >= buffer.Capacity) BufferDrop(buffer);
   if (!buffer.Items) buffer.Items = std::make_unique<ByteChunks>();

@@ -1,10 +1,10 @@
 #include "engine/records/text_pieces.h"
+#include "services/byte_queue.h"
 
 namespace quarnex {
 namespace {
 
 constexpr int kDigitsMax = 20;  // of 64 bits
-constexpr std::size_t kKeptBytes = 4096;
 }  // namespace
 
 void append(std::string& text, ZeroPadded number) {
@@ -19,7 +19,7 @@ void append(std::string& text, ZeroPadded number) {
 }
 
 void clearText(std::string& text) {
-  if (text.capacity() > kKeptBytes) {
+  if (text.capacity() > kKeptCapacityMax) {
     std::string().swap(text);
   } else {
     text.clear();

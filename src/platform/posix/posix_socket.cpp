@@ -20,7 +20,7 @@ constexpr int kCallersPerTurnMax = 64;
 constexpr int kDiscardsMax = 64;  // 4 MiB at most; a peer that has sent more may see a reset
 
 sockaddr_in endpoint(in_addr address, std::int32_t port) {
-  if (port < 1 || port > 65535) throw socketFailure(EADDRNOTAVAIL);
+  if (port < 1 || port > kPortMax) throw socketFailure(EADDRNOTAVAIL);
   sockaddr_in result{};
   result.sin_family = AF_INET;
   result.sin_addr = address;

@@ -10,7 +10,6 @@
 
 namespace quarnex {
 namespace {
-constexpr std::size_t kFetchBytesMax = std::size_t{64} * 1024;
 constexpr std::size_t kInstancesPerChunkMax = 256;  // the pool may keep as much memory unused
 }  // namespace
 

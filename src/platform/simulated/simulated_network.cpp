@@ -6,11 +6,11 @@
 #include <utility>
 
 #include "quarnex/failure.h"
+#include "services/socket_service.h"
 
 namespace quarnex::simulated {
 namespace {
 
-constexpr std::int32_t kLastPort = 65535;
 constexpr std::int32_t kFirstFreePort = 49152;
 
 // The four numbers of a dotted address; nothing if it is none.
@@ -53,7 +53,7 @@ void Network::leave(Address address, const Listener& listener) {
 
 std::int32_t Network::freePort(int machine) {
   do {
-    lastFreePort_ = lastFreePort_ == kLastPort ? kFirstFreePort : lastFreePort_ + 1;
+    lastFreePort_ = lastFreePort_ == kPortMax ? kFirstFreePort : lastFreePort_ + 1;
   } while (listening({machine, lastFreePort_}));
   return lastFreePort_;
 }

@@ -7,9 +7,6 @@
 namespace quarnex::simulated {
 namespace {
 
-constexpr std::size_t kFetchBytesMax = 65'536;
-constexpr std::int32_t kLastPort = 65535;
-
 Failure addressNotAvailable() {
   return Failure(10049, "Cannot assign requested address");
 }
@@ -19,7 +16,7 @@ Failure notConnected() {
 }
 
 void requirePort(std::int32_t port) {
-  if (port < 1 || port > kLastPort) throw addressNotAvailable();
+  if (port < 1 || port > kPortMax) throw addressNotAvailable();
 }
 
 int requireMachine(std::string_view dotted, int viewer) {

@@ -4,6 +4,7 @@
 #include <string_view>
 #include <vector>
 
+#include "quarnex/times_and_limits.h"
 #include "simulation/peers/wire_format.h"
 
 namespace quarnex::simulation {
@@ -11,8 +12,6 @@ namespace {
 
 constexpr std::string_view kWords[] = {"9ACK", "9QRY", "9NODATA", "9CMD",    "9!", "9OKAY000",
                                        "9K",   "9.",   "9",       "9\xA7YZ", ""};
-constexpr std::size_t kLongestMessage = 32767;
-constexpr int kProbesMax = 207;
 
 std::string_view anyWord(Random& random) {
   return kWords[random.below(static_cast<std::uint32_t>(std::size(kWords)))];
@@ -54,7 +53,7 @@ std::string anyCount(Random& random, int identifier) {
 
 std::string limitMessage(Random& random, int identifier) {
   const std::string head = wire::message(identifier, {"9CMD"}) + kHostileMark;
-  return wire::frame(head + std::string(kLongestMessage + random.below(2) - head.size() - 1, 'x') + '|');
+  return wire::frame(head + std::string(kMessageLengthMax + random.below(2) - head.size() - 1, 'x') + '|');
 }
 
 std::string wordMix(Random& random, int identifier) {
@@ -64,7 +63,7 @@ std::string wordMix(Random& random, int identifier) {
 }
 
 std::string probes(Random& random, int identifier) {
-  return framed(identifier, std::vector<std::string>(1 + random.below(kProbesMax), "9!"));
+  return framed(identifier, std::vector<std::string>(1 + random.below(kFieldsMax), "9!"));
 }
 
 std::string forgedReport(Random& random, int identifier) {

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <utility>
 
+#include "quarnex/times_and_limits.h"
 #include "simulation/checks/engine_watch.h"
 #include "simulation/checks/memory_bound.h"
 #include "simulation/faults/fault_plan.h"
@@ -24,7 +25,6 @@ constexpr Milliseconds kTextPause = 3 * kSecond;
 // attempt, up to 20 until the other side makes its own, and the ticks between.
 constexpr Milliseconds kRecoveryMax = 95 * kSecond;
 constexpr Milliseconds kBatchMax = 10 * kSecond;
-constexpr int kTextsPerBatch = 20;
 // A tick takes one frame, and its answer may meet as many at the other end.
 constexpr Milliseconds kFrameMax = 400;
 constexpr std::size_t kFrameBytesMin = 20;
@@ -144,7 +144,7 @@ class Run {
   // What is queued goes out, while nothing new comes.
   void settle() {
     setTraffic(0);
-    const Milliseconds batches = mostQueued() / kTextsPerBatch + 1;
+    const Milliseconds batches = mostQueued() / static_cast<Milliseconds>(kTextsPerBatchMax) + 1;
     const auto frames = static_cast<Milliseconds>(mostUntaken() / kFrameBytesMin);
     await([this] { return mostQueued() == 0 && mostUntaken() <= kFewBytes && site_.allConnected(); },
           kRecoveryMax + batches * kBatchMax + frames * kFrameMax,

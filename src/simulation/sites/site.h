@@ -66,7 +66,6 @@ class Place {
 
 /// With one type of peer, more links than this cannot have a port each and be told apart in messages.
 constexpr int kTcpLinksMax = 1000;
-constexpr int kLinksMax = 32'767;
 constexpr std::int32_t kPortOfIdentifier0 = 20100;
 
 class Site {
