@@ -236,7 +236,7 @@ std::vector<Argument> argumentsFor(ManyPlan& many) {
       {.name = "--expect-all",
        .placeholder = "",
        .help = "fail if a fault, a kind of fault, a cause or a trace text occurred fewer than " +
-               std::to_string(kLeastSeen) + " times",
+               std::to_string(kOccurrencesMin) + " times",
        .store = setFlag(many.expectAll)}};
 }
 
