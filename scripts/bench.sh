@@ -7,7 +7,7 @@ if [[ $# -gt 1 || ( $# -eq 1 && $1 != --quick ) ]]; then
     echo "usage: scripts/bench.sh [--quick]" >&2
     exit 2
 fi
-scripts/install_packages.sh check
+scripts/packages.sh bench
 cmake --preset release -B build/bench -DQUARNEX_BENCH=ON -DQUARNEX_TESTS=OFF -DQUARNEX_TOOLS=OFF >/dev/null
 cmake --build build/bench -j "$(nproc)" --target quarnex_benchmarks quarnex_links quarnex_floor
 python3 bench/compare.py build/bench/bin "$@"

@@ -6,14 +6,6 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 readonly model=docs/model/exchange.pml checks=docs/model/checks.txt output=build/model
 
-install_spin() {
-    if command -v spin >/dev/null; then return; fi
-    local as_root=()
-    [[ $(id -u) -eq 0 ]] || as_root=(sudo)
-    "${as_root[@]}" apt-get update -qq
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends spin
-}
-
 # list [NAME...]: the checks as lines of five fields without blanks around "|".
 list() {
     sed -E '/^(#|$)/d; s/ *\| */|/g' "$checks" | awk -F'|' -v wanted=" $* " 'wanted == "  " || index(wanted, " " $1 " ")'
@@ -93,7 +85,7 @@ run_checks() {
 
 main() {
     require_known "$@"
-    install_spin
+    scripts/packages.sh model
     rm -rf "$output"
     mkdir -p "$output"
     run_checks "$@"

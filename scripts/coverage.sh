@@ -8,7 +8,7 @@ if [[ $# -gt 0 ]]; then
     echo "usage: scripts/coverage.sh" >&2
     exit 2
 fi
-scripts/install_packages.sh coverage
+scripts/packages.sh coverage
 if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
 readonly build=build/coverage
 
@@ -23,7 +23,7 @@ for tests in quarnex_tests quarnex_memory_tests; do "$build/bin/$tests" --gtest_
 "$build/bin/quarn" replay tests/data/recordings/*.jsonl >/dev/null
 for seed in 1 2 3; do "$build/bin/quarn" simulate --seed "$seed" --hours 2 >/dev/null 2>&1; done
 "$build/bin/quarn" simulate --seed 7 --hours 24 --links 3 >/dev/null 2>&1
-"$build/bin/quarn" simulate --seed 1 --hours 12 --faults endless,backlog >/dev/null 2>&1
+"$build/bin/quarn" simulate --seed 1 --hours 12 --faults large >/dev/null 2>&1
 for target in received message; do "$build/bin/fuzz_$target" "fuzz/corpus/$target" >/dev/null; done
 QUARN="$PWD/$build/bin/quarn" PYTHONDONTWRITEBYTECODE=1 python3 tests/tool/live_test.py 2>&1 | tail -n 1
 

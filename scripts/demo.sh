@@ -7,13 +7,13 @@ cd "$(dirname "$0")/.."
 [[ $# -eq 0 ]] || { echo "usage: scripts/demo.sh" >&2; exit 2; }
 
 readonly type=DEMO texts=8 seconds_max=58
-quarn=build/release/bin/quarn
+quarn=build/tool/bin/quarn
 
 build() {
-    scripts/install_packages.sh
-    echo "Building $quarn (the first time takes a minute or two)"
-    cmake --preset release >/dev/null
-    cmake --build --preset release --target quarn -j "$(nproc)"
+    scripts/packages.sh --install tool
+    echo "Building $quarn (the first time takes about a minute)"
+    cmake --preset tool >/dev/null
+    cmake --build --preset tool --target quarn -j "$(nproc)"
 }
 
 find_free_identifier() {

@@ -22,7 +22,7 @@ for name in "$@"; do
 done
 [[ $# -gt 0 ]] || set -- reconnections threads kills
 
-scripts/install_packages.sh check
+scripts/packages.sh endurance
 export PYTHONDONTWRITEBYTECODE=1
 if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
 jobs=$(nproc)

@@ -1,38 +1,48 @@
 #!/usr/bin/env bash
-# Fuzzes each target for the given time (default 60 seconds each; ten in the tests), all corpora first, and checks that
-# the planted fault is found. A finding stays in build/fuzz/findings and fails the run.
+# Fuzzes each target, with its corpus first, and checks that the fault planted in one target is found:
+#   scripts/fuzz.sh [SECONDS]    for so many seconds each (default 60), from a fresh seed
+#   scripts/fuzz.sh --fixed      for a fixed number of runs from a fixed seed: the same result every time
+# A finding stays in build/asan-clang/findings and fails the script.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-readonly seconds=${1:-60} build=build/fuzz
-if ! [[ $seconds =~ ^[1-9][0-9]*$ ]]; then
-    echo "usage: scripts/fuzz.sh [SECONDS]: seconds for each target, 1 or more" >&2
+readonly amount=${1:-60} build=build/asan-clang
+if ! [[ $# -le 1 && $amount =~ ^([1-9][0-9]*|--fixed)$ ]]; then
+    echo "usage: scripts/fuzz.sh [SECONDS | --fixed]: seconds for each target, 1 or more" >&2
     exit 2
 fi
 
-scripts/install_packages.sh check
-cmake --preset asan -B "$build" -DCMAKE_CXX_COMPILER=clang++ -DQUARNEX_FUZZ=ON -DQUARNEX_TOOLS=OFF \
-    -DCMAKE_CXX_FLAGS=-fsanitize=fuzzer-no-link >/dev/null
+scripts/packages.sh test
+cmake --preset asan-clang >/dev/null
 cmake --build "$build" -j "$(nproc)" --target fuzz_received fuzz_message fuzz_rpc fuzz_recording fuzz_planted
 
-mkdir -p "$build/findings"
-# fuzz TARGET SECONDS CORPUS
+# fuzz TARGET RUNS: with fixed runs, nothing that earlier runs found is used.
 fuzz() {
-    mkdir -p "$build/corpus/$1"
-    "$build/bin/fuzz_$1" -max_total_time="$2" -max_len=4096 -dict=fuzz/words.dict -print_final_stats=1 \
-        -artifact_prefix="$build/findings/$1-" "$build/corpus/$1" "$3" >"$build/$1.log" 2>&1
+    local limits=(-max_total_time="$amount") corpus=$build/corpus/$1
+    if [[ $amount == --fixed ]]; then
+        limits=(-seed=1 -runs="$2")
+        rm -rf "$corpus"
+    fi
+    mkdir -p "$build/findings" "$corpus"
+    "$build/bin/fuzz_$1" "${limits[@]}" -max_len=4096 -dict=fuzz/words.dict -print_final_stats=1 \
+        -artifact_prefix="$build/findings/$1-" "$corpus" "fuzz/corpus/$1" >"$build/$1.log" 2>&1
 }
 
 status=0
-for target in received message rpc recording; do
-    if fuzz "$target" "$seconds" "fuzz/corpus/$target"; then
-        echo "$target: $(sed -n 's/stat::number_of_executed_units: *//p' "$build/$target.log") runs, no finding"
+try() {
+    if fuzz "$@"; then
+        echo "$1: $(sed -n 's/stat::number_of_executed_units: *//p' "$build/$1.log") runs, no finding"
     else
-        tail -n 20 "$build/$target.log"
-        echo "$target: FINDING, see $build/findings"
+        tail -n 20 "$build/$1.log"
+        echo "$1: FINDING, see $build/findings"
         status=1
     fi
-done
-if fuzz planted 120 fuzz/corpus/planted; then
+}
+
+try received 50000
+try message 50000
+try rpc 20000
+try recording 20000
+if fuzz planted 1000000; then
     echo "planted: the fault was NOT found"
     status=1
 else

@@ -1,8 +1,28 @@
 #!/usr/bin/env bash
-# Runs clang-tidy over the sources, or over those whose path matches the argument: scripts/lint.sh src/engine/exchange
+# Runs clang-tidy over all sources, over those below a path, or over the 16 that were changed last:
+#   scripts/lint.sh [PATH | --recent]
+# A changed header counts as the source of the same name.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/install_packages.sh check
-cmake --preset debug >/dev/null
-run-clang-tidy -quiet -p build/debug -j "$(nproc)" "$PWD/(${1:-src|apps|tests|bench})/.*" \
-    2> >(grep -v ' warnings\? generated' >&2)
+[[ $# -le 1 ]] || { echo "usage: scripts/lint.sh [PATH | --recent]" >&2; exit 2; }
+scripts/packages.sh test
+readonly recent_max=16 build=build/lint
+cmake --preset debug -B "$build" -DQUARNEX_BENCH=ON >/dev/null
+
+# The sources that a build compiles, one per line.
+compiled() { sed -nE "s|^ *\"file\": \"$PWD/(.*)\",?$|\1|p" "$build/compile_commands.json" | sort -u; }
+
+# The sources whose file or header was changed last, in the working tree or in a commit; those changed last come first.
+changed() {
+    { git diff --name-only HEAD; git log --name-only --format=; } | sed -nE 's/\.(cpp|h)$/.cpp/p' | awk '!seen[$0]++'
+}
+
+chosen() {
+    if [[ ${1:-} == --recent ]]; then
+        changed | grep -Fxf <(compiled) | head -n "$recent_max" || true
+    else
+        compiled | grep -E "^${1:-}"
+    fi
+}
+
+chosen "$@" | xargs -P "$(nproc)" -n 1 clang-tidy -quiet -p "$build" 2> >(grep -v ' warnings\? generated' >&2)

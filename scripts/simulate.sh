@@ -1,15 +1,16 @@
 #!/usr/bin/env bash
-# Simulates the seeds of tests/simulation/seeds.txt, then LINK-YEARS (default 25) of sites under faults from a fresh seed,
-# which it prints. Exit status 1 if a run has a finding; it then prints the folder of the recordings and the command that
-# runs that seed again.
+# Simulates the seeds of tests/simulation/seeds.txt, then LINK-YEARS (default 25) of sites under faults, from SEED on or
+# from a fresh seed, which it prints. With SEED, the same runs take place every time. Exit status 1 if a run has a finding;
+# it then prints the folder of the recordings and the command that runs that seed again.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 readonly years=${1:-25} hours=24 links=10
-if ! [[ $years =~ ^[1-9][0-9]{0,4}$ ]]; then
-    echo "usage: scripts/simulate.sh [LINK-YEARS]: a whole number from 1 to 99999" >&2
+if ! [[ $# -le 2 && $years =~ ^[1-9][0-9]{0,4}$ && ${2:-0} =~ ^[0-9]+$ ]]; then
+    echo "usage: scripts/simulate.sh [LINK-YEARS [SEED]]: LINK-YEARS is a whole number from 1 to 99999" >&2
     exit 2
 fi
 
+scripts/packages.sh tool
 jobs=$(nproc)
 cmake --preset release -DQUARNEX_TOOLS=ON >/dev/null
 cmake --build --preset release -j "$jobs" --target quarn
@@ -37,10 +38,12 @@ done <tests/simulation/seeds.txt
 # A run of this length sees each fault, cause and trace text often enough.
 expectations=()
 [[ $years -lt 25 ]] || expectations=(--expect-all)
-seed=$((SRANDOM))
+# Fresh seeds end with the link-hours. Those of a fixed run are counted, so that their number does not depend on the speed.
+seed=${2:-$SRANDOM} amount=(--seeds 1000000 --link-hours $((years * 8766)))
+[[ $# -lt 2 ]] || amount=(--seeds $((years * 8766 / (4 * links * hours) + 1)))
 echo "from seed $seed on"
-if ! simulate $((600 + 60 * years)) --seed "$seed" --seeds 1000000 --link-hours $((years * 8766)) --jobs "$jobs" \
-    --hours "$hours" --links "$links" "${expectations[@]}"; then
+if ! simulate $((600 + 60 * years)) --seed "$seed" "${amount[@]}" --jobs "$jobs" --hours "$hours" \
+    --links "$links" "${expectations[@]}"; then
     echo "again: $quarn simulate --seed THE-SEED-NAMED-ABOVE --hours $hours --links $links"
     status=1
 fi

@@ -1,13 +1,17 @@
 #!/usr/bin/env bash
-# Builds the project as released, and with Clang and the sanitizers, and runs every test with both; simulates 25 link-years,
-# puts ten faults into the code, kills processes, plays the model and the fuzz targets for a short time; checks the
-# format and the scripts. Prints the totals; exit status 0 only if all is well.
+# Decides whether a change is good, the same way each time: builds and tests with GCC as a release and with Clang and the
+# sanitizers, fuzzes and simulates with fixed seeds, checks the model, the packages, the format, and the sources changed
+# last with the linter. Takes about ten minutes on two cores.
+# With --long, afterwards also what is random or takes hours: fresh seeds, 25 link-years, every mutation, endurance,
+# ThreadSanitizer, coverage and the linter on all sources.
+# Installs the Debian packages that are missing, but not if QUARNEX_NO_INSTALL=1. Exit status 0 only if every check passed.
 # shellcheck disable=SC2317 # the functions are called through "check"
 set -uo pipefail
 cd "$(dirname "$0")/.." || exit 1
-[[ $# -eq 0 ]] || { echo "usage: scripts/test.sh" >&2; exit 2; }
+[[ $# -eq 0 || ( $# -eq 1 && $1 == --long ) ]] || { echo "usage: scripts/test.sh [--long]" >&2; exit 2; }
+long=$#
 jobs=$(nproc)
-results=()
+results=() closing=()
 failed=0
 if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
 
@@ -17,39 +21,60 @@ check() {
     shift
     printf '\n== %s\n' "$name"
     "$@" || { outcome=FAILED; failed=1; }
-    results+=("$(printf '%-36s %-7s %4d s' "$name" "$outcome" $((SECONDS - start)))")
+    results+=("$(printf '%-44s %-7s %4d s' "$name" "$outcome" $((SECONDS - start)))")
     [[ $outcome == ok ]]
 }
 
-# build PRESET FOLDER OPTION...
 build() {
-    cmake --preset "$1" -B "build/$2" -DQUARNEX_TESTS=ON "${@:3}" && cmake --build "build/$2" -j "$jobs"
+    cmake --preset "$1" && cmake --build "build/$1" -j "$jobs"
 }
 
+# run_tests PRESET: the closing lines of ctest are repeated at the end.
 run_tests() {
     local log="build/$1/test.log" status
     ctest --test-dir "build/$1" --output-on-failure --timeout 300 -j "$jobs" | tee "$log"
     status=${PIPESTATUS[0]}
-    results+=("  $1: $(grep -E 'tests passed' "$log" || echo 'no tests were run')")
+    closing+=("" "ctest of build/$1:" "$(sed -n '/tests passed/,$p' "$log")")
     return "$status"
+}
+
+build_and_test() {
+    check "build: $1" build "$1" && check "tests: $1" run_tests "$1"
 }
 
 check_format() {
     git ls-files -z '*.cpp' '*.h' | xargs -0 clang-format --dry-run --Werror
 }
 
-scripts/install_packages.sh check || exit 1
-check "format" check_format
-check "scripts" shellcheck scripts/*.sh .ci/run
-check "build: release" build release release && check "tests: release" run_tests release
-check "build: sanitizers, Clang" build asan asan-clang -DCMAKE_CXX_COMPILER=clang++ &&
-    check "tests: sanitizers, Clang" run_tests asan-clang
-check "model of the exchange" scripts/check_model.sh
-check "fuzzing, ten seconds a target" scripts/fuzz.sh 10
-check "25 simulated link-years" scripts/simulate.sh 25
-check "endurance, in short" scripts/endurance.sh --quick
-check "ten faults in the code, noticed" tests/mutations/check_tests.py --draw 10
+everywhere_the_same() {
+    check "format" check_format
+    check "scripts" shellcheck scripts/*.sh .ci/run
+    build_and_test release
+    build_and_test asan-clang
+    check "fuzzing, fixed seed" scripts/fuzz.sh --fixed
+    check "4 simulated link-years, fixed seeds" scripts/simulate.sh 4 1
+    check "model of the exchange" scripts/check_model.sh
+    check "linter on the sources changed last" scripts/lint.sh --recent
+    check "packages and their users" scripts/check_install.sh
+}
 
-printf '\n== Summary\n'
+random_or_long() {
+    check "fuzzing, fresh seed, a minute per target" scripts/fuzz.sh 60
+    check "25 simulated link-years, fresh seeds" scripts/simulate.sh 25
+    check "linter on all sources" scripts/lint.sh
+    check "coverage" scripts/coverage.sh
+    check "endurance and ThreadSanitizer" scripts/endurance.sh
+    check "recordings of real links, an hour" scripts/endurance.sh recording
+    check "every mutation" tests/mutations/check_tests.py
+}
+
+purposes=(test model package)
+[[ $long -eq 0 ]] || purposes+=(endurance coverage)
+scripts/packages.sh --install "${purposes[@]}" || exit 1
+everywhere_the_same
+[[ $long -eq 0 ]] || random_or_long
+
+printf '\n== Summary after %d s\n' "$SECONDS"
 printf '%s\n' "${results[@]}"
+printf '%s\n' "${closing[@]:-no tests were run}"
 exit "$failed"

@@ -1,0 +1,57 @@
+#!/usr/bin/env bash
+# Prints the Debian packages that are missing for a purpose and fails, or installs them:
+#   scripts/packages.sh [--install] tool|test|package|bench|model|endurance|coverage...
+# With --install, which only scripts/demo.sh and scripts/test.sh pass on, the missing packages are installed after their
+# names have been printed, but not if QUARNEX_NO_INSTALL=1.
+set -euo pipefail
+
+declare -A packages=(
+    [tool]="cmake ninja-build g++ libcli11-dev nlohmann-json3-dev"
+    [test]="libgtest-dev libgmock-dev python3 git clang libclang-rt-dev clang-format clang-tidy shellcheck libbenchmark-dev"
+    [package]="dpkg-dev pkg-config lintian zsh fish"
+    [bench]="libbenchmark-dev python3"
+    [model]="spin gcc libc6-dev"
+    [endurance]="libbenchmark-dev valgrind iproute2 python3"
+    [coverage]="clang-19 llvm-19 libclang-rt-19-dev libgtest-dev libgmock-dev python3"
+)
+
+usage() {
+    echo "usage: scripts/packages.sh [--install] $(printf '%s\n' "${!packages[@]}" | sort | paste -sd '|')..." >&2
+    exit 2
+}
+
+install=0
+if [[ ${1:-} == --install ]]; then
+    install=1
+    shift
+fi
+[[ $# -gt 0 ]] || usage
+wanted=()
+for purpose in tool "$@"; do
+    [[ -v packages[$purpose] ]] || usage
+    read -ra names <<<"${packages[$purpose]}"
+    wanted+=("${names[@]}")
+done
+
+if ! command -v dpkg-query >/dev/null; then
+    echo "This is no Debian: install the equivalents of these packages yourself, where they are missing: ${wanted[*]}" >&2
+    exit 0
+fi
+
+missing=()
+for name in "${wanted[@]}"; do
+    status=$(dpkg-query --show --showformat='${db:Status-Status}' "$name" 2>/dev/null || true)
+    [[ $status == installed || " ${missing[*]} " == *" $name "* ]] || missing+=("$name")
+done
+[[ ${#missing[@]} -gt 0 ]] || exit 0
+
+echo "Missing packages: ${missing[*]}" >&2
+as_root=()
+if [[ $(id -u) -ne 0 ]]; then as_root=(sudo); fi
+if [[ $install -eq 0 || ${QUARNEX_NO_INSTALL:-0} == 1 ]] || ! command -v "${as_root[@]:-true}" >/dev/null; then
+    echo "Install them, for example as root with: apt-get install ${missing[*]}" >&2
+    exit 1
+fi
+echo "Installing them" >&2
+"${as_root[@]}" apt-get update -qq
+"${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
