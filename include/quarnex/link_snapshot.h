@@ -41,7 +41,7 @@ enum class FailureKind : std::uint8_t {
 /// A name for programs, which no later version changes: "listen-failed", "call-not-started", "send-failed",
 /// "call-failed", "accept-failed", "listen-timeout", "connect-timeout", "keep-alive-timeout",
 /// "reply-timeout", "closed-by-peer", "connection-broken", "peer-asked-to-close".
-const char* nameOf(FailureKind kind);
+QUARNEX_API const char* nameOf(FailureKind kind);
 
 /// One failure of a link.
 struct LinkFailure {
@@ -54,7 +54,7 @@ struct LinkFailure {
 
 /// The reason in plain words, without phase and time: "error 10061, The requested connection has been refused
 /// by the remote host".
-std::string inWords(const LinkFailure& failure);
+QUARNEX_API std::string inWords(const LinkFailure& failure);
 
 /// A read-only view of one link. Times are seconds since 1970-01-01 UTC, counts start when the link is added.
 struct LinkSnapshot {

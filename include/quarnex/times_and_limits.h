@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <limits>
 
+#include "quarnex/export.h"
+
 namespace quarnex {
 
 // Seconds are whole seconds of the wall clock. A time has passed on the first tick that sees a later second,

@@ -9,22 +9,25 @@ import sys
 
 library, headers = sys.argv[1], pathlib.Path(sys.argv[2])
 text = "".join(header.read_text() for header in sorted(headers.glob("quarnex/*.h")))
-declared = set(re.findall(r"(?:class|struct) QUARNEX_API (\w+)", text))
-declared |= set(re.findall(r"^QUARNEX_API [^(;]*?(\w+)\(", text, re.M))
+classes = set(re.findall(r"^(?:class|struct) QUARNEX_API (\w+)", text, re.M))
+functions = re.findall(r"^QUARNEX_API [^(;]*?(\w+)\(", text, re.M)
+wrong = [f"declared in a public header, but not marked: {line}" for line in re.findall(r"^\w.*\);$", text, re.M)
+         if not re.match(r"(QUARNEX_API|constexpr|inline|static_assert|using)\b", line)]
 
 listed = subprocess.run(["nm", "--dynamic", "--defined-only", "--demangle", library], capture_output=True, text=True,
                         check=True).stdout
-exported = set()
-wrong = []
+exported = []
 for line in listed.splitlines():
     symbol = line.split(" ", 2)[2]
     name = re.match(r"(?:(?:vtable|typeinfo|typeinfo name) for )?quarnex::(\w+)", symbol)
-    if name and name[1] in declared:
-        exported.add(name[1])
+    if name and (name[1] in classes or name[1] in functions):
+        exported.append(name[1])
     elif not re.fullmatch(r"QUARNEX_\d+(@@.*)?", symbol):
         wrong.append(f"exported, but marked in no public header: {symbol}")
-wrong += [f"marked in a public header, but not exported: {name}" for name in sorted(declared - exported)]
-if len(declared) < 5:
-    wrong.append(f"found only {len(declared)} marked names in {headers}")
-print("\n".join(wrong) or f"{len(exported)} names are exported, as the public headers mark them")
+wrong += [f"class marked in a public header, but not exported: {name}" for name in sorted(classes - set(exported))]
+wrong += [f"{name} has {functions.count(name)} marked declarations, but {exported.count(name)} exported symbols"
+          for name in sorted(set(functions)) if functions.count(name) != exported.count(name)]
+if not classes or not functions:
+    wrong.append(f"no marked classes or functions in {headers}")
+print("\n".join(wrong) or f"{len(classes)} classes and {len(functions)} functions are exported, as the public headers mark them")
 sys.exit(1 if wrong else 0)
