@@ -1,7 +1,6 @@
 // Defines the lines of a recording: one type per kind, with its values, its JSON members and its words.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -16,16 +15,25 @@
 
 namespace quarnex::recording {
 
-/// A line only refers to its texts, parameters and result. They belong to the engine that is recorded, to a
-/// parser, or to `StoredLines`.
+/// One line. It refers to its texts, parameters and result; they belong to the recorded engine, to a parser
+/// or to `StoredLines`.
 ///
-/// Each type states its kind once:
-/// - `kKeys`: the keys that determine the kind. `kRole`: its place in a step.
-/// - `members`: calls `visit(key, member)` for each JSON member, in the order in which they are written.
-/// Parsing,
-///   writing, hashing and copying are visitors; `self` is const for those that change nothing.
-/// - `words`: the line for people, "" if the printer shows it in another way.
+/// Each kind of line is one type, which states everything about its kind. `kShape` is its place in a step and
+/// the keys that determine it. `members` calls `visit(key, member)` for each JSON member, in their order in a
+/// file; parsing, writing, hashing and copying are such visitors. `words` describes the line for people; it
+/// is empty if the printer shows the line in another way.
+using Line = std::variant<struct CallLine, struct TickLine, struct EventLine, struct TraceLine,
+                          struct OperationLine, struct ResultLine, struct FailureLine, struct EndLine,
+                          struct InvalidLine, struct FetchedLine, struct FailedLine, struct PropertyLine,
+                          struct NowLine, struct MissingLine>;
+
 enum class LineRole : std::uint8_t { Step, Output, Input };
+
+struct LineShape {
+  LineRole role;
+  Key key;
+  Key otherKey = key;  ///< of operations only
+};
 
 /// Operations up to `CloseLog` have lines of their own. The reads behind them, up to `Period`, are
 /// properties. The others have no lines.
@@ -57,8 +65,7 @@ struct StepStart {
 
 /// A host call begins.
 struct CallLine {
-  static constexpr std::array kKeys = {Key::Call};
-  static constexpr LineRole kRole = LineRole::Step;
+  static constexpr LineShape kShape{LineRole::Step, Key::Call};
   StepStart start;
   const Method* method = nullptr;
   std::span<const Value> parameters;
@@ -73,8 +80,7 @@ struct CallLine {
 
 /// The timer ticks.
 struct TickLine {
-  static constexpr std::array kKeys = {Key::Tick};
-  static constexpr LineRole kRole = LineRole::Step;
+  static constexpr LineShape kShape{LineRole::Step, Key::Tick};
   StepStart start;
 
   static void members(auto& visit, auto& self) {
@@ -86,8 +92,7 @@ struct TickLine {
 
 /// A socket raises an event.
 struct EventLine {
-  static constexpr std::array kKeys = {Key::Event};
-  static constexpr LineRole kRole = LineRole::Step;
+  static constexpr LineShape kShape{LineRole::Step, Key::Event};
   StepStart start;
   EventKind event{};
   SocketId socket;
@@ -110,8 +115,7 @@ struct EventLine {
 
 /// The engine traces a text.
 struct TraceLine {
-  static constexpr std::array kKeys = {Key::Trace};
-  static constexpr LineRole kRole = LineRole::Output;
+  static constexpr LineShape kShape{LineRole::Output, Key::Trace};
   std::int16_t link = 0;
   std::string_view text;
   bool operator==(const TraceLine&) const = default;
@@ -125,8 +129,7 @@ struct TraceLine {
 
 /// The engine calls an operation of its services.
 struct OperationLine {
-  static constexpr std::array kKeys = {Key::Did, Key::Sent};
-  static constexpr LineRole kRole = LineRole::Output;
+  static constexpr LineShape kShape{LineRole::Output, Key::Did, Key::Sent};
   Operation operation{};
   SocketId socket;
   Operand argument;
@@ -155,8 +158,7 @@ struct OperationLine {
 
 /// A host call returns.
 struct ResultLine {
-  static constexpr std::array kKeys = {Key::Result};
-  static constexpr LineRole kRole = LineRole::Output;
+  static constexpr LineShape kShape{LineRole::Output, Key::Result};
   const Value* value = nullptr;
   bool operator==(const ResultLine& other) const { return *value == *other.value; }
 
@@ -166,8 +168,7 @@ struct ResultLine {
 
 /// A host call fails.
 struct FailureLine {
-  static constexpr std::array kKeys = {Key::Failure};
-  static constexpr LineRole kRole = LineRole::Output;
+  static constexpr LineShape kShape{LineRole::Output, Key::Failure};
   std::int32_t number = 0;
   std::string_view description;
   bool operator==(const FailureLine&) const = default;
@@ -181,16 +182,13 @@ struct FailureLine {
 
 /// A nested tick or event ends.
 struct EndLine {
-  static constexpr std::array kKeys = {Key::End};
-  static constexpr LineRole kRole = LineRole::Output;
+  static constexpr LineShape kShape{LineRole::Output, Key::End};
   static void members(auto& visit, auto&) { visit(Key::End, True{}); }
   std::string words() const { return ""; }
 };
 
 /// An output with a value that no engine writes, as its JSON: it matches no output.
 struct InvalidLine {
-  static constexpr std::array<Key, 0> kKeys = {};
-  static constexpr LineRole kRole = LineRole::Output;
   std::string_view json;
 
   static void members(auto& visit, auto& self) { visit(Key::Text, self.json); }
@@ -199,8 +197,7 @@ struct InvalidLine {
 
 /// The bytes that the last fetch took.
 struct FetchedLine {
-  static constexpr std::array kKeys = {Key::Fetched};
-  static constexpr LineRole kRole = LineRole::Input;
+  static constexpr LineShape kShape{LineRole::Input, Key::Fetched};
   std::string_view bytes;
   SocketId socket;
 
@@ -213,8 +210,7 @@ struct FetchedLine {
 
 /// The last operation failed, or a read fails until the next output.
 struct FailedLine {
-  static constexpr std::array kKeys = {Key::Failed};
-  static constexpr LineRole kRole = LineRole::Input;
+  static constexpr LineShape kShape{LineRole::Input, Key::Failed};
   Operation operation{};
   SocketId socket;
   std::int32_t number = 0;
@@ -231,8 +227,7 @@ struct FailedLine {
 
 /// A property has this value from here on.
 struct PropertyLine {
-  static constexpr std::array kKeys = {Key::Property};
-  static constexpr LineRole kRole = LineRole::Input;
+  static constexpr LineShape kShape{LineRole::Input, Key::Property};
   Operation operation{};  ///< the read
   SocketId socket;
   Operand value;
@@ -248,8 +243,7 @@ struct PropertyLine {
 
 /// The clock shows this time from here on.
 struct NowLine {
-  static constexpr std::array kKeys = {Key::Now};
-  static constexpr LineRole kRole = LineRole::Input;
+  static constexpr LineShape kShape{LineRole::Input, Key::Now};
   Instant at;
   std::optional<std::int32_t> utcOffset;  ///< seconds; set if it has changed
 
@@ -262,16 +256,12 @@ struct NowLine {
 
 /// Lines that were not recorded: nothing behind this line can be replayed.
 struct MissingLine {
-  static constexpr std::array kKeys = {Key::Missing};
-  static constexpr LineRole kRole = LineRole::Input;
+  static constexpr LineShape kShape{LineRole::Input, Key::Missing};
   std::int64_t bytes = 0;
 
   static void members(auto& visit, auto& self) { visit(Key::Missing, self.bytes); }
   std::string words() const;
 };
-
-using Line = std::variant<CallLine, TickLine, EventLine, TraceLine, OperationLine, ResultLine, FailureLine,
-                          EndLine, InvalidLine, FetchedLine, FailedLine, PropertyLine, NowLine, MissingLine>;
 
 /// True if `line` is of the type of `other` and has its values.
 template <class OneLine>

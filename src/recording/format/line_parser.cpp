@@ -145,8 +145,10 @@ struct KindParser {
 constexpr auto kKindParsers = []<class... Lines>(std::type_identity<std::variant<Lines...>>) {
   std::array<KindParser, kKeys> kinds{};
   const auto add = [&kinds]<class OneLine>(std::type_identity<OneLine>) {
-    for (const Key key : OneLine::kKeys)
-      kinds[static_cast<std::size_t>(key)] = {&parseAs<OneLine>, OneLine::kRole};
+    if constexpr (requires { OneLine::kShape; }) {
+      for (const Key key : {OneLine::kShape.key, OneLine::kShape.otherKey})
+        kinds[static_cast<std::size_t>(key)] = {&parseAs<OneLine>, OneLine::kShape.role};
+    }
   };
   (add(std::type_identity<Lines>{}), ...);
   return kinds;
