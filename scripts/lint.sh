@@ -25,4 +25,4 @@ chosen() {
     fi
 }
 
-chosen "$@" | xargs -P "$(nproc)" -n 1 clang-tidy -quiet -p "$build" 2> >(grep -v ' warnings\? generated' >&2)
+chosen "$@" | xargs -r -P "$(nproc)" -n 1 clang-tidy -quiet -p "$build" 2> >(grep -v ' warnings\? generated' >&2)
