@@ -33,6 +33,20 @@ enum SocketState : std::int32_t {
   kSocketConnected = 4
 };
 
+/// The status text of a state; of any other number that of state 0.
+constexpr std::string_view statusTextOf(std::int32_t state) {
+  switch (state) {
+    case kSocketListening:
+      return "Listening";
+    case kSocketCalling:
+      return "Calling";
+    case kSocketConnected:
+      return "Connected";
+    default:
+      return "Closed";
+  }
+}
+
 /// One socket. Every operation may throw `Failure` with a Windows Sockets number; it returns at once and
 /// never waits for the network. An adapter may deliver events of any instance, or ticks, before an operation
 /// returns.

@@ -122,19 +122,6 @@ void PosixSocket::operator delete(PosixSocket* socket, std::destroying_delete_t)
   sockets.freeInstance(socket);
 }
 
-std::string PosixSocket::statusText() {
-  switch (state_) {
-    case kSocketListening:
-      return "Listening";
-    case kSocketCalling:
-      return "Calling";
-    case kSocketConnected:
-      return "Connected";
-    default:
-      return "Closed";
-  }
-}
-
 void PosixSocket::setLocalAddress(std::string_view dottedText) {
   localAddress_.s_addr = INADDR_ANY;
   localAddressValid_ =

@@ -32,7 +32,7 @@ class alignas(kCacheLine) PosixSocket final : public SocketInstance, private Wat
   static void operator delete(PosixSocket* socket, std::destroying_delete_t);
 
   std::int32_t state() override { return state_; }
-  std::string statusText() override;
+  std::string statusText() override { return std::string(statusTextOf(state_)); }
 
   std::int32_t localPort() override { return localPort_; }
   void setLocalPort(std::int32_t port) override { localPort_ = port; }

@@ -36,19 +36,6 @@ SimulatedSocket::~SimulatedSocket() {
   service_.forget(*this);
 }
 
-std::string SimulatedSocket::statusText() {
-  switch (state_) {
-    case kSocketListening:
-      return "Listening";
-    case kSocketCalling:
-      return "Calling";
-    case kSocketConnected:
-      return "Connected";
-    default:
-      return "Closed";
-  }
-}
-
 void SimulatedSocket::connect() {
   requireIdle();
   requirePort(remotePort_);

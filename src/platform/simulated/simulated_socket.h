@@ -23,7 +23,7 @@ class SimulatedSocket final : public SocketInstance, private Listener, private C
   SimulatedSocket& operator=(const SimulatedSocket&) = delete;
 
   std::int32_t state() override { return state_; }
-  std::string statusText() override;
+  std::string statusText() override { return std::string(statusTextOf(state_)); }
   std::int32_t localPort() override { return localPort_; }
   void setLocalPort(std::int32_t port) override { localPort_ = port; }
   std::int32_t remotePort() override { return remotePort_; }

@@ -1,0 +1,113 @@
+// Provides services in memory: properties read as last set, every operation succeeds, and nothing happens by
+// itself. Replay, tests and benchmarks build on them.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "services/assertion.h"
+#include "services/operation.h"
+#include "services/services.h"
+
+namespace quarnex {
+
+/// A socket that connects to nobody. All fields may be changed from outside at any time.
+class PlainSocket final : public SocketInstance {
+ public:
+  /// The properties that operations set.
+  struct Settings {
+    std::int32_t state = kSocketClosed;
+    std::string statusText{statusTextOf(kSocketClosed)};
+    std::int32_t localPort = 0, remotePort = 0;
+    std::string remoteHost;
+  };
+
+  std::int32_t state() override { return settings.state; }
+  std::string statusText() override { return settings.statusText; }
+  std::int32_t localPort() override { return settings.localPort; }
+  void setLocalPort(std::int32_t port) override { settings.localPort = port; }
+  std::int32_t remotePort() override { return settings.remotePort; }
+  void setRemotePort(std::int32_t port) override { settings.remotePort = port; }
+  void setLocalAddress(std::string_view) override {}
+  std::string remoteHost() override { return settings.remoteHost; }
+  void setRemoteHost(std::string_view dotted) override { settings.remoteHost = dotted; }
+  void close() override { become(kSocketClosed); }
+  void prepareA() override {}
+  void prepareB() override {}
+  void connect() override { become(kSocketCalling); }
+  void listen() override { become(kSocketListening); }
+  /// Connected, with the remote host "", since nothing is known of the caller.
+  void attach(std::int32_t /*handle*/) override;
+  std::int32_t bytesWaiting() override {
+    return reportedBytes.value_or(static_cast<std::int32_t>(waiting.size()));
+  }
+  void fetch() override;
+  std::string_view receivedText() override { return received; }
+  void send(std::string_view) override {}
+
+  /// Sets state and status text.
+  void become(SocketState state);
+  /// Takes back the settings that `operation` changes, and no others, as after its failure.
+  void restore(Operation operation, Settings&& before);
+
+  /// The variable behind `state`, `localPort` or `remotePort`.
+  std::int32_t& number(Operation property) {
+    if (property == Operation::LocalPort) return settings.localPort;
+    if (property == Operation::RemotePort) return settings.remotePort;
+    QUARNEX_ASSERT(property == Operation::State);
+    return settings.state;
+  }
+  /// The variable behind `statusText`, `remoteHost` or `receivedText`.
+  std::string& text(Operation property) {
+    if (property == Operation::StatusText) return settings.statusText;
+    if (property == Operation::RemoteHost) return settings.remoteHost;
+    QUARNEX_ASSERT(property == Operation::ReceivedText);
+    return received;
+  }
+
+  Settings settings;
+  std::string waiting;   ///< taken by the next fetch, whatever its length
+  std::string received;  ///< by the last fetch
+  std::optional<std::int32_t>
+      reportedBytes;  ///< until the next fetch, read instead of the length of `waiting`
+};
+
+/// True if `operation` changes one of a socket's `PlainSocket::Settings`.
+constexpr bool changesSettings(Operation operation) {
+  using enum Operation;
+  return operation == Close || operation == Connect || operation == Listen || operation == Attach ||
+         operation == SetLocalPort || operation == SetRemotePort || operation == SetRemoteHost;
+}
+
+/// The four services. The timer ticks and the clock moves when the owner says so.
+struct PlainServices : SocketService, TimerService, WallClock, TextFile {
+  Services all() { return {*this, *this, *this, *this}; }
+
+  std::unique_ptr<SocketInstance> create(SocketArray, std::int16_t, SocketEvents&) override {
+    return std::make_unique<PlainSocket>();
+  }
+
+  void setEvents(TimerEvents* events) override { timerEvents = events; }
+  std::int16_t period() override { return milliseconds; }
+  void setPeriod(std::int16_t period) override { milliseconds = period; }
+  void tick() const {
+    if (timerEvents != nullptr) timerEvents->onTick();
+  }
+
+  Instant now() override { return time; }
+  std::int32_t utcOffset(Instant) override { return offset; }
+
+  void create(const std::string&) override {}
+  void write(std::string_view) override {}
+  void close() override {}
+
+  TimerEvents* timerEvents = nullptr;
+  std::int16_t milliseconds = 0;
+  Instant time;
+  std::int32_t offset = 0;  ///< seconds that local time is ahead of UTC
+};
+
+}  // namespace quarnex
