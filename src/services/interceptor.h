@@ -35,26 +35,22 @@ class InterceptedSocket final : public SocketInstance {
     return around(Operation::LocalPort, [](auto& socket) { return socket.localPort(); });
   }
   void setLocalPort(std::int32_t port) override {
-    around(
-        Operation::SetLocalPort, [port](auto& socket) { socket.setLocalPort(port); }, port);
+    around(Operation::SetLocalPort, port, [port](auto& socket) { socket.setLocalPort(port); });
   }
   std::int32_t remotePort() override {
     return around(Operation::RemotePort, [](auto& socket) { return socket.remotePort(); });
   }
   void setRemotePort(std::int32_t port) override {
-    around(
-        Operation::SetRemotePort, [port](auto& socket) { socket.setRemotePort(port); }, port);
+    around(Operation::SetRemotePort, port, [port](auto& socket) { socket.setRemotePort(port); });
   }
   void setLocalAddress(std::string_view dotted) override {
-    around(
-        Operation::SetLocalAddress, [dotted](auto& socket) { socket.setLocalAddress(dotted); }, 0, dotted);
+    around(Operation::SetLocalAddress, dotted, [dotted](auto& socket) { socket.setLocalAddress(dotted); });
   }
   std::string remoteHost() override {
     return around(Operation::RemoteHost, [](auto& socket) { return socket.remoteHost(); });
   }
   void setRemoteHost(std::string_view dotted) override {
-    around(
-        Operation::SetRemoteHost, [dotted](auto& socket) { socket.setRemoteHost(dotted); }, 0, dotted);
+    around(Operation::SetRemoteHost, dotted, [dotted](auto& socket) { socket.setRemoteHost(dotted); });
   }
   void close() override {
     around(Operation::Close, [](auto& socket) { socket.close(); });
@@ -72,8 +68,7 @@ class InterceptedSocket final : public SocketInstance {
     around(Operation::Listen, [](auto& socket) { socket.listen(); });
   }
   void attach(std::int32_t handle) override {
-    around(
-        Operation::Attach, [handle](auto& socket) { socket.attach(handle); }, handle);
+    around(Operation::Attach, handle, [handle](auto& socket) { socket.attach(handle); });
   }
   std::int32_t bytesWaiting() override {
     return around(Operation::BytesWaiting, [](auto& socket) { return socket.bytesWaiting(); });
@@ -85,17 +80,19 @@ class InterceptedSocket final : public SocketInstance {
     return around(Operation::ReceivedText, [](auto& socket) { return socket.receivedText(); });
   }
   void send(std::string_view bytes) override {
-    around(
-        Operation::Send, [bytes](auto& socket) { socket.send(bytes); }, 0, bytes);
+    around(Operation::Send, bytes, [bytes](auto& socket) { socket.send(bytes); });
   }
 
   Policy policy;
 
  private:
   template <class Operate>
-  auto around(Operation operation, const Operate& operate, std::int32_t number = 0,
-              std::string_view text = {}) {
-    return policy.around(ServiceCall{operation, id_, number, text}, operate);
+  auto around(Operation operation, const Operate& operate) {
+    return policy.around(ServiceCall{operation, id_}, operate);
+  }
+  template <class Operate>
+  void around(Operation operation, const Operand& argument, const Operate& operate) {
+    policy.around(ServiceCall{operation, id_, argument}, operate);
   }
 
   SocketId id_;
@@ -198,10 +195,10 @@ class Interceptor : public SocketService,
   }
 
   void create(const std::string& name) override {
-    derived().around(ServiceCall{Operation::CreateLog, {}, 0, name}, [&] { inner_.logFile.create(name); });
+    derived().around(ServiceCall{Operation::CreateLog, {}, name}, [&] { inner_.logFile.create(name); });
   }
   void write(std::string_view line) override {
-    derived().around(ServiceCall{Operation::WriteLog, {}, 0, line}, [&] { inner_.logFile.write(line); });
+    derived().around(ServiceCall{Operation::WriteLog, {}, line}, [&] { inner_.logFile.write(line); });
   }
   void close() override {
     derived().around(ServiceCall{Operation::CloseLog}, [&] { inner_.logFile.close(); });

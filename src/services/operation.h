@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
+#include <variant>
 
 #include "services/socket_service.h"
 
@@ -108,12 +109,18 @@ constexpr bool isRead(Operation operation) {
   return shapeOf(operation).isRead;
 }
 
-/// One call of an operation. `number` or `text` is its argument, if it has one.
+/// An operation's argument or result: nothing, a number, or a text that belongs to the caller.
+using Operand = std::variant<std::monostate, std::int32_t, std::string_view>;
+
+/// One call of an operation. A text among the arguments is valid during the call.
 struct ServiceCall {
   Operation operation;
   SocketId socket{};
-  std::int32_t number = 0;
-  std::string_view text{};  ///< valid during the call
+  Operand argument{};
+
+  /// The argument of an operation that has one of this kind.
+  std::int32_t number() const { return std::get<std::int32_t>(argument); }
+  std::string_view text() const { return std::get<std::string_view>(argument); }
 };
 
 /// The events of a socket instance, in the order of `kEvents`.

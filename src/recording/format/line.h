@@ -47,9 +47,6 @@ constexpr bool isProperty(Operation operation) {
 /// The value of a member that only occurs as `true`.
 struct True {};
 
-/// An operation's argument or a property's value.
-using Operand = std::variant<std::monostate, std::int32_t, std::string_view>;
-
 /// The first members of every step.
 struct StepStart {
   Instant at;

@@ -26,8 +26,8 @@ void Tape::beginTick() {
 }
 
 // The caller's address is not known yet: a read after the attach gets a line of its own.
-void Tape::beginEvent(EventKind event, SocketId socket, std::int16_t code, std::int32_t handle) {
-  lines_.take(EventLine{beginStep(), event, socket, code, handle});
+void Tape::beginEvent(const SocketEvent& event) {
+  lines_.take(EventLine{beginStep(), event.kind, event.socket, event.code, event.handle});
 }
 
 void Tape::end() {
@@ -50,10 +50,6 @@ Instant Tape::now() {
     }
   }
   return now_;
-}
-
-std::int32_t Tape::utcOffset(Instant instant) {
-  return inStep() ? utcOffset_ : clock_.utcOffset(instant);
 }
 
 StepStart Tape::beginStep() {

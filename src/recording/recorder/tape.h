@@ -5,6 +5,7 @@
 #include <optional>
 #include <span>
 #include <string_view>
+#include <utility>
 
 #include "quarnex/failure.h"
 #include "recording/format/sink.h"
@@ -13,11 +14,9 @@
 
 namespace quarnex::recording {
 
-/// The answer to one kind of read, valid until the next output.
-template <class T>
+/// The last read of one property, valid until the next output. Its answer is in the plain model.
 struct Reading {
   std::uint64_t stretch = 0;  // number of the stretch between two outputs in which it was read; 0 = never
-  T value{};
   std::optional<Failure> failure;
 };
 
@@ -33,7 +32,7 @@ class Tape {
   void endCall(const Value& result);
   void endCall(const Failure& failure);
   void beginTick();
-  void beginEvent(EventKind event, SocketId socket, std::int16_t code, std::int32_t handle = 0);
+  void beginEvent(const SocketEvent& event);
   /// Ends a tick or an event.
   void end();
 
@@ -42,13 +41,13 @@ class Tape {
   /// Records an operation, performs it (other steps may nest inside) and records its failure, which it
   /// rethrows.
   template <class Operate>
-  void perform(const OperationLine& line, Operate&& operate) {
+  void perform(const ServiceCall& call, const Operate& operate) {
     if (!inStep()) return operate();
-    output(line);
+    output(OperationLine{call.operation, call.socket, call.argument});
     try {
       operate();
     } catch (const Failure& failure) {
-      lines_.take(FailedLine{line.operation, line.socket, failure.number(), failure.what()});
+      lines_.take(FailedLine{call.operation, call.socket, failure.number(), failure.what()});
       throw;
     }
   }
@@ -57,32 +56,35 @@ class Tape {
     if (inStep()) lines_.take(FetchedLine{bytes, socket});
   }
 
-  /// Reads a property. `model` is the answer in a replay; another answer gets a line.
-  template <class T, class Read>
-  T read(Reading<T>& reading, Operation property, SocketId socket, T& model, Read&& ask) {
+  /// Reads a property. `model` is the answer in a replay; another answer gets a line and changes the model.
+  template <class T, class Ask>
+  T read(Reading& reading, const ServiceCall& call, T& model, const Ask& ask) {
     if (!inStep()) return ask();
-    if (reading.stretch != stretch_) {
-      reading.stretch = stretch_;
-      reading.failure.reset();
-      try {
-        reading.value = ask();
-      } catch (const Failure& failure) {
-        lines_.take(FailedLine{property, socket, failure.number(), failure.what()});
-        reading.failure = failure;
-      }
-      if (!reading.failure && reading.value != model) {
-        model = reading.value;
-        lines_.take(PropertyLine{property, socket, model});
-      }
-    }
+    if (reading.stretch != stretch_) refresh(reading, call, model, ask);
     if (reading.failure) throw Failure(*reading.failure);
-    return reading.value;
+    return model;
   }
 
   Instant now();
-  std::int32_t utcOffset(Instant instant);
+  /// The offset of local time in seconds at the last reading of the clock in a step.
+  std::int32_t utcOffset() const { return utcOffset_; }
 
  private:
+  template <class T, class Ask>
+  void refresh(Reading& reading, const ServiceCall& call, T& model, const Ask& ask) {
+    reading.stretch = stretch_;
+    reading.failure.reset();
+    try {
+      T value = ask();
+      if (value == model) return;
+      model = std::move(value);
+    } catch (const Failure& failure) {
+      lines_.take(FailedLine{call.operation, call.socket, failure.number(), failure.what()});
+      reading.failure = failure;
+      return;
+    }
+    lines_.take(PropertyLine{call.operation, call.socket, model});
+  }
   StepStart beginStep();
   void endStep();
   /// Records an output and begins another stretch.

@@ -11,7 +11,6 @@ namespace quarnex::simulation {
 
 using recording::Key;
 using recording::Line;
-using recording::Operand;
 using recording::True;
 
 namespace {

@@ -57,9 +57,9 @@ class Delivery : public Check {
     TextFlow* const flow = engine_.at(link).sent;
     if (call.operation != Operation::Send || flow == nullptr) return;
     constexpr std::size_t envelope = 4;  // start character, checksum, end character
-    if (call.text.size() > envelope)
-      TextLedger::sendBody(*flow, call.text.substr(1, call.text.size() - envelope));
-    if (call.text.find("|9CMD|") != std::string_view::npos) sendsData(link, call.text);
+    if (call.text().size() > envelope)
+      TextLedger::sendBody(*flow, call.text().substr(1, call.text().size() - envelope));
+    if (call.text().find("|9CMD|") != std::string_view::npos) sendsData(link, call.text());
   }
   void fails(std::int16_t link, const ServiceCall& call) {
     const bool bytesLost = call.operation == Operation::Fetch || call.operation == Operation::ReceivedText;

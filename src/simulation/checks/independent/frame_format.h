@@ -20,7 +20,7 @@ class FrameFormat : public Check {
   void called(const HostCall& call);
   void performs(std::int16_t link, const ServiceCall& call) {
     if (call.operation != Operation::Send || !plain_) return;
-    const std::string_view flaw = flawOfFrame(call.text, engine_.at(link).identifier);
+    const std::string_view flaw = flawOfFrame(call.text(), engine_.at(link).identifier);
     if (!flaw.empty()) engine_.report(link, flaw);
   }
 
