@@ -7,28 +7,15 @@
 
 namespace quarnex::recording {
 
-SocketModel::Status statusOf(SocketState state) {
-  switch (state) {
-    case kSocketListening:
-      return {state, "Listening"};
-    case kSocketCalling:
-      return {state, "Calling"};
-    case kSocketConnected:
-      return {state, "Connected"};
-    default:
-      return {};
-  }
-}
-
-SocketModel& PlainModel::create(SocketId socket) {
+PlainSocket& PlainModel::create(SocketId socket) {
   auto& array = sockets_[static_cast<std::size_t>(socket.array)];
   const auto slot = static_cast<std::size_t>(socket.index);
   if (array.size() <= slot) array.resize(slot + 1);
-  if (!array[slot]) array[slot] = std::make_unique<SocketModel>();
-  return *array[slot] = SocketModel{};
+  if (!array[slot]) array[slot] = std::make_unique<PlainSocket>();
+  return *array[slot] = PlainSocket{};
 }
 
-SocketModel* PlainModel::find(SocketId socket) {
+PlainSocket* PlainModel::find(SocketId socket) {
   const auto& array = sockets_[static_cast<std::size_t>(socket.array)];
   return std::cmp_less(socket.index, array.size()) && socket.index >= 0
              ? array[static_cast<std::size_t>(socket.index)].get()
@@ -37,12 +24,12 @@ SocketModel* PlainModel::find(SocketId socket) {
 
 void PlainModel::beginStep(const Line& step) {
   if (const auto* event = std::get_if<EventLine>(&step)) {
-    SocketModel* socket = find(event->socket);
+    PlainSocket* socket = find(event->socket);
     const bool connected = event->event == EventKind::Connect && event->code == 0;
     const bool closed =
         event->event == EventKind::Close || (event->event == EventKind::Connect && !connected);
     if (socket != nullptr && (connected || closed))
-      socket->status = statusOf(connected ? kSocketConnected : kSocketClosed);
+      socket->become(connected ? kSocketConnected : kSocketClosed);
   }
   const StepStart& start = *stepStartOf(step);
   setClock(start.at, start.utcOffset);
@@ -52,8 +39,8 @@ bool PlainModel::takeInput(const Line& line) {
   const auto* failed = std::get_if<FailedLine>(&line);
   if (const auto* property = std::get_if<PropertyLine>(&line)) {
     setProperty(*property);
-  } else if (const auto* time = std::get_if<NowLine>(&line)) {
-    setClock(time->at, time->utcOffset);
+  } else if (const auto* clock = std::get_if<NowLine>(&line)) {
+    setClock(clock->at, clock->utcOffset);
   } else if (failed != nullptr && isRead(failed->operation)) {
     failing_.push_back(
         {failed->operation, failed->socket, Failure(failed->number, std::string(failed->description))});
@@ -64,40 +51,21 @@ bool PlainModel::takeInput(const Line& line) {
 }
 
 void PlainModel::setClock(Instant at, std::optional<std::int32_t> newUtcOffset) {
-  now.second = at.second + shift;
-  utcOffset = newUtcOffset.value_or(utcOffset);
+  time.second = at.second + shift;
+  offset = newUtcOffset.value_or(offset);
 }
 
 void PlainModel::setProperty(const PropertyLine& line) {
   const auto* number = std::get_if<std::int32_t>(&line.value);
-  const auto* text = std::get_if<std::string_view>(&line.value);
-  if (line.operation == Operation::Period) period = static_cast<std::int16_t>(*number);
-  SocketModel* socket = find(line.socket);
+  if (line.operation == Operation::Period) milliseconds = static_cast<std::int16_t>(*number);
+  PlainSocket* socket = shapeOf(line.operation).onSocket ? find(line.socket) : nullptr;
   if (socket == nullptr) return;
-  switch (line.operation) {
-    case Operation::State:
-      socket->status.state = *number;
-      return;
-    case Operation::StatusText:
-      socket->status.text = *text;
-      return;
-    case Operation::LocalPort:
-      socket->localPort = *number;
-      return;
-    case Operation::RemotePort:
-      socket->remotePort = *number;
-      return;
-    case Operation::RemoteHost:
-      socket->remoteHost = *text;
-      return;
-    case Operation::BytesWaiting:
-      socket->bytesWaiting = *number;
-      return;
-    case Operation::ReceivedText:
-      socket->receivedText = *text;
-      return;
-    default:
-      return;
+  if (line.operation == Operation::BytesWaiting) {
+    socket->reportedBytes = *number;
+  } else if (number != nullptr) {
+    socket->number(line.operation) = *number;
+  } else {
+    socket->text(line.operation) = std::get<std::string_view>(line.value);
   }
 }
 

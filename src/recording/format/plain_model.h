@@ -4,39 +4,23 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <string>
 #include <vector>
 
 #include "quarnex/failure.h"
 #include "recording/format/line.h"
-#include "services/wall_clock.h"
+#include "services/plain_services.h"
 
 namespace quarnex::recording {
 
-struct SocketModel {
-  struct Status {
-    std::int32_t state = kSocketClosed;
-    std::string text = "Closed";
-  };
-
-  Status status;
-  std::int32_t localPort = 0, remotePort = 0;
-  std::string remoteHost;
-  std::string receivedText;                  // of the last fetch
-  std::optional<std::int32_t> bytesWaiting;  // if a line states it; otherwise the next output decides
-};
-
-/// "Closed", "Listening", "Calling", "Connected".
-SocketModel::Status statusOf(SocketState state);
-
-class PlainModel {
+class PlainModel : public PlainServices {
  public:
-  explicit PlainModel(std::int32_t offset) : utcOffset(offset) {}
+  explicit PlainModel(std::int32_t utcOffset) { offset = utcOffset; }
 
+  using PlainServices::create;
   /// Returns a fresh, closed instance; references to an older one of this identifier refer to it, too.
-  SocketModel& create(SocketId socket);
+  PlainSocket& create(SocketId socket);
   /// nullptr if it was never created.
-  SocketModel* find(SocketId socket);
+  PlainSocket* find(SocketId socket);
 
   // The effects of lines. A line about an instance that was never created has none.
   void beginStep(const Line& step);
@@ -51,9 +35,6 @@ class PlainModel {
   }
 
   std::int64_t shift = 0;  // seconds by which the clock is ahead of the recording's
-  Instant now;
-  std::int32_t utcOffset;
-  std::int16_t period = 0;
 
  private:
   struct FailingRead {
@@ -65,7 +46,7 @@ class PlainModel {
   void setProperty(const PropertyLine& line);
   void failIfListed(Operation property, SocketId socket) const;
 
-  std::vector<std::unique_ptr<SocketModel>> sockets_[3];  // by array, then by index
+  std::vector<std::unique_ptr<PlainSocket>> sockets_[3];  // by array, then by index
   std::vector<FailingRead> failing_;
 };
 

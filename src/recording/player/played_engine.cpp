@@ -13,12 +13,9 @@ Services wrapped(const Services& services, ServicesWrapper* wrapper) {
 
 PlayedEngine::PlayedEngine(Course& course, PlainModel& model, ServicesWrapper* wrapper)
     : course_(course),
-      sockets_(course, model),
-      timer_(course, model),
-      clock_(model),
-      log_(course),
+      services_(course, model),
       traces_(course),
-      library_(wrapped({sockets_, timer_, clock_, log_}, wrapper)),
+      library_(wrapped(services_.services(), wrapper)),
       quarn_(library_) {
   if (wrapper != nullptr) wrapper->watch(library_);
   traces_.next = library_.observer;
@@ -27,11 +24,11 @@ PlayedEngine::PlayedEngine(Course& course, PlainModel& model, ServicesWrapper* w
 
 void PlayedEngine::deliver(const Line& step) {
   if (const auto* event = std::get_if<EventLine>(&step)) {
-    sockets_.deliver(*event);
+    services_.raise(*event);
   } else if (const auto* call = std::get_if<CallLine>(&step)) {
     makeCall(*call);
   } else {
-    timer_.tick();
+    services_.raiseTick();
   }
 }
 

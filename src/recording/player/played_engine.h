@@ -24,10 +24,7 @@ class PlayedEngine {
   void makeCall(const CallLine& call);
 
   Course& course_;
-  PlayedSockets sockets_;
-  PlayedTimer timer_;
-  PlayedClock clock_;
-  PlayedLog log_;
+  PlayedServices services_;
   PlayedTraces traces_;
   Engine library_;
   QuarnSocket quarn_;

@@ -15,7 +15,7 @@ ReplayResult Player::result() {
   result.lines = reader_.number() - (running() || result.mismatch || result.damage ? 1 : 0);
   result.steps = script_.steps();
   result.links = library().ConnectionCount;
-  result.seconds = start_ ? model_.now.second - start_->second : 0;
+  result.seconds = start_ ? model_.time.second - start_->second : 0;
   return result;
 }
 

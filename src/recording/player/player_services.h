@@ -1,70 +1,83 @@
-// The services of an engine that a recording is played to: each call goes to its course, each read to the
-// plain model.
+// Provides services to a replayed engine: compares every call with the recording and answers as recorded.
 #pragma once
 
 #include <cstdint>
-#include <memory>
-#include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 
 #include "recording/format/plain_model.h"
 #include "recording/player/course.h"
+#include "services/interceptor.h"
 #include "services/observer.h"
-#include "services/socket_service.h"
-#include "services/text_file.h"
-#include "services/timer_service.h"
-#include "services/wall_clock.h"
 
 namespace quarnex::recording {
 
-class PlayedSockets final : public SocketService {
+class PlayedServices;
+
+class PlayedSocket {
  public:
-  PlayedSockets(Course& course, PlainModel& model) : course_(course), model_(model) {}
-  std::unique_ptr<SocketInstance> create(SocketArray array, std::int16_t index,
-                                         SocketEvents& events) override;
-  /// Brings a socket event to the engine; nobody hears one that comes before the first instance is created.
-  void deliver(const EventLine& event) const;
+  explicit PlayedSocket(PlayedServices& services);
+
+  template <class Operate>
+  auto around(const ServiceCall& call, const Operate& operate) {
+    using Result = decltype(operate(*inner));
+    if constexpr (std::is_void_v<Result>) {
+      if (call.operation == Operation::Fetch) return fetch(call);
+      PlainSocket::Settings before = inner->settings;
+      operate(*inner);
+      perform(call, std::move(before));
+    } else {
+      model_.read(call.operation, call.socket);
+      if constexpr (std::is_same_v<Result, std::int32_t>) {
+        if (call.operation == Operation::BytesWaiting && bytesAreFetchedNext(call.socket)) return 1;
+      }
+      return operate(*inner);
+    }
+  }
+
+  PlainSocket* inner = nullptr;
 
  private:
+  void fetch(const ServiceCall& call);
+  /// Takes the recorded outcome; a failure takes back what the call has changed since `before`.
+  void perform(const ServiceCall& call, PlainSocket::Settings&& before);
+  bool bytesAreFetchedNext(SocketId id) const { return !inner->reportedBytes && course_.nextIsFetch(id); }
+
   Course& course_;
   PlainModel& model_;
-  SocketEvents* events_ = nullptr;
 };
 
-class PlayedTimer final : public TimerService {
+/// Writes no file. `course` and `model` outlive it.
+class PlayedServices final : public Interceptor<PlayedServices, PlayedSocket> {
  public:
-  PlayedTimer(Course& course, PlainModel& model) : course_(course), model_(model) {}
-  void setEvents(TimerEvents* events) override { events_ = events; }
-  std::int16_t period() override;
-  void setPeriod(std::int16_t milliseconds) override;
-  void tick() const;
+  PlayedServices(Course& course, PlainModel& model)
+      : Interceptor(model.all()), course_(course), model_(model) {}
+
+  /// Delivers a recorded event or tick; without effect before the engine has created its first instance.
+  void raise(const EventLine& event) const;
+  void raiseTick() const { model_.tick(); }
+
+  template <class Operate>
+  auto around(const ServiceCall& call, const Operate& operate) {
+    if constexpr (std::is_void_v<decltype(operate())>) {
+      const std::int16_t before = model_.milliseconds;
+      operate();
+      if (call.operation != Operation::WriteLog) perform(call, before);
+    } else {
+      model_.read(call.operation, call.socket);
+      return operate();
+    }
+  }
+  PlainSocket* makeInner(SocketId id, SocketEvents&) { return &model_.create(id); }
 
  private:
+  friend class PlayedSocket;
+
+  void perform(const ServiceCall& call, std::int16_t periodBefore);
+
   Course& course_;
   PlainModel& model_;
-  TimerEvents* events_ = nullptr;
-};
-
-class PlayedClock final : public WallClock {
- public:
-  explicit PlayedClock(const PlainModel& model) : model_(model) {}
-  Instant now() override { return model_.now; }
-  std::int32_t utcOffset(Instant) override { return model_.utcOffset; }
-
- private:
-  const PlainModel& model_;
-};
-
-/// Writes no file.
-class PlayedLog final : public TextFile {
- public:
-  explicit PlayedLog(Course& course) : course_(course) {}
-  void create(const std::string& name) override;
-  void write(std::string_view) override {}
-  void close() override;
-
- private:
-  Course& course_;
 };
 
 class PlayedTraces final : public PassingObserver {
@@ -78,5 +91,8 @@ class PlayedTraces final : public PassingObserver {
  private:
   Course& course_;
 };
+
+inline PlayedSocket::PlayedSocket(PlayedServices& services)
+    : course_(services.course_), model_(services.model_) {}
 
 }  // namespace quarnex::recording

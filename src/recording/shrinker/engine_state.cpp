@@ -34,10 +34,10 @@ class StateWriter {
 };
 
 void StateWriter::addLibrary(const Library& library) {
-  addNumbers({library.MaxTentativi, library.InUscita, library.form != nullptr, model_.period});
+  addNumbers({library.MaxTentativi, library.InUscita, library.form != nullptr, model_.milliseconds});
   if (!everything_) return;
-  addNumbers({library.ConnectionCount, library.ClientCount, library.ServerCount, library.LogAperto,
-              model_.utcOffset});
+  addNumbers(
+      {library.ConnectionCount, library.ClientCount, library.ServerCount, library.LogAperto, model_.offset});
   addText(library.LogPath);
 }
 
@@ -105,12 +105,13 @@ void StateWriter::addQueue(const TextBuffer& queue) {
 }
 
 void StateWriter::addSocket(SocketId id) {
-  const SocketModel* socket = model_.find(id);
+  const PlainSocket* socket = model_.find(id);
   if (socket == nullptr) return addText("none");
-  addNumbers({socket->status.state});
+  const PlainSocket::Settings& settings = socket->settings;
+  addNumbers({settings.state});
   if (!everything_) return;
-  addNumbers({socket->localPort, socket->remotePort, socket->bytesWaiting.value_or(-1)});
-  for (const std::string* text : {&socket->status.text, &socket->remoteHost}) addText(*text);
+  addNumbers({settings.localPort, settings.remotePort, socket->reportedBytes.value_or(-1)});
+  for (const std::string* text : {&settings.statusText, &settings.remoteHost}) addText(*text);
 }
 
 std::string written(Library& library, std::span<const std::int16_t> links, StateWriter writer) {
