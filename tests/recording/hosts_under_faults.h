@@ -27,8 +27,9 @@ inline std::vector<std::string> recordingsOf(std::uint64_t seed) {
   }
   site.start();
   Host& first = site.places().front()->host();
-  first.faults.failNth(Operation::CreateLog, 1);
+  first.faults.choose = [](const ServiceCall&) { return OperationFault(); };
   EXPECT_THROW(first.quarn().AttivaLog(), Failure);
+  first.faults.choose = nullptr;
   faults.begin();
   world.run(1'200);
   faults.end();

@@ -13,10 +13,9 @@
 #include "platform/simulated/disk.h"
 #include "platform/simulated/simulated_network.h"
 #include "platform/simulated/simulated_sockets.h"
-#include "simulation/faults/operation_faults.h"
+#include "simulation/faults/faulty_services.h"
 
 namespace quarnex::simulation {
-using namespace simulated;
 
 class FaultPlan;
 class Host;
@@ -54,7 +53,7 @@ struct Fault {
   Occasion<CallFate&> call{};                            ///< a call is made; the first that happens decides
   Occasion<std::optional<OperationFault>&> operation{};  ///< a service operation, unless it only reads
   Occasion<std::optional<OperationFault>&> read{};       ///< one that only reads
-  Occasion<Host&, const ServiceCall&> inside{};        ///< within an operation that does not only read
+  Occasion<Host&, const ServiceCall&> inside{};          ///< within an operation that does not only read
   Occasion<Disk&> disk{};                                ///< once for each host
   Occasion<EventDisorder&> events{};                     ///< once for each host
   RandomTimes times{};

@@ -125,12 +125,10 @@ CallFate FaultPlan::fateOfCall() {
 
 void FaultPlan::spoilHost(Host& host) {
   if (auto faults = enabledFor(&Fault::operation); !faults.empty()) {
-    host.faults.judge = [this, faults](const ServiceCall& call) { return failureOf(faults, call); };
+    host.faults.choose = [this, faults](const ServiceCall& call) { return failureOf(faults, call); };
   }
   if (auto faults = enabledFor(&Fault::inside); !faults.empty()) {
-    host.faults.inside = [this, &host, faults](const ServiceCall& call) {
-      happenInside(faults, host, call);
-    };
+    host.faults.inside = [this, &host, faults](const ServiceCall& call) { happenInside(faults, host, call); };
     host.faults.insideDepthMax = static_cast<int>(random.between(1, 3));
   }
   tryAll(&Fault::disk, host.disk);
@@ -156,7 +154,8 @@ void FaultPlan::happenInside(const Faults& faults, Host& host, const ServiceCall
 // Also brings the host up if it is down or cannot recover, and opens all its links.
 void FaultPlan::restore(Place& place) {
   Host& host = place.host();
-  host.faults.clear();
+  host.faults.choose = nullptr;
+  host.faults.inside = nullptr;
   host.sockets.disorder = {};
   host.sockets.descriptorsMax = std::numeric_limits<int>::max();
   host.disk.repair();

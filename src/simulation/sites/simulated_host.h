@@ -22,11 +22,8 @@
 #include "services/observer.h"
 #include "services/services_wrapper.h"
 #include "simulation/faults/faulty_services.h"
-#include "simulation/faults/operation_faults.h"
 
 namespace quarnex::simulation {
-
-using namespace simulated;
 
 /// What the engine sees of a host, and whatever can be done to it from outside. The outside outlives a
 /// restart.
