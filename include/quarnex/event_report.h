@@ -1,4 +1,4 @@
-// Event reports: the library's own texts among those that `GetMessaggioArrivato` returns.
+// Parses event reports, the library's own texts among those that `GetMessaggioArrivato` returns.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// The one failure type: what a host method or a service operation that did not succeed throws.
+// Defines the failure that host methods and service operations throw.
 #pragma once
 
 #include <cstdint>

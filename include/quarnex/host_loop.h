@@ -1,4 +1,4 @@
-// HostLoop: what the host turns so that ticks and socket events arrive.
+// Runs the ticks and socket events of the library on the host's thread.
 #pragma once
 
 #include <chrono>

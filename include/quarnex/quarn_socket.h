@@ -1,4 +1,4 @@
-// QuarnSocket: the host's only way in.
+// Adds, opens and closes links, and exchanges texts over them: the host's interface (QuarnSocket).
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// What becomes of a text on the way to the peer's host, where it does not arrive as it stands.
+// Checks whether a text reaches the peer's host unchanged.
 #pragma once
 
 #include <cstddef>

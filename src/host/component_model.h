@@ -1,5 +1,4 @@
-// The component class: what a host's component model needs of this library, where the host system has none of
-// its own.
+// Offers the library as a component class, on systems without a component model of their own.
 #pragma once
 
 #include <cstdint>
@@ -22,7 +21,7 @@ inline constexpr std::string_view kClassIdentifier = "{6F0C5B0E-2B1D-4E57-9C0A-5
 inline constexpr std::string_view kInterfaceIdentifier = "{6F0C5B0E-2B1D-4E57-9C0A-51D3A7A0E402}";
 inline constexpr std::string_view kTypeLibraryIdentifier = "{6F0C5B0E-2B1D-4E57-9C0A-51D3A7A0E403}";
 
-/// Where classes are registered under their programmatic names: the system's, or a test's.
+/// A registry of classes by their programmatic names.
 class ClassRegistry {
  public:
   void add(std::string_view programmaticName) { names_.emplace(programmaticName); }

@@ -1,4 +1,4 @@
-// Composes an engine on a set of services, for the process, for tests, for simulations and for replay.
+// Composes an engine from a set of services, for processes, tests, simulations and replay.
 #pragma once
 
 #include "engine/records/library.h"

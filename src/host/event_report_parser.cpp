@@ -35,7 +35,7 @@ bool isKnown(std::int16_t code) {
   return std::ranges::find(codes, code) != std::end(codes);
 }
 
-// As reports have it: without leading zeros.
+// Parses an identifier as reports contain it, without leading zeros.
 bool readIdentifier(std::string_view digits, std::int16_t& identifier) {
   std::from_chars(digits.data(), digits.data() + digits.size(), identifier);
   return digits == std::to_string(identifier);
@@ -46,7 +46,7 @@ bool inRange(const EventReport& report) {
          report.day <= 31 && report.month >= 1 && report.month <= 12;
 }
 
-// Of 14 characters.
+// Parses the 14 digits of the time and date.
 bool readStamp(std::string_view stamp, EventReport& report) {
   Reader reader{stamp};
   return reader.digits(2, report.hour) && reader.digits(2, report.minute) &&
@@ -54,8 +54,8 @@ bool readStamp(std::string_view stamp, EventReport& report) {
          reader.digits(4, report.year) && inRange(report);
 }
 
-// "$Ttype$" or "$Ttype$$Sdetail$": types and details may hold any character, so the first "$$S" parts them.
-// An empty detail is left out with what stands round it.
+// "$Ttype$" or "$Ttype$$Sdetail$": types and details may hold any character, so the first "$$S" separates
+// them. A report without a detail has no "$S...$".
 bool readTexts(std::string_view texts, EventReport& report) {
   if (texts.size() < 3 || !texts.starts_with("$T") || !texts.ends_with('$')) return false;
   texts = texts.substr(2, texts.size() - 3);

@@ -17,8 +17,8 @@ void makeRoomForOne(std::vector<std::int16_t>& links) {
   if (links.size() == links.capacity()) links.reserve(2 * links.size() + 1);
 }
 
-// All memory that the tables need of one more link, before anything counts it: a link is registered whole or
-// not at all.
+// Allocates all memory that the tables need for one more link before any count changes, so that registration
+// is all or nothing.
 void makeRoom(Library& library) {
   makeRoomForOne(library.ClientLinks);
   makeRoomForOne(library.ServerLinks);
@@ -55,7 +55,7 @@ std::int16_t AddHQUARN(Library& library, std::string_view Tipo, std::int16_t IdQ
   if (trap.pending()) return 0;
   const std::int16_t n = ++library.ConnectionCount;
   ConnectionRecord& record = library.ConnectionTable[n];
-  // The role is stored only afterwards, so every new link is armed with the server's 15 seconds.
+  // The role is stored only afterwards, so every new link is armed with `kServerAliveSeconds`.
   ResetScambio(library, record);
   ResetLink(library, record);
   record.history.since = library.services.clock.now();

@@ -1,4 +1,4 @@
-// Modulo_Main: registration of a link with its record, its sockets and its port.
+// Registers a link with its record, sockets and port (Modulo_Main).
 #pragma once
 
 #include <cstdint>
@@ -8,9 +8,9 @@
 
 namespace quarnex {
 
-/// Registers one link and returns its index. Never fails: a failing step is skipped and traced at the end as
-/// "P:Errore: n error HTCP: AddHQUARN description". A full table (32,767 links) stays as it is, and so does
-/// one that there is no memory for another link of: 0.
+/// Registers one link and returns its index; 0 if the table is full (`kLinksMax`) or memory for the record is
+/// missing, and then nothing changes. Never fails: a failing step is skipped and traced at the end as
+/// "P:Errore: n error HTCP: AddHQUARN description".
 std::int16_t AddHQUARN(Library& library, std::string_view Tipo, std::int16_t IdQUARN, bool ConnessioneClient,
                        bool UsaTcp);
 

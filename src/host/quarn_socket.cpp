@@ -59,7 +59,7 @@ auto hostCall(Library& library, Body&& body, const Parameters&... parameters) {
       numbered(library, body);
       observer->returned({});
     } else {
-      Value result = numbered(library, body);  // not copied: what was taken out of a queue is not lost here
+      Value result = numbered(library, body);  // moved: a copy could fail and lose a text taken from a queue
       observer->returned(result);
       return std::get<Result>(std::move(result));
     }

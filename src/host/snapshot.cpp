@@ -28,8 +28,8 @@ void fillEndpoint(Library& library, LinkSnapshot& snapshot, const ConnectionReco
   snapshot.endpoint = DescriviPunto(library, record);
 }
 
-// Nothing but a message sets the two counts of what is overdue back to 0, so until the first one on this
-// connection they may still be those of the connection before it.
+// Only a message resets the counts of overdue answers and silent periods, so until the first message of a
+// connection they may be those of the connection before it.
 void fillPast(LinkSnapshot& snapshot, const ConnectionRecord& record) {
   snapshot.since = record.history.since.second;
   snapshot.messageReceived = snapshot.phase == LinkPhase::Connected && record.history.messageReceived;

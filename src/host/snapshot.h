@@ -1,4 +1,4 @@
-// Taking a LinkSnapshot: reads the record and the sockets, changes nothing.
+// Takes snapshots of links: reads records and sockets, changes nothing.
 #pragma once
 
 #include <cstdint>
@@ -9,8 +9,8 @@ namespace quarnex {
 
 struct Library;
 
-/// How link `IdxQuarn` stands; `index` 0 if there is no such link. What cannot be read is left out; never
-/// fails but for want of memory.
+/// The state of link `IdxQuarn`; `index` is 0 if there is no such link. Properties that cannot be read keep
+/// their defaults. Throws only if memory is exhausted.
 LinkSnapshot takeSnapshot(Library& library, std::int16_t IdxQuarn);
 
 }  // namespace quarnex

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::string_view kNeverTaken =
     "the peer would not take it, nor anything behind it until the link is reconnected";
-constexpr std::size_t kFieldsOfLoneBatch = 3;  // the text, "9CMD" and "9.": the receiver reads no more
+constexpr std::size_t kFieldsOfLoneBatch = 3;  // the text, "9CMD" and "9."; further ones are not read
 
 bool contains(std::string_view text, char c) {
   return text.find(c) != std::string_view::npos;

@@ -1,5 +1,5 @@
-// The n-th piece of memory that the engine asks for is not there, or none from the n-th on: no deed breaks
-// anything but itself. A program of its own, since it takes the place of the heap.
+// Fails the n-th allocation of the engine, or all from the n-th on, for every n: a failing step breaks
+// nothing but itself. A separate program, since it replaces the heap.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// gestione_TCP_generale: the notices of link errors, to the trace and to the host.
+// Reports errors of a link to its trace and to its host (gestione_TCP_generale).
 #pragma once
 
 #include <cstdint>
@@ -9,11 +9,10 @@
 namespace quarnex {
 
 /// Traces an error notice and reports it with 993; a `codice` other than 0 also becomes `UltimoErrore`.
-/// Afterwards no failure is pending, not even one of the callers, so whoever needs its number takes it
-/// before.
+/// Afterwards no failure is pending, not even one of the callers: read a number that you need before.
 void ErroreETH(Library& library, std::int16_t IdxQuarn, std::int16_t codice, std::string_view testo);
 
-/// The same as a trace only.
+/// Traces the notice without reporting it.
 void AvvisoETH(Library& library, std::int16_t IdxQuarn, std::int16_t codice, std::string_view testo);
 
 }  // namespace quarnex

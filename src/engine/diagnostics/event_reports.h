@@ -1,4 +1,4 @@
-// gestione_TCP_generale: the event reports that reach the host through the link's inbound queue.
+// Puts event reports for the host into the inbound queue of a link (gestione_TCP_generale).
 #pragma once
 
 #include <cstdint>
@@ -28,17 +28,17 @@ std::string DescriviPunto(Library& library, const ConnectionRecord& rec);
 /// Traces one report and puts it into `CodaArrivo`. An empty detail leaves its piece out.
 void SegnalaEvento(Library& library, ConnectionRecord& rec, std::int16_t codice, std::string_view dettaglio);
 
-/// 701; also re-arms the keep-alive.
+/// Reports 701 with the endpoint and arms the keep-alive anew.
 void SegnalaConnesso(Library& library, ConnectionRecord& rec);
-/// 702, at every call.
+/// Reports 702, at every call.
 void SegnalaDisconnesso(Library& library, ConnectionRecord& rec);
-/// 112 if 109 was given; also zeroes the count of failures.
+/// Reports 112 if 109 was reported and no 112 since; resets the count of failures.
 void SegnalaRisponde(Library& library, ConnectionRecord& rec);
-/// 991 if none was given since the last 992.
+/// Reports 991 with the reason `motivo`, unless it was reported and no 992 since.
 void SegnalaAnomalia(Library& library, ConnectionRecord& rec, std::string_view motivo);
-/// 992 if 991 was given.
+/// Reports 992 if 991 was reported and no 992 since.
 void SegnalaAnomaliaRientrata(Library& library, ConnectionRecord& rec);
-/// 993.
+/// Reports 993.
 void SegnalaErrore(Library& library, ConnectionRecord& rec, std::string_view testo);
 
 }  // namespace quarnex

@@ -1,4 +1,4 @@
-// Modulo_Main: the one dated log file that all links share.
+// Writes the dated log file that all links share (Modulo_Main).
 #pragma once
 
 #include <cstdint>

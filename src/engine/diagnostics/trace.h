@@ -1,5 +1,4 @@
-// Modulo_Main: the one trace operation with its sinks, the tag of a link, and the standard text of a trapped
-// failure.
+// Writes trace texts of a link to its capture, the log and the observer (Modulo_Main).
 #pragma once
 
 #include <cstdint>
@@ -16,10 +15,10 @@ namespace quarnex {
 /// of range.
 bool isTraced(Library& library, std::int16_t IdxQuarn);
 
-/// Gives a whole trace text to the sinks.
+/// Gives a complete trace text to the sinks.
 void traceText(Library& library, std::int16_t IdxQuarn, std::string_view testo);
 
-/// Writes one trace text, given in pieces, for one link. The pieces are joined only if somebody listens.
+/// Writes one trace text, given in pieces, for one link. The pieces are joined only if a sink is open.
 template <class... Pieces>
 void Traccia(Library& library, std::int16_t IdxQuarn, const Pieces&... pieces) {
   if (!isTraced(library, IdxQuarn)) return;

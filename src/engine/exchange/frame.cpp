@@ -23,8 +23,8 @@ constexpr char kHexDigits[] = "0123456789ABCDEF";
 
 }  // namespace
 
-// Four independent words at a time: exclusive-or does not care about order, and the processor works on all
-// four.
+// Four independent words at a time: exclusive-or works in any order, and the processor combines all four in
+// parallel.
 std::uint8_t CalcolaCks(std::string_view testo) {
   const char* bytes = testo.data();
   std::size_t left = testo.size();

@@ -1,5 +1,5 @@
-// HandleAvanzato: the frame envelope: a message to the bytes on the wire, the checksum, and how bytes are
-// shown. Knows no socket and no time.
+// Builds and checks frames, the bytes of a message on the wire, and formats bytes for traces
+// (HandleAvanzato). Uses no socket and no clock.
 #pragma once
 
 #include <cstdint>

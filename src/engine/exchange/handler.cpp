@@ -83,7 +83,7 @@ void answerQuery(Library& library, ConnectionRecord& record) {
   ImpostaStatoB(library, record, kExchangeWaiting);
 }
 
-// In this order, each whatever the earlier ones did; the last sub-state set is the one that stays.
+// Every word is answered in this order, whatever the earlier ones did; the last sub-state set remains.
 void answerWords(Library& library, ConnectionRecord& record, Trap& trap) {
   if (record.RicevutoACK) {
     clearText(record.UltimoInviato);
@@ -115,7 +115,7 @@ void acceptFrame(Library& library, ConnectionRecord& record, std::string_view fr
   answerWords(library, record, trap);
 }
 
-// An event inside a look at a socket may reset the record, so the frame is not left in it meanwhile.
+// A socket event during this step may reset the record, so the frame is moved out of it first.
 void handleFrame(Library& library, ConnectionRecord& record, Trap& trap) {
   record.ContaTimeoutB = 0;
   ++record.history.framesReceived;

@@ -1,11 +1,12 @@
-// HandleAvanzato: the tick's step of a connected link: receive, supervise, answer or advance.
+// Runs one tick of a connected link: receive, supervise, answer or advance (HandleAvanzato).
 #pragma once
 
 #include "engine/records/library.h"
 
 namespace quarnex {
 
-/// One tick of a connected link, in either role. Never fails: what its steps throw is traced once at the end.
+/// One tick of a connected link, in either role. Never fails: the last failure of its steps is traced
+/// once at the end.
 void Handler_ADV(Library& library, ConnectionRecord& record);
 
 }  // namespace quarnex

@@ -15,8 +15,8 @@ struct Scanned {
   bool endFound;
 };
 
-// Takes bytes into the frame under way, which they may begin and end, or drops them. A frame without an end
-// grows in pieces, so that no tick moves what came before; one that is complete at once is copied once.
+// Appends bytes to the frame under way, which they may begin and end, or drops them. An incomplete frame
+// grows in chunks, so no tick moves earlier bytes; a frame that is complete at once is copied once.
 Scanned scan(ConnectionRecord& record, std::string_view bytes) {
   const std::size_t end = bytes.find(kEtx);
   const bool endFound = end != std::string_view::npos;
@@ -43,7 +43,7 @@ Scanned scan(ConnectionRecord& record, std::string_view bytes) {
 
 void RiceviFrame(Library& library, ConnectionRecord& record) {
   Trap trap{library};
-  bool scanned = false;  // without a backlog the bytes are looked at where they lie
+  bool scanned = false;  // without a backlog the bytes are scanned in the socket's buffer
   trap([&] {
     SocketInstance& socket = frameSocket(library, record);
     if (socket.bytesWaiting() < 1) return;

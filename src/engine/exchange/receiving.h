@@ -1,12 +1,12 @@
-// HandleAvanzato: the receive step: bytes from the socket, and at most one frame cut out of them.
+// Fetches bytes from the socket and cuts at most one frame out of them (HandleAvanzato).
 #pragma once
 
 #include "engine/records/library.h"
 
 namespace quarnex {
 
-/// Fetches what waits and appends it to `Ricevuto` (one step: if it fails nothing is appended), then cuts at
-/// most one frame unless a complete one still waits. Never fails.
+/// Fetches the waiting bytes and appends them to `Ricevuto`, all or nothing, then cuts at most one frame
+/// unless a complete one is still unhandled. Never fails.
 void RiceviFrame(Library& library, ConnectionRecord& record);
 
 /// Consumes `Ricevuto` up to its first end character, or all of it. Characters outside a frame are dropped,

@@ -1,4 +1,4 @@
-// HandleAvanzato: the two operations that put a frame on the connection.
+// Sends frames on the connection of a link (HandleAvanzato).
 #pragma once
 
 #include <string>

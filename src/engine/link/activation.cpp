@@ -39,7 +39,7 @@ void AttivaSocket(Library& library, ConnectionRecord& record) {
   if (!record.Attivo) record.history.since = library.services.clock.now();
   record.Attivo = true;
   trap([&] { Form(library); });
-  std::int16_t period = 0;  // of HiTime_QUARN; one that cannot be read counts as stopped
+  std::int16_t period = 0;  // of HiTime_QUARN; counts as stopped if it cannot be read
   trap([&] { period = library.services.timer.period(); });
   if (period == 0) trap([&] { library.services.timer.setPeriod(kTickMilliseconds); });
 }

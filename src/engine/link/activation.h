@@ -1,4 +1,4 @@
-// GestioneETH and HandleETH: puts a link into service and takes it out again.
+// Puts a link into service and takes it out again (GestioneETH, HandleETH).
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 namespace quarnex {
 
 /// Puts a link into service: unless it is connected, its exchange is reset, its queues are emptied and it
-/// waits 10 seconds for its first listen or call. Starts the 200 ms timer if it does not run. Never fails.
+/// waits `kActivationSeconds` for its first listen or call. Starts the timer if it does not run. Never fails.
 void AttivaSocket(Library& library, ConnectionRecord& record);
 
 /// Takes a link out of service at the host's request: at once, or by asking the connected peer to close.

@@ -1,4 +1,4 @@
-// HandleETH: the socket phase of a client link: wait, call, give up, wait again.
+// Runs the socket phase of a client link: wait, call, give up, wait again (HandleETH).
 #pragma once
 
 #include <cstdint>
@@ -11,11 +11,11 @@ namespace quarnex {
 /// Never fails.
 void HandleClient(Library& library, ConnectionRecord& record);
 
-/// Closes the socket and calls the peer; the call then has 60 seconds. Any failing operation fails the
-/// attempt, and the last failure is the one reported.
+/// Closes the socket and calls the peer, with `kCallSeconds` for an outcome. Any failing operation fails the
+/// attempt, and the last failure is reported.
 void ChiamaClient(Library& library, ConnectionRecord& record);
 
-/// The call was not established in time.
+/// Fails the link because its call had no outcome in time.
 void TimeoutChiamata(Library& library, ConnectionRecord& record);
 
 /// Traces the socket's state. Throws if it cannot be read.

@@ -1,4 +1,4 @@
-// HandleETH: the socket phase of a server link: wait, listen, give up, wait again.
+// Runs the socket phase of a server link: wait, listen, give up, wait again (HandleETH).
 #pragma once
 
 #include <cstdint>
@@ -11,11 +11,11 @@ namespace quarnex {
 /// time-out. Never fails.
 void HandleServer(Library& library, ConnectionRecord& record);
 
-/// Closes both sockets and listens; then 60 seconds for a call. Any failing operation fails the attempt, and
-/// the last failure is the one reported.
+/// Closes both sockets and listens, with `kListenSeconds` for a caller. Any failing operation fails the
+/// attempt, and the last failure is reported.
 void AscoltaServer(Library& library, ConnectionRecord& record);
 
-/// Nobody called in time.
+/// Fails the link because no peer called in time.
 void TimeoutAscolto(Library& library, ConnectionRecord& record);
 
 /// Traces the states of both sockets. Throws if one cannot be read.

@@ -22,7 +22,7 @@
 namespace quarnex {
 namespace {
 
-// The link that owns instance `Index`, or nullptr for an instance that no link has.
+// The link that owns instance `Index`, or nullptr if there is none.
 ConnectionRecord* linkOf(Library& library, const std::vector<std::int16_t>& links, std::int16_t Index) {
   if (Index < 1 || static_cast<std::size_t>(Index) > links.size()) return nullptr;
   ConnectionRecord& record = library.ConnectionTable[links[static_cast<std::size_t>(Index - 1)]];
@@ -87,7 +87,7 @@ void acceptFailed(Library& library, ConnectionRecord& record, std::int16_t Index
   trap([&] { NonRisponde(library, record, {FailureKind::AcceptFailed, ErrorCode}); });
 }
 
-// The peer of a server link hung up: what becomes of the listening socket.
+// Closes the listening socket of a server link whose peer hung up, or listens again.
 void afterAcceptClose(Library& library, ConnectionRecord& record, std::int16_t Index, std::int16_t ErrorCode,
                       Trap& trap) {
   if (!record.Aperto) {

@@ -1,6 +1,6 @@
-// FrmSock: the seven handlers of the socket events. They move a link between its socket phase and the
-// connected phase; data is not read here. None ever fails. `Index` is the number of the instance that raised
-// the event.
+// Handles the seven socket events, which move a link between its socket phase and the connected phase
+// (FrmSock). Data is not read here. The handlers never fail. `Index` is the number of the instance that
+// raised the event.
 #pragma once
 
 #include <cstdint>

@@ -10,7 +10,7 @@
 namespace quarnex {
 namespace {
 
-// The texts leave the queue when the whole message is made: without memory for it they stay.
+// The texts leave the queue only when the complete message is built: if memory is exhausted they stay.
 void buildBatch(ConnectionRecord& rec) {
   const auto texts = BufferTexts(rec.CodaInvio, kTextsPerBatchMax);
   std::string& message = rec.UltimoLotto;

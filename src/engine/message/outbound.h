@@ -1,5 +1,5 @@
-// gestione_TCP_generale: the outbound queue and its batches, delivery inside the process, emptying of the
-// queues.
+// Builds batches from the outbound queue, delivers texts inside the process and empties queues
+// (gestione_TCP_generale).
 #pragma once
 
 #include <cstdint>
@@ -9,13 +9,13 @@
 
 namespace quarnex {
 
-/// Packs up to 20 queued texts into a new batch, kept in `DaInviare` and `UltimoLotto`. False if none is
-/// queued.
+/// Packs up to `kTextsPerBatchMax` queued texts into a new batch in `UltimoLotto` and points `DaInviare` to
+/// it. False if no text is queued.
 bool PreparaLotto(Library& library, ConnectionRecord& rec);
 
 /// Puts the message to send now into `DaInviare`: on a connected link the unacknowledged batch, at once and
-/// at every call, else a new batch. False, with `DaInviare` null, if there is nothing to send. Has effects,
-/// so it is never skipped where it is to be asked.
+/// at every call, else a new batch. False, with `DaInviare` null, if there is nothing to send. Not a pure
+/// query: never short-circuit a call to it.
 bool ScegliInvio(Library& library, ConnectionRecord& rec);
 
 /// Delivers a text of a link without TCP to the first other link of the same type and identifier.

@@ -38,7 +38,7 @@ void raiseRemoteClose(ConnectionRecord& rec) {
   rec.ChiusuraRemota = true;
 }
 
-// Tried in this order. The words without effect belong to the peers' protocol and are of no use to the host.
+// Matched in this order. Words without effect belong to the protocol of the peers and never reach the host.
 constexpr ServiceWord kServiceWords[] = {
     {"9OKAY000", Match::Exact, none},
     {"9STAY000", Match::Exact, queueProbe},
@@ -73,7 +73,7 @@ constexpr ServiceWord kServiceWords[] = {
     {"9DSP", Match::Prefix, none},
 };
 
-// All words begin with the same character; the second one tells most of them apart.
+// All words begin with the same character; the second one distinguishes most of them.
 bool matches(const ServiceWord& row, std::string_view field) {
   if (field[1] != row.word[1]) return false;
   return row.match == Match::Exact ? field == row.word : field.starts_with(row.word);

@@ -22,7 +22,7 @@ void deliverField(Library& library, ConnectionRecord& rec, std::string_view fiel
   Traccia(library, rec.IdxQuarn, "X:", field);
 }
 
-// Positions count from 1 and are 16-bit: one that would pass 32,767 fails and stays where it is.
+// Positions count from 1 and have 16 bits: a step beyond the largest fails and leaves the position unchanged.
 void readFields(Library& library, ConnectionRecord& rec, std::string_view messaggio, Trap& trap) {
   const int count = static_cast<unsigned char>(messaggio[kFieldCountPosition - 1]) - '0';
   std::int16_t position = kFieldCountPosition + 1;

@@ -1,4 +1,4 @@
-// All state of one link.
+// Holds all state of one link.
 #pragma once
 
 #include <cstdint>
@@ -27,7 +27,7 @@ constexpr std::int16_t kExchangeIdle = 3;
 constexpr std::int16_t kHandlerFree = -1;
 constexpr std::int16_t kHandlerRunning = 0;
 
-/// What happened on a link, for `LinkSnapshot` only: nothing that the link does depends on it.
+/// The past of a link, for `LinkSnapshot` only: nothing that the link does depends on it.
 struct LinkHistory {
   Instant since;                 // begin of this connection, or of the time without one
   bool messageReceived = false;  // a message has arrived on this connection
@@ -38,8 +38,8 @@ struct LinkHistory {
   std::uint32_t badChecksums = 0, reconnections = 0;  // at most one of each a tick
 };
 
-/// A tick looks at a quiet link's first cache line only, so what it needs stands there, up to the number of
-/// texts in `CodaInvio`.
+/// A tick reads only the first cache line of a quiet link, so all fields that it needs are there, up to the
+/// number of texts in `CodaInvio`.
 struct alignas(kCacheLine) ConnectionRecord {
   bool Attivo = false;                // the link's sockets are activated; the tick visits it
   bool UsaTcp = false;                // False: texts are delivered inside the process

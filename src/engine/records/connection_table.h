@@ -1,4 +1,4 @@
-// The growable table of links. Records never move, so a reference to one stays good for the life of the
+// Stores the records of all links. Records never move, so references to them stay valid as long as the
 // library.
 #pragma once
 

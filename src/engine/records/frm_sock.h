@@ -1,5 +1,5 @@
-// FrmSock: the hidden form that owns the three control arrays and the timer HiTime_QUARN, and passes their
-// events on.
+// Owns the sockets in their three control arrays and passes their events and the ticks to the engine
+// (FrmSock).
 #pragma once
 
 #include <cstdint>
@@ -13,8 +13,8 @@
 namespace quarnex {
 
 /// The engine's procedures for the events of the form. `Index` is the number of the socket instance that
-/// raised the event, codes are Windows Sockets numbers. The form lies below the procedures, so whoever makes
-/// the library names them.
+/// raised the event, codes are Windows Sockets numbers. The form lies below these procedures in the order of
+/// the layers, so the code that composes a library passes them in.
 struct FormProcedures {
   using SocketProcedure = void (*)(Library& library, std::int16_t Index, std::int16_t ErrorCode);
 
@@ -32,7 +32,8 @@ class FrmSock final : public SocketEvents, public TimerEvents {
   FrmSock(const FrmSock&) = delete;
   FrmSock& operator=(const FrmSock&) = delete;
 
-  /// Makes element `index` of `array`. If that fails the element does not exist, and using it fails with 340.
+  /// Creates element `index` of `array`. Throws if the service does; the element then does not exist, and
+  /// every use of it fails with 340.
   void create(SocketArray array, std::int16_t index);
 
   /// Element `index`, or nullptr if it does not exist.

@@ -6,7 +6,7 @@ namespace quarnex {
 
 Library::Library(Services outside, const FormProcedures& toRun) : services(outside), procedures(toRun) {}
 
-// The form goes first: its sockets close while the services are still there.
+// The form is destroyed first, so that its sockets close while the services still exist.
 Library::~Library() {
   form.reset();
 }

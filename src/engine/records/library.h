@@ -1,4 +1,5 @@
-// The module state: one copy serves every QuarnSocket of the process; a simulation makes as many as it likes.
+// Holds the state that all links share. One library serves every QuarnSocket of a process; tests and
+// simulations create as many as they need.
 #pragma once
 
 #include <array>
@@ -30,8 +31,8 @@ struct Library {
   bool validIndex(std::int16_t IdxQuarn) const { return IdxQuarn >= 1 && IdxQuarn <= ConnectionCount; }
 
   Services services;
-  const FormProcedures& procedures;  // what the form's events run
-  Observer* observer = nullptr;      // sees host calls and traces; a recorder, say
+  const FormProcedures& procedures;  // run by the events of the form
+  Observer* observer = nullptr;      // sees host calls and traces; a recorder, for example
   Trap* pendingTraps = nullptr;      // the open traps that remember a failure
   // Made while there is memory for them; copies need none.
   const Failure outOfMemory{7, "Out of memory"};
@@ -52,8 +53,8 @@ struct Library {
 
   std::unique_ptr<FrmSock> form;  // made on first use
 
-  // Working storage, kept for its capacity unless that is much. Whoever uses one moves it out and back, so
-  // that a nested use finds it empty.
+  // Texts that are built often, kept for their capacity up to `kKeptCapacityMax`. A procedure moves one out
+  // while it uses it, so a nested use finds it empty.
   std::string frameStorage;
   std::string traceStorage;
   std::string lineStorage;

@@ -1,4 +1,4 @@
-// Modulo_Main: deadlines, the one door for each change of phase, and the resets that the other modules share.
+// Sets phases and sub-states with their deadlines, and resets records (Modulo_Main).
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 
 namespace quarnex {
 
-/// Now plus `seconds`.
+/// The deadline `seconds` from now.
 Instant CalcolaScadenza(Library& library, std::int16_t seconds);
 
 /// True from the second after the deadline's on.
@@ -18,19 +18,19 @@ inline bool ScadenzaPassata(Library& library, Instant deadline) {
 /// Sets the phase together with its deadline, `seconds` from now.
 void ImpostaStato(Library& library, ConnectionRecord& record, std::int16_t stato, std::int16_t seconds);
 
-/// Sets the exchange sub-state and gives it 5 seconds.
+/// Sets the exchange sub-state with its deadline, `kReplySeconds` from now.
 void ImpostaStatoB(Library& library, ConnectionRecord& record, std::int16_t valore);
 
-/// Arms the keep-alive: 10 seconds for a client link, 15 for a server link.
+/// Arms the keep-alive: `kClientAliveSeconds` or `kServerAliveSeconds` from now.
 void ArmaAlive(Library& library, ConnectionRecord& record);
-/// The same, and forgets the expiries so far.
+/// Arms the keep-alive and resets the count of its expiries.
 void RinnovaAlive(Library& library, ConnectionRecord& record);
 
-/// Brings the receive and exchange fields back to their starting values. Also frees the handler's guard, even
-/// while the handler runs further up the stack.
+/// Resets the fields of receiving and exchange. Also frees the guard of the handler, even while the handler
+/// runs further up the stack.
 void ResetScambio(Library& library, ConnectionRecord& record);
 
-/// Brings the supervision fields back to their starting values.
+/// Resets the fields of supervision.
 void ResetLink(Library& library, ConnectionRecord& record);
 
 }  // namespace quarnex

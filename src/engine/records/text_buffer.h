@@ -1,4 +1,4 @@
-// GestioneBuffer: the first-in, first-out ring of texts that serves as every queue of a link.
+// Stores texts first in, first out, for every queue of a link (GestioneBuffer).
 #pragma once
 
 #include <cstdint>
@@ -11,28 +11,28 @@
 
 namespace quarnex {
 
-/// A ring of texts. Its capacity is a number, not memory: the texts stand one behind the other, each behind
-/// its length, in chunks that are taken as they fill and given back as they empty, so that an idle link pays
-/// for a few bytes of header only and a text costs no piece of memory of its own.
+/// A queue of texts. Its capacity is a number, not allocated memory: the texts are stored one after another,
+/// each after its length, in chunks that are allocated as texts arrive and freed as they leave. An idle link
+/// needs only this header, and a text needs no allocation of its own.
 struct TextBuffer {
   std::int16_t Count = 0;     // items stored, 0 to Capacity
   std::int16_t Capacity = 0;  // items that it may hold before it grows or drops
   std::unique_ptr<ByteChunks> Items;
 };
 
-/// Empties the buffer and gives it room for `capacity` items; 0 or less accepts nothing and yields nothing.
+/// Empties the buffer and sets its capacity, in items; with 0 or less it drops every item.
 void BufferInit(TextBuffer& buffer, std::int16_t capacity);
 
-/// Appends one item; the empty text is an item like any other. A full buffer of fewer than 5000 grows by 100,
-/// a full one of 5000 or more drops its oldest item silently. `text` is no item of this buffer.
+/// Appends one item; the empty text is an item like any other. A full buffer below `kQueueCapacityMax` grows
+/// by `kQueueGrowth`, any other drops its oldest item silently. `text` must not be an item of this buffer.
 void BufferPut(TextBuffer& buffer, std::string_view text);
 
-/// Takes out the oldest item; "" if there is none (`Count` tells the difference).
+/// Removes and returns the oldest item; "" if there is none (`Count` distinguishes the two).
 std::string BufferGet(TextBuffer& buffer);
 
 /// The oldest item, which stays; "" if there is none. Valid until the next change.
 std::string_view BufferFront(const TextBuffer& buffer);
-/// Takes out the oldest item, if there is one.
+/// Removes the oldest item, if there is one.
 void BufferDrop(TextBuffer& buffer);
 
 /// The oldest items, at most `most`. Valid until the next change.

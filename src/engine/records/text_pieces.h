@@ -9,8 +9,7 @@
 
 namespace quarnex {
 
-/// A number in a text, filled with zeros to at least `digits` digits (1 to 20) behind its sign: -3 with 2 is
-/// "-03".
+/// A number in a text, with leading zeros up to `digits` digits (1 to 20) after its sign: -3 with 2 is "-03".
 struct ZeroPadded {
   std::int64_t number;
   int digits;
@@ -29,7 +28,7 @@ void append(std::string& text, Number number) {
   const auto end = std::to_chars(digits, digits + sizeof digits, number).ptr;
   text.append(digits, end);
 }
-/// A piece that costs something to make is handed over as a function that makes it.
+/// A piece that is costly to make: the function is called only when the text is built.
 template <std::invocable Maker>
 void append(std::string& text, const Maker& maker) {
   text += maker();
@@ -43,7 +42,7 @@ std::string concat(const Pieces&... pieces) {
   return text;
 }
 
-/// Empties a text, and gives its memory back if that is much.
+/// Empties a text and frees its memory if that exceeds `kKeptCapacityMax`.
 void clearText(std::string& text);
 
 }  // namespace quarnex

@@ -16,8 +16,7 @@ Failure failureOf(const Library& library, const std::exception& thrown) {
   throw;
 }
 
-// Called from the handler of a failed step. Number 0 means that nothing is wrong, so it leaves nothing
-// pending.
+// Called from the handler of a failed step. A failure with number 0 is no failure and leaves nothing pending.
 void Trap::remember(const std::exception& thrown) {
   const Failure failure = failureOf(library_, thrown);
   if (failure.number() == 0) return clear();

@@ -1,4 +1,4 @@
-// "Resume with the next statement": a failing step is remembered, the next one still runs.
+// Runs the steps of a procedure so that a failing step is remembered and the next one still runs.
 #pragma once
 
 #include <cstdint>
@@ -12,9 +12,9 @@ namespace quarnex {
 
 struct Library;
 
-/// The trap of one procedure. It remembers the last failure that one of its own steps threw; what a callee
-/// trapped itself is settled there. The library knows the traps that remember one, so that whoever handles
-/// "any pending failure" can settle those of all callers. A trap without a failure costs next to nothing:
+/// The trap of one procedure. It remembers the last failure that one of its own steps threw; failures that a
+/// callee trapped are settled there. The library lists the traps with a pending failure, so a procedure that
+/// settles "any pending failure" also settles those of all callers. A trap without a failure is cheap, since
 /// every visit of a tick opens some.
 ///
 ///     Trap trap{library};
@@ -54,9 +54,9 @@ class Trap {
   std::optional<Failure> failure_;  // the pending one
 };
 
-/// The failure that `thrown` is: one of ours as it is, the standard library's for want of memory as 7 Out of
-/// memory or 14 Out of string space, for which no memory is needed. Anything else goes on to the caller as it
-/// came: to be called from its handler.
+/// Converts an exception to a failure; call it from the handler of that exception. A `Failure` stays as it
+/// is. Out of memory becomes 7 "Out of memory" or 14 "Out of string space", without allocating. Anything else
+/// is rethrown.
 Failure failureOf(const Library& library, const std::exception& thrown);
 
 /// Settles the failures of every trap that is open at this moment.

@@ -13,8 +13,8 @@
 namespace quarnex {
 namespace {
 
-// With thousands of links nothing of them is left in the processor's caches from the tick before. So records
-// are asked for this many links ahead, and the sockets behind them half as many.
+// With thousands of links the processor's caches hold nothing from the tick before, so records are prefetched
+// this many links ahead, and their sockets half as many.
 constexpr int kLinksAhead = 24;
 
 void fetchAhead(Library& library, int link) {

@@ -1,4 +1,4 @@
-// gestione_TCP_generale: the periodic tick, and the guarded step of one link.
+// Runs the periodic tick: one guarded step for every link (gestione_TCP_generale).
 #pragma once
 
 #include "engine/records/library.h"

@@ -1,4 +1,4 @@
-// What a connected link answers, by role, by what it has to send, and by what arrives.
+// Tests the answers of a connected link by role, queued texts and received words.
 #include "engine/exchange/handler.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-// Every deadline, in the second before it, in its own second, and in the one after.
+// Tests each deadline in the second before it, in its own second and in the second after it.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

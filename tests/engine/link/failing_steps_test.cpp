@@ -1,5 +1,5 @@
-// Every operation of the listen and call sequences fails in turn: what is traced, what the host is told, and
-// that the next attempt comes.
+// Fails every operation of the listen and call sequences in turn, and expects its traces, its reports and the
+// next attempt.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
-// Every word of the peers' protocol, in every sub-state and role, alone and behind a text: it does no harm,
-// and the host sees none.
+// Receives every word of the protocol in every sub-state and role, alone and behind a text: none breaks the
+// link, and none reaches the host.
 #include "engine/message/service_words.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Tests of the trap: what it remembers, and who settles what it remembers.
+// Tests which failures a trap remembers and when they are settled.
 #include "engine/records/trap.h"
 
 #include <gtest/gtest.h>
