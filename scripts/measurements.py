@@ -1,0 +1,102 @@
+#!/usr/bin/env python3
+"""Runs the commands that measure the project and keeps their output in docs/measurements.md.
+
+    measurements.py            lists the names of the measurements with their commands
+    measurements.py NAME...    runs these, one after another, and replaces their sections; "all" runs all of them
+
+Exit status 1 if a command failed; its section then shows the failure.
+"""
+import datetime
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import time
+
+ROOT = pathlib.Path(__file__).resolve().parents[1]
+PAGE = ROOT / "docs" / "measurements.md"
+# The command of each measurement, and how many of the last lines of its output the page shows.
+MEASUREMENTS = {
+    "tests": ("scripts/test.sh", 40),
+    "demo": ("scripts/demo.sh", 5),
+    "replay": ("cmake --preset release && cmake --build --preset release --target quarn && "
+               "build/release/bin/quarn replay tests/data/recordings/*.jsonl", 80),
+    "benchmarks": ("scripts/bench.sh", 80),
+    "model": ("scripts/check_model.sh", 60),
+    "fuzzing": ("scripts/fuzz.sh 60", 10),
+    "simulation": ("scripts/simulate.sh 25", 80),
+    "kills": ("scripts/endurance.sh kills", 30),
+    "reconnections": ("scripts/endurance.sh reconnections", 10),
+    "threads": ("scripts/endurance.sh threads", 10),
+    "recording": ("scripts/endurance.sh recording", 20),
+    "coverage": ("scripts/coverage.sh", 20),
+    "mutations": ("tests/mutations/check_tests.py", 90),
+}
+# Output that only accompanies the building of programs.
+NOISE = re.compile(r"\[\d+/\d+\]|ninja: |-- |Preset CMake variables|Installing |Building |\s*$")
+INTRODUCTION = """# Latest measurements
+
+`scripts/measurements.py` writes this page; do not edit it. Each section shows the end of one command's output, unchanged.
+Times depend on the machine. [reliability.md](reliability.md) states the promises that these commands check.
+"""
+
+
+def output_of(*command):
+    return subprocess.run(command, cwd=ROOT, capture_output=True, text=True).stdout.strip()
+
+
+def machine():
+    model = re.search(r"^model name\s*: (.*)$", pathlib.Path("/proc/cpuinfo").read_text(), re.M)
+    compiler = output_of("c++", "--version").split("\n")[0]
+    return f"{len(os.sched_getaffinity(0))} cores of {model[1] if model else os.uname().machine}, {compiler}"
+
+
+def commit():
+    status = output_of("git", "status", "--porcelain", "--untracked-files=no", "--", ".", f":!{PAGE.relative_to(ROOT)}")
+    return output_of("git", "rev-parse", "--short", "HEAD") + (" with local changes" if status else "")
+
+
+def measure(name):
+    """The section of one measurement and its exit status."""
+    start = time.monotonic()
+    command, lines = MEASUREMENTS[name]
+    done = subprocess.run(["bash", "-c", command], cwd=ROOT, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                          stderr=subprocess.STDOUT, text=True, errors="replace")
+    seconds = time.monotonic() - start
+    shown = [line.rstrip() for line in done.stdout.split("\n") if not NOISE.match(line)][-lines:]
+    day = datetime.datetime.now(datetime.timezone.utc).strftime("%Y-%m-%d %H:%M UTC")
+    about = [f"- Command: `{command}`", f"- Ended: {day}, after {seconds:.0f} s, with exit status {done.returncode}",
+             f"- Commit: {commit()}", f"- Machine: {machine()}"]
+    return "\n".join([f"## {name}", "", *about, "", "```text", *shown, "```", ""]), done.returncode
+
+
+def sections():
+    """The sections of the page as it is, by name."""
+    text = PAGE.read_text() if PAGE.exists() else ""
+    return {part.split("\n", 1)[0]: f"## {part}" for part in re.split(r"^## ", text, flags=re.M)[1:]}
+
+
+def write(kept):
+    ordered = [kept[name].rstrip() + "\n" for name in MEASUREMENTS if name in kept]
+    PAGE.write_text("\n".join([INTRODUCTION, *ordered]))
+
+
+def main(names):
+    if not names:
+        print("\n".join(f"{name:14} {command}" for name, (command, _) in MEASUREMENTS.items()))
+        return 0
+    names = list(MEASUREMENTS) if names == ["all"] else names
+    if unknown := [name for name in names if name not in MEASUREMENTS]:
+        print(f"No measurement {', '.join(unknown)}; without arguments the names are listed", file=sys.stderr)
+        return 2
+    failed = 0
+    for name in names:
+        print(f"{name}: {MEASUREMENTS[name][0]}", flush=True)
+        section, status = measure(name)
+        write({**sections(), name: section})
+        failed |= status != 0
+    return failed
+
+
+sys.exit(main(sys.argv[1:]))
