@@ -64,8 +64,8 @@ class QUARNEX_API QuarnSocket {
   /// Queues `s` for the peer; the next exchange takes it along (up to 20 texts a batch). Nothing happens for
   /// "", for an invalid index and after `Uscita`. "VUOTABUFFER" is not queued: it empties the link's outbound
   /// and inbound queues. A queue holds at most 5000 texts; then the oldest is dropped. Every activation of
-  /// the link (`Apri` and each reconnection) drops what is queued. What a text may hold is described in the
-  /// README.
+  /// the link (`Apri` and each reconnection) drops what is queued. docs/texts.md describes which texts arrive
+  /// unchanged.
   void Invia(std::int16_t IdxQuarn, std::string_view s);
 
   /// Opens a link over TCP: its queues are emptied, and after 10 seconds it listens or calls, and again for
