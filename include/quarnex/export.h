@@ -1,4 +1,5 @@
-// Marks the names that the shared library exports, and refuses compilers that are too old for the public headers.
+// Marks the names that the shared library exports, and refuses compilers that are too old for the public
+// headers.
 #pragma once
 
 #if __cplusplus < 201703L

@@ -1,4 +1,5 @@
-// A host outside this project that records its library: one link inside the process, and a failure that is caught.
+// A host outside this project that records its library: one link inside the process, and a failure that is
+// caught.
 #include <iostream>
 
 #include "quarnex/flight_recorder.h"

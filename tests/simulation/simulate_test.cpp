@@ -15,6 +15,7 @@
 #include "engine/records/frm_sock.h"
 #include "host/method_table.h"
 #include "platform/simulated/simulated_socket.h"
+#include "quarnex/times_and_limits.h"
 #include "recording/player/player.h"
 #include "simulation/checks/engine_watch.h"
 #include "simulation/checks/independent/frame_format.h"
@@ -28,7 +29,6 @@
 #include "simulation/runs/simulate_run.h"
 #include "simulation/sites/site.h"
 #include "support/test_files.h"
-#include "quarnex/times_and_limits.h"
 
 namespace quarnex::simulation {
 namespace {

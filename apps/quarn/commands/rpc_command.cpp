@@ -5,11 +5,11 @@
 #include <optional>
 #include <string>
 
+#include "host/method_table.h"
 #include "quarn/commands.h"
 #include "quarn/commands/rpc_answer.h"
 #include "quarn/shared_arguments.h"
 #include "quarn/streams.h"
-#include "host/method_table.h"
 
 namespace quarnex::tool {
 namespace {
