@@ -27,7 +27,7 @@ void Recorder::created(SocketId id, RecordedSocket& socket) {
   elements[static_cast<std::size_t>(id.index)] = &socket;
 }
 
-void Recorder::setPeriod(const ServiceCall& call) {
+void Recorder::recordPeriod(const ServiceCall& call) {
   const auto milliseconds = static_cast<std::int16_t>(call.number());
   const std::int16_t before = std::exchange(period_, milliseconds);
   try {

@@ -116,7 +116,7 @@ class Recorder final : public Interceptor<Recorder, RecordedSocket>, public Obse
     } else if (call.operation == Operation::WriteLog) {
       operate();
     } else if (call.operation == Operation::SetPeriod) {
-      setPeriod(call);
+      recordPeriod(call);
     } else {
       tape_.perform(call, operate);
     }
@@ -145,7 +145,7 @@ class Recorder final : public Interceptor<Recorder, RecordedSocket>, public Obse
  private:
   friend class RecordedSocket;
 
-  void setPeriod(const ServiceCall& call);
+  void recordPeriod(const ServiceCall& call);
   /// Writes the event and changes the model of its instance, before the engine learns of it.
   void beginEvent(const SocketEvent& event);
 

@@ -139,8 +139,8 @@ TEST(Receiving, KeepsABacklogInOrderAcrossItsChunks) {
   queue.consume(1);
   EXPECT_EQ(queue.front(), "");
   EXPECT_EQ(queue.size(), 0U);
-  queue.append(std::string(std::size_t{64} * 1024, 'x') +
-               "abc");  // two chunks, and as much gone as the second holds
+  queue.append(
+      std::string(std::size_t{64} * 1024 + 3, 'x'));  // two chunks; as many bytes leave as the second holds
   queue.consume(3);
   EXPECT_EQ(queue.size(), 64U * 1024U);
 }
