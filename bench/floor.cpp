@@ -35,7 +35,7 @@ struct Floor {
   std::vector<FloorConnection> connections;
   std::vector<int> listeners;
   std::vector<epoll_event> events;
-  std::string buffer = std::string(64 * 1024, '\0');
+  std::string buffer = std::string(std::size_t{64} * 1024, '\0');
   int epoll = ::epoll_create1(0);
   int timer = ::timerfd_create(CLOCK_MONOTONIC, 0);
   std::int64_t exchanges = 0;

@@ -12,7 +12,7 @@ namespace quarnex {
 namespace {
 
 constexpr std::size_t kTextBytes = 2048;
-constexpr std::size_t kFetchBytes = 64 * 1024;
+constexpr std::size_t kFetchBytes = std::size_t{64} * 1024;
 
 void countBytes(benchmark::State& state, std::size_t bytesPerIteration) {
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytesPerIteration));
@@ -33,7 +33,7 @@ void checksum_floor(benchmark::State& state) {
   std::string text(kTextBytes, 'x');
   for (auto _ : state) {
     benchmark::DoNotOptimize(text.data());
-    benchmark::DoNotOptimize(std::memchr(text.data(), kEtx, text.size()));
+    benchmark::DoNotOptimize(std::char_traits<char>::find(text.data(), text.size(), kEtx));
   }
   countBytes(state, text.size());
 }

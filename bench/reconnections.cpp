@@ -26,7 +26,7 @@ constexpr std::int16_t kTickMilliseconds = 2;
 constexpr int kSilentSeconds = 40;  // longer than any link waits for a silent peer
 constexpr int kTicksMax = 1000;     // before a wait is given up
 constexpr int kWarmUpRounds = 6;    // until all buffers have their final size
-constexpr std::int64_t kGrowthMax = 64 * 1024;
+constexpr std::int64_t kGrowthMax = std::int64_t{64} * 1024;
 
 class ReconnectingHost {
  public:

@@ -103,10 +103,11 @@ void quiet_tick_floor(benchmark::State& state) {
   struct Record {
     alignas(64) long first;
     alignas(64) long second;
-    char rest[sizeof(ConnectionRecord) - 2 * 64];
+    char rest[sizeof(ConnectionRecord) - std::size_t{2} * 64];
   };
   std::vector<Record> records(kLinks);
   std::vector<std::unique_ptr<bench::QuietSocket>> sockets;
+  sockets.reserve(kLinks);
   for (int i = 0; i < kLinks; ++i) sockets.push_back(std::make_unique<bench::QuietSocket>());
   CacheFlush caches;
   for (auto _ : state) {
@@ -168,8 +169,9 @@ class BarePeers {
     sockaddr_in here{};
     here.sin_family = AF_INET;
     here.sin_port = htons(static_cast<std::uint16_t>(port));
-    ::bind(listener.get(), reinterpret_cast<const sockaddr*>(&here), sizeof here);
-    if (::listen(listener.get(), SOMAXCONN) != 0) throw std::runtime_error("no port");
+    if (::bind(listener.get(), reinterpret_cast<const sockaddr*>(&here), sizeof here) != 0 ||
+        ::listen(listener.get(), SOMAXCONN) != 0)
+      throw std::runtime_error("no port");
     return listener;
   }
 
