@@ -86,7 +86,7 @@ std::string inSingleQuotes(const std::string& text) {
   return '\'' + replaced(replaced(text, "\n", " "), "'", "'\\''") + '\'';
 }
 
-// A text inside a specification of zsh's _arguments and _describe.
+// Escapes a text for an argument of zsh's _arguments or _describe.
 std::string zshText(const std::string& text) {
   std::string escaped = replaced(text, "\\", "\\\\");
   for (const char* special : {":", "[", "]"})
