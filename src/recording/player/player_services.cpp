@@ -25,8 +25,7 @@ void PlayedSocket::fetch(const ServiceCall& call) {
 }
 
 void PlayedSocket::perform(const ServiceCall& call, PlainSocket::Settings&& before) {
-  if (call.operation == Operation::Attach)
-    inner->settings.remoteHost = course_.hostOf(call.number());
+  if (call.operation == Operation::Attach) inner->settings.remoteHost = course_.hostOf(call.number());
   const Answer answer = course_.performed(lineOf(call));
   if (answer.failure && changesSettings(call.operation)) inner->restore(call.operation, std::move(before));
   finish(course_, answer);
