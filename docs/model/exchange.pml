@@ -1,30 +1,30 @@
 /* The exchange between the two ends of a connection, as a model for the checker Spin.
 
-   scripts/check_model.sh runs every check of checks.txt on this model and compares what is found with what is
-   expected; scripts/check_model.sh NAME also shows the steps of that check's counterexample. What the findings mean
-   for an application stands in ../protocol-limits.md.
+   scripts/check_model.sh runs every check of checks.txt on this model and compares the outcome with the expected one;
+   scripts/check_model.sh NAME also prints the steps of that check's counterexample. ../protocol-limits.md states the
+   consequences for an application.
 
-   Modelled: a client link and a server link with the sub-states (StatoB 0 to 3), the message kept for repetition
+   The model contains a client link and a server link with the sub-states (StatoB 0 to 3), the message kept for repetition
    (UltimoInviato), the batch that awaits acknowledgement (UltimoLotto, AttesaRitrasmissione), the outbound queue, the
    acknowledgement that a data message carries, the overdue answers, and the reconnection that empties the queues.
    Each alternative of Tick is one tick of a link; a frame is answered on the tick that completes it.
 
-   Assumptions; a check is exhaustive within the numbers of its line in checks.txt:
+   It rests on these assumptions. A check is exhaustive within the numbers of its line in checks.txt:
    - Texts are numbered by sender and queued in order, so a batch is a range. Each host gives its link TEXTS texts (or
      CLIENT_TEXTS, SERVER_TEXTS); a batch takes up to BATCH of them (in the product 20), a queue holds CAPACITY (in the
      product 5000).
    - A link sends unasked only while fewer than FLIGHT frames are under way.
-   - Time is only order: a tick may come at any moment between two frames. An answer is overdue when no frame is under
+   - Time is modelled as order alone: a tick may come at any moment between two frames. An answer is overdue when no frame is under
      way any more or, LATE times, although one is.
    - The network keeps the order of frames. It loses or damages DAMAGE of them, repeats REPEAT of them behind those
      under way, and cuts the connection CUT times. With HOLE a connection, from some moment on, delivers nothing (1) or
-     only damage to the client (2), until it ends. A checksum betrays every damage.
-   - A connection that ended is there again at once. A cut may leave half a frame, which spoils the next one received.
+     only damage to the client (2), until it ends. The checksum detects every damage.
+   - A connection that has ended exists again at once. A cut may leave half a frame, which spoils the next one received.
    - Keep-alive and failed sends reconnect a link RECONNECT times, at any moment. Where the rule of the keep-alive
      itself matters (KEEPALIVE) it is counted in overdue answers: a client's 22 seconds end before its fourth, a
      server's 32 before its sixth. */
 
-/* -------- numbers that a check sets */
+/* -------- numbers, which a check sets */
 #ifndef TEXTS
 #define TEXTS 2
 #endif
@@ -62,14 +62,14 @@
 #define HOLE 0
 #endif
 #ifndef CLEAR
-#define CLEAR 0 /* times that a host sends VUOTABUFFER */
+#define CLEAR 0 /* number of times that a host sends VUOTABUFFER */
 #endif
 #define NOBODY 2
 #ifndef CLOSER
 #define CLOSER NOBODY /* the role whose host closes the link: its last text is "9K" */
 #endif
 #ifndef BUSY
-#define BUSY NOBODY /* the role whose host has another text waiting whenever one is asked for */
+#define BUSY NOBODY /* the role whose host always has another text waiting */
 #endif
 
 #define CLIENT 0
@@ -129,7 +129,7 @@ bool ready;
 #define HELD(i, t) \
   ((t) >= link[i].head || (link[i].attesa && IN(t, link[i].lotto, link[i].lottoEnd)) || \
    (link[i].inviato && IN(t, link[i].inviatoFrom, link[i].inviatoEnd)))
-/* Not delivered, and nobody who could still deliver it. */
+/* Not delivered, and no longer anywhere from where it could be delivered. */
 #define LOST(i, t) ((t) < link[i].queued && !SETTLED(i, t) && !HELD(i, t) && link[i].flying[t] == 0)
 
 #define ALL_SETTLED(i) \
@@ -143,11 +143,11 @@ ltl settled { <> (ALL_SETTLED(CLIENT) && ALL_SETTLED(SERVER)) }
 ltl gone { <> (ALL_GONE(CLIENT) && ALL_GONE(SERVER)) }
 #endif
 
-#ifdef EVENTUALLY_CLOSED /* the peer gets the request to close */
+#ifdef EVENTUALLY_CLOSED /* the peer receives the request to close */
 ltl closes { <> closed }
 #endif
 
-/* -------- what a check forbids */
+/* -------- steps that a check forbids */
 inline finish() {
 #ifdef NO_LOSS
   k = 0;
@@ -395,7 +395,7 @@ inline HandleStato_B(i) {
 #ifdef KEEPALIVE
   :: link[i].quiet > QUIET_TOLERATED(i) -> ETH_Riconnetti(i)
 #endif
-#ifdef PATIENT /* a variant: it goes on for ever */
+#ifdef PATIENT /* a variant: it never gives up */
   :: link[i].overdue > OVERDUE_TOLERATED -> link[i].overdue = 0; link[i].stato = READY
 #else
   :: link[i].overdue > OVERDUE_TOLERATED -> ETH_Riconnetti(i)
@@ -404,7 +404,7 @@ inline HandleStato_B(i) {
   fi
 }
 
-/* -------- who acts */
+/* -------- the processes */
 inline Tick(i) {
   if
   :: d_step { !closed && WAITS(i) -> take(i); HandleFrame(i); finish() }
@@ -427,7 +427,7 @@ inline Tick(i) {
   fi
 }
 
-/* A server with nothing to say may rest for good, a client never: it is not ready to end before the link is closed. */
+/* A server with nothing to send may end, a client only after the link was closed. */
 active proctype Client() {
   do
   :: Tick(CLIENT)
@@ -485,7 +485,7 @@ inline Repeat(i) {
     finish() }
 }
 
-/* Both sides see the connection end and come back; the exchange goes on from where it stood. */
+/* Both sides see the connection end and come back; the exchange continues in its present state. */
 inline Cut(clientHalf, serverHalf) {
   d_step { !closed && cuts > 0 ->
     printf("STEP 0 and 1: connection cut and made again\n");
