@@ -6,11 +6,11 @@
 #include <optional>
 
 #include "engine/records/library.h"
-#include "recording/format/plain_model.h"
 #include "recording/format/recording_reader.h"
+#include "recording/format/service_model.h"
 #include "recording/player/mismatch.h"
-#include "recording/player/played_engine.h"
-#include "recording/player/script.h"
+#include "recording/player/replayed_engine.h"
+#include "recording/player/strict_replay.h"
 #include "services/services_wrapper.h"
 
 namespace quarnex::recording {

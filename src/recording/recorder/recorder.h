@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "engine/records/library.h"
-#include "recording/recorder/tape.h"
+#include "recording/recorder/recording_writer.h"
 #include "services/interceptor.h"
 #include "services/observer.h"
 #include "services/plain_services.h"

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "engine/records/library.h"
-#include "recording/format/plain_model.h"
+#include "recording/format/service_model.h"
 
 namespace quarnex::recording {
 

@@ -6,11 +6,11 @@
 #include <optional>
 #include <string>
 
-#include "recording/format/plain_model.h"
+#include "recording/format/service_model.h"
 #include "recording/format/step_reader.h"
-#include "recording/player/played_engine.h"
+#include "recording/player/replayed_engine.h"
 #include "recording/shrinker/checker.h"
-#include "recording/shrinker/loose_course.h"
+#include "recording/shrinker/lenient_replay.h"
 
 namespace quarnex::recording {
 

@@ -1,4 +1,4 @@
-#include "recording/format/plain_model.h"
+#include "recording/format/service_model.h"
 
 #include <algorithm>
 #include <utility>

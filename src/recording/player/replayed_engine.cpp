@@ -1,4 +1,4 @@
-#include "recording/player/played_engine.h"
+#include "recording/player/replayed_engine.h"
 
 #include "quarnex/failure.h"
 

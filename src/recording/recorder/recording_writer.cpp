@@ -1,4 +1,4 @@
-#include "recording/recorder/tape.h"
+#include "recording/recorder/recording_writer.h"
 
 namespace quarnex::recording {
 

@@ -7,9 +7,9 @@
 #include <utility>
 #include <vector>
 
-#include "recording/format/plain_model.h"
+#include "recording/format/service_model.h"
 #include "recording/format/step_reader.h"
-#include "recording/player/course.h"
+#include "recording/player/replay.h"
 
 namespace quarnex::recording {
 

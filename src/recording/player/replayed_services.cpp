@@ -1,4 +1,4 @@
-#include "recording/player/player_services.h"
+#include "recording/player/replayed_services.h"
 
 #include "quarnex/failure.h"
 

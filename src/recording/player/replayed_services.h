@@ -6,8 +6,8 @@
 #include <type_traits>
 #include <utility>
 
-#include "recording/format/plain_model.h"
-#include "recording/player/course.h"
+#include "recording/format/service_model.h"
+#include "recording/player/replay.h"
 #include "services/interceptor.h"
 #include "services/observer.h"
 

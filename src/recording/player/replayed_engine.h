@@ -3,9 +3,9 @@
 
 #include "host/engine.h"
 #include "quarnex/quarn_socket.h"
-#include "recording/format/plain_model.h"
-#include "recording/player/course.h"
-#include "recording/player/player_services.h"
+#include "recording/format/service_model.h"
+#include "recording/player/replay.h"
+#include "recording/player/replayed_services.h"
 #include "services/services_wrapper.h"
 
 namespace quarnex::recording {

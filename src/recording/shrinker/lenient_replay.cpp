@@ -1,4 +1,4 @@
-#include "recording/shrinker/loose_course.h"
+#include "recording/shrinker/lenient_replay.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,4 +1,4 @@
-#include "recording/player/script.h"
+#include "recording/player/strict_replay.h"
 
 #include <algorithm>
 #include <utility>

@@ -11,11 +11,11 @@
 #include <vector>
 
 #include "recording/format/line.h"
-#include "recording/format/plain_model.h"
 #include "recording/format/recording_reader.h"
+#include "recording/format/service_model.h"
 #include "recording/format/stored_lines.h"
-#include "recording/player/course.h"
 #include "recording/player/mismatch.h"
+#include "recording/player/replay.h"
 
 namespace quarnex::recording {
 
