@@ -15,7 +15,7 @@
 #include "platform/posix/posix_platform.h"
 #include "quarnex/quarn_socket.h"
 #include "recording/recorder/file_sink.h"
-#include "recording/recorder/services_recorder.h"
+#include "recording/recorder/recorder.h"
 
 namespace {
 

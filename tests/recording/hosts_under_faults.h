@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "recording/recorder/services_recorder.h"
+#include "recording/recorder/recorder.h"
 #include "simulation/faults/fault_plan.h"
 
 namespace quarnex::simulation {

@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string>
 
-#include "recording/recorder/services_recorder.h"
+#include "recording/recorder/recorder.h"
 #include "simulation/pair.h"
 #include "simulation/peers/hostile_bytes.h"
 

@@ -7,7 +7,7 @@
 
 namespace quarnex::recording {
 
-PlainSocket& PlainModel::create(SocketId socket) {
+PlainSocket& ServiceModel::create(SocketId socket) {
   auto& array = sockets_[static_cast<std::size_t>(socket.array)];
   const auto slot = static_cast<std::size_t>(socket.index);
   if (array.size() <= slot) array.resize(slot + 1);
@@ -15,14 +15,14 @@ PlainSocket& PlainModel::create(SocketId socket) {
   return *array[slot] = PlainSocket{};
 }
 
-PlainSocket* PlainModel::find(SocketId socket) {
+PlainSocket* ServiceModel::find(SocketId socket) {
   const auto& array = sockets_[static_cast<std::size_t>(socket.array)];
   return std::cmp_less(socket.index, array.size()) && socket.index >= 0
              ? array[static_cast<std::size_t>(socket.index)].get()
              : nullptr;
 }
 
-void PlainModel::beginStep(const Line& step) {
+void ServiceModel::beginStep(const Line& step) {
   if (const auto* event = std::get_if<EventLine>(&step)) {
     PlainSocket* socket = find(event->socket);
     const bool connected = event->event == EventKind::Connect && event->code == 0;
@@ -35,7 +35,7 @@ void PlainModel::beginStep(const Line& step) {
   setClock(start.at, start.utcOffset);
 }
 
-bool PlainModel::takeInput(const Line& line) {
+bool ServiceModel::takeInput(const Line& line) {
   const auto* failed = std::get_if<FailedLine>(&line);
   if (const auto* property = std::get_if<PropertyLine>(&line)) {
     setProperty(*property);
@@ -50,12 +50,12 @@ bool PlainModel::takeInput(const Line& line) {
   return true;
 }
 
-void PlainModel::setClock(Instant at, std::optional<std::int32_t> newUtcOffset) {
+void ServiceModel::setClock(Instant at, std::optional<std::int32_t> newUtcOffset) {
   time.second = at.second + shift;
   offset = newUtcOffset.value_or(offset);
 }
 
-void PlainModel::setProperty(const PropertyLine& line) {
+void ServiceModel::setProperty(const PropertyLine& line) {
   const auto* number = std::get_if<std::int32_t>(&line.value);
   if (line.operation == Operation::Period) milliseconds = static_cast<std::int16_t>(*number);
   PlainSocket* socket = shapeOf(line.operation).onSocket ? find(line.socket) : nullptr;
@@ -69,7 +69,7 @@ void PlainModel::setProperty(const PropertyLine& line) {
   }
 }
 
-void PlainModel::failIfListed(Operation property, SocketId socket) const {
+void ServiceModel::failIfListed(Operation property, SocketId socket) const {
   const auto found = std::ranges::find_if(
       failing_, [&](const FailingRead& one) { return one.property == property && one.socket == socket; });
   if (found != failing_.end()) throw Failure(found->failure);

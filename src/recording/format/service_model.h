@@ -12,9 +12,9 @@
 
 namespace quarnex::recording {
 
-class PlainModel : public PlainServices {
+class ServiceModel : public PlainServices {
  public:
-  explicit PlainModel(std::int32_t utcOffset) { offset = utcOffset; }
+  explicit ServiceModel(std::int32_t utcOffset) { offset = utcOffset; }
 
   using PlainServices::create;
   /// Returns a fresh, closed instance; references to an older one of this identifier refer to it, too.

@@ -5,15 +5,15 @@ namespace quarnex::recording {
 Player::Player(RecordingReader& reader, ServicesWrapper* wrapper)
     : reader_(reader),
       model_(reader.utcOffset()),
-      script_(reader, model_, [this](const Line& step) { deliver(step); }),
-      engine_(script_, model_, wrapper) {}
+      replay_(reader, model_, [this](const Line& step) { deliver(step); }),
+      engine_(replay_, model_, wrapper) {}
 
 ReplayResult Player::result() {
   ReplayResult result;
-  result.mismatch = script_.mismatch();
-  result.damage = script_.damage();
+  result.mismatch = replay_.mismatch();
+  result.damage = replay_.damage();
   result.lines = reader_.number() - (running() || result.mismatch || result.damage ? 1 : 0);
-  result.steps = script_.steps();
+  result.steps = replay_.steps();
   result.links = library().ConnectionCount;
   result.seconds = start_ ? model_.time.second - start_->second : 0;
   return result;

@@ -30,9 +30,9 @@ class Player {
   explicit Player(RecordingReader& reader, ServicesWrapper* wrapper = nullptr);
 
   /// False at the end, at a damaged line and after the first mismatch.
-  bool running() const { return script_.running(); }
+  bool running() const { return replay_.running(); }
   /// Replays the next host call, tick or event, with all steps nested in it.
-  void replayStep() { script_.replayStep(); }
+  void replayStep() { replay_.replayStep(); }
   ReplayResult result();
   Library& library() { return engine_.library(); }
 
@@ -40,9 +40,9 @@ class Player {
   void deliver(const Line& step);
 
   RecordingReader& reader_;
-  PlainModel model_;
-  Script script_;
-  PlayedEngine engine_;
+  ServiceModel model_;
+  StrictReplay replay_;
+  ReplayedEngine engine_;
   std::optional<Instant> start_;
 };
 

@@ -1,4 +1,4 @@
-// Course: what comes of the calls that a played engine makes.
+// Receives the outputs of a replayed engine and supplies the recorded answers to its service calls.
 #pragma once
 
 #include <cstdint>
@@ -35,22 +35,22 @@ inline std::string_view hostIn(const Line& step, std::int32_t handle) {
   return event != nullptr && event->handle == handle ? event->remoteHost : "";
 }
 
-class Course {
+class Replay {
  public:
-  virtual ~Course() = default;
+  virtual ~Replay() = default;
 
   virtual void traced(const TraceLine& output) = 0;
-  /// Plays what is nested in the call and takes its answer. Then the caller brings the plain model up to date
-  /// and calls `takeInputs`.
+  /// Replays the steps nested in the operation and returns its answer. The caller then updates the service
+  /// model and calls `takeInputs`.
   virtual Answer performed(const OperationLine& output) = 0;
   virtual void takeInputs() = 0;
-  /// How a host call ended.
+  /// A host call returned.
   virtual void returned(const Value& result) = 0;
   virtual void failed(const Failure& failure) = 0;
 
-  /// Whether the next thing that is to happen on this instance is that it is fetched from.
+  /// True if a fetch from this instance is the next output.
   virtual bool nextIsFetch(SocketId socket) const = 0;
-  /// The remote host that came with the handle of a call that is being accepted; "" for any other handle.
+  /// The remote host of the incoming call with this handle; "" if there is none in the current steps.
   virtual std::string hostOf(std::int32_t handle) const = 0;
 };
 

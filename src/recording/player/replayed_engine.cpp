@@ -5,16 +5,51 @@
 namespace quarnex::recording {
 namespace {
 
+OperationLine lineOf(const ServiceCall& call) {
+  return {call.operation, call.socket, call.argument};
+}
+
+// The inputs behind the call count from its end on, whether it failed or not.
+void finish(Replay& replay, const Answer& answer) {
+  replay.takeInputs();
+  if (answer.failure) throw Failure(*answer.failure);
+}
+
 Services wrapped(const Services& services, ServicesWrapper* wrapper) {
   return wrapper == nullptr ? services : wrapper->wrap(services);
 }
 
 }  // namespace
 
-PlayedEngine::PlayedEngine(Course& course, PlainModel& model, ServicesWrapper* wrapper)
-    : course_(course),
-      services_(course, model),
-      traces_(course),
+void ReplayedSocket::fetch(const ServiceCall& call) {
+  Answer answer = replay_.performed(lineOf(call));
+  inner->waiting = std::move(answer.fetched);
+  inner->fetch();
+  finish(replay_, answer);
+}
+
+void ReplayedSocket::perform(const ServiceCall& call, PlainSocket::Settings&& before) {
+  if (call.operation == Operation::Attach) inner->settings.remoteHost = replay_.hostOf(call.number());
+  const Answer answer = replay_.performed(lineOf(call));
+  if (answer.failure && changesSettings(call.operation)) inner->restore(call.operation, std::move(before));
+  finish(replay_, answer);
+}
+
+void ReplayedServices::raise(const EventLine& event) const {
+  if (socketEvents() == nullptr) return;
+  quarnex::deliver({event.event, event.socket, event.code, event.handle}, *socketEvents());
+}
+
+void ReplayedServices::perform(const ServiceCall& call, std::int16_t periodBefore) {
+  const Answer answer = replay_.performed(lineOf(call));
+  if (answer.failure && call.operation == Operation::SetPeriod) model_.milliseconds = periodBefore;
+  finish(replay_, answer);
+}
+
+ReplayedEngine::ReplayedEngine(Replay& replay, ServiceModel& model, ServicesWrapper* wrapper)
+    : replay_(replay),
+      services_(replay, model),
+      traces_(replay),
       library_(wrapped(services_.services(), wrapper)),
       quarn_(library_) {
   if (wrapper != nullptr) wrapper->watch(library_);
@@ -22,7 +57,7 @@ PlayedEngine::PlayedEngine(Course& course, PlainModel& model, ServicesWrapper* w
   library_.observer = &traces_;
 }
 
-void PlayedEngine::deliver(const Line& step) {
+void ReplayedEngine::deliver(const Line& step) {
   if (const auto* event = std::get_if<EventLine>(&step)) {
     services_.raise(*event);
   } else if (const auto* call = std::get_if<CallLine>(&step)) {
@@ -32,14 +67,14 @@ void PlayedEngine::deliver(const Line& step) {
   }
 }
 
-void PlayedEngine::makeCall(const CallLine& call) {
+void ReplayedEngine::makeCall(const CallLine& call) {
   Value result;
   try {
     result = call.method->call(quarn_, call.parameters);
   } catch (const Failure& failure) {
-    return course_.failed(failure);
+    return replay_.failed(failure);
   }
-  course_.returned(result);
+  replay_.returned(result);
 }
 
 }  // namespace quarnex::recording

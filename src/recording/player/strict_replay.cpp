@@ -7,13 +7,13 @@
 
 namespace quarnex::recording {
 
-Script::Script(RecordingReader& reader, PlainModel& model, Deliver deliver)
+StrictReplay::StrictReplay(RecordingReader& reader, ServiceModel& model, Deliver deliver)
     : reader_(reader), model_(model), deliver_(std::move(deliver)) {
   readLine();
   takeInputs();
 }
 
-void Script::readLine() {
+void StrictReplay::readLine() {
   NumberedLine& left = before_[reader_.number() % kLinesBefore];
   left.number = reader_.number();
   left.text = reader_.text();
@@ -28,22 +28,22 @@ void Script::readLine() {
 }
 
 // The line was an output, or the beginning or end of a step: failing reads succeed again behind it.
-void Script::nextOutput() {
+void StrictReplay::nextOutput() {
   model_.letReadsSucceed();
   readLine();
 }
 
-void Script::takeInputs() {
+void StrictReplay::takeInputs() {
   while (running_ && model_.takeInput(line_)) readLine();
 }
 
 template <class Output>
-bool Script::compare(const Output& output) {
+bool StrictReplay::compare(const Output& output) {
   if (running_ && !isEqual(line_, output)) differ(textOf(output));
   return running_;
 }
 
-void Script::differ(std::string actual) {
+void StrictReplay::differ(std::string actual) {
   Mismatch& mismatch = mismatch_.emplace();
   mismatch.expected = {reader_.number(), std::string(reader_.text())};
   mismatch.actual = std::move(actual);
@@ -55,14 +55,14 @@ void Script::differ(std::string actual) {
   running_ = false;
 }
 
-void Script::replayStep() {
+void StrictReplay::replayStep() {
   open_.resize(std::min<std::size_t>(open_.size(), 1));
   if (!isTopStep(line_)) return differ(std::string(kNothingMore));
   open_.clear();
   deliverStep();
 }
 
-void Script::deliverStep() {
+void StrictReplay::deliverStep() {
   ++steps_;
   OpenStep& step = open_.emplace_back();
   step.line = {reader_.number(), std::string(reader_.text())};
@@ -74,7 +74,7 @@ void Script::deliverStep() {
   deliver_(delivered);
 }
 
-void Script::playNested() {
+void StrictReplay::playNested() {
   deliverStep();
   if (running_ && !std::holds_alternative<EndLine>(line_)) differ(textOf(EndLine{}));
   if (!running_) return;
@@ -82,20 +82,20 @@ void Script::playNested() {
   nextOutput();
 }
 
-void Script::traced(const TraceLine& output) {
+void StrictReplay::traced(const TraceLine& output) {
   if (!compare(output)) return;
   nextOutput();
   takeInputs();
 }
 
-Answer Script::performed(const OperationLine& output) {
+Answer StrictReplay::performed(const OperationLine& output) {
   if (!compare(output)) return {};
   nextOutput();
   while (running_ && isStep(line_) && !isTopStep(line_)) playNested();
   return takeAnswer(output);
 }
 
-Answer Script::takeAnswer(const OperationLine& call) {
+Answer StrictReplay::takeAnswer(const OperationLine& call) {
   if (!running_) return {};
   std::optional<Answer> answer = answerIn(line_, call);
   if (!answer) return {};
@@ -103,19 +103,19 @@ Answer Script::takeAnswer(const OperationLine& call) {
   return *std::move(answer);
 }
 
-void Script::returned(const Value& result) {
+void StrictReplay::returned(const Value& result) {
   if (!compare(ResultLine{&result})) return;
   nextOutput();
   takeInputs();
 }
 
-void Script::failed(const Failure& failure) {
+void StrictReplay::failed(const Failure& failure) {
   if (!compare(FailureLine{failure.number(), failure.what()})) return;
   nextOutput();
   takeInputs();
 }
 
-std::string Script::hostOf(std::int32_t handle) const {
+std::string StrictReplay::hostOf(std::int32_t handle) const {
   for (auto open = open_.rbegin(); open != open_.rend(); ++open) {
     const std::string_view host = hostIn(open->delivered.front(), handle);
     if (!host.empty()) return std::string(host);

@@ -21,13 +21,13 @@ namespace quarnex::recording {
 
 /// At the end of the file, a damaged line or the first mismatch, the replay ends. The engine then finishes
 /// its current step: its operations succeed, and nothing is compared.
-class Script final : public Course {
+class StrictReplay final : public Replay {
  public:
   using Deliver = std::function<void(const Line& step)>;
 
   /// `deliver` delivers a step to the engine; nested steps are delivered inside `performed`. All arguments
-  /// outlive the script.
-  Script(RecordingReader& reader, PlainModel& model, Deliver deliver);
+  /// outlive this object.
+  StrictReplay(RecordingReader& reader, ServiceModel& model, Deliver deliver);
 
   bool running() const { return running_; }
 
@@ -66,7 +66,7 @@ class Script final : public Course {
   Answer takeAnswer(const OperationLine& call);
 
   RecordingReader& reader_;
-  PlainModel& model_;
+  ServiceModel& model_;
   Deliver deliver_;
   Line line_;  // the next one, while running
   bool running_ = true;

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "recording/recorder/file_sink.h"
-#include "recording/recorder/services_recorder.h"
+#include "recording/recorder/recorder.h"
 #include "services/process_library.h"
 
 namespace quarnex {

@@ -2,20 +2,20 @@
 
 namespace quarnex::recording {
 
-// The engine fetches whenever something waits, and a player concludes from the fetch that something did. So
-// the number is not written down, and the engine only gets to know whether anything waits.
+// The engine fetches whenever bytes wait, so a replay infers waiting bytes from the fetch. Their number is
+// therefore not recorded, and the engine only learns whether any wait.
 std::int32_t RecordedSocket::bytesWaiting(const ServiceCall& call) {
   const auto ask = [&] { return anyWaiting_ = inner->bytesWaiting() >= 1 ? 1 : 0; };
-  return tape_.read(readings_[readingOf(Operation::BytesWaiting)], call, anyWaiting_, ask);
+  return writer_.read(readings_[readingOf(Operation::BytesWaiting)], call, anyWaiting_, ask);
 }
 
 void RecordedSocket::fetch(const ServiceCall& call) {
   received_ = {};
-  tape_.perform(call, [&] { inner->fetch(); });
+  writer_.perform(call, [&] { inner->fetch(); });
   const auto ask = [&] { return received_ = inner->receivedText(); };
   const ServiceCall read{Operation::ReceivedText, call.socket};
   try {
-    tape_.fetched(call.socket, tape_.read(readings_[readingOf(read.operation)], read, received_, ask));
+    writer_.fetched(call.socket, writer_.read(readings_[readingOf(read.operation)], read, received_, ask));
   } catch (const Failure&) {
     // The engine gets this failure when it reads the text.
   }
@@ -31,7 +31,7 @@ void Recorder::recordPeriod(const ServiceCall& call) {
   const auto milliseconds = static_cast<std::int16_t>(call.number());
   const std::int16_t before = std::exchange(period_, milliseconds);
   try {
-    tape_.perform(call, [&] { inner().timer.setPeriod(milliseconds); });
+    writer_.perform(call, [&] { inner().timer.setPeriod(milliseconds); });
   } catch (const Failure&) {
     period_ = before;
     throw;
@@ -39,7 +39,7 @@ void Recorder::recordPeriod(const ServiceCall& call) {
 }
 
 void Recorder::beginEvent(const SocketEvent& event) {
-  tape_.beginEvent(event);
+  writer_.beginEvent(event);
   const auto& elements = sockets_[static_cast<std::size_t>(event.socket.array)];
   const auto slot = static_cast<std::size_t>(event.socket.index);
   RecordedSocket* const socket = slot < elements.size() ? elements[slot] : nullptr;

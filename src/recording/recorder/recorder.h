@@ -1,4 +1,4 @@
-// Writes down all that enters and leaves an engine, by wrapping its services, and passes it on.
+// Records everything that enters and leaves an engine by wrapping its services.
 #pragma once
 
 #include <cstddef>
@@ -11,10 +11,12 @@
 #include <vector>
 
 #include "engine/records/library.h"
+#include "recording/format/line_writer.h"
 #include "recording/recorder/recording_writer.h"
 #include "services/interceptor.h"
 #include "services/observer.h"
 #include "services/plain_services.h"
+#include "services/services_wrapper.h"
 
 namespace quarnex::recording {
 
@@ -35,14 +37,14 @@ class RecordedSocket {
     if constexpr (std::is_void_v<Result>) {
       if (changesSettings(call.operation)) return change(call, operate);
       if (call.operation == Operation::Fetch) return fetch(call);
-      tape_.perform(call, ask);
+      writer_.perform(call, ask);
     } else if constexpr (std::is_same_v<Result, std::string_view>) {
-      return tape_.read(reading, call, received_, ask);
+      return writer_.read(reading, call, received_, ask);
     } else if constexpr (std::is_same_v<Result, std::string>) {
-      return tape_.read(reading, call, model_.text(call.operation), ask);
+      return writer_.read(reading, call, model_.text(call.operation), ask);
     } else {
       if (call.operation == Operation::BytesWaiting) return bytesWaiting(call);
-      return tape_.read(reading, call, model_.number(call.operation), ask);
+      return writer_.read(reading, call, model_.number(call.operation), ask);
     }
   }
 
@@ -52,12 +54,12 @@ class RecordedSocket {
   static constexpr std::size_t readingOf(Operation operation) {
     return isRead(operation) ? static_cast<std::size_t>(operation) - kFirstRead : 0;
   }
-  /// Changes the model at once, and back if the operation fails.
+  /// Changes the model before the operation, and restores it if the operation fails.
   template <class Operate>
   void change(const ServiceCall& call, const Operate& operate) {
     Undo undo(model_, call.operation);
     operate(model_);
-    tape_.perform(call, [&] { operate(*inner); });
+    writer_.perform(call, [&] { operate(*inner); });
     undo.model = nullptr;
   }
   void fetch(const ServiceCall& call);
@@ -80,67 +82,67 @@ class RecordedSocket {
   static constexpr auto kFirstRead = static_cast<std::size_t>(Operation::State);
   static constexpr auto kReads = static_cast<std::size_t>(Operation::ReceivedText) + 1 - kFirstRead;
 
-  Tape& tape_;
+  RecordingWriter& writer_;
   PlainSocket model_;
   std::int32_t anyWaiting_ = 0;  // 1 if bytes wait
   std::string_view received_;    // in the inner instance, until the next fetch of any
   Reading readings_[kReads];
 };
 
-/// Stands between a fresh engine and its services and writes a recording of everything, from the first call
-/// on.
+/// Stands between a fresh engine and its services and records everything from the first call on.
 ///
 ///     Recorder recorder{platform.services(), lines};
 ///     Library library{recorder.services()};
 ///     recorder.watch(library);
 ///
-/// Between two outputs the engine gets each property and the clock as they were read first, so that the
-/// recording holds all that the engine read. The sink and the wrapped services outlive the recorder, the
-/// recorder outlives the library.
+/// Between two outputs, the engine gets each property and the clock as they were first read, so that the
+/// recording holds everything that the engine read. The sink and the wrapped services outlive the recorder,
+/// which outlives the library.
 class Recorder final : public Interceptor<Recorder, RecordedSocket>, public Observer {
  public:
-  Recorder(const Services& services, LineSink& lines) : Interceptor(services), tape_(services.clock, lines) {}
+  Recorder(const Services& services, LineSink& lines)
+      : Interceptor(services), writer_(services.clock, lines) {}
 
-  /// Before the first host call.
+  /// Call it before the first host call.
   void watch(Library& library) { library.observer = this; }
 
   template <class Operate>
   auto around(const ServiceCall& call, const Operate& operate) {
     using Result = decltype(operate());
     if constexpr (std::is_same_v<Result, Instant>) {
-      return tape_.now();
+      return writer_.now();
     } else if constexpr (std::is_same_v<Result, std::int16_t>) {
-      return tape_.read(periodReading_, call, period_, operate);
+      return writer_.read(periodReading_, call, period_, operate);
     } else if constexpr (!std::is_void_v<Result>) {
-      return tape_.inStep() ? tape_.utcOffset() : operate();
+      return writer_.inStep() ? writer_.utcOffset() : operate();
     } else if (call.operation == Operation::WriteLog) {
       operate();
     } else if (call.operation == Operation::SetPeriod) {
       recordPeriod(call);
     } else {
-      tape_.perform(call, operate);
+      writer_.perform(call, operate);
     }
   }
   template <class Pass>
   void deliver(const SocketEvent& event, const Pass& pass) {
     beginEvent(event);
     pass();
-    tape_.end();
+    writer_.end();
   }
   template <class Pass>
   void tick(const Pass& pass) {
-    tape_.beginTick();
+    writer_.beginTick();
     pass();
-    tape_.end();
+    writer_.end();
   }
   void created(SocketId id, RecordedSocket& socket);
 
-  void traced(std::int16_t IdxQuarn, std::string_view text) override { tape_.trace(IdxQuarn, text); }
+  void traced(std::int16_t IdxQuarn, std::string_view text) override { writer_.trace(IdxQuarn, text); }
   void called(const Method& method, std::span<const Value> parameters) override {
-    tape_.beginCall(method, parameters);
+    writer_.beginCall(method, parameters);
   }
-  void returned(const Value& result) override { tape_.endCall(result); }
-  void failed(const Failure& failure) override { tape_.endCall(failure); }
+  void returned(const Value& result) override { writer_.endCall(result); }
+  void failed(const Failure& failure) override { writer_.endCall(failure); }
 
  private:
   friend class RecordedSocket;
@@ -149,12 +151,30 @@ class Recorder final : public Interceptor<Recorder, RecordedSocket>, public Obse
   /// Writes the event and changes the model of its instance, before the engine learns of it.
   void beginEvent(const SocketEvent& event);
 
-  Tape tape_;
+  RecordingWriter writer_;
   std::int16_t period_ = 0;
   Reading periodReading_;
   std::vector<RecordedSocket*> sockets_[3];  // by array, then by index; nullptr where none was made
 };
 
-inline RecordedSocket::RecordedSocket(Recorder& recorder) : tape_(recorder.tape_) {}
+inline RecordedSocket::RecordedSocket(Recorder& recorder) : writer_(recorder.writer_) {}
+
+/// Wraps the services of one library with a recorder that writes to a sink.
+class ServicesRecorder final : public ServicesWrapper {
+ public:
+  explicit ServicesRecorder(std::shared_ptr<Sink> sink)
+      : lines_(std::make_shared<LineWriter>(std::move(sink))) {}
+  explicit ServicesRecorder(std::shared_ptr<LineSink> lines) : lines_(std::move(lines)) {}
+
+  Services wrap(const Services& services) override {
+    recorder_ = std::make_unique<Recorder>(services, *lines_);
+    return recorder_->services();
+  }
+  void watch(Library& library) override { recorder_->watch(library); }
+
+ private:
+  std::shared_ptr<LineSink> lines_;
+  std::unique_ptr<Recorder> recorder_;
+};
 
 }  // namespace quarnex::recording

@@ -2,44 +2,44 @@
 
 namespace quarnex::recording {
 
-Tape::Tape(WallClock& clock, LineSink& lines)
+RecordingWriter::RecordingWriter(WallClock& clock, LineSink& lines)
     : clock_(clock), lines_(lines), now_(clock.now()), utcOffset_(clock.utcOffset(now_)) {
   lines_.begin(utcOffset_);
 }
 
-void Tape::beginCall(const Method& method, std::span<const Value> parameters) {
+void RecordingWriter::beginCall(const Method& method, std::span<const Value> parameters) {
   lines_.take(CallLine{beginStep(), &method, parameters});
 }
 
-void Tape::endCall(const Value& result) {
+void RecordingWriter::endCall(const Value& result) {
   lines_.take(ResultLine{&result});
   endStep();
 }
 
-void Tape::endCall(const Failure& failure) {
+void RecordingWriter::endCall(const Failure& failure) {
   lines_.take(FailureLine{failure.number(), failure.what()});
   endStep();
 }
 
-void Tape::beginTick() {
+void RecordingWriter::beginTick() {
   lines_.take(TickLine{beginStep()});
 }
 
 // The caller's address is not known yet: a read after the attach gets a line of its own.
-void Tape::beginEvent(const SocketEvent& event) {
+void RecordingWriter::beginEvent(const SocketEvent& event) {
   lines_.take(EventLine{beginStep(), event.kind, event.socket, event.code, event.handle});
 }
 
-void Tape::end() {
+void RecordingWriter::end() {
   if (depth_ > 1) lines_.take(EndLine{});
   endStep();
 }
 
-void Tape::trace(std::int16_t link, std::string_view text) {
+void RecordingWriter::trace(std::int16_t link, std::string_view text) {
   if (inStep()) output(TraceLine{link, text});
 }
 
-Instant Tape::now() {
+Instant RecordingWriter::now() {
   if (!inStep()) return clock_.now();
   if (clockStretch_ != stretch_) {
     clockStretch_ = stretch_;
@@ -52,7 +52,7 @@ Instant Tape::now() {
   return now_;
 }
 
-StepStart Tape::beginStep() {
+StepStart RecordingWriter::beginStep() {
   ++depth_;
   ++stretch_;
   clockStretch_ = stretch_;
@@ -60,13 +60,13 @@ StepStart Tape::beginStep() {
   return {now_, newOffset(), depth_ > 1};
 }
 
-void Tape::endStep() {
+void RecordingWriter::endStep() {
   --depth_;
   ++stretch_;
   if (depth_ == 0) lines_.pause();
 }
 
-std::optional<std::int32_t> Tape::newOffset() {
+std::optional<std::int32_t> RecordingWriter::newOffset() {
   const std::int32_t offset = clock_.utcOffset(now_);
   if (offset == utcOffset_) return std::nullopt;
   utcOffset_ = offset;

@@ -14,16 +14,16 @@
 
 namespace quarnex::recording {
 
-/// The last read of one property, valid until the next output. Its answer is in the plain model.
+/// The last read of one property, valid until the next output. Its answer is in the service model.
 struct Reading {
   std::uint64_t stretch = 0;  // number of the stretch between two outputs in which it was read; 0 = never
   std::optional<Failure> failure;
 };
 
-class Tape {
+class RecordingWriter {
  public:
-  /// Begins a recording. `clock` and `lines` outlive the tape.
-  Tape(WallClock& clock, LineSink& lines);
+  /// Begins a recording. `clock` and `lines` outlive the writer.
+  RecordingWriter(WallClock& clock, LineSink& lines);
 
   /// Calls outside of steps are not recorded: tools inspect links there.
   bool inStep() const { return depth_ > 0; }

@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "recording/format/sink.h"
-#include "recording/recorder/services_recorder.h"
+#include "recording/recorder/recorder.h"
 #include "services/services_wrapper.h"
 
 namespace quarnex::recording {

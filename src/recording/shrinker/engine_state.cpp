@@ -11,7 +11,7 @@ namespace {
 
 class StateWriter {
  public:
-  StateWriter(PlainModel& model, std::optional<Instant> now, bool everything)
+  StateWriter(ServiceModel& model, std::optional<Instant> now, bool everything)
       : model_(model), now_(now), everything_(everything) {}
 
   void addLibrary(const Library& library);
@@ -27,7 +27,7 @@ class StateWriter {
   void addQueue(const TextBuffer& queue);
   void addSocket(SocketId id);
 
-  PlainModel& model_;
+  ServiceModel& model_;
   std::optional<Instant> now_;
   bool everything_;
   std::string text_;
@@ -124,12 +124,12 @@ std::string written(Library& library, std::span<const std::int16_t> links, State
 
 }  // namespace
 
-std::string stateOf(Library& library, PlainModel& model, std::span<const std::int16_t> links,
+std::string stateOf(Library& library, ServiceModel& model, std::span<const std::int16_t> links,
                     std::optional<Instant> now) {
   return written(library, links, StateWriter(model, now, true));
 }
 
-std::string controlStateOf(Library& library, PlainModel& model, std::span<const std::int16_t> links,
+std::string controlStateOf(Library& library, ServiceModel& model, std::span<const std::int16_t> links,
                            Instant now) {
   return written(library, links, StateWriter(model, now, false));
 }

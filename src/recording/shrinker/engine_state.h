@@ -13,11 +13,11 @@ namespace quarnex::recording {
 
 /// State of the links with these indexes and of the library itself. Deadlines are absolute or, if `now` is
 /// given, the seconds left; all passed deadlines are then equal.
-std::string stateOf(Library& library, PlainModel& model, std::span<const std::int16_t> links,
+std::string stateOf(Library& library, ServiceModel& model, std::span<const std::int16_t> links,
                     std::optional<Instant> now);
 
 /// Only the state that decides each link's next transition, without contents and counts of its texts.
-std::string controlStateOf(Library& library, PlainModel& model, std::span<const std::int16_t> links,
+std::string controlStateOf(Library& library, ServiceModel& model, std::span<const std::int16_t> links,
                            Instant now);
 
 }  // namespace quarnex::recording

@@ -5,7 +5,7 @@
 
 namespace quarnex::recording {
 
-void LooseCourse::replay(const RecordedStep& step) {
+void LenientReplay::replay(const RecordedStep& step) {
   lines_ = step.lines.get();
   next_ = 0;
   end_ = lines_->size();
@@ -14,7 +14,7 @@ void LooseCourse::replay(const RecordedStep& step) {
 }
 
 // Delivers the step at `next_`, up to `end_`.
-void LooseCourse::deliver() {
+void LenientReplay::deliver() {
   const Line& step = line(next_++);
   open_.push_back(&step);
   model_.beginStep(step);
@@ -26,7 +26,7 @@ void LooseCourse::deliver() {
   open_.pop_back();
 }
 
-void LooseCourse::traced(const TraceLine& output) {
+void LenientReplay::traced(const TraceLine& output) {
   model_.letReadsSucceed();
   const std::size_t found = find([&](const Line& line) { return isEqual(line, output); });
   if (found == end_) return;
@@ -34,7 +34,7 @@ void LooseCourse::traced(const TraceLine& output) {
   takeInputs();
 }
 
-Answer LooseCourse::performed(const OperationLine& output) {
+Answer LenientReplay::performed(const OperationLine& output) {
   model_.letReadsSucceed();
   const std::size_t found = find([&](const Line& line) {
     const auto* performed = std::get_if<OperationLine>(&line);
@@ -52,14 +52,14 @@ Answer LooseCourse::performed(const OperationLine& output) {
   return next_ == end_ ? Answer{} : answerIn(line(next_), output).value_or(Answer{});
 }
 
-void LooseCourse::takeInputs() {
+void LenientReplay::takeInputs() {
   const auto isAnswer = [](const Line& line) {
     return std::holds_alternative<FailedLine>(line) || std::holds_alternative<FetchedLine>(line);
   };
   while (next_ < end_ && (model_.takeInput(line(next_)) || isAnswer(line(next_)))) ++next_;
 }
 
-bool LooseCourse::nextIsFetch(SocketId socket) const {
+bool LenientReplay::nextIsFetch(SocketId socket) const {
   const std::size_t found = find([&](const Line& line) {
     const auto* performed = std::get_if<OperationLine>(&line);
     return performed != nullptr && performed->socket == socket;
@@ -67,7 +67,7 @@ bool LooseCourse::nextIsFetch(SocketId socket) const {
   return found != end_ && std::get<OperationLine>(line(found)).operation == Operation::Fetch;
 }
 
-std::string LooseCourse::hostOf(std::int32_t handle) const {
+std::string LenientReplay::hostOf(std::int32_t handle) const {
   for (auto step = open_.rbegin(); step != open_.rend(); ++step) {
     const std::string_view host = hostIn(**step, handle);
     if (!host.empty()) return std::string(host);
@@ -76,13 +76,13 @@ std::string LooseCourse::hostOf(std::int32_t handle) const {
 }
 
 template <class Wanted>
-std::size_t LooseCourse::find(Wanted&& wanted) const {
+std::size_t LenientReplay::find(Wanted&& wanted) const {
   std::size_t at = next_;
   while (at < end_ && !wanted(line(at))) at = isStep(line(at)) ? behindNested(at) : at + 1;
   return std::min(at, end_);
 }
 
-void LooseCourse::advance(std::size_t to) {
+void LenientReplay::advance(std::size_t to) {
   while (next_ < to) {
     const Line& passed = line(next_);
     if (!std::holds_alternative<FailedLine>(passed)) model_.takeInput(passed);
@@ -90,13 +90,13 @@ void LooseCourse::advance(std::size_t to) {
   }
 }
 
-std::size_t LooseCourse::behindNested(std::size_t at) const {
+std::size_t LenientReplay::behindNested(std::size_t at) const {
   int depth = 0;
   for (; at < lines_->size(); ++at) {
     if (isStep(line(at))) ++depth;
     if (std::holds_alternative<EndLine>(line(at)) && --depth == 0) return at + 1;
   }
-  return at + 1;  // the recording ends inside: as if the end stood behind its last line
+  return at + 1;  // the recording ends inside the step
 }
 
 }  // namespace quarnex::recording

@@ -1,4 +1,5 @@
-// A course that gives an engine recorded inputs wherever it does what they belong to; nothing is compared.
+// Replays a recording leniently: supplies the recorded inputs wherever the engine makes the matching output,
+// and compares nothing.
 #pragma once
 
 #include <cstddef>
@@ -13,14 +14,14 @@
 
 namespace quarnex::recording {
 
-/// An engine that does something else than the one that was recorded, or the same engine after fewer steps,
-/// finds the inputs of each output behind the next one of its kind on the same instance. What has no such
-/// place succeeds and fetches nothing.
-class LooseCourse final : public Course {
+/// For an engine that differs from the recorded one, or that replays fewer steps. After each output, the
+/// engine gets the inputs behind the next recorded output of the same kind on the same instance. If there is
+/// none, operations succeed and fetch nothing.
+class LenientReplay final : public Replay {
  public:
   using Deliver = std::function<void(const Line& step)>;
 
-  LooseCourse(PlainModel& model, Deliver deliver) : model_(model), deliver_(std::move(deliver)) {}
+  LenientReplay(ServiceModel& model, Deliver deliver) : model_(model), deliver_(std::move(deliver)) {}
 
   void replay(const RecordedStep& step);
 
@@ -39,15 +40,15 @@ class LooseCourse final : public Course {
   void advance(std::size_t to);
   const Line& line(std::size_t at) const { return (*lines_)[at]; }
   void deliver();
-  /// Behind the nested step that begins at `at`.
+  /// Index behind the nested step that begins at `at`.
   std::size_t behindNested(std::size_t at) const;
 
-  PlainModel& model_;
+  ServiceModel& model_;
   Deliver deliver_;
   const StoredLines* lines_ = nullptr;  // of the step
   std::size_t next_ = 0;
-  std::size_t end_ = 0;            // of the innermost step that runs
-  std::vector<const Line*> open_;  // the steps that run, innermost last
+  std::size_t end_ = 0;            // of the innermost step in progress
+  std::vector<const Line*> open_;  // the steps in progress, innermost last
 };
 
 }  // namespace quarnex::recording

@@ -19,15 +19,15 @@ class Reproduction {
   /// The recording begins with this offset of local time, in seconds.
   Reproduction(std::int32_t utcOffset, const MakeChecker& makeChecker)
       : model_(utcOffset),
-        course_(model_, [this](const Line& step) { engine_.deliver(step); }),
+        replay_(model_, [this](const Line& step) { engine_.deliver(step); }),
         checker_(makeChecker(recorded_)),
-        engine_(course_, model_, checker_.get()),
+        engine_(replay_, model_, checker_.get()),
         header_(recorded_->text()) {}
 
   /// Replays one step. Returns the lines recorded during it, valid until the next call.
   const std::string& replay(const RecordedStep& step) {
     recorded_->clear();
-    course_.replay(step);
+    replay_.replay(step);
     return recorded_->text();
   }
 
@@ -35,14 +35,14 @@ class Reproduction {
   const std::string& header() const { return header_; }
   std::optional<Finding> finding() { return checker_->finding(); }
   Library& library() { return engine_.library(); }
-  PlainModel& model() { return model_; }
+  ServiceModel& model() { return model_; }
 
  private:
-  PlainModel model_;
-  LooseCourse course_;
+  ServiceModel model_;
+  LenientReplay replay_;
   std::shared_ptr<MemorySink> recorded_ = std::make_shared<MemorySink>();
   std::unique_ptr<Checker> checker_;
-  PlayedEngine engine_;
+  ReplayedEngine engine_;
   std::string header_;
 };
 

@@ -9,7 +9,7 @@
 #include <tuple>
 #include <vector>
 
-#include "recording/recorder/services_recorder.h"
+#include "recording/recorder/recorder.h"
 #include "recording/shrinker/checker.h"
 #include "services/observer.h"
 #include "services/services_wrapper.h"
