@@ -7,11 +7,12 @@
 #include <string>
 
 #include "bench/process.h"
-#include "bench/quiet_services.h"
 #include "engine/exchange/frame.h"
 #include "engine/records/frm_sock.h"
 #include "engine/tick/tick.h"
+#include "host/engine.h"
 #include "quarnex/quarn_socket.h"
+#include "services/plain_services.h"
 
 namespace quarnex {
 namespace {
@@ -25,7 +26,6 @@ constexpr std::int64_t kMiB = std::int64_t{1024} * 1024;
 class ServerLinks {
  public:
   ServerLinks() {
-    services_.clock.stop();
     for (int i = 0; i < kLinks; ++i) {
       quarn_.Apri(quarn_.Add("PEER", static_cast<std::int16_t>(i), false, true));
       Form(library_).onAccept(SocketArray::ServerSocket, static_cast<std::int16_t>(i + 1), 1, 0);
@@ -33,12 +33,12 @@ class ServerLinks {
     HiTime_QUARN_Tick(library_);
   }
   void receive(std::string bytes) {
-    static_cast<bench::QuietSocket&>(SrvAccept(library_, 1)).deliver(std::move(bytes));
+    static_cast<PlainSocket&>(SrvAccept(library_, 1)).arrive(std::move(bytes));
     HiTime_QUARN_Tick(library_);
   }
 
  private:
-  bench::QuietServices services_;
+  PlainServices services_;
   Engine library_{services_.all()};
   QuarnSocket quarn_{library_};
 };

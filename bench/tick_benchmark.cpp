@@ -13,7 +13,6 @@
 #include <vector>
 
 #include "bench/process.h"
-#include "bench/quiet_services.h"
 #include "bench/settable_clock.h"
 #include "engine/exchange/frame.h"
 #include "engine/message/outbound.h"
@@ -23,6 +22,7 @@
 #include "platform/posix/descriptor.h"
 #include "platform/posix/posix_platform.h"
 #include "quarnex/quarn_socket.h"
+#include "services/plain_services.h"
 
 namespace quarnex {
 namespace {
@@ -44,14 +44,19 @@ class CacheFlush {
       std::vector<unsigned char>(std::size_t{96} << 20);  // larger than any cache
 };
 
+PlainSocket& plainSocketOf(Library& library, const ConnectionRecord& record) {
+  return static_cast<PlainSocket&>(frameSocket(library, record));
+}
+
 void deliver(Library& library, const ConnectionRecord& record, std::string_view message) {
   std::string frame;
   makeFrame(frame, message);
-  static_cast<bench::QuietSocket&>(frameSocket(library, record)).deliver(std::move(frame));
+  plainSocketOf(library, record).arrive(std::move(frame));
 }
 
 void connect(Library& library, const ConnectionRecord& record) {
   if (record.ConnessioneClient) {
+    plainSocketOf(library, record).become(kSocketConnected);
     Form(library).onConnect(SocketArray::ClientSocket, record.IdxClient, 0);
   } else {
     Form(library).onAccept(SocketArray::ServerSocket, record.IdxServer, 1, 0);
@@ -81,8 +86,7 @@ void makeIdleLinks(Library& library) {
 }
 
 void quiet_tick(benchmark::State& state) {
-  bench::QuietServices services;
-  services.clock.stop();
+  PlainServices services;
   Engine library{services.all()};
   makeIdleLinks(library);
   CacheFlush caches;
@@ -106,9 +110,8 @@ void quiet_tick_floor(benchmark::State& state) {
     char rest[sizeof(ConnectionRecord) - std::size_t{2} * 64];
   };
   std::vector<Record> records(kLinks);
-  std::vector<std::unique_ptr<bench::QuietSocket>> sockets;
-  sockets.reserve(kLinks);
-  for (int i = 0; i < kLinks; ++i) sockets.push_back(std::make_unique<bench::QuietSocket>());
+  std::vector<std::unique_ptr<PlainSocket>> sockets;
+  for (int i = 0; i < kLinks; ++i) sockets.push_back(std::make_unique<PlainSocket>());
   CacheFlush caches;
   for (auto _ : state) {
     caches.run();

@@ -7,12 +7,13 @@
 #include <string_view>
 
 #include "bench/process.h"
-#include "bench/quiet_services.h"
 #include "engine/diagnostics/log.h"
 #include "engine/diagnostics/trace.h"
+#include "host/engine.h"
 #include "platform/posix/posix_text_file.h"
 #include "platform/posix/posix_time.h"
 #include "quarnex/quarn_socket.h"
+#include "services/plain_services.h"
 
 namespace quarnex {
 namespace {
@@ -21,7 +22,7 @@ constexpr std::string_view kBody = "99990000052|9QRY|9.|";
 constexpr int kLinesPerTurn = 1000;
 
 void trace_without_sink(benchmark::State& state) {
-  bench::QuietServices services;
+  PlainServices services;
   Engine library{services.all()};
   const std::int16_t link = QuarnSocket(library).Add("MIRTAN", 5, true, false);
   const std::uint64_t before = bench::allocations();
@@ -51,10 +52,10 @@ std::string temporaryPrefix() {
 
 // Each iteration is one turn of the loop: it collects its lines and writes them at the end.
 void logged_line(benchmark::State& state) {
-  bench::QuietServices quiet;
+  PlainServices quiet;
   PosixClock clock;
   PosixTextFile file;
-  Engine library{{quiet.sockets, quiet.timer, clock, file}};
+  Engine library{{quiet, quiet, clock, file}};
   QuarnSocket quarn(library);
   const std::string prefix = temporaryPrefix();
   quarn.Init(prefix);

@@ -160,9 +160,6 @@ class Interceptor : public SocketService,
   /// The receiver of socket events; nullptr before the first `create`.
   SocketEvents* socketEvents() const { return socketEvents_; }
 
- private:
-  Derived& derived() { return static_cast<Derived&>(*this); }
-
   std::unique_ptr<SocketInstance> create(SocketArray array, std::int16_t index,
                                          SocketEvents& events) override {
     socketEvents_ = &events;
@@ -216,11 +213,14 @@ class Interceptor : public SocketService,
   void onAccept(SocketArray array, std::int16_t index, std::int32_t handle, std::int16_t code) override {
     pass({EventKind::Accept, {array, index}, code, handle});
   }
-  void pass(const SocketEvent& event) {
-    derived().deliver(event, [&] { quarnex::deliver(event, *socketEvents_); });
-  }
   void onTick() override {
     derived().tick([&] { timerEvents_->onTick(); });
+  }
+
+ private:
+  Derived& derived() { return static_cast<Derived&>(*this); }
+  void pass(const SocketEvent& event) {
+    derived().deliver(event, [&] { quarnex::deliver(event, *socketEvents_); });
   }
 
   Services inner_;

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "services/assertion.h"
 #include "services/operation.h"
@@ -20,8 +21,8 @@ class PlainSocket final : public SocketInstance {
   /// The properties that operations set.
   struct Settings {
     std::int32_t state = kSocketClosed;
-    std::string statusText{statusTextOf(kSocketClosed)};
     std::int32_t localPort = 0, remotePort = 0;
+    std::string statusText{statusTextOf(kSocketClosed)};
     std::string remoteHost;
   };
 
@@ -41,9 +42,7 @@ class PlainSocket final : public SocketInstance {
   void listen() override { become(kSocketListening); }
   /// Connected, with the remote host "", since nothing is known of the caller.
   void attach(std::int32_t /*handle*/) override;
-  std::int32_t bytesWaiting() override {
-    return reportedBytes.value_or(static_cast<std::int32_t>(waiting.size()));
-  }
+  std::int32_t bytesWaiting() override { return reportedBytes.value_or(0); }
   void fetch() override;
   std::string_view receivedText() override { return received; }
   void send(std::string_view) override {}
@@ -68,11 +67,16 @@ class PlainSocket final : public SocketInstance {
     return received;
   }
 
+  /// Lets `bytes` wait for the next fetch.
+  void arrive(std::string bytes) {
+    reportedBytes = static_cast<std::int32_t>(bytes.size());
+    waiting = std::move(bytes);
+  }
+
+  std::optional<std::int32_t> reportedBytes;  ///< read by `bytesWaiting` until the next fetch; 0 without it
   Settings settings;
   std::string waiting;   ///< taken by the next fetch, whatever its length
   std::string received;  ///< by the last fetch
-  std::optional<std::int32_t>
-      reportedBytes;  ///< until the next fetch, read instead of the length of `waiting`
 };
 
 /// True if `operation` changes one of a socket's `PlainSocket::Settings`.
@@ -106,7 +110,7 @@ struct PlainServices : SocketService, TimerService, WallClock, TextFile {
 
   TimerEvents* timerEvents = nullptr;
   std::int16_t milliseconds = 0;
-  Instant time;
+  Instant time{1'800'000'000};
   std::int32_t offset = 0;  ///< seconds that local time is ahead of UTC
 };
 

@@ -151,8 +151,8 @@ TEST(Registration, GivesPortsByTypeAndIdentifier) {
     StubHost host;
     const std::int16_t link = host.quarn.Add(row.type, row.identifier, true, true);
     EXPECT_EQ(link, 1);
-    EXPECT_EQ(host.socket("ClientSocket").remote, row.port);
-    EXPECT_EQ(host.socket("ClientSocket").hostName, "127.0.0.1");
+    EXPECT_EQ(host.socket("ClientSocket").inner->settings.remotePort, row.port);
+    EXPECT_EQ(host.socket("ClientSocket").inner->settings.remoteHost, "127.0.0.1");
     const auto traces = host.happened();
     EXPECT_EQ(traces.size() == 2 && traces[0] == "P:Errore: 6 error HTCP: AddHQUARN Overflow", row.port == 0);
   }
@@ -187,7 +187,7 @@ TEST(Registration, FillsTheTableAndRefusesTheNextLink) {
   EXPECT_EQ(host.library.ConnectionCount, last);
   host.quarn.Apri(static_cast<std::int16_t>(32'000));
   host.tickAfter(11);
-  EXPECT_EQ(host.socket("ClientSocket32").stateNow, kSocketCalling);
+  EXPECT_EQ(host.socket("ClientSocket32").inner->settings.state, kSocketCalling);
 }
 
 TEST(ComponentModel, RegistersCreatesInvokesAndUnloads) {

@@ -27,7 +27,7 @@ TEST(Snapshot, DescribesTheStateInOneSentence) {
     void (*bring)(StubHost& host);
     const char* why;
   } rows[] = {
-      {true, [](StubHost& host) { host.socket("ClientSocket").stateNow = 1; },
+      {true, [](StubHost& host) { host.socket("ClientSocket").inner->settings.state = 1; },
        "down since 08:39:21: not connected yet; next call at 08:39:32"},
       {true, [](StubHost& host) { host.tickAfter(11); },
        "down since 08:39:21: not connected yet; calling 127.0.0.1:20308 until 08:40:33"},

@@ -7,78 +7,32 @@
 
 namespace quarnex::test {
 
-std::int32_t StubSocket::state() {
-  host.read("state", name);
-  return stateNow;
-}
-std::string StubSocket::statusText() {
-  host.read("statusText", name);
-  return stateNow == kSocketClosed ? "Closed" : "Open";
-}
-std::int32_t StubSocket::localPort() {
-  host.read("localPort", name);
-  return local;
-}
-std::int32_t StubSocket::remotePort() {
-  host.read("remotePort", name);
-  return remote;
-}
-std::string StubSocket::remoteHost() {
-  host.read("remoteHost", name);
-  return hostName;
-}
-void StubSocket::close() {
-  stateNow = kSocketClosed;
-  host.meet("close", name);
-}
-void StubSocket::prepareA() {
-  host.meet("prepareA", name);
-}
-void StubSocket::prepareB() {
-  host.meet("prepareB", name);
-}
-void StubSocket::connect() {
-  host.meet("connect", name);
-  stateNow = kSocketCalling;
-}
-void StubSocket::listen() {
-  host.meet("listen", name);
-  stateNow = kSocketListening;
-}
-void StubSocket::attach(std::int32_t) {
-  host.meet("attach", name);
-  stateNow = kSocketConnected;
-  hostName = "127.0.0.1";
-}
-std::int32_t StubSocket::bytesWaiting() {
-  host.read("bytesWaiting", name);
-  return incoming.empty() ? 0 : 1;
-}
-void StubSocket::fetch() {
-  received.clear();
-  host.read("fetch", name);
-  received = std::move(incoming.front());
-  incoming.pop_front();
-}
-std::string_view StubSocket::receivedText() {
-  return received;
-}
-void StubSocket::send(std::string_view bytes) {
-  {
-    const StubAtWork work;
-    host.journal.push_back("send " + std::string(bytes));
-  }
-  host.read("send", name);
+constexpr bool isInJournal(Operation operation) {
+  using enum Operation;
+  return (operation >= Close && operation <= Listen) || operation == Attach || operation == Send ||
+         operation == SetPeriod;
 }
 
-StubHost::StubHost() : library(Services{*this, *this, *this, *this}), quarn(library) {
+// A close takes effect even if it fails.
+void StubSocket::begin(const ServiceCall& call) {
+  if (call.operation == Operation::Close) inner->close();
+  if (call.operation == Operation::Fetch) inner->received.clear();
+  if (call.operation == Operation::BytesWaiting) inner->reportedBytes = incoming.empty() ? 0 : 1;
+  host_.meet(call);
+  if (call.operation != Operation::Fetch) return;
+  inner->waiting = std::move(incoming.front());
+  incoming.pop_front();
+}
+
+StubHost::StubHost() : Interceptor(plain.all()), library(services()), quarn(library) {
+  time = Instant{1'794'991'161};
   library.observer = this;
   quarn.Init("");
 }
 
 void StubHost::tickAfter(std::int64_t seconds) {
   time.second += seconds;
-  timerEvents->onTick();
+  plain.tick();
 }
 
 std::int16_t StubHost::addOpen(bool client) {
@@ -129,45 +83,25 @@ std::vector<std::string> StubHost::happened() {
   return std::exchange(journal, {});
 }
 
-void StubHost::meet(const char* operation, const std::string& socket) {
-  {
-    const StubAtWork work;
-    journal.push_back(socket.empty() ? operation : operation + (" " + socket));
-  }
-  read(operation, socket);
-}
-
-void StubHost::read(const char* property, const std::string& socket) {
+void StubHost::meet(const ServiceCall& call) {
   std::function<void()> event;
   {
     const StubAtWork work;
-    const std::string key = socket.empty() ? property : property + (" " + socket);
+    const std::string socket = shapeOf(call.operation).onSocket ? ' ' + nameFor(call.socket) : "";
+    const std::string key = std::string(nameOf(call.operation)) + socket;
+    if (isInJournal(call.operation))
+      journal.push_back(call.operation == Operation::Send ? "send " + std::string(call.text()) : key);
     if (auto found = inside.extract(key)) event = std::move(found.mapped());
     if (const auto found = failing.find(key); found != failing.end()) throw found->second;
+    if (call.operation == Operation::CreateLog) logName = call.text();
+    if (call.operation == Operation::WriteLog) logText += call.text();
   }
   if (event) event();
 }
 
-// The first instance of an array goes by the array's name, later ones carry their number.
-std::unique_ptr<SocketInstance> StubHost::create(SocketArray array, std::int16_t index, SocketEvents& sink) {
-  const StubAtWork work;
-  socketEvents = &sink;
-  const std::string name = std::string(nameOf(array)) + (index == 1 ? "" : std::to_string(index));
-  read("create", name);
-  auto made = std::make_unique<StubSocket>(*this, name);
-  sockets[name] = made.get();
-  return made;
-}
-
-void StubHost::setPeriod(std::int16_t milliseconds) {
-  meet("setPeriod");
-  periodNow = milliseconds;
-}
-
-void StubHost::create(const std::string& name) {
-  read("createLog");
-  const StubAtWork work;
-  logName = name;
+// The array's name; later instances than the first carry their number.
+std::string StubHost::nameFor(SocketId id) {
+  return std::string(nameOf(id.array)) + (id.index == 1 ? "" : std::to_string(id.index));
 }
 
 void StubHost::traced(std::int16_t, std::string_view text) {

@@ -6,14 +6,16 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "host/engine.h"
 #include "quarnex/quarn_socket.h"
+#include "services/interceptor.h"
 #include "services/observer.h"
+#include "services/plain_services.h"
 
 namespace quarnex::test {
 
@@ -26,46 +28,44 @@ struct StubAtWork {
   static inline int depth = 0;
 };
 
-/// One socket: plain properties, and a journal line for each operation.
-struct StubSocket final : SocketInstance {
-  StubSocket(StubHost& owner, std::string ownName) : host(owner), name(std::move(ownName)) {}
+/// One socket: plain properties, and the remote host 127.0.0.1 once it is attached.
+class StubSocket {
+ public:
+  explicit StubSocket(StubHost& owner) : host_(owner) {}
 
-  std::int32_t state() override;
-  std::string statusText() override;
-  std::int32_t localPort() override;
-  void setLocalPort(std::int32_t port) override { local = port; }
-  std::int32_t remotePort() override;
-  void setRemotePort(std::int32_t port) override { remote = port; }
-  void setLocalAddress(std::string_view) override {}
-  std::string remoteHost() override;
-  void setRemoteHost(std::string_view dotted) override { hostName = dotted; }
-  void close() override;
-  void prepareA() override;
-  void prepareB() override;
-  void connect() override;
-  void listen() override;
-  void attach(std::int32_t handle) override;
-  std::int32_t bytesWaiting() override;
-  void fetch() override;
-  std::string_view receivedText() override;
-  void send(std::string_view bytes) override;
+  template <class Operate>
+  auto around(const ServiceCall& call, const Operate& operate) {
+    begin(call);
+    if constexpr (std::is_void_v<decltype(operate(*inner))>) {
+      operate(*inner);
+      if (call.operation == Operation::Attach) inner->settings.remoteHost = "127.0.0.1";
+    } else {
+      return operate(*inner);
+    }
+  }
 
-  StubHost& host;
-  std::string name;
-  std::int32_t stateNow = kSocketClosed, local = 0, remote = 0;
-  std::string hostName, received;
+  std::unique_ptr<PlainSocket> inner;
   std::deque<std::string> incoming;  // one text a fetch
+
+ private:
+  void begin(const ServiceCall& call);
+
+  StubHost& host_;
+};
+
+struct StubServices {
+  PlainServices plain;
 };
 
 /// The library under test with its services. Everything that happens is written into `journal`: operations as
 /// "close ClientSocket", sent frames as "send " and the bytes, traces as they are.
-class StubHost final : SocketService, TimerService, WallClock, TextFile, Observer {
+class StubHost final : StubServices, public Interceptor<StubHost, StubSocket>, Observer {
  public:
   StubHost();
 
   ConnectionRecord& record(std::int16_t index) { return library.ConnectionTable[index]; }
   StubSocket& socket(std::string_view name) { return *sockets.at(std::string(name)); }
-  SocketEvents& events() { return *socketEvents; }
+  SocketEvents& events() { return *socketEvents(); }
 
   /// Lets `seconds` pass, then gives one tick.
   void tickAfter(std::int64_t seconds);
@@ -82,11 +82,17 @@ class StubHost final : SocketService, TimerService, WallClock, TextFile, Observe
   /// What happened since the last call.
   std::vector<std::string> happened();
 
-  // Journal line, and what is armed for the operation of that socket.
-  void meet(const char* operation, const std::string& socket = "");
-  void read(const char* property, const std::string& socket = "");  // without the line
+  template <class Operate>
+  auto around(const ServiceCall& call, const Operate& operate) {
+    meet(call);
+    return operate();
+  }
+  std::unique_ptr<PlainSocket> makeInner(SocketId, SocketEvents&) { return std::make_unique<PlainSocket>(); }
+  void created(SocketId id, StubSocket& socket) { sockets[nameFor(id)] = &socket; }
+  /// Writes the call's journal line, if it has one, and lets what the test has planned for it happen.
+  void meet(const ServiceCall& call);
 
-  Instant time{1'794'991'161};
+  Instant& time = plain.time;
   std::map<std::string, Failure>
       failing;  // by "listen ServerSocket" or "state ClientSocket"; stays until removed
   std::map<std::string, std::function<void()>> inside;  // happens once, inside that operation
@@ -95,26 +101,13 @@ class StubHost final : SocketService, TimerService, WallClock, TextFile, Observe
   std::string logName, logText;
 
  private:
-  std::unique_ptr<SocketInstance> create(SocketArray array, std::int16_t index, SocketEvents& sink) override;
-  void setEvents(TimerEvents* sink) override { timerEvents = sink; }
-  std::int16_t period() override { return periodNow; }
-  void setPeriod(std::int16_t milliseconds) override;
-  Instant now() override {
-    read("now");
-    return time;
-  }
-  std::int32_t utcOffset(Instant) override { return 0; }
-  void create(const std::string& name) override;
-  void write(std::string_view line) override {
+  using Interceptor::create;
+  std::unique_ptr<SocketInstance> create(SocketArray array, std::int16_t index, SocketEvents& sink) override {
     const StubAtWork work;
-    logText += line;
+    return Interceptor::create(array, index, sink);
   }
-  void close() override {}
+  static std::string nameFor(SocketId id);
   void traced(std::int16_t IdxQuarn, std::string_view text) override;
-
-  SocketEvents* socketEvents = nullptr;
-  TimerEvents* timerEvents = nullptr;
-  std::int16_t periodNow = 0;
 
  public:
   // Last, so that the services are still there when the library closes its sockets.

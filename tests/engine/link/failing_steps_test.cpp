@@ -153,7 +153,7 @@ TEST(Trap, KeepsNothingOfAStepThatFailedWithNumberZero) {
   host.addOpen(true);
   host.failing.insert({"prepareA ClientSocket", Failure(0, "nothing is wrong")});
   host.tickAfter(11);
-  EXPECT_EQ(host.socket("ClientSocket").stateNow, kSocketCalling);
+  EXPECT_EQ(host.socket("ClientSocket").inner->settings.state, kSocketCalling);
   EXPECT_THAT(host.inbound(1), testing::IsEmpty());
 }
 
@@ -196,7 +196,7 @@ TEST(Sockets, InANegativeStateAreBusy) {
   for (const bool client : {true, false}) {
     StubHost host;
     host.addOpen(client);
-    host.socket(client ? "ClientSocket" : "ServerSocket").stateNow = -1;
+    host.socket(client ? "ClientSocket" : "ServerSocket").inner->settings.state = -1;
     host.tickAfter(11);
     EXPECT_THAT(host.inbound(1), testing::Contains(client ? "991 127.0.0.1:20308 Connect Timeout"
                                                           : "991 0.0.0.0:20308 Listen Timeout"));
