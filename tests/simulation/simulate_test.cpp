@@ -14,7 +14,7 @@
 
 #include "engine/records/frm_sock.h"
 #include "host/method_table.h"
-#include "platform/simulated/simulated_socket.h"
+#include "platform/simulated/simulated_sockets.h"
 #include "quarnex/times_and_limits.h"
 #include "recording/player/player.h"
 #include "simulation/checks/engine_watch.h"
@@ -25,7 +25,6 @@
 #include "simulation/pair.h"
 #include "simulation/peers/wire_format.h"
 #include "simulation/runs/hashed_lines.h"
-#include "simulation/runs/record_again.h"
 #include "simulation/runs/simulate_run.h"
 #include "simulation/sites/site.h"
 #include "support/test_files.h"
@@ -59,7 +58,7 @@ TEST_P(Lives, HoldWhatMustHold) {
   plan.faults = *faultsNamed("generation-1");
   const RunResult result = simulate(plan);
   EXPECT_FALSE(result.finding) << result.finding->text;
-  EXPECT_GT(result.textsDelivered, 0U);
+  EXPECT_GT(result.texts.of(Arrival::New), 0U);
   EXPECT_EQ(result.hash, GetParam().hash) << std::hex << result.hash << " if the simulation was changed";
 }
 

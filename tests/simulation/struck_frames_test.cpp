@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "quarnex/event_report.h"
-#include "simulation/faults/tampering.h"
 #include "simulation/pair.h"
+#include "simulation/tampers.h"
 
 namespace quarnex::simulation {
 namespace {

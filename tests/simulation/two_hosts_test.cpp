@@ -2,10 +2,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
+#include "services/observer.h"
 #include "simulation/pair.h"
 
 namespace quarnex::simulation {
@@ -28,17 +31,24 @@ void tap(World& world, std::vector<std::string>& sent) {
   };
 }
 
-std::vector<std::string> textsOf(Host& host) {
-  std::vector<std::string> texts;
-  for (auto& [link, text] : std::exchange(host.traces(), {})) texts.push_back(std::move(text));
-  return texts;
-}
+// Keeps the trace texts of a host.
+class Traces final : public PassingObserver {
+ public:
+  explicit Traces(Host& host) : host_(host) { next = std::exchange(host.library().observer, this); }
+  ~Traces() override { host_.library().observer = next; }
+  void traced(std::int16_t, std::string_view text) override { texts_.emplace_back(text); }
+  std::vector<std::string> take() { return std::exchange(texts_, {}); }
+
+ private:
+  Host& host_;
+  std::vector<std::string> texts_;
+};
 
 TEST(TwoHosts, ConnectAndCarryOneText) {
   Pair pair;
   std::vector<std::string> sent;
   tap(pair.world, sent);
-  for (Host* host : {&pair.server, &pair.client}) host->keepTraces();
+  Traces serverTraces(pair.server), clientTraces(pair.client);
   pair.server.quarn().Add("MIRTAN", 5, false, true);
   pair.client.quarn().Add("MIRTAN", 5, true, true);
   pair.server.quarn().Apri(1);
@@ -49,13 +59,13 @@ TEST(TwoHosts, ConnectAndCarryOneText) {
   const std::string report = "X000E0701[#I5#$TMIRTAN$$S127.0.0.1:20308$]09301219112026";
   EXPECT_THAT(Pair::take(pair.server), ElementsAre(report));
   EXPECT_THAT(Pair::take(pair.client), ElementsAre(report));
-  EXPECT_THAT(textsOf(pair.server),
+  EXPECT_THAT(serverTraces.take(),
               ElementsAre("ADD 1 : 5 MIRTAN MIRTAN", "ATTIVATO SOCKET SERVER ETH 05 MIRTAN",
                           "ASCOLTO ETH 05 MIRTAN 20308", "Server Socket 2 Listening",
                           "Accept Socket 0 Closed", "Server Socket 2 Listening", "Accept Socket 0 Closed",
                           "SCARTO:", "P:" + report, "Server CONNESSO ETH 05 MIRTAN 20308 127.0.0.1",
                           "Server Socket 2 Listening", "Accept Socket 4 Connected"));
-  EXPECT_THAT(textsOf(pair.client),
+  EXPECT_THAT(clientTraces.take(),
               ElementsAre("ADD 1 : 5 MIRTAN MIRTAN", "ATTIVATO SOCKET CLIENT ETH 05 MIRTAN",
                           "Client Socket State:0 Closed", "CHIAMO ETH 05 MIRTAN 20308 127.0.0.1",
                           "Client Socket State:3 Calling", "Client CONNESSO ETH 05 MIRTAN 20308 127.0.0.1",
@@ -74,19 +84,20 @@ TEST(TwoHosts, ConnectAndCarryOneText) {
                                 "S \2"
                                 "99990000052|9NODATA|9.|GD\3"));
   const std::string line(78, '+');
-  EXPECT_THAT(textsOf(pair.server),
+  EXPECT_THAT(serverTraces.take(),
               ElementsAre("R>99990000053|HELLO|9CMD|9.|", "X:HELLO", "I>99990000052|9ACK|9.|", line,
                           "R>99990000052|9QRY|9.|", "I>99990000052|9NODATA|9.|", line));
-  EXPECT_THAT(textsOf(pair.client),
-              ElementsAre("COMANDO:00001 HELLO", "IN CANNA:0000053|HELLO|9CMD|9.|",
-                          "I>99990000053|HELLO|9CMD|9.|", "R>99990000052|9ACK|9.|", line,
-                          "I>99990000052|9QRY|9.|", "R>99990000052|9NODATA|9.|", line));
+  EXPECT_THAT(clientTraces.take(), ElementsAre("COMANDO:00001 HELLO", "IN CANNA:0000053|HELLO|9CMD|9.|",
+                                               "I>99990000053|HELLO|9CMD|9.|", "R>99990000052|9ACK|9.|", line,
+                                               "I>99990000052|9QRY|9.|", "R>99990000052|9NODATA|9.|", line));
 }
 
 // Many links between two hosts, texts both ways at every moment: all arrive once and in order.
 TEST(TwoHosts, ManyLinksLoseNothingOnADelayedNetwork) {
   Pair pair(3, 20);
-  pair.world.network().setConditions({.delay = 30, .jitter = 200, .fragmentMax = 5, .quantum = 40});
+  Network& network = pair.world.network();
+  network.callerConditions =
+      network.calledConditions = {.delay = 30, .jitter = 200, .fragmentMax = 5, .quantum = 40};
   pair.add();
   pair.open();
   for (std::int16_t link = 1; link <= 20; ++link) ASSERT_TRUE(pair.connects(link));

@@ -21,8 +21,7 @@
 #include "quarn/commands/simulation_report.h"
 #include "quarn/console.h"
 #include "quarnex/times_and_limits.h"
-#include "simulation/runs/many_runs.h"
-#include "simulation/runs/record_again.h"
+#include "simulation/runs/simulate_run.h"
 #include "simulation/sites/site.h"
 
 namespace quarnex::tool {

@@ -37,12 +37,13 @@ void printCauses(const char* what, const simulation::CauseCounts& counts) {
 }
 
 void printTexts(const simulation::RunNumbers& numbers) {
-  std::cout << "texts       " << numbers.textsSent << " sent, " << numbers.textsDelivered << " delivered, "
-            << numbers.textsSent - numbers.textsDelivered << " not, " << numbers.textsAgain
-            << " delivered again, " << numbers.textsOld << " late, " << numbers.textsForeign
-            << " damaged or from strangers\n";
-  printCauses("lost", numbers.losses);
-  printCauses("repeated", numbers.duplicates);
+  using enum simulation::Arrival;
+  const simulation::TextCounts& texts = numbers.texts;
+  std::cout << "texts       " << texts.sent << " sent, " << texts.of(New) << " delivered, "
+            << texts.sent - texts.of(New) << " not, " << texts.of(Again) << " delivered again, "
+            << texts.of(Old) << " late, " << texts.of(Foreign) << " damaged or from strangers\n";
+  printCauses("lost", texts.lost);
+  printCauses("repeated", texts.doubled);
 }
 
 void printReports(const simulation::RunNumbers& numbers) {
@@ -54,15 +55,15 @@ void printReports(const simulation::RunNumbers& numbers) {
 void printWork(const simulation::RunNumbers& numbers) {
   std::cout << "work        " << numbers.steps << " steps, " << numbers.framesSent << " frames, "
             << numbers.connections << " connections, " << numbers.engines << " engines\n"
-            << "disks       " << numbers.disksPlayed << " recordings on failing disks replayed, "
+            << "disks       " << numbers.disksReplayed << " recordings on failing disks replayed, "
             << numbers.diskGaps << " of them up to a gap\n";
 }
 
 void printTraces(const simulation::RunNumbers& numbers) {
   std::cout << "traces     ";
-  for (std::size_t i = 0; i < simulation::kTraceTextCount; ++i)
-    std::cout << (i == 0 ? " " : ", ") << '"' << simulation::kTraceTexts[i].name << "\" "
-              << numbers.traces[i];
+  for (std::size_t i = 0; i < simulation::kTraceTexts.size(); ++i)
+    std::cout << (i == 0 ? " " : ", ") << '"' << simulation::kTraceTexts[i] << "\" "
+              << numbers.traces.counts()[i];
   std::cout << '\n';
 }
 

@@ -6,20 +6,76 @@
 namespace quarnex::simulated {
 namespace {
 
-constexpr Milliseconds kDrainPause = 50;  // between two portions that a reluctant system takes
+constexpr std::size_t kKeptBytes = 65'536;
+constexpr Milliseconds kDrainPause = 50;  // between two portions that the system takes
 
 }  // namespace
 
-Connection::Connection(VirtualTime& time, Random random, std::string callerAddress, std::string calledAddress)
-    : caller(*this, called, random.split()), called(*this, caller, random.split()), time_(time) {
+void Stream::append(std::string_view bytes, Milliseconds arrival) {
+  bytes_ += bytes;
+  lastArrival_ = std::max(lastArrival_, arrival);
+  marks_.push_back({bytes_.size(), lastArrival_});
+}
+
+void Stream::end(Milliseconds arrival, std::int16_t code) {
+  if (ending_) return;
+  lastArrival_ = std::max(lastArrival_, arrival);
+  ending_ = Ending{lastArrival_, code};
+}
+
+std::size_t Stream::take(std::string& into, std::size_t max, Milliseconds now) {
+  const std::size_t count = std::min(arrived(now), max);
+  into.append(bytes_, taken_, count);
+  remove(count);
+  return count;
+}
+
+std::optional<std::int16_t> Stream::endArrived(Milliseconds now) const {
+  if (!ending_ || held_ || ending_->arrival > now) return std::nullopt;
+  return ending_->code;
+}
+
+void Stream::hurry(Milliseconds now) {
+  for (Mark& mark : marks_) mark.arrival = std::min(mark.arrival, now);
+  if (ending_) ending_->arrival = std::min(ending_->arrival, now);
+  lastArrival_ = std::min(lastArrival_, now);
+}
+
+std::size_t Stream::countArrived(Milliseconds now) {
+  if (!held_) {
+    while (nextMark_ < marks_.size() && marks_[nextMark_].arrival <= now) arrived_ = marks_[nextMark_++].end;
+  }
+  return arrived_ - taken_;
+}
+
+// Moves the rest to the front only when it is smaller than the part that is gone: each byte moves at most
+// once.
+void Stream::remove(std::size_t count) {
+  taken_ += count;
+  if (taken_ < bytes_.size() && (taken_ < kKeptBytes || taken_ < bytes_.size() - taken_)) return;
+  bytes_.erase(0, taken_);
+  if (bytes_.empty() && bytes_.capacity() > kKeptBytes) bytes_.shrink_to_fit();
+  marks_.erase(marks_.begin(), marks_.begin() + static_cast<std::ptrdiff_t>(nextMark_));
+  for (Mark& mark : marks_) mark.end -= taken_;
+  nextMark_ = 0;
+  arrived_ -= taken_;
+  taken_ = 0;
+}
+
+Connection::Connection(VirtualTime& time, Random random, Address calledPort, std::string callerAddress,
+                       std::string calledAddress)
+    : caller(*this, called, random.split()),
+      called(*this, caller, random.split()),
+      port(calledPort),
+      time_(time) {
   caller.peerAddress_ = std::move(calledAddress);
   called.peerAddress_ = std::move(callerAddress);
 }
 
-void End::setOwner(EndEvents& owner, bool tellArrivals) {
+void End::setOwner(EndEvents& owner, bool wantsArrivals) {
   owner_ = &owner;
-  tellArrivals_ = tellArrivals;
-  if (inbound_.hasEnd() || (tellArrivals && inbound_.size() > 0)) lookAt(time().now());
+  wantsArrivals_ = wantsArrivals;
+  if (inbound_.hasEnd() || (wantsArrivals && inbound_.size() > 0)) lookAt(time().now());
 }
 
 void End::take(std::string& into, std::size_t max) {
@@ -37,26 +93,21 @@ bool End::broken() const {
 
 void End::send(std::string_view bytes) {
   if (closed_) return;
-  if (other_.inbound_.hasEnd()) return strayAt(arrivalTime(0));
+  if (other_.inbound_.hasEnd()) return resetAt(arrivalTime(0));
   if (!tamper) return submit(bytes, 0);
   for (const Piece& piece : tamper(bytes)) {
     submit(piece.bytes, piece.delay);
-    if (piece.ending != Piece::Ending::None) {
+    if (piece.ending != Piece::Ending::None)
       return sendEnd(piece.ending == Piece::Ending::Orderly ? std::int16_t{0} : kConnectionReset);
-    }
   }
 }
 
-void End::close() {
-  leave(0);
-}
-
 void End::hold() {
-  other_.inbound_.hold();
+  other_.inbound_.hold(true);
 }
 
 void End::release() {
-  other_.inbound_.release();
+  other_.inbound_.hold(false);
   other_.lookAt(time().now());
 }
 
@@ -65,11 +116,7 @@ void End::hurry() {
   other_.lookAt(time().now());
 }
 
-void End::cut(std::int16_t code) {
-  sendEnd(code);
-}
-
-// Hands to the system what it takes now; the rest waits in the outbox.
+// Passes to the system what it takes now; the rest waits in the outbox.
 void End::submit(std::string_view bytes, Milliseconds extraDelay) {
   const std::size_t taken = outbox_.empty() ? std::min(bytes.size(), room()) : 0;
   transmit(bytes.substr(0, taken), extraDelay);
@@ -92,7 +139,8 @@ void End::dropOutbox() {
   outboxSent_ = 0;
 }
 
-// A full window opens when the receiver takes bytes; only a reluctant system is asked again and again.
+// A full window opens when the receiver takes bytes. Only a system that takes few bytes at once is asked
+// again and again.
 void End::scheduleDrain() {
   if (outbox_.empty() || conditions.takenAtOnce == 0 || draining_) return;
   draining_ = true;
@@ -113,7 +161,7 @@ void End::transmit(std::string_view bytes, Milliseconds extraDelay) {
             : std::min<std::size_t>(bytes.size(), 1 + random_.below(conditions.fragmentMax));
     other_.inbound_.append(bytes.substr(0, size), arrivalTime(extraDelay));
     bytes.remove_prefix(size);
-    if (other_.tellArrivals_ || other_.closed_) other_.lookAt(other_.inbound_.lastArrival());
+    if (other_.wantsArrivals_ || other_.closed_) other_.lookAt(other_.inbound_.lastArrival());
   }
 }
 
@@ -122,7 +170,7 @@ void End::sendEnd(std::int16_t code) {
   other_.lookAt(other_.inbound_.lastArrival());
 }
 
-// Bytes still on their way meet a closed end when they arrive; whoever sent them is told then.
+// Bytes still on their way find a closed end when they arrive; their sender then receives a reset.
 void End::leave(std::int16_t code) {
   if (closed_) return;
   const bool wasBroken = broken();
@@ -145,29 +193,30 @@ void End::lookAt(Milliseconds when) {
   time().at(when, [self = connection_.shared_from_this(), this] { look(); });
 }
 
-// Tells the owner what has arrived by now.
+// Reports to the owner everything that has arrived by now.
 void End::look() {
-  if (closed_) return answerStrayBytes();
+  if (closed_) return resetForUnwantedBytes();
   if (owner_ == nullptr) return;
   const auto ending = inbound_.endArrived(time().now());
   if (ending.value_or(0) != 0) {
     EndEvents& owner = *std::exchange(owner_, nullptr);
     return owner.onBroken(*ending);
   }
-  if (tellArrivals_ && arrived() > 0) owner_->onArrival();
-  if (owner_ == nullptr || !ending || endTold_) return;
-  endTold_ = true;
+  if (wantsArrivals_ && arrived() > 0) owner_->onArrival();
+  if (owner_ == nullptr || !ending || endReported_) return;
+  endReported_ = true;
   owner_->onEnd();
 }
 
-// Bytes behind an end that the network has made up: they arrive, if anything does, where nobody expects them.
-void End::strayAt(Milliseconds when) {
+// For bytes sent after an end that the network made up: if they arrive at a closed end, it answers with a
+// reset.
+void End::resetAt(Milliseconds when) {
   time().at(when, [self = connection_.shared_from_this(), this] {
     if (other_.closed_ && !other_.inbound_.held() && !closed_) other_.sendEnd(kConnectionReset);
   });
 }
 
-void End::answerStrayBytes() {
+void End::resetForUnwantedBytes() {
   if (arrived() == 0) return;
   inbound_.dropArrived(time().now());
   if (!other_.closed_) sendEnd(kConnectionReset);

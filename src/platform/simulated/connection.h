@@ -1,4 +1,4 @@
-// Connection: two ends joined by two streams, and all that a network can do to what travels between them.
+// Connection: two ends joined by two streams of bytes, with every fault that a network can cause on them.
 #pragma once
 
 #include <compare>
@@ -6,12 +6,12 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "platform/simulated/random.h"
-#include "platform/simulated/stream.h"
 #include "platform/simulated/virtual_time.h"
 
 namespace quarnex::simulated {
@@ -28,27 +28,26 @@ struct Address {
 
 /// How one direction of a connection behaves.
 struct Conditions {
-  Milliseconds delay = 0;         ///< from one end to the other
-  Milliseconds jitter = 0;        ///< up to so much is added to the delay of each fragment
-  std::uint32_t fragmentMax = 0;  ///< bytes are cut at random into fragments of 1 to so many; 0 = not cut
-  Milliseconds quantum = 0;  ///< arrivals come only at multiples of this, so that sends join; 0 = at any time
-  std::size_t window = 1'048'576;  ///< bytes that may be on their way or unread; more waits at the sender
+  Milliseconds delay = 0;          ///< from one end to the other
+  Milliseconds jitter = 0;         ///< maximum of the random addition to the delay of each fragment
+  std::uint32_t fragmentMax = 0;   ///< bytes are cut into random fragments of 1 to so many; 0 = not cut
+  Milliseconds quantum = 0;        ///< bytes arrive at multiples of this, so that sends join; 0 = at any time
+  std::size_t window = 1'048'576;  ///< bytes that may be on their way or unread; more wait at the sender
   std::size_t takenAtOnce = 0;     ///< bytes that the system takes of one send, the rest bit by bit; 0 = all
 };
 
-/// A part of what an end sends, as it really leaves.
+/// A part of a send, as it leaves.
 struct Piece {
   enum class Ending : std::uint8_t { None, Orderly, Reset };
   std::string bytes;
-  Milliseconds delay = 0;        ///< in addition to the direction's own
-  Ending ending = Ending::None;  ///< the direction ends behind the bytes, unknown to the sender
+  Milliseconds delay = 0;        ///< in addition to that of the direction
+  Ending ending = Ending::None;  ///< the direction ends after the bytes, unknown to the sender
 };
 
-/// Changes what one send puts on its way. A host sends each frame with one call, so "the k-th send" is the
-/// k-th frame.
+/// Changes one send on its way.
 using Tamper = std::function<std::vector<Piece>(std::string_view sent)>;
 
-/// Receiver of what happens at one end.
+/// Receiver of the events at one end.
 class EndEvents {
  public:
   virtual ~EndEvents() = default;
@@ -60,47 +59,99 @@ class EndEvents {
   virtual void onBroken(std::int16_t code) = 0;
 };
 
+/// One direction of a connection: bytes on their way, each with the time of its arrival.
+///
+/// No byte overtakes another, whatever delay each was given. A stream ends once, in the orderly way (code 0)
+/// or by a break. It reuses its storage, so that steady traffic allocates nothing.
+class Stream {
+ public:
+  void append(std::string_view bytes, Milliseconds arrival);
+  /// The end arrives after everything appended so far.
+  void end(Milliseconds arrival, std::int16_t code);
+
+  /// Bytes that have arrived and are not taken.
+  std::size_t arrived(Milliseconds now) { return size() == 0 ? 0 : countArrived(now); }
+  /// Bytes that are not taken, arrived or still on their way.
+  std::size_t size() const { return bytes_.size() - taken_; }
+  /// Moves at most `max` bytes that have arrived to the end of `into`.
+  std::size_t take(std::string& into, std::size_t max, Milliseconds now);
+  void dropArrived(Milliseconds now) { remove(arrived(now)); }
+
+  /// The code of the end if that has arrived, even if bytes before it still wait.
+  std::optional<std::int16_t> endArrived(Milliseconds now) const;
+  bool hasEnd() const { return ending_.has_value(); }
+  /// The time at which everything appended so far has arrived.
+  Milliseconds lastArrival() const { return lastArrival_; }
+
+  /// Nothing arrives until the release; nothing is lost.
+  void hold(bool held) { held_ = held; }
+  bool held() const { return held_; }
+  /// Everything on its way arrives now.
+  void hurry(Milliseconds now);
+
+ private:
+  struct Mark {
+    std::size_t end;  // bytes up to here ...
+    Milliseconds arrival;
+  };
+  struct Ending {
+    Milliseconds arrival;
+    std::int16_t code;
+  };
+
+  std::size_t countArrived(Milliseconds now);
+  void remove(std::size_t count);
+
+  std::string bytes_;  // from `taken_` on
+  std::size_t taken_ = 0;
+  std::size_t arrived_ = 0;
+  std::vector<Mark> marks_;  // from `nextMark_` on, ascending in both members
+  std::size_t nextMark_ = 0;
+  Milliseconds lastArrival_ = 0;
+  std::optional<Ending> ending_;
+  bool held_ = false;
+};
+
 class Connection;
 
-/// One end of a connection. Its owner sends, takes and closes; the rest is for whoever plays the network.
+/// One end of a connection. Its owner sends, takes and closes; everything else belongs to the network.
 class End {
  public:
   End(Connection& connection, End& other, Random random)
       : connection_(connection), other_(other), random_(random) {}
 
-  /// Names the owner. What has happened before is told soon, never inside this call.
-  void setOwner(EndEvents& owner, bool tellArrivals = false);
+  /// Names the owner. Earlier events are reported soon, but never inside this call.
+  void setOwner(EndEvents& owner, bool wantsArrivals = false);
   /// Bytes that can be taken now.
   std::size_t arrived();
   /// Moves at most `max` of them to the end of `into`.
   void take(std::string& into, std::size_t max);
-  /// True if the peer has closed in the orderly way and nothing of what it sent is left to take.
+  /// True if the peer has closed in the orderly way and all its bytes are taken.
   bool exhausted();
   /// True if a reset has arrived.
   bool broken() const;
   void send(std::string_view bytes);
-  /// The owner's orderly close: unread input is dropped, what was sent still travels, nothing is told any
-  /// more.
-  void close();
-  /// The owner's reset.
+  /// The owner's orderly close: unread input is dropped, sent bytes still travel, no more events are raised.
+  void close() { leave(0); }
   void reset() { leave(kConnectionReset); }
-  /// What the system does for an owner that vanishes: a reset if input is unread, else an orderly close.
+  /// Closes as the system does when the owner vanishes: with a reset if input is unread.
   void abandon() { arrived() > 0 ? reset() : close(); }
   bool closed() const { return closed_; }
   const std::string& peerAddress() const { return peerAddress_; }
   /// Bytes that the system has not taken yet.
   std::size_t unsent() const { return outbox_.size() - outboxSent_; }
 
-  /// Of what this end sends.
+  /// Apply to bytes that this end sends.
   Conditions conditions;
   Tamper tamper;
-  /// Nothing that this end sends arrives any more, until it is released.
+  /// Nothing that this end sends arrives until the release.
   void hold();
   void release();
-  /// What this end has sent arrives at once.
+  /// Everything that this end has sent arrives at once.
   void hurry();
-  /// Ends what this end sends without its owner: with code 0 like its orderly close, else like a break.
-  void cut(std::int16_t code);
+  /// Ends the direction from this end without its owner: with code 0 like an orderly close, else like a
+  /// break.
+  void cut(std::int16_t code) { sendEnd(code); }
 
  private:
   friend class Connection;
@@ -116,35 +167,35 @@ class End {
   Milliseconds arrivalTime(Milliseconds extraDelay);
   void lookAt(Milliseconds when);
   void look();
-  void strayAt(Milliseconds when);
-  void answerStrayBytes();
+  void resetAt(Milliseconds when);
+  void resetForUnwantedBytes();
   VirtualTime& time() const;
 
   Connection& connection_;
   End& other_;
   Random random_;
   Stream inbound_;
-  std::string outbox_;  // what the system has not taken yet, from `outboxSent_` on
+  std::string outbox_;  // bytes that the system has not taken yet, from `outboxSent_` on
   std::size_t outboxSent_ = 0;
   std::string peerAddress_;
   EndEvents* owner_ = nullptr;
-  bool tellArrivals_ = false;
-  bool endTold_ = false;
+  bool wantsArrivals_ = false;
+  bool endReported_ = false;
   bool closed_ = false;
-  bool draining_ = false;  // the system will be asked again
+  bool draining_ = false;  // a drain is scheduled
 };
 
 class Connection : public std::enable_shared_from_this<Connection> {
  public:
-  Connection(VirtualTime& time, Random random, std::string callerAddress, std::string calledAddress);
+  Connection(VirtualTime& time, Random random, Address calledPort, std::string callerAddress,
+             std::string calledAddress);
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
 
-  /// The end that called, and the one that was called.
+  /// The end that called, and the one that was called, at `port`.
   End caller;
   End called;
-  /// Where that was.
-  Address port;
+  const Address port;
 
   /// The same ends for owners, which keep the connection alive.
   std::shared_ptr<End> callerEnd() { return {shared_from_this(), &caller}; }
@@ -154,11 +205,6 @@ class Connection : public std::enable_shared_from_this<Connection> {
   void cutBoth(std::int16_t code) {
     caller.cut(code);
     called.cut(code);
-  }
-  /// Nothing arrives in either direction, and nobody learns of it: a black hole.
-  void hold() {
-    caller.hold();
-    called.hold();
   }
   void release() {
     caller.release();

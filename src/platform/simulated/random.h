@@ -1,13 +1,13 @@
-// Random: the one source of chance in a simulation. Same seed, same numbers, on every compiler and library.
+// Random: the only source of chance in a simulation. One seed gives the same numbers with every compiler.
 #pragma once
 
 #include <cstdint>
 
 namespace quarnex::simulated {
 
-/// A splitmix generator: a counter whose bits are mixed. No distribution of the standard library is used,
-/// since those differ from one library to another. Draw once in an expression: compilers choose the order of
-/// two.
+/// A splitmix generator: a counter whose bits are mixed. The distributions of the standard library would
+/// differ from one library to another. Draw only once in an expression: compilers may evaluate two draws in
+/// either order.
 class Random {
  public:
   explicit Random(std::uint64_t seed) : state_(seed) {}
@@ -19,20 +19,15 @@ class Random {
     mixed = (mixed ^ (mixed >> 27)) * 0x94D049BB133111EB;
     return mixed ^ (mixed >> 31);
   }
-
   /// 0 to `bound` - 1; 0 for a bound of 0.
   std::uint64_t below(std::uint32_t bound) { return ((next() >> 32) * bound) >> 32; }
-
   /// `low` to `high`, both included; they are less than 2^32 apart.
   std::int64_t between(std::int64_t low, std::int64_t high) {
     return low + static_cast<std::int64_t>(below(static_cast<std::uint32_t>(high - low + 1)));
   }
-
   /// True `perThousand` times in a thousand.
   bool chance(std::uint32_t perThousand) { return perThousand > 0 && below(1000) < perThousand; }
-
-  /// A generator of its own for one part of the simulation, so that what one part draws does not shift
-  /// another.
+  /// A separate generator, whose draws do not shift the numbers of this one.
   Random split() { return Random(next()); }
 
  private:

@@ -105,10 +105,9 @@ void Network::fail(const std::shared_ptr<Call>& call, Milliseconds delay, std::i
 }
 
 std::shared_ptr<Connection> Network::connect(const Call& call) {
-  auto connection =
-      std::make_shared<Connection>(time_, random_.split(), dottedAddress(call.from.machine, call.to.machine),
-                                   dottedAddress(call.to.machine, call.from.machine));
-  connection->port = call.to;
+  auto connection = std::make_shared<Connection>(time_, random_.split(), call.to,
+                                                 dottedAddress(call.from.machine, call.to.machine),
+                                                 dottedAddress(call.to.machine, call.from.machine));
   connection->caller.conditions = callerConditions;
   connection->called.conditions = calledConditions;
   ++connectionsMade_;

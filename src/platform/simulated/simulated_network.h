@@ -1,4 +1,4 @@
-// Network: the ports of all machines, calls to them, and the connections that come of it.
+// Network: the ports of all machines, calls to them, and the connections between them.
 #pragma once
 
 #include <cstdint>
@@ -19,16 +19,16 @@ namespace quarnex::simulated {
 constexpr std::int16_t kAddressInUse = 10048;
 constexpr std::int16_t kConnectionRefused = 10061;
 
-/// How machine `machine` appears to machine `viewer`: "127.0.0.1" to itself, else "10.x.y.z".
+/// The address of `machine` for `viewer`: "127.0.0.1" for itself, else "10.x.y.z".
 std::string dottedAddress(int machine, int viewer);
-/// The machine that `dotted` means to `viewer`; nothing if it is no address at all.
+/// The machine that `dotted` means to `viewer`; nothing if it is no address.
 std::optional<int> machineAt(std::string_view dotted, int viewer);
 
 /// Receiver of calls to a port.
 class Listener {
  public:
   virtual ~Listener() = default;
-  /// A caller has reached the port; its connection stands, and `end` is to be closed by whoever takes it.
+  /// A caller has reached the port and is connected. The receiver must close `end`.
   virtual void onCaller(std::shared_ptr<End> end) = 0;
 };
 
@@ -40,11 +40,10 @@ class CallEvents {
   virtual void onCallFailed(std::int16_t code) = 0;
 };
 
-/// What the network does with a call.
 struct CallFate {
-  std::int16_t code = 0;   ///< fails with this number, without reaching the port; 0 = goes through
-  Milliseconds delay = 0;  ///< that much later than the conditions say
-  bool hangs = false;      ///< never ends
+  std::int16_t code = 0;   ///< the call fails with this number without reaching the port; 0 = it succeeds
+  Milliseconds delay = 0;  ///< in addition to the network's conditions
+  bool hangs = false;      ///< it never ends
 };
 
 /// A call under way, kept by its caller.
@@ -52,7 +51,7 @@ struct Call {
   CallEvents* caller = nullptr;
   Address from;
   Address to;
-  std::shared_ptr<End> end;  // once the port has been reached
+  std::shared_ptr<End> end;  // once it has reached the port
 };
 
 class Network {
@@ -63,7 +62,7 @@ class Network {
 
   VirtualTime& time() const { return time_; }
 
-  /// Calls to `address` reach `listener` until it leaves. Failure 10048 if another has the port.
+  /// Calls to `address` reach `listener` until it leaves. Failure 10048 if another listener has the port.
   void listen(Address address, Listener& listener);
   void leave(Address address, const Listener& listener);
   bool listening(Address address) const { return listeners_.contains(address); }
@@ -72,22 +71,20 @@ class Network {
 
   /// Starts a call; its outcome comes later.
   std::shared_ptr<Call> call(Address from, Address to, CallEvents& caller);
-  /// The caller gives up and hears nothing more of it.
+  /// The caller gives up and receives no outcome.
   static void cancel(Call& call);
 
-  /// Every connection that either owner still holds, the oldest first.
+  /// All connections of which an owner still holds an end, the oldest first.
   std::vector<std::shared_ptr<Connection>> connections();
   std::uint64_t connectionsMade() const { return connectionsMade_; }
 
-  /// Of new connections: from the caller to the called, and back.
+  /// Of new connections: from the caller to the called end, and back.
   Conditions callerConditions;
   Conditions calledConditions;
-  /// Both directions of new connections alike.
-  void setConditions(const Conditions& both) { callerConditions = calledConditions = both; }
 
-  /// Decides the fate of each call; without it every call goes through.
+  /// Decides the fate of each call; without it all calls succeed.
   std::function<CallFate(const Call&)> onCall;
-  /// Sees each new connection before anything travels on it, to set its conditions and to tamper with it.
+  /// Called with each new connection before anything travels on it, to set conditions and tampers.
   std::function<void(Connection&)> onConnection;
 
  private:

@@ -1,19 +1,35 @@
 #include "platform/simulated/simulated_sockets.h"
 
-#include <algorithm>
-#include <utility>
+#include <vector>
 
-#include "platform/simulated/simulated_socket.h"
 #include "quarnex/failure.h"
 
 namespace quarnex::simulated {
 namespace {
 
 constexpr std::int16_t kTooManyDescriptors = 10024;
-constexpr Milliseconds kAcceptPause = 200;  // before a caller is tried again for whom there was no descriptor
+constexpr Milliseconds kAcceptPause = 200;  // before the next try to accept a caller without a descriptor
 
 bool endsUse(EventKind kind, std::int16_t code) {
   return kind == EventKind::Close || (kind == EventKind::Connect && code != 0);
+}
+
+Failure addressNotAvailable() {
+  return Failure(10049, "Cannot assign requested address");
+}
+
+Failure notConnected() {
+  return Failure(10057, "Socket is not connected");
+}
+
+void requirePort(std::int32_t port) {
+  if (port < 1 || port > kPortMax) throw addressNotAvailable();
+}
+
+int requireMachine(std::string_view dotted, int viewer) {
+  const auto machine = machineAt(dotted, viewer);
+  if (!machine) throw addressNotAvailable();
+  return *machine;
 }
 
 }  // namespace
@@ -60,8 +76,8 @@ End* SimulatedSockets::end(SocketArray array, std::int16_t index) {
   return found == instances_.end() ? nullptr : found->second->end_.get();
 }
 
-// Never due before what waits for the same instance, which keeps its order: a delivery would find nothing
-// ready. What that instance was told already was due by now.
+// Never due before an event that waits for the same instance or was delivered to it: the events of an
+// instance keep their order, so a delivery at that time would find nothing ready.
 void SimulatedSockets::post(Event event) {
   event.due = std::max(event.due, loop_.time().now());
   if (disorder.lateMax > 0) {
@@ -74,8 +90,8 @@ void SimulatedSockets::post(Event event) {
   schedule();
 }
 
-// The next turn of the loop at which something is due. While a host stalls for days, tens of thousands of
-// events come and none goes: they are not all looked at for each.
+// While a host stalls for days, tens of thousands of events arrive and none leaves, so a new one must not
+// cost a search through all.
 void SimulatedSockets::schedule() {
   loop_.time().cancel(delivery_);
   if (pending_.empty()) return;
@@ -112,7 +128,7 @@ bool SimulatedSockets::isReady(std::size_t position) const {
          });
 }
 
-// Handlers may end the use and even destroy the instance, so it is not looked at after it was told.
+// Handlers may end the use and even destroy the instance, so nothing reads it after the delivery.
 void SimulatedSockets::deliver(Event event) {
   SimulatedSocket& instance = *event.instance;
   if (instance.use_ != event.use && !event.hollow) {
@@ -127,7 +143,7 @@ void SimulatedSockets::deliver(Event event) {
                    instance.events_);
 }
 
-// A caller that has vanished raises nothing. One for whom there is no descriptor stays where it is.
+// A caller that has vanished raises nothing. A caller without a descriptor waits and is tried again.
 void SimulatedSockets::deliverCaller(Event event) {
   if (event.end->broken()) return event.end->close();
   SimulatedSocket& instance = *event.instance;
@@ -142,7 +158,7 @@ void SimulatedSockets::deliverCaller(Event event) {
   if (!left.empty()) left.mapped()->abandon();
 }
 
-// A call that has been answered is hung up; a caller that waits to be accepted meets a reset.
+// Closes a call that was answered; resets a caller that waits to be accepted.
 void SimulatedSockets::drop(const Event& event) {
   if (!event.end) return;
   event.kind == EventKind::Connect ? event.end->close() : event.end->reset();
@@ -167,6 +183,83 @@ void SimulatedSockets::forget(SimulatedSocket& instance) {
     if (event.instance == &instance) drop(event);
     return event.instance == &instance;
   });
+}
+
+SimulatedSocket::~SimulatedSocket() {
+  endUse();
+  service_.forget(*this);
+}
+
+void SimulatedSocket::connect() {
+  requireIdle();
+  requirePort(remotePort_);
+  const int machine = requireMachine(remoteHost_, service_.machine_);
+  service_.requireDescriptor();
+  beginUse(kSocketCalling);
+  call_ = service_.network_.call({service_.machine_, 0}, {machine, remotePort_}, *this);
+}
+
+void SimulatedSocket::listen() {
+  if (state_ == kSocketListening) return;
+  requireIdle();
+  requirePort(localPort_);
+  if (!localAddress_.empty()) requireMachine(localAddress_, service_.machine_);
+  service_.requireDescriptor();
+  service_.network_.listen({service_.machine_, localPort_}, *this);
+  listeningPort_ = localPort_;
+  beginUse(kSocketListening);
+}
+
+void SimulatedSocket::attach(std::int32_t handle) {
+  std::shared_ptr<End> end = service_.takeOffered(handle);
+  endUse();
+  beginUse(kSocketConnected);
+  remoteHost_ = end->peerAddress();
+  carry(std::move(end));
+}
+
+void SimulatedSocket::fetch() {
+  if (end_ == nullptr) throw notConnected();
+  service_.receivedBy_ = this;
+  service_.received_.clear();
+  end_->take(service_.received_, kFetchBytesMax);
+  if (end_->exhausted()) post(EventKind::Close, 0);
+}
+
+std::string_view SimulatedSocket::receivedText() {
+  return service_.receivedBy_ == this ? std::string_view(service_.received_) : std::string_view();
+}
+
+void SimulatedSocket::send(std::string_view bytes) {
+  if (end_ == nullptr) throw notConnected();
+  end_->send(bytes);
+}
+
+void SimulatedSocket::beginUse(SocketState state) {
+  ++use_;
+  ++service_.descriptors_;
+  state_ = state;
+}
+
+void SimulatedSocket::carry(std::shared_ptr<End> end) {
+  state_ = kSocketConnected;
+  end_ = std::move(end);
+  end_->setOwner(*this);
+}
+
+void SimulatedSocket::endUse() {
+  if (state_ == kSocketClosed) return;
+  ++use_;
+  --service_.descriptors_;
+  if (state_ == kSocketListening) service_.network_.leave({service_.machine_, listeningPort_}, *this);
+  if (call_) Network::cancel(*std::exchange(call_, nullptr));
+  if (end_) std::exchange(end_, nullptr)->close();
+  state_ = kSocketClosed;
+}
+
+void SimulatedSocket::requireIdle() const {
+  if (state_ == kSocketConnected) throw Failure(10056, "Socket is already connected");
+  if (state_ != kSocketClosed) throw Failure(10022, "Invalid argument");
 }
 
 }  // namespace quarnex::simulated

@@ -1,7 +1,8 @@
-// SimulatedSockets: a host's socket service on the simulated network, and the queue of its undelivered
-// events.
+// Simulates a host's sockets on the network in memory, with their queue of undelivered events.
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <limits>
@@ -9,12 +10,14 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "platform/simulated/random.h"
-#include "platform/simulated/simulated_loop.h"
 #include "platform/simulated/simulated_network.h"
+#include "platform/simulated/simulated_timer.h"
 #include "services/operation.h"
+#include "services/socket_service.h"
 
 namespace quarnex::simulated {
 
@@ -25,7 +28,7 @@ struct EventDisorder {
   Milliseconds lateMax = 0;  ///< an event waits up to so long; the order stays
   std::uint32_t twice = 0;   ///< an event is delivered a second time
   std::uint32_t stale = 0;   ///< an event of a use that the library has ended is delivered all the same
-  bool shuffled = false;     ///< the sockets that are ready at the same moment come in any order
+  bool shuffled = false;     ///< sockets that are ready at the same time come in any order
 };
 
 class SimulatedSockets final : public SocketService {
@@ -38,24 +41,22 @@ class SimulatedSockets final : public SocketService {
 
   std::unique_ptr<SocketInstance> create(SocketArray array, std::int16_t index,
                                          SocketEvents& events) override;
-  /// The same, by its own type: its callers need not look up what to call.
+  /// The same with its own type, for callers that avoid virtual calls.
   std::unique_ptr<SimulatedSocket> make(SocketArray array, std::int16_t index, SocketEvents& events);
 
-  /// Delivers what waits and is due; also from inside an operation or an event.
+  /// Delivers the events that are due; also from inside an operation or an event.
   void deliverPending();
-  bool anyPending() const { return !pending_.empty(); }
-  /// An event out of the blue, at once, also from inside an operation: as the real control may raise it. A
-  /// close, and a failed connect, end the instance's use. False if there is no such instance.
+  /// Raises an event without a reason, at once, also from inside an operation: as the real control may. A
+  /// close and a failed connect end the instance's use. False if there is no such instance.
   bool raise(SocketArray array, std::int16_t index, EventKind kind, std::int16_t code);
 
   EventDisorder disorder;
   /// Descriptors that the host may have: one for each instance that listens, calls or carries a connection.
   int descriptorsMax = std::numeric_limits<int>::max();
   int descriptors() const { return descriptors_; }
-  /// Instances that listen, call or carry a connection, and callers that are being handed over.
+  /// Instances that listen, call or carry a connection, and callers that are being accepted.
   int inUse() const;
-  /// The end of the connection that an instance carries, for whoever plays the network; nullptr if it carries
-  /// none.
+  /// The end of the connection that an instance carries; nullptr if it carries none.
   End* end(SocketArray array, std::int16_t index);
 
  private:
@@ -64,13 +65,13 @@ class SimulatedSockets final : public SocketService {
 
   struct Event {
     SimulatedSocket* instance;
-    std::uint32_t use;  // the use of the instance that it belongs to
+    std::uint32_t use;  // of the instance, to which the event belongs
     EventKind kind;
     std::int16_t code;
     std::shared_ptr<End> end;  // of a new connection
     Milliseconds due = 0;
-    bool hollow = false;      // told though its use has ended or was told before; changes nothing
-    std::int32_t handle = 0;  // of a caller, once it is told
+    bool hollow = false;      // raised again, or after its use has ended; changes nothing
+    std::int32_t handle = 0;  // of a caller, once it is raised
   };
 
   void post(Event event);
@@ -90,14 +91,88 @@ class SimulatedSockets final : public SocketService {
   Random random_;
   int descriptors_ = 0;
   std::map<Name, SimulatedSocket*> instances_;
-  std::deque<Event> pending_;             // in the order in which they came
-  std::optional<Milliseconds> earliest_;  // due among them; nothing = not worked out
+  std::deque<Event> pending_;             // in the order of arrival
+  std::optional<Milliseconds> earliest_;  // due among them; nothing = not computed
   Milliseconds lastDue_ = 0;
   VirtualTime::Appointment delivery_;
   std::map<std::int32_t, std::shared_ptr<End>> offered_;  // by handle, during the accept event
   std::int32_t lastHandle_ = 0;
-  std::string received_;  // what the last fetch of any instance took
+  std::string received_;  // by the last fetch of any instance
   const SimulatedSocket* receivedBy_ = nullptr;
+};
+
+class SimulatedSocket final : public SocketInstance, private Listener, private CallEvents, private EndEvents {
+ public:
+  SimulatedSocket(SimulatedSockets& service, SocketArray array, std::int16_t index, SocketEvents& events)
+      : service_(service), events_(events), array_(array), index_(index) {}
+  ~SimulatedSocket() override;
+  SimulatedSocket(const SimulatedSocket&) = delete;
+  SimulatedSocket& operator=(const SimulatedSocket&) = delete;
+
+  std::int32_t state() override { return state_; }
+  std::string statusText() override { return std::string(statusTextOf(state_)); }
+  std::int32_t localPort() override { return localPort_; }
+  void setLocalPort(std::int32_t port) override { localPort_ = port; }
+  std::int32_t remotePort() override { return remotePort_; }
+  void setRemotePort(std::int32_t port) override { remotePort_ = port; }
+  void setLocalAddress(std::string_view dotted) override { localAddress_ = dotted; }
+  std::string remoteHost() override { return remoteHost_; }
+  void setRemoteHost(std::string_view dotted) override { remoteHost_ = dotted; }
+  void close() override { endUse(); }
+  void prepareA() override {}
+  void prepareB() override {}
+  void connect() override;
+  void listen() override;
+  void attach(std::int32_t handle) override;
+  std::int32_t bytesWaiting() override {
+    if (end_ == nullptr) return 0;
+    return static_cast<std::int32_t>(
+        std::min<std::size_t>(end_->arrived(), std::numeric_limits<std::int32_t>::max()));
+  }
+  void fetch() override;
+  std::string_view receivedText() override;
+  void send(std::string_view bytes) override;
+
+ private:
+  friend class SimulatedSockets;
+
+  void onCaller(std::shared_ptr<End> end) override { post(EventKind::Accept, 0, std::move(end)); }
+  void onConnected(std::shared_ptr<End> end) override {
+    call_ = nullptr;
+    post(EventKind::Connect, 0, std::move(end));
+  }
+  void onCallFailed(std::int16_t code) override {
+    call_ = nullptr;
+    post(EventKind::Connect, code);
+  }
+  // If bytes still wait, the fetch that takes the last of them raises the close.
+  void onEnd() override {
+    if (end_->exhausted()) post(EventKind::Close, 0);
+  }
+  void onBroken(std::int16_t code) override { post(EventKind::Close, code); }
+
+  void post(EventKind kind, std::int16_t code, std::shared_ptr<End> end = nullptr) {
+    service_.post({this, use_, kind, code, std::move(end)});
+  }
+  void beginUse(SocketState state);
+  void carry(std::shared_ptr<End> end);
+  void endUse();
+  void requireIdle() const;
+
+  SimulatedSockets& service_;
+  SocketEvents& events_;
+  SocketArray array_;
+  std::int16_t index_;
+  SocketState state_ = kSocketClosed;
+  std::uint32_t use_ = 0;     // number of the present use: listening, calling or connected
+  Milliseconds lastDue_ = 0;  // of the latest event posted for it
+  std::int32_t localPort_ = 0;
+  std::int32_t remotePort_ = 0;
+  std::string localAddress_;
+  std::string remoteHost_;
+  std::int32_t listeningPort_ = 0;
+  std::shared_ptr<Call> call_;
+  std::shared_ptr<End> end_;
 };
 
 }  // namespace quarnex::simulated

@@ -1,13 +1,30 @@
-// SimulatedTimer: the tick in virtual time, at its period or as unevenly as wanted.
+// Simulates a host's loop and the timer that ticks in it, at its period or as unevenly as wanted.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "platform/simulated/random.h"
-#include "platform/simulated/simulated_loop.h"
+#include "platform/simulated/virtual_time.h"
 #include "services/timer_service.h"
 
 namespace quarnex::simulated {
+
+/// Events and ticks reach a host only while it turns its loop. While the loop is stalled they wait.
+class Loop {
+ public:
+  explicit Loop(VirtualTime& time) : time_(time) {}
+
+  VirtualTime& time() const { return time_; }
+  void stall(Milliseconds duration) { turnsAgain_ = std::max(turnsAgain_, time_.now() + duration); }
+  bool stalled() const { return turnsAgain_ > time_.now(); }
+  /// `when`, or the end of the stall if that is later.
+  Milliseconds turnAt(Milliseconds when) const { return std::max(when, turnsAgain_); }
+
+ private:
+  VirtualTime& time_;
+  Milliseconds turnsAgain_ = 0;
+};
 
 class SimulatedTimer final : public TimerService {
  public:
@@ -20,12 +37,12 @@ class SimulatedTimer final : public TimerService {
   std::int16_t period() override { return period_; }
   void setPeriod(std::int16_t milliseconds) override;
 
-  /// From the next tick on ticks come so far apart, drawn anew each time, whatever the period; 0 to 0 = the
-  /// period.
-  void setPace(Milliseconds low, Milliseconds high);
-  /// One tick at once, also from inside an operation or an event.
-  void tick();
-  std::uint64_t ticks() const { return ticks_; }
+  /// From the next tick on, draws each pause between ticks from this range; 0 to 0 = the period.
+  void setPace(Milliseconds low, Milliseconds high) { paceLow_ = low, paceHigh_ = high; }
+  /// Ticks once at once, also inside an operation or an event.
+  void tick() {
+    if (events_ != nullptr) events_->onTick();
+  }
 
  private:
   void scheduleNext();
@@ -38,7 +55,6 @@ class SimulatedTimer final : public TimerService {
   Milliseconds paceLow_ = 0;
   Milliseconds paceHigh_ = 0;
   VirtualTime::Appointment next_;
-  std::uint64_t ticks_ = 0;
 };
 
 }  // namespace quarnex::simulated

@@ -6,12 +6,12 @@ namespace quarnex::simulated {
 namespace {
 
 std::int64_t wholeSeconds(Milliseconds milliseconds) {
-  return milliseconds >= 0 ? milliseconds / 1000 : -((999 - milliseconds) / 1000);
+  return milliseconds >= 0 ? milliseconds / kSecond : -((kSecond - 1 - milliseconds) / kSecond);
 }
 
 }  // namespace
 
-// An undisturbed clock is read many times at the same moment, and works its reading out once.
+// An undisturbed clock is read many times in the same millisecond, and computes its reading once.
 Instant VirtualClock::read() {
   const bool disturbed = planned_.reading > 0 || strobe_ != 0;
   if (disturbed) disturb();

@@ -1,4 +1,4 @@
-// VirtualClock: a host's wall clock, which follows virtual time until somebody tampers with it.
+// VirtualClock: a host's wall clock, which follows virtual time unless it is set or disturbed.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@ namespace quarnex::simulated {
 class VirtualClock final : public WallClock {
  public:
   /// Shows `start` now.
-  VirtualClock(const VirtualTime& time, Instant start) : time_(time), shown_(start.second * 1000) {}
+  VirtualClock(const VirtualTime& time, Instant start) : time_(time), shown_(start.second * kSecond) {}
 
   Instant now() override { return time_.now() == readAt_ ? reading_ : read(); }
   std::int32_t utcOffset(Instant instant) override {
@@ -25,17 +25,15 @@ class VirtualClock final : public WallClock {
   void jump(Milliseconds by);
   /// From now on the clock runs at so many thousandths of the true speed: 1000 = true, 0 = it stands.
   void setSpeed(std::int32_t thousandths);
-  /// Sets the clock by `by` right before the reading that comes after `readings` more ones: inside a step,
-  /// say.
+  /// Sets the clock by `by` after `readings` more readings: inside a step, for example.
   void jumpAfterReadings(std::uint64_t readings, Milliseconds by);
-  /// From now on every second reading is off by this; 0 = none.
+  /// From now on every second reading is wrong by this; 0 = none.
   void strobe(Milliseconds by);
-  /// Nothing disturbs it any more; it keeps the time that it shows.
+  /// Ends every disturbance. The clock keeps the time that it shows.
   void calm();
 
-  /// So much has been taken back from the latest that the clock has ever read: deadlines may lie that far
-  /// ahead.
-  Milliseconds behindLatest() { return (latest_.second - now().second) * 1000; }
+  /// How far the clock is behind the latest time that it has ever shown: deadlines may lie so far ahead.
+  Milliseconds behindLatest() { return (latest_.second - now().second) * kSecond; }
 
   /// Local time is `seconds` ahead of UTC from the instant `since` on, as when summer time begins or ends.
   void setUtcOffset(std::int32_t seconds, Instant since = {INT64_MIN}) { utcOffsets_[since] = seconds; }
@@ -48,14 +46,14 @@ class VirtualClock final : public WallClock {
 
   Instant read();
   void disturb();
-  /// What the clock shows, in milliseconds since 1970-01-01 UTC.
+  /// In milliseconds since 1970-01-01 UTC.
   Milliseconds shown() const { return shown_ + (time_.now() - anchor_) * speed_ / 1000; }
 
   const VirtualTime& time_;
   Milliseconds anchor_ = time_.now();  // virtual time at which the clock showed `shown_`
   Milliseconds shown_;
   std::int32_t speed_ = 1000;
-  Milliseconds readAt_ = -1;  // while it is still that time, the clock reads `reading_`; -1 = look again
+  Milliseconds readAt_ = -1;  // at this virtual time the clock reads `reading_`; -1 = unknown
   Instant reading_;
   Instant latest_{INT64_MIN};
   PlannedJump planned_;

@@ -4,12 +4,8 @@
 #include <utility>
 
 namespace quarnex::simulated {
-namespace {
 
-// Hosts with all the links that they can have stay far below.
-constexpr int kTasksAtOnceMax = 1'000'000;
-
-}  // namespace
+constexpr int kTasksAtOnceMax = 1'000'000;  // hosts with all possible links stay far below
 
 VirtualTime::Appointment VirtualTime::at(Milliseconds when, std::function<void()> task) {
   const std::uint32_t slot = takeSlot();

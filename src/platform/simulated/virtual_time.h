@@ -1,4 +1,4 @@
-// VirtualTime: the simulation's course of time, a queue of tasks in virtual milliseconds.
+// VirtualTime: a queue of tasks in virtual milliseconds. Time passes only from one task to the next.
 #pragma once
 
 #include <cstddef>
@@ -16,33 +16,33 @@ constexpr Milliseconds kMinute = 60 * kSecond;
 constexpr Milliseconds kHour = 60 * kMinute;
 constexpr Milliseconds kDay = 24 * kHour;
 
-/// So many tasks have come at one moment that they must be appointing each other for ever.
+/// A million tasks were due at the same time: they must be scheduling each other endlessly.
 class TimeStandsStill : public std::logic_error {
  public:
   TimeStandsStill() : logic_error("virtual time stands still") {}
 };
 
-/// Time that only passes from one task to the next. Tasks of the same millisecond run in the order in which
-/// they were appointed. A task may run other tasks from inside: that is how one delivery nests in another.
+/// Tasks of the same millisecond run in the order in which they were scheduled. A task may run other tasks:
+/// that is how one delivery nests in another.
 class VirtualTime {
  public:
-  /// Names one appointed task; good for `cancel` also when the task has run already.
+  /// Names one scheduled task. `cancel` accepts it even after the task has run.
   struct Appointment {
     std::uint32_t slot = 0;
     std::uint64_t order = 0;  // 0: none
   };
 
-  /// Since the beginning; never goes back.
+  /// Since the beginning; never decreases.
   Milliseconds now() const { return now_; }
 
   /// Runs `task` at `when`, or as soon as possible if that is past.
   Appointment at(Milliseconds when, std::function<void()> task);
   void cancel(Appointment appointment);
 
-  /// Runs the next task if it is due at `latest` or before; false if there is none. Throws TimeStandsStill at
-  /// the millionth and first task of a moment, which it does not run.
+  /// Runs the next task if it is due at `latest` or before; false if there is none. Throws TimeStandsStill
+  /// instead of running the millionth and first task of one millisecond.
   bool runNext(Milliseconds latest);
-  /// Runs everything that is due at `latest` or before; then it is `latest`.
+  /// Runs all tasks that are due at `latest` or before; then the time is `latest`.
   void runUntil(Milliseconds latest);
 
  private:
@@ -63,9 +63,10 @@ class VirtualTime {
   void freeSlot(std::uint32_t slot);
 
   Milliseconds now_ = 0;
-  int tasksNow_ = 0;  // that have run at this moment
+  int tasksNow_ = 0;  // that have run at this time
   std::uint64_t lastOrder_ = 0;
-  std::vector<Entry> heap_;  // the earliest in front; entries of cancelled tasks stay until they come up
+  std::vector<Entry>
+      heap_;  // the earliest first; entries of cancelled tasks stay until they are the earliest
   std::vector<Slot> slots_;
   std::vector<std::uint32_t> freeSlots_;
 };

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/simulated/disk.h"
+#include "platform/simulated/simulated_files.h"
 #include "platform/simulated/simulated_network.h"
 #include "platform/simulated/simulated_sockets.h"
 #include "simulation/faults/faulty_services.h"

@@ -8,7 +8,6 @@
 #include <string>
 #include <type_traits>
 
-#include "platform/simulated/simulated_socket.h"
 #include "platform/simulated/simulated_sockets.h"
 #include "services/interceptor.h"
 

@@ -16,23 +16,10 @@ Piece whole(std::string_view sent) {
   return {std::string(sent)};
 }
 
-/// Applies `change` to the sends that are named, and lets the others pass.
-template <class Change>
-Tamper onSends(Sends sends, Change change) {
-  return [sends = std::move(sends), change, count = std::uint64_t{0}](std::string_view sent) mutable {
-    return sends.contains(++count) ? change(sent) : std::vector<Piece>{whole(sent)};
-  };
-}
-
 std::size_t below(Random& random, std::size_t bound) {
   return random.below(static_cast<std::uint32_t>(bound));
 }
 
-void flipBit(std::string& bytes, std::size_t position, std::uint64_t bit) {
-  bytes[position] = static_cast<char>(static_cast<unsigned char>(bytes[position]) ^ (1U << bit));
-}
-
-/// Frames meet what damages them: of a frame one byte, of its kind.
 class DamagingTamper {
  public:
   DamagingTamper(Damage damage, Random random) : damage_(damage), random_(random) {}
@@ -69,11 +56,11 @@ class DamagingTamper {
   }
 
   void flip(std::string& bytes) {
-    const std::size_t position = below(random_, bytes.size());
-    flipBit(bytes, position, random_.below(8));
-    constexpr std::size_t kEnvelope = 8;
-    if (bytes.size() <= kEnvelope || !random_.chance(damage_.repair)) return;
-    bytes = wire::frame(bytes.substr(5, bytes.size() - kEnvelope));
+    char& byte = bytes[below(random_, bytes.size())];
+    byte = static_cast<char>(static_cast<unsigned char>(byte) ^ (1U << random_.below(8)));
+    constexpr std::size_t envelope = 8;
+    if (bytes.size() <= envelope || !random_.chance(damage_.repair)) return;
+    bytes = wire::frame(bytes.substr(5, bytes.size() - envelope));
   }
 
   void truncate(Piece& piece) {
@@ -87,40 +74,6 @@ class DamagingTamper {
 };
 
 }  // namespace
-
-Tamper losing(Sends sends) {
-  return onSends(std::move(sends), [](std::string_view) { return std::vector<Piece>(); });
-}
-
-Tamper doubling(Sends sends) {
-  return onSends(std::move(sends), [](std::string_view sent) {
-    return std::vector<Piece>{whole(sent), whole(sent)};
-  });
-}
-
-Tamper corrupting(Sends sends) {
-  return onSends(std::move(sends), [](std::string_view sent) {
-    std::vector<Piece> pieces{whole(sent)};
-    if (!sent.empty()) flipBit(pieces[0].bytes, sent.size() / 2, 0);
-    return pieces;
-  });
-}
-
-Tamper repeatingFirst(Sends sends) {
-  return [sends = std::move(sends), first = std::string(),
-          count = std::uint64_t{0}](std::string_view sent) mutable {
-    if (++count == 1) first = sent;
-    std::vector<Piece> pieces{whole(sent)};
-    if (sends.contains(count)) pieces.push_back(whole(first));
-    return pieces;
-  };
-}
-
-Tamper truncating(std::uint64_t send, std::size_t bytes, Piece::Ending ending) {
-  return onSends({send}, [bytes, ending](std::string_view sent) {
-    return std::vector<Piece>{{std::string(sent.substr(0, bytes)), 0, ending}};
-  });
-}
 
 Tamper cuttingAt(std::size_t byte, Milliseconds pause) {
   return [byte, pause](std::string_view sent) {

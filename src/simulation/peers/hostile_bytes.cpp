@@ -10,6 +10,8 @@
 namespace quarnex::simulation {
 namespace {
 
+using simulated::Random;
+
 constexpr std::string_view kWords[] = {"9ACK", "9QRY", "9NODATA", "9CMD",    "9!", "9OKAY000",
                                        "9K",   "9.",   "9",       "9\xA7YZ", ""};
 
@@ -88,7 +90,7 @@ constexpr Attack kAttacks[] = {{"rubbish", rubbish},      {"flood", flood},
 
 }  // namespace
 
-const Attack& anyAttack(Random& random) {
+const Attack& anyAttack(simulated::Random& random) {
   return kAttacks[random.below(static_cast<std::uint32_t>(std::size(kAttacks)))];
 }
 

@@ -16,7 +16,7 @@ void ScriptedPeer::listen(std::int32_t port) {
   listeningPort_ = port;
 }
 
-// A task may hold one that is done longer than the network is there.
+// A task may keep a peer that has left longer than the network exists.
 void ScriptedPeer::stopListening() {
   if (listeningPort_ != 0) network_.leave({machine_, std::exchange(listeningPort_, 0)}, *this);
 }
@@ -72,14 +72,6 @@ void ScriptedPeer::onConnected(std::shared_ptr<End> end) {
 void ScriptedPeer::onCallFailed(std::int16_t code) {
   call_ = nullptr;
   ending_ = code;
-}
-
-void ScriptedPeer::onArrival() {
-  read();
-}
-
-void ScriptedPeer::onEnd() {
-  leaveIfDone();
 }
 
 void ScriptedPeer::onBroken(std::int16_t code) {

@@ -1,4 +1,4 @@
-// ScriptedPeer: a peer outside the engine that does as it is told, and notes what it receives and when.
+// ScriptedPeer: a peer without an engine that acts as it is told and records received frames.
 #pragma once
 
 #include <cstdint>
@@ -12,10 +12,9 @@
 #include "simulation/peers/wire_format.h"
 
 namespace quarnex::simulation {
-
 using namespace simulated;
 
-/// Listens on a port or calls one, and carries one connection at a time: a newer caller replaces the older.
+/// Listens on a port or calls one, and has one connection at a time: a newer caller replaces the older.
 class ScriptedPeer final : private Listener, private CallEvents, private EndEvents {
  public:
   ScriptedPeer(Network& network, int machine) : network_(network), machine_(machine) {}
@@ -29,18 +28,18 @@ class ScriptedPeer final : private Listener, private CallEvents, private EndEven
   void call(std::int32_t port);
 
   bool connected() const { return end_ != nullptr; }
-  /// Connections that it has had, and how the last one ended: -1 = not at all, 0 = in the orderly way, else a
-  /// number. A refused call counts as an end, not as a connection.
+  /// Number of its connections so far.
   int connections() const { return connections_; }
+  /// How the last connection or call ended: -1 = not yet, 0 = in the orderly way, else the number.
   int ending() const { return ending_; }
 
-  /// Sends bytes as they are, or a message in its frame; into the void while it is not connected.
+  /// Sends bytes unchanged, or a message in a frame; drops them while not connected.
   void send(std::string_view bytes);
   void sendMessage(int identifier, const std::vector<std::string>& fields);
-  /// Closes in the orderly way (a reset if it has unread input, as the system does), or with a reset.
+  /// Closes in the orderly way, or with a reset if input is unread, as the system does.
   void close();
   void reset();
-  /// From now on it reads or does not; what has arrived unread meanwhile is read now.
+  /// Stops or resumes reading; on resuming it reads everything that has arrived meanwhile.
   void setReading(bool reading);
 
   /// A frame and the virtual time of its last byte.
@@ -49,22 +48,22 @@ class ScriptedPeer final : private Listener, private CallEvents, private EndEven
     wire::Frame frame;
   };
   std::vector<Received> frames;
-  std::string bytes;  ///< all that it has read
+  std::string bytes;  ///< all bytes that it has read
 
-  /// Runs for each frame, on whatever happens to be the connection.
+  /// Called for each frame, on whichever connection.
   std::function<void(const Received&)> onFrame;
   std::function<void()> onConnect;
-  /// Answers as a link of that identifier with nothing to say would: "9ACK" to data, "9NODATA" to a query.
+  /// Answers like a link of that identifier without texts: "9ACK" to data, "9NODATA" to a query.
   void answerAsLink(int identifier);
-  /// The end of its connection, for whoever plays the network; nullptr if it has none.
+  /// Its end of the connection, where network faults are set; nullptr if it has none.
   End* end() const { return end_.get(); }
 
  private:
   void onCaller(std::shared_ptr<End> end) override;
   void onConnected(std::shared_ptr<End> end) override;
   void onCallFailed(std::int16_t code) override;
-  void onArrival() override;
-  void onEnd() override;
+  void onArrival() override { read(); }
+  void onEnd() override { leaveIfDone(); }
   void onBroken(std::int16_t code) override;
   void carry(std::shared_ptr<End> end);
   void read();

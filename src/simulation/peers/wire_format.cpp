@@ -57,10 +57,7 @@ std::vector<std::string> fieldsOf(std::string_view message) {
 std::vector<Frame> Splitter::feed(std::string_view bytes) {
   std::vector<Frame> frames;
   for (const char byte : bytes) {
-    if (current_.empty() && byte != kStart) {
-      ++strayBytes_;
-      continue;
-    }
+    if (current_.empty() && byte != kStart) continue;
     current_ += byte;
     if (byte != kEnd) continue;
     frames.push_back(parsed(std::move(current_)));

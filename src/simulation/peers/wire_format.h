@@ -1,8 +1,7 @@
-// The protocol on the wire as an outsider writes and reads it: nothing here is shared with the engine.
+// Writes and reads the protocol as a peer does. Shares nothing with the engine.
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,27 +18,23 @@ std::string frame(std::string_view message);
 /// Two characters: 64 plus the high, 64 plus the low half of the exclusive-or of all bytes.
 std::string checksum(std::string_view bytes);
 
-/// The fields of a message: what stands between its first "|" and each next one.
+/// The fields of a message: the texts between its first "|" and each next one.
 std::vector<std::string> fieldsOf(std::string_view message);
 
-/// A frame as it was found.
 struct Frame {
   std::string bytes;    ///< from STX to ETX
   std::string message;  ///< without the four characters of the header; "" if the frame is too short for one
-  bool intact = false;  ///< long enough, and its checksum is right
+  bool intact = false;  ///< long enough, with a fitting checksum
 };
 
-/// Cuts received bytes into frames, in whatever pieces they come.
+/// Cuts received bytes into frames, however they are fragmented.
 class Splitter {
  public:
-  /// The frames that `bytes` complete.
+  /// The frames that `bytes` complete. Bytes outside a frame are dropped.
   std::vector<Frame> feed(std::string_view bytes);
-  /// Bytes seen that belong to no frame.
-  std::uint64_t strayBytes() const { return strayBytes_; }
 
  private:
-  std::string current_;  // the frame under way, "" between frames
-  std::uint64_t strayBytes_ = 0;
+  std::string current_;  // the incomplete frame; "" between frames
 };
 
 }  // namespace quarnex::simulation::wire

@@ -30,7 +30,7 @@ std::string_view DiskSink::flaw() {
   if (removed() || text_.empty()) return "";
   const std::uint64_t accounted = bytesAccountedFor();
   if (accounted > written_ || (accounted < written_ && !full_))
-    return "a recording does not say how much it lacks";
+    return "a recording does not state how many bytes it lacks";
   std::istringstream in(text_);
   recording::RecordingReader reader(in);
   const recording::ReplayResult replayed = recording::replay(reader);
@@ -39,7 +39,7 @@ std::string_view DiskSink::flaw() {
   return gap_ == atGap && (gap_ || !replayed.damage) ? "" : "a recording is damaged";
 }
 
-// A refused write may have put a part there.
+// A refused write leaves a part of its bytes in the file.
 bool DiskSink::writeAt(std::uintmax_t position, std::string_view bytes) {
   if (removed()) return true;
   over_ = over_ || position + bytes.size() > kKeptBytesMax;
@@ -48,7 +48,7 @@ bool DiskSink::writeAt(std::uintmax_t position, std::string_view bytes) {
   return !full_;
 }
 
-// By the lines that are there and by the gaps.
+// Bytes of the lines in the file, and bytes that its gaps state.
 std::uint64_t DiskSink::bytesAccountedFor() const {
   std::uint64_t bytes = 0;
   std::istringstream lines(text_);

@@ -21,17 +21,17 @@ namespace {
 
 constexpr int kPairs = 2;
 constexpr Milliseconds kTextPause = 3 * kSecond;
-// A call or a listen that has just begun takes 60 seconds to fail; then come 10 of waiting until the next
-// attempt, up to 20 until the other side makes its own, and the ticks between.
+// A call or a listen that has just begun takes 60 seconds to fail. Then the link waits 10 until its next
+// attempt and up to 20 for the attempt of the other side; the rest is for the ticks between.
 constexpr Milliseconds kRecoveryMax = 95 * kSecond;
 constexpr Milliseconds kBatchMax = 10 * kSecond;
-// A tick takes one frame, and its answer may meet as many at the other end.
+// A tick takes one frame, and its answer may wait behind as many at the other end.
 constexpr Milliseconds kFrameMax = 400;
 constexpr std::size_t kFrameBytesMin = 20;
-constexpr std::size_t kFewBytes = 200;                        // what a quiet link may have to take
-constexpr std::size_t kLogBytesKept = std::size_t{64} << 10;  // nobody reads the logs of simulated years
-// One exchange takes "9K" across, and the peer closes. A batch that is not acknowledged goes out again after
-// 5 seconds; this allows for two.
+constexpr std::size_t kFewBytes = 200;  // that may wait at a link without texts
+constexpr std::size_t kLogBytesKept = std::size_t{64} << 10;
+// One exchange carries "9K", and the peer closes. A batch without an acknowledgement is repeated after 5
+// seconds; this allows for two.
 constexpr Milliseconds kExitMax = 15 * kSecond;
 
 class FileCopy final : public recording::Sink {
@@ -40,7 +40,7 @@ class FileCopy final : public recording::Sink {
   void write(std::string_view lines) override {
     file_.write(lines.data(), static_cast<std::streamsize>(lines.size()));
   }
-  /// False if it lacks something.
+  /// False if the disk did not take a part.
   bool whole() { return file_.flush().good(); }
 
  private:
@@ -56,15 +56,13 @@ class Run {
         site_(world_, kPairs, plan.links),
         faults_(site_, world_.random(), plan.faults) {
     faults_.onAffected = [this](Cause cause, Address port, Milliseconds stay) { excuse(cause, port, stay); };
-    int number = 0;
-    for (const auto& place : site_.places()) {
-      Host& host = place->host();
+    forEachHost([this](Host& host, int number) {
       host.log.keptMax = kLogBytesKept;
-      host.makeWrapper = [this, &host, number = ++number] {
+      host.makeWrapper = [this, &host, number] {
         return std::make_unique<EngineWatch>(observations_, result_.finding, number, host.machine,
                                              newLines(number, host.disk), &host.sockets);
       };
-    }
+    });
   }
 
   RunResult live() {
@@ -74,28 +72,43 @@ class Run {
       settle();
       leave();
     } catch (const TimeStandsStill& stuck) {
-      requireNone(stuck.what(), 0, 0);
+      report(stuck.what());
     }
     return result();
   }
 
  private:
+  /// The recordings of one host.
   struct Tape {
-    std::shared_ptr<HashedLines> lines;  // of the engine that runs
-    std::shared_ptr<FileCopy> copy;      // if somebody wants one
-    std::shared_ptr<DiskSink> disk;      // the beginning on the host's own disk, if that is to fail
+    std::shared_ptr<HashedLines> lines;  // of the running engine
+    std::shared_ptr<FileCopy> copy;      // on request
+    std::shared_ptr<DiskSink> disk;      // of the first engine, on the host's own disk, if that is to fail
     std::uint64_t engines = 0;           // so far
   };
 
-  // Of the pair of links with that port both may lose or repeat texts.
+  template <class Act>
+  void forEachHost(Act act) {
+    int number = 0;
+    for (const auto& place : site_.places()) act(place->host(), ++number);
+  }
+  template <class Look>
+  void forEachLink(Look look) {
+    forEachHost([&](Host& host, int number) {
+      for (int link = 1; host.running() && link <= host.library().ConnectionCount; ++link)
+        look(host, number, host.library().ConnectionTable[static_cast<std::int16_t>(link)]);
+    });
+  }
+
+  // Both links with that port may lose or repeat texts.
   void excuse(Cause cause, Address port, Milliseconds stay) {
     for (const bool fromClient : {true, false})
       observations_.ledger.flow({port.machine, port.port - kPortOfIdentifier0, fromClient})
           .excuse(cause, world_.time().now() + stay);
   }
 
+  // "" is no finding.
   void report(std::string_view text, int host = 0, int link = 0) {
-    if (sound()) result_.finding = {world_.time().now(), host, link, std::string(text)};
+    if (sound() && !text.empty()) result_.finding = {world_.time().now(), host, link, std::string(text)};
   }
   bool sound() const { return !result_.finding; }
 
@@ -106,17 +119,16 @@ class Run {
     if (sound()) world_.time().runUntil(end);
   }
 
-  // How long it took; a finding with these words if it takes longer than `most`.
-  Milliseconds await(const std::function<bool()>& holds, Milliseconds most, const char* otherwise) {
+  // Returns the time until `condition` is true; reports `otherwise` if that takes longer than `most`.
+  Milliseconds await(const std::function<bool()>& condition, Milliseconds most, const char* otherwise) {
     const Milliseconds begin = world_.time().now();
-    bool held = holds();
+    bool held = condition();
     while (sound() && !held && world_.time().now() < begin + most) {
       pass(200);
-      held = holds();
+      held = condition();
     }
-    const Milliseconds end = world_.time().now();
     if (!held) report(otherwise);
-    return end - begin;
+    return world_.time().now() - begin;
   }
 
   void setTraffic(Milliseconds pause) {
@@ -141,14 +153,14 @@ class Run {
                              "links are not connected again 95 seconds after the last fault");
   }
 
-  // What is queued goes out, while nothing new comes.
+  // Queued texts leave while no new ones come.
   void settle() {
     setTraffic(0);
     const Milliseconds batches = mostQueued() / static_cast<Milliseconds>(kTextsPerBatchMax) + 1;
-    const auto frames = static_cast<Milliseconds>(mostUntaken() / kFrameBytesMin);
-    await([this] { return mostQueued() == 0 && mostUntaken() <= kFewBytes && site_.allConnected(); },
+    const auto frames = static_cast<Milliseconds>(mostWaiting() / kFrameBytesMin);
+    await([this] { return mostQueued() == 0 && mostWaiting() <= kFewBytes && site_.allConnected(); },
           kRecoveryMax + batches * kBatchMax + frames * kFrameMax,
-          "queued texts do not go out, or frames are not taken, though links are connected");
+          "queued texts do not leave, or frames are not taken, though links are connected");
     pass(30 * kSecond);
     if (!sound()) return;
     requireLittleMemory();
@@ -159,59 +171,40 @@ class Run {
 
   std::int16_t mostQueued() {
     std::int16_t most = 0;
-    for (const auto& place : site_.places()) {
-      Library& library = place->host().library();
-      for (int link = 1; link <= library.ConnectionCount; ++link)
-        most = std::max(most, library.ConnectionTable[static_cast<std::int16_t>(link)].CodaInvio.Count);
-    }
+    forEachLink(
+        [&](Host&, int, const ConnectionRecord& record) { most = std::max(most, record.CodaInvio.Count); });
     return most;
   }
 
-  // Bytes that have come in and wait for their turn, of any link: a host that has stood still for long has
-  // many.
-  std::size_t mostUntaken() {
+  // Received bytes that wait at a link, the maximum of all links: a host that has stalled for long has many.
+  std::size_t mostWaiting() {
     std::size_t most = 0;
-    for (const auto& place : site_.places()) {
-      Library& library = place->host().library();
-      for (int link = 1; link <= library.ConnectionCount; ++link) {
-        const ConnectionRecord& record = library.ConnectionTable[static_cast<std::int16_t>(link)];
-        End* const end = record.ConnessioneClient
-                             ? place->host().sockets.end(SocketArray::ClientSocket, record.IdxClient)
-                             : place->host().sockets.end(SocketArray::SrvAccept, record.IdxServer);
-        most = std::max(most, record.Ricevuto.size() + (end != nullptr ? end->arrived() + end->unsent() : 0));
-      }
-    }
+    forEachLink([&](Host& host, int, const ConnectionRecord& record) {
+      End* const end = record.ConnessioneClient
+                           ? host.sockets.end(SocketArray::ClientSocket, record.IdxClient)
+                           : host.sockets.end(SocketArray::SrvAccept, record.IdxServer);
+      most = std::max(most, record.Ricevuto.size() + (end != nullptr ? end->arrived() + end->unsent() : 0));
+    });
     return most;
   }
 
   void requireLittleMemory() {
-    int number = 0;
-    for (const auto& place : site_.places()) {
-      Host& host = place->host();
-      ++number;
-      if (!host.running()) continue;
-      requireNone(heldBeyondNeed(host.library()), number, 0);
-      for (int link = 1; sound() && link <= host.library().ConnectionCount; ++link)
-        requireNone(heldBeyondNeed(host.library().ConnectionTable[static_cast<std::int16_t>(link)]), number,
-                    link);
-    }
-  }
-
-  void requireNone(std::string_view flaw, int host, int link) {
-    if (!flaw.empty()) report(flaw, host, link);
+    forEachHost([this](Host& host, int number) {
+      if (host.running()) report(heldBeyondNeed(host.library()), number);
+    });
+    forEachLink([this](Host&, int number, const ConnectionRecord& record) {
+      report(heldBeyondNeed(record), number, record.IdxQuarn);
+    });
   }
 
   void requireDescriptors(int mostPerLink, const char* otherwise) {
-    int number = 0;
-    for (const auto& place : site_.places()) {
-      ++number;
-      Host& host = place->host();
-      if (sound() && host.sockets.descriptors() > mostPerLink * host.library().ConnectionCount)
+    forEachHost([&](Host& host, int number) {
+      if (host.sockets.descriptors() > mostPerLink * host.library().ConnectionCount)
         report(otherwise, number);
-    }
+    });
   }
 
-  // First one host of each pair, whose peers react, then the other, which has no peer any more.
+  // First one host of each pair leaves, whose peers react, then the other, which has no peer any more.
   void leave() {
     for (const std::size_t first : {0U, 1U}) {
       for (std::size_t i = first; sound() && i < site_.places().size(); i += 2)
@@ -228,7 +221,7 @@ class Run {
     requireDescriptors(0, "a host that has left holds descriptors");
   }
 
-  // Of a fresh engine of that host; the one before is gone.
+  // For a new engine of that host; the one before has ended.
   std::shared_ptr<HashedLines> newLines(int host, Disk& disk) {
     Tape& tape = tapes_[host];
     finish(host, tape);
@@ -247,16 +240,16 @@ class Run {
   }
 
   void finish(int host, Tape& tape) {
-    if (tape.disk) playDisk(host, *std::exchange(tape.disk, nullptr));
+    if (tape.disk) replayDisk(host, *std::exchange(tape.disk, nullptr));
     if (tape.copy && !std::exchange(tape.copy, nullptr)->whole()) result_.recordingsWhole = false;
     if (!tape.lines) return;
     result_.hash = result_.hash * 0x100000001B3 ^ tape.lines->hash();
     tape.lines.reset();
   }
 
-  void playDisk(int host, DiskSink& disk) {
-    requireNone(disk.flaw(), host, 0);
-    ++result_.disksPlayed;
+  void replayDisk(int host, DiskSink& disk) {
+    report(disk.flaw(), host);
+    ++result_.disksReplayed;
     if (disk.gap()) ++result_.diskGaps;
   }
 
@@ -267,20 +260,14 @@ class Run {
     }
     result_.enabled = faults_.enabled();
     result_.faults = faults_.counts();
-    result_.traces = observations_.traces.counts();
+    result_.traces = observations_.traces;
     result_.reports = observations_.reports;
-    result_.textsSent = observations_.ledger.sent();
-    result_.textsDelivered = observations_.ledger.arrived(Arrival::New);
-    result_.textsAgain = observations_.ledger.arrived(Arrival::Again);
-    result_.textsOld = observations_.ledger.arrived(Arrival::Old);
-    result_.textsForeign = observations_.ledger.arrived(Arrival::Foreign);
-    result_.losses = observations_.ledger.losses();
-    result_.duplicates = observations_.ledger.duplicates();
+    result_.texts = observations_.ledger.counts();
     result_.framesSent = observations_.framesSent;
-    result_.connections = world_.network().connectionsMade();
     result_.steps = observations_.steps;
+    result_.connections = world_.network().connectionsMade();
     result_.duration = world_.time().now();
-    result_.linkHours = static_cast<double>(result_.duration) / 3.6e6 * 2 * kPairs * site_.tcpLinks();
+    result_.linkHours = static_cast<double>(result_.duration) / kHour * 2 * kPairs * site_.tcpLinks();
     return result_;
   }
 

@@ -1,9 +1,10 @@
-// Simulates a site once: faults for some hours, recovery, and an orderly end of all hosts.
+// Simulates sites under faults: one run from a seed, many runs, and a run recorded again.
 #pragma once
 
 #include <array>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -20,28 +21,26 @@ namespace quarnex::simulation {
 
 struct RunPlan {
   std::uint64_t seed = 0;
-  Milliseconds faultTime = kHour;                        ///< for which faults happen
-  int links = 10;                                        ///< of each of the four hosts, 1 to 32767
-  FaultSet faults = *faultsNamed("all");                 ///< from which the seed draws its plan
-  std::optional<std::filesystem::path> recordDirectory;  ///< exists; gets a recording of each engine
+  Milliseconds faultTime = kHour;         ///< faults happen for this time; then every link must recover
+  int links = 10;                         ///< of each of the four hosts, 1 to 32767
+  FaultSet faults = *faultsNamed("all");  ///< from which the seed draws its plan
+  std::optional<std::filesystem::path> recordDirectory;  ///< exists; receives a recording of each engine
 };
 
-/// What happened, of one run or of many.
+/// Counts of one run or of many.
 struct RunNumbers {
-  std::map<std::string_view, std::uint64_t> faults;     ///< how often each fault and each kind happened
-  std::array<std::uint64_t, kTraceTextCount> traces{};  ///< how often each was seen
-  std::map<int, std::uint64_t> reports;                 ///< event reports by code
-  std::uint64_t textsSent = 0, textsDelivered = 0, textsAgain = 0, textsOld = 0, textsForeign = 0;
-  CauseCounts losses{}, duplicates{};  ///< of texts, by cause
-  std::uint64_t framesSent = 0, connections = 0, steps = 0;
-  std::uint64_t engines = 0;
-  std::uint64_t disksPlayed = 0, diskGaps = 0;  ///< recordings on failing disks that were played; with a gap
-  double linkHours = 0;       ///< each end of a connection is a link; those without TCP are none
-  Milliseconds recovery = 0;  ///< until all links were connected, the longest
-  Milliseconds exit = 0;      ///< from `Uscita` until every host was ready to leave, the longest
+  std::map<std::string_view, std::uint64_t> faults;  ///< happenings of each fault and each kind
+  TraceCounts traces;
+  std::map<int, std::uint64_t> reports;  ///< event reports by code
+  TextCounts texts;
+  std::uint64_t framesSent = 0, connections = 0, steps = 0, engines = 0;
+  std::uint64_t disksReplayed = 0, diskGaps = 0;  ///< recordings on failing disks; those with a gap
+  double linkHours = 0;       ///< each end of a connection counts as a link; links without TCP do not count
+  Milliseconds recovery = 0;  ///< longest time until all links were connected
+  Milliseconds exit = 0;      ///< longest time from `Uscita` until every host was ready to leave
 
   void add(const RunNumbers& other);
-  /// Names of `allowed` faults and their kinds, of causes and of trace texts that were seen fewer than
+  /// Names the `allowed` faults and their kinds, the causes and the trace texts that occurred fewer than
   /// `least` times.
   std::vector<std::string> seenLessThan(std::uint64_t least, const FaultSet& allowed) const;
 };
@@ -52,10 +51,20 @@ struct RunResult : RunNumbers {
   std::uint64_t hash = 0;       ///< of all recordings
   bool recordingsWhole = true;  ///< false if the disk did not take one
   Milliseconds duration = 0;
-  Milliseconds aftermath = 0;  ///< stalls and clocks behind, when the faults ended
+  Milliseconds aftermath = 0;  ///< rest of stalls and clocks behind when the faults ended
 };
 
 /// The same plan gives the same result on every machine.
 RunResult simulate(const RunPlan& plan);
+
+/// Runs seeds `plan.seed` to `plan.seed` + `seeds` - 1 on `jobs` threads. Calls `done` at the end of each,
+/// one at a time, in any order; once `done` returns false no further seed begins.
+void simulateMany(const RunPlan& plan, std::uint64_t seeds, unsigned jobs,
+                  const std::function<bool(std::uint64_t seed, const RunResult& result)>& done);
+
+/// Repeats `plan` and records each engine into a new folder in `place`, which it returns: "quarn-simulate-7"
+/// for seed 7 or, if that exists, "quarn-simulate-7-2" and so on. Throws `std::runtime_error` if the folder
+/// cannot be made or the disk does not take all.
+std::filesystem::path recordAgain(RunPlan plan, const std::filesystem::path& place);
 
 }  // namespace quarnex::simulation

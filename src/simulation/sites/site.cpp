@@ -6,9 +6,7 @@
 namespace quarnex::simulation {
 namespace {
 
-constexpr Milliseconds kPollPause = 1000;
-
-// From 0 to 999: messages have three digits for it.
+// 0 to 999: messages have three digits for it.
 std::int16_t identifierOf(int tcpLink) {
   return static_cast<std::int16_t>(tcpLink % kTcpLinksMax);
 }
@@ -40,17 +38,13 @@ bool Place::allConnected() {
   return true;
 }
 
-void Place::setTraffic(Milliseconds pause) {
-  pause_ = pause;
-}
-
 void Place::shuffle() {
   for (std::size_t i = plan_.size(); i > 1; --i)
     std::swap(plan_[i - 1], plan_[random_.below(static_cast<std::uint32_t>(i))]);
 }
 
 void Place::act() {
-  const Milliseconds pause = pause_ > 0 ? random_.between(1, 2 * pause_) : kPollPause;
+  const Milliseconds pause = pause_ > 0 ? random_.between(1, 2 * pause_) : kSecond;
   next_ = world_.time().at(host_.loop.turnAt(world_.time().now() + pause), [this] { act(); });
   if (!host_.running() || host_.loop.stalled()) return;
   if (polling_) takeAll();

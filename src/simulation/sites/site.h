@@ -1,11 +1,9 @@
-// Site: pairs of hosts with many links between them, their traffic, and what becomes of it.
+// Site: pairs of hosts with many links between them, and the texts that their applications send.
 #pragma once
 
 #include <cstdint>
 #include <memory>
-#include <set>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "platform/simulated/random.h"
@@ -20,7 +18,7 @@ struct LinkPlan {
   bool tcp = true;
 };
 
-/// A host, the links that it is to have, and the traffic that its application makes.
+/// A host, the links that it is to have, and its application.
 class Place {
  public:
   Place(World& world, Host& host, std::vector<LinkPlan> plan, Random random);
@@ -32,20 +30,20 @@ class Place {
   /// In the order of the links' indexes.
   const std::vector<LinkPlan>& plan() const { return plan_; }
 
-  /// A fresh process: registers the links, in another order if `shuffled`, and opens them.
+  /// Starts a fresh process, registers the links, in another order if `shuffled`, and opens them.
   void start(bool shuffled = false);
-  /// Opens all links; those that are connected lose nothing.
+  /// Opens all links; this changes nothing for connected links.
   void open();
   bool allConnected();
-  /// False if a failure hit the registration of its links, which only another start can mend, or if it has
-  /// shut down.
+  /// False if an operation failed while the links were registered, which only another start repairs, or if
+  /// the host has shut down.
   bool sound() { return sound_ && !host_.library().InUscita; }
 
-  /// Sends a text to a link drawn at random about every so many milliseconds; 0 = stops.
-  void setTraffic(Milliseconds pause);
-  /// Sends that many texts to a link, now.
+  /// Sends a text on a random link about every `pause` milliseconds; 0 = stops.
+  void setTraffic(Milliseconds pause) { pause_ = pause; }
+  /// Sends so many texts on a link now.
   void send(std::int16_t link, int texts);
-  /// Whether the application takes what has arrived, about once a second.
+  /// Chooses whether the application takes arrived texts, about once a second.
   void setPolling(bool polling) { polling_ = polling; }
 
  private:
@@ -64,22 +62,22 @@ class Place {
   std::uint64_t textsSent_ = 0;
 };
 
-/// With one type of peer, more links than this cannot have a port each and be told apart in messages.
+/// With one type of peer, no more links than this have a port each and different identifiers in messages.
 constexpr int kTcpLinksMax = 1000;
 constexpr std::int32_t kPortOfIdentifier0 = 20100;
 
 class Site {
  public:
-  /// `pairs` pairs of hosts, each pair on a machine of its own with `links` links in both roles between its
-  /// two hosts. What is beyond 1000 has no TCP: such links go in twos from a host to itself. Smaller sites
-  /// have two of them on each host, or none, as the seed has it.
+  /// `pairs` pairs of hosts, each pair on a machine of its own, with `links` links in both roles between its
+  /// hosts. Links beyond 1000 have no TCP: they go in twos from a host to itself. Smaller sites have two of
+  /// them on each host or none, as the seed decides.
   Site(World& world, int pairs, int links);
 
   World& world() { return world_; }
   std::vector<std::unique_ptr<Place>>& places() { return places_; }
-  /// Of each host.
+  /// Number of TCP links of each host.
   int tcpLinks() const { return tcpLinks_; }
-  /// Of one of them; each host has the same.
+  /// The identifier of a random TCP link; all hosts have the same ones.
   std::int16_t anyIdentifier(Random& random) const;
   void start();
   bool allConnected();

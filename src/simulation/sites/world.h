@@ -1,4 +1,4 @@
-// World: any number of hosts and scripted peers on one network and one course of time, all from one seed.
+// World: hosts with an engine each and scripted peers, on one network, in one virtual time, from one seed.
 #pragma once
 
 #include <cstdint>
@@ -6,15 +6,67 @@
 #include <memory>
 #include <vector>
 
+#include "host/engine.h"
 #include "platform/simulated/random.h"
+#include "platform/simulated/simulated_files.h"
 #include "platform/simulated/simulated_network.h"
+#include "platform/simulated/simulated_sockets.h"
+#include "platform/simulated/simulated_timer.h"
+#include "platform/simulated/virtual_clock.h"
 #include "platform/simulated/virtual_time.h"
+#include "quarnex/quarn_socket.h"
+#include "services/services_wrapper.h"
+#include "simulation/faults/faulty_services.h"
 #include "simulation/peers/scripted_peer.h"
-#include "simulation/sites/simulated_host.h"
 
 namespace quarnex::simulation {
 
-/// The same seed and the same calls give the same events at the same moments, byte for byte.
+/// One process with an engine of its own on simulated services. Everything outside the process survives a
+/// restart.
+class Host {
+ public:
+  Host(Network& network, Random random, int machine, Instant start);
+  Host(const Host&) = delete;
+  Host& operator=(const Host&) = delete;
+
+  QuarnSocket& quarn() { return process_->quarn; }
+  Library& library() { return process_->library; }
+
+  /// Ends the process, as an exit or `kill -9` does: the system closes everything that it had open. Do not
+  /// use the engine until the next `start`.
+  void stop();
+  /// Starts a fresh engine, without links.
+  void start();
+  bool running() const { return process_ != nullptr; }
+  /// Opens a log or closes it. The application goes on without a log if that fails.
+  void setLog(bool open);
+  /// One turn of the loop at once: due events and one tick. It may nest inside an operation.
+  void turn();
+
+  const int machine;
+  Loop loop;
+  VirtualClock clock;
+  SimulatedTimer timer;
+  SimulatedSockets sockets;
+  Disk disk;
+  MemoryFile log{disk};
+  OperationFaults faults;
+  /// Makes the wrapper between each engine and these services, from the next `start` on. Empty = none.
+  std::function<std::unique_ptr<ServicesWrapper>()> makeWrapper;
+
+ private:
+  struct Process {
+    Process(const Services& services, std::unique_ptr<ServicesWrapper> wrappedIn);
+    std::unique_ptr<ServicesWrapper> wrapper;
+    quarnex::Engine library;
+    QuarnSocket quarn;
+  };
+
+  FaultyServices faultyServices_{sockets, timer, clock, log, faults};
+  std::unique_ptr<Process> process_;
+};
+
+/// The same seed and the same calls give the same events at the same times, byte for byte.
 ///
 ///     World world{42};
 ///     Host& server = world.addHost();
@@ -28,24 +80,25 @@ class World {
  public:
   explicit World(std::uint64_t seed) : random_(seed), network_(time_, random_.split()) {}
 
-  /// Hosts and peers of the same machine share its ports, those of different machines do not meet.
+  /// Hosts and peers of one machine share its ports; different machines are not connected.
   Host& addHost(int machine = 1);
   ScriptedPeer& addPeer(int machine = 1);
   std::vector<std::unique_ptr<Host>>& hosts() { return hosts_; }
 
-  void run(std::int64_t seconds) { runMilliseconds(seconds * 1000); }
+  void run(std::int64_t seconds) { runMilliseconds(seconds * kSecond); }
   void runMilliseconds(Milliseconds duration) { time_.runUntil(time_.now() + duration); }
-  /// Runs until `holds`, which is asked after every task; false if it does not within `secondsMax`.
-  bool runUntil(const std::function<bool()>& holds, std::int64_t secondsMax);
-  /// Everything that is due at this very moment; may be called from inside an operation or an event.
+  /// Runs until `condition`, which is evaluated after each task, is true; false if that takes more than
+  /// `secondsMax`.
+  bool runUntil(const std::function<bool()>& condition, std::int64_t secondsMax);
+  /// Runs everything that is due now; also from inside an operation or an event.
   void runDue() { time_.runUntil(time_.now()); }
 
   VirtualTime& time() { return time_; }
   Network& network() { return network_; }
-  /// A generator of its own for whoever takes part in the simulation.
+  /// A separate generator for one participant of the simulation.
   Random random() { return random_.split(); }
 
-  /// What the clocks of new hosts show.
+  /// The time that clocks of new hosts show.
   Instant start{1'795'080'600};
 
  private:

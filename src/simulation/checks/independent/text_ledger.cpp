@@ -29,11 +29,21 @@ std::string_view nameOf(Cause cause) {
   return names[static_cast<std::size_t>(cause)];
 }
 
+void TextCounts::add(const TextCounts& other) {
+  const auto addEach = [](auto& sums, const auto& others) {
+    for (std::size_t i = 0; i < sums.size(); ++i) sums[i] += others[i];
+  };
+  sent += other.sent;
+  addEach(arrived, other.arrived);
+  addEach(lost, other.lost);
+  addEach(doubled, other.doubled);
+}
+
 void TextLedger::send(TextFlow& flow, std::string_view text, std::int64_t at) {
   Text sent = textOf(text);
   if (sent.number == 0) return;
   sent.at = at;
-  ++sent_;
+  ++counts_.sent;
   auto& texts = flow.sent_;
   if (std::ssize(texts) >= 2 * kRemembered) texts.erase(texts.begin(), texts.begin() + kRemembered);
   texts.push_back(sent);
@@ -41,7 +51,7 @@ void TextLedger::send(TextFlow& flow, std::string_view text, std::int64_t at) {
 
 Arrival TextLedger::deliver(TextFlow& flow, std::string_view text) {
   const Arrival kind = classify(flow, textOf(text));
-  ++arrived_[static_cast<std::size_t>(kind)];
+  ++counts_.arrived[static_cast<std::size_t>(kind)];
   return kind;
 }
 
@@ -100,7 +110,7 @@ Arrival TextLedger::classify(TextFlow& flow, const Text& text) {
   auto& delivered = flow.delivered_;
   if (!delivered.empty() && text.number <= delivered.back()) {
     if (!std::binary_search(delivered.begin(), delivered.end(), text.number)) return Arrival::Old;
-    ++duplicates_[static_cast<std::size_t>(causeOf(flow, *sent))];
+    ++counts_.doubled[static_cast<std::size_t>(causeOf(flow, *sent))];
     return Arrival::Again;
   }
   lose(flow, delivered.empty() ? 0 : delivered.back(), text.number);
@@ -125,7 +135,7 @@ void TextLedger::lose(const TextFlow& flow, std::uint64_t after, std::uint64_t b
   const auto later = [](std::uint64_t number, const Text& one) { return number < one.number; };
   auto lost = std::upper_bound(flow.sent_.begin(), flow.sent_.end(), after, later);
   for (; lost != flow.sent_.end() && lost->number < before; ++lost)
-    ++losses_[static_cast<std::size_t>(causeOf(flow, *lost))];
+    ++counts_.lost[static_cast<std::size_t>(causeOf(flow, *lost))];
 }
 
 void TextLedger::close() {

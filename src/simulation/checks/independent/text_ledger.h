@@ -47,6 +47,16 @@ constexpr std::size_t kCauseCount = static_cast<std::size_t>(Cause::Unknown) + 1
 using CauseCounts = std::array<std::uint64_t, kCauseCount>;
 std::string_view nameOf(Cause cause);
 
+/// Numbers of texts.
+struct TextCounts {
+  std::uint64_t sent = 0;
+  std::array<std::uint64_t, 4> arrived{};  ///< by `Arrival`
+  CauseCounts lost{}, doubled{};           ///< by cause
+
+  std::uint64_t of(Arrival kind) const { return arrived[static_cast<std::size_t>(kind)]; }
+  void add(const TextCounts& other);
+};
+
 /// The texts of one direction: those that were sent, and those that arrived.
 class TextFlow {
  public:
@@ -118,11 +128,9 @@ class TextLedger {
   /// Counts texts that have not arrived as lost: no more will arrive.
   void close();
 
-  std::uint64_t sent() const { return sent_; }
-  const CauseCounts& losses() const { return losses_; }
-  const CauseCounts& duplicates() const { return duplicates_; }
-  std::uint64_t unexplained() const { return losses_.back() + duplicates_.back(); }
-  std::uint64_t arrived(Arrival kind) const { return arrived_[static_cast<std::size_t>(kind)]; }
+  const TextCounts& counts() const { return counts_; }
+  /// Losses and repetitions without a cause.
+  std::uint64_t unexplained() const { return counts_.lost.back() + counts_.doubled.back(); }
 
  private:
   using Text = TextFlow::Text;
@@ -135,9 +143,7 @@ class TextLedger {
   void lose(const TextFlow& flow, std::uint64_t after, std::uint64_t before);
 
   std::map<FlowId, TextFlow> flows_;
-  std::uint64_t sent_ = 0;
-  std::uint64_t arrived_[4] = {};
-  CauseCounts losses_{}, duplicates_{};
+  TextCounts counts_;
 };
 
 }  // namespace quarnex::simulation

@@ -1,4 +1,4 @@
-#include "platform/simulated/memory_file.h"
+#include "platform/simulated/simulated_files.h"
 
 #include <utility>
 
@@ -18,12 +18,9 @@ void MemoryFile::create(const std::string& name) {
 void MemoryFile::write(std::string_view line) {
   if (!open_ || text_ == nullptr) return;
   if (disk_.beforeWrite) disk_.beforeWrite();
-  if (disk_.takes(line.size())) {
-    *text_ += line;
-    if (text_->size() > 2 * keptMax) text_->erase(0, text_->size() - keptMax);
-  } else {
-    ++linesDropped_;
-  }
+  if (!disk_.takes(line.size())) return;
+  *text_ += line;
+  if (text_->size() > 2 * keptMax) text_->erase(0, text_->size() - keptMax);
 }
 
 void MemoryFile::rename(const std::string& to) {

@@ -1,0 +1,65 @@
+// Simulates a host's disk and the text files on it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <map>
+#include <string>
+#include <string_view>
+
+#include "services/text_file.h"
+
+namespace quarnex::simulated {
+
+/// Capacity and write failures. Takes every write until a field is changed.
+struct Disk {
+  std::size_t room = std::numeric_limits<std::size_t>::max();  ///< free bytes
+  std::uint64_t failingWrite = 0;  ///< the write that is refused (1 = the next); 0 = none
+  /// Runs before each line of a log is written: a slow disk stops the host meanwhile. Recordings wait until
+  /// it is empty again.
+  std::function<void()> beforeWrite;
+  std::uint64_t removals = 0;  ///< how often all files were removed
+
+  /// True if one write of so many bytes succeeds; it then takes their room.
+  bool takes(std::size_t bytes) {
+    const bool refused = failingWrite > 0 && --failingWrite == 0;
+    if (refused || bytes > room) return false;
+    room -= bytes;
+    return true;
+  }
+  void repair() {
+    room = std::numeric_limits<std::size_t>::max();
+    failingWrite = 0;
+    beforeWrite = nullptr;
+  }
+};
+
+class MemoryFile final : public TextFile {
+ public:
+  /// `disk` outlives it. On a disk without any room no file can be created, and a line that does not fit is
+  /// dropped as a whole.
+  explicit MemoryFile(Disk& disk) : disk_(disk) {}
+  void create(const std::string& name) override;
+  void write(std::string_view line) override;
+  void close() override { open_ = false; }
+
+  /// Renames the file created last, open or not, and replaces a file of that name.
+  void rename(const std::string& to);
+  /// Removes all files. An open file receives nothing more.
+  void removeAll();
+
+  /// A file that grows beyond twice so many bytes loses its older half.
+  std::size_t keptMax = std::numeric_limits<std::size_t>::max() / 2;
+  /// By name.
+  std::map<std::string, std::string> files;
+
+ private:
+  Disk& disk_;
+  std::string name_;             // of the file created last
+  std::string* text_ = nullptr;  // its text among the files; nullptr if it was removed
+  bool open_ = false;
+};
+
+}  // namespace quarnex::simulated
