@@ -13,7 +13,7 @@
 #include "recording/format/line.h"
 #include "recording/format/recording_reader.h"
 #include "recording/format/service_model.h"
-#include "recording/format/stored_lines.h"
+#include "recording/format/step_reader.h"
 #include "recording/player/mismatch.h"
 #include "recording/player/replay.h"
 
