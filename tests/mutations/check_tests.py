@@ -26,7 +26,7 @@ SEEDS = range(1, 31)  # of the simulated sites; each takes about 2 seconds
 QUARN = f"{BUILD}/bin/quarn"
 SUITES = {
     "simulation": "*FailingOperations*:*Nesting*:*StruckFrames*:TwoHosts*:Recorder*:*Lives*:ALife*:AHostileNeighbour*",
-    "adapters": "*SocketContract*:*Posix*:ErrorNumbers*:ProcessLibrary*",
+    "adapters": "*ServicesContract*:*Posix*:ErrorNumbers*:ProcessLibrary*",
     "replay": "Player*:RecordingReader*:RecordingPrinter*:*Shrinker*",
 }
 

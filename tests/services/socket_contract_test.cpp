@@ -1,12 +1,11 @@
-// The contract suite: every promise of the socket and timer services, for each adapter that joins in.
-#include "services/socket_contract.h"
-
+// Tests the socket services of every adapter and wrapper.
 #include <gmock/gmock.h>
 
 #include <algorithm>
 #include <numeric>
 
 #include "quarnex/failure.h"
+#include "services/services_contract.h"
 
 namespace quarnex {
 namespace {
@@ -14,10 +13,9 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr std::int16_t kTickMilliseconds = 2;
 constexpr std::size_t kMoreThanASystemTakes = std::size_t{16} * 1024 * 1024;
 
-// Bytes that tell their place, so that a lost or moved one shows.
+// Bytes that depend on their position, so that a lost or moved one is detected.
 std::string pattern(std::size_t size) {
   std::string bytes(size, '\0');
   for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>((i * 7 + i / 251) & 0xFF);
@@ -26,113 +24,7 @@ std::string pattern(std::size_t size) {
 
 }  // namespace
 
-std::int32_t failureOf(const std::function<void()>& operation) {
-  try {
-    operation();
-  } catch (const Failure& failure) {
-    EXPECT_FALSE(failure.description().empty());
-    return failure.number();
-  }
-  return 0;
-}
-
-void SocketContract::SetUp() {
-  harness = GetParam()();
-  harness->timer().setEvents(this);
-  harness->timer().setPeriod(kTickMilliseconds);
-}
-
-void SocketContract::TearDown() {
-  instances_.clear();
-  harness->timer().setEvents(nullptr);
-}
-
-SocketInstance& SocketContract::socket(SocketArray array, std::int16_t index) {
-  auto& instance = instances_[{array, index}];
-  if (instance == nullptr) instance = harness->sockets().create(array, index, *this);
-  return *instance;
-}
-
-void SocketContract::listenOn(std::int32_t port, std::int16_t index) {
-  accepted(index);
-  server(index).setLocalPort(port);
-  server(index).listen();
-}
-
-void SocketContract::callTo(std::int32_t port, std::int16_t index) {
-  client(index).setRemoteHost("127.0.0.1");
-  client(index).setRemotePort(port);
-  client(index).connect();
-}
-
-void SocketContract::join(std::int16_t index) {
-  const std::int32_t port = harness->freePort();
-  listenOn(port, index);
-  callTo(port, index);
-  ASSERT_TRUE(runUntil([&] { return events.size() == 2; }));
-  ASSERT_EQ(client(index).state(), kSocketConnected);
-  ASSERT_EQ(accepted(index).state(), kSocketConnected);
-  events.clear();
-}
-
-void SocketContract::runTicks(int count) {
-  const int last = ticks + count;
-  EXPECT_TRUE(runUntil([&] { return ticks >= last; }));
-}
-
-std::string SocketContract::take(SocketInstance& instance) {
-  if (instance.bytesWaiting() == 0) return {};
-  instance.fetch();
-  return std::string(instance.receivedText());
-}
-
-std::string SocketContract::takeAll(SocketInstance& instance, std::size_t size) {
-  std::string all;
-  atTick = [&] { all += take(instance); };
-  EXPECT_TRUE(runUntil([&] { return all.size() >= size; }));
-  atTick = nullptr;
-  return all;
-}
-
-bool SocketContract::seen(const std::string& event) {
-  return runUntil([&] { return std::count(events.begin(), events.end(), event) > 0; });
-}
-
-void SocketContract::note(SocketArray array, std::int16_t index, std::string_view what, std::int16_t code) {
-  events.push_back(std::string(nameOf(array)) + ' ' + std::to_string(index) + ' ' + std::string(what) + ' ' +
-                   std::to_string(code));
-  if (const auto hook = onEvent) hook(events.back());  // a copy: it may put another in its place
-}
-
-void SocketContract::onConnect(SocketArray array, std::int16_t index, std::int16_t code) {
-  note(array, index, "Connect", code);
-}
-
-void SocketContract::onClose(SocketArray array, std::int16_t index, std::int16_t code) {
-  EXPECT_EQ(socket(array, index).state(), kSocketClosed);
-  note(array, index, "Close", code);
-}
-
-void SocketContract::onReceive(SocketArray array, std::int16_t index, std::int16_t code) {
-  if (code != 0) note(array, index, "Receive", code);
-}
-
-void SocketContract::onAccept(SocketArray array, std::int16_t index, std::int32_t handle, std::int16_t code) {
-  EXPECT_TRUE(code == 0 || handle == 0);
-  if (onCaller) {
-    onCaller(handle);
-  } else if (code == 0) {
-    accepted(index).attach(handle);
-  }
-  note(array, index, "Accept", code);
-}
-
-void SocketContract::onTick() {
-  ++ticks;
-  if (atTick) atTick();
-}
-
-TEST_P(SocketContract, ANewInstanceIsClosedAndEmpty) {
+TEST_P(ServicesContract, ANewInstanceIsClosedAndEmpty) {
   EXPECT_EQ(client().state(), 0);
   EXPECT_EQ(client().statusText(), "Closed");
   EXPECT_EQ(client().localPort() + client().remotePort() + client().bytesWaiting(), 0);
@@ -142,7 +34,7 @@ TEST_P(SocketContract, ANewInstanceIsClosedAndEmpty) {
   EXPECT_EQ(failureOf([&] { client().send("x"); }), 10057);
 }
 
-TEST_P(SocketContract, OutcomesComeWithALaterTurn) {
+TEST_P(ServicesContract, OutcomesComeWithALaterTurn) {
   const std::int32_t port = harness->freePort();
   listenOn(port);
   callTo(port);
@@ -166,14 +58,14 @@ TEST_P(SocketContract, OutcomesComeWithALaterTurn) {
   EXPECT_EQ(client().remotePort(), port);
 }
 
-TEST_P(SocketContract, ARefusedCallIsAnEvent) {
+TEST_P(ServicesContract, ARefusedCallIsAnEvent) {
   onEvent = [&](const std::string&) { EXPECT_EQ(client().state(), kSocketClosed); };
   callTo(harness->freePort());
   EXPECT_TRUE(seen("ClientSocket 1 Connect 10061"));
   EXPECT_EQ(client().remoteHost(), "127.0.0.1");
 }
 
-TEST_P(SocketContract, APortThatIsNoneFails) {
+TEST_P(ServicesContract, APortThatIsNoneFails) {
   for (const std::int32_t port : {-1, 0, 65536, 85538}) {
     SCOPED_TRACE(port);
     EXPECT_EQ(failureOf([&] { listenOn(port); }), 10049);
@@ -182,7 +74,7 @@ TEST_P(SocketContract, APortThatIsNoneFails) {
   }
 }
 
-TEST_P(SocketContract, APortThatOthersHoldFailsUntilTheyLetGo) {
+TEST_P(ServicesContract, APortThatOthersHoldFailsUntilTheyLetGo) {
   const std::int32_t port = harness->freePort();
   listenOn(port, 1);
   EXPECT_EQ(failureOf([&] { listenOn(port, 2); }), 10048);
@@ -191,7 +83,7 @@ TEST_P(SocketContract, APortThatOthersHoldFailsUntilTheyLetGo) {
   EXPECT_EQ(failureOf([&] { listenOn(port, 2); }), 0);
 }
 
-TEST_P(SocketContract, ListeningAgainChangesNothing) {
+TEST_P(ServicesContract, ListeningAgainChangesNothing) {
   const std::int32_t port = harness->freePort();
   listenOn(port);
   callTo(port);
@@ -201,7 +93,7 @@ TEST_P(SocketContract, ListeningAgainChangesNothing) {
   EXPECT_EQ(events.size(), 2U);
 }
 
-TEST_P(SocketContract, ListensAfreshRightAfterAConnectionWasClosed) {
+TEST_P(ServicesContract, ListensAfreshRightAfterAConnectionWasClosed) {
   join();
   const std::int32_t port = server().localPort();
   accepted().close();
@@ -212,7 +104,7 @@ TEST_P(SocketContract, ListensAfreshRightAfterAConnectionWasClosed) {
   EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
 }
 
-TEST_P(SocketContract, EveryByteTravelsUnchanged) {
+TEST_P(ServicesContract, EveryByteTravelsUnchanged) {
   join();
   std::string all(256, '\0');
   std::iota(all.begin(), all.end(), '\0');
@@ -223,7 +115,7 @@ TEST_P(SocketContract, EveryByteTravelsUnchanged) {
   }
 }
 
-TEST_P(SocketContract, SendingNeverBlocksAndKeepsTheOrder) {
+TEST_P(ServicesContract, SendingNeverBlocksAndKeepsTheOrder) {
   join(1);
   join(2);
   std::string sent = pattern(kMoreThanASystemTakes);
@@ -249,7 +141,7 @@ TEST_P(SocketContract, SendingNeverBlocksAndKeepsTheOrder) {
   EXPECT_LE(neighbourTicks, 5);
 }
 
-TEST_P(SocketContract, AnOrderlyCloseComesAfterEveryByteBeforeIt) {
+TEST_P(ServicesContract, AnOrderlyCloseComesAfterEveryByteBeforeIt) {
   join();
   const std::string text = pattern(kFetchBytesMax + 5000);
   client().send(text);
@@ -263,7 +155,7 @@ TEST_P(SocketContract, AnOrderlyCloseComesAfterEveryByteBeforeIt) {
   EXPECT_EQ(events.size(), 1U);
 }
 
-TEST_P(SocketContract, ACloseWithUnreadInputKeepsTheLastFrame) {
+TEST_P(ServicesContract, ACloseWithUnreadInputKeepsTheLastFrame) {
   join();
   accepted().send("never fetched");
   runTicks(3);
@@ -273,7 +165,7 @@ TEST_P(SocketContract, ACloseWithUnreadInputKeepsTheLastFrame) {
   EXPECT_TRUE(seen("SrvAccept 1 Close 0"));
 }
 
-TEST_P(SocketContract, AResetIsToldAtOnce) {
+TEST_P(ServicesContract, AResetIsToldAtOnce) {
   listenOn(harness->freePort());
   const auto peer = harness->call(server().localPort());
   peer->send("unread");
@@ -282,7 +174,7 @@ TEST_P(SocketContract, AResetIsToldAtOnce) {
   EXPECT_TRUE(seen("SrvAccept 1 Close 10054"));
 }
 
-TEST_P(SocketContract, AConnectionFoundBrokenWhileSendingIsToldOnce) {
+TEST_P(ServicesContract, AConnectionFoundBrokenWhileSendingIsToldOnce) {
   listenOn(harness->freePort());
   const auto peer = harness->call(server().localPort());
   EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
@@ -296,7 +188,7 @@ TEST_P(SocketContract, AConnectionFoundBrokenWhileSendingIsToldOnce) {
   EXPECT_EQ(failureOf([&] { accepted().send("x"); }), 10057);
 }
 
-TEST_P(SocketContract, OwnClosesAreSilentAndEventsOfAnEndedUseAreDropped) {
+TEST_P(ServicesContract, OwnClosesAreSilentAndEventsOfAnEndedUseAreDropped) {
   const struct {
     const char* name;
     std::function<void()> run;
@@ -337,7 +229,7 @@ TEST_P(SocketContract, OwnClosesAreSilentAndEventsOfAnEndedUseAreDropped) {
   EXPECT_THAT(events, IsEmpty());
 }
 
-TEST_P(SocketContract, AnEventMayEndTheUseOfWhichAnotherIsDue) {
+TEST_P(ServicesContract, AnEventMayEndTheUseOfWhichAnotherIsDue) {
   join(1);
   join(2);
   accepted(1).close();
@@ -361,7 +253,7 @@ TEST_P(SocketContract, AnEventMayEndTheUseOfWhichAnotherIsDue) {
 
 // The descriptor that the first event frees is the one that the caller gets, and a close of its former owner
 // is due.
-TEST_P(SocketContract, ACallerIsNotMistakenForAUseThatEndedJustBefore) {
+TEST_P(ServicesContract, ACallerIsNotMistakenForAUseThatEndedJustBefore) {
   join(1);
   join(2);
   accepted(2).close();
@@ -375,7 +267,7 @@ TEST_P(SocketContract, ACallerIsNotMistakenForAUseThatEndedJustBefore) {
   EXPECT_EQ(accepted(1).state(), kSocketConnected);
 }
 
-TEST_P(SocketContract, ANewUseKnowsNothingOfTheOneBefore) {
+TEST_P(ServicesContract, ANewUseKnowsNothingOfTheOneBefore) {
   join();
   client().send(std::string(kMoreThanASystemTakes, 'x'));
   client().close();
@@ -396,7 +288,7 @@ TEST_P(SocketContract, ANewUseKnowsNothingOfTheOneBefore) {
   EXPECT_TRUE(seen("SrvAccept 1 Close 0"));
 }
 
-TEST_P(SocketContract, TheNewestCallerReplacesTheOlderWithoutAnEvent) {
+TEST_P(ServicesContract, TheNewestCallerReplacesTheOlderWithoutAnEvent) {
   listenOn(harness->freePort());
   const auto older = harness->call(server().localPort());
   const auto newer = harness->call(server().localPort());
@@ -411,7 +303,7 @@ TEST_P(SocketContract, TheNewestCallerReplacesTheOlderWithoutAnEvent) {
   EXPECT_EQ(events.size(), 2U);
 }
 
-TEST_P(SocketContract, AHandleIsGoodForOneAttachDuringItsEvent) {
+TEST_P(ServicesContract, AHandleIsGoodForOneAttachDuringItsEvent) {
   std::int32_t last = 0;
   listenOn(harness->freePort());
   onCaller = [&](std::int32_t handle) { last = handle; };
@@ -428,7 +320,7 @@ TEST_P(SocketContract, AHandleIsGoodForOneAttachDuringItsEvent) {
   EXPECT_EQ(accepted(2).state(), kSocketClosed);
 }
 
-TEST_P(SocketContract, CallersThatVanishedRaiseNothing) {
+TEST_P(ServicesContract, CallersThatVanishedRaiseNothing) {
   listenOn(harness->freePort());
   const auto peer = harness->call(server().localPort());
   peer->reset();
@@ -436,7 +328,7 @@ TEST_P(SocketContract, CallersThatVanishedRaiseNothing) {
   EXPECT_THAT(events, IsEmpty());
 }
 
-TEST_P(SocketContract, ACallerThatHasAlreadyHungUpIsHeardOut) {
+TEST_P(ServicesContract, ACallerThatHasAlreadyHungUpIsHeardOut) {
   listenOn(harness->freePort());
   const auto peer = harness->call(server().localPort());
   peer->send("bye");
@@ -444,19 +336,6 @@ TEST_P(SocketContract, ACallerThatHasAlreadyHungUpIsHeardOut) {
   EXPECT_EQ(takeAll(accepted(), 3), "bye");
   EXPECT_TRUE(seen("SrvAccept 1 Close 0"));
   EXPECT_THAT(events, ElementsAre("ServerSocket 1 Accept 0", "SrvAccept 1 Close 0"));
-}
-
-TEST_P(SocketContract, TheTimerTicksUntilItIsStopped) {
-  EXPECT_EQ(harness->timer().period(), kTickMilliseconds);
-  atTick = [&] { harness->timer().setPeriod(0); };
-  runTicks(1);
-  EXPECT_EQ(harness->timer().period(), 0);
-  const int stopped = ticks;
-  join();
-  EXPECT_EQ(ticks, stopped);
-  atTick = nullptr;
-  harness->timer().setPeriod(kTickMilliseconds);
-  runTicks(3);
 }
 
 }  // namespace quarnex

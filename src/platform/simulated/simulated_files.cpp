@@ -9,6 +9,9 @@ namespace quarnex::simulated {
 void MemoryFile::create(const std::string& name) {
   if (disk_.room == 0) throw Failure(61, "Disk full");
   if (name.find('\0') != std::string::npos) throw Failure(52, "Bad file name or number");
+  const std::size_t slash = name.rfind('/');
+  if (slash != std::string::npos && !folders.contains(name.substr(0, slash)))
+    throw Failure(76, "Path not found");
   name_ = name;
   text_ = &files[name_];
   text_->clear();

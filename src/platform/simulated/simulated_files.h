@@ -6,6 +6,7 @@
 #include <functional>
 #include <limits>
 #include <map>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -54,6 +55,8 @@ class MemoryFile final : public TextFile {
   std::size_t keptMax = std::numeric_limits<std::size_t>::max() / 2;
   /// By name.
   std::map<std::string, std::string> files;
+  /// Folders in which files can be created, besides the one of names without a "/".
+  std::set<std::string> folders;
 
  private:
   Disk& disk_;

@@ -7,15 +7,19 @@
 
 #include <cerrno>
 #include <chrono>
+#include <fstream>
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <utility>
 
 #include "platform/posix/descriptor.h"
 #include "platform/posix/posix_platform.h"
-#include "services/socket_contract.h"
+#include "services/services_contract.h"
+#include "support/test_files.h"
 
 namespace quarnex {
 
@@ -76,10 +80,9 @@ class PlainPeer final : public Peer {
   bool ended_ = false;
 };
 
-class PosixHarness final : public Harness {
+class PosixHarness : public Harness {
  public:
-  SocketService& sockets() override { return platform.services().sockets; }
-  TimerService& timer() override { return platform.services().timer; }
+  Services services() override { return platform.services(); }
   bool runUntil(const std::function<bool()>& holds) override {
     using namespace std::chrono_literals;
     const auto end = std::chrono::steady_clock::now() + 20s;
@@ -89,6 +92,16 @@ class PosixHarness final : public Harness {
       ++turns;
     }
     return true;
+  }
+  void stall(std::chrono::milliseconds pause) override {
+    std::this_thread::sleep_for(pause);
+    platform.turn(std::chrono::milliseconds(0));
+  }
+  std::string folder() override { return folder_.path().string(); }
+  std::string contentOf(const std::string& name) override {
+    std::ostringstream text;
+    text << std::ifstream(name, std::ios::binary).rdbuf();
+    return text.str();
   }
   // Ports below the system's range for outgoing connections, starting at a different one in each test
   // process.
@@ -105,6 +118,9 @@ class PosixHarness final : public Harness {
 
   PosixPlatform platform;
   int turns = 0;
+
+ private:
+  TemporaryFolder folder_;
 };
 
 inline std::unique_ptr<Harness> makePosixHarness() {

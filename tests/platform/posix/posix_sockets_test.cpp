@@ -22,6 +22,7 @@
 #include "platform/posix/error_numbers.h"
 #include "platform/posix/posix_harness.h"
 #include "quarnex/failure.h"
+#include "services/wrapped_harness.h"
 
 // Present only in coverage builds.
 extern "C" int __llvm_profile_write_file() __attribute__((weak));  // NOLINT(bugprone-reserved-identifier)
@@ -32,11 +33,15 @@ using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-INSTANTIATE_TEST_SUITE_P(Posix, SocketContract, testing::Values(&makePosixHarness));
+std::unique_ptr<Harness> makeRecordedPosixHarness() {
+  return std::make_unique<WrappedHarness<PosixHarness, RecordingWrapper>>();
+}
+INSTANTIATE_TEST_SUITE_P(Posix, ServicesContract, testing::Values(&makePosixHarness));
+INSTANTIATE_TEST_SUITE_P(RecordedPosix, ServicesContract, testing::Values(&makeRecordedPosixHarness));
 
 namespace {
 
-class PosixSocketsTest : public SocketContract {
+class PosixSocketsTest : public ServicesContract {
  protected:
   PosixHarness& posix() { return static_cast<PosixHarness&>(*harness); }
   bool readable() {
@@ -149,7 +154,7 @@ TEST_P(PosixSocketsTest, AtTheDescriptorLimitAWaitingCallerIsRetriedOnceATick) {
 }
 
 TEST_P(PosixSocketsTest, TheLoopsDescriptorIsReadableForEveryEventExceptData) {
-  harness->timer().setPeriod(0);
+  timer().setPeriod(0);
   listenOn(harness->freePort());
   EXPECT_FALSE(readable());
   const auto peer = harness->call(server().localPort());
@@ -170,7 +175,7 @@ TEST_P(PosixSocketsTest, TheLoopsDescriptorIsReadableForEveryEventExceptData) {
   EXPECT_TRUE(readable());
   posix().platform.turn(-1ms);
   EXPECT_THAT(events, ElementsAre("ServerSocket 1 Accept 0", "SrvAccept 1 Close 0"));
-  harness->timer().setPeriod(1);
+  timer().setPeriod(1);
   posix().platform.turn(-1ms);
   EXPECT_EQ(ticks, 1);
 }
@@ -191,10 +196,10 @@ TEST_P(PosixSocketsTest, ALateLoopGetsOneTickAndAStoppedTimerGetsNone) {
   posix().platform.turn(0ms);
   EXPECT_EQ(ticks, 1);
   std::this_thread::sleep_for(5ms);
-  harness->timer().setPeriod(0);
+  timer().setPeriod(0);
   posix().platform.turn(5ms);
   EXPECT_EQ(ticks, 1);
-  EXPECT_EQ(failureOf([&] { harness->timer().setPeriod(-1); }), 5);
+  EXPECT_EQ(failureOf([&] { timer().setPeriod(-1); }), 5);
   PosixPlatform unused;
   unused.services().timer.setPeriod(1);
   unused.turn(-1ms);  // a tick for nobody

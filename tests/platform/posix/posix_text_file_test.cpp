@@ -7,7 +7,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "services/socket_contract.h"
+#include "services/services_contract.h"
 #include "support/test_files.h"
 
 namespace quarnex {
@@ -37,20 +37,6 @@ TEST_F(PosixTextFileTest, CreatingAnImpossibleNameFailsWithTheMatchingNumber) {
     file.write("to nowhere\r\n");
     file.close();
   }
-}
-
-TEST_F(PosixTextFileTest, FlushAndCloseWriteTheCollectedLines) {
-  std::ofstream(name) << "from before";
-  file.create(name);
-  EXPECT_EQ(content(), "");
-  const std::string bytes("\xFF\0 bytes as they are\r\n", 22);
-  file.write(bytes);
-  file.flush();
-  EXPECT_EQ(content(), bytes);
-  file.write("two\r\n");
-  file.close();
-  EXPECT_EQ(content(), bytes + "two\r\n");
-  file.close();
 }
 
 TEST_F(PosixTextFileTest, ALineBeyondTheSizeLimitIsDroppedWholeAndLaterLinesAreWritten) {

@@ -1,7 +1,9 @@
-// The simulated adapter in the contract suite, in virtual time.
+// Runs the contract suite on the simulated adapter and on every wrapper round it, in virtual time.
 #include <utility>
 
-#include "services/socket_contract.h"
+#include "services/wrapped_harness.h"
+#include "simulation/checks/watched_services.h"
+#include "simulation/faults/faulty_services.h"
 #include "simulation/sites/world.h"
 
 namespace quarnex::simulation {
@@ -20,10 +22,16 @@ class OutsidePeer final : public Peer {
   ScriptedPeer& peer_;
 };
 
-class SimulatedHarness final : public Harness {
+class SimulatedHarness : public Harness {
  public:
-  SocketService& sockets() override { return host_.sockets; }
-  TimerService& timer() override { return host_.timer; }
+  SimulatedHarness() { host_.log.folders.insert(folder()); }
+  Services services() override { return {host_.sockets, host_.timer, host_.clock, host_.log}; }
+  void stall(std::chrono::milliseconds pause) override {
+    host_.loop.stall(pause.count());
+    world_.runMilliseconds(pause.count());
+  }
+  std::string folder() override { return "logs"; }
+  std::string contentOf(const std::string& name) override { return host_.log.files.at(name); }
   bool runUntil(const std::function<bool()>& holds) override { return world_.runUntil(holds, 20); }
   std::int32_t freePort() override { return world_.network().freePort(1); }
   // The connection stands, as a system sees to without the process that listens.
@@ -37,16 +45,54 @@ class SimulatedHarness final : public Harness {
 
  private:
   World world_{1};
+
+ protected:
   Host& host_ = world_.addHost();
 };
 
-std::unique_ptr<Harness> makeSimulatedHarness() {
-  return std::make_unique<SimulatedHarness>();
+// Operation faults without a fault.
+class FaultyHarness final : public SimulatedHarness {
+ public:
+  Services services() override { return faulty_.services(); }
+
+ private:
+  FaultyServices faulty_{host_.sockets, host_.timer, host_.clock, host_.log, host_.faults};
+};
+
+struct SilentWatcher {
+  void stepBegins(const SocketEvent*) {}
+  void stepEnds() {}
+  void readsClock(Instant) {}
+  void created(SocketId, WatchedSocket<SilentWatcher>&) {}
+  void looks(std::int16_t) {}
+  void performs(std::int16_t, const ServiceCall&) {}
+  void fails(std::int16_t, const ServiceCall&) {}
+};
+
+class WatchedHarness final : public SimulatedHarness {
+ public:
+  Services services() override { return watched_.services(); }
+
+ private:
+  SilentWatcher watcher_;
+  WatchedServices<SilentWatcher> watched_{SimulatedHarness::services(), watcher_};
+};
+
+template <class Each>
+std::unique_ptr<Harness> makeHarness() {
+  return std::make_unique<Each>();
 }
+constexpr HarnessFactory kSimulated = makeHarness<SimulatedHarness>;
+constexpr HarnessFactory kRecorded = makeHarness<WrappedHarness<SimulatedHarness, RecordingWrapper>>;
+constexpr HarnessFactory kFaulty = makeHarness<FaultyHarness>;
+constexpr HarnessFactory kWatched = makeHarness<WatchedHarness>;
 
 }  // namespace
 }  // namespace quarnex::simulation
 
 namespace quarnex {
-INSTANTIATE_TEST_SUITE_P(Simulated, SocketContract, testing::Values(&simulation::makeSimulatedHarness));
-}
+INSTANTIATE_TEST_SUITE_P(Simulated, ServicesContract, testing::Values(simulation::kSimulated));
+INSTANTIATE_TEST_SUITE_P(Recorded, ServicesContract, testing::Values(simulation::kRecorded));
+INSTANTIATE_TEST_SUITE_P(Faulty, ServicesContract, testing::Values(simulation::kFaulty));
+INSTANTIATE_TEST_SUITE_P(Watched, ServicesContract, testing::Values(simulation::kWatched));
+}  // namespace quarnex

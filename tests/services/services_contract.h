@@ -1,9 +1,10 @@
-// What every adapter promises: the fixture of the contract suite, and what an adapter brings along to run
-// through it.
+// Runs the contract suite of the services: the fixture, and the harness that each adapter or wrapper
+// provides.
 #pragma once
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -13,8 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include "services/socket_service.h"
-#include "services/timer_service.h"
+#include "services/services.h"
 
 namespace quarnex {
 
@@ -33,14 +33,19 @@ class Peer {
   virtual void reset() = 0;
 };
 
-/// One adapter under test, with its services and its way of letting time pass.
+/// One adapter or wrapper under test, with its services and its way of letting time pass.
 class Harness {
  public:
   virtual ~Harness() = default;
-  virtual SocketService& sockets() = 0;
-  virtual TimerService& timer() = 0;
+  virtual Services services() = 0;
   /// Turns the loop until `holds`, which is asked after every turn; false if it gave up.
   virtual bool runUntil(const std::function<bool()>& holds) = 0;
+  /// Lets `pause` pass without a turn of the loop, then turns it once.
+  virtual void stall(std::chrono::milliseconds pause) = 0;
+  /// A folder in which files can be created.
+  virtual std::string folder() = 0;
+  /// The content of a file that the text file has created.
+  virtual std::string contentOf(const std::string& name) = 0;
   /// A port on which nobody listens.
   virtual std::int32_t freePort() = 0;
   /// Calls a port of the local host; the connection need not be accepted yet.
@@ -49,15 +54,15 @@ class Harness {
 
 using HarnessFactory = std::unique_ptr<Harness> (*)();
 
-/// Another adapter joins with one line in a test file of its own:
+/// An adapter or wrapper joins with one line in a test file of its own:
 ///
-///     INSTANTIATE_TEST_SUITE_P(Simulated, SocketContract, testing::Values(&makeSimulatedHarness));
+///     INSTANTIATE_TEST_SUITE_P(Simulated, ServicesContract, testing::Values(&makeSimulatedHarness));
 ///
 /// The fixture plays the engine's part: it ticks, notes every event as "ClientSocket 1 Close 10054", and
 /// attaches each caller of ServerSocket k to SrvAccept k unless the test takes over.
-class SocketContract : public testing::TestWithParam<HarnessFactory>,
-                       protected SocketEvents,
-                       protected TimerEvents {
+class ServicesContract : public testing::TestWithParam<HarnessFactory>,
+                         protected SocketEvents,
+                         protected TimerEvents {
  protected:
   void SetUp() override;
   void TearDown() override;
@@ -82,6 +87,8 @@ class SocketContract : public testing::TestWithParam<HarnessFactory>,
   /// Runs until an event of that text has come, or gives up.
   bool seen(const std::string& event);
 
+  TimerService& timer() { return harness->services().timer; }
+
   std::unique_ptr<Harness> harness;
   std::vector<std::string> events;                    // in the order in which they came
   std::function<void(const std::string&)> onEvent;    // runs inside each event, after it was noted
@@ -99,6 +106,8 @@ class SocketContract : public testing::TestWithParam<HarnessFactory>,
 
   std::map<std::pair<SocketArray, std::int16_t>, std::unique_ptr<SocketInstance>> instances_;
 };
+
+constexpr std::int16_t kTickMilliseconds = 2;
 
 /// The number of the failure that `operation` throws, 0 if it succeeds.
 std::int32_t failureOf(const std::function<void()>& operation);

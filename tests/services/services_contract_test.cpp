@@ -1,0 +1,180 @@
+// Tests the timer, the wall clock and the text file of every adapter and wrapper.
+#include "services/services_contract.h"
+
+#include <algorithm>
+
+#include "quarnex/failure.h"
+
+namespace quarnex {
+
+std::int32_t failureOf(const std::function<void()>& operation) {
+  try {
+    operation();
+  } catch (const Failure& failure) {
+    EXPECT_FALSE(failure.description().empty());
+    return failure.number();
+  }
+  return 0;
+}
+
+void ServicesContract::SetUp() {
+  harness = GetParam()();
+  timer().setEvents(this);
+  timer().setPeriod(kTickMilliseconds);
+}
+
+void ServicesContract::TearDown() {
+  instances_.clear();
+  timer().setEvents(nullptr);
+}
+
+SocketInstance& ServicesContract::socket(SocketArray array, std::int16_t index) {
+  auto& instance = instances_[{array, index}];
+  if (instance == nullptr) instance = harness->services().sockets.create(array, index, *this);
+  return *instance;
+}
+
+void ServicesContract::listenOn(std::int32_t port, std::int16_t index) {
+  accepted(index);
+  server(index).setLocalPort(port);
+  server(index).listen();
+}
+
+void ServicesContract::callTo(std::int32_t port, std::int16_t index) {
+  client(index).setRemoteHost("127.0.0.1");
+  client(index).setRemotePort(port);
+  client(index).connect();
+}
+
+void ServicesContract::join(std::int16_t index) {
+  const std::int32_t port = harness->freePort();
+  listenOn(port, index);
+  callTo(port, index);
+  ASSERT_TRUE(runUntil([&] { return events.size() == 2; }));
+  ASSERT_EQ(client(index).state(), kSocketConnected);
+  ASSERT_EQ(accepted(index).state(), kSocketConnected);
+  events.clear();
+}
+
+void ServicesContract::runTicks(int count) {
+  const int last = ticks + count;
+  EXPECT_TRUE(runUntil([&] { return ticks >= last; }));
+}
+
+std::string ServicesContract::take(SocketInstance& instance) {
+  if (instance.bytesWaiting() == 0) return {};
+  instance.fetch();
+  return std::string(instance.receivedText());
+}
+
+std::string ServicesContract::takeAll(SocketInstance& instance, std::size_t size) {
+  std::string all;
+  atTick = [&] { all += take(instance); };
+  EXPECT_TRUE(runUntil([&] { return all.size() >= size; }));
+  atTick = nullptr;
+  return all;
+}
+
+bool ServicesContract::seen(const std::string& event) {
+  return runUntil([&] { return std::count(events.begin(), events.end(), event) > 0; });
+}
+
+void ServicesContract::note(SocketArray array, std::int16_t index, std::string_view what, std::int16_t code) {
+  events.push_back(std::string(nameOf(array)) + ' ' + std::to_string(index) + ' ' + std::string(what) + ' ' +
+                   std::to_string(code));
+  if (const auto hook = onEvent) hook(events.back());  // a copy: it may put another in its place
+}
+
+void ServicesContract::onConnect(SocketArray array, std::int16_t index, std::int16_t code) {
+  note(array, index, "Connect", code);
+}
+
+void ServicesContract::onClose(SocketArray array, std::int16_t index, std::int16_t code) {
+  EXPECT_EQ(socket(array, index).state(), kSocketClosed);
+  note(array, index, "Close", code);
+}
+
+void ServicesContract::onReceive(SocketArray array, std::int16_t index, std::int16_t code) {
+  if (code != 0) note(array, index, "Receive", code);
+}
+
+void ServicesContract::onAccept(SocketArray array, std::int16_t index, std::int32_t handle,
+                                std::int16_t code) {
+  EXPECT_TRUE(code == 0 || handle == 0);
+  if (onCaller) {
+    onCaller(handle);
+  } else if (code == 0) {
+    accepted(index).attach(handle);
+  }
+  note(array, index, "Accept", code);
+}
+
+void ServicesContract::onTick() {
+  ++ticks;
+  if (atTick) atTick();
+}
+
+TEST_P(ServicesContract, TheTimerTicksUntilItIsStopped) {
+  EXPECT_EQ(timer().period(), kTickMilliseconds);
+  atTick = [&] { timer().setPeriod(0); };
+  runTicks(1);
+  EXPECT_EQ(timer().period(), 0);
+  const int stopped = ticks;
+  join();
+  EXPECT_EQ(ticks, stopped);
+  atTick = nullptr;
+  timer().setPeriod(kTickMilliseconds + 1);
+  EXPECT_EQ(timer().period(), kTickMilliseconds + 1);
+  runTicks(3);
+}
+
+TEST_P(ServicesContract, ALateLoopGetsOneTick) {
+  runTicks(1);
+  const int before = ticks;
+  harness->stall(std::chrono::milliseconds(20 * kTickMilliseconds));
+  EXPECT_EQ(ticks, before + 1);
+  runTicks(2);
+}
+
+TEST_P(ServicesContract, TheClockNeverGoesBack) {
+  constexpr std::int64_t kYear2020 = 1'577'836'800, kYear2100 = 4'102'444'800;
+  WallClock& clock = harness->services().clock;
+  Instant last = clock.now();
+  EXPECT_GT(last.second, kYear2020);
+  EXPECT_LT(last.second, kYear2100);
+  atTick = [&] {
+    const Instant now = clock.now();
+    EXPECT_GE(now, last);
+    last = now;
+  };
+  runTicks(10);
+  EXPECT_GE(clock.utcOffset(last), -12 * 3600);
+  EXPECT_LE(clock.utcOffset(last), 14 * 3600);
+}
+
+TEST_P(ServicesContract, ATextFileKeepsTheBytesOfItsLines) {
+  TextFile& file = harness->services().logFile;
+  const std::string name = harness->folder() + "/log.txt";
+  const std::string bytes("\xFF\0 bytes as they are\r\n", 22);
+  file.create(name);
+  file.write(bytes);
+  runTicks(1);
+  EXPECT_EQ(harness->contentOf(name), bytes);
+  file.write("two\r\n");
+  for (int i = 0; i < 2; ++i) file.close();
+  EXPECT_EQ(harness->contentOf(name), bytes + "two\r\n");
+  file.write("to nowhere\r\n");
+  file.create(name);
+  EXPECT_EQ(harness->contentOf(name), "");
+  file.close();
+}
+
+TEST_P(ServicesContract, ATextFileInAMissingFolderFails) {
+  TextFile& file = harness->services().logFile;
+  EXPECT_EQ(failureOf([&] { file.create(harness->folder() + "/missing/log.txt"); }), 76);
+  EXPECT_EQ(failureOf([&] { file.create(std::string("a\0b", 3)); }), 52);
+  file.write("to nowhere\r\n");
+  file.close();
+}
+
+}  // namespace quarnex
