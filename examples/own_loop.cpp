@@ -13,7 +13,7 @@
 
 namespace {
 
-/// Sends the whole lines of what standard input holds now; false at its end.
+/// Reads standard input once and sends its complete lines; returns false at the end of the input.
 bool sendLines(quarnex::QuarnSocket& quarn, std::int16_t link, std::string& pending) {
   char bytes[4096];
   const ssize_t count = read(STDIN_FILENO, bytes, sizeof bytes);
@@ -51,7 +51,7 @@ int main() {
   bool inputOpen = true;
   bool leaving = false;
   while (quarn.ProntoPerUscire() == 0) {
-    // Input waits while the link is down: the next attempt to connect may drop what is queued.
+    // Input waits while the link is down, because the next attempt to connect may drop queued texts.
     const bool takesInput = inputOpen && quarn.Connesso(client);
     pollfd waited[] = {{loop.fd(), POLLIN, 0}, {takesInput ? STDIN_FILENO : -1, POLLIN, 0}};
     poll(waited, 2, -1);

@@ -1,4 +1,4 @@
-"""Runs the two examples, built to run in virtual time, and looks at what they print."""
+"""Runs the examples, built to run in virtual time, and compares their output."""
 import subprocess
 import sys
 

@@ -1,4 +1,4 @@
-// Stands in for the process's own library and loop, so that an example runs on a simulated system in virtual
+// Replaces the process's own library and loop, so that an example runs on a simulated system in virtual
 // time.
 #include <fcntl.h>
 
