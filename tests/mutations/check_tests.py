@@ -25,7 +25,7 @@ SEEDS = range(1, 31)  # of the simulated sites; each takes about 2 seconds
 
 QUARN = f"{BUILD}/bin/quarn"
 SUITES = {
-    "simulation": "*FailingOperations*:*Nesting*:*StruckFrames*:TwoHosts*:Recorder*:*Lives*:ALife*:AHostileNeighbour*",
+    "simulation": "*FailingOperations*:*Nesting*:*StruckFrames*:TwoHosts*:Recorder*:*SeededRun*:SimulatedRun*:HostileNeighbour*",
     "adapters": "*ServicesContract*:*Posix*:ErrorNumbers*:ProcessLibrary*",
     "replay": "Player*:RecordingReader*:RecordingPrinter*:*Shrinker*",
 }
@@ -39,7 +39,7 @@ DETECTORS = {
     "tables": tests("'-" + ":".join(SUITES.values()) + "'") + f" && {BUILD}/bin/quarnex_memory_tests --gtest_brief=1",
     "replay": f"{QUARN} replay {COPY}/tests/data/recordings/*.jsonl",
     "simulation": " && ".join([tests(f"'{SUITES['simulation']}'")] +
-                              [f"{QUARN} simulate --seed {seed} --hours 10"
+                              [f"{QUARN} simulate --seed {seed} --hours 10 --faults generation-4"
                                for seed in SEEDS]),
     "adapters": tests(f"'{SUITES['adapters']}'"),
     "corpora": " && ".join(f"{BUILD}/bin/fuzz_{name} {COPY}/fuzz/corpus/{name}" for name in ("received", "message")),

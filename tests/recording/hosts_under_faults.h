@@ -17,7 +17,7 @@ inline std::vector<std::string> recordingsOf(std::uint64_t seed) {
   std::vector<std::shared_ptr<recording::MemorySink>> sinks;
   World world(seed);
   Site site(world, 1, 2);
-  FaultPlan faults(site, world.random());
+  FaultPlan faults(site, world.random(), *faultsNamed("generation-4"));
   for (const auto& place : site.places()) {
     place->host().makeWrapper = [&] {
       sinks.push_back(std::make_shared<recording::MemorySink>());

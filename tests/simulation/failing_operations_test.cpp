@@ -1,5 +1,5 @@
-// Every call of every service operation fails once, in every phase of a link's life, with every number in
-// turn, and the link comes back.
+// Fails each call of each service operation once, in every phase of a link, with every number in turn: the
+// link recovers.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -14,11 +14,10 @@
 namespace quarnex::simulation {
 namespace {
 
-// A life that goes through every sequence of operations that the engine knows; link 2 is the neighbour of
-// link 1.
-class Life {
+// Goes through every sequence of operations that the engine knows; link 2 is the neighbour of link 1.
+class Scenario {
  public:
-  explicit Life(bool serverFails)
+  explicit Scenario(bool serverFails)
       : failing(serverFails ? pair.server : pair.client), other(serverFails ? pair.client : pair.server) {}
 
   void run() {
@@ -58,7 +57,7 @@ class Life {
   }
 };
 
-// Every number that a system's error can become, and one of more than 16 bits.
+// Every number to which an error of the system maps, and one of more than 16 bits.
 std::vector<std::int32_t> everyNumber() {
   std::set<std::int32_t> numbers{70'000};
   for (int error = 1; error < 200; ++error) numbers.insert(socketErrorNumber(error));
@@ -67,26 +66,26 @@ std::vector<std::int32_t> everyNumber() {
 
 // False if the operation is called less than `n` times.
 bool survives(Operation operation, std::uint64_t n, bool serverFails, bool tookEffect, std::int32_t number) {
-  Life life(serverFails);
+  Scenario scenario(serverFails);
   std::uint64_t calls = 0;
-  life.failing.faults.choose = [&](const ServiceCall& call) -> std::optional<OperationFault> {
+  scenario.failing.faults.choose = [&](const ServiceCall& call) -> std::optional<OperationFault> {
     if (call.operation != operation || ++calls != n) return std::nullopt;
     return OperationFault{number, "boom", tookEffect};
   };
-  life.run();
+  scenario.run();
   if (calls < n) return false;
-  EXPECT_EQ(life.logFailed, operation == Operation::CreateLog);
+  EXPECT_EQ(scenario.logFailed, operation == Operation::CreateLog);
   int working = 0;
   for (std::int16_t link = 1; link <= 2; ++link)
-    working += life.pair.connects(link) && life.pair.talks(link) ? 1 : 0;
-  // A link whose socket could not be made or set up stays without it; its neighbour does not mind.
-  EXPECT_GE(working, life.registrationFailed ? 1 : 2);
+    working += scenario.pair.connects(link) && scenario.pair.talks(link) ? 1 : 0;
+  // A link whose socket could not be made or set up stays without it; its neighbour works.
+  EXPECT_GE(working, scenario.registrationFailed ? 1 : 2);
   return !testing::Test::HasFailure();
 }
 
 class FailingOperations : public testing::TestWithParam<Operation> {};
 
-TEST_P(FailingOperations, LeaveALinkThatComesBack) {
+TEST_P(FailingOperations, LeaveALinkThatRecovers) {
   const std::vector<std::int32_t> numbers = everyNumber();
   bool met = false;
   for (const bool serverFails : {false, true}) {

@@ -1,4 +1,4 @@
-// Whatever a peer does to its own link, the neighbour's life stays the same, to every line of its recording.
+// A hostile peer of one link changes no line in the recording of another link.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -15,8 +15,8 @@ namespace {
 
 using Attack = std::function<void(World& world, ScriptedPeer& attacker)>;
 
-// What was recorded of link 2 while link 1 is under attack from an outsider.
-std::string lifeOfLink2(const Attack& attack) {
+// The recorded lines of link 2 while a stranger attacks link 1.
+std::string recordingOfLink2(const Attack& attack) {
   const auto sink = std::make_shared<recording::MemorySink>();
   Pair pair(9);
   ScriptedPeer& attacker = pair.world.addPeer();
@@ -46,7 +46,7 @@ std::string lifeOfLink2(const Attack& attack) {
   return lines;
 }
 
-TEST(AHostileNeighbour, ChangesNothingForOtherLinks) {
+TEST(HostileNeighbour, ChangesNoLineOfAnotherLinksRecording) {
   Random random(7);
   const std::string frame = wire::frame(wire::message(1, {"flood", "9CMD", "9."}));
   std::string backlog;
@@ -77,11 +77,11 @@ TEST(AHostileNeighbour, ChangesNothingForOtherLinks) {
          peer.sendMessage(1, {"9K", "9CMD", "9."});
        }},
   };
-  const auto undisturbed = lifeOfLink2([](World&, ScriptedPeer&) {});
+  const auto undisturbed = recordingOfLink2([](World&, ScriptedPeer&) {});
   EXPECT_GT(undisturbed.size(), 50'000U);
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
-    EXPECT_TRUE(lifeOfLink2(row.attack) == undisturbed);
+    EXPECT_TRUE(recordingOfLink2(row.attack) == undisturbed);
   }
 }
 

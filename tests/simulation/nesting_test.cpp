@@ -1,4 +1,5 @@
-// Ticks and events delivered inside every operation: the guard holds, nothing is lost, nothing runs twice.
+// Delivers ticks, events and host calls inside every operation: links connect and texts arrive once, in
+// order.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -21,8 +22,8 @@ void tick(Pair&, Host& host, const ServiceCall&) {
 void turn(Pair&, Host& host, const ServiceCall&) {
   host.turn();
 }
-// Everything that is due, in both hosts; also the outcome of a call inside the call, which therefore never
-// comes up.
+// Runs everything that is due in both hosts, also the outcome of a call inside that call, which therefore
+// never connects.
 void passTime(Pair& pair, Host& host, const ServiceCall&) {
   if (pair.world.time().now() > 60'000) return;
   pair.world.runDue();
@@ -53,7 +54,7 @@ void callHost(Pair& pair, Host& host, const ServiceCall&) {
 
 class Nesting : public testing::TestWithParam<Nested> {};
 
-TEST_P(Nesting, IsSurvivedInsideEveryOperation) {
+TEST_P(Nesting, InsideEveryOperationLosesAndRepeatsNoText) {
   for (const int depth : {1, 3}) {
     SCOPED_TRACE(depth);
     Pair pair(1, 2);

@@ -10,9 +10,8 @@
 
 namespace quarnex::simulation {
 
-/// Seconds within which links connect (again) once nothing hinders them any more: a call or a listen that
-/// still has 60 seconds, its wait of 10 before the next attempt, up to 20 of the other side's wait, and the
-/// ticks between.
+/// Seconds within which links connect (again) after the last fault: 60 until a call or a listen fails, 10
+/// until the next attempt, up to 20 until that of the other side, and the ticks between.
 constexpr std::int64_t kRecoverySeconds = 95;
 
 struct Pair {
@@ -37,7 +36,7 @@ struct Pair {
   bool connects(std::int16_t link = 1) {
     return world.runUntil([&] { return connected(link); }, kRecoverySeconds);
   }
-  /// Sends `text` and returns true if it arrives, after whatever else.
+  /// Sends `text` and returns true if it arrives; drops other texts.
   bool delivers(Host& from, Host& to, const std::string& text, std::int16_t link = 1) {
     from.quarn().Invia(link, text);
     return world.runUntil([&] { return std::ranges::count(take(to, link), text) > 0; }, 30);
@@ -45,7 +44,7 @@ struct Pair {
   bool talks(std::int16_t link = 1) {
     return delivers(client, server, "question", link) && delivers(server, client, "answer", link);
   }
-  /// All that has arrived for the host, its reports included.
+  /// Takes all texts and reports that have arrived for the host.
   static std::vector<std::string> take(Host& host, std::int16_t link = 1) {
     std::vector<std::string> items;
     while (host.quarn().MessaggioArrivato(link)) items.push_back(host.quarn().GetMessaggioArrivato(link));

@@ -1,4 +1,4 @@
-// One frame of a conversation is lost, doubled, damaged or cut off, at every place: what becomes of the
+// Loses, doubles, damages or cuts off each single frame of a conversation, and expects the allowed effect on
 // texts.
 #include <gtest/gtest.h>
 
@@ -13,10 +13,10 @@
 namespace quarnex::simulation {
 namespace {
 
-constexpr int kStrikes = 12;  // the first so many frames of each direction
+constexpr int kStrikes = 12;  // frames of each direction that are struck in turn
 constexpr int kTexts = 12;
 
-struct Kind {
+struct Strike {
   const char* name;
   Tamper (*make)(std::uint64_t frame);
   bool repeats;  // bytes come again
@@ -26,7 +26,7 @@ struct Kind {
 
 enum Senders { kClient, kServer, kBoth };
 
-// What one host took, by the numbers of the texts; anything that the other one did not queue is foreign.
+// The numbers of the texts that one host took; texts that the other one did not queue are foreign.
 struct Arrived {
   void take(Host& host, int queued) {
     for (const std::string& item : Pair::take(host)) {
@@ -44,9 +44,9 @@ struct Arrived {
   int foreign = 0;
 };
 
-// Two hosts; on their first connection one frame meets its fate.
-struct Life {
-  Life(const Kind& kind, std::uint64_t frame, bool fromServer, Senders senders) : who(senders) {
+// Two hosts; one frame of their first connection is struck.
+struct Conversation {
+  Conversation(const Strike& kind, std::uint64_t frame, bool fromServer, Senders senders) : who(senders) {
     pair.world.network().onConnection = [=, this](Connection& connection) {
       if (++connections > 1) return;
       End& end = fromServer ? connection.called : connection.caller;
@@ -67,7 +67,7 @@ struct Life {
       pass(pause);
     }
   }
-  // Takes what arrives at once, as hosts should.
+  // Takes arrived texts at once, as hosts should.
   void pass(Milliseconds duration) {
     for (Milliseconds passed = 0; passed < duration; passed += 100) {
       pair.world.runMilliseconds(100);
@@ -83,21 +83,21 @@ struct Life {
   Arrived atServer, atClient;
 };
 
-class StruckFrames : public testing::TestWithParam<Kind> {
+class StruckFrames : public testing::TestWithParam<Strike> {
  protected:
-  // Unless bytes come again, what comes twice comes to the sender of the struck frame, which acknowledged it
-  // or left the other side with the beginning of a frame that swallowed the next one. One fault loses nothing
-  // of a client, and of a server one batch that an acknowledgement too many has met.
-  void judge(const Life& life, bool fromServer, bool atServer) {
-    const Arrived& arrived = atServer ? life.atServer : life.atClient;
-    const bool unanswered = GetParam().ends || life.struck.find("9ACK") != std::string::npos;
+  // Unless bytes arrive again, only the sender of the struck frame may receive texts twice: the frame was an
+  // acknowledgement, or its beginning swallowed the next frame. A single fault loses no text of a client, and
+  // of a server one batch, for which an acknowledgement too many was taken.
+  void check(const Conversation& talk, bool fromServer, bool atServer) {
+    const Arrived& arrived = atServer ? talk.atServer : talk.atClient;
+    const bool unanswered = GetParam().ends || talk.struck.find("9ACK") != std::string::npos;
     EXPECT_EQ(arrived.foreign, 0);
     EXPECT_TRUE(GetParam().old || std::ranges::is_sorted(arrived.firsts));
     EXPECT_TRUE(!arrived.doubled() || GetParam().repeats || (fromServer == atServer && unanswered));
     doubled = doubled || arrived.doubled();
-    if (life.who == (atServer ? kServer : kClient)) return;
+    if (talk.who == (atServer ? kServer : kClient)) return;
     std::vector<int> lost;
-    for (int number = 0; number < life.queued; ++number)
+    for (int number = 0; number < talk.queued; ++number)
       if (std::ranges::count(arrived.firsts, number) == 0) lost.push_back(number);
     if (lost.empty()) return;
     EXPECT_TRUE(!atServer && (GetParam().repeats || (fromServer && unanswered)));
@@ -107,29 +107,29 @@ class StruckFrames : public testing::TestWithParam<Kind> {
   bool doubled = false;
 };
 
-TEST_P(StruckFrames, LoseAndDoubleWhatTheyMayAndNothingElse) {
+TEST_P(StruckFrames, LoseAndDoubleOnlyTheTextsThatTheyMay) {
   for (int row = 0; row < 6 * kStrikes; ++row) {
     const auto senders = static_cast<Senders>(row % 3);
     const bool fromServer = row / 3 % 2 == 1;
     const std::uint64_t frame = 1 + static_cast<std::uint64_t>(row / 6);
     SCOPED_TRACE("frame " + std::to_string(frame) + (fromServer ? " of the server" : " of the client") +
                  ", senders " + std::to_string(senders));
-    Life life(GetParam(), frame, fromServer, senders);
-    life.queueTexts(3, 100);
-    ASSERT_TRUE(life.pair.connects());
-    life.queueTexts(kTexts, 700);
-    life.pass(kRecoverySeconds * 1000);
-    EXPECT_NE(life.struck, "");
-    EXPECT_EQ(life.connections, GetParam().ends ? 2 : 1);
-    EXPECT_TRUE(life.pair.connected());
-    judge(life, fromServer, true);
-    judge(life, fromServer, false);
-    life.atServer = life.atClient = {};
-    const std::vector<int> last{life.queued, life.queued + 1, life.queued + 2};
-    life.queueTexts(3, 700);
-    life.pass(10'000);
-    EXPECT_EQ(life.atServer.numbers, senders == kServer ? std::vector<int>() : last);
-    EXPECT_EQ(life.atClient.numbers, senders == kClient ? std::vector<int>() : last);
+    Conversation talk(GetParam(), frame, fromServer, senders);
+    talk.queueTexts(3, 100);
+    ASSERT_TRUE(talk.pair.connects());
+    talk.queueTexts(kTexts, 700);
+    talk.pass(kRecoverySeconds * 1000);
+    EXPECT_NE(talk.struck, "");
+    EXPECT_EQ(talk.connections, GetParam().ends ? 2 : 1);
+    EXPECT_TRUE(talk.pair.connected());
+    check(talk, fromServer, true);
+    check(talk, fromServer, false);
+    talk.atServer = talk.atClient = {};
+    const std::vector<int> last{talk.queued, talk.queued + 1, talk.queued + 2};
+    talk.queueTexts(3, 700);
+    talk.pass(10'000);
+    EXPECT_EQ(talk.atServer.numbers, senders == kServer ? std::vector<int>() : last);
+    EXPECT_EQ(talk.atClient.numbers, senders == kClient ? std::vector<int>() : last);
   }
   EXPECT_TRUE(doubled);
 }
@@ -137,16 +137,17 @@ TEST_P(StruckFrames, LoseAndDoubleWhatTheyMayAndNothingElse) {
 INSTANTIATE_TEST_SUITE_P(
     Each, StruckFrames,
     testing::Values(
-        Kind{"Lost", [](std::uint64_t frame) { return losing({frame}); }, false, false, false},
-        Kind{"Doubled", [](std::uint64_t frame) { return doubling({frame}); }, true, false, false},
-        Kind{"Corrupted", [](std::uint64_t frame) { return corrupting({frame}); }, false, false, false},
-        Kind{"FollowedByTheFirst", [](std::uint64_t frame) { return repeatingFirst({frame}); }, true, true,
-             false},
-        Kind{"CutOffAndClosed",
-             [](std::uint64_t frame) { return truncating(frame, 9, Piece::Ending::Orderly); }, false, false,
-             true},
-        Kind{"CutOffAndReset", [](std::uint64_t frame) { return truncating(frame, 9, Piece::Ending::Reset); },
-             false, false, true}),
+        Strike{"Lost", [](std::uint64_t frame) { return losing({frame}); }, false, false, false},
+        Strike{"Doubled", [](std::uint64_t frame) { return doubling({frame}); }, true, false, false},
+        Strike{"Corrupted", [](std::uint64_t frame) { return corrupting({frame}); }, false, false, false},
+        Strike{"FollowedByTheFirst", [](std::uint64_t frame) { return repeatingFirst({frame}); }, true, true,
+               false},
+        Strike{"CutOffAndClosed",
+               [](std::uint64_t frame) { return truncating(frame, 9, Piece::Ending::Orderly); }, false, false,
+               true},
+        Strike{"CutOffAndReset",
+               [](std::uint64_t frame) { return truncating(frame, 9, Piece::Ending::Reset); }, false, false,
+               true}),
     [](const auto& row) { return row.param.name; });
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Two engines on the simulated network: one text's road, byte for byte and trace for trace.
+// Two engines on the simulated network carry a text: every byte and every trace on its way.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -17,7 +17,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// What each side puts on the wire from now on, with the side's initial in front.
+// Keeps each send from now on, after the initial of its side.
 void tap(World& world, std::vector<std::string>& sent) {
   world.network().onConnection = [&sent](Connection& connection) {
     connection.caller.tamper = [&sent](std::string_view bytes) {

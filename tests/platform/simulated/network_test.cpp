@@ -1,4 +1,4 @@
-// The simulated network and clock by themselves: what arrives, when, and how it ends.
+// The simulated network, clock and files alone: which bytes arrive, when, and how connections end.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -16,7 +16,7 @@ namespace {
 
 using testing::ElementsAre;
 
-// A caller and a listener on one port. What the listener has read, by the moment of its arrival: "0:ab 40:c".
+// A caller and a listener on one port. Shows received bytes behind the time of their arrival: "0:ab 40:c".
 class NetworkTest : public testing::Test {
  protected:
   void join() {
@@ -45,7 +45,7 @@ class NetworkTest : public testing::Test {
   Milliseconds start = 0;
 };
 
-struct Way {
+struct Transmission {
   const char* name;
   Conditions conditions;
   Tamper tamper;
@@ -53,9 +53,9 @@ struct Way {
   int ending;
 };
 
-class Ways : public NetworkTest, public testing::WithParamInterface<Way> {};
+class Transmissions : public NetworkTest, public testing::WithParamInterface<Transmission> {};
 
-TEST_P(Ways, BringWhatWasSentAtItsTime) {
+TEST_P(Transmissions, DeliverBytesAtTheirTimes) {
   world.network().callerConditions = GetParam().conditions;
   join();
   caller.end()->tamper = GetParam().tamper;
@@ -67,27 +67,28 @@ TEST_P(Ways, BringWhatWasSentAtItsTime) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Of, Ways,
-    testing::Values(Way{"Directness", {}, {}, "0:abcdef 100:ghi", -1},
-                    Way{"Delay", {.delay = 150}, {}, "150:abcdef 250:ghi", -1},
-                    Way{"Joining", {.quantum = 400}, {}, "100:abcdefghi", -1},
-                    Way{"AReluctantSystem", {.takenAtOnce = 2}, {}, "0:ab 50:cd 100:ef 150:gh 200:i", -1},
-                    Way{"Loss", {}, losing({2}), "0:abc 100:ghi", -1},
-                    Way{"Doubling", {}, doubling({1, 3}), "0:abcabcdef 100:ghighi", -1},
-                    Way{"Corruption", {}, corrupting({1}), "0:accdef 100:ghi", -1},
-                    Way{"Repetition", {}, repeatingFirst({3}), "0:abcdef 100:ghiabc", -1},
-                    Way{"Cutting", {}, cuttingAt(1, 50), "0:a 50:bcdef 100:g 150:hi", -1},
-                    Way{"Dripping", {}, dripping(40), "0:a 40:b 80:cdef 100:g 140:h 180:i", -1},
-                    Way{"Truncation", {}, truncating(2, 1, Piece::Ending::Orderly), "0:abcd", 0},
-                    Way{"Resetting", {}, truncating(2, 3, Piece::Ending::Reset), "", 10054},
-                    Way{"AChain",
-                        {},
-                        inTurn({doubling({2}), losing({1}), cuttingAt(2, 30)}),
-                        "0:de 30:fdef 100:gh 130:i",
-                        -1}),
+    Of, Transmissions,
+    testing::Values(Transmission{"Directness", {}, {}, "0:abcdef 100:ghi", -1},
+                    Transmission{"Delay", {.delay = 150}, {}, "150:abcdef 250:ghi", -1},
+                    Transmission{"Joining", {.quantum = 400}, {}, "100:abcdefghi", -1},
+                    Transmission{
+                        "AReluctantSystem", {.takenAtOnce = 2}, {}, "0:ab 50:cd 100:ef 150:gh 200:i", -1},
+                    Transmission{"Loss", {}, losing({2}), "0:abc 100:ghi", -1},
+                    Transmission{"Doubling", {}, doubling({1, 3}), "0:abcabcdef 100:ghighi", -1},
+                    Transmission{"Corruption", {}, corrupting({1}), "0:accdef 100:ghi", -1},
+                    Transmission{"Repetition", {}, repeatingFirst({3}), "0:abcdef 100:ghiabc", -1},
+                    Transmission{"Cutting", {}, cuttingAt(1, 50), "0:a 50:bcdef 100:g 150:hi", -1},
+                    Transmission{"Dripping", {}, dripping(40), "0:a 40:b 80:cdef 100:g 140:h 180:i", -1},
+                    Transmission{"Truncation", {}, truncating(2, 1, Piece::Ending::Orderly), "0:abcd", 0},
+                    Transmission{"Resetting", {}, truncating(2, 3, Piece::Ending::Reset), "", 10054},
+                    Transmission{"AChain",
+                                 {},
+                                 inTurn({doubling({2}), losing({1}), cuttingAt(2, 30)}),
+                                 "0:de 30:fdef 100:gh 130:i",
+                                 -1}),
     [](const auto& row) { return row.param.name; });
 
-TEST_F(NetworkTest, WhatIsHeldArrivesWhenItIsReleased) {
+TEST_F(NetworkTest, HeldBytesArriveAtTheRelease) {
   join();
   connection().caller.hold();
   caller.send("abc");
@@ -97,12 +98,11 @@ TEST_F(NetworkTest, WhatIsHeldArrivesWhenItIsReleased) {
   EXPECT_EQ(listener.ending(), 0);
 }
 
-TEST_F(NetworkTest, AHalfOpenConnectionIsNoticedByWhoeverSendsAndCanHear) {
+TEST_F(NetworkTest, AHalfOpenConnectionResetsASenderThatCanReceive) {
   for (const bool held : {true, false}) {
     join();
     if (held) connection().caller.hold();
-    connection().called.cut(
-        kConnectionReset);  // the caller learns of an end that the listener knows nothing of
+    connection().called.cut(kConnectionReset);  // reset for the caller only
     world.run(1);
     EXPECT_EQ(caller.ending(), kConnectionReset);
     EXPECT_TRUE(listener.connected());
@@ -124,11 +124,11 @@ TEST_F(NetworkTest, BytesForAClosedEndAreAnsweredWithAReset) {
   EXPECT_EQ(listener.ending(), kConnectionReset);
 }
 
-TEST_F(NetworkTest, CallsMeetTheFateThatIsChosen) {
+TEST_F(NetworkTest, CallsHaveTheChosenOutcome) {
   const struct {
     const char* name;
     CallFate fate;
-    std::int64_t secondsBefore, secondsAfter;  // nothing yet, then the outcome
+    std::int64_t secondsBefore, secondsAfter;  // without and with the outcome
     int ending, connections;
   } rows[] = {{"refused", {10061, 0, false}, 0, 1, 10061, 0},
               {"unreachable after a while", {10065, 20'000, false}, 19, 21, 10065, 0},
@@ -164,8 +164,7 @@ TEST_F(NetworkTest, MachinesHaveTheirOwnPorts) {
   }
 }
 
-// A peer that never reads slows its sender down and loses nothing.
-TEST_F(NetworkTest, AFullWindowHoldsBackTheRest) {
+TEST_F(NetworkTest, AFullWindowMakesBytesWaitAtTheSender) {
   world.network().callerConditions.window = 1000;
   join();
   listener.setReading(false);
@@ -188,8 +187,8 @@ struct Accepts final : SocketEvents {
   std::vector<std::int16_t> codes;
 };
 
-// Each is told anew after a pause; who calls meanwhile waits behind.
-TEST_F(NetworkTest, CallersForWhomThereIsNoDescriptorAreTriedAgain) {
+// They are tried again after a pause; later callers wait behind them.
+TEST_F(NetworkTest, CallersWithoutADescriptorAreAcceptedLater) {
   Host& host = world.addHost();
   Accepts accepts;
   const auto socket = host.sockets.create(SocketArray::ServerSocket, 1, accepts);
@@ -206,7 +205,7 @@ TEST_F(NetworkTest, CallersForWhomThereIsNoDescriptorAreTriedAgain) {
   EXPECT_THAT(accepts.codes, ElementsAre(10024, 10024, 10024, 0, 0));
 }
 
-TEST(VirtualTimes, DoNotStandStill) {
+TEST(VirtualTimes, ThrowAtAMillionTasksOfOneMillisecond) {
   VirtualTime time;
   int tasks = 0;
   std::function<void()> another = [&] { time.at(++tasks == 900'000 ? 1 : 0, another); };
@@ -215,7 +214,7 @@ TEST(VirtualTimes, DoNotStandStill) {
   EXPECT_EQ(time.now(), 1);
 }
 
-TEST(VirtualClocks, CanBeTamperedWith) {
+TEST(VirtualClocks, ShowEachDisturbance) {
   VirtualTime time;
   VirtualClock clock(time, {1000});
   const auto reads = [&](Milliseconds after) {
@@ -243,7 +242,7 @@ TEST(VirtualClocks, CanBeTamperedWith) {
   EXPECT_EQ(clock.utcOffset({2000}), 3600);
 }
 
-TEST(MemoryFiles, DropWhatTheDiskDoesNotTake) {
+TEST(MemoryFiles, DropLinesThatTheDiskRefuses) {
   Disk disk;
   MemoryFile file(disk);
   EXPECT_THROW(file.create(std::string("a\0b", 3)), Failure);
@@ -262,8 +261,7 @@ TEST(MemoryFiles, DropWhatTheDiskDoesNotTake) {
   EXPECT_EQ(file.files.at("old"), "fourfive");
 }
 
-// The peers' own reading of the wire must agree with their own writing.
-TEST(WireFormat, ReadsWhatItWrites) {
+TEST(WireFormat, ReadsItsOwnFrames) {
   const std::string message = wire::message(5, {"HELLO", "9CMD", "9."});
   EXPECT_EQ(message, "0000053|HELLO|9CMD|9.|");
   EXPECT_EQ(wire::frame(message),

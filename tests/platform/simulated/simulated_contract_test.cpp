@@ -34,7 +34,7 @@ class SimulatedHarness : public Harness {
   std::string contentOf(const std::string& name) override { return host_.log.files.at(name); }
   bool runUntil(const std::function<bool()>& holds) override { return world_.runUntil(holds, 20); }
   std::int32_t freePort() override { return world_.network().freePort(1); }
-  // The connection stands, as a system sees to without the process that listens.
+  // The system connects without the process that listens: that stalls meanwhile.
   std::unique_ptr<Peer> call(std::int32_t port) override {
     ScriptedPeer& peer = world_.addPeer();
     peer.call(port);
