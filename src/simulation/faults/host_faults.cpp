@@ -17,6 +17,20 @@ bool stall(FaultPlan& plan) {
   return true;
 }
 
+void turnRarely(FaultPlan& plan, Loop& loop, Milliseconds left) {
+  const Milliseconds by = plan.random.between(1, 5 * kSecond);
+  loop.stall(by);
+  if (left > by) plan.later(by + 1, [&plan, &loop, left, by] { turnRarely(plan, loop, left - by); });
+}
+
+// The host is busy: for up to 10 minutes its loop turns only every few seconds, so that the events and the
+// tick of that time arrive in one burst.
+bool keepBusy(FaultPlan& plan) {
+  Loop& loop = plan.anyHost().loop;
+  turnRarely(plan, loop, plan.duration(10 * kSecond, 10 * kMinute));
+  return true;
+}
+
 // Ticks up to 5 seconds apart. Where the fault is heavy, a host goes from one such pace to the next.
 bool changePace(FaultPlan& plan) {
   SimulatedTimer& timer = plan.anyHost().timer;
@@ -128,6 +142,7 @@ constexpr Fault kFaults[] = {
     {.name = "deaf", .times = {60 * kMinute, stopPolling}},
     {.name = "burst", .generation = 2, .times = {720 * kMinute, overflowQueue}},
     {.name = "add", .generation = 2, .times = {240 * kMinute, addLink}},
+    {.name = "busy", .generation = 5, .times = {120 * kMinute, keepBusy}},
 };
 
 }  // namespace
