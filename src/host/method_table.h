@@ -116,24 +116,29 @@ constexpr Method row() {
           SignatureOf<method>::template call<method>};
 }
 
+// One word gives identifier, function and name of a row, so that the three cannot differ.
+#define QUARNEX_METHOD(method, ...) \
+  row<DispatchId::method, &QuarnSocket::method, #method __VA_OPT__(, ) __VA_ARGS__>()
+
 inline constexpr Method kTable[] = {
-    row<DispatchId::Add, &QuarnSocket::Add, "Add", "Tipo", "IdQUARN", "ConnessioneClient", "UsaTcp">(),
-    row<DispatchId::GetMessaggioArrivato, &QuarnSocket::GetMessaggioArrivato, "GetMessaggioArrivato",
-        "IdxQuarn">(),
-    row<DispatchId::ProntoPerUscire, &QuarnSocket::ProntoPerUscire, "ProntoPerUscire">(),
-    row<DispatchId::Invia, &QuarnSocket::Invia, "Invia", "IdxQuarn", "s">(),
-    row<DispatchId::Apri, &QuarnSocket::Apri, "Apri", "IdxQuarn">(),
-    row<DispatchId::Chiudi, &QuarnSocket::Chiudi, "Chiudi", "IdxQuarn">(),
-    row<DispatchId::Init, &QuarnSocket::Init, "Init", "s">(),
-    row<DispatchId::Uscita, &QuarnSocket::Uscita, "Uscita">(),
-    row<DispatchId::MessaggioArrivato, &QuarnSocket::MessaggioArrivato, "MessaggioArrivato", "IdxQuarn">(),
-    row<DispatchId::GetDebug, &QuarnSocket::GetDebug, "GetDebug", "IdxQuarn">(),
-    row<DispatchId::AttivaDebug, &QuarnSocket::AttivaDebug, "AttivaDebug", "IdxQuarn">(),
-    row<DispatchId::DisattivaDebug, &QuarnSocket::DisattivaDebug, "DisattivaDebug", "IdxQuarn">(),
-    row<DispatchId::AttivaLog, &QuarnSocket::AttivaLog, "AttivaLog">(),
-    row<DispatchId::DisattivaLog, &QuarnSocket::DisattivaLog, "DisattivaLog", "IdxQuarn">(),
-    row<DispatchId::Connesso, &QuarnSocket::Connesso, "Connesso", "IdxQuarn">(),
+    QUARNEX_METHOD(Add, "Tipo", "IdQUARN", "ConnessioneClient", "UsaTcp"),
+    QUARNEX_METHOD(GetMessaggioArrivato, "IdxQuarn"),
+    QUARNEX_METHOD(ProntoPerUscire),
+    QUARNEX_METHOD(Invia, "IdxQuarn", "s"),
+    QUARNEX_METHOD(Apri, "IdxQuarn"),
+    QUARNEX_METHOD(Chiudi, "IdxQuarn"),
+    QUARNEX_METHOD(Init, "s"),
+    QUARNEX_METHOD(Uscita),
+    QUARNEX_METHOD(MessaggioArrivato, "IdxQuarn"),
+    QUARNEX_METHOD(GetDebug, "IdxQuarn"),
+    QUARNEX_METHOD(AttivaDebug, "IdxQuarn"),
+    QUARNEX_METHOD(DisattivaDebug, "IdxQuarn"),
+    QUARNEX_METHOD(AttivaLog),
+    QUARNEX_METHOD(DisattivaLog, "IdxQuarn"),
+    QUARNEX_METHOD(Connesso, "IdxQuarn"),
 };
+
+#undef QUARNEX_METHOD
 
 constexpr bool inOrder(std::span<const Method> table) {
   auto next = static_cast<std::int32_t>(DispatchId::Add);
