@@ -116,12 +116,6 @@ PosixSocket::~PosixSocket() {
   sockets_.forget(*this);
 }
 
-void PosixSocket::operator delete(PosixSocket* socket, std::destroying_delete_t) {
-  PosixSockets& sockets = socket->sockets_;
-  socket->~PosixSocket();
-  sockets.freeInstance(socket);
-}
-
 void PosixSocket::setLocalAddress(std::string_view dottedText) {
   localAddress_.s_addr = INADDR_ANY;
   localAddressValid_ =

@@ -4,14 +4,12 @@
 #include <netinet/in.h>
 
 #include <cstdint>
-#include <new>
 #include <string>
 #include <string_view>
 
 #include "platform/posix/descriptor.h"
 #include "platform/posix/reactor.h"
 #include "services/byte_queue.h"
-#include "services/prefetch.h"
 #include "services/socket_service.h"
 
 namespace quarnex {
@@ -21,15 +19,13 @@ class PosixSockets;
 /// Holds a descriptor from listen, connect or attach until the close. An idle instance costs its own size and
 /// a slot of the reactor; it takes memory for output only while the system's send buffer is full. Accepts
 /// dotted addresses only: connect and listen fail with 10049 for any other host.
-class alignas(kCacheLine) PosixSocket final : public SocketInstance, private Watcher {
+class PosixSocket final : public SocketInstance, private Watcher {
  public:
   PosixSocket(PosixSockets& sockets, SocketArray array, std::int16_t index, SocketEvents& events)
       : sockets_(sockets), events_(events), index_(index), array_(array) {}
   ~PosixSocket() override;
   PosixSocket(const PosixSocket&) = delete;
   PosixSocket& operator=(const PosixSocket&) = delete;
-  /// Returns the memory to the pool of the service.
-  static void operator delete(PosixSocket* socket, std::destroying_delete_t);
 
   std::int32_t state() override { return state_; }
   std::string statusText() override { return std::string(statusTextOf(state_)); }

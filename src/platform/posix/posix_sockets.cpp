@@ -9,26 +9,13 @@
 #include "platform/posix/posix_socket.h"
 
 namespace quarnex {
-namespace {
-constexpr std::size_t kInstancesPerChunkMax = 256;  // the pool may keep as much memory unused
-}  // namespace
 
 PosixSockets::PosixSockets(Reactor& reactor)
-    : reactor_(reactor),
-      instances_({kInstancesPerChunkMax, sizeof(PosixSocket)}),
-      buffer_(std::make_unique<char[]>(kFetchBytesMax)) {}
+    : reactor_(reactor), buffer_(std::make_unique<char[]>(kFetchBytesMax)) {}
 
 std::unique_ptr<SocketInstance> PosixSockets::create(SocketArray array, std::int16_t index,
                                                      SocketEvents& events) {
-  return std::unique_ptr<SocketInstance>(new (allocateInstance()) PosixSocket(*this, array, index, events));
-}
-
-void* PosixSockets::allocateInstance() {
-  return instances_.allocate(sizeof(PosixSocket), alignof(PosixSocket));
-}
-
-void PosixSockets::freeInstance(void* memory) {
-  instances_.deallocate(memory, sizeof(PosixSocket), alignof(PosixSocket));
+  return std::make_unique<PosixSocket>(*this, array, index, events);
 }
 
 std::int32_t PosixSockets::offer(Caller caller) {

@@ -1,11 +1,9 @@
-// Creates socket instances and owns the resources that they share: memory pool, receive buffer, the caller on
-// offer.
+// Creates socket instances and owns the resources that they share: receive buffer, the caller on offer.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <memory_resource>
 #include <string>
 #include <string_view>
 
@@ -24,10 +22,6 @@ class PosixSockets final : public SocketService {
                                          SocketEvents& events) override;
 
   Reactor& reactor() { return reactor_; }
-
-  /// Returns memory for one instance. Instances lie close together, because a tick visits all of them.
-  void* allocateInstance();
-  void freeInstance(void* memory);
 
   /// An incoming connection and its caller's address.
   struct Caller {
@@ -52,7 +46,6 @@ class PosixSockets final : public SocketService {
 
  private:
   Reactor& reactor_;
-  std::pmr::unsynchronized_pool_resource instances_;
   Caller offered_;
   std::unique_ptr<char[]> buffer_;
   std::size_t size_ = 0;                      // bytes of the buffer that belong to `receiver_`
