@@ -13,8 +13,7 @@
 namespace quarnex {
 namespace {
 
-// With thousands of links the processor's caches hold nothing from the tick before, so records are prefetched
-// this many links ahead, and their sockets half as many.
+// Records are prefetched this many links ahead of the visit, their sockets half as many.
 constexpr int kLinksAhead = 24;
 
 void fetchAhead(Library& library, int link) {
