@@ -1,4 +1,5 @@
-// Parses event reports, the library's own texts among those that `GetMessaggioArrivato` returns.
+// Parses event reports, the texts that the library itself adds to those of the peer in a link's inbound
+// queue.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +19,7 @@ enum EventCode : std::int16_t {
   kDisconnectedReport = 702,
   kFailureBegunReport = 991,  ///< first failure of a period
   kFailureEndedReport = 992,  ///< first message after 991
-  kErrorNoticeReport = 993    ///< an error of the link, in words
+  kErrorNoticeReport = 993    ///< the link ended with an error, or its close is complete
 };
 
 /// One report, taken apart.
@@ -31,8 +32,9 @@ struct EventReport {
   std::int16_t hour = 0, minute = 0, second = 0, day = 1, month = 1, year = 1970;
 };
 
-/// Takes apart a text such as "X000E0701[#I5#$TABC$$S127.0.0.1:20105$]09300518112026". Nothing if `text` is
-/// not a whole, well-formed report of one of the codes above; a peer can send a text that is one.
+/// Takes apart a text such as "X000E0701[#I5#$TABC$$S127.0.0.1:20105$]09300518112026". Returns nothing if
+/// `text` is not a complete, well-formed report with one of the codes above. A peer can send a text in the
+/// form of a report, and nothing distinguishes the two.
 ///
 /// Example:
 ///

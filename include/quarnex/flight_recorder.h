@@ -17,9 +17,8 @@ namespace quarnex {
 /// replaces them; the recording cannot be replayed beyond that mark.
 ///
 /// The file contains every tick, every host call, all texts sent and received, and all traces, even if no
-/// sink for traces is open. If the host polls after each turn of the loop, it grows by about 48 MB a day for
-/// one idle link and by about 3.6 GB a day for 100. If the file is renamed or removed, the recorder keeps
-/// writing to it and leaves a new file at `path` untouched.
+/// sink for traces is open. It grows without limit; docs/operations.md lists how fast. If the file is renamed
+/// or removed, the recorder keeps writing to it and leaves a new file at `path` untouched.
 ///
 /// Throws `Failure` 5 if the library is already in use. If the file cannot be created, throws 76 (path not
 /// found), 70 (permission denied), 61 (disk full) or 75 (any other cause).
@@ -30,7 +29,7 @@ namespace quarnex {
 /// `quarn replay FILE` replays the recording, `quarn replay --print FILE` prints it.
 QUARNEX_API void recordFlight(const std::filesystem::path& path);
 
-/// Number of bytes dropped from the recording so far because the disk was full or too slow. A drop shows
+/// Number of bytes dropped from the recording so far because the disk was full or too slow; a drop is counted
 /// within a second. 0 if the recording is complete, or if there is none.
 QUARNEX_API std::uint64_t flightBytesMissing();
 

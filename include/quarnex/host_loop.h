@@ -8,17 +8,18 @@
 namespace quarnex {
 
 /// The loop of the process's own library. Ticks, socket events and log writing happen inside `turn`, on the
-/// calling thread; nothing happens while nobody calls it. Instances are cheap and stand for the same loop.
+/// calling thread, and at no other time. All instances refer to the same loop and cost nothing.
 class QUARNEX_API HostLoop {
  public:
-  /// Waits until something is due, at most `maxWait` (0 = not at all, negative = no limit), runs what is due
-  /// and returns. Data that arrives is not "due": it is looked at on ticks, five times a second. Do not call
-  /// it from inside itself. Throws `Failure` if the system refuses the loop's descriptors.
+  /// Waits until a tick or a socket event is due, at most `maxWait` (0 = not at all, negative = no limit),
+  /// runs everything that is due and returns. Arriving data does not end the wait: the library examines it on
+  /// ticks, every `kTickMilliseconds`. Do not call `turn` from inside a turn. Throws `Failure` 10024 if no
+  /// descriptors are left for the loop, which the first call in a process creates; a later call tries again.
   void turn(std::chrono::milliseconds maxWait);
 
-  /// A descriptor that becomes readable when there is something to do, for a loop of the host's own (poll,
-  /// GLib, Qt, Asio, asyncio): wait for it together with everything else and then call `turn(0ms)`. It
-  /// belongs to the library.
+  /// A descriptor that becomes readable when a turn has work to do, for a loop of the host's own (poll, GLib,
+  /// Qt, Asio, asyncio): wait for it together with the host's descriptors, then call `turn(0ms)`. The library
+  /// owns the descriptor. Throws like `turn`.
   ///
   ///     pollfd waited[] = {{loop.fd(), POLLIN, 0}, {mine, POLLIN, 0}};
   ///     poll(waited, 2, -1);

@@ -65,12 +65,13 @@ struct LinkSnapshot {
   bool tcp = false;
   LinkPhase phase = LinkPhase::Closed;
   std::int16_t subState = 0;  ///< of the exchange: 0 reset, 1 ready, 2 waiting for an answer, 3 idle
-  bool closing = false;       ///< the host has closed the link and its peer has not yet
+  bool closing = false;       ///< the host has closed the link, but the peer has not hung up yet
   /// "127.0.0.1:20308": the peer's address, and the port of the server side, which is the peer's on a client
-  /// link and our own on a server link. "Buffer" without TCP, "" if it cannot be told.
+  /// link and our own on a server link. "Buffer" without TCP, "" if it cannot be read.
   std::string endpoint;
-  std::int32_t port = 0;   ///< the port in `endpoint`, 0 if there is none
-  std::int64_t since = 0;  ///< begin of this connection, or of the time without one; failed attempts leave it
+  std::int32_t port = 0;  ///< the port in `endpoint`, 0 if there is none
+  /// Time of the last change between connected, disconnected and closed; failed attempts do not change it.
+  std::int64_t since = 0;
   bool messageReceived = false;  ///< while connected: a message has arrived on this connection
   bool overdue = false;          ///< while connected: messages have arrived, but the next one is overdue
   std::optional<std::int64_t> deadline;           ///< of the phase: acted on in the first second after it
@@ -80,16 +81,16 @@ struct LinkSnapshot {
   int inbound = 0;                                ///< items that the host has not taken
   int captured = 0;                               ///< trace texts that the host has not taken
   bool batchInFlight = false;                     ///< a batch waits for its acknowledgement
-  bool reportedDown = false;                      ///< 109 was reported and no answer since
+  bool reportedDown = false;                      ///< 109 was reported, and no message arrived since
   std::int16_t failures = 0;                      ///< counted towards the next 109
   std::optional<LinkFailure> lastFailure;  ///< why the link went down last; none before the first failure
   std::string lastError;  ///< text of the last error notice that had a code, until the link begins anew
-  std::uint64_t textsSent = 0, textsReceived = 0;  ///< the hosts' own, without the words of the exchange
+  std::uint64_t textsSent = 0, textsReceived = 0;  ///< texts of the hosts, without words of the protocol
   std::uint64_t framesSent = 0, framesReceived = 0;
   std::uint64_t repetitions = 0, badChecksums = 0, reconnections = 0;
 
-  /// One sentence for people that says how the link stands and, where it is down, why: what failed last, with
-  /// number and reason, in which phase, since when, and when the next attempt comes. Local time.
+  /// One sentence for people: the state of the link since when and, if it is down, the last failure with
+  /// number, reason and phase, and the time of the next attempt. Times of day are local time.
   std::string why;
 };
 

@@ -1,4 +1,4 @@
-// Tells the TCP port of a link from its type and identifier.
+// Returns the TCP port of a link for its type and identifier.
 #pragma once
 
 #include <cstdint>
@@ -9,8 +9,9 @@
 
 namespace quarnex {
 
-/// TCP port of a link: one fixed port for each of seven named types, else 20100 + `IdQuarn`. The sum is made
-/// first: failure 6 for an identifier above 12667, whatever the type.
+/// TCP port of a link: the fixed port of a named type, otherwise `kFirstFreePort` + `IdQuarn`. The sum is
+/// computed first, so an identifier above 12667 is failure 6 for every type. The result can lie outside the
+/// range of TCP ports if `IdQuarn` is negative.
 QUARNEX_API std::int32_t PortaPerTipo(std::string_view Tipo, std::int16_t IdQuarn);
 
 struct PortOfType {
@@ -18,7 +19,7 @@ struct PortOfType {
   std::int32_t port;
 };
 
-/// The seven named types, in the order in which they are tried.
+/// The named types. They are compared exactly.
 inline constexpr PortOfType kNamedPorts[] = {
     {"VARDO", 20303},      {"PID-TOLV", 20304}, {"PID-MIRTAN", 20305}, {"PID-TOLV-VIDEO", 20306},
     {"TOLV-VIDEO", 20307}, {"MIRTAN", 20308},   {"TOLV", 20309}};

@@ -4,24 +4,28 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
-#include "quarnex/times_and_limits.h"
 
 #include "quarnex/export.h"
+#include "quarnex/times_and_limits.h"
 
 namespace quarnex {
 
-/// The text that `Invia` takes as a command.
+/// The text that `Invia` does not send: it empties the link's outbound and inbound queues.
 constexpr std::string_view kEmptyQueuesCommand = "VUOTABUFFER";
 
+/// The effect of a text on its way to the peer's host.
 struct TextCheck {
-  std::string warning;  ///< in words, "" for a text that arrives as it stands
-  bool alone = false;   ///< it would harm others in its batch
-  bool never = false;   ///< its batch would never be accepted: not to be sent
+  std::string warning;  ///< the reason why it does not arrive unchanged, in words; "" if it does
+  bool alone = false;   ///< it would damage other texts of its batch: queue it alone
+  bool never = false;   ///< the peer would never accept its batch, so do not send it
 };
 
+/// Predicts the effect of `text` (any bytes, any length) over TCP if it is sent in a batch of its own.
+/// Depends on the text alone. Throws only if memory runs out.
 QUARNEX_API TextCheck checkText(std::string_view text);
 
-/// Length of the message that carries `texts` texts of `bytes` bytes in all, and of the longest that is read.
+/// Length in characters of the message that carries `texts` texts of `bytes` bytes in all. The peer accepts
+/// messages of at most `kMessageLengthMax` characters.
 constexpr std::size_t messageLength(std::size_t texts, std::size_t bytes) {
   constexpr std::string_view kHeader = "0000053", kTail = "|9CMD|9.|";
   return kHeader.size() + texts + bytes + kTail.size();
