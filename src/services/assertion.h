@@ -1,9 +1,9 @@
 // Stops the process where the library's own code has broken an assumption of another part of it.
 #pragma once
 
-/// States what only a bug of this library can break; hosts, peers and systems never can. In test, simulation
-/// and fuzz builds (CMake option QUARNEX_ASSERTIONS) a violation prints the condition with its place and
-/// aborts. In other builds the condition is compiled and never evaluated, so it costs nothing.
+/// States an assumption that only a bug of this library can break; hosts, peers and systems never can. In
+/// test, simulation and fuzz builds (CMake option QUARNEX_ASSERTIONS) a violation prints the condition with
+/// its place and aborts. In other builds the condition is compiled and never evaluated, so it costs nothing.
 #ifdef QUARNEX_ASSERTIONS
 #define QUARNEX_ASSERT(condition) \
   ((condition) ? static_cast<void>(0) : ::quarnex::assertionFailed(#condition, __FILE__, __LINE__))

@@ -44,10 +44,10 @@ void ByteChunks::appendWhole(std::string_view head, std::string_view tail) {
   list_.back().append(head).append(tail);
 }
 
-// What is gone makes room first, if it is more than what is left: a queue that never empties stays small. A
-// chunk grows by doubling, as texts do, but from the half on it takes what it may fill and no more: room of
-// twice as much would be mapped for itself, and its return costs the system milliseconds when there are many.
-// Afterwards `count` bytes fit without any more memory.
+// Ensures that `count` bytes fit without an allocation. First removes consumed bytes if they are more than
+// half of the chunk, so that a queue that never empties stays small. A chunk grows by doubling; above half of
+// its maximum it grows to the maximum at once. A larger block would be mapped on its own, and unmapping many
+// of them costs the system milliseconds.
 void ByteChunks::makeRoom(std::size_t count) {
   std::string& last = list_.back();
   if (last.size() + count <= last.capacity()) return;

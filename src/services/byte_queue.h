@@ -1,4 +1,4 @@
-// Bytes that wait: appended at the back, consumed at the front, hardly ever moved in between.
+// Queues bytes: appends them at the back, consumes them at the front, and rarely moves them in between.
 #pragma once
 
 #include <cstddef>
@@ -10,23 +10,25 @@
 
 namespace quarnex {
 
-/// Bytes of memory that an emptied queue or text keeps for its next use; it gives back more.
+/// Bytes of memory that an emptied queue or text may keep for its next use; a larger one frees its memory.
 constexpr std::size_t kKeptCapacityMax = 4096;
 
-/// Bytes in chunks of at most 64 KiB, unless bytes that must stand together need more. Appending and
-/// consuming are linear in the bytes named, however long the backlog.
+/// Bytes in chunks of at most 64 KiB; a chunk is larger only if `appendWhole` needs it. Appending and
+/// consuming take time linear in the number of bytes appended or consumed, however many are queued.
 class ByteChunks {
  public:
   bool empty() const { return list_.empty() || consumed_ == list_.front().size(); }
   std::size_t size() const;
-  /// Of memory, filled or not.
+  /// Bytes of allocated memory, used or not.
   std::size_t bytesHeld() const;
   void append(std::string_view bytes);
-  /// Appends `head` and `tail` so that they stand together in memory; without memory for both, neither.
+  /// Appends `head` and `tail` next to each other in memory, all or nothing.
   void appendWhole(std::string_view head, std::string_view tail);
-  /// The first bytes that stand together in memory, of which there must be some. Valid until the next change.
+  /// The oldest bytes, as far as they lie in one chunk. Requires that there are any. Valid until the next
+  /// change.
   std::string_view front() const;
-  /// Removes the first `count` bytes of `front()`. The memory of the last chunk is kept if that is little.
+  /// Removes the first `count` bytes of `front()`. Keeps the memory of the last chunk up to
+  /// `kKeptCapacityMax`.
   void consume(std::size_t count);
   /// Calls `visit` with each chunk's bytes, oldest first, as long as it returns true.
   template <class Visit>
@@ -42,7 +44,7 @@ class ByteChunks {
   void makeRoom(std::size_t count);
 
   std::list<std::string> list_;
-  std::size_t consumed_ = 0;  // bytes of the first chunk that are gone
+  std::size_t consumed_ = 0;  // bytes of the first chunk that are consumed already
 };
 
 /// A queue of bytes that is one null pointer while it is empty.
@@ -58,7 +60,7 @@ class ByteQueue {
     first->append(bytes);
     chunks_ = std::move(first);
   }
-  /// The first bytes that stand together in memory; not empty unless the queue is. Valid until the next
+  /// The oldest bytes, as far as they lie in one chunk; empty only if the queue is. Valid until the next
   /// change.
   std::string_view front() const { return empty() ? std::string_view() : chunks_->front(); }
   void consume(std::size_t count) {

@@ -1,5 +1,5 @@
-// Passes every call and every event of a set of services through one function, for wrappers such as
-// recorders.
+// Base of wrappers around services, such as recorders: passes every call and every event through one
+// function.
 #pragma once
 
 #include <cstddef>
@@ -16,9 +16,9 @@ namespace quarnex {
 
 /// A socket instance whose 19 operations are all calls of `policy.around(call, operate)`.
 ///
-/// `operate(target)` carries the call out on `target`, which is a `SocketInstance` or has the same methods,
-/// and returns its result. The policy may run it on the wrapped instance, on a model, on both, several times
-/// or not at all, and returns (or throws) what the caller gets. Everything is resolved at compile time.
+/// `operate(target)` performs the call on `target`, which is a `SocketInstance` or has the same methods, and
+/// returns its result. The policy may run it on the wrapped instance, on a model, on both, several times or
+/// not at all. The caller gets the policy's result or exception. Everything is resolved at compile time.
 template <class Policy>
 class InterceptedSocket final : public SocketInstance {
  public:
@@ -98,8 +98,8 @@ class InterceptedSocket final : public SocketInstance {
   SocketId id_;
 };
 
-/// A set of services round another one. Every call on it, every event and every tick passes through a member
-/// template of `Derived`, which hides the one here that only passes it on:
+/// A set of services that wraps another one. Every call, event and tick passes through a member template of
+/// `Derived`. Each template that `Derived` does not define is inherited and changes nothing:
 ///
 ///     class Counted final : public Interceptor<Counted, CountedSocket> {
 ///      public:
@@ -112,11 +112,11 @@ class InterceptedSocket final : public SocketInstance {
 ///       std::uint64_t calls = 0;
 ///     };
 ///
-/// `SocketPolicy` treats the calls on one socket instance (see `InterceptedSocket`). It is constructed from
-/// the `Derived` and has a pointer `inner` to the wrapped instance, which `create` fills.
+/// `SocketPolicy` handles the calls on one socket instance (see `InterceptedSocket`). It is constructed from
+/// the `Derived` and has a pointer `inner` to the wrapped instance, which `create` sets.
 ///
 /// The inner services outlive the interceptor, which outlives its user. All instances report their events to
-/// the receiver that the latest `create` named.
+/// the receiver passed to the latest `create`.
 template <class Derived, class SocketPolicy>
 class Interceptor : public SocketService,
                     public TimerService,
@@ -130,27 +130,27 @@ class Interceptor : public SocketService,
 
   Services services() { return {*this, *this, *this, *this}; }
 
-  /// Treats a call of an operation that is not on a socket instance: `create` and those of timer, clock and
-  /// file. `operate()` carries it out and returns its result (nothing for `create`).
+  /// Handles a call that is not on a socket instance: `create`, and every call of timer, clock and file.
+  /// `operate()` performs it and returns its result (nothing for `create`).
   template <class Operate>
   auto around(const ServiceCall& /*call*/, const Operate& operate) {
     return operate();
   }
-  /// Treats an event; `pass()` delivers it.
+  /// Handles an event; `pass()` delivers it.
   template <class Pass>
   void deliver(const SocketEvent& /*event*/, const Pass& pass) {
     pass();
   }
-  /// Treats a tick; `pass()` delivers it.
+  /// Handles a tick; `pass()` delivers it.
   template <class Pass>
   void tick(const Pass& pass) {
     pass();
   }
-  /// Makes the instance that `SocketPolicy::inner` is to point to.
+  /// Creates the instance for `SocketPolicy::inner`.
   auto makeInner(SocketId id, SocketEvents& events) {
     return inner_.sockets.create(id.array, id.index, events);
   }
-  /// Hears of each new instance, after its `create` succeeded.
+  /// Called for each new instance, after its `create` succeeded.
   void created(SocketId /*id*/, SocketPolicy& /*policy*/) {}
 
  protected:

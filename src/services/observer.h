@@ -1,5 +1,5 @@
-// Who watches an engine from the side: sees host calls, their results and every trace text, and changes
-// nothing.
+// Interface of objects that watch an engine: they receive host calls, results and every trace text, and
+// change nothing.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +20,7 @@ using Value = std::variant<std::monostate, std::int16_t, bool, std::string>;
 class Observer {
  public:
   virtual ~Observer() = default;
-  /// A trace text of link `IdxQuarn` (0 = of none), whatever the sinks.
+  /// A trace text of link `IdxQuarn` (0 = of no link), even if neither the log nor the link's capture is on.
   virtual void traced(std::int16_t IdxQuarn, std::string_view text) = 0;
   /// A host call begins; it ends with `returned` or `failed`.
   virtual void called(const Method& /*method*/, std::span<const Value> /*parameters*/) {}
@@ -28,7 +28,7 @@ class Observer {
   virtual void failed(const Failure& /*failure*/) {}
 };
 
-/// Passes everything on to `next`, if there is one: the base of observers that stand in a row.
+/// Passes everything on to `next`, if it is set. Base of observers that form a chain.
 class PassingObserver : public Observer {
  public:
   void traced(std::int16_t IdxQuarn, std::string_view text) override {

@@ -49,8 +49,8 @@ enum class Operation : std::uint8_t {
   WriteLog
 };
 
-/// Kind of an operation's argument or result. The instance that `create` returns and the instant that
-/// `utcOffset` is asked about count as neither.
+/// Kind of an operation's argument or result. The result of `create` and the argument of `utcOffset` count as
+/// none.
 enum class OperandKind : std::uint8_t { None, Number, Text };
 
 struct OperationShape {

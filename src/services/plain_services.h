@@ -15,7 +15,7 @@
 
 namespace quarnex {
 
-/// A socket that connects to nobody. All fields may be changed from outside at any time.
+/// A socket without a network. The owner may change all fields at any time.
 class PlainSocket final : public SocketInstance {
  public:
   /// The properties that operations set.
@@ -40,7 +40,7 @@ class PlainSocket final : public SocketInstance {
   void prepareB() override {}
   void connect() override { become(kSocketCalling); }
   void listen() override { become(kSocketListening); }
-  /// Connected, with the remote host "", since nothing is known of the caller.
+  /// Becomes connected. The remote host becomes "", because the caller's address is unknown.
   void attach(std::int32_t /*handle*/) override;
   std::int32_t bytesWaiting() override { return reportedBytes.value_or(0); }
   void fetch() override;
@@ -49,7 +49,7 @@ class PlainSocket final : public SocketInstance {
 
   /// Sets state and status text.
   void become(SocketState state);
-  /// Takes back the settings that `operation` changes, and no others, as after its failure.
+  /// Restores the settings that `operation` has changed, and no others, as after its failure.
   void restore(Operation operation, Settings&& before);
 
   /// The variable behind `state`, `localPort` or `remotePort`.
@@ -67,16 +67,16 @@ class PlainSocket final : public SocketInstance {
     return received;
   }
 
-  /// Lets `bytes` wait for the next fetch.
+  /// Makes `bytes` wait for the next fetch.
   void arrive(std::string bytes) {
     reportedBytes = static_cast<std::int32_t>(bytes.size());
     waiting = std::move(bytes);
   }
 
-  std::optional<std::int32_t> reportedBytes;  ///< read by `bytesWaiting` until the next fetch; 0 without it
+  std::optional<std::int32_t> reportedBytes;  ///< returned by `bytesWaiting` until the next fetch; none = 0
   Settings settings;
-  std::string waiting;   ///< taken by the next fetch, whatever its length
-  std::string received;  ///< by the last fetch
+  std::string waiting;   ///< taken by the next fetch, without a limit
+  std::string received;  ///< taken by the last fetch
 };
 
 /// True if `operation` changes one of a socket's `PlainSocket::Settings`.
@@ -86,7 +86,7 @@ constexpr bool changesSettings(Operation operation) {
          operation == SetLocalPort || operation == SetRemotePort || operation == SetRemoteHost;
 }
 
-/// The four services. The timer ticks and the clock moves when the owner says so.
+/// The four services. Time stands still: the owner calls `tick` and sets `time`.
 struct PlainServices : SocketService, TimerService, WallClock, TextFile {
   Services all() { return {*this, *this, *this, *this}; }
 

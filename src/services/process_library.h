@@ -1,4 +1,4 @@
-// The process's own library on this system's adapter, composed on first use.
+// Provides the process's own library, composed on this system's adapter on first use.
 #pragma once
 
 #include <functional>
@@ -10,10 +10,12 @@ namespace quarnex {
 
 struct Library;
 
+/// The library behind `QuarnSocket`'s default constructor; lives as long as the process. Throws `Failure`
+/// 10024 if no descriptors are left for its loop; a later call tries again.
 Library& processLibrary();
 
-/// Makes the wrapper for the library that is composed later; it lives as long as the process. Failure 5 if
-/// the library has been composed or wrapped already.
+/// Calls `make` and wraps the services of the library, which is composed later, with the result. The wrapper
+/// lives as long as the process. Throws `Failure` 5 if the library has been composed or wrapped already.
 void wrapProcessServices(const std::function<std::unique_ptr<ServicesWrapper>()>& make);
 
 }  // namespace quarnex

@@ -1,4 +1,4 @@
-// Threads that take no signal.
+// Starts threads that receive no signals.
 #pragma once
 
 #include <functional>
@@ -6,9 +6,8 @@
 
 namespace quarnex {
 
-/// Starts a thread to which no signal is delivered: those meant for the process stay with the host's threads,
-/// and one that a write of its own raises (a pipe without a reader, a file at its limit) is that write's
-/// failure.
+/// Starts a thread that blocks all signals. Signals to the process go to the host's own threads. A signal
+/// that a write of this thread raises (SIGPIPE, SIGXFSZ) has no effect; the write fails instead.
 std::thread startQuietThread(std::function<void()> body);
 
 }  // namespace quarnex

@@ -1,4 +1,4 @@
-// The interfaces through which an engine reaches its surroundings, as one set.
+// Groups the service interfaces through which an engine reaches everything outside itself.
 #pragma once
 
 #include "services/socket_service.h"
@@ -8,7 +8,7 @@
 
 namespace quarnex {
 
-/// What one engine needs of its surroundings. All four outlive it.
+/// The services of one engine. All four outlive it.
 struct Services {
   SocketService& sockets;
   TimerService& timer;

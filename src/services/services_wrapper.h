@@ -1,4 +1,4 @@
-// Something that stands between a library and its services, such as a recorder.
+// Interface of objects that stand between a library and its services, such as a recorder.
 #pragma once
 
 #include "services/services.h"
@@ -7,13 +7,13 @@ namespace quarnex {
 
 struct Library;
 
-/// Serves one library, which it outlives; the services outlive it.
+/// Wraps the services of one library. The wrapper outlives the library, and the services outlive the wrapper.
 class ServicesWrapper {
  public:
   virtual ~ServicesWrapper() = default;
-  /// What the library is to be made on instead of `services`.
+  /// Returns the services that the library is to use instead of `services`.
   virtual Services wrap(const Services& services) = 0;
-  /// The library is there, and nobody has called it yet.
+  /// Called once the library exists, before its first host call.
   virtual void watch(Library& library) = 0;
 };
 

@@ -1,5 +1,4 @@
-// The socket control as the engine sees it: instances in three control arrays, their operations and their
-// events.
+// Interface of the sockets: instances in three control arrays, their operations and their events.
 #pragma once
 
 #include <cstddef>
@@ -19,13 +18,13 @@ constexpr std::string_view nameOf(SocketArray array) {
   return names[static_cast<std::size_t>(array)];
 }
 
-/// The range of TCP ports is 1 to this.
+/// The highest TCP port; the lowest is 1.
 constexpr std::int32_t kPortMax = 65535;
-/// Bytes that one fetch takes.
+/// Maximum number of bytes that one fetch takes.
 constexpr std::size_t kFetchBytesMax = std::size_t{64} * 1024;
 
-/// What `SocketInstance::state` reads. Callers may meet other values from other adapters; the link states
-/// only tell 0 and 1 (idle) from everything else.
+/// Values of `SocketInstance::state`. Adapters may return other values; the engine only distinguishes idle (0
+/// and 1) from everything else.
 enum SocketState : std::int32_t {
   kSocketClosed = 0,
   kSocketListening = 2,
@@ -71,33 +70,34 @@ class SocketInstance {
   virtual std::string remoteHost() = 0;
   virtual void setRemoteHost(std::string_view dotted) = 0;
 
-  /// Ends the present use, if any: no event of it is delivered afterwards, none is raised for it. Closing a
-  /// closed instance succeeds.
+  /// Ends the present use, if any. Raises no event, and discards events of that use that are not delivered
+  /// yet. Closing a closed instance succeeds.
   virtual void close() = 0;
-  /// The preparation calls before listen (A) and before connect (A, then B). Adapters that open a fresh
-  /// socket on listen and connect have nothing to do in them.
+  /// Called before listen (A) and before connect (A, then B). Adapters that open a new socket for each listen
+  /// and connect do nothing here.
   virtual void prepareA() = 0;
   virtual void prepareB() = 0;
-  /// Starts a call to the remote host and port; its outcome comes as a connect event, never inside this call.
+  /// Starts a call to the remote host and port. A later connect event reports the outcome, never inside this
+  /// call. Throws only if the call could not be started.
   virtual void connect() = 0;
-  /// Listens on the local port; each caller raises an accept event, never inside this call. On an instance
-  /// that listens already it succeeds and changes nothing.
+  /// Listens on the local port. Each caller raises an accept event, never inside this call. Succeeds and
+  /// changes nothing if the instance listens already.
   virtual void listen() = 0;
-  /// Takes over the incoming connection of an accept event. What the instance carried before is closed
-  /// without an event.
+  /// Takes over the incoming connection of an accept event. Closes the earlier connection of the instance, if
+  /// any, without an event.
   virtual void attach(std::int32_t handle) = 0;
 
-  /// Bytes received and not yet fetched; an adapter may report any number from 1 to the true one while some
-  /// wait.
+  /// Number of bytes received and not yet fetched, or any smaller number from 1 upwards; 0 if none wait.
   virtual std::int32_t bytesWaiting() = 0;
-  /// Takes waiting bytes, at most `kFetchBytesMax`, into the received text. The rest waits in the system's
+  /// Moves waiting bytes, at most `kFetchBytesMax`, into the received text. The rest stays in the system's
   /// buffers.
   virtual void fetch() = 0;
-  /// What the last fetch of this instance took; "" if it failed. Valid until the next fetch on any instance.
+  /// The bytes that the last fetch of this instance took; "" if it failed. Valid until the next fetch on any
+  /// instance.
   virtual std::string_view receivedText() = 0;
 
-  /// Takes `bytes` (any values, any length) and returns at once; they leave in order as the system drains.
-  /// Failure 10057 if the instance carries no connection. The caller's buffer is free on return.
+  /// Accepts `bytes` (any values, any length) and returns at once. They leave in order as the system accepts
+  /// them. Failure 10057 without a connection. The caller may reuse its buffer after the return.
   virtual void send(std::string_view bytes) = 0;
 };
 
@@ -106,19 +106,20 @@ class SocketInstance {
 class SocketEvents {
  public:
   virtual ~SocketEvents() = default;
-  /// A call that `connect` started has ended.
+  /// The outcome of a call that `connect` started: 0 = connected.
   virtual void onConnect(SocketArray array, std::int16_t index, std::int16_t code) = 0;
-  /// The connection, or the listening socket, has been closed by the peer or the system: with code 0 after
-  /// every byte before it has been fetched, with another code at once.
+  /// The peer or the system has closed the connection or the listening socket. Raised with code 0 after every
+  /// earlier byte has been fetched, with another code at once.
   virtual void onClose(SocketArray array, std::int16_t index, std::int16_t code) = 0;
-  /// Data arrived, or could not: only a code other than 0 has an effect, since data is looked at on ticks.
+  /// Data arrived (code 0), or receiving failed. Code 0 has no effect, since the engine examines data on
+  /// ticks.
   virtual void onReceive(SocketArray array, std::int16_t index, std::int16_t code) = 0;
-  /// A peer calls in on a listening instance. `handle` is good for one `attach` during this call; the adapter
-  /// closes what nobody attached. With a code other than 0 the handle is 0.
+  /// A peer calls on a listening instance. `handle` is valid for one `attach` during this call; the adapter
+  /// closes a connection that was not attached. With a code other than 0 the handle is 0.
   virtual void onAccept(SocketArray array, std::int16_t index, std::int32_t handle, std::int16_t code) = 0;
 };
 
-/// Maker of socket instances.
+/// Creates socket instances.
 class SocketService {
  public:
   virtual ~SocketService() = default;

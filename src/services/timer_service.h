@@ -1,4 +1,4 @@
-// The timer control as the engine sees it: one period, one tick.
+// Interface of the periodic timer that makes the engine tick.
 #pragma once
 
 #include <cstdint>
@@ -16,11 +16,11 @@ class TimerEvents {
 class TimerService {
  public:
   virtual ~TimerService() = default;
-  /// Names the receiver of the ticks, which must outlive the timer's use; nullptr for nobody.
+  /// Sets the receiver of the ticks, which outlives the timer's use; nullptr removes it.
   virtual void setEvents(TimerEvents* events) = 0;
   /// Milliseconds; 0 = stopped.
   virtual std::int16_t period() = 0;
-  /// Starts (1 and up) or stops (0) the ticks. A loop that comes late gets one tick, not a burst of them.
+  /// Starts (1 and up) or stops (0) the ticks. A late loop gets one tick, not one for each missed period.
   virtual void setPeriod(std::int16_t milliseconds) = 0;
 };
 

@@ -1,4 +1,4 @@
-// The system's wall clock as the engine sees it: whole seconds, and what local time makes of them.
+// Interface of the wall clock: whole seconds for deadlines, and their conversion to local time.
 #pragma once
 
 #include <compare>
@@ -13,7 +13,7 @@ struct Instant {
   auto operator<=>(const Instant&) const = default;
 };
 
-/// Strictly later: a deadline of this second has until the second ends.
+/// True if `now` is later than `deadline`. A deadline has not passed during its own second.
 constexpr bool passed(Instant deadline, Instant now) {
   return now > deadline;
 }
