@@ -32,7 +32,7 @@ Value valueOf(std::string_view text) {
   return std::string(text);
 }
 
-/// Runs `body`, whose failures all reach the host with a number.
+/// Runs `body` and converts its exceptions to failures with a number.
 template <class Body>
 auto numbered(const Library& library, Body&& body) {
   try {
@@ -42,8 +42,8 @@ auto numbered(const Library& library, Body&& body) {
   }
 }
 
-/// Tells the observer about a call while it runs `body`. Without an observer the parameters are not even
-/// copied.
+/// Runs `body` and reports the call, its result or its failure to the observer. Without an observer it does
+/// not copy the parameters.
 template <auto method, class Body, class... Parameters>
 auto hostCall(Library& library, Body&& body, const Parameters&... parameters) {
   static_assert(methodOf<method>().parameters.size() == sizeof...(Parameters));
