@@ -43,7 +43,7 @@ class DispatchObject {
   static std::int32_t dispatchIdOf(std::string_view name);
 
   /// Calls a method. Failure 438 for an unknown method, 450 for a wrong number of parameters, 13 for a wrong
-  /// kind, else what the method itself throws.
+  /// kind; otherwise throws like the method itself.
   Value invoke(std::int32_t dispatchId, std::span<const Value> parameters);
   Value invoke(std::string_view name, std::span<const Value> parameters);
 
@@ -77,7 +77,7 @@ class ComponentServer {
   std::unique_ptr<ClassFactory> classObject(const ClassRegistry& registry,
                                             std::string_view programmaticName) const;
 
-  /// True while no factory and no instance is in use.
+  /// True if no factory and no instance is in use.
   bool canUnload() const { return use_.use_count() == 1; }
 
  private:

@@ -8,7 +8,7 @@
 namespace quarnex {
 namespace {
 
-/// Reads a text from its front; each step says whether it found what it expects.
+/// Parses a text from its front. Each step returns whether the text continues as expected.
 struct Reader {
   std::string_view rest;
 

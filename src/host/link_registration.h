@@ -8,8 +8,8 @@
 
 namespace quarnex {
 
-/// Registers one link and returns its index; 0 if the table is full (`kLinksMax`) or memory for the record is
-/// missing, and then nothing changes. Never fails: a failing step is skipped and traced at the end as
+/// Registers one link and returns its index. Returns 0 and changes nothing if the table is full (`kLinksMax`)
+/// or memory for the record runs out. Never fails: skips a failing step and traces it at the end as
 /// "P:Errore: n error HTCP: AddHQUARN description".
 std::int16_t AddHQUARN(Library& library, std::string_view Tipo, std::int16_t IdQUARN, bool ConnessioneClient,
                        bool UsaTcp);

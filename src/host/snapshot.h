@@ -1,4 +1,4 @@
-// Takes snapshots of links: reads records and sockets, changes nothing.
+// Takes snapshots of links from their records and sockets, without changing them.
 #pragma once
 
 #include <cstdint>

@@ -8,8 +8,9 @@
 
 namespace quarnex {
 
-/// Traces an error notice and reports it with 993; a `codice` other than 0 also becomes `UltimoErrore`.
-/// Afterwards no failure is pending, not even one of the callers: read a number that you need before.
+/// Traces an error notice and reports it with 993; with a `codice` other than 0, stores it in `UltimoErrore`,
+/// too. Clears all pending failures, including those of the callers: read a number that you need before the
+/// call.
 void ErroreETH(Library& library, std::int16_t IdxQuarn, std::int16_t codice, std::string_view testo);
 
 /// Traces the notice without reporting it.

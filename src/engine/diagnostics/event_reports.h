@@ -12,7 +12,7 @@ namespace quarnex {
 /// "hhmmssddmmyyyy", local time, from one reading of the clock.
 std::string TimbroEvento(Library& library);
 
-/// Where a link over TCP meets its peer: the peer's host, and the port of the server side.
+/// Endpoint of a link over TCP: the peer's host, and the port of the server side.
 struct Endpoint {
   std::string host;
   std::int16_t port = 0;
@@ -25,10 +25,10 @@ std::string inWords(const Endpoint& endpoint);
 /// The endpoint of a link in words, "Buffer" for a link without TCP. Throws like `endpointOf`.
 std::string DescriviPunto(Library& library, const ConnectionRecord& rec);
 
-/// Traces one report and puts it into `CodaArrivo`. An empty detail leaves its piece out.
+/// Traces one report and puts it into `CodaArrivo`. Without a detail the report has no "$S...$".
 void SegnalaEvento(Library& library, ConnectionRecord& rec, std::int16_t codice, std::string_view dettaglio);
 
-/// Reports 701 with the endpoint and arms the keep-alive anew.
+/// Reports 701 with the endpoint and re-arms the keep-alive.
 void SegnalaConnesso(Library& library, ConnectionRecord& rec);
 /// Reports 702, at every call.
 void SegnalaDisconnesso(Library& library, ConnectionRecord& rec);

@@ -10,24 +10,23 @@
 
 namespace quarnex {
 
-/// Remembers that a connection begins now. Nothing that the link does depends on it.
+/// Stores in the link's history that a connection begins now.
 void rememberConnection(Library& library, ConnectionRecord& rec);
 
-/// Remembers `failure` as the reason why the link goes down, with the present phase and time. Nothing that
-/// the link does depends on it; without memory the failure before it stays.
+/// Stores `failure`, with the present phase and time, in the link's history as the reason why the link goes
+/// down. If memory runs out, the earlier failure stays.
 void rememberFailure(Library& library, ConnectionRecord& rec, LinkFailure failure);
 
-/// The reason as the reports 109 and 991 carry it, "Listen 10048 Address already in use". The failures of
-/// socket events are reported with the text of their notice, `UltimoErrore`, so call this before the record
-/// is reset.
-/// "" for a kind that is not reported.
+/// The reason as in the reports 109 and 991, "Listen 10048 Address already in use"; "" for a kind that is not
+/// reported. A failure of a socket event has the text of its notice, `UltimoErrore`, so call this before the
+/// record is reset.
 std::string reportText(const ConnectionRecord& rec, const LinkFailure& failure);
 
-/// The words for one of nine Windows Sockets numbers, "" for all others.
+/// The description of a Windows Sockets number in the error notices, "" if they have none for it.
 std::string_view socketErrorWords(std::int32_t number);
 
-/// The same as the error notices carry it: behind a blank and with a full stop; "ErrorCode:" and the number
-/// for all others.
+/// The text of an error notice for a Windows Sockets number: a blank, the description and a full stop, or
+/// "ErrorCode:" and the number.
 std::string socketErrorText(std::int16_t codice);
 
 }  // namespace quarnex

@@ -8,11 +8,11 @@
 
 namespace quarnex {
 
-/// Creates "LogPath" & LOGQUARNNETddmmyyyyhhmmss.txt and opens it, unless a log is open. Throws what the file
-/// throws.
+/// Creates and opens the file `LogPath` & "LOGQUARNNETddmmyyyyhhmmss.txt", unless a log is open. Throws like
+/// `TextFile::create`.
 void ApriLog(Library& library);
 
-/// Closes the log, if one is open; everything written is in the file afterwards.
+/// Writes the remaining lines and closes the log, if one is open.
 void ChiudiLog(Library& library);
 
 /// Writes one line into the open log: the index with three digits, the time of day, the text, CR LF.

@@ -10,12 +10,12 @@
 
 namespace quarnex {
 
-/// True if a trace text of link `IdxQuarn` would reach a sink. Index 0 belongs to no link and reaches the log
-/// only; any other index without a link, and every index while there are no links, is failure 9 Subscript out
-/// of range.
+/// True if any sink is open for the trace texts of link `IdxQuarn`: the log, the link's capture or the
+/// observer. Index 0 stands for no link and has no capture. Failure 9 "Subscript out of range" for any other
+/// index without a link, and for every index while there are no links.
 bool isTraced(Library& library, std::int16_t IdxQuarn);
 
-/// Gives a complete trace text to the sinks.
+/// Passes a complete trace text to the open sinks.
 void traceText(Library& library, std::int16_t IdxQuarn, std::string_view testo);
 
 /// Writes one trace text, given in pieces, for one link. The pieces are joined only if a sink is open.
@@ -30,11 +30,11 @@ void Traccia(Library& library, std::int16_t IdxQuarn, const Pieces&... pieces) {
   library.traceStorage = std::move(testo);
 }
 
-/// Writes "P:Errore: " & numero & " " & dove and settles every pending failure, also those of the callers.
-/// Failures inside are ignored.
+/// Writes the trace "P:Errore: " & numero & " " & dove and clears all pending failures, including those of
+/// the callers. Never fails.
 void TracciaErrore(Library& library, std::int16_t IdxQuarn, std::int32_t numero, std::string_view dove);
 
-/// "ETH 05 MIRTAN".
+/// The link's tag in traces, "ETH 05 MIRTAN".
 std::string EthTag(Library& library, std::int16_t IdxQuarn);
 
 }  // namespace quarnex

@@ -23,10 +23,10 @@ constexpr ChecksumCharacters charactersOf(std::uint8_t checksum) {
   return {static_cast<char>(64 + (checksum >> 4)), static_cast<char>(64 + (checksum & 15))};
 }
 
-/// Puts STX, "9999", `messaggio`, its checksum and ETX into `frame`, whose capacity is used again.
+/// Replaces the content of `frame` by STX, "9999", `messaggio`, the checksum and ETX. Reuses its capacity.
 void makeFrame(std::string& frame, std::string_view messaggio);
 
-/// The header and the message of a complete frame: all but its start character and its last three.
+/// The header and the message of a complete frame: everything except the first and the last three characters.
 std::string_view frameBody(std::string_view frame);
 
 /// True if `frame` (start to end character) carries the checksum of its body. False for fewer than four
@@ -38,7 +38,7 @@ std::string HexByte(std::int16_t codice);
 /// For each character a blank and its code in two hexadecimal digits.
 std::string HexDump(std::string_view testo);
 
-/// What stands behind a field that is appended to a message.
+/// The character that ends a field appended to a message.
 constexpr std::string_view Separatore() {
   return "|";
 }

@@ -83,7 +83,7 @@ void answerQuery(Library& library, ConnectionRecord& record) {
   ImpostaStatoB(library, record, kExchangeWaiting);
 }
 
-// Every word is answered in this order, whatever the earlier ones did; the last sub-state set remains.
+// Answers every received word, in this order; the sub-state set last remains.
 void answerWords(Library& library, ConnectionRecord& record, Trap& trap) {
   if (record.RicevutoACK) {
     clearText(record.UltimoInviato);

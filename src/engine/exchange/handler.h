@@ -5,8 +5,8 @@
 
 namespace quarnex {
 
-/// One tick of a connected link, in either role. Never fails: the last failure of its steps is traced
-/// once at the end.
+/// One tick of a connected link, in either role. Never fails: traces the last failure of its steps at the
+/// end.
 void Handler_ADV(Library& library, ConnectionRecord& record);
 
 }  // namespace quarnex

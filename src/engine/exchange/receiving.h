@@ -9,8 +9,9 @@ namespace quarnex {
 /// unless a complete one is still unhandled. Never fails.
 void RiceviFrame(Library& library, ConnectionRecord& record);
 
-/// Consumes `Ricevuto` up to its first end character, or all of it. Characters outside a frame are dropped,
-/// also an end character; a start character inside a frame is an ordinary one. Each byte is looked at once.
+/// Consumes `Ricevuto` up to its first end character, or all of it. Drops characters outside a frame,
+/// including end characters. Treats a start character inside a frame as an ordinary one. Examines each byte
+/// once.
 void cutFrame(ConnectionRecord& record);
 
 }  // namespace quarnex

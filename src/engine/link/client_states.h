@@ -7,8 +7,8 @@
 
 namespace quarnex {
 
-/// The tick's step: once the deadline has passed, calls if the socket is idle, else declares the time-out.
-/// Never fails.
+/// One tick of an unconnected client link: after the deadline, calls if the socket is idle, otherwise fails
+/// the link. Never fails itself.
 void HandleClient(Library& library, ConnectionRecord& record);
 
 /// Closes the socket and calls the peer, with `kCallSeconds` for an outcome. Any failing operation fails the

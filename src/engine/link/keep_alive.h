@@ -1,4 +1,4 @@
-// gestione_TCP_generale: keep-alive supervision of a connected link.
+// Supervises a connected link: probes a silent peer, then fails the link (gestione_TCP_generale).
 #pragma once
 
 #include "engine/records/library.h"
@@ -6,12 +6,11 @@
 
 namespace quarnex {
 
-/// The link has been silent for its period.
+/// Queues the probe "9!" and arms the next period; fails the link if more than `kSilentPeriodsTolerated`
+/// periods in a row were silent. Counts one period per call, however late the call.
 void keepAliveExpired(Library& library, ConnectionRecord& rec);
 
-/// When the link has been silent for its period: queues the probe "9!" and arms the next period; at the
-/// second expiry in a row declares the time-out, which reconnects the link. One call counts at most one
-/// expiry, however late.
+/// Runs `keepAliveExpired` if the link has been silent for its period.
 inline void ControllaAlive(Library& library, ConnectionRecord& rec) {
   if (ScadenzaPassata(library, rec.ScadenzaAlive)) keepAliveExpired(library, rec);
 }

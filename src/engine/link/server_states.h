@@ -7,8 +7,8 @@
 
 namespace quarnex {
 
-/// The tick's step: once the deadline has passed, listens if the listening socket is idle, else declares the
-/// time-out. Never fails.
+/// One tick of an unconnected server link: after the deadline, listens if the listening socket is idle,
+/// otherwise fails the link. Never fails itself.
 void HandleServer(Library& library, ConnectionRecord& record);
 
 /// Closes both sockets and listens, with `kListenSeconds` for a caller. Any failing operation fails the

@@ -13,8 +13,8 @@ namespace quarnex {
 /// it. False if no text is queued.
 bool PreparaLotto(Library& library, ConnectionRecord& rec);
 
-/// Puts the message to send now into `DaInviare`: on a connected link the unacknowledged batch, at once and
-/// at every call, else a new batch. False, with `DaInviare` null, if there is nothing to send. Not a pure
+/// Points `DaInviare` to the message to send now: on a connected link the unacknowledged batch, at every
+/// call, otherwise a new batch. Returns false, with `DaInviare` null, if there is nothing to send. Not a pure
 /// query: never short-circuit a call to it.
 bool ScegliInvio(Library& library, ConnectionRecord& rec);
 

@@ -27,9 +27,9 @@ constexpr std::int16_t kExchangeIdle = 3;
 constexpr std::int16_t kHandlerFree = -1;
 constexpr std::int16_t kHandlerRunning = 0;
 
-/// The past of a link, for `LinkSnapshot` only: nothing that the link does depends on it.
+/// History of a link, for `LinkSnapshot` only. It does not affect the behaviour of the link.
 struct LinkHistory {
-  Instant since;                 // begin of this connection, or of the time without one
+  Instant since;                 // last change between connected, disconnected and closed
   bool messageReceived = false;  // a message has arrived on this connection
   std::unique_ptr<LinkFailure> lastFailure;
   std::uint64_t textsSent = 0, textsReceived = 0;
@@ -52,14 +52,14 @@ struct alignas(kCacheLine) ConnectionRecord {
   std::int16_t InEsecuzione = kHandlerFree;
   std::int16_t Stato = kSocketPhase;
   std::int16_t StatoB = kExchangeReset;
-  std::int16_t IdxQuarn = 0;              // own index in the table
-  std::int16_t IdxClient = 0;             // number of the ClientSocket instance, 0 = none
-  std::int16_t IdxServer = 0;             // number of the ServerSocket and SrvAccept instances, 0 = none
-  std::int16_t AttesaRitrasmissione = 0;  // 0 = no batch awaits acknowledgement, else ticks to its repetition
-  std::int16_t ContaTimeoutB = 0;         // reply deadlines missed in a row
-  Instant ScadenzaB;                      // deadline of StatoB
-  Instant ScadenzaAlive;                  // keep-alive deadline
-  ByteQueue Ricevuto;                     // received and not yet framed
+  std::int16_t IdxQuarn = 0;               // own index in the table
+  std::int16_t IdxClient = 0;              // number of the ClientSocket instance, 0 = none
+  std::int16_t IdxServer = 0;              // number of the ServerSocket and SrvAccept instances, 0 = none
+  std::int16_t AttesaRitrasmissione = 0;   // ticks to the batch's repetition; 0 = no batch is in flight
+  std::int16_t ContaTimeoutB = 0;          // reply deadlines missed in a row
+  Instant ScadenzaB;                       // deadline of StatoB
+  Instant ScadenzaAlive;                   // keep-alive deadline
+  ByteQueue Ricevuto;                      // received and not yet framed
   const std::string* DaInviare = nullptr;  // message chosen for sending now: UltimoLotto, or null = none
   TextBuffer CodaInvio;                    // outbound: host texts, "9!", "9OKAY000", "9K"
 

@@ -14,8 +14,7 @@ namespace quarnex {
 
 class ConnectionTable {
  public:
-  /// Makes slot `count` + 1 of a table that holds `count` links; without memory for it the table stays as it
-  /// is.
+  /// Adds slot `count` + 1 to a table of `count` links, all or nothing.
   void grow(std::int16_t count) {
     if (static_cast<std::size_t>(count) == chunks_.size() * kChunk) {
       std::vector<ConnectionRecord> chunk;

@@ -13,8 +13,8 @@
 namespace quarnex {
 
 /// The engine's procedures for the events of the form. `Index` is the number of the socket instance that
-/// raised the event, codes are Windows Sockets numbers. The form lies below these procedures in the order of
-/// the layers, so the code that composes a library passes them in.
+/// raised the event, codes are Windows Sockets numbers. The form belongs to a lower layer than these
+/// procedures, so the code that composes a library passes them in.
 struct FormProcedures {
   using SocketProcedure = void (*)(Library& library, std::int16_t Index, std::int16_t ErrorCode);
 

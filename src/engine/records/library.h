@@ -32,9 +32,9 @@ struct Library {
 
   Services services;
   const FormProcedures& procedures;  // run by the events of the form
-  Observer* observer = nullptr;      // sees host calls and traces; a recorder, for example
+  Observer* observer = nullptr;      // receives host calls and traces; a recorder, for example
   Trap* pendingTraps = nullptr;      // the open traps that remember a failure
-  // Made while there is memory for them; copies need none.
+  // Created in advance, because copies need no memory and new failures do.
   const Failure outOfMemory{7, "Out of memory"};
   const Failure outOfStringSpace{14, "Out of string space"};
 
@@ -63,7 +63,7 @@ struct Library {
   Instant stampSecond{-1};
   std::array<char, 8> stamp{};
 
-  std::thread::id thread = std::this_thread::get_id();  // the one that all calls must come from
+  std::thread::id thread = std::this_thread::get_id();  // all calls must come from this thread
 };
 
 }  // namespace quarnex

@@ -10,7 +10,7 @@ namespace quarnex {
 /// The deadline `seconds` from now.
 Instant CalcolaScadenza(Library& library, std::int16_t seconds);
 
-/// True from the second after the deadline's on.
+/// True from the second after the deadline onwards.
 inline bool ScadenzaPassata(Library& library, Instant deadline) {
   return passed(deadline, library.services.clock.now());
 }
@@ -26,8 +26,8 @@ void ArmaAlive(Library& library, ConnectionRecord& record);
 /// Arms the keep-alive and resets the count of its expiries.
 void RinnovaAlive(Library& library, ConnectionRecord& record);
 
-/// Resets the fields of receiving and exchange. Also frees the guard of the handler, even while the handler
-/// runs further up the stack.
+/// Resets the fields of receiving and exchange. Also frees the handler's guard, even if the handler is
+/// running further up the stack.
 void ResetScambio(Library& library, ConnectionRecord& record);
 
 /// Resets the fields of supervision.

@@ -23,8 +23,8 @@ struct TextBuffer {
 /// Empties the buffer and sets its capacity, in items; with 0 or less it drops every item.
 void BufferInit(TextBuffer& buffer, std::int16_t capacity);
 
-/// Appends one item; the empty text is an item like any other. A full buffer below `kQueueCapacityMax` grows
-/// by `kQueueGrowth`, any other drops its oldest item silently. `text` must not be an item of this buffer.
+/// Appends one item, which may be empty. A full buffer grows by `kQueueGrowth` up to `kQueueCapacityMax`;
+/// then it drops its oldest item silently. `text` must not be an item of this buffer.
 void BufferPut(TextBuffer& buffer, std::string_view text);
 
 /// Removes and returns the oldest item; "" if there is none (`Count` distinguishes the two).

@@ -12,10 +12,10 @@ namespace quarnex {
 
 struct Library;
 
-/// The trap of one procedure. It remembers the last failure that one of its own steps threw; failures that a
-/// callee trapped are settled there. The library lists the traps with a pending failure, so a procedure that
-/// settles "any pending failure" also settles those of all callers. A trap without a failure is cheap, since
-/// every visit of a tick opens some.
+/// The trap of one procedure. It remembers the last failure that one of its own steps threw. A failure that a
+/// callee has trapped does not reach its caller. The library lists the traps with a pending failure, so
+/// `clearPendingFailures` also clears those of all callers. A trap without a failure is cheap, because each
+/// visit of a tick opens several.
 ///
 ///     Trap trap{library};
 ///     trap([&] { socket.close(); });
@@ -54,12 +54,12 @@ class Trap {
   std::optional<Failure> failure_;  // the pending one
 };
 
-/// Converts an exception to a failure; call it from the handler of that exception. A `Failure` stays as it
-/// is. Out of memory becomes 7 "Out of memory" or 14 "Out of string space", without allocating. Anything else
-/// is rethrown.
+/// Converts an exception to a failure; call it from the handler of that exception. Copies a `Failure`.
+/// Converts std::bad_alloc to 7 "Out of memory" and std::length_error to 14 "Out of string space", without
+/// allocating. Rethrows any other exception.
 Failure failureOf(const Library& library, const std::exception& thrown);
 
-/// Settles the failures of every trap that is open at this moment.
+/// Clears the pending failures of all open traps.
 void clearPendingFailures(Library& library);
 
 }  // namespace quarnex

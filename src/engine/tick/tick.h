@@ -11,11 +11,11 @@ void HiTime_QUARN_Tick(Library& library);
 /// One step of a link's state machine.
 using LinkStep = void (*)(Library& library, ConnectionRecord& record);
 
-/// The step that the link's phase and role call for: exchange, call or listen.
+/// The step for the link's phase and role: exchange, call or listen.
 LinkStep stepOf(const ConnectionRecord& record);
 
-/// Runs `step` on the link unless its handler already runs further up the stack. A failure that escapes the
-/// step is traced and ends here.
+/// Runs `step` on the link unless its handler is running further up the stack. Traces a failure that escapes
+/// the step, and never fails itself.
 void Handler(Library& library, ConnectionRecord& record, LinkStep step);
 
 }  // namespace quarnex

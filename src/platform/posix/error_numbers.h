@@ -8,8 +8,7 @@
 
 namespace quarnex {
 
-/// The Windows Sockets number for an `errno` value; 0 for 0, 10107 for a value that no call used here
-/// returns.
+/// The Windows Sockets number for an `errno` value; 0 for 0, 10107 for a value that is not in the table.
 std::int16_t socketErrorNumber(int systemError);
 
 /// Number and description for a failed call on a socket, an epoll set or the timer.

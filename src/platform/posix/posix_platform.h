@@ -1,4 +1,4 @@
-// Bundles one event loop with the services that run on it: all that an engine needs of a POSIX system.
+// Bundles one event loop with the services that run on it, for one engine on a POSIX system.
 #pragma once
 
 #include <algorithm>

@@ -1,4 +1,5 @@
-// Creates socket instances and owns the resources that they share: receive buffer, the caller on offer.
+// Creates socket instances and owns the resources that they share: the receive buffer, and the incoming call
+// that waits for its attach.
 #pragma once
 
 #include <cstddef>

@@ -25,8 +25,8 @@ class Watcher {
 };
 
 /// Keeps two epoll sets. `turn` waits for the main set, and `fd` is readable while the main set has events.
-/// The data set is polled once a tick and wakes nobody: the engine examines data only on ticks, so arriving
-/// data must cost no wake-up.
+/// The data set is polled once a tick: the engine examines data only on ticks, so arriving data must not wake
+/// the process.
 ///
 /// The system reuses a descriptor's number as soon as it is closed. An event of the old use that is not yet
 /// delivered must not reach the new user, so each use has a key of its own.
