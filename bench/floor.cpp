@@ -108,7 +108,7 @@ void send(const FloorConnection& connection) {
           "send");
 }
 
-// As in the library, a request leaves on the tick after the one that found it due.
+// As in the library, a request leaves one tick after it was found due.
 void stepClient(FloorConnection& connection, std::time_t now) {
   if (connection.phase == ClientPhase::Due) {
     send(connection);

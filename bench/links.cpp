@@ -57,8 +57,8 @@ class LinksHost {
     announce("connected");
   }
 
-  // Turns the loop once, then does what a host does: takes all received items, and keeps the queues of busy
-  // links filled.
+  // Turns the loop once, then acts as the host: takes all received items, and keeps the queues of busy links
+  // filled.
   void turn() {
     platform_.turn(kNoLimit);
     for (std::int16_t link = 1; link <= lastLink(); ++link) {

@@ -1,4 +1,4 @@
-// Measures what a process uses: CPU time, heap, descriptors, threads, allocations.
+// Measures the resources that a process uses: CPU time, heap, descriptors, threads, allocations.
 #pragma once
 
 #include <cstdint>

@@ -13,7 +13,8 @@ namespace quarnex::tool {
 
 /// Exit status after an invalid command line, and of a command that could not start.
 constexpr int kNotStarted = 2;
-/// Exit status of any command whose standard output could not be written, such as a closed pipe.
+/// Exit status of a command whose results could not be written to standard output, for example because the
+/// pipe is closed. The commands that keep links (listen, call, rpc) return 1 in that case.
 constexpr int kOutputNotWritten = 3;
 
 /// Words that a shell completes for the value of an argument.
@@ -30,7 +31,7 @@ struct Argument {
   std::string help;
   Store store;
   std::string defaultValue{};          ///< shown in the help
-  std::vector<std::string> choices{};  ///< the only values accepted, if there are any
+  std::vector<std::string> choices{};  ///< the only accepted values; empty = no restriction
   std::string needs{};                 ///< the name of an argument that must be given with this one
   Completion completion = Completion::Nothing;
   bool required = false;

@@ -43,7 +43,7 @@ void Console::showProgress(const std::string& words) {
   write(words);
 }
 
-// If nobody reads standard error, later messages are dropped; links are not delayed and memory stays bounded.
+// If standard error is not read, later messages are dropped; links are not delayed and memory stays bounded.
 void Console::write(std::string_view bytes) {
   constexpr std::size_t kUnwrittenBytesMax = std::size_t{1024} * 1024;
   if (output_.unwritten() < kUnwrittenBytesMax) output_.append(bytes);

@@ -17,7 +17,7 @@ Argument typeArgument(std::string& type);
 Argument identifierArgument(std::int16_t& identifier);
 
 struct LinkPort {
-  std::int32_t port = 0;  ///< 0 if the link has none
+  std::int32_t port = 0;  ///< 0 if the link has no port
   std::string problem;    ///< the reason, and a value to use instead; "" if there is a port
 };
 

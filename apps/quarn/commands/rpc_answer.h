@@ -8,9 +8,8 @@
 
 namespace quarnex::tool {
 
-/// Executes the request in one line (any bytes) and returns the response, one line without a line end.
-/// Returns
-/// "" for a request without `id`, which is executed but not answered.
+/// Executes the request in one line (any bytes) and returns the response, one line without a line end. A
+/// request without `id` is executed but not answered: returns "".
 std::string answerRequest(QuarnSocket& quarn, std::string_view line);
 
 }  // namespace quarnex::tool

@@ -12,8 +12,7 @@
 namespace quarnex::tool {
 
 /// Describes a report about `link`: "connected to 127.0.0.1:20308", "not answering: 127.0.0.1:20308, error
-/// 10061, ...".
-/// "" for an error notice, whose reason `LinkSnapshot::why` gives.
+/// 10061, ...". Returns "" for an error notice, because `LinkSnapshot::why` gives its reason.
 std::string reportInWords(const EventReport& report, const LinkSnapshot& link);
 
 /// Returns the time of day in the report, "14:20:05".
