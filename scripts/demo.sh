@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds quarn and lets two processes, a server host and a client host, exchange texts both ways over TCP on this
-# machine. Ends by itself; exit status 0 only if every text arrived and both closed their link.
+# machine. Exit status 0 only if every text arrived in order and both closed their link.
 # shellcheck disable=SC2317 # the conditions are called through "wait_until"
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -36,9 +36,9 @@ start() {
     : >"$work/$1.err"
     # Opened for both directions, since opening a pipe for writing waits for its reader.
     if [[ $1 == server ]]; then exec 8<>"$work/server.in"; else exec 9<>"$work/client.in"; fi
-    "$quarn" "$2" "$type" "$identifier" <"$work/$1.in" >"$work/$1.out" 2>"$work/$1.err" 8>&- 9>&- &
+    "$quarn" "$2" "$type" "$identifier" --raw <"$work/$1.in" >"$work/$1.out" 2>"$work/$1.err" 8>&- 9>&- &
     process[$1]=$!
-    say "$1" "\$ quarn $2 $type $identifier"
+    say "$1" "\$ quarn $2 $type $identifier --raw"
 }
 
 say() {
@@ -46,52 +46,37 @@ say() {
     printf '%-7s %s\n' "$1" "$2"
 }
 
-# Shows what a host has said and received since the last time.
+# Shows the lines that a host has printed and the texts that it has received since the last call. The reports that --raw
+# adds are left out: the tool prints them in words, too.
 show_news() {
     local host kind line
     for host in server client; do
         for kind in err out; do
             while IFS= read -r line; do
+                shown[$host.$kind]=$((shown[$host.$kind] + 1))
+                [[ $line != *" X000E"* ]] || continue
                 if [[ $kind == out ]]; then line="         receives: $line"; fi
                 say "$host" "$line"
-                shown[$host.$kind]=$((shown[$host.$kind] + 1))
             done < <(tail -n "+$((shown[$host.$kind] + 1))" "$work/$host.$kind" 2>/dev/null)
         done
     done
 }
 
-# The last line of a host that waits says for what, and ends with the time of day until which it does.
-wait_of() {
-    local line what left
-    line=$(tail -n 1 "$work/$1.err" 2>/dev/null || true)
-    [[ $line =~ \;\ (next|listens|calling|listening)\ .*([0-9]{2}:[0-9]{2}:[0-9]{2})$ ]] || return 0
-    case ${BASH_REMATCH[1]} in
-    next) what="calls in" ;;
-    listens) what="listens in" ;;
-    calling) what="gives this call up in" ;;
-    listening) what="is listening, for another" ;;
-    esac
-    left=$(($(date -d "${BASH_REMATCH[2]}" +%s) - $(date +%s)))
-    ((left > -43200)) || left=$((left + 86400)) # the other side of midnight
-    printf '%s %s %d s   ' "$1" "$what" "$((left > 0 ? left : 0))"
-}
-
-show_waits() {
-    local waits
-    waits="$(wait_of server)$(wait_of client)"
+# On a terminal the last line counts the seconds; elsewhere there is a line every 4 seconds.
+show_wait() {
     if [[ -t 1 ]]; then
-        printf '\r\033[K%s' "$waits"
-    elif [[ -n $waits ]] && ((SECONDS >= next_wait_line)); then
+        printf '\r\033[K%d s' "$SECONDS"
+    elif ((SECONDS >= next_wait_line)); then
         next_wait_line=$((SECONDS + 4))
-        echo "        ${waits%% }"
+        echo "        $SECONDS s"
     fi
 }
 
-# wait_until CONDITION...: shows what happens until the command succeeds.
+# wait_until CONDITION...: shows the news of both hosts until the command succeeds.
 wait_until() {
     until "$@"; do
         show_news
-        show_waits
+        show_wait
         if ((SECONDS > seconds_max)); then
             say "" "Not done within $seconds_max seconds; giving up"
             exit 1
@@ -101,8 +86,9 @@ wait_until() {
     show_news
 }
 
-listens_soon() { grep -q 'listens again at' "$work/server.err"; }
-connected() { grep -q 'connected to' "$work/server.err" && grep -q 'connected to' "$work/client.err"; }
+link_opened() { [[ -s $work/$1.err ]]; }
+# Report 701 is in each host's inbound queue once the link is connected.
+connected() { grep -q ' X000E0701' "$work/server.err" && grep -q ' X000E0701' "$work/client.err"; }
 all_received() { (($(wc -l <"$work/server.out") >= texts && $(wc -l <"$work/client.out") >= texts)); }
 ended() { ! kill -0 "${process[$1]}" 2>/dev/null; }
 
@@ -142,18 +128,18 @@ declare -A process shown=([server.err]=0 [server.out]=0 [client.err]=0 [client.o
 trap 'kill "${process[@]}" 2>/dev/null || true; rm -rf "$work"' EXIT
 
 echo
-echo "Two hosts on this machine get linked over TCP port $port (type $type, identifier $identifier)."
+echo "A link joins two hosts on this machine over TCP port $port (type $type, identifier $identifier)."
 echo "A link waits 10 seconds before it first listens or calls."
 echo
 start server listen
-wait_until listens_soon
+wait_until link_opened server
 sleep 1.2 # so that the server listens before the client calls
 start client call
 wait_until connected
 exchange
 wait_until all_received
 
-say "" "All texts are through; the client's input ends now, then the server's."
+say "" "All texts have arrived. The client's input ends now, then the server's."
 exec 9>&-
 wait_until ended client
 exec 8>&-
