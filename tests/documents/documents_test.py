@@ -112,12 +112,20 @@ def check_commands(document, text):
 
 
 def check_glossary(path):
-    """Each name of the glossary's tables occurs in the files of its last column, which lie below src or include."""
-    for names, files in re.findall(r"^\| (`[^|]*) \|[^\n]*\| ([^|\n]*) \|$", read(path), re.M):
+    """Each name of the glossary's tables occurs in the files of its last column, which lie below src or include. Each
+    name of the library with one of the Italian words in it is in a table."""
+    text = read(path)
+    for names, files in re.findall(r"^\| (`[^|]*) \|[^\n]*\| ([^|\n]*) \|$", text, re.M):
         sources = "".join(p.read_text() for f in code_spans(files) for p in ROOT.glob(f"src/{f}*"))
         for name in code_spans(names):
             if not re.search(rf"\b{re.escape(name)}\b", sources):
                 complain(ROOT / path, f"{name} is not in {files}")
+    italian = set(" ".join(re.findall(r"\*([a-z ]+)\*", text)).split()) - {"da", "in"}
+    for source in (p for folder in ("include", "src/engine", "src/host") for p in (ROOT / folder).rglob("*.*")):
+        code = re.sub(r'//.*|"(?:\\.|[^"\\\n])*"', "", source.read_text())
+        for name in set(re.findall(r"[A-Za-z]\w+", code)) - set(code_spans(text)):
+            if italian & {word.lower() for word in re.findall(r"[A-Z]?[a-z]+", name)}:
+                complain(ROOT / path, f"no {name}, which is in {source.name}")
 
 
 # The constants behind each row of the table of times, as the row writes them.
