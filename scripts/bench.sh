@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds the benchmarks and prints a table of what was measured beside a floor measured in the same run. With --quick in
-# about two minutes, else in about five. Best on a machine that does nothing else.
+# Builds the benchmarks and prints a table: each figure with its measured value, a floor measured in the same run, and its
+# target. Takes about five minutes, or two with --quick. Run it on a machine without other work.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 if [[ $# -gt 1 || ( $# -eq 1 && $1 != --quick ) ]]; then

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds the Debian packages, checks them with lintian and installs them into an empty folder. Then builds and runs the
 # example of the README against them as a host outside this project would: static and shared, with CMake and with
-# pkg-config. Exit status 0 only if everything holds.
+# pkg-config. Exit status 0 only if every step succeeds.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 [[ $# -eq 0 ]] || { echo "usage: scripts/check_install.sh" >&2; exit 2; }
@@ -24,7 +24,7 @@ build_packages() {
     (cd "$build" && ls -- *.deb)
 }
 
-# dpkg unpacks and registers the packages below $root; what they depend on is taken from the system.
+# dpkg unpacks and registers the packages below $root. Their dependencies are those of the system.
 install_packages() {
     rm -rf "$work"
     mkdir -p "$root"/var/lib/dpkg/{info,updates}
@@ -36,7 +36,7 @@ install_packages() {
     [[ $(dpkg-query --admindir="$root/var/lib/dpkg" --show --showformat='${db:Status-Abbrev}') == "ii ii ii " ]]
 }
 
-# The example listens on a fixed port: each run gets a network of its own, or waits for the others.
+# The example listens on a fixed port, so each run gets its own network namespace or else waits for the others.
 alone() {
     if unshare --net --map-root-user true 2>/dev/null; then
         unshare --net --map-root-user sh -c 'ip link set lo up && exec "$@"' sh "$@"
@@ -72,7 +72,7 @@ linked_kind() {
     fi
 }
 
-# try_example WAY KIND: builds the example, looks at its libraries and runs it.
+# try_example WAY KIND: builds the example, checks which library it was linked with, and runs it.
 try_example() {
     local folder=$work/$1-$2
     "build_with_${1//-/_}" "$2"

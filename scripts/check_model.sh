@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
-# Checks the model of the exchange, docs/model/exchange.pml, with Spin: runs every check of docs/model/checks.txt, or those
-# that are named, and prints what was expected and what was found. Exit status 0 only if both agree everywhere, 2 for a
-# name that is no check. The steps of each counterexample go to build/model/NAME.txt; those of named checks are shown.
+# Checks the model of the exchange, docs/model/exchange.pml, with Spin:
+#   scripts/check_model.sh [NAME...]    the named checks of docs/model/checks.txt, or all of them
+# Prints the expected and the actual result of each check. Exit status 0 only if they agree everywhere, 2 for an unknown
+# name. Writes the steps of each counterexample to build/model/NAME.txt, and prints those of named checks.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 readonly model=docs/model/exchange.pml checks=docs/model/checks.txt output=build/model
 
-# list [NAME...]: the checks as lines of five fields without blanks around "|".
+# list [NAME...]: prints the checks as lines of five fields without blanks around "|".
 list() {
     sed -E '/^(#|$)/d; s/ *\| */|/g' "$checks" | awk -F'|' -v wanted=" $* " 'wanted == "  " || index(wanted, " " $1 " ")'
 }
@@ -18,8 +19,9 @@ require_known() {
     done
 }
 
-# verify DEFINES...: builds the checker of one check in the current directory and runs it; fails if it cannot.
-# Properties of whole runs need a search that assumes fair processes; all others one that finds shortest counterexamples.
+# verify DEFINES...: builds the verifier of one check in the current directory and runs it.
+# Properties of whole runs need a depth-first search that assumes fair processes. For all others a breadth-first search
+# finds the shortest counterexample.
 verify() {
     local build=(-DBFS -DSAFETY) run=(-w20)
     if [[ "$*" == *EVENTUALLY_* ]]; then
@@ -42,8 +44,8 @@ found() {
     esac
 }
 
-# The steps of a counterexample, without the bookkeeping: c1, c2, ... are the client's texts, s1, s2, ... the server's.
-retell() {
+# Prints the steps of a counterexample. c1, c2, ... are the client's texts, s1, s2, ... the server's.
+print_steps() {
     spin -t "$@" exchange.pml | grep -E 'STEP|START OF CYCLE|trail ends' |
         sed -E 's/<<<<<START OF CYCLE>>>>>/from here on again and again:/; s/.*STEP //; s/^0 and 1/client and server/
                 s/^0/client/; s/^1/server/; s/ +/ /g; s/ +$//; s/.*trail ends.*//' |
@@ -51,7 +53,7 @@ retell() {
                $0 = substr($0, 1, RSTART - 1) (side == "0" ? "c" : "s") number substr($0, RSTART + RLENGTH) } } NF'
 }
 
-# run_check LINE: one check; its row of the table goes to build/model/NAME.row.
+# run_check LINE: runs one check and writes its table row to build/model/NAME.row.
 run_check() {
     local name property setting expected flags outcome states start work verdict=ok
     IFS='|' read -r name property setting expected flags <<<"$1"
@@ -65,7 +67,7 @@ run_check() {
     outcome=$(found "$work/log")
     states=$(awk '/states, stored/ { print $1; exit }' "$work/log")
     if [[ -f $work/exchange.pml.trail ]]; then
-        (cd "$work" && retell "${defines[@]}") >"$output/$name.txt"
+        (cd "$work" && print_steps "${defines[@]}") >"$output/$name.txt"
     fi
     [[ $outcome == "$expected" ]] || verdict=WRONG
     printf '%-22s | %-58.58s | %-48.48s | %-9s | %-9s | %9s | %5.1f | %s\n' "$name" "$property" "$setting" "$expected" \
@@ -73,7 +75,7 @@ run_check() {
     [[ $outcome != failed ]] || cat "$work/log" >&2
 }
 
-# run_checks [NAME...]: as many at a time as there are processors.
+# run_checks [NAME...]: runs as many checks at a time as there are processors.
 run_checks() {
     local line
     while IFS= read -r line; do

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Says which branches no test takes: coverage.py COVERAGE.json EXCLUSIONS.txt
+"""Prints the branches that no test takes: coverage.py COVERAGE.json EXCLUSIONS.txt
 
-An exclusion is a line "FILE: CODE: true|false": the condition that reads CODE need not go that way, nor decide anything. The
-comment above it gives the reason. Exit status 0 if all others of the engine are taken, each condition of its decisions has
-decided one alone (MC/DC), and 95 % of the adapters' are taken.
+An exclusion is a line "FILE: CODE: true|false": the condition CODE need not take that way, and need not decide alone. The
+comment above it gives the reason. Exit status 0 if all other branches of the engine are taken, each condition of its
+decisions has decided alone (MC/DC), and 95 % of the adapters' branches are taken.
 """
 import collections
 import json
@@ -18,7 +18,7 @@ ADAPTERS_MIN = 0.95
 
 
 def branches(coverage):
-    """(file, condition, line, way): how often it went that way, over all instances of a template."""
+    """Maps (file, condition, place, way) to the number of times that way was taken, over all instances of a template."""
     counts = collections.Counter()
     for file in json.loads(coverage.read_text())["data"][0]["files"]:
         path = pathlib.Path(file["filename"])
@@ -37,7 +37,7 @@ def branches(coverage):
 
 
 def idle_conditions(coverage, counts):
-    """(file, condition, line) of the conditions that never decided alone, and how many there are in all."""
+    """Returns (file, condition, line) of each condition that never decided alone, and the number of all conditions."""
     idle, total = [], 0
     for file in json.loads(coverage.read_text())["data"][0]["files"]:
         name = os.path.relpath(file["filename"], ROOT)
@@ -70,7 +70,7 @@ def main():
                 open_ones.append(f"  {name}:{line}: never {way}: {code}")
         named = sum(1 for name, code, _, way in ours if (name, code, way) in exclusions)
         share = 1 - len(open_ones) / max(1, len(ours) - named)
-        print(f"{folder:24} {len(ours):5} branches, {named:3} excluded, {100 * share:6.2f} % of the others are taken")
+        print(f"{folder:24} {len(ours):5} branches, {named:3} excluded, {100 * share:6.2f} % of the others taken")
         print("".join(line + "\n" for line in open_ones), end="")
         well = well and (not open_ones if folder in ENGINE else share >= ADAPTERS_MIN)
     idle, total = idle_conditions(pathlib.Path(sys.argv[1]), counts)
@@ -82,7 +82,7 @@ def main():
         print(f"  {name}:{line}: {code}")
     well = well and not open_ones
     for exclusion in sorted(exclusions - used):
-        print(f"no longer needed, or of code that is gone: {': '.join(exclusion)}")
+        print(f"exclusion without a branch that needs it: {': '.join(exclusion)}")
         well = False
     sys.exit(0 if well else 1)
 

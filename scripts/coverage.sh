@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Measures which branches the tests take, with Clang 19: all of the engine's have to be taken both ways, but for those
-# that scripts/coverage_exclusions.txt names with a reason, and 95 % of the adapters'; and each condition of the engine's
-# decisions has to decide one alone (MC/DC).
+# Measures the branch coverage of the tests with Clang 19. The tests must take every branch of the engine both ways, and 95 %
+# of the adapters' branches. Each condition of the engine's decisions must decide alone at least once (MC/DC).
+# scripts/coverage_exclusions.txt lists the exceptions with their reasons.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 if [[ $# -gt 0 ]]; then
@@ -17,7 +17,7 @@ cmake --preset debug -B "$build" -DCMAKE_CXX_COMPILER=clang++-19 -DQUARNEX_TESTS
 cmake --build "$build" -j "$(nproc)" --target quarnex_tests quarnex_memory_tests quarn fuzz_received fuzz_message >/dev/null 2>&1
 
 rm -f "$build"/*.profraw
-export LLVM_PROFILE_FILE="$PWD/$build/%4m.profraw" # processes that share a program share its file
+export LLVM_PROFILE_FILE="$PWD/$build/%4m.profraw" # all processes of a program write to the same file
 status=0
 for tests in quarnex_tests quarnex_memory_tests; do "$build/bin/$tests" --gtest_brief=1 || status=1; done
 "$build/bin/quarn" replay tests/data/recordings/*.jsonl >/dev/null

@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
-# Endurance on the real system: processes killed at random moments of their exchange, thousands of reconnections under
-# valgrind, and ThreadSanitizer on what has a thread. With --quick in some two minutes, else in about half an hour.
-# Recordings of real links that have to replay take an hour alone, a minute with --quick: only if they are named.
-# Exit status 0 only if all is well.
+# Tests real processes for a long time: kills hosts at random moments of their exchange, reconnects thousands of times under
+# valgrind, and runs the code with a thread under ThreadSanitizer. Takes about half an hour, or two minutes with --quick.
+# "recording" records real links for an hour (a minute with --quick) and replays the recordings; it runs only if named.
+# Exit status 0 only if every part passes.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 usage() {
     echo "usage: scripts/endurance.sh [--quick] [kills] [reconnections] [threads] [recording]:" \
-        "those that are named, or all but recording" >&2
+        "the named parts, or all except recording" >&2
     exit 2
 }
 
@@ -27,35 +27,35 @@ export PYTHONDONTWRITEBYTECODE=1
 if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
 jobs=$(nproc)
 
-# build FOLDER TARGET: shows what the compiler said only if it failed.
+# build FOLDER TARGET: prints the compiler's output only if the build fails.
 build() {
     local log="$1/$2.log"
     cmake --build "$1" -j "$jobs" --target "$2" >"$log" 2>&1 || { cat "$log"; return 1; }
 }
 
-# between_hosts SCRIPT OPTION...: real processes over loopback TCP.
+# between_hosts SCRIPT OPTION...: runs real processes over loopback TCP, if possible in a network namespace whose ports no
+# other process uses.
 between_hosts() {
     cmake --preset release -DQUARNEX_TOOLS=ON >/dev/null
     build build/release quarn
     local own_network=()
-    # Where the system lets us, on a loopback of our own, whose ports nobody else uses.
     if unshare --net --map-root-user true 2>/dev/null; then
         own_network=(unshare --net --map-root-user sh -c 'ip link set lo up && exec "$@"' sh)
     fi
     "${own_network[@]}" python3 "tests/endurance/$1" build/release/bin/quarn "${@:2}"
 }
 
-# Every loss and every doubled text needs a cause.
+# Every text that is dropped or doubled needs a cause.
 kills() {
     between_hosts killed_hosts.py "${kill_options[@]}"
 }
 
-# Whatever the hosts recorded has to play without a difference.
+# Every recording of the hosts must replay without a difference.
 recording() {
     between_hosts recorded_hosts.py --seconds "$recorded_seconds"
 }
 
-# Two hosts with 100 links each; descriptors and memory have to stay as they are.
+# Two hosts with 100 links each. The use of descriptors and memory must not grow.
 reconnections() {
     cmake --preset release -B build/bench -DQUARNEX_BENCH=ON -DQUARNEX_TESTS=OFF -DQUARNEX_TOOLS=OFF >/dev/null
     build build/bench quarnex_reconnections
@@ -74,5 +74,5 @@ for part in "$@"; do
     echo "== $part"
     start=$SECONDS
     "$part"
-    echo "$part: well, $((SECONDS - start)) s"
+    echo "$part: passed in $((SECONDS - start)) s"
 done

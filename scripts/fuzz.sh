@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Fuzzes each target, with its corpus first, and checks that the fault planted in one target is found:
-#   scripts/fuzz.sh [SECONDS]    for so many seconds each (default 60), from a fresh seed
-#   scripts/fuzz.sh --fixed      for a fixed number of runs from a fixed seed: the same result every time
-# A finding stays in build/asan-clang/findings and fails the script.
+# Fuzzes each target, starting with its corpus, and checks that the fault planted in one target is found:
+#   scripts/fuzz.sh [SECONDS]    runs each target for SECONDS (default 60) from a fresh seed
+#   scripts/fuzz.sh --fixed      makes a fixed number of runs from a fixed seed: the same result every time
+# Keeps the input of a finding in build/asan-clang/findings. Exit status 0 only without a finding.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 readonly amount=${1:-60} build=build/asan-clang
@@ -15,7 +15,7 @@ scripts/packages.sh test
 cmake --preset asan-clang >/dev/null
 cmake --build "$build" -j "$(nproc)" --target fuzz_received fuzz_message fuzz_rpc fuzz_recording fuzz_planted
 
-# fuzz TARGET RUNS: with fixed runs, nothing that earlier runs found is used.
+# fuzz TARGET RUNS: runs one target. With --fixed it ignores the inputs that earlier runs have collected.
 fuzz() {
     local limits=(-max_total_time="$amount") corpus=$build/corpus/$1
     if [[ $amount == --fixed ]]; then
@@ -46,6 +46,6 @@ if fuzz planted 1000000; then
     echo "planted: the fault was NOT found"
     status=1
 else
-    echo "planted: the fault was found, as it must be"
+    echo "planted: the fault was found, as expected"
 fi
 exit "$status"

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Runs clang-tidy over all sources, over those below a path, or over the 16 that were changed last:
+# Runs clang-tidy on all sources, on those below PATH, or on those changed last:
 #   scripts/lint.sh [PATH | --recent]
-# A changed header counts as the source of the same name.
+# A changed header counts as a change of the source with the same name.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 [[ $# -le 1 ]] || { echo "usage: scripts/lint.sh [PATH | --recent]" >&2; exit 2; }
@@ -9,10 +9,11 @@ scripts/packages.sh test
 readonly recent_max=16 build=build/lint
 cmake --preset debug -B "$build" -DQUARNEX_BENCH=ON >/dev/null
 
-# The sources that a build compiles, one per line.
+# Prints the sources that a build compiles, one per line.
 compiled() { sed -nE "s|^ *\"file\": \"$PWD/(.*)\",?$|\1|p" "$build/compile_commands.json" | sort -u; }
 
-# The sources whose file or header was changed last, in the working tree or in a commit; those changed last come first.
+# Prints the sources by the time of their last change or that of their header, the latest first: changes in the working tree,
+# then commits.
 changed() {
     { git diff --name-only HEAD; git log --name-only --format=; } | sed -nE 's/\.(cpp|h)$/.cpp/p' | awk '!seen[$0]++'
 }

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Prints the Debian packages that are missing for a purpose and fails, or installs them:
 #   scripts/packages.sh [--install] tool|test|package|bench|model|endurance|coverage...
-# With --install, which only scripts/demo.sh and scripts/test.sh pass on, the missing packages are installed after their
-# names have been printed, but not if QUARNEX_NO_INSTALL=1.
+# With --install, which only scripts/demo.sh and scripts/test.sh use, installs the missing packages after printing their
+# names, but not if QUARNEX_NO_INSTALL=1.
 set -euo pipefail
 
 declare -A packages=(
@@ -34,7 +34,7 @@ for purpose in tool "$@"; do
 done
 
 if ! command -v dpkg-query >/dev/null; then
-    echo "This is no Debian: install the equivalents of these packages yourself, where they are missing: ${wanted[*]}" >&2
+    echo "This system is not Debian. Install the equivalents of these packages if they are missing: ${wanted[*]}" >&2
     exit 0
 fi
 

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# Decides whether a change is good, the same way each time: builds and tests with GCC as a release and with Clang and the
-# sanitizers, fuzzes and simulates with fixed seeds, checks the model, the packages, the format, and the sources changed
-# last with the linter. Takes about ten minutes on two cores.
-# With --long, afterwards also what is random or takes hours: fresh seeds, 25 link-years, every mutation, endurance,
-# ThreadSanitizer, coverage and the linter on all sources.
-# Installs the Debian packages that are missing, but not if QUARNEX_NO_INSTALL=1. Exit status 0 only if every check passed.
+# Decides whether a change is good, with the same result every time: builds and tests a release with GCC and a sanitized
+# build with Clang, fuzzes and simulates with fixed seeds, and checks the model, the packages, the format and the sources
+# changed last. Takes about ten minutes on two cores.
+# With --long it then runs the checks that are random or take hours: fresh seeds, 25 link-years, every mutation, endurance,
+# ThreadSanitizer, coverage, and the linter on all sources.
+# Installs missing Debian packages, but not if QUARNEX_NO_INSTALL=1. Exit status 0 only if every check passes.
 # shellcheck disable=SC2317 # the functions are called through "check"
 set -uo pipefail
 cd "$(dirname "$0")/.." || exit 1
@@ -15,7 +15,7 @@ results=() closing=()
 failed=0
 if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
 
-# check NAME COMMAND...: runs the command and keeps the outcome for the summary. Fails as the command does.
+# check NAME COMMAND...: runs the command, keeps the outcome for the summary, and fails if the command fails.
 check() {
     local name=$1 start=$SECONDS outcome=ok
     shift
@@ -29,7 +29,7 @@ build() {
     cmake --preset "$1" && cmake --build "build/$1" -j "$jobs"
 }
 
-# run_tests PRESET: the closing lines of ctest are repeated at the end.
+# run_tests PRESET: runs the tests of a build; the summary repeats the last lines of ctest.
 run_tests() {
     local log="build/$1/test.log" status
     ctest --test-dir "build/$1" --output-on-failure --timeout 300 -j "$jobs" | tee "$log"

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Plants one fault after another (the mutations) in a copy of the code and shows which detectors notice it.
+"""Plants the mutations one after another in a copy of the code, and prints which detectors notice each of them.
 
     check_tests.py                 every mutation
-    check_tests.py --only NAME...  these
+    check_tests.py --only NAME...  the named mutations
 
 Exit status 0 if the detectors notice at least 95 % of the mutations tried.
 """
@@ -151,7 +151,7 @@ def main():
     survivors, alone = [], 0
     for mutation in mutations:
         mutation.apply()
-        # The compiler notices a fault that it refuses before any test runs.
+        # A mutation that does not build counts as noticed, by the compiler.
         noticed = all_notices() if build() else None
         mutation.revert()
         row = "".join(f"{'noticed' if one else '-':>12}" for one in noticed) if noticed else "  does not build"
