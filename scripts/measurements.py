@@ -1,10 +1,12 @@
 #!/usr/bin/env python3
 """Runs the commands that measure the project and keeps their output in docs/measurements.md.
 
-    measurements.py            lists the names of the measurements with their commands
-    measurements.py NAME...    runs these, one after another, and replaces their sections; "all" runs all of them
+    measurements.py            prints the names of the measurements with their commands
+    measurements.py NAME...    runs the named measurements one after another and replaces their sections
+    measurements.py missing    runs those that the page does not hold yet
+    measurements.py all        runs all of them, which takes hours
 
-Exit status 1 if a command failed; its section then shows the failure.
+Run it on a machine without other work. Exit status 1 if a command failed; its section then shows the failure.
 """
 import datetime
 import os
@@ -16,28 +18,34 @@ import time
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 PAGE = ROOT / "docs" / "measurements.md"
-# The command of each measurement, and how many of the last lines of its output the page shows.
+# A clean build without a compiler cache, timed.
+CLEAN_BUILD = ("export CMAKE_CXX_COMPILER_LAUNCHER= && rm -rf build/clean && cmake --preset {0} -B build/clean && "
+               "time -p cmake --build build/clean")
+# The command of each measurement, and how many of the last lines of its output the page shows. The order is that of
+# docs/reliability.md.
 MEASUREMENTS = {
     "tests": ("scripts/test.sh", 40),
-    "demo": ("scripts/demo.sh", 5),
     "replay": ("cmake --preset release && cmake --build --preset release --target quarn && "
-               "build/release/bin/quarn replay tests/data/recordings/*.jsonl", 80),
-    "benchmarks": ("scripts/bench.sh", 80),
-    "model": ("scripts/check_model.sh", 60),
-    "fuzzing": ("scripts/fuzz.sh 60", 10),
-    "simulation": ("scripts/simulate.sh 25", 80),
-    "kills": ("scripts/endurance.sh kills", 30),
-    "reconnections": ("scripts/endurance.sh reconnections", 10),
-    "threads": ("scripts/endurance.sh threads", 10),
-    "recording": ("scripts/endurance.sh recording", 20),
-    "coverage": ("scripts/coverage.sh", 20),
-    "mutations": ("tests/mutations/check_tests.py", 90),
+               "build/release/bin/quarn replay tests/data/recordings/*.jsonl", 3),
+    "fuzzing": ("scripts/fuzz.sh 60", 5),
+    "model": ("scripts/check_model.sh", 1),
+    "demo": ("scripts/demo.sh", 5),
+    "kills": ("scripts/endurance.sh kills", 12),
+    "reconnections": ("scripts/endurance.sh reconnections", 6),
+    "threads": ("scripts/endurance.sh threads", 4),
+    "simulation": ("scripts/simulate.sh 25", 18),
+    "recording": ("scripts/endurance.sh recording", 12),
+    "benchmarks": ("scripts/bench.sh", 50),
+    "mutations": ("tests/mutations/check_tests.py", 72),
+    "coverage": ("scripts/coverage.sh", 10),
+    "clean-build": (CLEAN_BUILD.format("release"), 3),
+    "clean-build-of-the-tool": (CLEAN_BUILD.format("tool"), 3),
 }
-# Output that only accompanies the building of programs.
+# Lines that only builds print.
 NOISE = re.compile(r"\[\d+/\d+\]|ninja: |-- |Preset CMake variables|Installing |Building |\s*$")
 INTRODUCTION = """# Latest measurements
 
-`scripts/measurements.py` writes this page; do not edit it. Each section shows the end of one command's output, unchanged.
+`scripts/measurements.py` writes this page; do not edit it. Each section shows the last lines of one command's output.
 Times depend on the machine. [reliability.md](reliability.md) states the promises that these commands check.
 """
 
@@ -58,7 +66,7 @@ def commit():
 
 
 def measure(name):
-    """The section of one measurement and its exit status."""
+    """Returns the section of one measurement, and its exit status."""
     start = time.monotonic()
     command, lines = MEASUREMENTS[name]
     done = subprocess.run(["bash", "-c", command], cwd=ROOT, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
@@ -72,7 +80,7 @@ def measure(name):
 
 
 def sections():
-    """The sections of the page as it is, by name."""
+    """Returns the sections of the present page by name."""
     text = PAGE.read_text() if PAGE.exists() else ""
     return {part.split("\n", 1)[0]: f"## {part}" for part in re.split(r"^## ", text, flags=re.M)[1:]}
 
@@ -84,11 +92,13 @@ def write(kept):
 
 def main(names):
     if not names:
-        print("\n".join(f"{name:14} {command}" for name, (command, _) in MEASUREMENTS.items()))
+        print("\n".join(f"{name:24} {command}" for name, (command, _) in MEASUREMENTS.items()))
         return 0
-    names = list(MEASUREMENTS) if names == ["all"] else names
+    if names in (["all"], ["missing"]):
+        kept = sections() if names == ["missing"] else {}
+        names = [name for name in MEASUREMENTS if name not in kept]
     if unknown := [name for name in names if name not in MEASUREMENTS]:
-        print(f"No measurement {', '.join(unknown)}; without arguments the names are listed", file=sys.stderr)
+        print(f"No measurement {', '.join(unknown)}; run measurements.py without arguments for the names", file=sys.stderr)
         return 2
     failed = 0
     for name in names:
