@@ -10,7 +10,7 @@
 namespace quarnex {
 
 /// TCP port of a link: the fixed port of a named type, otherwise `kFirstFreePort` + `IdQuarn`. The sum is
-/// computed first, so an identifier above 12667 is failure 6 for every type. The result can lie outside the
+/// computed first, so an identifier above 12,667 is failure 6 for any type. The result can lie outside the
 /// range of TCP ports if `IdQuarn` is negative.
 QUARNEX_API std::int32_t PortaPerTipo(std::string_view Tipo, std::int16_t IdQuarn);
 

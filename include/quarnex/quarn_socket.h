@@ -13,10 +13,10 @@ namespace quarnex {
 
 struct Library;
 
-/// The component. A host creates one instance, registers its links with `Add`, opens those over TCP with
-/// `Apri`, sends with `Invia`, and polls; nothing ever calls the host back. All instances of a process share
-/// the same links, log and settings. Everything happens on the host's thread, while it turns `HostLoop`: all
-/// calls must come from one thread (asserted in debug builds).
+/// The host's interface. A host creates one instance, registers its links with `Add`, opens those over TCP
+/// with `Apri`, sends with `Invia`, and polls; nothing ever calls the host back. All instances of a process
+/// share the same links, log and settings. Everything happens on the host's thread, while it turns
+/// `HostLoop`: all calls must come from one thread (asserted in debug builds).
 ///
 /// Texts are byte strings: one byte is one character of code 0 to 255. A link index is valid from 1 to the
 /// number of links added; every method that takes one does nothing for an invalid index and returns "" or,
@@ -108,7 +108,7 @@ class QUARNEX_API QuarnSocket {
   bool Connesso(std::int16_t IdxQuarn);
 
   /// Describes the state of the link and the reason why it is down. Changes nothing. Returns a snapshot with
-  /// `index` 0 for an invalid index. Not one of the 15 methods.
+  /// `index` 0 for an invalid index. Not part of the component class.
   LinkSnapshot snapshot(std::int16_t IdxQuarn) const;
 
   /// The library behind this instance.

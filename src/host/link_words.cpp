@@ -20,7 +20,7 @@ constexpr const char* kKindNames[] = {
 };
 static_assert(std::size(kKindNames) == static_cast<std::size_t>(FailureKind::PeerAskedToClose) + 1);
 
-// The numbers that the error notices give without words.
+// Descriptions of numbers that error notices print alone.
 constexpr std::pair<std::int32_t, std::string_view> kBareNumbers[] = {
     {10013, "permission denied"},
     {10024, "no descriptors are left"},

@@ -12,7 +12,7 @@ namespace quarnex {
 namespace {
 
 constexpr std::string_view kNeverTaken =
-    "the peer would not take it, nor anything behind it until the link is reconnected";
+    "the peer never accepts it, and it blocks all texts behind it until the link is reconnected";
 constexpr std::size_t kFieldsOfLoneBatch = 3;  // the text, "9CMD" and "9."; further ones are not read
 
 bool contains(std::string_view text, char c) {
@@ -48,22 +48,23 @@ std::string tooLongWarning(std::string_view text) {
 
 TextCheck checkText(std::string_view text) {
   if (text.empty()) return {"an empty text is not sent", true};
-  if (text == kEmptyQueuesCommand) return {"this word empties the link's queues and is not sent", true};
+  if (text == kEmptyQueuesCommand) return {"this text is not sent; it empties the link's queues", true};
   if (messageLength(1, text.size()) > kMessageLengthMax) return {tooLongWarning(text), true, true};
   if (contains(text, kEtx)) {
     return {"ETX (code 3) ends the frame early: " + std::string(kNeverTaken), true, true};
   }
   if (contains(text, '|')) return {splitWarning(text), true};
-  if (text.size() < kTextLengthMin) return {"a text of one character is dropped by the peer", false};
+  if (text.size() < kTextLengthMin) return {"the peer drops a text of one character", false};
   if (isServiceWord(text)) {
-    return {"this is a word of the protocol: the peer acts on it and does not hand it to its host", true};
+    return {"this is a word of the protocol: the peer acts on it and does not pass it to its host", true};
   }
   if (contains(text, kStx)) {
-    return {"STX (code 2) begins frames: a peer that begins anew at each does not take it", true};
+    return {"STX (code 2) begins frames: a peer that restarts at each STX drops the text", true};
   }
   if (text.starts_with('9'))
-    return {"\"9\" begins the protocol's own words: other peers may not pass it on", false};
-  if (parseEventReport(text)) return {"the peer's host may take it for a report of its own library", false};
+    return {"\"9\" begins the words of the protocol: other peers may not pass it on", false};
+  if (parseEventReport(text))
+    return {"the peer's host may mistake it for a report of its own library", false};
   return {};
 }
 

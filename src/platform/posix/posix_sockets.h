@@ -36,11 +36,11 @@ class PosixSockets final : public SocketService {
   /// Closes the caller if nobody has taken it.
   void withdrawOffer() { offered_ = {}; }
 
-  /// Receives at most 64 KiB for `instance` into the shared buffer. Returns the result of `recv`.
+  /// Receives at most `kFetchBytesMax` bytes for `instance` into the shared buffer; returns like `recv`.
   std::ptrdiff_t receive(const SocketInstance& instance, int descriptor);
   /// Returns the bytes of the last `receive` if it was for `instance`, otherwise "".
   std::string_view received(const SocketInstance& instance) const;
-  /// Receives at most 64 KiB and drops them; `received` does not change. Returns the result of `recv`.
+  /// Receives at most `kFetchBytesMax` bytes and drops them; `received` stays. Returns like `recv`.
   std::ptrdiff_t discard(int descriptor);
   /// Forgets an instance that is being destroyed.
   void forget(const SocketInstance& instance);
