@@ -1,10 +1,10 @@
 #include "platform/posix/reactor.h"
 
-#include <cassert>
 #include <cerrno>
 #include <utility>
 
 #include "platform/posix/error_numbers.h"
+#include "services/assertion.h"
 
 namespace quarnex {
 namespace {
@@ -71,7 +71,7 @@ void Reactor::add(const Descriptor& set, std::uint32_t events, Key key) {
 }
 
 void Reactor::change(Key key, std::uint32_t events) {
-  assert(holds(key));
+  QUARNEX_ASSERT(holds(key));
   epoll_event event{};
   event.events = events;
   event.data.u64 = key;
@@ -86,7 +86,7 @@ void Reactor::pauseUntilTick(Key key, std::uint32_t events) {
 // Closing the descriptor removes it from the sets only if no child process that the host has forked still
 // holds it, so it is removed explicitly.
 void Reactor::forget(Key key) {
-  assert(holds(key));
+  QUARNEX_ASSERT(holds(key));
   WatchSlot& slot = slots_[slotOf(key)];
   ::epoll_ctl(main_.get(), EPOLL_CTL_DEL, descriptorOf(key), nullptr);
   if (slot.connection) {
