@@ -18,7 +18,7 @@ write_basic_package_version_file(QuarnexConfigVersion.cmake COMPATIBILITY SameMa
 install(FILES ${PROJECT_BINARY_DIR}/QuarnexConfig.cmake ${PROJECT_BINARY_DIR}/QuarnexConfigVersion.cmake
   DESTINATION ${package_folder} COMPONENT development)
 
-# The file finds the prefix from its own place, so that an installed tree can be moved.
+# The file computes the prefix from its own location, so an installed tree can be moved.
 file(RELATIVE_PATH prefix_from_pkgconfig ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(cmake/quarnex.pc.in quarnex.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/quarnex.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)

@@ -1,11 +1,11 @@
-# The library that hosts link: the engine, the adapter of this platform and the flight recorder. It needs the standard
-# library alone. One set of position-independent objects makes both the static and the shared library.
+# The library that hosts link: the engine, the adapter of this platform and the flight recorder. It depends only on the
+# standard library. One set of position-independent objects makes both the static and the shared library.
 configure_file(cmake/version.h.in include/quarnex/version.h @ONLY)
 
 file(GLOB_RECURSE engine_sources CONFIGURE_DEPENDS src/services/*.cpp src/engine/*.cpp src/host/*.cpp)
 file(GLOB platform_sources CONFIGURE_DEPENDS src/platform/posix/*.cpp)
 file(GLOB recorder_sources CONFIGURE_DEPENDS src/recording/recorder/*.cpp src/recording/format/*.cpp)
-# The parts of the format that read recordings need a JSON parser and are left to the tools.
+# The sources that read recordings need a JSON parser and belong to the tools.
 list(FILTER recorder_sources EXCLUDE REGEX "/(json_fields|line_parser|recording_reader|step_reader).cpp$")
 
 add_library(quarnex_objects OBJECT ${engine_sources} ${platform_sources} ${recorder_sources})
@@ -23,7 +23,7 @@ set_target_properties(quarnex_shared PROPERTIES VERSION ${PROJECT_VERSION} SOVER
   LINK_DEPENDS ${PROJECT_BINARY_DIR}/exports.map)
 target_link_options(quarnex_shared PRIVATE -Wl,--version-script=${PROJECT_BINARY_DIR}/exports.map)
 if(NOT QUARNEX_SANITIZE AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
-  target_link_options(quarnex_shared PRIVATE -Wl,-z,defs) # a missing object shows here, not in the programs of hosts
+  target_link_options(quarnex_shared PRIVATE -Wl,-z,defs) # so that a missing object fails this link, not that of a host
 endif()
 foreach(library quarnex_static quarnex_shared)
   set_target_properties(${library} PROPERTIES OUTPUT_NAME quarnex)
@@ -34,7 +34,7 @@ foreach(library quarnex_static quarnex_shared)
   add_library(Quarnex::${library} ALIAS ${library})
 endforeach()
 
-# The same names as in the installed package: the library of the kind that BUILD_SHARED_LIBS asks for.
+# The same names as in the installed package: the shared library if BUILD_SHARED_LIBS is on, otherwise the static one.
 add_library(quarnex INTERFACE)
 target_link_libraries(quarnex INTERFACE $<IF:$<BOOL:${BUILD_SHARED_LIBS}>,quarnex_shared,quarnex_static>)
 foreach(alias Quarnex::quarnex Quarnex::recording)

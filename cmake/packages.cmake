@@ -18,8 +18,8 @@ set(about "Quarnex keeps TCP links between a host program and its peers. The hos
 queues texts and polls for received ones. The library listens or calls,
 supervises, repeats and reconnects, on the host's own thread.")
 
-# cpack itself would add scripts that call ldconfig, where Debian wants a trigger; debian_files.cmake finds the
-# dependencies of this package instead.
+# CPack's own shlibs support adds scripts that call ldconfig, but Debian requires a trigger. So debian_files.cmake determines
+# the dependencies of this package.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libquarnex${PROJECT_VERSION_MAJOR})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "TCP links to Quarn peers (shared library)

@@ -1,5 +1,5 @@
-# Warnings are errors here, on GCC and Clang alike, but not in the build of a host, whose compiler may be a later one. The
-# sanitizers are a switch of the whole build.
+# Warnings are errors with GCC and Clang, but not if a host's project includes this one, because its compiler may be newer.
+# QUARNEX_SANITIZE applies to the whole build.
 add_library(quarnex_warnings INTERFACE)
 target_compile_options(quarnex_warnings INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow $<$<BOOL:${PROJECT_IS_TOP_LEVEL}>:-Werror>)

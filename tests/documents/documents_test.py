@@ -25,7 +25,7 @@ def section(text, heading):
 
 
 def rows(text):
-    """The rows of the tables in a text, without their headings, as lists of cells."""
+    """Returns the rows of the tables in a text, without their headings, as lists of cells."""
     tables = re.findall(r"^\|.*\|\n\|[-|]+\|\n((?:\|.*\|\n)*)", text, re.M)
     cells = [re.split(r"(?<!\\)\|", line)[1:-1] for table in tables for line in table.split("\n") if line]
     return [[cell.strip() for cell in row] for row in cells]
@@ -36,13 +36,13 @@ def code_spans(text):
 
 
 def commands(text):
-    """The code of a document that may be a command: its code spans and the lines of its code blocks."""
+    """Returns the code of a document that may be a command: its code spans and the lines of its code blocks."""
     blocks = re.findall(r"^    (\S.*)$", text, re.M)
     return [*code_spans(text), *(re.split(r" {3,}#| {8,}", line.removeprefix("$ "))[0] for line in blocks)]
 
 
 def compare(path, what, shown, true):
-    """Complains about the first difference between what a document shows and what is true."""
+    """Complains about the first difference between the rows of a document and those of the source."""
     for one, other in zip([*shown, "nothing"], [*true, "nothing"]):
         if one != other:
             return complain(ROOT / path, f"{what}: {one} where the source has {other}")
