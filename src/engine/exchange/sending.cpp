@@ -15,15 +15,21 @@
 namespace quarnex {
 namespace {
 
+[[maybe_unused]] bool isWhole(std::string_view frame) {
+  return frame.front() == kStx && frame.back() == kEtx && checksumHolds(frame);
+}
+
 void sendFrame(Library& library, ConnectionRecord& record, std::string_view messaggio, Trap& trap) {
   std::string frame = std::move(library.frameStorage);
   trap([&] {
     makeFrame(frame, messaggio);
-    QUARNEX_ASSERT(frame.front() == kStx && frame.back() == kEtx && checksumHolds(frame));
     ++record.history.framesSent;
     Traccia(library, record.IdxQuarn, "I>", std::string_view(frame).substr(1, frame.size() - 4));
   });
-  trap([&] { frameSocket(library, record).send(frame); });
+  trap([&] {
+    QUARNEX_ASSERT(frame.empty() || isWhole(frame));  // empty: there was no memory for it
+    frameSocket(library, record).send(frame);
+  });
   clearText(frame);
   library.frameStorage = std::move(frame);
 }

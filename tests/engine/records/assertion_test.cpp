@@ -22,6 +22,15 @@ struct Violation {
   void (*plant)(StubHost& host, ConnectionRecord& record);
 };
 
+// Changes a frame through its trace: after it was made and before it is sent. It is made where the one before
+// was.
+struct FrameSpoiler final : Observer {
+  explicit FrameSpoiler(Library& library) : frame(library.frameStorage.data()) { library.observer = this; }
+  void traced(std::int16_t, std::string_view) override { *frame = 'x'; }
+
+  char* frame;
+};
+
 const Violation kViolations[] = {
     {"index beyond the table", "connection_table.h:[0-9]+: assertion failed: holds",
      [](StubHost& host, ConnectionRecord&) { host.record(9).Stato = 1; }},
@@ -76,6 +85,13 @@ const Violation kViolations[] = {
        Trap third{host.library};
        third([] { throw Failure(5, "Invalid procedure call or argument"); });
        first.clear();
+     }},
+    {"frame without its start character", "sending.cpp",
+     [](StubHost& host, ConnectionRecord& record) {
+       host.connect(record.IdxQuarn);
+       InviaComando(host.library, record, "QRY", "");
+       const FrameSpoiler spoiler(host.library);
+       InviaComando(host.library, record, "QRY", "");
      }},
     {"call from another thread", "quarn_socket.cpp",
      [](StubHost& host, ConnectionRecord&) { std::thread([&] { host.quarn.Chiudi(1); }).join(); }},
