@@ -15,10 +15,10 @@ LAYERS = {
     "src/host": ["src/services", "src/engine", "include/quarnex"],
     "src/platform/posix/process_library.cpp": ["src/services", "src/host", "src/platform/posix", "include/quarnex"],
     "src/platform/posix": ["src/services", "include/quarnex"],
-    "src/platform/simulated": ["src/services", "include/quarnex"],
+    "src/platform/simulated": ["src/services", "include/quarnex/failure.h"],
     "src/recording": ["src/services", "src/host", "src/engine/records", "include/quarnex"],
-    # These know the engine only by its behaviour.
-    "src/simulation/checks/independent": ["src/simulation/peers", "src/platform/simulated", "src/services", "include/quarnex"],
+    # These know the engine only by its behaviour: no row that they may include reaches a constant of the engine.
+    "src/simulation/checks/independent": ["src/simulation/peers/hostile_bytes.h", "src/platform/simulated", "src/services"],
     "src/simulation/peers": ["src/platform/simulated", "src/services", "include/quarnex"],
     "src/simulation": ["src/platform/simulated", "src/recording", "src/host", "src/services", "src/engine/records",
                        "include/quarnex"],
@@ -29,6 +29,8 @@ PURE = ("src/engine/", "src/host/")
 SYSTEM_HEADERS_IN = ("src/platform/posix/", "src/platform/windows/", "apps/quarn/posix/")
 MAY_CATCH = {"src/engine/records/trap.h": "the trap helper", "src/host/quarn_socket.cpp": "the host boundary"}
 FILE_LINES_MAX = 450
+CHECK_LINES_MAX = 150
+CHECK = re.compile(r"^class \w+(?: final)? : public (?:Record)?Check(, )?", re.M)
 SYSTEM_HEADER = re.compile(r"#include <((?:sys|netinet|arpa|linux)/|(?:unistd|fcntl|errno|signal|poll|pthread|windows|"
                            r"winsock2?|ws2tcpip)\.h>)")
 CLOCK = re.compile(r"\b(?:system_clock|steady_clock|high_resolution_clock|clock_gettime|gettimeofday|std::time)\b")
@@ -43,6 +45,13 @@ PLANTED = [
     ("src/engine/records/planted.cpp", '#include "engine/tick/tick.h"', "src/engine/records may include only"),
     ("src/engine/link/planted.cpp", '#include "engine/exchange/handler.h"', "src/engine/link may include only"),
     ("src/platform/posix/planted.cpp", '#include "host/engine.h"', "src/platform/posix may include only"),
+    ("src/simulation/checks/independent/planted.h", '#include "engine/records/library.h"', "independent may include only"),
+    ("src/simulation/checks/independent/planted.h", '#include "host/engine.h"', "independent may include only"),
+    ("src/simulation/checks/independent/planted.h", '#include "quarnex/times_and_limits.h"', "independent may include only"),
+    ("src/simulation/checks/independent/planted.h", '#include "simulation/checks/record_check.h"', "independent may include only"),
+    ("src/platform/simulated/planted.h", '#include "quarnex/times_and_limits.h"', "src/platform/simulated may include only"),
+    ("src/simulation/checks/planted.h", "class Planted : public Check {", "begins with its rule"),
+    ("src/simulation/checks/planted.h", "// Rule: r.\nclass Planted : public Check {" + 150 * "\n", "150 lines at most"),
     ("src/engine/link/planted.cpp", "  static int calls = 0;", "no static state"),
     ("src/engine/link/planted.cpp", "std::vector<int> links;", "no static state"),
     ("src/host/planted.cpp", "thread_local int depth = 0;", "no static state"),
@@ -101,6 +110,14 @@ def check_length(file, lines):
         find(file, len(lines) - 1, f"no file has more than {FILE_LINES_MAX} lines")
 
 
+def check_check(file, text):
+    """A check of the simulation is one short file with one base class, whose first line states its rule."""
+    for check in CHECK.finditer(text) if file.startswith("src/simulation/checks/") else ():
+        first = text.startswith("// Rule: ") and len(CHECK.findall(text)) == 1
+        if "RecordCheck : public" not in check[0] and (check[1] or not first or text.count("\n") > CHECK_LINES_MAX):
+            find(file, 1, f"a check is one file of {CHECK_LINES_MAX} lines at most that begins with its rule")
+
+
 def check_public_header(file):
     """A public header compiles alone."""
     compiler = sys.argv[1] if len(sys.argv) > 1 else "c++"
@@ -127,6 +144,7 @@ def check_rules():
         lines = [(1, line)]
         check_includes(file, lines)
         check_purity(file, lines)
+        check_check(file, line)
         if len(findings) != 1 or words not in findings[0]:
             sys.exit(f"planted in {file}: {line}\nexpected: {words}\nfound: {findings}")
         findings.clear()
@@ -142,6 +160,7 @@ def main():
         check_includes(file, lines)
         check_purity(file, lines)
         check_length(file, lines)
+        check_check(file, path.read_text(encoding="latin-1"))
         if file.startswith("include/"):
             check_public_header(file)
     check_names(files)
