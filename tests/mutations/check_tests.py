@@ -25,7 +25,7 @@ SEEDS = range(1, 31)  # of the simulated sites; each takes about 2 seconds
 
 QUARN = f"{BUILD}/bin/quarn"
 SUITES = {
-    "simulation": "*FailingOperations*:*Nesting*:*StruckFrames*:TwoHosts*:Recorder*:*SeededRun*:SimulatedRun*:HostileNeighbour*",
+    "simulation": "*FailingOperations*:*Nesting*:*StruckFrames*:Recorder*:*SeededRun*:*SimulatedRun*:RecordedRun*:HostileNeighbour*",
     "adapters": "*ServicesContract*:*Posix*:ErrorNumbers*:ProcessLibrary*",
     "replay": "Player*:RecordingReader*:RecordingPrinter*:*Shrinker*",
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -18,7 +19,7 @@ struct Pair {
   explicit Pair(std::uint64_t seed = 1, int links = 1) : world(seed), linkCount(links) {}
 
   void add() {
-    for (Host* host : {&server, &client}) {
+    for (Host* host : hosts) {
       host->quarn().Init("");
       for (int id = 1; id <= linkCount; ++id) {
         host->quarn().Add("ABC", static_cast<std::int16_t>(id), host == &client, true);
@@ -26,7 +27,7 @@ struct Pair {
     }
   }
   void open() {
-    for (Host* host : {&server, &client}) {
+    for (Host* host : hosts) {
       for (int link = 1; link <= linkCount; ++link) host->quarn().Apri(static_cast<std::int16_t>(link));
     }
   }
@@ -41,7 +42,7 @@ struct Pair {
     from.quarn().Invia(link, text);
     return world.runUntil([&] { return std::ranges::count(take(to, link), text) > 0; }, 30);
   }
-  bool talks(std::int16_t link = 1) {
+  bool deliversBothWays(std::int16_t link = 1) {
     return delivers(client, server, "question", link) && delivers(server, client, "answer", link);
   }
   /// Takes all texts and reports that have arrived for the host.
@@ -55,6 +56,7 @@ struct Pair {
   int linkCount;
   Host& server = world.addHost();
   Host& client = world.addHost();
+  std::array<Host*, 2> hosts{&server, &client};
 };
 
 }  // namespace quarnex::simulation

@@ -13,7 +13,7 @@ constexpr bool isInJournal(Operation operation) {
          operation == SetPeriod;
 }
 
-// A close takes effect even if it fails.
+// A failing close takes effect, too.
 void StubSocket::begin(const ServiceCall& call) {
   if (call.operation == Operation::Close) inner->close();
   if (call.operation == Operation::Fetch) inner->received.clear();
@@ -49,7 +49,7 @@ std::int16_t StubHost::addConnected(bool client) {
 }
 
 void StubHost::connect(std::int16_t index) {
-  tickAfter(11);
+  tickAfter(11);  // the link calls or listens
   if (record(index).ConnessioneClient) {
     events().onConnect(SocketArray::ClientSocket, record(index).IdxClient, 0);
   } else {
@@ -63,8 +63,12 @@ void StubHost::connect(std::int16_t index) {
 void StubHost::receive(std::int16_t index, std::string_view message) {
   std::string frame;
   makeFrame(frame, message);
-  socket(record(index).ConnessioneClient ? "ClientSocket" : "SrvAccept").incoming.push_back(frame);
+  carrier(index).incoming.push_back(frame);
   tickAfter(0);
+}
+
+StubSocket& StubHost::carrier(std::int16_t index) {
+  return socket(record(index).ConnessioneClient ? "ClientSocket" : "SrvAccept");
 }
 
 std::vector<std::string> StubHost::inbound(std::int16_t index) {
@@ -81,6 +85,13 @@ std::vector<std::string> StubHost::inbound(std::int16_t index) {
 
 std::vector<std::string> StubHost::happened() {
   return std::exchange(journal, {});
+}
+
+std::vector<std::string> StubHost::sent() {
+  std::vector<std::string> messages;
+  for (const std::string& line : happened())
+    if (line.starts_with("I>9999")) messages.push_back(line.substr(6));
+  return messages;
 }
 
 void StubHost::meet(const ServiceCall& call) {
@@ -107,6 +118,40 @@ std::string StubHost::nameFor(SocketId id) {
 void StubHost::traced(std::int16_t, std::string_view text) {
   const StubAtWork work;
   journal.emplace_back(text);
+}
+
+void nothing(StubHost&) {}
+
+Action after(std::int64_t seconds) {
+  return [=](StubHost& host) { host.tickAfter(seconds); };
+}
+
+Action connected() {
+  return [](StubHost& host) { host.connect(1); };
+}
+
+Action callEnds(std::int16_t code) {
+  return [=](StubHost& host) { host.events().onConnect(SocketArray::ClientSocket, 1, code); };
+}
+
+Action callerArrives(std::int16_t code) {
+  return
+      [=](StubHost& host) { host.events().onAccept(SocketArray::ServerSocket, 1, code == 0 ? 9 : 0, code); };
+}
+
+Action connectionEnds(std::int16_t code) {
+  return [=](StubHost& host) {
+    host.events().onClose(
+        host.record(1).ConnessioneClient ? SocketArray::ClientSocket : SocketArray::SrvAccept, 1, code);
+  };
+}
+
+Action received(std::string message) {
+  return [=](StubHost& host) { host.receive(1, message); };
+}
+
+Action failing(std::string operation, std::int32_t number, std::string description) {
+  return [=](StubHost& host) { host.failing.insert({operation, Failure(number, description)}); };
 }
 
 }  // namespace quarnex::test

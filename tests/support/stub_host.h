@@ -1,5 +1,5 @@
-// A host whose services do what the test says: a clock that stands, sockets that remember, operations that
-// fail.
+// A host whose services a test controls: the clock moves on command, sockets keep what they are given, and
+// chosen operations fail.
 #pragma once
 
 #include <deque>
@@ -21,7 +21,7 @@ namespace quarnex::test {
 
 class StubHost;
 
-/// While one lives it is the stub that asks for memory, not the engine.
+/// While one exists, memory is allocated by the stub, not by the engine.
 struct StubAtWork {
   StubAtWork() { ++depth; }
   ~StubAtWork() { --depth; }
@@ -57,8 +57,8 @@ struct StubServices {
   PlainServices plain;
 };
 
-/// The library under test with its services. Everything that happens is written into `journal`: operations as
-/// "close ClientSocket", sent frames as "send " and the bytes, traces as they are.
+/// The library under test with its services. `journal` lists operations as "close ClientSocket", sent frames
+/// as "send " and the bytes, and traces unchanged.
 class StubHost final : StubServices, public Interceptor<StubHost, StubSocket>, Observer {
  public:
   StubHost();
@@ -71,16 +71,20 @@ class StubHost final : StubServices, public Interceptor<StubHost, StubSocket>, O
   void tickAfter(std::int64_t seconds);
   /// Adds a link of type MIRTAN, identifier 5, over TCP, and opens it.
   std::int16_t addOpen(bool client);
-  /// The same, connected: 701 reported, journal and inbound queue empty, exchange ready.
+  /// Adds, opens and connects a link: 701 reported, journal and inbound queue empty, exchange ready.
   std::int16_t addConnected(bool client);
-  /// The same for a link that has been opened, or is to connect again.
+  /// Connects an open link, for the first time or again.
   void connect(std::int16_t index);
-  /// The given message as one frame for the link's socket, and one tick.
+  /// Puts a message, as one frame, into the link's socket and gives one tick.
   void receive(std::int16_t index, std::string_view message);
-  /// Takes out the whole inbound queue; of reports only code and detail: "701 127.0.0.1:20308".
+  /// Takes all items from the inbound queue; of reports only code and detail: "701 127.0.0.1:20308".
   std::vector<std::string> inbound(std::int16_t index);
-  /// What happened since the last call.
+  /// Takes the lines that were added to the journal since the last call.
   std::vector<std::string> happened();
+  /// The messages of the frames among them.
+  std::vector<std::string> sent();
+  /// The socket that carries the connection of a link.
+  StubSocket& carrier(std::int16_t index);
 
   template <class Operate>
   auto around(const ServiceCall& call, const Operate& operate) {
@@ -89,13 +93,14 @@ class StubHost final : StubServices, public Interceptor<StubHost, StubSocket>, O
   }
   std::unique_ptr<PlainSocket> makeInner(SocketId, SocketEvents&) { return std::make_unique<PlainSocket>(); }
   void created(SocketId id, StubSocket& socket) { sockets[nameFor(id)] = &socket; }
-  /// Writes the call's journal line, if it has one, and lets what the test has planned for it happen.
+  /// Writes the call's journal line, if it has one, then the failure or action that the test has planned for
+  /// it.
   void meet(const ServiceCall& call);
 
   Instant& time = plain.time;
-  std::map<std::string, Failure>
-      failing;  // by "listen ServerSocket" or "state ClientSocket"; stays until removed
-  std::map<std::string, std::function<void()>> inside;  // happens once, inside that operation
+  // By operation: "listen ServerSocket". A failure stays until it is removed, an action happens once.
+  std::map<std::string, Failure> failing;
+  std::map<std::string, std::function<void()>> inside;
   std::map<std::string, StubSocket*> sockets;
   std::vector<std::string> journal;
   std::string logName, logText;
@@ -114,5 +119,24 @@ class StubHost final : StubServices, public Interceptor<StubHost, StubSocket>, O
   Engine library;
   QuarnSocket quarn;
 };
+
+constexpr bool kClient = true, kServer = false;
+
+/// One event, tick or change of link 1, as a value for the tables of tests.
+using Action = std::function<void(StubHost&)>;
+
+void nothing(StubHost& host);
+Action after(std::int64_t seconds);  ///< one tick
+Action connected();
+Action callEnds(std::int16_t code);
+Action callerArrives(std::int16_t code);
+Action connectionEnds(std::int16_t code);
+Action received(std::string message);
+Action failing(std::string operation, std::int32_t number, std::string description);
+
+template <class... Actions>
+Action sequence(Actions... actions) {
+  return [=](StubHost& host) { (actions(host), ...); };
+}
 
 }  // namespace quarnex::test

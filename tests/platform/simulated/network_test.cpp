@@ -1,19 +1,18 @@
-// The simulated network, clock and files alone: which bytes arrive, when, and how connections end.
+// Tests the simulated network, clock and files: which bytes arrive, when, and how connections end.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <functional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "simulation/faults/tampering.h"
 #include "simulation/sites/world.h"
-#include "simulation/tampers.h"
 
 namespace quarnex::simulation {
 namespace {
 
+using namespace simulated;
 using testing::ElementsAre;
 
 // A caller and a listener on one port. Shows received bytes behind the time of their arrival: "0:ab 40:c".
@@ -66,6 +65,13 @@ TEST_P(Transmissions, DeliverBytesAtTheirTimes) {
   EXPECT_EQ(listener.ending(), GetParam().ending);
 }
 
+// Of each send the first two bytes arrive, and the connection ends.
+Tamper endingWith(Piece::Ending ending) {
+  return [=](std::string_view sent) {
+    return std::vector<Piece>{{std::string(sent.substr(0, 2)), 0, ending}};
+  };
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Of, Transmissions,
     testing::Values(Transmission{"Directness", {}, {}, "0:abcdef 100:ghi", -1},
@@ -73,18 +79,14 @@ INSTANTIATE_TEST_SUITE_P(
                     Transmission{"Joining", {.quantum = 400}, {}, "100:abcdefghi", -1},
                     Transmission{
                         "AReluctantSystem", {.takenAtOnce = 2}, {}, "0:ab 50:cd 100:ef 150:gh 200:i", -1},
-                    Transmission{"Loss", {}, losing({2}), "0:abc 100:ghi", -1},
-                    Transmission{"Doubling", {}, doubling({1, 3}), "0:abcabcdef 100:ghighi", -1},
-                    Transmission{"Corruption", {}, corrupting({1}), "0:accdef 100:ghi", -1},
-                    Transmission{"Repetition", {}, repeatingFirst({3}), "0:abcdef 100:ghiabc", -1},
                     Transmission{"Cutting", {}, cuttingAt(1, 50), "0:a 50:bcdef 100:g 150:hi", -1},
                     Transmission{"Dripping", {}, dripping(40), "0:a 40:b 80:cdef 100:g 140:h 180:i", -1},
-                    Transmission{"Truncation", {}, truncating(2, 1, Piece::Ending::Orderly), "0:abcd", 0},
-                    Transmission{"Resetting", {}, truncating(2, 3, Piece::Ending::Reset), "", 10054},
+                    Transmission{"AClose", {}, endingWith(Piece::Ending::Orderly), "0:ab", 0},
+                    Transmission{"AReset", {}, endingWith(Piece::Ending::Reset), "", 10054},
                     Transmission{"AChain",
                                  {},
-                                 inTurn({doubling({2}), losing({1}), cuttingAt(2, 30)}),
-                                 "0:de 30:fdef 100:gh 130:i",
+                                 inTurn({cuttingAt(1, 50), dripping(40)}),
+                                 "0:a 50:b 90:cdef 100:g 150:h 190:i",
                                  -1}),
     [](const auto& row) { return row.param.name; });
 
@@ -177,34 +179,6 @@ TEST_F(NetworkTest, AFullWindowMakesBytesWaitAtTheSender) {
   EXPECT_EQ(caller.end()->unsent(), 0U);
 }
 
-struct Accepts final : SocketEvents {
-  void onConnect(SocketArray, std::int16_t, std::int16_t) override {}
-  void onClose(SocketArray, std::int16_t, std::int16_t) override {}
-  void onReceive(SocketArray, std::int16_t, std::int16_t) override {}
-  void onAccept(SocketArray, std::int16_t, std::int32_t, std::int16_t code) override {
-    codes.push_back(code);
-  }
-  std::vector<std::int16_t> codes;
-};
-
-// They are tried again after a pause; later callers wait behind them.
-TEST_F(NetworkTest, CallersWithoutADescriptorAreAcceptedLater) {
-  Host& host = world.addHost();
-  Accepts accepts;
-  const auto socket = host.sockets.create(SocketArray::ServerSocket, 1, accepts);
-  socket->setLocalPort(5000);
-  socket->listen();
-  host.sockets.descriptorsMax = 1;
-  caller.call(5000);
-  world.runMilliseconds(50);
-  world.addPeer().call(5000);
-  world.runMilliseconds(200);
-  EXPECT_THAT(accepts.codes, ElementsAre(10024, 10024, 10024));
-  host.sockets.descriptorsMax = 2;
-  world.runMilliseconds(200);
-  EXPECT_THAT(accepts.codes, ElementsAre(10024, 10024, 10024, 0, 0));
-}
-
 TEST(VirtualTimes, ThrowAtAMillionTasksOfOneMillisecond) {
   VirtualTime time;
   int tasks = 0;
@@ -259,24 +233,6 @@ TEST(MemoryFiles, DropLinesThatTheDiskRefuses) {
   file.keptMax = 8;
   file.write("five");
   EXPECT_EQ(file.files.at("old"), "fourfive");
-}
-
-TEST(WireFormat, ReadsItsOwnFrames) {
-  const std::string message = wire::message(5, {"HELLO", "9CMD", "9."});
-  EXPECT_EQ(message, "0000053|HELLO|9CMD|9.|");
-  EXPECT_EQ(wire::frame(message),
-            "\2"
-            "99990000053|HELLO|9CMD|9.|A@\3");
-  wire::Splitter splitter;
-  std::vector<wire::Frame> frames;
-  for (const char byte : "noise" + wire::frame(message) + "\2@@\3" + "\2@A\3" + "\2\3") {
-    for (wire::Frame& frame : splitter.feed(std::string(1, byte))) frames.push_back(std::move(frame));
-  }
-  ASSERT_EQ(frames.size(), 4U);
-  EXPECT_EQ(frames[0].message, message);
-  EXPECT_THAT(wire::fieldsOf(frames[0].message), ElementsAre("HELLO", "9CMD", "9."));
-  EXPECT_THAT((std::vector{frames[0].intact, frames[1].intact, frames[2].intact, frames[3].intact}),
-              ElementsAre(true, true, false, false));
 }
 
 }  // namespace

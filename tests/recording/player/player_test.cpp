@@ -1,4 +1,4 @@
-// Tests that recordings of an independent model replay, and that every alteration is found at its line.
+// Tests that recordings of an independent model replay, and that each alteration is a mismatch at its line.
 #include "recording/player/player.h"
 
 #include <algorithm>
@@ -56,9 +56,7 @@ std::size_t mismatchAt(const Lines& lines) {
 
 TEST(Player, ReplaysEveryRecordingWithoutAMismatch) {
   for (const auto& file : recordings()) {
-    std::ifstream in(file);
-    RecordingReader reader(in);
-    const ReplayResult result = replay(reader);
+    const ReplayResult result = replayLines(linesOf(file));
     EXPECT_FALSE(result.mismatch) << file << "\n" << reportOf(*result.mismatch);
     EXPECT_FALSE(result.damage) << file << result.damage->what();
     EXPECT_GT(result.steps, 0U) << file;
@@ -73,7 +71,9 @@ std::string outputKey(const Json& line) {
   return "";
 }
 
-bool isInputOnItsOwn(const Json& line) {
+// An input that does not answer the output before it.
+bool isInputOnItsOwn(const std::string& text) {
+  const Json line = Json::parse(text);
   if (line.contains("property") || line.contains("now")) return true;
   if (!line.contains("failed")) return false;
   const auto operation =
@@ -89,24 +89,19 @@ std::string kindOf(const Json& line) {
 }
 
 struct OutputPlace {
-  const Lines* lines;
-  std::size_t index;  // of an output, from 0
+  Lines lines;
+  std::size_t index = SIZE_MAX;  // of an output, from 0
 };
 
-// The first four outputs of each kind, by their line number.
-std::map<std::string, std::vector<OutputPlace>> placesByKind(const std::vector<Lines>& files) {
-  constexpr std::size_t kPlaces = 4;
-  std::map<std::string, std::vector<OutputPlace>> places;
-  for (const Lines& lines : files) {
-    std::map<std::string, std::size_t> first;
+// The earliest output of each kind in all recordings.
+std::map<std::string, OutputPlace> placesByKind() {
+  std::map<std::string, OutputPlace> places;
+  for (const auto& file : recordings()) {
+    const Lines lines = linesOf(file);
     for (std::size_t index = 1; index < lines.size(); ++index) {
       const std::string kind = kindOf(Json::parse(lines[index]));
-      if (!kind.empty() && first.emplace(kind, index).second) places[kind].push_back({&lines, index});
+      if (!kind.empty() && index < places[kind].index) places[kind] = {lines, index};
     }
-  }
-  for (auto& [kind, some] : places) {
-    std::ranges::sort(some, {}, &OutputPlace::index);
-    some.resize(std::min(some.size(), kPlaces));
   }
   return places;
 }
@@ -129,46 +124,32 @@ Lines alterations(const std::string& line) {
 }
 
 TEST(Player, FindsAnAlteredOutputAtItsLine) {
-  std::vector<Lines> files;
-  for (const auto& file : recordings()) files.push_back(linesOf(file));
-  const auto places = placesByKind(files);
+  const auto places = placesByKind();
   EXPECT_GE(places.size(), 28U);
-  for (const auto& [kind, some] : places) {
-    for (const OutputPlace& place : some) {
-      SCOPED_TRACE(kind + " " + (*place.lines)[place.index]);
-      const auto at = static_cast<std::ptrdiff_t>(place.index);
-      Lines changed(place.lines->begin(), place.lines->begin() + at + 1);
-      for (const std::string& line : alterations(changed.back())) {
-        changed.back() = line;
-        EXPECT_EQ(mismatchAt(changed), place.index + 1) << line;
-      }
+  for (const auto& [kind, place] : places) {
+    SCOPED_TRACE(kind + " " + place.lines[place.index]);
+    Lines changed = place.lines;
+    changed.resize(place.index + 1);
+    for (const std::string& line : alterations(changed.back())) {
+      changed.back() = line;
+      EXPECT_EQ(mismatchAt(changed), place.index + 1) << line;
     }
   }
 }
 
-// Index of the first line from `index` on that is compared with the engine's next output.
-std::size_t nextCompared(const Lines& lines, std::size_t index) {
-  while (index < lines.size() && isInputOnItsOwn(Json::parse(lines[index]))) ++index;
-  return index;
-}
-
 TEST(Player, FindsAnAddedAndAMissingOutput) {
-  std::vector<Lines> files;
-  for (const auto& file : recordings()) files.push_back(linesOf(file));
-  for (const auto& [kind, some] : placesByKind(files)) {
-    for (const OutputPlace& place : some) {
-      const Lines& lines = *place.lines;
-      SCOPED_TRACE(kind + " " + lines[place.index]);
-      const std::size_t next = nextCompared(lines, place.index + 1);
-      if (next == lines.size() || lines[next] == lines[place.index]) continue;
-      const auto at = static_cast<std::ptrdiff_t>(place.index);
-      Lines doubled = lines;
-      doubled.insert(doubled.begin() + at, lines[place.index]);
-      EXPECT_EQ(mismatchAt(doubled), place.index + 2);
-      Lines lost = lines;
-      lost.erase(lost.begin() + at);
-      EXPECT_EQ(mismatchAt(lost), next);
-    }
+  for (const auto& [kind, place] : placesByKind()) {
+    const Lines& lines = place.lines;
+    const auto index = static_cast<std::ptrdiff_t>(place.index);
+    SCOPED_TRACE(kind + " " + lines[place.index]);
+    const auto next = std::find_if_not(lines.begin() + index + 1, lines.end(), isInputOnItsOwn);
+    if (next == lines.end() || *next == lines[place.index]) continue;
+    Lines doubled = lines;
+    doubled.insert(doubled.begin() + index, lines[place.index]);
+    EXPECT_EQ(mismatchAt(doubled), place.index + 2);
+    Lines missing = lines;
+    missing.erase(missing.begin() + index);
+    EXPECT_EQ(mismatchAt(missing), static_cast<std::size_t>(next - lines.begin()));
   }
 }
 
@@ -188,90 +169,95 @@ TEST(Player, ReplaysAllWholeLinesOfATruncatedRecording) {
   }
 }
 
-struct Case {
-  const char* name;
-  Lines lines;
-  std::size_t mismatch;  // line, 0 = none
-};
+std::string did(const std::string& operation, const std::string& value = "") {
+  return R"({"did":")" + operation + R"(","socket":"ClientSocket","index":1)" +
+         (value.empty() ? "}" : ",\"value\":" + value + "}");
+}
+std::string traced(const std::string& text) {
+  return R"({"trace":1,"text":")" + text + "\"}";
+}
 
 // A client link that is open and about to call.
 const Lines kOpened = {R"({"quarnex":"recording","version":1,"utc_offset":3600})",
                        R"({"at":0,"call":"Add","params":["ABC",5,true,true]})",
-                       R"({"did":"create","socket":"ClientSocket","index":1})",
-                       R"({"did":"setLocalPort","socket":"ClientSocket","index":1,"value":0})",
-                       R"({"did":"setRemotePort","socket":"ClientSocket","index":1,"value":20105})",
-                       R"({"did":"setLocalAddress","socket":"ClientSocket","index":1,"value":"0.0.0.0"})",
-                       R"({"did":"setRemoteHost","socket":"ClientSocket","index":1,"value":"127.0.0.1"})",
-                       R"({"trace":1,"text":"ADD 1 : 5 ABC ABC"})",
+                       did("create"),
+                       did("setLocalPort", "0"),
+                       did("setRemotePort", "20105"),
+                       did("setLocalAddress", R"("0.0.0.0")"),
+                       did("setRemoteHost", R"("127.0.0.1")"),
+                       traced("ADD 1 : 5 ABC ABC"),
                        R"({"result":1})",
                        R"({"at":0,"call":"Apri","params":[1]})",
-                       R"({"trace":1,"text":"ATTIVATO SOCKET CLIENT ETH 05 ABC"})",
+                       traced("ATTIVATO SOCKET CLIENT ETH 05 ABC"),
                        R"({"did":"setPeriod","value":200})",
                        R"({"result":null})",
                        R"({"at":11,"tick":true})"};
+const std::string kClosed = traced("Client Socket State:0 Closed");
+const std::string kCalling = traced("Client Socket State:3 Calling");
+const std::string kCalls = traced("CHIAMO ETH 05 ABC 20105 127.0.0.1");
+const std::string kFailed =
+    R"({"failed":"connect","socket":"ClientSocket","index":1,"number":10055,"description":"x"})";
+const std::string kError = traced("ETH 05 ABC ERROR CODE :10055 Errore CHIAMO ETH 05 ABC:x");
+const std::string kNested =
+    R"({"at":11,"event":"Receive","socket":"ClientSocket","index":1,"code":0,"nested":true})";
+const std::string kTick = R"({"at":12,"tick":true})";
+
+Lines joined(Lines lines, const Lines& more) {
+  lines.insert(lines.end(), more.begin(), more.end());
+  return lines;
+}
+Lines afterConnect(const Lines& more) {
+  return joined({kClosed, kCalls, did("close"), did("prepareA"), did("prepareB"), did("connect")}, more);
+}
 
 TEST(Player, SuppliesInputsAtTheirPlaces) {
-  const std::string state0 = R"({"trace":1,"text":"Client Socket State:0 Closed"})";
-  const std::string chiamo = R"({"trace":1,"text":"CHIAMO ETH 05 ABC 20105 127.0.0.1"})";
-  const std::string close = R"({"did":"close","socket":"ClientSocket","index":1})";
-  const std::string prepareA = R"({"did":"prepareA","socket":"ClientSocket","index":1})";
-  const std::string prepareB = R"({"did":"prepareB","socket":"ClientSocket","index":1})";
-  const std::string connect = R"({"did":"connect","socket":"ClientSocket","index":1})";
-  const std::string failed =
-      R"({"failed":"connect","socket":"ClientSocket","index":1,"number":10055,"description":"x"})";
-  const std::string nestedConnect =
-      R"({"at":11,"event":"Receive","socket":"ClientSocket","index":1,"code":0,"nested":true})";
-  const std::string end = R"({"end":true})";
-  const std::string state3 = R"({"trace":1,"text":"Client Socket State:3 Calling"})";
-  const std::string error = R"({"trace":1,"text":"ETH 05 ABC ERROR CODE :10055 Errore CHIAMO ETH 05 ABC:x"})";
-  const std::string tick = R"({"at":12,"tick":true})";
-  const Case cases[] = {
+  const struct {
+    const char* name;
+    Lines lines;
+    std::size_t mismatch;  // line, 0 = none
+  } rows[] = {
       {"nothing more", {}, 0},
-      {"a whole call", {state0, chiamo, close, prepareA, prepareB, connect, state3, tick}, 0},
-      {"a step that ends early", {state0, chiamo, tick}, 17},
-      {"a step that goes on", {state0, chiamo, close, prepareA, prepareB, connect, state3, state3}, 22},
-      {"a failed call leaves the state",
-       {state0, chiamo, close, prepareA, prepareB, connect, failed, state0, error},
+      {"a whole call", afterConnect({kCalling, kTick}), 0},
+      {"a step that ends early", {kClosed, kCalls, kTick}, 17},
+      {"a step that goes on", afterConnect({kCalling, kCalling}), 22},
+      {"a failed call leaves the state", afterConnect({kFailed, kClosed, kError}), 0},
+      {"an answer after a nested step", afterConnect({kNested, R"({"end":true})", kFailed, kClosed, kError}),
        0},
-      {"an answer after what is nested",
-       {state0, chiamo, close, prepareA, prepareB, connect, nestedConnect, end, failed, state0, error},
-       0},
-      {"a nested step without its end",
-       {state0, chiamo, close, prepareA, prepareB, connect, nestedConnect, state3},
-       22},
-      {"an answer to another call", {state0, chiamo, close, prepareA, failed, prepareB}, 19},
+      {"a nested step without its end", afterConnect({kNested, kCalling}), 22},
+      {"an answer to another call",
+       {kClosed, kCalls, did("close"), did("prepareA"), kFailed, did("prepareB")},
+       19},
       {"a property",
        {R"({"property":"statusText","socket":"ClientSocket","index":1,"value":"Chiuso"})",
-        R"({"trace":1,"text":"Client Socket State:0 Chiuso"})", chiamo},
+        traced("Client Socket State:0 Chiuso"), kCalls},
        0},
       {"a property of an instance that was never created",
-       {R"({"property":"state","socket":"SrvAccept","index":-3,"value":4})", state0, chiamo},
+       {R"({"property":"state","socket":"SrvAccept","index":-3,"value":4})", kClosed, kCalls},
        0},
       {"a read that fails until the next output",
-       {R"({"failed":"statusText","socket":"ClientSocket","index":1,"number":7,"description":"x"})", chiamo,
-        close, prepareA, prepareB, connect, state3,
-        R"({"trace":1,"text":"ETH 05 ABC ERROR CODE :7 Errore CHIAMO ETH 05 ABC:x"})"},
+       {R"({"failed":"statusText","socket":"ClientSocket","index":1,"number":7,"description":"x"})", kCalls,
+        did("close"), did("prepareA"), did("prepareB"), did("connect"), kCalling,
+        traced("ETH 05 ABC ERROR CODE :7 Errore CHIAMO ETH 05 ABC:x")},
        0},
       {"keys in another order, unknown keys, other escapes",
-       {R"({"note":[{"deep":{}}],"text":"Client Socket \u0053tate:0 Closed","at":5,"trace":1})", chiamo},
+       {R"({"note":[{"deep":{}}],"text":"Client Socket \u0053tate:0 Closed","at":5,"trace":1})", kCalls},
        0},
-      {"an event before anything exists for it",
-       {state0, chiamo, close, prepareA, prepareB, connect, state3,
-        R"({"at":12,"event":"Accept","socket":"ServerSocket","index":7,"handle":1,"remote_host":"","code":0})",
-        tick},
+      {"an event for an unknown link",
+       afterConnect(
+           {kCalling,
+            R"({"at":12,"event":"Accept","socket":"ServerSocket","index":7,"handle":1,"remote_host":"","code":0})",
+            kTick}),
        0},
   };
-  for (const Case& row : cases) {
+  for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
-    Lines lines = kOpened;
-    lines.insert(lines.end(), row.lines.begin(), row.lines.end());
-    EXPECT_EQ(mismatchAt(lines), row.mismatch);
+    EXPECT_EQ(mismatchAt(joined(kOpened, row.lines)), row.mismatch);
   }
 }
 
 TEST(Player, ReportsAMismatchWithItsStepAndTheLinesBefore) {
   Lines lines = kOpened;
-  lines.push_back(R"({"trace":1,"text":"Client Socket State:2 Closed"})");
+  lines.push_back(traced("Client Socket State:2 Closed"));
   const std::string report = reportOf(*replayLines(lines).mismatch);
   for (const char* part :
        {"before           5  {", "before          14  {", "step            14  {\"at\":11,",

@@ -1,20 +1,83 @@
-// Tests that a shrunk recording still shows the problem of the long one, in the same way.
+// Records simulated hosts under faults: the recordings replay without a mismatch and give the same recordings
+// again, and a shrunk recording shows the same problem as the long one.
 #include "recording/shrinker/shrinker.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <sstream>
 #include <string>
 #include <utility>
+#include <vector>
 
-#include "recording/hosts_under_faults.h"
 #include "recording/player/player.h"
+#include "recording/recorder/recorder.h"
+#include "recording/shrinker/reproduction.h"
+#include "simulation/faults/fault_plan.h"
 
 namespace quarnex::recording {
 namespace {
+
+// One recording per engine of two hosts under a random plan of all faults.
+std::vector<std::string> recordingsOf(std::uint64_t seed) {
+  std::vector<std::shared_ptr<MemorySink>> sinks;
+  simulation::World world(seed);
+  simulation::Site site(world, 1, 2);
+  simulation::FaultPlan faults(site, world.random(), *simulation::faultsNamed("generation-4"));
+  for (const auto& place : site.places()) {
+    place->host().makeWrapper = [&] {
+      sinks.push_back(std::make_shared<MemorySink>());
+      return std::make_unique<ServicesRecorder>(sinks.back());
+    };
+    place->setTraffic(3'000);
+  }
+  site.start();
+  simulation::Host& first = site.places().front()->host();
+  first.faults.choose = [](const ServiceCall&) { return simulation::OperationFault(); };
+  EXPECT_THROW(first.quarn().AttivaLog(), Failure);
+  first.faults.choose = nullptr;
+  faults.begin();
+  world.run(1'200);
+  faults.end();
+  std::vector<std::string> texts;
+  texts.reserve(sinks.size());
+  for (const auto& sink : sinks) texts.push_back(sink->text());
+  return texts;
+}
+
+std::string recordedAgain(const std::string& text) {
+  std::istringstream in(text);
+  RecordingReader reader(in);
+  StepReader steps(reader, SIZE_MAX);
+  Reproduction reproduction(reader.utcOffset(),
+                            [](auto sink) { return std::make_unique<NullChecker>(sink); });
+  std::string again = reproduction.header();
+  for (RecordedStep step; steps.next(step);) again += reproduction.replay(step);
+  return again;
+}
+
+TEST(Recorder, RecordingsOfHostsUnderFaultsReplayWithoutAMismatch) {
+  std::map<std::string, int> seen;
+  for (const char* word : {"\"nested\":true", "\"now\"", "\"utc_offset\"", "\"failed\":\"state\"",
+                           "\"failed\":\"attach\"", "\"failed\":\"bytesWaiting\"", "\"failure\"",
+                           "\"property\"", "\"fetched\"", "\"Accept\"", "\"createLog\"", "\"code\":10054"})
+    seen[word] = 0;
+  for (std::uint64_t seed = 1; seed <= 8; ++seed) {
+    for (const std::string& text : recordingsOf(seed)) {
+      std::istringstream in(text);
+      RecordingReader reader(in);
+      const ReplayResult result = replay(reader);
+      ASSERT_FALSE(result.mismatch) << "seed " << seed << "\n" << reportOf(*result.mismatch);
+      ASSERT_FALSE(result.damage) << "seed " << seed << ": " << result.damage->what();
+      ASSERT_TRUE(recordedAgain(text) == text) << "seed " << seed;
+      for (auto& [word, recordings] : seen) recordings += text.find(word) != text.npos ? 1 : 0;
+    }
+  }
+  for (const auto& [word, recordings] : seen) EXPECT_GE(recordings, 1) << word;
+}
 
 constexpr std::size_t kStepsMax = 50;
 
@@ -78,7 +141,7 @@ TEST_P(ShrinkerMismatches, ArePreserved) {
   std::string text;
   std::size_t at = text.npos;
   for (std::uint64_t seed = 1; at == text.npos; ++seed) {
-    text = simulation::recordingsOf(seed).back();
+    text = recordingsOf(seed).back();
     at = text.rfind(output);
   }
   text.replace(at, output.size(), other);
@@ -109,7 +172,7 @@ template <class AnyChecker>
 void keepsFindingsOf() {
   int found = 0;
   for (std::uint64_t seed = 1; seed <= 4; ++seed) {
-    for (const std::string& text : simulation::recordingsOf(seed)) {
+    for (const std::string& text : recordingsOf(seed)) {
       const ShrinkResult result = shrinkText<AnyChecker>(text);
       if (!result.problem.found()) continue;
       ++found;
@@ -130,7 +193,7 @@ TEST(Shrinker, PreservesAFinding) {
 }
 
 TEST(Shrinker, ReturnsNoRecordingWithoutAProblem) {
-  const std::string text = simulation::recordingsOf(1).front();
+  const std::string text = recordingsOf(1).front();
   EXPECT_EQ(shrinkText<NullChecker>(text).recording, "");
   const ShrinkResult cut = shrinkText<NullChecker>(text.substr(0, text.size() - 1));
   EXPECT_FALSE(cut.problem.found());
