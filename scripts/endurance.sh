@@ -12,9 +12,9 @@ usage() {
     exit 2
 }
 
-kill_options=(--kills 1000 --pairs 50) rounds=100 repetitions=50 recorded_seconds=3600
+kill_options=(--kills 1000 --pairs 50) rounds=100 repetitions=50 recorded_kills=540
 if [[ ${1:-} == --quick ]]; then
-    kill_options=(--kills 20 --pairs 20) repetitions=3 recorded_seconds=60
+    kill_options=(--kills 20 --pairs 20) repetitions=3 recorded_kills=9
     shift
 fi
 for name in "$@"; do
@@ -52,7 +52,7 @@ kills() {
 
 # Every recording of the hosts must replay without a difference.
 recording() {
-    between_hosts recorded_hosts.py --seconds "$recorded_seconds"
+    between_hosts killed_hosts.py --kills "$recorded_kills" --pairs 3 --links 6
 }
 
 # Two hosts with 100 links each. The use of descriptors and memory must not grow.

@@ -1,36 +1,24 @@
 // Measures in virtual time the rates of texts between two processes that docs/delivery.md states.
 #include <gtest/gtest.h>
 
-#include <cstddef>
-#include <cstdint>
-
 #include "quarnex/event_report.h"
-#include "simulation/sites/world.h"
+#include "simulation/pair.h"
 
 namespace quarnex::simulation {
 namespace {
 
 constexpr Milliseconds kAlways = 0;  // the host keeps texts queued
 constexpr Milliseconds kNever = -1;
-constexpr Milliseconds kStep = 50;
 constexpr std::int64_t kSeconds = 20;
 
-/// One end of the link: sends a text each `pause` milliseconds and counts the texts that it receives.
-struct End {
-  Host& host;
-  std::int16_t link;
-  Milliseconds pause;
+/// Sends a text each `pause` milliseconds and returns the number of texts received.
+int turn(QuarnSocket& quarn, Milliseconds pause, Milliseconds elapsed) {
+  while (pause == kAlways && quarn.snapshot(1).outbound < 40) quarn.Invia(1, "text");
+  if (pause > 0 && elapsed % pause == 0) quarn.Invia(1, "text");
   int received = 0;
-
-  void turn(Milliseconds elapsed) {
-    QuarnSocket& quarn = host.quarn();
-    while (pause == kAlways && quarn.snapshot(link).outbound < 40) quarn.Invia(link, "text");
-    if (pause > 0 && elapsed % pause == 0) quarn.Invia(link, "text");
-    while (quarn.MessaggioArrivato(link)) {
-      if (!parseEventReport(quarn.GetMessaggioArrivato(link))) ++received;
-    }
-  }
-};
+  while (quarn.MessaggioArrivato(1)) received += parseEventReport(quarn.GetMessaggioArrivato(1)) ? 0 : 1;
+  return received;
+}
 
 struct Rates {
   const char* name;
@@ -41,24 +29,21 @@ struct Rates {
 class RatesOfTexts : public testing::TestWithParam<Rates> {};
 
 TEST_P(RatesOfTexts, AreThoseOfTheDocument) {
-  World world{1};
-  Host& serverHost = world.addHost();
-  Host& clientHost = world.addHost();
-  End server{serverHost, serverHost.quarn().Add("ABC", 1, false, true), GetParam().serverPause};
-  End client{clientHost, clientHost.quarn().Add("ABC", 1, true, true), GetParam().clientPause};
-  server.host.quarn().Apri(server.link);
-  world.runMilliseconds(70);  // the two processes tick at different moments
-  client.host.quarn().Apri(client.link);
-  const auto connected = [&] { return client.host.quarn().Connesso(client.link); };
-  ASSERT_TRUE(world.runUntil(connected, 60));
-  for (Milliseconds elapsed = 0; elapsed < kSeconds * 1000; elapsed += kStep) {
-    world.runMilliseconds(kStep);
-    server.turn(elapsed);
-    client.turn(elapsed);
+  Pair pair;
+  pair.add();
+  pair.server.quarn().Apri(1);
+  pair.world.runMilliseconds(70);  // the two processes tick at different moments
+  pair.client.quarn().Apri(1);
+  ASSERT_TRUE(pair.connects());
+  double toServer = 0, toClient = 0;
+  for (Milliseconds elapsed = 0; elapsed < kSeconds * kSecond; elapsed += 50) {
+    pair.world.runMilliseconds(50);
+    toServer += turn(pair.server.quarn(), GetParam().serverPause, elapsed);
+    toClient += turn(pair.client.quarn(), GetParam().clientPause, elapsed);
   }
   constexpr double kTolerance = 2.0;  // a batch may be under way at either end of the time
-  EXPECT_NEAR(static_cast<double>(server.received) / kSeconds, GetParam().toServer, kTolerance);
-  EXPECT_NEAR(static_cast<double>(client.received) / kSeconds, GetParam().toClient, kTolerance);
+  EXPECT_NEAR(toServer / kSeconds, GetParam().toServer, kTolerance);
+  EXPECT_NEAR(toClient / kSeconds, GetParam().toClient, kTolerance);
 }
 
 INSTANTIATE_TEST_SUITE_P(, RatesOfTexts,

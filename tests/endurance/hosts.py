@@ -1,7 +1,8 @@
-"""Drives hosts of one link each: `quarn rpc` processes that exchange texts, are killed at any moment and start again.
+"""Drives hosts: `quarn rpc` processes that exchange texts, are killed at any moment and start again.
 
-Each text names its sender: "client.3.17" is the 17th text of the client's third life. This program keeps the list of
-texts sent and received, so it survives the processes.
+On a host's first link each text names its sender: "client.3.17" is the 17th text of the client's third process. This
+program keeps the list of texts sent and received, so it survives the processes. The other links are closed, opened and
+used at random.
 """
 import asyncio
 import dataclasses
@@ -12,6 +13,8 @@ POLL_SECONDS = 0.25
 BURST = 6
 BURSTS = 0.3  # share of polls that send; a client that always has texts never asks for the server's texts
 ITEMS_PER_POLL = 8
+CLOSES, OPENINGS, SWITCHES = 0.01, 0.05, 0.02  # probability per poll
+OTHER_TEXT = "\u00ff\\" * 20
 FAILURES = ("X000E0991[", "X000E0109[")  # reports that follow the emptying of the queues
 
 
@@ -25,17 +28,24 @@ class Life:
 
 
 class Host:
-    def __init__(self, command, side, identifier, rng):
-        self.command, self.side, self.identifier, self.random = command, side, identifier, rng
+    def __init__(self, quarn, side, identifiers, rng, folder):
+        self.quarn, self.side, self.identifiers, self.random, self.folder = quarn, side, identifiers, rng, folder
         self.lives = []
         self.sent = {}  # (life, number) -> time at which the library accepted the text
         self.taken = []  # (time, own life, (life, number) of the peer), in order of arrival
-        self.sending = True
+        self.sending, self.leaving = True, False
+
+    @property
+    def name(self):
+        return f"{self.identifiers[0]}-{self.side}"
+
+    def recording(self, life):
+        return self.folder / f"{self.name}-{life}.jsonl"
 
     async def start(self):
         self.lives.append(Life(time.monotonic()))
         self.process = await asyncio.create_subprocess_exec(
-            *self.command(f"{self.identifier}-{self.side}-{len(self.lives)}"),
+            self.quarn, "rpc", "--record", self.recording(len(self.lives)),
             stdin=asyncio.subprocess.PIPE, stdout=asyncio.subprocess.PIPE)
         self.turning = asyncio.create_task(self.turn())
 
@@ -50,20 +60,39 @@ class Host:
 
     def check_alive(self):
         if self.turning.done():
-            raise self.turning.exception() or RuntimeError(f"{self.side} {self.identifier} ended by itself")
+            raise self.turning.exception() or RuntimeError(f"{self.name} ended by itself")
 
     async def turn(self):
         """Runs the host's loop until the process ends."""
-        results = await self.request([("Init", ""), ("Add", "TEST", self.identifier, self.side == "client", True),
-                                        ("Apri", 1), ("Connesso", 1)])
-        while results is not None:
-            requests = [("GetMessaggioArrivato", 1)] * ITEMS_PER_POLL
+        requests, self.closed = [("Init", f"{self.folder}/{self.name}-")], set()
+        for number, identifier in enumerate(self.identifiers):
+            requests += [("Add", "TEST", identifier, (number % 2 == 0) == (self.side == "client"), True),
+                         ("Apri", number + 1)]
+        results = await self.request([*requests, ("Connesso", 1)])
+        while results is not None and not self.leaving:
+            requests = [("GetMessaggioArrivato", 1)] * ITEMS_PER_POLL + self.disturbances()
             if results[-1] and self.sending and self.random.random() < BURSTS:
                 requests += [("Invia", 1, self.next_text()) for _ in range(BURST)]
             before = len(self.taken)
             results = await self.request([*requests, ("Connesso", 1)])
             if len(self.taken) < before + ITEMS_PER_POLL:
                 await asyncio.sleep(POLL_SECONDS)
+        self.process.stdin.close()
+
+    def disturbances(self):
+        """Requests without an effect on the first link."""
+        requests = [("GetDebug", 1)]
+        for link in range(2, len(self.identifiers) + 1):
+            if self.random.random() < (OPENINGS if link in self.closed else CLOSES):
+                requests.append(("Apri" if link in self.closed else "Chiudi", link))
+                self.closed ^= {link}
+            if self.random.random() < BURSTS:
+                requests += [("Invia", link, OTHER_TEXT)] * BURST
+            requests += [("GetMessaggioArrivato", link)] * ITEMS_PER_POLL
+        if self.random.random() < SWITCHES:
+            requests.append(self.random.choice([("AttivaLog",), ("DisattivaLog", 1), ("AttivaDebug", 1),
+                                                ("DisattivaDebug", 1)]))
+        return requests
 
     def next_text(self):
         self.lives[-1].offered += 1
@@ -80,14 +109,11 @@ class Host:
             if not answer.endswith(b"\n"):
                 return None
             results.append(json.loads(answer)["result"])
-            if method == "Invia":
-                self.note_sent(parameters[1])
-            elif method == "GetMessaggioArrivato" and results[-1]:
+            if (method, parameters[:1]) == ("Invia", [1]):
+                self.sent[identity(parameters[1])] = time.monotonic()
+            elif (method, parameters) == ("GetMessaggioArrivato", [1]) and results[-1]:
                 self.take(results[-1])
         return results
-
-    def note_sent(self, text):
-        self.sent[identity(text)] = time.monotonic()
 
     def take(self, item):
         if not item.startswith("X000E"):

@@ -1,18 +1,22 @@
 #!/usr/bin/env python3
 """Kills hosts at random moments of an exchange over loopback TCP, restarts them and explains the fate of every text.
 
-    killed_hosts.py QUARN [--kills N] [--pairs P] [--seed S] [--record DIR]
+    killed_hosts.py QUARN [--kills N] [--pairs P] [--links L] [--seed S]
 
-Pairs of processes run in parallel, because a link needs 10 seconds to connect. Exit status 0 if every link reconnected
-and every lost or repeated text has a cause.
+Pairs of processes run in parallel, because a link needs 10 seconds to connect. Exit status 0 if every link reconnected,
+every lost or repeated text has a cause, and the recording of every process replays without a difference.
 """
 import argparse
 import asyncio
 import collections
 import pathlib
 import random
+import re
+import shutil
 import statistics
+import subprocess
 import sys
+import tempfile
 import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "tool"))
@@ -22,12 +26,14 @@ from peer import IDENTIFIERS  # noqa: E402
 
 RECOVERY_SECONDS_MAX = 95
 EARLY_KILLS = 0.15  # share of kills that do not wait for the recovery from the last one
+CUT_OFF = "as if the file had been cut off here"  # replay's message about an incomplete last line
 
 
 class Pair:
-    def __init__(self, command, identifier, rng):
+    def __init__(self, quarn, identifiers, rng, folder):
         self.random = rng
-        self.server, self.client = (Host(command, side, identifier, rng) for side in ("server", "client"))
+        self.hosts = [Host(quarn, side, identifiers, rng, folder) for side in ("server", "client")]
+        self.server, self.client = self.hosts
         self.recoveries = []  # (killed side, seconds until recovery)
         self.kills = collections.Counter()
 
@@ -43,7 +49,7 @@ class Pair:
     async def kill_and_restart(self, who, more_to_come):
         await asyncio.sleep(self.random.uniform(0, 2.5))
         self.kills[who] += 1
-        killed = [host for host in (self.server, self.client) if who in (host.side, "both")]
+        killed = [host for host in self.hosts if who in (host.side, "both")]
         moment = time.monotonic()
         for host in killed:
             host.kill()
@@ -60,8 +66,8 @@ class Pair:
         while not (self.server.has_text_since(self.client, moment) and self.client.has_text_since(self.server, moment)):
             if time.monotonic() - moment > RECOVERY_SECONDS_MAX:
                 raise TimeoutError(
-                    f"link {self.server.identifier} did not recover within {RECOVERY_SECONDS_MAX} seconds")
-            for host in (self.server, self.client):
+                    f"{self.server.name} did not recover within {RECOVERY_SECONDS_MAX} seconds")
+            for host in self.hosts:
                 host.check_alive()
             await asyncio.sleep(0.05)
         return time.monotonic() - moment
@@ -70,9 +76,12 @@ class Pair:
         """Lets the last texts arrive, then ends both processes."""
         self.server.sending = self.client.sending = False
         await asyncio.sleep(6)  # a batch is repeated after 5 seconds
-        for host in (self.server, self.client):
-            host.process.kill()
+        for host in self.hosts:
+            host.leaving = True
+        for host in self.hosts:
             await host.ended()
+            if host.process.returncode != 0:
+                raise RuntimeError(f"{host.name} ended with {host.process.returncode}")
 
     def accounts(self):
         return Account(self.server, self.client), Account(self.client, self.server)
@@ -93,20 +102,33 @@ def print_summary(pairs):
         print(f"  {count:7} texts {fate or 'WITHOUT A CAUSE'}")
     unexplained = [(pair, line) for pair in pairs for account in pair.accounts() for line in account.unexplained]
     for pair, line in unexplained:
-        print(f"UNEXPLAINED, link {pair.server.identifier}: {line}")
+        print(f"UNEXPLAINED, {pair.server.name}: {line}")
     return not unexplained
 
 
-async def run(arguments, seed):
-    def command(name):
-        recording = ["--record", f"{arguments.record}/{name}.jsonl"] if arguments.record else []
-        return [arguments.quarn, "rpc", *recording]
+def replay_all(quarn, hosts):
+    """Replays the recording of every process; true if none differs. A killed process may leave half a line."""
+    steps, failures = 0, []
+    for host in hosts:
+        for number, life in enumerate(host.lives, 1):
+            result = subprocess.run([quarn, "replay", host.recording(number)], capture_output=True, text=True,
+                                    errors="replace")
+            replayed = re.search(r": no difference.*?: (\d+) step", result.stdout)
+            steps += int(replayed[1]) if replayed else 0
+            if not replayed or (result.returncode and (life.killed == float("inf") or CUT_OFF not in result.stderr)):
+                failures.append(result.stdout + result.stderr)
+    print("\n".join(failures) or f"every recording replays without a difference: {steps} steps")
+    return not failures
 
-    rng = random.Random(seed)
-    pairs = [Pair(command, next(IDENTIFIERS), random.Random(rng.random())) for _ in range(arguments.pairs)]
+
+async def run(arguments, folder):
+    rng = random.Random(arguments.seed)
+    pairs = [Pair(arguments.quarn, [next(IDENTIFIERS) for _ in range(arguments.links)], random.Random(rng.random()), folder)
+             for _ in range(arguments.pairs)]
     kills = [arguments.kills // len(pairs) + (i < arguments.kills % len(pairs)) for i in range(len(pairs))]
     await asyncio.gather(*(pair.run(count) for pair, count in zip(pairs, kills)))
-    return print_summary(pairs)
+    explained = print_summary(pairs)
+    return replay_all(arguments.quarn, [host for pair in pairs for host in pair.hosts]) and explained
 
 
 def main():
@@ -115,15 +137,18 @@ def main():
     parser.add_argument("--kills", type=int, default=20)
     parser.add_argument("--pairs", type=int, default=20)
     parser.add_argument("--seed", type=int, default=random.randrange(10**6))
-    parser.add_argument("--record", metavar="DIR", help="record each process into DIR")
+    parser.add_argument("--links", type=int, default=1, help="links of each pair; the texts of the first are explained")
     arguments = parser.parse_args()
-    if arguments.kills < 1 or arguments.pairs < 1:
-        parser.error("give at least one kill and one pair")
+    if min(arguments.kills, arguments.pairs, arguments.links) < 1:
+        parser.error("give at least one kill, one pair and one link")
     arguments.pairs = min(arguments.pairs, arguments.kills)
-    print(f"seed {arguments.seed}", flush=True)
+    folder = pathlib.Path(tempfile.mkdtemp(prefix="killed-hosts-"))
+    print(f"seed {arguments.seed}, recordings in {folder}", flush=True)
     began = time.monotonic()
-    passed = asyncio.run(run(arguments, arguments.seed))
+    passed = asyncio.run(run(arguments, folder))
     print(f"{time.monotonic() - began:.0f} seconds")
+    if passed:
+        shutil.rmtree(folder)
     sys.exit(0 if passed else 1)
 
 

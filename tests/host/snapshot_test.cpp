@@ -2,7 +2,6 @@
 #include "quarnex/link_snapshot.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <set>

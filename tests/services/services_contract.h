@@ -1,5 +1,4 @@
-// Runs the contract suite of the services: the fixture, and the harness that each adapter or wrapper
-// provides.
+// The contract suite of the services: its fixture, and the harness that each adapter or wrapper provides.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -38,7 +37,7 @@ class Harness {
  public:
   virtual ~Harness() = default;
   virtual Services services() = 0;
-  /// Turns the loop until `holds`, which is asked after every turn; false if it gave up.
+  /// Turns the loop until `holds` returns true; returns false after 20 seconds.
   virtual bool runUntil(const std::function<bool()>& holds) = 0;
   /// Lets `pause` pass without a turn of the loop, then turns it once.
   virtual void stall(std::chrono::milliseconds pause) = 0;
@@ -56,10 +55,11 @@ using HarnessFactory = std::unique_ptr<Harness> (*)();
 
 /// An adapter or wrapper joins with one line in a test file of its own:
 ///
-///     INSTANTIATE_TEST_SUITE_P(Simulated, ServicesContract, testing::Values(&makeSimulatedHarness));
+///     INSTANTIATE_TEST_SUITE_P(Simulated, ServicesContract,
+///     testing::Values(&makeHarness<SimulatedHarness>));
 ///
-/// The fixture plays the engine's part: it ticks, notes every event as "ClientSocket 1 Close 10054", and
-/// attaches each caller of ServerSocket k to SrvAccept k unless the test takes over.
+/// The fixture replaces the engine: it lists every event as "ClientSocket 1 Close 10054" and attaches each
+/// caller of ServerSocket k to SrvAccept k, unless the test sets `onCaller`.
 class ServicesContract : public testing::TestWithParam<HarnessFactory>,
                          protected SocketEvents,
                          protected TimerEvents {
@@ -67,7 +67,7 @@ class ServicesContract : public testing::TestWithParam<HarnessFactory>,
   void SetUp() override;
   void TearDown() override;
 
-  /// The instance of that name, made on first use.
+  /// Creates the instance on first use.
   SocketInstance& socket(SocketArray array, std::int16_t index);
   SocketInstance& client(std::int16_t index = 1) { return socket(SocketArray::ClientSocket, index); }
   SocketInstance& server(std::int16_t index = 1) { return socket(SocketArray::ServerSocket, index); }
@@ -77,21 +77,23 @@ class ServicesContract : public testing::TestWithParam<HarnessFactory>,
   void callTo(std::int32_t port, std::int16_t index = 1);
   /// Connects client `index` with the accepted instance of the same number and forgets the events of that.
   void join(std::int16_t index = 1);
+  /// Listens, and connects a peer with the accepted instance 1 in the same way.
+  std::unique_ptr<Peer> joinPeer();
 
   bool runUntil(const std::function<bool()>& holds) { return harness->runUntil(holds); }
   void runTicks(int count);
-  /// Fetches and returns what waits, "" if nothing does.
+  /// Fetches and returns the waiting bytes.
   static std::string take(SocketInstance& instance);
   /// Runs until `instance` has received `size` bytes, fetching once a tick as the engine does.
   std::string takeAll(SocketInstance& instance, std::size_t size);
-  /// Runs until an event of that text has come, or gives up.
+  /// Runs until `events` contains `event`; returns false after 20 seconds.
   bool seen(const std::string& event);
 
   TimerService& timer() { return harness->services().timer; }
 
   std::unique_ptr<Harness> harness;
-  std::vector<std::string> events;                    // in the order in which they came
-  std::function<void(const std::string&)> onEvent;    // runs inside each event, after it was noted
+  std::vector<std::string> events;                    // in their order
+  std::function<void(const std::string&)> onEvent;    // runs inside each event
   std::function<void(std::int32_t handle)> onCaller;  // in place of the attach to SrvAccept
   std::function<void()> atTick;                       // runs inside each tick
   int ticks = 0;

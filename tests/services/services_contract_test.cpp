@@ -56,6 +56,14 @@ void ServicesContract::join(std::int16_t index) {
   events.clear();
 }
 
+std::unique_ptr<Peer> ServicesContract::joinPeer() {
+  listenOn(harness->freePort());
+  auto peer = harness->call(server().localPort());
+  EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
+  events.clear();
+  return peer;
+}
+
 void ServicesContract::runTicks(int count) {
   const int last = ticks + count;
   EXPECT_TRUE(runUntil([&] { return ticks >= last; }));
@@ -82,7 +90,7 @@ bool ServicesContract::seen(const std::string& event) {
 void ServicesContract::note(SocketArray array, std::int16_t index, std::string_view what, std::int16_t code) {
   events.push_back(std::string(nameOf(array)) + ' ' + std::to_string(index) + ' ' + std::string(what) + ' ' +
                    std::to_string(code));
-  if (const auto hook = onEvent) hook(events.back());  // a copy: it may put another in its place
+  if (const auto hook = onEvent) hook(events.back());  // a copy, because it may replace itself
 }
 
 void ServicesContract::onConnect(SocketArray array, std::int16_t index, std::int16_t code) {

@@ -6,6 +6,8 @@
 #include <sys/resource.h>
 
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <string>
 
 namespace quarnex {
@@ -29,7 +31,11 @@ class TemporaryFolder {
   std::filesystem::path path_ = make();
 };
 
-/// Limits every file of this process to `bytes` while the object lives; a longer write is cut short.
+inline std::string contentOf(const std::filesystem::path& file) {
+  return (std::ostringstream() << std::ifstream(file, std::ios::binary).rdbuf()).str();
+}
+
+/// Limits every file of this process to `bytes` while the object exists; a longer write is cut short.
 class FileSizeLimit {
  public:
   explicit FileSizeLimit(rlim_t bytes) {

@@ -8,8 +8,8 @@ import time
 QUARN = os.environ["QUARN"]  # the path of the tool
 
 
-def run(*arguments: str, text: bytes = b"", **options) -> subprocess.CompletedProcess:
-    return subprocess.run([QUARN, *arguments], input=text, capture_output=True, timeout=120, **options)
+def run(*arguments: str, text: bytes = b"") -> subprocess.CompletedProcess:
+    return subprocess.run([QUARN, *arguments], input=text, capture_output=True, timeout=120)
 
 
 class Rpc:
@@ -57,16 +57,10 @@ class Rpc:
             time.sleep(0.1)
         return result
 
-    def items(self, link: int, count: int, reports=True) -> list:
-        """Returns the next `count` items of the link. Removes the time of day from reports, or skips reports."""
-        found = []
-        while len(found) < count:
-            item = self.wait_for(lambda: self.GetMessaggioArrivato(link))
-            if not item.startswith("X000E"):
-                found.append(item)
-            elif reports:
-                found.append(item[: item.rindex("]") + 1])
-        return found
+    def items(self, link: int, count: int) -> list:
+        """Returns the next `count` items of the link; removes the time of day from reports."""
+        found = [self.wait_for(lambda: self.GetMessaggioArrivato(link)) for _ in range(count)]
+        return [item[: item.rindex("]") + 1] if item.startswith("X000E") else item for item in found]
 
 
 class Session:

@@ -56,28 +56,26 @@ TEST(Frame, ShowsBytesInHexadecimal) {
   EXPECT_EQ(HexByte(124), "7C");
 }
 
-// The receive step, one character at a time: what the rules say, with nothing clever.
+// The rules of the receive step, applied to one character at a time.
 struct PlainReceiver {
   std::string received, frame, complete;
   bool inFrame = false, done = false;
 
   void step() {
     char c = 0;
-    while (!received.empty() && c != 3) {
+    while (!received.empty() && c != kEtx) {
       c = received[0];
       received.erase(0, 1);
-      if (inFrame) {
-        frame += c;
-      } else if (c == 2) {
-        frame = c;
+      if (!inFrame && c == kStx) {
+        frame.clear();
         inFrame = true;
       }
+      if (inFrame) frame += c;
     }
-    if (c == 3 && inFrame) {
-      complete = frame;
-      inFrame = false;
-      done = true;
-    }
+    done = c == kEtx && inFrame;
+    if (!done) return;
+    complete = frame;
+    inFrame = false;
   }
 };
 
@@ -94,27 +92,19 @@ void expectSameFrames(const std::string& first, const std::string& second) {
     ASSERT_EQ(record.Ricevuto.text(), plain.received);
     ASSERT_EQ(record.FrameRicevuto, plain.complete);
     ASSERT_EQ(record.FrameInCorso.text(), plain.inFrame ? plain.frame : "");
-    record.FrameCompleto = plain.done = false;
+    record.FrameCompleto = false;
   }
 }
 
-TEST(Receiving, CutsEveryShortStreamLikeThePlainRules) {
-  const std::string alphabet = {'\2', '\3', 'a'};
+TEST(Receiving, CutsEveryShortStreamIntoFramesAsThePlainRulesRequire) {
+  const std::string alphabet = {kStx, kEtx, 'a', '\xff'};
   for (std::size_t length = 0; length <= 6; ++length) {
-    std::vector<std::size_t> digits(length, 0);
-    for (bool more = true; more;) {
+    const std::size_t streams = std::size_t{1} << (2 * length);
+    for (std::size_t number = 0; number < streams; ++number) {
       std::string stream;
-      for (const std::size_t digit : digits) stream += alphabet[digit];
+      for (std::size_t place = 0; place < length; ++place) stream += alphabet[number >> (2 * place) & 3];
       for (std::size_t cut = 0; cut <= length; ++cut)
         expectSameFrames(stream.substr(0, cut), stream.substr(cut));
-      more = false;
-      for (std::size_t& digit : digits) {
-        if (++digit < alphabet.size()) {
-          more = true;
-          break;
-        }
-        digit = 0;
-      }
     }
   }
 }
@@ -139,8 +129,8 @@ TEST(Receiving, KeepsABacklogInOrderAcrossItsChunks) {
   queue.consume(1);
   EXPECT_EQ(queue.front(), "");
   EXPECT_EQ(queue.size(), 0U);
-  queue.append(
-      std::string(std::size_t{64} * 1024 + 3, 'x'));  // two chunks; as many bytes leave as the second holds
+  // Two chunks; as many bytes leave as the second holds.
+  queue.append(std::string(std::size_t{64} * 1024 + 3, 'x'));
   queue.consume(3);
   EXPECT_EQ(queue.size(), 64U * 1024U);
 }

@@ -2,7 +2,6 @@
 #include "engine/exchange/handler.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
@@ -18,15 +17,6 @@ namespace {
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
-
-/// The messages of the frames that were sent since the last call.
-std::vector<std::string> sent(StubHost& host) {
-  std::vector<std::string> messages;
-  for (const std::string& line : host.happened()) {
-    if (line.starts_with("I>9999")) messages.push_back(line.substr(6));
-  }
-  return messages;
-}
 
 TEST(Answers, FollowTheWordsInTheirOrder) {
   const struct {
@@ -59,21 +49,21 @@ TEST(Answers, FollowTheWordsInTheirOrder) {
     if (*row.queued != '\0') host.quarn.Invia(1, row.queued);
     record.UltimoInviato = row.lastSent;
     host.receive(1, row.received);
-    EXPECT_THAT(sent(host), ElementsAreArray(row.answers));
+    EXPECT_THAT(host.sent(), ElementsAreArray(row.answers));
     EXPECT_EQ(record.StatoB, row.subState);
     EXPECT_TRUE(record.UltimoInviato.empty() || record.UltimoInviato == row.answers.back());
     EXPECT_EQ(record.RicevutoACK || record.RicevutoCMD || record.RicevutoQRY || record.RicevutoNODATA, false);
   }
 }
 
-TEST(Sending, HoldsBackWhatIsNotDue) {
+TEST(Sending, SendsNothingThatIsNotDue) {
   StubHost host;
   ConnectionRecord& record = host.record(host.addConnected(true));
   InviaFrame(host.library, record, "");
-  EXPECT_THAT(sent(host), IsEmpty());
+  EXPECT_THAT(host.sent(), IsEmpty());
   record.StatoB = 4;  // no sub-state
   host.tickAfter(3);
-  EXPECT_THAT(sent(host), IsEmpty());
+  EXPECT_THAT(host.sent(), IsEmpty());
   record.Stato = kSocketPhase;
   record.AttesaRitrasmissione = 3;
   EXPECT_FALSE(ScegliInvio(host.library, record));
@@ -82,24 +72,23 @@ TEST(Sending, HoldsBackWhatIsNotDue) {
   EXPECT_FALSE(ScegliInvio(host.library, record));
 }
 
-TEST(Receiving, LeavesWhatComesBehindACompleteFrame) {
+TEST(Receiving, LeavesTheBytesBehindACompleteFrame) {
   StubHost host;
   ConnectionRecord& record = host.record(host.addConnected(true));
   record.FrameCompleto = true;
-  host.socket("ClientSocket").incoming.push_back("\2next\3");
+  host.carrier(1).incoming.push_back("\2next\3");
   RiceviFrame(host.library, record);
   EXPECT_EQ(record.Ricevuto.text(), "\2next\3");
 }
 
-TEST(Answers, NoneForADamagedFrame) {
+TEST(Answers, AreNotSentForADamagedFrame) {
   StubHost host;
   ConnectionRecord& record = host.record(host.addConnected(true));
   record.StatoB = kExchangeWaiting;
   record.ContaTimeoutB = 4;
-  host.socket("ClientSocket")
-      .incoming.push_back(
-          "\2"
-          "99990000052|9QRY|9.|CP\3");
+  host.carrier(1).incoming.push_back(
+      "\0029999"
+      "0000052|9QRY|9.|CP\3");
   host.tickAfter(0);
   EXPECT_THAT(
       host.happened(),
@@ -112,23 +101,23 @@ TEST(Answers, NoneForADamagedFrame) {
   EXPECT_FALSE(record.FrameCompleto);
 }
 
-TEST(Batches, TakeTwentyTextsAndGoOnAfterTheAcknowledgement) {
+TEST(Batches, HoldTwentyTextsAndContinueAfterTheAcknowledgement) {
   StubHost host;
   host.addConnected(true);
   for (int i = 10; i < 35; ++i) host.quarn.Invia(1, std::to_string(i));
   host.happened();
   host.tickAfter(0);
-  const auto first = sent(host);
+  const auto first = host.sent();
   ASSERT_EQ(first.size(), 1U);
   EXPECT_TRUE(first[0].starts_with("000005F|10|11|") && first[0].ends_with("|29|9CMD|9.|"));
   EXPECT_TRUE(host.quarn.snapshot(1).batchInFlight);
   host.tickAfter(6);
-  EXPECT_THAT(sent(host), IsEmpty());
+  EXPECT_THAT(host.sent(), IsEmpty());
   host.tickAfter(0);
-  EXPECT_EQ(sent(host), first);  // overdue: the same again
+  EXPECT_EQ(host.sent(), first);  // overdue: the same again
   host.receive(1, "0000052|9ACK|9.|");
   host.tickAfter(0);
-  EXPECT_THAT(sent(host), ElementsAre("0000057|30|31|32|33|34|9CMD|9.|"));
+  EXPECT_THAT(host.sent(), ElementsAre("0000057|30|31|32|33|34|9CMD|9.|"));
 }
 
 // Each data frame that arrives while a message is unacknowledged appends one more "9ACK"; the count character
@@ -157,26 +146,10 @@ TEST(Server, SendsOnlyWhenAsked) {
   ConnectionRecord& record = host.record(host.addConnected(false));
   host.quarn.Invia(1, "DATA");
   for (int tick = 0; tick < 10; ++tick) host.tickAfter(0);
-  EXPECT_THAT(sent(host), IsEmpty());
+  EXPECT_THAT(host.sent(), IsEmpty());
   record.UltimoInviato = "0000053|OLD|9CMD|9.|";
   host.tickAfter(0);
-  EXPECT_THAT(sent(host), ElementsAre("0000053|OLD|9CMD|9.|"));
-}
-
-TEST(Sending, FailsLikeEveryFailureOfTheLink) {
-  for (const std::int32_t number : {10057, 40'000}) {
-    StubHost host;
-    host.addConnected(true);
-    host.failing.insert({"send ClientSocket", Failure(number, "boom")});
-    host.tickAfter(0);
-    const auto lines = host.happened();
-    const std::string notice = "ETH 05 MIRTAN ERROR CODE :" + std::to_string(number) + " Errore Invio boom";
-    EXPECT_EQ(testing::Value(lines, testing::Contains(notice)), number < 32768);
-    EXPECT_THAT(host.inbound(1),
-                ElementsAre("702", "991 127.0.0.1:20308 Send " + std::to_string(number) + " boom"));
-    EXPECT_EQ(host.record(1).Stato, kSocketPhase);
-    EXPECT_EQ(host.record(1).StatoB, kExchangeWaiting);  // set by the step after the failed send
-  }
+  EXPECT_THAT(host.sent(), ElementsAre("0000053|OLD|9CMD|9.|"));
 }
 
 TEST(Receiving, KeepsTheBytesOfAFetchThatFailed) {
@@ -190,15 +163,13 @@ TEST(Receiving, KeepsTheBytesOfAFetchThatFailed) {
   EXPECT_THAT(host.inbound(1), ElementsAre("HELLO"));
 }
 
-// The first message of a connection looks at the listening socket; a failed accept delivered inside that
-// resets the record of which the frame was a part.
-TEST(Receiving, OutlivesAReconnectionInsideALookAtASocket) {
+// The first message of a connection reads the listening socket's remote host; a failed accept inside that
+// call resets the record that held the frame.
+TEST(Receiving, HandlesTheFrameAfterAReconnectionInsideASocketCall) {
   StubHost host;
   ConnectionRecord& record = host.record(host.addConnected(false));
   record.ConnessioneSegnalata = false;
-  host.inside["remoteHost ServerSocket"] = [&] {
-    host.events().onAccept(SocketArray::ServerSocket, 1, 0, 10024);
-  };
+  host.inside["remoteHost ServerSocket"] = [&] { callerArrives(10024)(host); };
   const std::string text(6000, 'q');
   host.receive(1, "0000053|" + text + "|9CMD|9.|");
   EXPECT_THAT(host.inbound(1), testing::Contains(text));
@@ -206,18 +177,15 @@ TEST(Receiving, OutlivesAReconnectionInsideALookAtASocket) {
   EXPECT_FALSE(record.FrameCompleto);
 }
 
-TEST(Reconnection, GoesOnWithTheExchangeOfAClosedConnection) {
+TEST(Reconnection, ContinuesTheExchangeOfTheClosedConnection) {
   StubHost host;
   ConnectionRecord& record = host.record(host.addConnected(true));
   host.quarn.Invia(1, "DATA");
   host.tickAfter(0);
   record.FrameInCorso.append("\2stale");
   record.InFrame = true;
-  host.events().onClose(SocketArray::ClientSocket, 1, 0);
-  host.happened();
-  host.tickAfter(21);
-  host.events().onConnect(SocketArray::ClientSocket, 1, 0);
-  host.receive(1, "0000052|9ACK|9.|");  // swallowed by the stale part, whose checksum then fails
+  sequence(connectionEnds(0), after(21), callEnds(0))(host);
+  host.receive(1, "0000052|9ACK|9.|");  // becomes a part of the stale frame, whose checksum then fails
   EXPECT_TRUE(host.quarn.snapshot(1).badChecksums == 1 && host.quarn.snapshot(1).batchInFlight);
   host.receive(1, "0000052|9ACK|9.|");
   EXPECT_FALSE(host.quarn.snapshot(1).batchInFlight);

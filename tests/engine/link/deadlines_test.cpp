@@ -1,6 +1,5 @@
 // Tests each deadline in the second before it, in its own second and in the second after it.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <functional>

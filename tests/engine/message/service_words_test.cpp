@@ -45,7 +45,7 @@ std::vector<Field> everyField() {
 
 class Words : public testing::TestWithParam<std::tuple<bool, std::int16_t, bool>> {
  protected:
-  // What the link sent since the last call, each judged by code that shares nothing with the engine.
+  // Returns the number of frames sent since the last call, after a check that shares no code with the engine.
   int framesSent(StubHost& host) {
     int frames = 0;
     for (const std::string& line : host.happened()) {
@@ -56,7 +56,7 @@ class Words : public testing::TestWithParam<std::tuple<bool, std::int16_t, bool>
     return frames;
   }
 
-  // A text goes out and is acknowledged, and one comes in.
+  // Sends a text that is acknowledged, and receives one.
   void expectOrdinaryExchange(StubHost& host) {
     const std::uint64_t before = host.quarn.snapshot(1).textsSent;
     host.quarn.Invia(1, "9!");
@@ -68,7 +68,7 @@ class Words : public testing::TestWithParam<std::tuple<bool, std::int16_t, bool>
       sent = testing::PrintToString(host.happened());
     }
     EXPECT_NE(sent.find("|9!|AFTER|"), std::string::npos);
-    EXPECT_EQ(host.quarn.snapshot(1).textsSent, before + 1);  // words are no texts
+    EXPECT_EQ(host.quarn.snapshot(1).textsSent, before + 1);  // words do not count
     host.receive(1, "0000054|WORLD|9CMD|9ACK|9.|");
     EXPECT_FALSE(host.quarn.snapshot(1).batchInFlight);
     EXPECT_EQ(host.inbound(1), Texts{"WORLD"});
@@ -76,7 +76,7 @@ class Words : public testing::TestWithParam<std::tuple<bool, std::int16_t, bool>
   }
 };
 
-TEST_P(Words, DoNoHarmAndStayFromTheHost) {
+TEST_P(Words, LeaveTheLinkWorkingAndDoNotReachTheHost) {
   const auto [client, subState, behindText] = GetParam();
   for (const Field& field : everyField()) {
     SCOPED_TRACE(field.text);

@@ -1,7 +1,6 @@
 #include "engine/message/splitting.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
@@ -117,7 +116,7 @@ TEST(Splitting, KeepsTo16BitPositions) {
   }
 }
 
-TEST(Splitting, DropsPartialInputButNotTheFrameUnderWay) {
+TEST(Splitting, DropsReceivedBytesButNotTheUnfinishedFrame) {
   StubHost host;
   ConnectionRecord& record = host.record(host.addConnected(true));
   record.Ricevuto.append("abc");

@@ -18,7 +18,7 @@ namespace {
 
 struct Violation {
   const char* name;
-  const char* place;  // of the assertion that notices it
+  const char* place;  // of the assertion that detects it
   void (*plant)(StubHost& host, ConnectionRecord& record);
 };
 
@@ -34,7 +34,7 @@ struct FrameSpoiler final : Observer {
 const Violation kViolations[] = {
     {"index beyond the table", "connection_table.h:[0-9]+: assertion failed: holds",
      [](StubHost& host, ConnectionRecord&) { host.record(9).Stato = 1; }},
-    {"index of the table before its begin", "connection_table.h",
+    {"index before the table", "connection_table.h",
      [](StubHost& host, ConnectionRecord&) { host.record(0).Stato = 1; }},
     {"record under another index", "tick.cpp",
      [](StubHost& host, ConnectionRecord& record) {

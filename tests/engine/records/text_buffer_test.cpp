@@ -1,7 +1,6 @@
 #include "engine/records/text_buffer.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <deque>
 #include <random>
@@ -10,7 +9,7 @@
 namespace quarnex {
 namespace {
 
-// The rules of a queue, said with a deque.
+// The rules of a queue, on a deque.
 struct Model {
   std::deque<std::string> items;
   std::size_t capacity;
@@ -31,7 +30,7 @@ struct Model {
 
 class TextBufferTest : public testing::TestWithParam<std::int16_t> {};
 
-// Phases of filling and of draining drive the ring round its end, to its limit, and back to empty many times.
+// Phases of filling and of draining wrap the ring, fill it to its limit and empty it many times.
 TEST_P(TextBufferTest, KeepsOrderGrowsAndDropsLikeAQueue) {
   TextBuffer buffer;
   BufferInit(buffer, GetParam());

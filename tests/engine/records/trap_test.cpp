@@ -22,6 +22,8 @@ struct Traps : testing::Test {
 };
 
 TEST_F(Traps, RememberTheLastFailureUntilItIsSettled) {
+  EXPECT_EQ(outer.number(), 0);
+  EXPECT_EQ(outer.description(), "");
   fail(outer, 10055);
   fail(outer, 10057);
   EXPECT_EQ(outer.number(), 10057);
@@ -30,8 +32,8 @@ TEST_F(Traps, RememberTheLastFailureUntilItIsSettled) {
   EXPECT_FALSE(outer.pending());
 }
 
-// Memory that runs out is a failure with a number; what nobody expects is nobody's to settle.
-TEST_F(Traps, KnowWhatTheStandardLibraryThrows) {
+// Out of memory is a failure with a number; an exception that only a defect causes passes through.
+TEST_F(Traps, NumberTheExceptionsOfTheStandardLibrary) {
   outer([] { throw std::bad_alloc(); });
   EXPECT_EQ(outer.number(), 7);
   outer([] { throw std::length_error("longer than any text"); });
@@ -40,8 +42,8 @@ TEST_F(Traps, KnowWhatTheStandardLibraryThrows) {
   EXPECT_EQ(outer.number(), 14);
 }
 
-// A step of a callee may fail in its caller's trap, so the order of failures is not that of the calls.
-TEST_F(Traps, GoInAnyOrderAndLeaveTheOthersPending) {
+// A callee's step may fail in its caller's trap, so failures need not have the order of the calls.
+TEST_F(Traps, EndInAnyOrderAndLeaveTheOthersPending) {
   {
     Trap middle{host.library};
     fail(middle, 5);

@@ -7,9 +7,7 @@
 
 #include <cerrno>
 #include <chrono>
-#include <fstream>
 #include <memory>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -98,13 +96,8 @@ class PosixHarness : public Harness {
     platform.turn(std::chrono::milliseconds(0));
   }
   std::string folder() override { return folder_.path().string(); }
-  std::string contentOf(const std::string& name) override {
-    std::ostringstream text;
-    text << std::ifstream(name, std::ios::binary).rdbuf();
-    return text.str();
-  }
-  // Ports below the system's range for outgoing connections, starting at a different one in each test
-  // process.
+  std::string contentOf(const std::string& name) override { return quarnex::contentOf(name); }
+  // Ports below the system's range for outgoing connections; each test process starts at another one.
   std::int32_t freePort() override {
     static int next = static_cast<int>(::getpid()) * 61;
     for (;;) {
@@ -122,9 +115,5 @@ class PosixHarness : public Harness {
  private:
   TemporaryFolder folder_;
 };
-
-inline std::unique_ptr<Harness> makePosixHarness() {
-  return std::make_unique<PosixHarness>();
-}
 
 }  // namespace quarnex

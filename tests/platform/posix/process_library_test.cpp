@@ -3,8 +3,6 @@
 #include <poll.h>
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "quarnex/host_loop.h"
 #include "quarnex/quarn_socket.h"
@@ -27,7 +25,7 @@ TEST(ProcessLibrary, EveryInstanceUsesItAndATurnWritesTheLogAndTicks) {
   EXPECT_GT(quarn.Add("LOCAL", 7, true, false), 0);
   loop.turn(0ms);
   const auto log = std::filesystem::directory_iterator(folder.path())->path();
-  EXPECT_THAT((std::ostringstream() << std::ifstream(log).rdbuf()).str(), testing::HasSubstr(" : 7 LOCAL"));
+  EXPECT_THAT(contentOf(log), testing::HasSubstr(" : 7 LOCAL"));
   quarn.DisattivaLog(0);
 
   const auto link = quarn.Add("MIRTAN", 5, true, true);

@@ -1,7 +1,7 @@
 // Runs the contract suite on the simulated adapter and on every wrapper round it, in virtual time.
 #include <utility>
 
-#include "services/wrapped_harness.h"
+#include "services/recorded_harness.h"
 #include "simulation/checks/watched_services.h"
 #include "simulation/faults/faulty_services.h"
 #include "simulation/sites/world.h"
@@ -34,7 +34,7 @@ class SimulatedHarness : public Harness {
   std::string contentOf(const std::string& name) override { return host_.log.files.at(name); }
   bool runUntil(const std::function<bool()>& holds) override { return world_.runUntil(holds, 20); }
   std::int32_t freePort() override { return world_.network().freePort(1); }
-  // The system connects without the process that listens: that stalls meanwhile.
+  // A system connects without the listening process, so that process stalls meanwhile.
   std::unique_ptr<Peer> call(std::int32_t port) override {
     ScriptedPeer& peer = world_.addPeer();
     peer.call(port);
@@ -78,21 +78,11 @@ class WatchedHarness final : public SimulatedHarness {
   WatchedServices<SilentWatcher> watched_{SimulatedHarness::services(), watcher_};
 };
 
-template <class Each>
-std::unique_ptr<Harness> makeHarness() {
-  return std::make_unique<Each>();
-}
-constexpr HarnessFactory kSimulated = makeHarness<SimulatedHarness>;
-constexpr HarnessFactory kRecorded = makeHarness<WrappedHarness<SimulatedHarness, RecordingWrapper>>;
-constexpr HarnessFactory kFaulty = makeHarness<FaultyHarness>;
-constexpr HarnessFactory kWatched = makeHarness<WatchedHarness>;
+INSTANTIATE_TEST_SUITE_P(Simulated, ServicesContract, testing::Values(&makeHarness<SimulatedHarness>));
+INSTANTIATE_TEST_SUITE_P(Recorded, ServicesContract,
+                         testing::Values(&makeHarness<RecordedHarness<SimulatedHarness>>));
+INSTANTIATE_TEST_SUITE_P(Faulty, ServicesContract, testing::Values(&makeHarness<FaultyHarness>));
+INSTANTIATE_TEST_SUITE_P(Watched, ServicesContract, testing::Values(&makeHarness<WatchedHarness>));
 
 }  // namespace
 }  // namespace quarnex::simulation
-
-namespace quarnex {
-INSTANTIATE_TEST_SUITE_P(Simulated, ServicesContract, testing::Values(simulation::kSimulated));
-INSTANTIATE_TEST_SUITE_P(Recorded, ServicesContract, testing::Values(simulation::kRecorded));
-INSTANTIATE_TEST_SUITE_P(Faulty, ServicesContract, testing::Values(simulation::kFaulty));
-INSTANTIATE_TEST_SUITE_P(Watched, ServicesContract, testing::Values(simulation::kWatched));
-}  // namespace quarnex

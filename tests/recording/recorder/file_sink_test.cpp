@@ -44,8 +44,6 @@ class FileSinkTest : public testing::Test {
   void writeTicks() {
     for (std::size_t i = 0; i < kTicks; ++i) sink->write(kTick);
   }
-  std::string contents() const { return restOf(std::ifstream(file, std::ios::binary)); }
-
   TemporaryFolder folder;
   std::filesystem::path file = folder.path() / "recording.jsonl";
   std::unique_ptr<FileSink> sink;
@@ -89,7 +87,7 @@ TEST_F(FileSinkTest, DropsLinesBeyondItsLimitWhileNobodyReadsAPipe) {
   begin();
   opened.wait();
   writeTicks();
-  auto text = std::async(std::launch::async, [&] { return contents(); });
+  auto text = std::async(std::launch::async, [&] { return contentOf(file); });
   sink.reset();
   expectMarked(text.get(), kHeader.size() + kTicks * kTick.size());
 }
@@ -103,7 +101,7 @@ TEST_F(FileSinkTest, MarksLinesThatAFullDiskRefusesAndContinuesOnceThereIsRoom) 
   }
   writeTicks();
   sink.reset();
-  const std::string text = contents();
+  const std::string text = contentOf(file);
   expectMarked(text, kHeader.size() + 2 * kTicks * kTick.size());
   EXPECT_GT(text.size(), kHeader.size() + 6'001 * kTick.size());
 }
@@ -127,7 +125,7 @@ TEST_F(FileSinkTest, MarksAndCutsOnlyItsOwnFileAfterItsPathWasReused) {
     writeTicks();
     sink.reset();
     expectMarked(restOf(std::move(own)), kHeader.size() + kTicks * kTick.size());
-    EXPECT_EQ(contents(), row.replaced ? foreign : "");
+    EXPECT_EQ(contentOf(file), row.replaced ? foreign : "");
     EXPECT_EQ(std::filesystem::exists(elsewhere), !row.removed);
   }
 }
@@ -140,7 +138,7 @@ TEST_F(FileSinkTest, IsClosedInProgramsThatTheHostStarts) {
 TEST_F(FileSinkTest, ContinuesAfterALineLargerThanItsLimit) {
   begin();
   sink->write(std::string(kBytesMax + 1, ' '));
-  while (contents().find(kTick) == std::string::npos) {
+  while (contentOf(file).find(kTick) == std::string::npos) {
     sink->write(kTick);
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }

@@ -1,4 +1,4 @@
-// Spoils engines one by one: the check of each rule gives its finding.
+// Changes the state of an engine behind its back: the check of each rule reports its finding.
 #include "simulation/checks/engine_watch.h"
 
 #include <gtest/gtest.h>
@@ -33,7 +33,7 @@ struct Stage {
   void arrived(std::initializer_list<const char*> texts) {
     for (const char* text : texts) BufferPut(link().CodaArrivo, text);
   }
-  TextFlow& towardsClient() { return ledger.flow({1, 5, false}); }
+  TextFlow& towardsClient() { return ledger.flow({1, 1, false}); }
   void sent(std::initializer_list<const char*> texts, std::int64_t at) {
     for (const char* text : texts) ledger.send(towardsClient(), text, at);
   }
@@ -132,34 +132,30 @@ constexpr Spoiled kSpoiled[] = {
 class SpoiledEngine : public testing::TestWithParam<Spoiled> {};
 
 TEST_P(SpoiledEngine, GivesAFinding) {
-  World world(1);
-  Host& client = world.addHost();
-  Host& server = world.addHost();
-  SiteObservations observations{world.time()};
+  Pair pair;
+  SiteObservations observations{pair.world.time()};
   std::optional<recording::Finding> finding;
-  for (Host* host : {&server, &client}) {
-    host->makeWrapper = [&, host, number = host == &client ? 1 : 2] {
+  for (Host* host : pair.hosts) {
+    host->makeWrapper = [&, host, number = host == &pair.client ? 1 : 2] {
       return std::make_unique<EngineWatch>(observations, finding, number, 1, std::make_shared<HashedLines>(),
                                            &host->sockets);
     };
     host->start();
-    world.run(1);
-    host->quarn().Init("");
-    host->quarn().Add("ABC", 5, host == &client, true);
-    host->quarn().Apri(1);
+    pair.world.run(1);
   }
-  world.run(30);
-  ASSERT_TRUE(client.quarn().Connesso(1));
+  pair.add();
+  pair.open();
+  pair.world.run(30);
+  ASSERT_TRUE(pair.connected());
   ASSERT_FALSE(finding) << finding->text;
-  Stage stage{client, server, observations.ledger};
+  Stage stage{pair.client, pair.server, observations.ledger};
   GetParam().spoil(stage);
-  world.run(30);
-  while (client.quarn().MessaggioArrivato(1)) client.quarn().GetMessaggioArrivato(1);
+  pair.world.run(30);
+  Pair::take(pair.client);
   ASSERT_TRUE(finding);
   EXPECT_EQ(finding->text, GetParam().finding);
   EXPECT_EQ(finding->link, GetParam().link);
-  client.stop();
-  server.stop();
+  for (Host* host : pair.hosts) host->stop();
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, SpoiledEngine, testing::ValuesIn(kSpoiled),

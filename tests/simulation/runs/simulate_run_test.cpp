@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -72,8 +71,7 @@ TEST(RecordedRun, RepeatsExactlyAndItsRecordingsReplay) {
   EXPECT_TRUE(recorded.recordingsWhole);
   std::uint64_t files = 0, bytes = 0;
   for (const auto& file : std::filesystem::directory_iterator(*plan.recordDirectory)) {
-    std::stringstream text;
-    text << std::ifstream(file.path(), std::ios::binary).rdbuf();
+    std::istringstream text(contentOf(file.path()));
     recording::RecordingReader reader(text);
     const auto replayed = recording::replay(reader);
     EXPECT_FALSE(replayed.mismatch || replayed.damage) << file.path();

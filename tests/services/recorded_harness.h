@@ -1,0 +1,52 @@
+// Runs the contract suite of the services through a recorder.
+#pragma once
+
+#include "host/method_table.h"
+#include "recording/recorder/recorder.h"
+#include "services/services_contract.h"
+
+namespace quarnex {
+
+/// An adapter's harness `Inner` with a recorder around its services. Records the test's own calls as a host
+/// call that never fails, and events and ticks as steps of their own.
+template <class Inner>
+class RecordedHarness final : public Inner {
+ public:
+  RecordedHarness() { enter(); }
+  Services services() override { return recorder_.services(); }
+  bool runUntil(const std::function<bool()>& holds) override {
+    recorder_.returned({});
+    const bool held = Inner::runUntil([&] {
+      enter();
+      const bool now = holds();
+      recorder_.returned({});
+      return now;
+    });
+    enter();
+    return held;
+  }
+  void stall(std::chrono::milliseconds pause) override {
+    recorder_.returned({});
+    Inner::stall(pause);
+    enter();
+  }
+
+ private:
+  struct Nowhere final : recording::LineSink {
+    void begin(std::int32_t) override {}
+    void take(const recording::Line&) override {}
+    void pause() override {}
+  };
+
+  void enter() { recorder_.called(*findMethod("Uscita"), {}); }
+
+  Nowhere nowhere_;
+  recording::Recorder recorder_{Inner::services(), nowhere_};
+};
+
+template <class Each>
+std::unique_ptr<Harness> makeHarness() {
+  return std::make_unique<Each>();
+}
+
+}  // namespace quarnex
