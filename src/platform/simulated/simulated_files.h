@@ -9,7 +9,9 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 
+#include "quarnex/failure.h"
 #include "services/text_file.h"
 
 namespace quarnex::simulated {
@@ -42,14 +44,40 @@ class MemoryFile final : public TextFile {
   /// `disk` outlives it. On a disk without any room no file can be created, and a line that does not fit is
   /// dropped as a whole.
   explicit MemoryFile(Disk& disk) : disk_(disk) {}
-  void create(const std::string& name) override;
-  void write(std::string_view line) override;
+  void create(const std::string& name) override {
+    if (disk_.room == 0) throw Failure(61, "Disk full");
+    if (name.find('\0') != std::string::npos) throw Failure(52, "Bad file name or number");
+    const std::size_t slash = name.rfind('/');
+    if (slash != std::string::npos && !folders.contains(name.substr(0, slash)))
+      throw Failure(76, "Path not found");
+    name_ = name;
+    text_ = &files[name_];
+    text_->clear();
+    open_ = true;
+  }
+  void write(std::string_view line) override {
+    if (!open_ || text_ == nullptr) return;
+    if (disk_.beforeWrite) disk_.beforeWrite();
+    if (!disk_.takes(line.size())) return;
+    *text_ += line;
+    if (text_->size() > 2 * keptMax) text_->erase(0, text_->size() - keptMax);
+  }
   void close() override { open_ = false; }
 
   /// Renames the file created last, open or not, and replaces a file of that name.
-  void rename(const std::string& to);
+  void rename(const std::string& to) {
+    if (text_ == nullptr) return;
+    auto file = files.extract(name_);
+    files.erase(to);
+    file.key() = name_ = to;
+    files.insert(std::move(file));
+  }
   /// Removes all files. An open file receives nothing more.
-  void removeAll();
+  void removeAll() {
+    files.clear();
+    text_ = nullptr;
+    ++disk_.removals;
+  }
 
   /// A file that grows beyond twice so many bytes loses its older half.
   std::size_t keptMax = std::numeric_limits<std::size_t>::max() / 2;

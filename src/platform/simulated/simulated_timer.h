@@ -6,6 +6,7 @@
 
 #include "platform/simulated/random.h"
 #include "platform/simulated/virtual_time.h"
+#include "quarnex/failure.h"
 #include "services/timer_service.h"
 
 namespace quarnex::simulated {
@@ -35,7 +36,12 @@ class SimulatedTimer final : public TimerService {
 
   void setEvents(TimerEvents* events) override { events_ = events; }
   std::int16_t period() override { return period_; }
-  void setPeriod(std::int16_t milliseconds) override;
+  void setPeriod(std::int16_t milliseconds) override {
+    if (milliseconds < 0) throw Failure(5, "Invalid procedure call or argument");
+    period_ = milliseconds;
+    loop_.time().cancel(next_);
+    if (period_ > 0) scheduleNext();
+  }
 
   /// From the next tick on, draws each pause between ticks from this range; 0 to 0 = the period.
   void setPace(Milliseconds low, Milliseconds high) { paceLow_ = low, paceHigh_ = high; }
@@ -45,8 +51,19 @@ class SimulatedTimer final : public TimerService {
   }
 
  private:
-  void scheduleNext();
-  void onDue();
+  void scheduleNext() {
+    const Milliseconds pause = paceHigh_ > 0 ? random_.between(paceLow_, paceHigh_) : period_;
+    next_ = loop_.time().at(loop_.time().now() + pause, [this] { onDue(); });
+  }
+  // After a stall a host gets one tick, not all that it missed.
+  void onDue() {
+    if (loop_.stalled()) {
+      next_ = loop_.time().at(loop_.turnAt(0), [this] { onDue(); });
+      return;
+    }
+    scheduleNext();
+    tick();
+  }
 
   Loop& loop_;
   Random random_;

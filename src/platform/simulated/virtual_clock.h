@@ -1,6 +1,7 @@
 // VirtualClock: a host's wall clock, which follows virtual time unless it is set or disturbed.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <iterator>
 #include <map>
@@ -22,15 +23,34 @@ class VirtualClock final : public WallClock {
   }
 
   /// Sets the clock forward, or back if negative.
-  void jump(Milliseconds by);
+  void jump(Milliseconds by) {
+    shown_ += by;
+    readAt_ = -1;
+  }
   /// From now on the clock runs at so many thousandths of the true speed: 1000 = true, 0 = it stands.
-  void setSpeed(std::int32_t thousandths);
+  void setSpeed(std::int32_t thousandths) {
+    shown_ = shown();
+    anchor_ = time_.now();
+    speed_ = thousandths;
+    readAt_ = -1;
+  }
   /// Sets the clock by `by` after `readings` more readings: inside a step, for example.
-  void jumpAfterReadings(std::uint64_t readings, Milliseconds by);
+  void jumpAfterReadings(std::uint64_t readings, Milliseconds by) {
+    planned_ = {readings + 1, by};
+    readAt_ = -1;
+  }
   /// From now on every second reading is wrong by this; 0 = none.
-  void strobe(Milliseconds by);
+  void strobe(Milliseconds by) {
+    strobe_ = by;
+    strobed_ = false;
+    readAt_ = -1;
+  }
   /// Ends every disturbance. The clock keeps the time that it shows.
-  void calm();
+  void calm() {
+    setSpeed(1000);
+    strobe(0);
+    planned_ = {};
+  }
 
   /// How far the clock is behind the latest time that it has ever shown: deadlines may lie so far ahead.
   Milliseconds behindLatest() { return (latest_.second - now().second) * kSecond; }
@@ -44,8 +64,22 @@ class VirtualClock final : public WallClock {
     Milliseconds by = 0;
   };
 
-  Instant read();
-  void disturb();
+  // An undisturbed clock is read many times in the same millisecond, and computes its reading once.
+  Instant read() {
+    const bool disturbed = planned_.reading > 0 || strobe_ != 0;
+    if (disturbed) disturb();
+    reading_ = {wholeSeconds(shown() + (strobed_ ? strobe_ : 0))};
+    latest_ = std::max(latest_, reading_);
+    readAt_ = disturbed ? -1 : time_.now();
+    return reading_;
+  }
+  void disturb() {
+    if (planned_.reading > 0 && --planned_.reading == 0) jump(planned_.by);
+    strobed_ = strobe_ != 0 && !strobed_;
+  }
+  static std::int64_t wholeSeconds(Milliseconds milliseconds) {
+    return milliseconds >= 0 ? milliseconds / kSecond : -((kSecond - 1 - milliseconds) / kSecond);
+  }
   /// In milliseconds since 1970-01-01 UTC.
   Milliseconds shown() const { return shown_ + (time_.now() - anchor_) * speed_ / 1000; }
 
