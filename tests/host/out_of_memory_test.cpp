@@ -173,7 +173,7 @@ class OutOfMemory : public testing::TestWithParam<Work> {
     for (std::int16_t link = 1; link <= library.ConnectionCount; ++link) {
       const ConnectionRecord& record = host.record(link);
       EXPECT_EQ(record.IdxQuarn, link);
-      EXPECT_EQ(simulation::brokenInvariant(record), "");
+      EXPECT_EQ(simulation::RecordInvariants::brokenInvariant(record), "");
       EXPECT_TRUE(names(library.ClientLinks, record.IdxClient, link));
       EXPECT_TRUE(names(library.ServerLinks, record.IdxServer, link));
     }

@@ -10,7 +10,7 @@
 #include "quarn/commands.h"
 #include "quarn/console.h"
 #include "recording/shrinker/shrinker.h"
-#include "simulation/checks/engine_checker.h"
+#include "simulation/checks/engine_watch.h"
 
 namespace quarnex::tool {
 namespace {
@@ -68,10 +68,7 @@ int writeOut(const ShrinkOptions& options, const recording::ShrinkResult& result
 }
 
 int shrink(const ShrinkOptions& options, std::istream& in) {
-  const auto makeChecker = [](auto sink) {
-    return std::make_unique<simulation::EngineChecker>(std::move(sink));
-  };
-  const recording::ShrinkResult result = recording::shrink(in, makeChecker);
+  const recording::ShrinkResult result = recording::shrink(in, simulation::checkEngine);
   if (!result.recording.empty()) return writeOut(options, result);
   if (result.problem.found()) {
     return reportProblem(

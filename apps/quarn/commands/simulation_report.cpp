@@ -61,7 +61,7 @@ void printWork(const simulation::RunNumbers& numbers) {
 
 void printTraces(const simulation::RunNumbers& numbers) {
   std::cout << "traces     ";
-  for (std::size_t i = 0; i < simulation::kTraceTexts.size(); ++i)
+  for (std::size_t i = 0; i < std::size(simulation::kTraceTexts); ++i)
     std::cout << (i == 0 ? " " : ", ") << '"' << simulation::kTraceTexts[i] << "\" "
               << numbers.traces.counts()[i];
   std::cout << '\n';

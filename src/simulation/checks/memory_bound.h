@@ -2,16 +2,55 @@
 // records.
 #pragma once
 
+#include <cstddef>
+#include <string>
 #include <string_view>
 
 #include "engine/records/library.h"
 
 namespace quarnex::simulation {
 
-/// Names a queue, batch or frame of that link that holds more than twice its contents and a constant, which
-/// is 4 KiB for an empty one; "" if there is none.
-std::string_view heldBeyondNeed(const ConnectionRecord& record);
-/// The same for the storage that all links share.
-std::string_view heldBeyondNeed(const Library& library);
+class MemoryBound {
+ public:
+  /// Names a queue, batch or frame of that link that holds more than twice its contents and a constant, which
+  /// is 4 KiB for an empty one; "" if there is none.
+  static std::string_view heldBeyondNeed(const ConnectionRecord& record) {
+    if (!isBounded(record.CodaInvio)) return "CodaInvio holds too much memory";
+    if (!isBounded(record.CodaArrivo)) return "CodaArrivo holds too much memory";
+    if (!isBounded(record.CodaDebug)) return "CodaDebug holds too much memory";
+    if (!isBounded(record.Ricevuto)) return "Ricevuto holds too much memory";
+    if (!isBounded(record.FrameInCorso)) return "FrameInCorso holds too much memory";
+    if (!isBounded(record.FrameRicevuto)) return "FrameRicevuto holds too much memory";
+    if (!isBounded(record.UltimoLotto)) return "UltimoLotto holds too much memory";
+    if (!isBounded(record.UltimoInviato)) return "UltimoInviato holds too much memory";
+    if (!isBounded(record.UltimoErrore)) return "UltimoErrore holds too much memory";
+    return "";
+  }
+
+  /// The same for the storage that all links share.
+  static std::string_view heldBeyondNeed(const Library& library) {
+    for (const std::string* storage : {&library.frameStorage, &library.traceStorage, &library.lineStorage}) {
+      if (!isBounded(*storage)) return "the storage for frames and traces holds too much memory";
+    }
+    return "";
+  }
+
+ private:
+  static constexpr std::size_t kSpare = 4096;
+  // The first chunk of a queue and the last may be empty but for one byte.
+  static constexpr std::size_t kSpareOfQueue = std::size_t{128} * 1024;
+
+  static bool isBounded(const std::string& text) { return text.capacity() <= 2 * text.size() + kSpare; }
+
+  static bool isBounded(std::size_t held, std::size_t content) {
+    return held <= 2 * content + (content == 0 ? kSpare : kSpareOfQueue);
+  }
+
+  static bool isBounded(const TextBuffer& queue) {
+    return !queue.Items || isBounded(queue.Items->bytesHeld(), queue.Items->size());
+  }
+
+  static bool isBounded(const ByteQueue& queue) { return isBounded(queue.bytesHeld(), queue.size()); }
+};
 
 }  // namespace quarnex::simulation

@@ -50,7 +50,7 @@ std::vector<std::string> RunNumbers::seenLessThan(std::uint64_t least, const Fau
     const auto cause = static_cast<Cause>(i);
     if (cause != Cause::Unknown) require(nameOf(cause), texts.lost[i] + texts.doubled[i]);
   }
-  for (std::size_t i = 0; i < kTraceTexts.size(); ++i)
+  for (std::size_t i = 0; i < std::size(kTraceTexts); ++i)
     require('"' + std::string(kTraceTexts[i]) + '"', traces.counts()[i]);
   return names;
 }

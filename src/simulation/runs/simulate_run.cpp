@@ -59,8 +59,8 @@ class Run {
     forEachHost([this](Host& host, int number) {
       host.log.keptMax = kLogBytesKept;
       host.makeWrapper = [this, &host, number] {
-        return std::make_unique<EngineWatch>(observations_, result_.finding, number, host.machine,
-                                             newLines(number, host.disk), &host.sockets);
+        return watchEngine(observations_, result_.finding, number, host.machine, newLines(number, host.disk),
+                           host.sockets);
       };
     });
   }
@@ -190,10 +190,10 @@ class Run {
 
   void requireLittleMemory() {
     forEachHost([this](Host& host, int number) {
-      if (host.running()) report(heldBeyondNeed(host.library()), number);
+      if (host.running()) report(MemoryBound::heldBeyondNeed(host.library()), number);
     });
     forEachLink([this](Host&, int number, const ConnectionRecord& record) {
-      report(heldBeyondNeed(record), number, record.IdxQuarn);
+      report(MemoryBound::heldBeyondNeed(record), number, record.IdxQuarn);
     });
   }
 

@@ -51,7 +51,7 @@ class Words : public testing::TestWithParam<std::tuple<bool, std::int16_t, bool>
     for (const std::string& line : host.happened()) {
       if (!line.starts_with("send ")) continue;
       ++frames;
-      EXPECT_EQ(simulation::flawOfFrame(line.substr(5), 5), "");
+      EXPECT_EQ(simulation::FrameFormat::flawOfFrame(line.substr(5), 5), "");
     }
     return frames;
   }
@@ -86,7 +86,7 @@ TEST_P(Words, LeaveTheLinkWorkingAndDoNotReachTheHost) {
     host.receive(1,
                  behindText ? "0000054|HELLO|" + field.text + "|9CMD|9.|" : "0000052|" + field.text + "|9.|");
     EXPECT_LE(framesSent(host), 2);
-    EXPECT_EQ(simulation::brokenInvariant(record), "");
+    EXPECT_EQ(simulation::RecordInvariants::brokenInvariant(record), "");
     Texts expected;
     if (behindText) expected.emplace_back("HELLO");
     if (!field.known) expected.push_back(field.text);

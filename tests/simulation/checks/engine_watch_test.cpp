@@ -12,6 +12,7 @@
 
 #include "engine/records/frm_sock.h"
 #include "platform/simulated/simulated_sockets.h"
+#include "simulation/checks/independent/frame_format.h"
 #include "simulation/checks/memory_bound.h"
 #include "simulation/pair.h"
 #include "simulation/peers/wire_format.h"
@@ -137,8 +138,7 @@ TEST_P(SpoiledEngine, GivesAFinding) {
   std::optional<recording::Finding> finding;
   for (Host* host : pair.hosts) {
     host->makeWrapper = [&, host, number = host == &pair.client ? 1 : 2] {
-      return std::make_unique<EngineWatch>(observations, finding, number, 1, std::make_shared<HashedLines>(),
-                                           &host->sockets);
+      return watchEngine(observations, finding, number, 1, std::make_shared<HashedLines>(), host->sockets);
     };
     host->start();
     pair.world.run(1);
@@ -165,25 +165,25 @@ TEST(MemoryBound, AllowsTwiceTheContents) {
   ConnectionRecord record;
   record.FrameInCorso.append(std::string(300'000, 'x'));
   record.UltimoLotto.assign(10'000, 'x');
-  EXPECT_EQ(heldBeyondNeed(record), "");
+  EXPECT_EQ(MemoryBound::heldBeyondNeed(record), "");
   record.UltimoLotto.clear();
-  EXPECT_EQ(heldBeyondNeed(record), "UltimoLotto holds too much memory");
+  EXPECT_EQ(MemoryBound::heldBeyondNeed(record), "UltimoLotto holds too much memory");
 }
 
 TEST(FrameFormat, RejectsEveryChangedByteAndEveryShorterFrame) {
   const std::string good = frame(message(5, {"text", "9CMD", "9."}));
-  EXPECT_EQ(flawOfFrame(good, 5), "");
-  EXPECT_NE(flawOfFrame(good, 6), "");
-  EXPECT_NE(flawOfFrame(good + good, 5), "");
+  EXPECT_EQ(FrameFormat::flawOfFrame(good, 5), "");
+  EXPECT_NE(FrameFormat::flawOfFrame(good, 6), "");
+  EXPECT_NE(FrameFormat::flawOfFrame(good + good, 5), "");
   for (std::size_t i = 0; i < good.size(); ++i) {
     std::string flawed = good;
     flawed[i] = static_cast<char>(flawed[i] ^ 1);
-    EXPECT_NE(flawOfFrame(flawed, 5), "") << i;
-    EXPECT_NE(flawOfFrame(std::string_view(good).substr(0, i), 5), "") << i;
+    EXPECT_NE(FrameFormat::flawOfFrame(flawed, 5), "") << i;
+    EXPECT_NE(FrameFormat::flawOfFrame(std::string_view(good).substr(0, i), 5), "") << i;
   }
   std::string miscounted = message(5, {"9QRY", "9."});
   ++miscounted[6];
-  EXPECT_NE(flawOfFrame(frame(miscounted), 5), "");
+  EXPECT_NE(FrameFormat::flawOfFrame(frame(miscounted), 5), "");
 }
 
 }  // namespace
