@@ -9,6 +9,7 @@
 #include <type_traits>
 
 #include "platform/simulated/simulated_sockets.h"
+#include "quarnex/failure.h"
 #include "services/interceptor.h"
 
 namespace quarnex::simulation {
@@ -51,9 +52,22 @@ class OperationFaults {
   }
 
  private:
-  void nest(const ServiceCall& call);
-  void finish(const ServiceCall& call, const std::optional<OperationFault>& fault);
-  [[noreturn]] void fail(const OperationFault& fault);
+  void nest(const ServiceCall& call) {
+    if (!inside || isRead(call.operation) || insideDepth_ >= insideDepthMax) return;
+    ++insideDepth_;
+    inside(call);
+    --insideDepth_;
+  }
+
+  void finish(const ServiceCall& call, const std::optional<OperationFault>& fault) {
+    if (call.operation != Operation::Fetch) nest(call);
+    if (fault) fail(*fault);
+  }
+
+  [[noreturn]] void fail(const OperationFault& fault) {
+    ++failures_;
+    throw Failure(fault.number, fault.description);
+  }
 
   int insideDepth_ = 0;
   std::uint64_t failures_ = 0;

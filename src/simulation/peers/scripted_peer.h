@@ -1,11 +1,14 @@
 // ScriptedPeer: a peer without an engine that acts as it is told and records received frames.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/simulated/simulated_network.h"
@@ -18,14 +21,26 @@ using namespace simulated;
 class ScriptedPeer final : private Listener, private CallEvents, private EndEvents {
  public:
   ScriptedPeer(Network& network, int machine) : network_(network), machine_(machine) {}
-  ~ScriptedPeer() override;
+  ~ScriptedPeer() override {
+    stopListening();
+    close();
+  }
   ScriptedPeer(const ScriptedPeer&) = delete;
   ScriptedPeer& operator=(const ScriptedPeer&) = delete;
 
-  void listen(std::int32_t port);
-  void stopListening();
+  void listen(std::int32_t port) {
+    network_.listen({machine_, port}, *this);
+    listeningPort_ = port;
+  }
+  // A task may keep a peer that has left longer than the network exists.
+  void stopListening() {
+    if (listeningPort_ != 0) network_.leave({machine_, std::exchange(listeningPort_, 0)}, *this);
+  }
   /// Calls a port of its own machine.
-  void call(std::int32_t port);
+  void call(std::int32_t port) {
+    close();
+    call_ = network_.call({machine_, 0}, {machine_, port}, *this);
+  }
 
   bool connected() const { return end_ != nullptr; }
   /// Number of its connections so far.
@@ -34,13 +49,25 @@ class ScriptedPeer final : private Listener, private CallEvents, private EndEven
   int ending() const { return ending_; }
 
   /// Sends bytes unchanged, or a message in a frame; drops them while not connected.
-  void send(std::string_view bytes);
-  void sendMessage(int identifier, const std::vector<std::string>& fields);
+  void send(std::string_view text) {
+    if (end_) end_->send(text);
+  }
+  void sendMessage(int identifier, const std::vector<std::string>& fields) {
+    send(wire::frame(wire::message(identifier, fields)));
+  }
   /// Closes in the orderly way, or with a reset if input is unread, as the system does.
-  void close();
-  void reset();
+  void close() {
+    if (call_) Network::cancel(*std::exchange(call_, nullptr));
+    if (end_) std::exchange(end_, nullptr)->abandon();
+  }
+  void reset() {
+    if (end_) std::exchange(end_, nullptr)->reset();
+  }
   /// Stops or resumes reading; on resuming it reads everything that has arrived meanwhile.
-  void setReading(bool reading);
+  void setReading(bool reading) {
+    reading_ = reading;
+    read();
+  }
 
   /// A frame and the virtual time of its last byte.
   struct Received {
@@ -54,20 +81,61 @@ class ScriptedPeer final : private Listener, private CallEvents, private EndEven
   std::function<void(const Received&)> onFrame;
   std::function<void()> onConnect;
   /// Answers like a link of that identifier without texts: "9ACK" to data, "9NODATA" to a query.
-  void answerAsLink(int identifier);
+  void answerAsLink(int identifier) {
+    onFrame = [this, identifier](const Received& received) {
+      const std::vector<std::string> fields = wire::fieldsOf(received.frame.message);
+      const auto holds = [&](const char* word) {
+        return std::find(fields.begin(), fields.end(), word) != fields.end();
+      };
+      if (holds("9CMD")) sendMessage(identifier, {"9ACK", "9."});
+      if (holds("9QRY")) sendMessage(identifier, {"9NODATA", "9."});
+    };
+  }
   /// Its end of the connection, where network faults are set; nullptr if it has none.
   End* end() const { return end_.get(); }
 
  private:
-  void onCaller(std::shared_ptr<End> end) override;
-  void onConnected(std::shared_ptr<End> end) override;
-  void onCallFailed(std::int16_t code) override;
+  void onCaller(std::shared_ptr<End> end) override {
+    close();
+    carry(std::move(end));
+  }
+  void onConnected(std::shared_ptr<End> end) override {
+    call_ = nullptr;
+    carry(std::move(end));
+  }
+  void onCallFailed(std::int16_t code) override {
+    call_ = nullptr;
+    ending_ = code;
+  }
   void onArrival() override { read(); }
   void onEnd() override { leaveIfDone(); }
-  void onBroken(std::int16_t code) override;
-  void carry(std::shared_ptr<End> end);
-  void read();
-  void leaveIfDone();
+  void onBroken(std::int16_t code) override {
+    std::exchange(end_, nullptr)->close();
+    ending_ = code;
+  }
+  void carry(std::shared_ptr<End> end) {
+    end_ = std::move(end);
+    splitter_ = {};
+    ++connections_;
+    ending_ = -1;
+    end_->setOwner(*this, true);
+    if (onConnect) onConnect();
+  }
+  void read() {
+    if (!reading_ || !end_ || end_->arrived() == 0) return;
+    const std::size_t before = bytes.size();
+    end_->take(bytes, std::numeric_limits<std::size_t>::max());
+    for (wire::Frame& frame : splitter_.feed(std::string_view(bytes).substr(before))) {
+      frames.push_back({network_.time().now(), std::move(frame)});
+      if (onFrame) onFrame(Received(frames.back()));
+    }
+    leaveIfDone();
+  }
+  void leaveIfDone() {
+    if (!end_ || !end_->exhausted()) return;
+    std::exchange(end_, nullptr)->close();
+    ending_ = 0;
+  }
 
   Network& network_;
   int machine_;

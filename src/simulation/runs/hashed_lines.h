@@ -3,7 +3,12 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <type_traits>
 #include <utility>
+#include <variant>
 #include <vector>
 
 #include "recording/format/line_writer.h"
@@ -12,6 +17,46 @@
 
 namespace quarnex::simulation {
 
+template <class Number>
+concept NumberOrName = std::is_integral_v<Number> || std::is_enum_v<Number>;
+
+/// Adds each member of a line, with its key, to a hash.
+class MemberHash {
+ public:
+  explicit MemberHash(StreamHash& hash) : hash_(hash) {}
+
+  void operator()(recording::Key key, NumberOrName auto number) {
+    hash_.add(static_cast<std::uint64_t>(key) << 56 ^ static_cast<std::uint64_t>(number));
+  }
+  void operator()(recording::Key key, std::string_view text) {
+    (*this)(key, text.size());
+    hash_.add(text);
+  }
+  void operator()(recording::Key key, recording::True) { (*this)(key, true); }
+  void operator()(recording::Key key, std::monostate) { (*this)(key, false); }
+  void operator()(recording::Key key, Instant instant) { (*this)(key, instant.second); }
+  void operator()(recording::Key key, const std::optional<std::int32_t>& offset) {
+    if (offset) (*this)(key, *offset);
+  }
+  void operator()(SocketId socket) {
+    (*this)(recording::Key::Socket, socket.array);
+    (*this)(recording::Key::Index, socket.index);
+  }
+  void operator()(recording::Key key, const Method* method) { (*this)(key, method->name); }
+  void operator()(recording::Key key, const Value* result) { (*this)(key, *result); }
+  void operator()(recording::Key key, std::span<const Value> parameters) {
+    for (const Value& parameter : parameters) (*this)(key, parameter);
+  }
+  template <class... Types>
+  void operator()(recording::Key key, const std::variant<Types...>& value, OperandKind = {}) {
+    hash_.add(value.index());
+    std::visit([&](const auto& one) { (*this)(key, one); }, value);
+  }
+
+ private:
+  StreamHash& hash_;
+};
+
 /// The hash is made of the typed lines, not of their text: the text follows from them, and making it costs
 /// many times as much.
 class HashedLines final : public recording::LineSink {
@@ -19,9 +64,20 @@ class HashedLines final : public recording::LineSink {
   /// Passes all lines to `sink`, as text, until it is full. Call it before the first line.
   void alsoTo(std::shared_ptr<recording::Sink> sink) { texts_.emplace_back(std::move(sink)); }
 
-  void begin(std::int32_t utcOffset) override;
-  void take(const recording::Line& line) override;
-  void pause() override;
+  void begin(std::int32_t utcOffset) override {
+    hash_.add(static_cast<std::uint64_t>(utcOffset));
+    for (auto& text : texts_) text.begin(utcOffset);
+  }
+  void take(const recording::Line& line) override {
+    MemberHash members(hash_);
+    visitMembers(members, line);
+    for (auto& text : texts_) text.take(line);
+  }
+  void pause() override {
+    if (texts_.empty()) return;
+    for (auto& text : texts_) text.pause();
+    std::erase_if(texts_, [](const auto& text) { return text.sink().full(); });
+  }
 
   /// Hash of all lines so far.
   std::uint64_t hash() const { return hash_.value(); }

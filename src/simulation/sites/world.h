@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "host/engine.h"
@@ -14,6 +15,7 @@
 #include "platform/simulated/simulated_timer.h"
 #include "platform/simulated/virtual_clock.h"
 #include "platform/simulated/virtual_time.h"
+#include "quarnex/failure.h"
 #include "quarnex/quarn_socket.h"
 #include "services/services_wrapper.h"
 #include "simulation/faults/faulty_services.h"
@@ -25,7 +27,14 @@ namespace quarnex::simulation {
 /// restart.
 class Host {
  public:
-  Host(Network& network, Random random, int machine, Instant start);
+  Host(Network& network, Random random, int onMachine, Instant shows)
+      : machine(onMachine),
+        loop(network.time()),
+        clock(network.time(), shows),
+        timer(loop, random.split()),
+        sockets(network, loop, onMachine, random.split()) {
+    start();
+  }
   Host(const Host&) = delete;
   Host& operator=(const Host&) = delete;
 
@@ -34,14 +43,29 @@ class Host {
 
   /// Ends the process, as an exit or `kill -9` does: the system closes everything that it had open. Do not
   /// use the engine until the next `start`.
-  void stop();
+  void stop() {
+    process_ = nullptr;
+    timer.setPeriod(0);
+  }
   /// Starts a fresh engine, without links.
-  void start();
+  void start() {
+    stop();
+    process_ = std::make_unique<Process>(faultyServices_.services(), makeWrapper ? makeWrapper() : nullptr);
+  }
   bool running() const { return process_ != nullptr; }
   /// Opens a log or closes it. The application goes on without a log if that fails.
-  void setLog(bool open);
+  void setLog(bool open) {
+    try {
+      open ? quarn().AttivaLog() : quarn().DisattivaLog(0);
+    } catch (const Failure&) {
+      // no log, then
+    }
+  }
   /// One turn of the loop at once: due events and one tick. It may nest inside an operation.
-  void turn();
+  void turn() {
+    sockets.deliverPending();
+    timer.tick();
+  }
 
   const int machine;
   Loop loop;
@@ -56,7 +80,12 @@ class Host {
 
  private:
   struct Process {
-    Process(const Services& services, std::unique_ptr<ServicesWrapper> wrappedIn);
+    Process(const Services& services, std::unique_ptr<ServicesWrapper> wrappedIn)
+        : wrapper(std::move(wrappedIn)),
+          library(wrapper ? wrapper->wrap(services) : services),
+          quarn(library) {
+      if (wrapper) wrapper->watch(library);
+    }
     std::unique_ptr<ServicesWrapper> wrapper;
     quarnex::Engine library;
     QuarnSocket quarn;
@@ -81,15 +110,26 @@ class World {
   explicit World(std::uint64_t seed) : random_(seed), network_(time_, random_.split()) {}
 
   /// Hosts and peers of one machine share its ports; different machines are not connected.
-  Host& addHost(int machine = 1);
-  ScriptedPeer& addPeer(int machine = 1);
+  Host& addHost(int machine = 1) {
+    const Instant now{start.second + time_.now() / kSecond};
+    return *hosts_.emplace_back(std::make_unique<Host>(network_, random_.split(), machine, now));
+  }
+  ScriptedPeer& addPeer(int machine = 1) {
+    return *peers_.emplace_back(std::make_unique<ScriptedPeer>(network_, machine));
+  }
   std::vector<std::unique_ptr<Host>>& hosts() { return hosts_; }
 
   void run(std::int64_t seconds) { runMilliseconds(seconds * kSecond); }
   void runMilliseconds(Milliseconds duration) { time_.runUntil(time_.now() + duration); }
   /// Runs until `condition`, which is evaluated after each task, is true; false if that takes more than
   /// `secondsMax`.
-  bool runUntil(const std::function<bool()>& condition, std::int64_t secondsMax);
+  bool runUntil(const std::function<bool()>& condition, std::int64_t secondsMax) {
+    const Milliseconds latest = time_.now() + secondsMax * kSecond;
+    while (!condition()) {
+      if (!time_.runNext(latest)) return false;
+    }
+    return true;
+  }
   /// Runs everything that is due now; also from inside an operation or an event.
   void runDue() { time_.runUntil(time_.now()); }
 
