@@ -1,7 +1,13 @@
-// Measures in virtual time the rates of texts between two processes that docs/delivery.md states.
+// Measures in virtual time the rates of texts that docs/delivery.md states, and the growth of recordings that
+// docs/operations.md states.
 #include <gtest/gtest.h>
 
+#include <memory>
+
 #include "quarnex/event_report.h"
+#include "quarnex/times_and_limits.h"
+#include "recording/format/sink.h"
+#include "recording/recorder/recorder.h"
 #include "simulation/pair.h"
 
 namespace quarnex::simulation {
@@ -53,6 +59,43 @@ INSTANTIATE_TEST_SUITE_P(, RatesOfTexts,
                                          Rates{"twoTextsASecond", 500, kAlways, 2, 20},
                                          Rates{"oneTextASecond", 1000, kAlways, 1, 60}),
                          [](const auto& rates) { return rates.param.name; });
+
+struct Growth {
+  const char* name;
+  bool connected;
+  bool pollsItems, pollsConnesso;  // after each turn of the loop
+  double megabytesADay;
+};
+
+class GrowthOfRecordings : public testing::TestWithParam<Growth> {};
+
+TEST_P(GrowthOfRecordings, IsThatOfTheDocument) {
+  constexpr std::int64_t kMeasuredSeconds = 45;  // a server listens longer
+  Pair pair;
+  const auto file = std::make_shared<recording::MemorySink>();
+  pair.server.makeWrapper = [&] { return std::make_unique<recording::ServicesRecorder>(file); };
+  pair.server.start();
+  pair.add();
+  pair.server.quarn().Apri(1);
+  if (GetParam().connected) pair.client.quarn().Apri(1);
+  pair.world.run(14);
+  ASSERT_EQ(pair.server.quarn().Connesso(1), GetParam().connected);
+  file->clear();
+  for (int turn = 0; turn < 5 * kMeasuredSeconds; ++turn) {
+    pair.world.runMilliseconds(kTickMilliseconds);
+    if (GetParam().pollsItems) pair.server.quarn().MessaggioArrivato(1);
+    if (GetParam().pollsConnesso) pair.server.quarn().Connesso(1);
+  }
+  const double bytesADay = static_cast<double>(file->text().size()) / kMeasuredSeconds * 86'400;
+  EXPECT_NEAR(bytesADay / 1e6, GetParam().megabytesADay, 2);
+}
+
+INSTANTIATE_TEST_SUITE_P(, GrowthOfRecordings,
+                         testing::Values(Growth{"ticks", false, false, false, 13},
+                                         Growth{"idleLink", true, false, false, 13 + 34},
+                                         Growth{"pollForItems", true, true, false, 13 + 34 + 33},
+                                         Growth{"pollConnesso", true, true, true, 13 + 34 + 33 + 28}),
+                         [](const auto& growth) { return growth.param.name; });
 
 }  // namespace
 }  // namespace quarnex::simulation
