@@ -23,33 +23,33 @@ class Account:
     def __init__(self, sender, receiver):
         self.sender, self.receiver = sender, receiver
         self.counts, self.unexplained = collections.Counter(), []
-        self.breaks = sorted(moment for host in (sender, receiver) for life in host.lives
-                             for moment in [life.killed, *life.emptied])
+        self.breaks = sorted(moment for host in (sender, receiver) for run in host.runs
+                             for moment in [run.killed, *run.emptied])
         self.sent = dict(sender.sent)
         self.taken = collections.defaultdict(list)
-        for when, life, text in receiver.taken:
-            self.taken[text].append((when, life))
+        for when, run, text in receiver.taken:
+            self.taken[text].append((when, run))
             self.note_unanswered(text)
-        self.newest = {}  # life of the receiver -> newest text that it took
-        for _, life, text in receiver.taken:
-            self.check_order(life, text)
+        self.newest = {}  # run of the receiver -> newest text that it took
+        for _, run, text in receiver.taken:
+            self.check_order(run, text)
         for text in sorted(self.sent):
             self.explain(text)
 
     def note_unanswered(self, text):
         """A text can arrive although its process was killed before it answered the request."""
-        life, number = text
+        run, number = text
         if text in self.sent:
             return
-        if life <= len(self.sender.lives) and number <= self.sender.lives[life - 1].offered:
-            self.sent[text] = self.sender.lives[life - 1].killed
+        if run <= len(self.sender.runs) and number <= self.sender.runs[run - 1].offered:
+            self.sent[text] = self.sender.runs[run - 1].killed
         else:
             self.unexplained.append(f"{text} was never sent")
 
-    def check_order(self, life, text):
-        if text <= self.newest.get(life, (0, 0)):
-            self.unexplained.append(f"{text} arrived after {self.newest[life]} in life {life} of the receiver")
-        self.newest[life] = max(text, self.newest.get(life, (0, 0)))
+    def check_order(self, run, text):
+        if text <= self.newest.get(run, (0, 0)):
+            self.unexplained.append(f"{text} arrived after {self.newest[run]} in run {run} of the receiver")
+        self.newest[run] = max(text, self.newest.get(run, (0, 0)))
 
     def explain(self, text):
         taken = self.taken[text]
@@ -61,28 +61,28 @@ class Account:
             self.counts[cause] += 1
             if cause is None:
                 self.unexplained.append(f"{self.sender.side}.{text[0]}.{text[1]}, accepted at {self.sent[text]:.2f}, "
-                                        f"taken {taken}; {self.sender.lives[text[0] - 1]}")
+                                        f"taken {taken}; {self.sender.runs[text[0] - 1]}")
 
     def cause_of_repetition(self, text, first, second):
-        """The sender repeats the latest batch of one life of the receiver to its next life."""
-        life = self.receiver.lives[first[1] - 1]
-        last = [other for _, own_life, other in self.receiver.taken if own_life == first[1]][-BATCH:]
-        if second[1] > first[1] and text in last and life.killed - first[0] < SECONDS_MAX:
+        """The sender repeats the latest batch of one run of the receiver to its next run."""
+        run = self.receiver.runs[first[1] - 1]
+        last = [other for _, own_run, other in self.receiver.taken if own_run == first[1]][-BATCH:]
+        if second[1] > first[1] and text in last and run.killed - first[0] < SECONDS_MAX:
             return ACKNOWLEDGEMENT_LOST
         return None
 
     def cause_of_loss(self, text):
         moment = self.sent[text]
-        life = self.sender.lives[text[0] - 1]
+        run = self.sender.runs[text[0] - 1]
         later = [other for other in self.taken if other[0] == text[0] and other > text and self.taken[other]]
-        if life.killed < float("inf") and not later and self.soon(moment, life.killed):
+        if run.killed < float("inf") and not later and self.soon(moment, run.killed):
             return SENDER_KILLED
-        for emptied in life.emptied:
+        for emptied in run.emptied:
             before = [other for other in later if self.sent[other] < emptied - NOTICED_SECONDS_MAX]
             if moment < emptied and not before and self.soon(moment, emptied):
                 return SENDER_EMPTIED
-        for number, other in enumerate(self.receiver.lives, 1):
-            newer = [when for when, own_life, one in self.receiver.taken if own_life == number and one > text]
+        for number, other in enumerate(self.receiver.runs, 1):
+            newer = [when for when, own_run, one in self.receiver.taken if own_run == number and one > text]
             if moment < other.killed < float("inf") and not newer and self.soon(moment, other.killed):
                 return RECEIVER_KILLED
             for emptied in other.emptied:
@@ -99,6 +99,6 @@ class Account:
 
     def is_in_first_batch(self, text):
         """True for the first batch of a process whose older peer had a message to repeat, if none of it arrived."""
-        life = self.sender.lives[text[0] - 1]
+        run = self.sender.runs[text[0] - 1]
         return text[1] <= BATCH and not any(self.taken.get((text[0], number)) for number in range(1, text[1])) and any(
-            other.began < life.began < other.killed for other in self.receiver.lives)
+            other.began < run.began < other.killed for other in self.receiver.runs)

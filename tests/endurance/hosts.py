@@ -19,7 +19,7 @@ FAILURES = ("X000E0991[", "X000E0109[")  # reports that follow the emptying of t
 
 
 @dataclasses.dataclass
-class Life:
+class ProcessRun:
     """One process: its start, its end, and the times at which its host read a report of a failed link."""
     began: float
     killed: float = float("inf")
@@ -30,29 +30,29 @@ class Life:
 class Host:
     def __init__(self, quarn, side, identifiers, rng, folder):
         self.quarn, self.side, self.identifiers, self.random, self.folder = quarn, side, identifiers, rng, folder
-        self.lives = []
-        self.sent = {}  # (life, number) -> time at which the library accepted the text
-        self.taken = []  # (time, own life, (life, number) of the peer), in order of arrival
+        self.runs = []
+        self.sent = {}  # (run, number) -> time at which the library accepted the text
+        self.taken = []  # (time, own run, (run, number) of the peer), in order of arrival
         self.sending, self.leaving = True, False
 
     @property
     def name(self):
         return f"{self.identifiers[0]}-{self.side}"
 
-    def recording(self, life):
-        return self.folder / f"{self.name}-{life}.jsonl"
+    def recording(self, run):
+        return self.folder / f"{self.name}-{run}.jsonl"
 
     async def start(self):
-        self.lives.append(Life(time.monotonic()))
+        self.runs.append(ProcessRun(time.monotonic()))
         self.process = await asyncio.create_subprocess_exec(
-            self.quarn, "rpc", "--record", self.recording(len(self.lives)),
+            self.quarn, "rpc", "--record", self.recording(len(self.runs)),
             stdin=asyncio.subprocess.PIPE, stdout=asyncio.subprocess.PIPE)
         self.turning = asyncio.create_task(self.turn())
 
     def kill(self):
         """Kills the process; its earlier answers can still be read."""
         self.process.kill()
-        self.lives[-1].killed = time.monotonic()
+        self.runs[-1].killed = time.monotonic()
 
     async def ended(self):
         await self.turning
@@ -95,8 +95,8 @@ class Host:
         return requests
 
     def next_text(self):
-        self.lives[-1].offered += 1
-        return f"{self.side}.{len(self.lives)}.{self.lives[-1].offered}"
+        self.runs[-1].offered += 1
+        return f"{self.side}.{len(self.runs)}.{self.runs[-1].offered}"
 
     async def request(self, requests):
         """Sends the requests and returns their results; None if the process has ended."""
@@ -117,9 +117,9 @@ class Host:
 
     def take(self, item):
         if not item.startswith("X000E"):
-            self.taken.append((time.monotonic(), len(self.lives), identity(item)))
+            self.taken.append((time.monotonic(), len(self.runs), identity(item)))
         elif item.startswith(FAILURES):
-            self.lives[-1].emptied.append(time.monotonic())
+            self.runs[-1].emptied.append(time.monotonic())
 
     def has_text_since(self, peer, moment):
         """True if it has received a text that its peer sent after that moment."""
@@ -128,7 +128,7 @@ class Host:
 
 def identity(text):
     try:
-        _, life, number = text.split(".")
-        return int(life), int(number)
+        _, run, number = text.split(".")
+        return int(run), int(number)
     except ValueError:
         raise RuntimeError(f"{text!r} is not a text of these hosts: does another program use their ports?") from None

@@ -110,12 +110,12 @@ def replay_all(quarn, hosts):
     """Replays the recording of every process; true if none differs. A killed process may leave half a line."""
     steps, failures = 0, []
     for host in hosts:
-        for number, life in enumerate(host.lives, 1):
+        for number, run in enumerate(host.runs, 1):
             result = subprocess.run([quarn, "replay", host.recording(number)], capture_output=True, text=True,
                                     errors="replace")
             replayed = re.search(r": no difference.*?: (\d+) step", result.stdout)
             steps += int(replayed[1]) if replayed else 0
-            if not replayed or (result.returncode and (life.killed == float("inf") or CUT_OFF not in result.stderr)):
+            if not replayed or (result.returncode and (run.killed == float("inf") or CUT_OFF not in result.stderr)):
                 failures.append(result.stdout + result.stderr)
     print("\n".join(failures) or f"every recording replays without a difference: {steps} steps")
     return not failures

@@ -190,7 +190,7 @@ TEST_P(ServicesContract, OwnClosesRaiseNoEventAndDropPendingEvents) {
     const char* name;
     std::function<void()> run;
   } rows[] = {
-      {"a connection of its own", [&] { client().close(); }},
+      {"an own connection", [&] { client().close(); }},
       {"a call under way",
        [&] {
          client().close();

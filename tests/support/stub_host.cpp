@@ -18,7 +18,7 @@ void StubSocket::begin(const ServiceCall& call) {
   if (call.operation == Operation::Close) inner->close();
   if (call.operation == Operation::Fetch) inner->received.clear();
   if (call.operation == Operation::BytesWaiting) inner->reportedBytes = incoming.empty() ? 0 : 1;
-  host_.meet(call);
+  host_.intercept(call);
   if (call.operation != Operation::Fetch) return;
   inner->waiting = std::move(incoming.front());
   incoming.pop_front();
@@ -94,7 +94,7 @@ std::vector<std::string> StubHost::sent() {
   return messages;
 }
 
-void StubHost::meet(const ServiceCall& call) {
+void StubHost::intercept(const ServiceCall& call) {
   std::function<void()> event;
   {
     const StubAtWork work;

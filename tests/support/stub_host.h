@@ -88,14 +88,14 @@ class StubHost final : StubServices, public Interceptor<StubHost, StubSocket>, O
 
   template <class Operate>
   auto around(const ServiceCall& call, const Operate& operate) {
-    meet(call);
+    intercept(call);
     return operate();
   }
   std::unique_ptr<PlainSocket> makeInner(SocketId, SocketEvents&) { return std::make_unique<PlainSocket>(); }
   void created(SocketId id, StubSocket& socket) { sockets[nameFor(id)] = &socket; }
   /// Writes the call's journal line, if it has one, then the failure or action that the test has planned for
   /// it.
-  void meet(const ServiceCall& call);
+  void intercept(const ServiceCall& call);
 
   Instant& time = plain.time;
   // By operation: "listen ServerSocket". A failure stays until it is removed, an action happens once.

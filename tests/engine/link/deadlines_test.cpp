@@ -84,35 +84,6 @@ TEST(Deadlines, AreCountedOnceHoweverLateTheTick) {
   EXPECT_EQ(host.record(1).ContaAlive, 1);
 }
 
-TEST(Supervision, DeclaresTheTimeOutAtTheSecondExpiryInARow) {
-  StubHost host;
-  host.addConnected(false);
-  sequence(after(16), after(16))(host);
-  EXPECT_THAT(host.inbound(1), testing::ElementsAre("702", "991 127.0.0.1:20308 Alive Timeout"));
-  EXPECT_EQ(host.record(1).StatoB, kExchangeReady);  // the same tick goes on to the reset step
-  EXPECT_EQ(host.record(1).Stato, kSocketPhase);
-  EXPECT_EQ(host.record(1).ContaAlive, 0);
-}
-
-// A client without answers sends six times, five seconds and a tick apart; the sixth overdue answer is a
-// failure. The keep-alive is postponed, because it would expire first.
-TEST(Supervision, FailsAtTheSixthOverdueAnswer) {
-  StubHost host;
-  host.addConnected(true);
-  host.tickAfter(0);
-  int sent = 1;
-  for (int second = 0; second < 60 && host.record(1).Stato == kConnected; ++second) {
-    host.happened();
-    host.record(1).ScadenzaAlive.second = host.time.second + 60;
-    host.tickAfter(1);
-    sent += static_cast<int>(host.sent().size());
-  }
-  EXPECT_EQ(sent, 6);
-  EXPECT_THAT(host.inbound(1), testing::ElementsAre("702", "991 127.0.0.1:20308 Timeout HandleStato_B"));
-  EXPECT_EQ(host.record(1).StatoB, kExchangeReset);
-  EXPECT_EQ(host.record(1).ContaTimeoutB, 0);
-}
-
 TEST(Supervision, ReportsTheFourthFailureAndTheRecovery) {
   StubHost host;
   host.addOpen(true);

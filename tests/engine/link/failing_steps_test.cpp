@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "engine/link/failure_handling.h"
-#include "engine/records/frm_sock.h"
 #include "engine/records/trap.h"
 #include "engine/tick/tick.h"
 #include "support/stub_host.h"
@@ -72,43 +71,6 @@ TEST_P(FailingSteps, FailTheAttemptAndLeaveTheNextOne) {
 
 INSTANTIATE_TEST_SUITE_P(With, FailingSteps, testing::Values(10055, -7, 70'000, 340));
 
-TEST(FailingCloses, StopNeitherTheReconnectionNorTheFinalClose) {
-  for (const bool client : {true, false}) {
-    SCOPED_TRACE(client);
-    StubHost host;
-    host.addConnected(client);
-    for (const char* name : {"close ClientSocket", "close ServerSocket", "close SrvAccept"}) {
-      host.failing.insert({name, Failure(10038, "boom")});
-    }
-    host.receive(1, "0000052|9K|9.|");  // the peer's request reconnects without counting a failure
-    EXPECT_THAT(host.inbound(1), testing::ElementsAre("702"));
-    EXPECT_EQ(host.record(1).ContaNonRisponde, 0);
-    host.quarn.Chiudi(1);
-    EXPECT_THAT(host.inbound(1),
-                testing::ElementsAre("702", std::string("993 127.0.0.1:20308 Chiuso/disattivato socket ") +
-                                                (client ? "client " : "server ")));
-    EXPECT_EQ(host.quarn.ProntoPerUscire(), -1);
-    EXPECT_EQ(host.quarn.snapshot(1).phase, LinkPhase::Closed);
-  }
-}
-
-TEST(Shutdown, AsksTheConnectedPeerAndEndsWithItsClose) {
-  for (const bool client : {true, false}) {
-    SCOPED_TRACE(client);
-    StubHost host;
-    host.addConnected(client);
-    host.quarn.Uscita();
-    host.quarn.Uscita();
-    EXPECT_EQ(host.record(1).CodaInvio.Count, 2);  // one more "9K" at each call
-    EXPECT_EQ(host.quarn.ProntoPerUscire(), 0);
-    connectionEnds(0)(host);
-    const auto items = host.inbound(1);
-    EXPECT_THAT(items, testing::ElementsAre("702", "702",
-                                            testing::HasSubstr("993 127.0.0.1:20308 Chiuso/disattivato")));
-    EXPECT_EQ(host.quarn.ProntoPerUscire(), -1);
-  }
-}
-
 TEST(Guard, TracesAFailureThatEscapesAStepAndServesTheLinkAgain) {
   StubHost host;
   host.addOpen(true);
@@ -150,26 +112,6 @@ TEST(Trap, IsSettledByAReconnectionInsideIt) {
     EXPECT_FALSE(caller.pending());
     EXPECT_EQ(reconnection.pending(), !readable);
   }
-}
-
-TEST(Events, ForAnUnknownLinkOrTheWrongArrayChangeNothing) {
-  StubHost host;
-  host.addConnected(true);
-  host.addConnected(false);
-  host.happened();
-  for (const SocketArray array :
-       {SocketArray::ClientSocket, SocketArray::ServerSocket, SocketArray::SrvAccept}) {
-    for (const std::int16_t index : std::initializer_list<std::int16_t>{-1, 0, 2}) {
-      host.events().onConnect(array, index, 0);
-      host.events().onClose(array, index, 0);
-      host.events().onReceive(array, index, 10054);
-      host.events().onAccept(array, index, 9, 0);
-      EXPECT_THROW(Form(host.library).socket(array, index == 0 ? std::int16_t{3} : index), Failure);
-    }
-    if (array != SocketArray::ClientSocket) host.events().onConnect(array, 1, 0);
-    if (array != SocketArray::ServerSocket) host.events().onAccept(array, 1, 9, 0);
-  }
-  EXPECT_THAT(host.happened(), testing::IsEmpty());
 }
 
 TEST(Sockets, InANegativeStateAreBusy) {

@@ -57,8 +57,8 @@ constexpr bool kSanitized = __has_feature(address_sanitizer);
 constexpr bool kSanitized = false;
 #endif
 
-// Limits the process to `count` further descriptors while the object lives. Not usable with sanitizers, which
-// need descriptors themselves.
+// Limits the process to `count` further descriptors while the object exists. Not usable with sanitizers,
+// which need descriptors themselves.
 class DescriptorsLeft {
  public:
   explicit DescriptorsLeft(rlim_t count) {
