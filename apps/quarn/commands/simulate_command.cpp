@@ -209,8 +209,8 @@ std::vector<Argument> argumentsFor(ManyPlan& many) {
        .defaultValue = "10"},
       {.name = "--faults",
        .placeholder = "LIST",
-       .help = "names separated by commas, of which the seed draws some; or all (but the large\n"
-               "ones), large, none, or generation-N for the faults that older seeds know",
+       .help = "comma-separated names, from which the seed draws some; or all (without the large\n"
+               "ones), large, none, or generation-N (the faults up to generation N)",
        .store = [&plan](const std::string& list) { plan.faults = faultsOf(list); },
        .defaultValue = "all"},
       {.name = "--record",
@@ -254,7 +254,7 @@ Command simulateCommand() {
            "Faults: " + allNames(", ")},
       .statuses = {{0, "no rule was broken"},
                    {kBroken, "a rule was broken; seed, host, link and moment are named"},
-                   {kNotStarted, "an argument makes no sense"}},
+                   {kNotStarted, "an argument is invalid"}},
       .examples = {{"quarn simulate --seed 7 --hours 24", ""},
                    {"quarn simulate --seed 1 --seeds 1000 --jobs 2 --hours 25 --expect-all", ""},
                    {"quarn simulate --seed 7 --hours 1 --faults clock-back,stall --record /tmp/seven", ""},
