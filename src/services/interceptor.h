@@ -90,8 +90,9 @@ class InterceptedSocket final : public SocketInstance {
   auto around(Operation operation, const Operate& operate) {
     return policy.around(ServiceCall{operation, id_}, operate);
   }
-  template <class Operate>
-  void around(Operation operation, const Operand& argument, const Operate& operate) {
+  // Makes the operand in its place: a copy would have to wait until the text's address and size are stored.
+  template <class Argument, class Operate>
+  void around(Operation operation, Argument argument, const Operate& operate) {
     policy.around(ServiceCall{operation, id_, argument}, operate);
   }
 
