@@ -1,7 +1,5 @@
 #include "platform/simulated/simulated_sockets.h"
 
-#include <vector>
-
 #include "quarnex/failure.h"
 
 namespace quarnex::simulated {
@@ -47,8 +45,18 @@ std::unique_ptr<SocketInstance> SimulatedSockets::create(SocketArray array, std:
 std::unique_ptr<SimulatedSocket> SimulatedSockets::make(SocketArray array, std::int16_t index,
                                                         SocketEvents& events) {
   auto instance = std::make_unique<SimulatedSocket>(*this, array, index, events);
-  instances_[{array, index}] = instance.get();
+  const auto older = find(array, index);
+  if (older == instances_.end()) {
+    instances_.push_back(instance.get());
+  } else {
+    *older = instance.get();
+  }
   return instance;
+}
+
+std::vector<SimulatedSocket*>::iterator SimulatedSockets::find(SocketArray array, std::int16_t index) {
+  return std::ranges::find_if(instances_,
+                              [=](const auto* one) { return one->array_ == array && one->index_ == index; });
 }
 
 void SimulatedSockets::deliverPending() {
@@ -57,23 +65,23 @@ void SimulatedSockets::deliverPending() {
 }
 
 bool SimulatedSockets::raise(SocketArray array, std::int16_t index, EventKind kind, std::int16_t code) {
-  const auto found = instances_.find({array, index});
+  const auto found = find(array, index);
   if (found == instances_.end()) return false;
-  SimulatedSocket& instance = *found->second;
+  SimulatedSocket& instance = **found;
   if (endsUse(kind, code)) instance.endUse();
   quarnex::deliver({kind, {array, index}, code}, instance.events_);
   return true;
 }
 
 int SimulatedSockets::inUse() const {
-  const auto used = std::ranges::count_if(
-      instances_, [](const auto& named) { return named.second->state_ != kSocketClosed; });
+  const auto used =
+      std::ranges::count_if(instances_, [](const auto* one) { return one->state_ != kSocketClosed; });
   return static_cast<int>(used + std::ssize(offered_));
 }
 
 End* SimulatedSockets::end(SocketArray array, std::int16_t index) {
-  const auto found = instances_.find({array, index});
-  return found == instances_.end() ? nullptr : found->second->end_.get();
+  const auto found = find(array, index);
+  return found == instances_.end() ? nullptr : (*found)->end_.get();
 }
 
 // Never due before an event that waits for the same instance or was delivered to it: the events of an
@@ -175,8 +183,7 @@ void SimulatedSockets::requireDescriptor() const {
 }
 
 void SimulatedSockets::forget(SimulatedSocket& instance) {
-  const auto found = instances_.find({instance.array_, instance.index_});
-  if (found != instances_.end() && found->second == &instance) instances_.erase(found);
+  std::erase(instances_, &instance);
   if (receivedBy_ == &instance) receivedBy_ = nullptr;
   earliest_.reset();
   std::erase_if(pending_, [&](const Event& event) {

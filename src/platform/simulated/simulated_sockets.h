@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "platform/simulated/random.h"
 #include "platform/simulated/simulated_network.h"
@@ -61,7 +62,6 @@ class SimulatedSockets final : public SocketService {
 
  private:
   friend class SimulatedSocket;
-  using Name = std::pair<SocketArray, std::int16_t>;
 
   struct Event {
     SimulatedSocket* instance;
@@ -74,6 +74,8 @@ class SimulatedSockets final : public SocketService {
     std::int32_t handle = 0;  // of a caller, once it is raised
   };
 
+  /// Where an instance stands; the end if there is none.
+  std::vector<SimulatedSocket*>::iterator find(SocketArray array, std::int16_t index);
   void post(Event event);
   void schedule();
   std::optional<Event> takeNext();
@@ -90,7 +92,7 @@ class SimulatedSockets final : public SocketService {
   int machine_;
   Random random_;
   int descriptors_ = 0;
-  std::map<Name, SimulatedSocket*> instances_;
+  std::vector<SimulatedSocket*> instances_;
   std::deque<Event> pending_;             // in the order of arrival
   std::optional<Milliseconds> earliest_;  // due among them; nothing = not computed
   Milliseconds lastDue_ = 0;

@@ -117,7 +117,6 @@ class World {
   ScriptedPeer& addPeer(int machine = 1) {
     return *peers_.emplace_back(std::make_unique<ScriptedPeer>(network_, machine));
   }
-  std::vector<std::unique_ptr<Host>>& hosts() { return hosts_; }
 
   void run(std::int64_t seconds) { runMilliseconds(seconds * kSecond); }
   void runMilliseconds(Milliseconds duration) { time_.runUntil(time_.now() + duration); }
