@@ -42,11 +42,11 @@ std::optional<int> machineAt(std::string_view dotted, int viewer) {
   return first == 127 ? viewer : second << 16 | third << 8 | fourth;
 }
 
-void Network::listen(Address address, Listener& listener) {
+void Network::listen(Address address, NetworkUser& listener) {
   if (!listeners_.emplace(address, &listener).second) throw Failure(kAddressInUse, "Address already in use");
 }
 
-void Network::leave(Address address, const Listener& listener) {
+void Network::leave(Address address, const NetworkUser& listener) {
   const auto found = listeners_.find(address);
   if (found != listeners_.end() && found->second == &listener) listeners_.erase(found);
 }
@@ -58,14 +58,14 @@ std::int32_t Network::freePort(int machine) {
   return lastFreePort_;
 }
 
-std::shared_ptr<Call> Network::call(Address from, Address to, CallEvents& caller) {
+std::shared_ptr<Call> Network::call(Address from, Address to, NetworkUser& caller) {
   auto call = std::make_shared<Call>(Call{&caller, from, to, nullptr});
   const CallFate fate = onCall ? onCall(*call) : CallFate{};
   if (fate.hangs) return call;
   if (fate.code != 0) {
     fail(call, fate.delay, fate.code);
   } else {
-    time_.at(time_.now() + callerConditions.delay + fate.delay, [this, call] { arrive(call); });
+    time_.at(time_.now() + fate.delay, [this, call] { arrive(call); });
   }
   return call;
 }
@@ -89,7 +89,7 @@ std::vector<std::shared_ptr<Connection>> Network::connections() {
 void Network::arrive(const std::shared_ptr<Call>& call) {
   if (call->caller == nullptr) return;
   const auto found = listeners_.find(call->to);
-  if (found == listeners_.end()) return fail(call, calledConditions.delay, kConnectionRefused);
+  if (found == listeners_.end()) return fail(call, 0, kConnectionRefused);
   const auto connection = connect(*call);
   call->end = connection->callerEnd();
   found->second->onCaller(connection->calledEnd());
@@ -108,8 +108,6 @@ std::shared_ptr<Connection> Network::connect(const Call& call) {
   auto connection = std::make_shared<Connection>(time_, random_.split(), call.to,
                                                  dottedAddress(call.from.machine, call.to.machine),
                                                  dottedAddress(call.to.machine, call.from.machine));
-  connection->caller.conditions = callerConditions;
-  connection->called.conditions = calledConditions;
   ++connectionsMade_;
   if (connections_.size() >= connectionsSweepAt_) {
     std::erase_if(connections_, [](const auto& candidate) { return candidate.expired(); });

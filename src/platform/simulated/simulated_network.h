@@ -24,31 +24,25 @@ std::string dottedAddress(int machine, int viewer);
 /// The machine that `dotted` means to `viewer`; nothing if it is no address.
 std::optional<int> machineAt(std::string_view dotted, int viewer);
 
-/// Receiver of calls to a port.
-class Listener {
+/// Listens on a port or calls one, and owns an end of the connection that this makes.
+class NetworkUser : public EndEvents {
  public:
-  virtual ~Listener() = default;
   /// A caller has reached the port and is connected. The receiver must close `end`.
   virtual void onCaller(std::shared_ptr<End> end) = 0;
-};
-
-/// Receiver of the outcome of a call.
-class CallEvents {
- public:
-  virtual ~CallEvents() = default;
+  /// The outcome of a call.
   virtual void onConnected(std::shared_ptr<End> end) = 0;
   virtual void onCallFailed(std::int16_t code) = 0;
 };
 
 struct CallFate {
   std::int16_t code = 0;   ///< the call fails with this number without reaching the port; 0 = it succeeds
-  Milliseconds delay = 0;  ///< in addition to the network's conditions
+  Milliseconds delay = 0;  ///< until its outcome, or until it reaches the port
   bool hangs = false;      ///< it never ends
 };
 
 /// A call under way, kept by its caller.
 struct Call {
-  CallEvents* caller = nullptr;
+  NetworkUser* caller = nullptr;
   Address from;
   Address to;
   std::shared_ptr<End> end;  // once it has reached the port
@@ -63,24 +57,20 @@ class Network {
   VirtualTime& time() const { return time_; }
 
   /// Calls to `address` reach `listener` until it leaves. Failure 10048 if another listener has the port.
-  void listen(Address address, Listener& listener);
-  void leave(Address address, const Listener& listener);
+  void listen(Address address, NetworkUser& listener);
+  void leave(Address address, const NetworkUser& listener);
   bool listening(Address address) const { return listeners_.contains(address); }
   /// A port of `machine` on which nobody listens, another one at each call.
   std::int32_t freePort(int machine);
 
   /// Starts a call; its outcome comes later.
-  std::shared_ptr<Call> call(Address from, Address to, CallEvents& caller);
+  std::shared_ptr<Call> call(Address from, Address to, NetworkUser& caller);
   /// The caller gives up and receives no outcome.
   static void cancel(Call& call);
 
   /// All connections of which an owner still holds an end, the oldest first.
   std::vector<std::shared_ptr<Connection>> connections();
   std::uint64_t connectionsMade() const { return connectionsMade_; }
-
-  /// Of new connections: from the caller to the called end, and back.
-  Conditions callerConditions;
-  Conditions calledConditions;
 
   /// Decides the fate of each call; without it all calls succeed.
   std::function<CallFate(const Call&)> onCall;
@@ -94,7 +84,7 @@ class Network {
 
   VirtualTime& time_;
   Random random_;
-  std::map<Address, Listener*> listeners_;
+  std::map<Address, NetworkUser*> listeners_;
   std::vector<std::weak_ptr<Connection>> connections_;
   std::size_t connectionsSweepAt_ = 64;
   std::uint64_t connectionsMade_ = 0;

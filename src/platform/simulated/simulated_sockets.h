@@ -103,7 +103,7 @@ class SimulatedSockets final : public SocketService {
   const SimulatedSocket* receivedBy_ = nullptr;
 };
 
-class SimulatedSocket final : public SocketInstance, private Listener, private CallEvents, private EndEvents {
+class SimulatedSocket final : public SocketInstance, private NetworkUser {
  public:
   SimulatedSocket(SimulatedSockets& service, SocketArray array, std::int16_t index, SocketEvents& events)
       : service_(service), events_(events), array_(array), index_(index) {}

@@ -18,7 +18,7 @@ namespace quarnex::simulation {
 using namespace simulated;
 
 /// Listens on a port or calls one, and has one connection at a time: a newer caller replaces the older.
-class ScriptedPeer final : private Listener, private CallEvents, private EndEvents {
+class ScriptedPeer final : private NetworkUser {
  public:
   ScriptedPeer(Network& network, int machine) : network_(network), machine_(machine) {}
   ~ScriptedPeer() override {

@@ -54,7 +54,7 @@ struct Transmission {
 class Transmissions : public NetworkTest, public testing::WithParamInterface<Transmission> {};
 
 TEST_P(Transmissions, DeliverBytesAtTheirTimes) {
-  world.network().callerConditions = GetParam().conditions;
+  world.network().onConnection = [](Connection& made) { made.caller.conditions = GetParam().conditions; };
   join();
   caller.end()->tamper = GetParam().tamper;
   caller.send("abc");
@@ -131,7 +131,7 @@ TEST_F(NetworkTest, MachinesHaveTheirOwnPorts) {
 }
 
 TEST_F(NetworkTest, AFullWindowMakesBytesWaitAtTheSender) {
-  world.network().callerConditions.window = 1000;
+  world.network().onConnection = [](Connection& made) { made.caller.conditions.window = 1000; };
   join();
   listener.setReading(false);
   caller.send(std::string(5000, 'x'));
