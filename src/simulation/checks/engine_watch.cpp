@@ -227,7 +227,7 @@ class EngineChecker final : public recording::Checker {
 
  private:
   VirtualTime time_;
-  SiteObservations site_{.time = time_, .peersKnown = false};
+  SiteObservations site_{time_, false};
   std::optional<recording::Finding> first_;
   EngineWatch watch_;
 };

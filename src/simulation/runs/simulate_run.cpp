@@ -260,11 +260,8 @@ class Run {
     }
     result_.enabled = faults_.enabled();
     result_.faults = faults_.counts();
-    result_.traces = observations_.traces;
-    result_.reports = observations_.reports;
+    static_cast<SiteCounts&>(result_) = observations_;
     result_.texts = observations_.ledger.counts();
-    result_.framesSent = observations_.framesSent;
-    result_.steps = observations_.steps;
     result_.connections = world_.network().connectionsMade();
     result_.duration = world_.time().now();
     result_.linkHours = static_cast<double>(result_.duration) / kHour * 2 * kPairs * site_.tcpLinks();

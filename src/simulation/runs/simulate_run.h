@@ -13,8 +13,7 @@
 
 #include "platform/simulated/virtual_time.h"
 #include "recording/shrinker/checker.h"
-#include "simulation/checks/independent/text_ledger.h"
-#include "simulation/checks/independent/trace_texts.h"
+#include "simulation/checks/independent/check.h"
 #include "simulation/faults/fault.h"
 
 namespace quarnex::simulation {
@@ -28,12 +27,10 @@ struct RunPlan {
 };
 
 /// Counts of one run or of many.
-struct RunNumbers {
+struct RunNumbers : SiteCounts {
   std::map<std::string_view, std::uint64_t> faults;  ///< happenings of each fault and each kind
-  TraceCounts traces;
-  std::map<int, std::uint64_t> reports;  ///< event reports by code
   TextCounts texts;
-  std::uint64_t framesSent = 0, connections = 0, steps = 0, engines = 0;
+  std::uint64_t connections = 0, engines = 0;
   std::uint64_t disksReplayed = 0, diskGaps = 0;  ///< recordings on failing disks; those with a gap
   double linkHours = 0;       ///< each end of a connection counts as a link; links without TCP do not count
   Milliseconds recovery = 0;  ///< longest time until all links were connected

@@ -24,15 +24,20 @@
 namespace quarnex::simulation {
 using namespace simulated;
 
-/// What the checks of all engines of one site share.
-struct SiteObservations {
-  const VirtualTime& time;
-  bool peersKnown = true;  ///< their engines are checked too, so the ledger knows every text they sent
-  TextLedger ledger{};
+struct SiteCounts {
   TraceCounts traces{};
-  std::map<int, std::uint64_t> reports{};  ///< number of event reports, by code
+  std::map<int, std::uint64_t> reports{};  ///< event reports, by code
   std::uint64_t steps = 0;
   std::uint64_t framesSent = 0;
+};
+
+/// What the checks of all engines of one site share.
+struct SiteObservations : SiteCounts {
+  explicit SiteObservations(const VirtualTime& now, bool known = true) : time(now), peersKnown(known) {}
+
+  const VirtualTime& time;
+  bool peersKnown;  ///< their engines are checked too, so the ledger knows every text they sent
+  TextLedger ledger{};
 };
 
 /// A link as its host added it.
