@@ -77,23 +77,6 @@ TEST(HostMethods, QueueTextsOrDropThemSilently) {
   EXPECT_EQ(host.quarn.ProntoPerUscire(), -1);
 }
 
-TEST(HostMethods, DeliverInsideTheProcessToTheFirstTwin) {
-  StubHost host;
-  const std::int16_t sender = host.quarn.Add("A", 4, true, false);
-  host.quarn.Add("A", 5, false, false);
-  const std::int16_t twin = host.quarn.Add("A", 4, false, false);
-  const std::int16_t third = host.quarn.Add("A", 4, false, false);
-  host.happened();
-  host.quarn.Invia(sender, "HELLO");
-  EXPECT_THAT(host.happened(), ElementsAre("I>:00000 HELLO", "R>:00001 HELLO"));
-  EXPECT_EQ(host.quarn.GetMessaggioArrivato(twin), "HELLO");
-  EXPECT_FALSE(host.quarn.MessaggioArrivato(third));
-  EXPECT_TRUE(host.quarn.Connesso(sender));
-  host.quarn.Apri(sender);
-  EXPECT_THAT(host.happened(), IsEmpty());
-  EXPECT_EQ(host.quarn.ProntoPerUscire(), -1);
-}
-
 TEST(HostMethods, WriteTheLogAndTheCapture) {
   StubHost host;
   host.failing.insert({"createLog", Failure(76, "Path not found")});

@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
 #include <string>
-#include <vector>
 
 #include "engine/exchange/receiving.h"
 #include "engine/records/connection_record.h"
@@ -32,19 +30,6 @@ TEST(Frame, CarriesTheChecksumCharacters) {
   }
   for (const char* shortFrame : {"\2\3", "\2@\3"}) EXPECT_FALSE(checksumHolds(shortFrame));
   EXPECT_TRUE(checksumHolds("\2@@\3"));
-}
-
-TEST(Frame, SumsEveryByteAtEveryLengthAndPlace) {
-  std::mt19937 random(3);
-  std::string bytes(300, '\0');
-  for (char& byte : bytes) byte = static_cast<char>(random());
-  for (std::size_t start = 0; start < 9; ++start) {
-    std::uint8_t expected = 0;
-    for (std::size_t length = 0; start + length < bytes.size(); ++length) {
-      ASSERT_EQ(CalcolaCks(std::string_view(bytes).substr(start, length)), expected);
-      expected = static_cast<std::uint8_t>(expected ^ static_cast<unsigned char>(bytes[start + length]));
-    }
-  }
 }
 
 TEST(Frame, ShowsBytesInHexadecimal) {

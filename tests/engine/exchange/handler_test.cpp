@@ -152,17 +152,6 @@ TEST(Server, SendsOnlyWhenAsked) {
   EXPECT_THAT(host.sent(), ElementsAre("0000053|OLD|9CMD|9.|"));
 }
 
-TEST(Receiving, KeepsTheBytesOfAFetchThatFailed) {
-  StubHost host;
-  host.addConnected(false);
-  host.failing.insert({"fetch SrvAccept", Failure(10038, "boom")});
-  host.receive(1, "0000053|HELLO|9CMD|9.|");
-  EXPECT_THAT(host.happened(), IsEmpty());
-  host.failing.clear();
-  host.tickAfter(0);
-  EXPECT_THAT(host.inbound(1), ElementsAre("HELLO"));
-}
-
 // The first message of a connection reads the listening socket's remote host; a failed accept inside that
 // call resets the record that held the frame.
 TEST(Receiving, HandlesTheFrameAfterAReconnectionInsideASocketCall) {
@@ -175,20 +164,6 @@ TEST(Receiving, HandlesTheFrameAfterAReconnectionInsideASocketCall) {
   EXPECT_THAT(host.inbound(1), testing::Contains(text));
   EXPECT_EQ(record.Stato, kSocketPhase);
   EXPECT_FALSE(record.FrameCompleto);
-}
-
-TEST(Reconnection, ContinuesTheExchangeOfTheClosedConnection) {
-  StubHost host;
-  ConnectionRecord& record = host.record(host.addConnected(true));
-  host.quarn.Invia(1, "DATA");
-  host.tickAfter(0);
-  record.FrameInCorso.append("\2stale");
-  record.InFrame = true;
-  sequence(connectionEnds(0), after(21), callEnds(0))(host);
-  host.receive(1, "0000052|9ACK|9.|");  // becomes a part of the stale frame, whose checksum then fails
-  EXPECT_TRUE(host.quarn.snapshot(1).badChecksums == 1 && host.quarn.snapshot(1).batchInFlight);
-  host.receive(1, "0000052|9ACK|9.|");
-  EXPECT_FALSE(host.quarn.snapshot(1).batchInFlight);
 }
 
 }  // namespace

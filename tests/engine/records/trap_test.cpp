@@ -6,6 +6,7 @@
 #include <new>
 #include <stdexcept>
 
+#include "engine/link/failure_handling.h"
 #include "quarnex/failure.h"
 #include "support/stub_host.h"
 
@@ -67,6 +68,21 @@ TEST_F(Traps, AreAllSettledAtOnce) {
   fail(inner, 6);
   clearPendingFailures(host.library);
   EXPECT_FALSE(outer.pending() || inner.pending());
+}
+
+// Also if the reconnection fails at its first step, because the endpoint cannot be read.
+TEST(TrapOfACaller, IsSettledByAReconnectionInsideIt) {
+  for (const bool readable : {true, false}) {
+    test::StubHost host;
+    host.addConnected(true);
+    if (!readable) host.failing.insert({"remotePort ClientSocket", Failure(10038, "not a socket")});
+    Trap caller(host.library);
+    Trap reconnection(host.library);
+    caller([] { throw Failure(5, "boom"); });
+    reconnection([&] { NonRisponde(host.library, host.record(1), {FailureKind::ReplyTimeout}); });
+    EXPECT_FALSE(caller.pending());
+    EXPECT_EQ(reconnection.pending(), !readable);
+  }
 }
 
 }  // namespace

@@ -1,4 +1,7 @@
-// Tests each deadline in the second before it, in its own second and in the second after it.
+// Tests the tick: each deadline in the second before it, in its own second and in the second after it, and
+// links that fail.
+#include "engine/tick/tick.h"
+
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -97,6 +100,45 @@ TEST(Supervision, ReportsTheFourthFailureAndTheRecovery) {
   }
   sequence(after(11), callEnds(0), received("0000052|9NODATA|9.|"))(host);
   EXPECT_THAT(host.inbound(1), testing::ElementsAre("701 127.0.0.1:20308", "112", "992"));
+}
+
+TEST(Sockets, InANegativeStateAreBusy) {
+  for (const bool client : {true, false}) {
+    StubHost host;
+    host.addOpen(client);
+    host.socket(client ? "ClientSocket" : "ServerSocket").inner->settings.state = -1;
+    host.tickAfter(11);
+    EXPECT_THAT(host.inbound(1), testing::Contains(client ? "991 127.0.0.1:20308 Connect Timeout"
+                                                          : "991 0.0.0.0:20308 Listen Timeout"));
+  }
+}
+
+TEST(Guard, TracesAFailureThatEscapesAStepAndServesTheLinkAgain) {
+  StubHost host;
+  host.addOpen(true);
+  const LinkStep steps[] = {[](Library&, ConnectionRecord&) { throw Failure(13, "Type mismatch"); },
+                            [](Library&, ConnectionRecord&) { throw Failure(70'000, "too long"); }};
+  for (const LinkStep step : steps) {
+    Handler(host.library, host.record(1), step);
+    EXPECT_EQ(host.record(1).InEsecuzione, kHandlerFree);
+  }
+  EXPECT_THAT(host.happened(), testing::ElementsAre("P:Errore: 13 error QUARN Handler"));
+  host.record(1).InEsecuzione = kHandlerRunning;
+  Handler(host.library, host.record(1), steps[0]);
+  EXPECT_THAT(host.happened(), testing::IsEmpty());
+  host.quarn.Apri(1);  // the activation frees it
+  EXPECT_EQ(host.record(1).InEsecuzione, kHandlerFree);
+}
+
+TEST(Tick, ServesTheLinksBehindALinkThatFails) {
+  StubHost host;
+  for (int link = 1; link <= 2; ++link) host.addConnected(true);
+  host.record(1).StatoB = kExchangeReady;
+  host.record(2).StatoB = kExchangeReady;
+  host.failing.insert({"send ClientSocket", Failure(10055, "boom")});
+  host.tickAfter(0);
+  EXPECT_EQ(host.record(1).Stato, kSocketPhase);
+  EXPECT_EQ(host.quarn.snapshot(2).framesSent, 1U);
 }
 
 }  // namespace
