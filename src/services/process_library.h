@@ -4,7 +4,7 @@
 #include <functional>
 #include <memory>
 
-#include "services/services_wrapper.h"
+#include "services/services.h"
 
 namespace quarnex {
 

@@ -1,4 +1,5 @@
-// Groups the service interfaces through which an engine reaches everything outside itself.
+// Groups the service interfaces through which an engine reaches everything outside itself, and declares the
+// interface of objects that stand between an engine and its services, such as a recorder.
 #pragma once
 
 #include "services/socket_service.h"
@@ -14,6 +15,18 @@ struct Services {
   TimerService& timer;
   WallClock& clock;
   TextFile& logFile;
+};
+
+struct Library;
+
+/// Wraps the services of one library. The wrapper outlives the library, and the services outlive the wrapper.
+class ServicesWrapper {
+ public:
+  virtual ~ServicesWrapper() = default;
+  /// Returns the services that the library is to use instead of `services`.
+  virtual Services wrap(const Services& services) = 0;
+  /// Called once the library exists, before its first host call.
+  virtual void watch(Library& library) = 0;
 };
 
 }  // namespace quarnex

@@ -11,7 +11,6 @@
 #include "engine/exchange/sending.h"
 #include "engine/exchange/sub_states.h"
 #include "engine/link/failure_handling.h"
-#include "engine/link/keep_alive.h"
 #include "engine/message/outbound.h"
 #include "engine/message/splitting.h"
 #include "engine/records/integer.h"

@@ -87,4 +87,14 @@ void ErroreSocketServer(Library& library, std::int16_t IdxQuarn, std::int16_t co
   ErroreETH(library, IdxQuarn, codice, socketErrorText(codice));
 }
 
+void keepAliveExpired(Library& library, ConnectionRecord& rec) {
+  BufferPut(rec.CodaInvio, "9!");
+  rec.ContaAlive = toInteger(rec.ContaAlive + 1);
+  ArmaAlive(library, rec);
+  if (rec.ContaAlive <= kSilentPeriodsTolerated) return;
+  ErroreETH(library, rec.IdxQuarn, 0, "TIMEOUT Alive " + EthTag(library, rec.IdxQuarn));
+  RinnovaAlive(library, rec);
+  NonRisponde(library, rec, {FailureKind::KeepAliveTimeout});
+}
+
 }  // namespace quarnex

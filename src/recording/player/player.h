@@ -11,7 +11,7 @@
 #include "recording/player/mismatch.h"
 #include "recording/player/replayed_engine.h"
 #include "recording/player/strict_replay.h"
-#include "services/services_wrapper.h"
+#include "services/services.h"
 
 namespace quarnex::recording {
 

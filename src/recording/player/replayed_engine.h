@@ -12,7 +12,7 @@
 #include "recording/player/replay.h"
 #include "services/interceptor.h"
 #include "services/observer.h"
-#include "services/services_wrapper.h"
+#include "services/services.h"
 
 namespace quarnex::recording {
 

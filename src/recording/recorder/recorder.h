@@ -16,7 +16,7 @@
 #include "services/interceptor.h"
 #include "services/observer.h"
 #include "services/plain_services.h"
-#include "services/services_wrapper.h"
+#include "services/services.h"
 
 namespace quarnex::recording {
 

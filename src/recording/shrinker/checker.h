@@ -10,7 +10,7 @@
 
 #include "recording/format/sink.h"
 #include "recording/recorder/recorder.h"
-#include "services/services_wrapper.h"
+#include "services/services.h"
 
 namespace quarnex::recording {
 

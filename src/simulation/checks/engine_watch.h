@@ -6,7 +6,7 @@
 
 #include "recording/format/sink.h"
 #include "recording/shrinker/checker.h"
-#include "services/services_wrapper.h"
+#include "services/services.h"
 #include "simulation/checks/independent/check.h"
 
 namespace quarnex::simulation {

@@ -17,7 +17,7 @@
 #include "platform/simulated/virtual_time.h"
 #include "quarnex/failure.h"
 #include "quarnex/quarn_socket.h"
-#include "services/services_wrapper.h"
+#include "services/services.h"
 #include "simulation/faults/faulty_services.h"
 #include "simulation/peers/scripted_peer.h"
 
