@@ -141,5 +141,21 @@ TEST(Tick, ServesTheLinksBehindALinkThatFails) {
   EXPECT_EQ(host.quarn.snapshot(2).framesSent, 1U);
 }
 
+TEST(Shutdown, AsksTheConnectedPeerAndEndsWithItsClose) {
+  for (const bool client : {kClient, kServer}) {
+    StubHost host;
+    host.addConnected(client);
+    host.quarn.Uscita();
+    host.quarn.Uscita();
+    EXPECT_EQ(host.record(1).CodaInvio.Count, 2);  // one more "9K" at each call
+    EXPECT_EQ(host.quarn.ProntoPerUscire(), 0);
+    connectionEnds(0)(host);
+    EXPECT_THAT(
+        host.inbound(1),
+        testing::ElementsAre("702", "702", testing::HasSubstr("993 127.0.0.1:20308 Chiuso/disattivato")));
+    EXPECT_EQ(host.quarn.ProntoPerUscire(), -1);
+  }
+}
+
 }  // namespace
 }  // namespace quarnex::test
