@@ -5,6 +5,7 @@
 
 #include "engine/diagnostics/trace.h"
 #include "engine/records/frm_sock.h"
+#include "engine/records/integer.h"
 #include "engine/records/record_operations.h"
 #include "engine/records/trap.h"
 #include "quarnex/ports.h"
@@ -73,6 +74,14 @@ std::int16_t AddHQUARN(Library& library, std::string_view Tipo, std::int16_t IdQ
     trap([&] { TracciaErrore(library, n, trap.number(), "error HTCP: AddHQUARN " + trap.description()); });
   }
   return n;
+}
+
+std::int32_t PortaPerTipo(std::string_view Tipo, std::int16_t IdQuarn) {
+  const std::int32_t freePort = toInteger(kFirstFreePort + IdQuarn);
+  for (const PortOfType& named : kNamedPorts) {
+    if (named.type == Tipo) return named.port;
+  }
+  return freePort;
 }
 
 }  // namespace quarnex

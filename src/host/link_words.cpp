@@ -1,4 +1,4 @@
-#include "host/link_words.h"
+#include "host/snapshot.h"
 
 #include <iterator>
 #include <string_view>

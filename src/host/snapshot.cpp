@@ -4,7 +4,6 @@
 #include "engine/records/frm_sock.h"
 #include "engine/records/library.h"
 #include "engine/records/trap.h"
-#include "host/link_words.h"
 
 namespace quarnex {
 namespace {

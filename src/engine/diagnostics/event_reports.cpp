@@ -6,9 +6,21 @@
 #include "engine/records/frm_sock.h"
 #include "engine/records/integer.h"
 #include "engine/records/record_operations.h"
+#include "engine/records/trap.h"
 #include "quarnex/event_report.h"
 
 namespace quarnex {
+namespace {
+
+void traceNotice(Library& library, std::int16_t IdxQuarn, std::int16_t codice, std::string_view testo) {
+  if (codice != 0) {
+    Traccia(library, IdxQuarn, EthTag(library, IdxQuarn), " ERROR CODE :", codice, ' ', testo);
+  } else {
+    Traccia(library, IdxQuarn, EthTag(library, IdxQuarn), ' ', testo);
+  }
+}
+
+}  // namespace
 
 std::string TimbroEvento(Library& library) {
   const Instant now = library.services.clock.now();
@@ -75,6 +87,23 @@ void SegnalaAnomaliaRientrata(Library& library, ConnectionRecord& rec) {
 
 void SegnalaErrore(Library& library, ConnectionRecord& rec, std::string_view testo) {
   SegnalaEvento(library, rec, kErrorNoticeReport, concat(DescriviPunto(library, rec), ' ', testo));
+}
+
+void ErroreETH(Library& library, std::int16_t IdxQuarn, std::int16_t codice, std::string_view testo) {
+  ConnectionRecord& rec = library.ConnectionTable[IdxQuarn];
+  traceNotice(library, IdxQuarn, codice, testo);
+  if (codice != 0) {
+    rec.UltimoErrore = concat(codice, ' ', testo);
+    SegnalaErrore(library, rec, std::string(rec.UltimoErrore));
+  } else {
+    SegnalaErrore(library, rec, testo);
+  }
+  clearPendingFailures(library);
+}
+
+void AvvisoETH(Library& library, std::int16_t IdxQuarn, std::int16_t codice, std::string_view testo) {
+  traceNotice(library, IdxQuarn, codice, testo);
+  clearPendingFailures(library);
 }
 
 }  // namespace quarnex

@@ -1,4 +1,5 @@
-// Puts event reports for the host into the inbound queue of a link (gestione_TCP_generale).
+// Puts event reports for the host into the inbound queue of a link, and traces error notices
+// (gestione_TCP_generale).
 #pragma once
 
 #include <cstdint>
@@ -40,5 +41,13 @@ void SegnalaAnomalia(Library& library, ConnectionRecord& rec, std::string_view m
 void SegnalaAnomaliaRientrata(Library& library, ConnectionRecord& rec);
 /// Reports 993.
 void SegnalaErrore(Library& library, ConnectionRecord& rec, std::string_view testo);
+
+/// Traces an error notice and reports it with 993; with a `codice` other than 0, stores it in `UltimoErrore`,
+/// too. Clears all pending failures, including those of the callers: read a number that you need before the
+/// call.
+void ErroreETH(Library& library, std::int16_t IdxQuarn, std::int16_t codice, std::string_view testo);
+
+/// Traces the notice without reporting it.
+void AvvisoETH(Library& library, std::int16_t IdxQuarn, std::int16_t codice, std::string_view testo);
 
 }  // namespace quarnex

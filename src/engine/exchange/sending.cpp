@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "engine/diagnostics/error_notices.h"
+#include "engine/diagnostics/event_reports.h"
 #include "engine/diagnostics/trace.h"
 #include "engine/exchange/frame.h"
 #include "engine/link/failure_handling.h"

@@ -1,6 +1,6 @@
 #include "engine/exchange/sub_states.h"
 
-#include "engine/diagnostics/error_notices.h"
+#include "engine/diagnostics/event_reports.h"
 #include "engine/exchange/sending.h"
 #include "engine/link/failure_handling.h"
 #include "engine/message/outbound.h"

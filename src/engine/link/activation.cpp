@@ -2,7 +2,6 @@
 
 #include <string_view>
 
-#include "engine/diagnostics/error_notices.h"
 #include "engine/diagnostics/event_reports.h"
 #include "engine/diagnostics/trace.h"
 #include "engine/message/outbound.h"

@@ -1,8 +1,8 @@
-#include "engine/link/client_states.h"
+#include "engine/link/socket_phase.h"
 
 #include <string>
 
-#include "engine/diagnostics/error_notices.h"
+#include "engine/diagnostics/event_reports.h"
 #include "engine/diagnostics/trace.h"
 #include "engine/link/failure_handling.h"
 #include "engine/records/frm_sock.h"

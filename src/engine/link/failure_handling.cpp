@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "engine/diagnostics/error_notices.h"
 #include "engine/diagnostics/event_reports.h"
 #include "engine/diagnostics/failure_reasons.h"
 #include "engine/diagnostics/trace.h"

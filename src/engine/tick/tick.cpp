@@ -2,8 +2,7 @@
 
 #include "engine/diagnostics/trace.h"
 #include "engine/exchange/handler.h"
-#include "engine/link/client_states.h"
-#include "engine/link/server_states.h"
+#include "engine/link/socket_phase.h"
 #include "engine/records/frm_sock.h"
 #include "engine/records/integer.h"
 #include "engine/records/trap.h"

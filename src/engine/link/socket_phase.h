@@ -1,4 +1,4 @@
-// Runs the socket phase of a server link: wait, listen, give up, wait again (HandleETH).
+// Runs the socket phase of a link: wait, call or listen, give up, wait again (HandleETH).
 #pragma once
 
 #include <cstdint>
@@ -6,6 +6,20 @@
 #include "engine/records/library.h"
 
 namespace quarnex {
+
+/// One tick of an unconnected client link: after the deadline, calls if the socket is idle, otherwise fails
+/// the link. Never fails itself.
+void HandleClient(Library& library, ConnectionRecord& record);
+
+/// Closes the socket and calls the peer, with `kCallSeconds` for an outcome. Any failing operation fails the
+/// attempt, and the last failure is reported.
+void ChiamaClient(Library& library, ConnectionRecord& record);
+
+/// Fails the link because its call had no outcome in time.
+void TimeoutChiamata(Library& library, ConnectionRecord& record);
+
+/// Traces the socket's state. Throws if it cannot be read.
+void TracciaSocketClient(Library& library, std::int16_t IdxQuarn, std::int16_t IdxClient);
 
 /// One tick of an unconnected server link: after the deadline, listens if the listening socket is idle,
 /// otherwise fails the link. Never fails itself.
