@@ -11,28 +11,11 @@ constexpr Milliseconds kDrainPause = 50;  // between two portions that the syste
 
 }  // namespace
 
-void Stream::append(std::string_view bytes, Milliseconds arrival) {
-  bytes_ += bytes;
-  lastArrival_ = std::max(lastArrival_, arrival);
-  marks_.push_back({bytes_.size(), lastArrival_});
-}
-
-void Stream::end(Milliseconds arrival, std::int16_t code) {
-  if (ending_) return;
-  lastArrival_ = std::max(lastArrival_, arrival);
-  ending_ = Ending{lastArrival_, code};
-}
-
 std::size_t Stream::take(std::string& into, std::size_t max, Milliseconds now) {
   const std::size_t count = std::min(arrived(now), max);
   into.append(bytes_, taken_, count);
   remove(count);
   return count;
-}
-
-std::optional<std::int16_t> Stream::endArrived(Milliseconds now) const {
-  if (!ending_ || held_ || ending_->arrival > now) return std::nullopt;
-  return ending_->code;
 }
 
 void Stream::hurry(Milliseconds now) {
@@ -64,31 +47,22 @@ void Stream::remove(std::size_t count) {
 
 Connection::Connection(VirtualTime& time, Random random, Address calledPort, std::string callerAddress,
                        std::string calledAddress)
-    : caller(*this, called, random.split()),
-      called(*this, caller, random.split()),
-      port(calledPort),
-      time_(time) {
+    : caller(*this, time, called, random.split()),
+      called(*this, time, caller, random.split()),
+      port(calledPort) {
   caller.peerAddress_ = std::move(calledAddress);
   called.peerAddress_ = std::move(callerAddress);
 }
 
-void End::setOwner(EndEvents& owner, bool wantsArrivals) {
+void End::setOwner(NetworkUser& owner, bool wantsArrivals) {
   owner_ = &owner;
   wantsArrivals_ = wantsArrivals;
-  if (inbound_.hasEnd() || (wantsArrivals && inbound_.size() > 0)) lookAt(time().now());
+  if (inbound_.hasEnd() || (wantsArrivals && inbound_.size() > 0)) lookAt(time_.now());
 }
 
 void End::take(std::string& into, std::size_t max) {
-  const bool roomMade = inbound_.take(into, max, time().now()) > 0;
+  const bool roomMade = inbound_.take(into, max, time_.now()) > 0;
   if (roomMade && !other_.outbox_.empty() && !other_.draining_) other_.drain();
-}
-
-bool End::exhausted() {
-  return inbound_.size() == 0 && inbound_.endArrived(time().now()) == 0;
-}
-
-bool End::broken() const {
-  return inbound_.endArrived(time().now()).value_or(0) != 0;
 }
 
 void End::send(std::string_view bytes) {
@@ -100,20 +74,6 @@ void End::send(std::string_view bytes) {
     if (piece.ending != Piece::Ending::None)
       return sendEnd(piece.ending == Piece::Ending::Orderly ? std::int16_t{0} : kConnectionReset);
   }
-}
-
-void End::hold() {
-  other_.inbound_.hold(true);
-}
-
-void End::release() {
-  other_.inbound_.hold(false);
-  other_.lookAt(time().now());
-}
-
-void End::hurry() {
-  other_.inbound_.hurry(time().now());
-  other_.lookAt(time().now());
 }
 
 // Passes to the system what it takes now; the rest waits in the outbox.
@@ -144,7 +104,7 @@ void End::dropOutbox() {
 void End::scheduleDrain() {
   if (outbox_.empty() || conditions.takenAtOnce == 0 || draining_) return;
   draining_ = true;
-  time().at(time().now() + kDrainPause, [self = connection_.shared_from_this(), this] { drain(); });
+  time_.at(time_.now() + kDrainPause, [self = connection_.shared_from_this(), this] { drain(); });
 }
 
 std::size_t End::room() const {
@@ -177,29 +137,29 @@ void End::leave(std::int16_t code) {
   closed_ = true;
   owner_ = nullptr;
   dropOutbox();
-  inbound_.dropArrived(time().now());
+  inbound_.dropArrived(time_.now());
   if (inbound_.size() > 0) lookAt(inbound_.lastArrival());
   if (!wasBroken) sendEnd(code);
 }
 
 Milliseconds End::arrivalTime(Milliseconds extraDelay) {
   const Milliseconds jitter = conditions.jitter == 0 ? 0 : random_.between(0, conditions.jitter);
-  const Milliseconds arrival = time().now() + conditions.delay + jitter + extraDelay;
+  const Milliseconds arrival = time_.now() + conditions.delay + jitter + extraDelay;
   if (conditions.quantum <= 1) return arrival;
   return (arrival + conditions.quantum - 1) / conditions.quantum * conditions.quantum;
 }
 
 void End::lookAt(Milliseconds when) {
-  time().at(when, [self = connection_.shared_from_this(), this] { look(); });
+  time_.at(when, [self = connection_.shared_from_this(), this] { look(); });
 }
 
 // Reports to the owner everything that has arrived by now.
 void End::look() {
   if (closed_) return resetForUnwantedBytes();
   if (owner_ == nullptr) return;
-  const auto ending = inbound_.endArrived(time().now());
+  const auto ending = inbound_.endArrived(time_.now());
   if (ending.value_or(0) != 0) {
-    EndEvents& owner = *std::exchange(owner_, nullptr);
+    NetworkUser& owner = *std::exchange(owner_, nullptr);
     return owner.onBroken(*ending);
   }
   if (wantsArrivals_ && arrived() > 0) owner_->onArrival();
@@ -211,14 +171,14 @@ void End::look() {
 // For bytes sent after an end that the network made up: if they arrive at a closed end, it answers with a
 // reset.
 void End::resetAt(Milliseconds when) {
-  time().at(when, [self = connection_.shared_from_this(), this] {
+  time_.at(when, [self = connection_.shared_from_this(), this] {
     if (other_.closed_ && !other_.inbound_.held() && !closed_) other_.sendEnd(kConnectionReset);
   });
 }
 
 void End::resetForUnwantedBytes() {
   if (arrived() == 0) return;
-  inbound_.dropArrived(time().now());
+  inbound_.dropArrived(time_.now());
   if (!other_.closed_) sendEnd(kConnectionReset);
 }
 

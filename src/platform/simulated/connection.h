@@ -1,6 +1,7 @@
 // Connection: two ends joined by two streams of bytes, with every fault that a network can cause on them.
 #pragma once
 
+#include <algorithm>
 #include <compare>
 #include <cstddef>
 #include <cstdint>
@@ -47,10 +48,17 @@ struct Piece {
 /// Changes one send on its way.
 using Tamper = std::function<std::vector<Piece>(std::string_view sent)>;
 
-/// Receiver of the events at one end.
-class EndEvents {
+class End;
+
+/// Listens on a port or calls one, and owns an end of the connection that this makes.
+class NetworkUser {
  public:
-  virtual ~EndEvents() = default;
+  virtual ~NetworkUser() = default;
+  /// A caller has reached the port and is connected. The receiver must close `end`.
+  virtual void onCaller(std::shared_ptr<End> end) = 0;
+  /// The outcome of a call.
+  virtual void onConnected(std::shared_ptr<End> end) = 0;
+  virtual void onCallFailed(std::int16_t code) = 0;
   /// Bytes have arrived. Only for owners that ask for it.
   virtual void onArrival() {}
   /// The peer has closed in the orderly way; bytes before that may still wait.
@@ -65,9 +73,17 @@ class EndEvents {
 /// or by a break. It reuses its storage, so that steady traffic allocates nothing.
 class Stream {
  public:
-  void append(std::string_view bytes, Milliseconds arrival);
+  void append(std::string_view bytes, Milliseconds arrival) {
+    bytes_ += bytes;
+    lastArrival_ = std::max(lastArrival_, arrival);
+    marks_.push_back({bytes_.size(), lastArrival_});
+  }
   /// The end arrives after everything appended so far.
-  void end(Milliseconds arrival, std::int16_t code);
+  void end(Milliseconds arrival, std::int16_t code) {
+    if (ending_) return;
+    lastArrival_ = std::max(lastArrival_, arrival);
+    ending_ = Ending{lastArrival_, code};
+  }
 
   /// Bytes that have arrived and are not taken.
   std::size_t arrived(Milliseconds now) { return size() == 0 ? 0 : countArrived(now); }
@@ -78,7 +94,9 @@ class Stream {
   void dropArrived(Milliseconds now) { remove(arrived(now)); }
 
   /// The code of the end if that has arrived, even if bytes before it still wait.
-  std::optional<std::int16_t> endArrived(Milliseconds now) const;
+  std::optional<std::int16_t> endArrived(Milliseconds now) const {
+    return ending_ && !held_ && ending_->arrival <= now ? std::optional(ending_->code) : std::nullopt;
+  }
   bool hasEnd() const { return ending_.has_value(); }
   /// The time at which everything appended so far has arrived.
   Milliseconds lastArrival() const { return lastArrival_; }
@@ -117,19 +135,19 @@ class Connection;
 /// One end of a connection. Its owner sends, takes and closes; everything else belongs to the network.
 class End {
  public:
-  End(Connection& connection, End& other, Random random)
-      : connection_(connection), other_(other), random_(random) {}
+  End(Connection& connection, VirtualTime& time, End& other, Random random)
+      : connection_(connection), time_(time), other_(other), random_(random) {}
 
   /// Names the owner. Earlier events are reported soon, but never inside this call.
-  void setOwner(EndEvents& owner, bool wantsArrivals = false);
+  void setOwner(NetworkUser& owner, bool wantsArrivals = false);
   /// Bytes that can be taken now.
-  std::size_t arrived();
+  std::size_t arrived() { return inbound_.arrived(time_.now()); }
   /// Moves at most `max` of them to the end of `into`.
   void take(std::string& into, std::size_t max);
   /// True if the peer has closed in the orderly way and all its bytes are taken.
-  bool exhausted();
+  bool exhausted() { return inbound_.size() == 0 && inbound_.endArrived(time_.now()) == 0; }
   /// True if a reset has arrived.
-  bool broken() const;
+  bool broken() const { return inbound_.endArrived(time_.now()).value_or(0) != 0; }
   void send(std::string_view bytes);
   /// The owner's orderly close: unread input is dropped, sent bytes still travel, no more events are raised.
   void close() { leave(0); }
@@ -145,10 +163,16 @@ class End {
   Conditions conditions;
   Tamper tamper;
   /// Nothing that this end sends arrives until the release.
-  void hold();
-  void release();
+  void hold() { other_.inbound_.hold(true); }
+  void release() {
+    other_.inbound_.hold(false);
+    other_.lookAt(time_.now());
+  }
   /// Everything that this end has sent arrives at once.
-  void hurry();
+  void hurry() {
+    other_.inbound_.hurry(time_.now());
+    other_.lookAt(time_.now());
+  }
   /// Ends the direction from this end without its owner: with code 0 like an orderly close, else like a
   /// break.
   void cut(std::int16_t code) { sendEnd(code); }
@@ -169,16 +193,16 @@ class End {
   void look();
   void resetAt(Milliseconds when);
   void resetForUnwantedBytes();
-  VirtualTime& time() const;
 
   Connection& connection_;
+  VirtualTime& time_;
   End& other_;
   Random random_;
   Stream inbound_;
   std::string outbox_;  // bytes that the system has not taken yet, from `outboxSent_` on
   std::size_t outboxSent_ = 0;
   std::string peerAddress_;
-  EndEvents* owner_ = nullptr;
+  NetworkUser* owner_ = nullptr;
   bool wantsArrivals_ = false;
   bool endReported_ = false;
   bool closed_ = false;
@@ -210,18 +234,6 @@ class Connection : public std::enable_shared_from_this<Connection> {
     caller.release();
     called.release();
   }
-
- private:
-  friend class End;
-  VirtualTime& time_;
 };
-
-inline VirtualTime& End::time() const {
-  return connection_.time_;
-}
-
-inline std::size_t End::arrived() {
-  return inbound_.arrived(time().now());
-}
 
 }  // namespace quarnex::simulated

@@ -24,16 +24,6 @@ std::string dottedAddress(int machine, int viewer);
 /// The machine that `dotted` means to `viewer`; nothing if it is no address.
 std::optional<int> machineAt(std::string_view dotted, int viewer);
 
-/// Listens on a port or calls one, and owns an end of the connection that this makes.
-class NetworkUser : public EndEvents {
- public:
-  /// A caller has reached the port and is connected. The receiver must close `end`.
-  virtual void onCaller(std::shared_ptr<End> end) = 0;
-  /// The outcome of a call.
-  virtual void onConnected(std::shared_ptr<End> end) = 0;
-  virtual void onCallFailed(std::int16_t code) = 0;
-};
-
 struct CallFate {
   std::int16_t code = 0;   ///< the call fails with this number without reaching the port; 0 = it succeeds
   Milliseconds delay = 0;  ///< until its outcome, or until it reaches the port
