@@ -38,15 +38,13 @@ class Delivery : public Check {
     if (begins(text, "P:X000E0701")) engine_.excuse(link, Cause::Connected);
     if (begins(text, "P:X000E0702")) engine_.excuse(link, Cause::Disconnected);
     if (begins(text, "IN CANNA:")) links_[link].batch = fieldsOf(text);
-    if (begins(text, "R>") && engine_.at(link).tcp)
-      TextLedger::receiveBody(*engine_.at(link).received, text.substr(2));
+    if (begins(text, "R>") && engine_.at(link).tcp) engine_.at(link).received->receiveBody(text.substr(2));
   }
   void performs(std::int16_t link, const ServiceCall& call) {
     TextFlow* const flow = engine_.at(link).sent;
     if (call.operation != Operation::Send || flow == nullptr) return;
     constexpr std::size_t envelope = 4;  // start character, checksum, end character
-    if (call.text().size() > envelope)
-      TextLedger::sendBody(*flow, call.text().substr(1, call.text().size() - envelope));
+    if (call.text().size() > envelope) flow->sendBody(call.text().substr(1, call.text().size() - envelope));
     if (call.text().find("|9CMD|") != std::string_view::npos) sendsData(link, call.text());
   }
   void fails(std::int16_t link, const ServiceCall& call) {

@@ -56,26 +56,15 @@ Arrival TextLedger::deliver(TextFlow& flow, std::string_view text) {
 }
 
 // One body at most leaves on a tick, and it arrives at most two minutes later.
-void TextLedger::sendBody(TextFlow& flow, std::string_view body) {
-  const std::uint64_t hash = hashOf(body);
-  if (flow.bodies_.size() < TextFlow::kBodiesRemembered) {
-    flow.bodies_.push_back(hash);
-  } else {
-    flow.bodies_[flow.nextBody_] = hash;
-    flow.nextBody_ = (flow.nextBody_ + 1) % TextFlow::kBodiesRemembered;
-  }
+void TextFlow::sendBody(std::string_view body) {
+  bodies_.push_back(hashOf(body));
+  if (bodies_.size() > kBodiesRemembered) bodies_.pop_front();
 }
 
 // Searches from the latest back: it is nearly always the latest.
-void TextLedger::receiveBody(TextFlow& flow, std::string_view body) {
-  if (flow.foreignBody_) return;
-  const std::uint64_t hash = hashOf(body);
-  const auto oldest = flow.bodies_.begin() + static_cast<std::ptrdiff_t>(flow.nextBody_);
-  const auto backFrom = [&](auto from, auto to) {
-    return std::find(std::make_reverse_iterator(from), std::make_reverse_iterator(to), hash) !=
-           std::make_reverse_iterator(to);
-  };
-  flow.foreignBody_ = !backFrom(oldest, flow.bodies_.begin()) && !backFrom(flow.bodies_.end(), oldest);
+void TextFlow::receiveBody(std::string_view body) {
+  if (foreignBody_) return;
+  foreignBody_ = std::find(bodies_.rbegin(), bodies_.rend(), hashOf(body)) == bodies_.rend();
 }
 
 TextLedger::Text TextLedger::textOf(std::string_view text) {

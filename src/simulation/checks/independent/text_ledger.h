@@ -60,6 +60,11 @@ struct TextCounts {
 /// The texts of one direction: those that were sent, and those that arrived.
 class TextFlow {
  public:
+  TextFlow() { latest_.fill(-1); }
+
+  /// Records the body of a frame that leaves, and of one that arrived with a fitting checksum.
+  void sendBody(std::string_view body);
+  void receiveBody(std::string_view body);
   /// Texts sent until `at` that have not arrived may be lost or arrive again because of this.
   void excuse(Cause cause, std::int64_t at) {
     auto& latest = latest_[static_cast<std::size_t>(cause)];
@@ -92,18 +97,13 @@ class TextFlow {
 
   std::int64_t latest(Cause cause) const { return latest_[static_cast<std::size_t>(cause)]; }
 
-  std::vector<std::uint64_t> bodies_;  // hashes of the latest ones sent, in a ring once it is full
-  std::size_t nextBody_ = 0;
+  std::deque<std::uint64_t> bodies_;  // hashes of the latest ones sent
   bool foreignBody_ = false;
   bool uncertain_ = false;  // restarted after a foreign body, and nothing has arrived since
   std::int64_t restarted_ = 0;
-  std::vector<Text> sent_;               // ascending
-  std::deque<std::uint64_t> delivered_;  // numbers of the latest, ascending
-  std::array<std::int64_t, kCauseCount> latest_ = [] {
-    std::array<std::int64_t, kCauseCount> never{};
-    never.fill(-1);
-    return never;
-  }();
+  std::vector<Text> sent_;                        // ascending
+  std::deque<std::uint64_t> delivered_;           // numbers of the latest, ascending
+  std::array<std::int64_t, kCauseCount> latest_;  // times; -1 = never
 };
 
 /// Understands the texts of a `Place`: "text", a number that rises with every text of the host, and dots.
@@ -120,10 +120,6 @@ class TextLedger {
   static bool knows(const TextFlow& flow, std::string_view text) {
     return find(flow, textOf(text)) != nullptr;
   }
-
-  /// Records the body of a frame that leaves, and of one that arrived with a fitting checksum.
-  static void sendBody(TextFlow& flow, std::string_view body);
-  static void receiveBody(TextFlow& flow, std::string_view body);
 
   /// Counts texts that have not arrived as lost: no more will arrive.
   void close();
