@@ -19,8 +19,8 @@ class Random {
     mixed = (mixed ^ (mixed >> 27)) * 0x94D049BB133111EB;
     return mixed ^ (mixed >> 31);
   }
-  /// 0 to `bound` - 1; 0 for a bound of 0.
-  std::uint64_t below(std::uint32_t bound) { return ((next() >> 32) * bound) >> 32; }
+  /// 0 to `bound` - 1, which is less than 2^32; 0 for a bound of 0.
+  std::uint64_t below(std::uint64_t bound) { return ((next() >> 32) * bound) >> 32; }
   /// `low` to `high`, both included; they are less than 2^32 apart.
   std::int64_t between(std::int64_t low, std::int64_t high) {
     return low + static_cast<std::int64_t>(below(static_cast<std::uint32_t>(high - low + 1)));

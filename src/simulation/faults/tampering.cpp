@@ -16,10 +16,6 @@ Piece whole(std::string_view sent) {
   return {std::string(sent)};
 }
 
-std::size_t below(Random& random, std::size_t bound) {
-  return random.below(static_cast<std::uint32_t>(bound));
-}
-
 class DamagingTamper {
  public:
   DamagingTamper(Damage damage, Random random) : damage_(damage), random_(random) {}
@@ -31,7 +27,7 @@ class DamagingTamper {
     std::vector<Piece> pieces{whole(sent)};
     damageBytes(pieces[0].bytes);
     if (random_.chance(damage_.repeat)) pieces.push_back(pieces[0]);
-    if (random_.chance(damage_.old)) pieces.push_back(whole(earlier_[below(random_, earlier_.size())]));
+    if (random_.chance(damage_.old)) pieces.push_back(whole(earlier_[random_.below(earlier_.size())]));
     if (random_.chance(damage_.truncate)) truncate(pieces[0]);
     return pieces;
   }
@@ -45,18 +41,18 @@ class DamagingTamper {
 
   void damageBytes(std::string& bytes) {
     if (random_.chance(damage_.flip)) flip(bytes);
-    if (random_.chance(damage_.drop)) bytes.erase(below(random_, bytes.size()), 1);
+    if (random_.chance(damage_.drop)) bytes.erase(random_.below(bytes.size()), 1);
     if (random_.chance(damage_.insert)) insert(bytes);
   }
 
   void insert(std::string& bytes) {
-    const std::size_t position = below(random_, bytes.size() + 1);
+    const std::size_t position = random_.below(bytes.size() + 1);
     const std::int64_t code = random_.chance(500) ? random_.between(2, 3) : random_.between(0, 255);
     bytes.insert(position, 1, static_cast<char>(code));
   }
 
   void flip(std::string& bytes) {
-    char& byte = bytes[below(random_, bytes.size())];
+    char& byte = bytes[random_.below(bytes.size())];
     byte = static_cast<char>(static_cast<unsigned char>(byte) ^ (1U << random_.below(8)));
     constexpr std::size_t envelope = 8;
     if (bytes.size() <= envelope || !random_.chance(damage_.repair)) return;
@@ -64,7 +60,7 @@ class DamagingTamper {
   }
 
   void truncate(Piece& piece) {
-    piece.bytes.resize(below(random_, piece.bytes.size() + 1));
+    piece.bytes.resize(random_.below(piece.bytes.size() + 1));
     piece.ending = random_.chance(500) ? Piece::Ending::Orderly : Piece::Ending::Reset;
   }
 

@@ -15,10 +15,6 @@ using simulated::Random;
 constexpr std::string_view kWords[] = {"9ACK", "9QRY", "9NODATA", "9CMD",    "9!", "9OKAY000",
                                        "9K",   "9.",   "9",       "9\xA7YZ", ""};
 
-std::string_view anyWord(Random& random) {
-  return kWords[random.below(static_cast<std::uint32_t>(std::size(kWords)))];
-}
-
 std::string anyBytes(Random& random, std::size_t size) {
   std::string bytes;
   for (std::size_t i = 0; i < size; ++i) bytes += static_cast<char>(random.below(256));
@@ -60,7 +56,8 @@ std::string limitMessage(Random& random, int identifier) {
 
 std::string wordMix(Random& random, int identifier) {
   std::vector<std::string> fields;
-  for (auto count = random.below(6); count > 0; --count) fields.emplace_back(anyWord(random));
+  for (auto count = random.below(6); count > 0; --count)
+    fields.emplace_back(kWords[random.below(std::size(kWords))]);
   return framed(identifier, fields);
 }
 
@@ -77,7 +74,7 @@ std::string forgedReport(Random& random, int identifier) {
 
 std::string unfinished(Random& random, int identifier) {
   std::string frame = framed(identifier, {std::string(1, kHostileMark) + "text", "9CMD", "9."});
-  frame.resize(random.below(static_cast<std::uint32_t>(frame.size())));
+  frame.resize(random.below(frame.size()));
   return frame;
 }
 
@@ -91,7 +88,7 @@ constexpr Attack kAttacks[] = {{"rubbish", rubbish},      {"flood", flood},
 }  // namespace
 
 const Attack& anyAttack(simulated::Random& random) {
-  return kAttacks[random.below(static_cast<std::uint32_t>(std::size(kAttacks)))];
+  return kAttacks[random.below(std::size(kAttacks))];
 }
 
 }  // namespace quarnex::simulation

@@ -71,8 +71,7 @@ class Place {
 
  private:
   void shuffle() {
-    for (std::size_t i = plan_.size(); i > 1; --i)
-      std::swap(plan_[i - 1], plan_[random_.below(static_cast<std::uint32_t>(i))]);
+    for (std::size_t i = plan_.size(); i > 1; --i) std::swap(plan_[i - 1], plan_[random_.below(i)]);
   }
   void act() {
     const Milliseconds pause = pause_ > 0 ? random_.between(1, 2 * pause_) : kSecond;
@@ -80,7 +79,7 @@ class Place {
     if (!host_.running() || host_.loop.stalled()) return;
     if (polling_) takeAll();
     if (pause_ == 0) return;
-    const auto link = static_cast<std::int16_t>(1 + random_.below(static_cast<std::uint32_t>(plan_.size())));
+    const auto link = static_cast<std::int16_t>(1 + random_.below(plan_.size()));
     send(link, 1);
   }
   void takeAll() {
