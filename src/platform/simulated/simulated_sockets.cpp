@@ -16,10 +16,6 @@ Failure addressNotAvailable() {
   return Failure(10049, "Cannot assign requested address");
 }
 
-Failure notConnected() {
-  return Failure(10057, "Socket is not connected");
-}
-
 void requirePort(std::int32_t port) {
   if (port < 1 || port > kPortMax) throw addressNotAvailable();
 }
@@ -114,8 +110,7 @@ std::optional<SimulatedSockets::Event> SimulatedSockets::takeNext() {
     if (isReady(i)) ready.push_back(i);
   }
   if (ready.empty()) return std::nullopt;
-  const std::size_t chosen =
-      ready[disorder.shuffled ? random_.below(static_cast<std::uint32_t>(ready.size())) : 0];
+  const std::size_t chosen = ready[disorder.shuffled ? random_.below(ready.size()) : 0];
   const auto position = pending_.begin() + static_cast<std::ptrdiff_t>(chosen);
   Event event = std::move(*position);
   pending_.erase(position);
@@ -192,11 +187,6 @@ void SimulatedSockets::forget(SimulatedSocket& instance) {
   });
 }
 
-SimulatedSocket::~SimulatedSocket() {
-  endUse();
-  service_.forget(*this);
-}
-
 void SimulatedSocket::connect() {
   requireIdle();
   requirePort(remotePort_);
@@ -226,32 +216,11 @@ void SimulatedSocket::attach(std::int32_t handle) {
 }
 
 void SimulatedSocket::fetch() {
-  if (end_ == nullptr) throw notConnected();
+  requireConnected();
   service_.receivedBy_ = this;
   service_.received_.clear();
   end_->take(service_.received_, kFetchBytesMax);
   if (end_->exhausted()) post(EventKind::Close, 0);
-}
-
-std::string_view SimulatedSocket::receivedText() {
-  return service_.receivedBy_ == this ? std::string_view(service_.received_) : std::string_view();
-}
-
-void SimulatedSocket::send(std::string_view bytes) {
-  if (end_ == nullptr) throw notConnected();
-  end_->send(bytes);
-}
-
-void SimulatedSocket::beginUse(SocketState state) {
-  ++use_;
-  ++service_.descriptors_;
-  state_ = state;
-}
-
-void SimulatedSocket::carry(std::shared_ptr<End> end) {
-  state_ = kSocketConnected;
-  end_ = std::move(end);
-  end_->setOwner(*this);
 }
 
 void SimulatedSocket::endUse() {
@@ -262,11 +231,6 @@ void SimulatedSocket::endUse() {
   if (call_) Network::cancel(*std::exchange(call_, nullptr));
   if (end_) std::exchange(end_, nullptr)->close();
   state_ = kSocketClosed;
-}
-
-void SimulatedSocket::requireIdle() const {
-  if (state_ == kSocketConnected) throw Failure(10056, "Socket is already connected");
-  if (state_ != kSocketClosed) throw Failure(10022, "Invalid argument");
 }
 
 }  // namespace quarnex::simulated

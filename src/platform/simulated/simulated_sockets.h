@@ -17,6 +17,7 @@
 #include "platform/simulated/random.h"
 #include "platform/simulated/simulated_network.h"
 #include "platform/simulated/simulated_timer.h"
+#include "quarnex/failure.h"
 #include "services/operation.h"
 #include "services/socket_service.h"
 
@@ -107,7 +108,10 @@ class SimulatedSocket final : public SocketInstance, private NetworkUser {
  public:
   SimulatedSocket(SimulatedSockets& service, SocketArray array, std::int16_t index, SocketEvents& events)
       : service_(service), events_(events), array_(array), index_(index) {}
-  ~SimulatedSocket() override;
+  ~SimulatedSocket() override {
+    endUse();
+    service_.forget(*this);
+  }
   SimulatedSocket(const SimulatedSocket&) = delete;
   SimulatedSocket& operator=(const SimulatedSocket&) = delete;
 
@@ -132,8 +136,13 @@ class SimulatedSocket final : public SocketInstance, private NetworkUser {
         std::min<std::size_t>(end_->arrived(), std::numeric_limits<std::int32_t>::max()));
   }
   void fetch() override;
-  std::string_view receivedText() override;
-  void send(std::string_view bytes) override;
+  std::string_view receivedText() override {
+    return service_.receivedBy_ == this ? std::string_view(service_.received_) : std::string_view();
+  }
+  void send(std::string_view bytes) override {
+    requireConnected();
+    end_->send(bytes);
+  }
 
  private:
   friend class SimulatedSockets;
@@ -156,10 +165,24 @@ class SimulatedSocket final : public SocketInstance, private NetworkUser {
   void post(EventKind kind, std::int16_t code, std::shared_ptr<End> end = nullptr) {
     service_.post({this, use_, kind, code, std::move(end)});
   }
-  void beginUse(SocketState state);
-  void carry(std::shared_ptr<End> end);
+  void beginUse(SocketState state) {
+    ++use_;
+    ++service_.descriptors_;
+    state_ = state;
+  }
+  void carry(std::shared_ptr<End> end) {
+    state_ = kSocketConnected;
+    end_ = std::move(end);
+    end_->setOwner(*this);
+  }
   void endUse();
-  void requireIdle() const;
+  void requireIdle() const {
+    if (state_ == kSocketConnected) throw Failure(10056, "Socket is already connected");
+    if (state_ != kSocketClosed) throw Failure(10022, "Invalid argument");
+  }
+  void requireConnected() const {
+    if (end_ == nullptr) throw Failure(10057, "Socket is not connected");
+  }
 
   SimulatedSockets& service_;
   SocketEvents& events_;
