@@ -81,7 +81,11 @@ void FaultPlan::begin() {
     spoilDirection(connection.caller, connection.port);
     spoilDirection(connection.called, connection.port);
   };
-  network.onCall = [this](const Call&) { return fateOfCall(); };
+  network.onCall = [this](const Call&) {
+    CallFate fate;
+    tryUntilOne(enabled_, &Fault::call, fate);
+    return fate;
+  };
   for (const auto& place : site.places()) spoilHost(place->host());
   for (const Enabled& one : enabled_)
     if (one.fault->times.effect != nullptr) schedule(one);
@@ -157,16 +161,13 @@ void FaultPlan::spoilDirection(End& end, Address port) {
   if (!tampers.empty()) end.tamper = inTurn(std::move(tampers));
 }
 
-CallFate FaultPlan::fateOfCall() {
-  CallFate fate;
-  for (const Enabled& one : enabled_)
-    if (tryOne(one, &Fault::call, fate)) break;
-  return fate;
-}
-
 void FaultPlan::spoilHost(Host& host) {
   if (auto faults = enabledFor(&Fault::operation); !faults.empty()) {
-    host.faults.choose = [this, faults](const ServiceCall& call) { return failureOf(faults, call); };
+    host.faults.choose = [this, faults](const ServiceCall& call) {
+      std::optional<OperationFault> failure;
+      tryUntilOne(faults, isRead(call.operation) ? &Fault::read : &Fault::operation, failure);
+      return failure;
+    };
   }
   if (auto faults = enabledFor(&Fault::inside); !faults.empty()) {
     host.faults.inside = [this, &host, faults](const ServiceCall& call) { happenInside(faults, host, call); };
@@ -176,20 +177,12 @@ void FaultPlan::spoilHost(Host& host) {
   tryAll(&Fault::events, host.sockets.disorder);
 }
 
-std::optional<OperationFault> FaultPlan::failureOf(const Faults& faults, const ServiceCall& call) {
-  std::optional<OperationFault> failure;
-  for (const Enabled& one : faults)
-    if (tryOne(one, isRead(call.operation) ? &Fault::read : &Fault::operation, failure)) break;
-  return failure;
-}
-
 // A turn inside an operation visits every link. Where there are many links, fewer operations have one inside:
 // otherwise the cost of a step would grow with the square of their number.
 void FaultPlan::happenInside(const Faults& faults, Host& host, const ServiceCall& call) {
   const auto links = static_cast<std::uint32_t>(site.tcpLinks());
   if (links > kFewLinks && random.below(links) >= kFewLinks) return;
-  for (const Enabled& one : faults)
-    if (tryOne(one, &Fault::inside, host, call)) break;
+  tryUntilOne(faults, &Fault::inside, host, call);
 }
 
 // Also brings the host up if it is down or cannot recover, and opens all its links.

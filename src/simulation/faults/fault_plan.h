@@ -53,13 +53,13 @@ class FaultPlan {
 
   template <class List>
   auto& oneOf(List& list) {
-    return list[random.below(static_cast<std::uint32_t>(std::size(list)))];
+    return list[random.below(std::size(list))];
   }
   Place& anyPlace() { return *oneOf(site.places()); }
   Host& anyHost() { return anyPlace().host(); }
   /// The index of one of its links.
   std::int16_t anyLink(const Place& place) {
-    return static_cast<std::int16_t>(1 + random.below(static_cast<std::uint32_t>(place.plan().size())));
+    return static_cast<std::int16_t>(1 + random.below(place.plan().size()));
   }
   /// A port on which a link may listen, on any machine.
   std::int32_t anyPort() { return kPortOfIdentifier0 + site.anyIdentifier(random); }
@@ -113,12 +113,18 @@ class FaultPlan {
     for (const Enabled& one : enabled_) tryOne(one, occasion, where...);
   }
 
+  /// The first that happens is the last that is tried.
+  template <class... Where>
+  void tryUntilOne(const Faults& faults, Occasion<Where...> Fault::*occasion,
+                   std::type_identity_t<Where>... where) {
+    for (const Enabled& one : faults)
+      if (tryOne(one, occasion, where...)) return;
+  }
+
   void enable(const Fault& fault, bool heavy);
   void schedule(const Enabled& one);
   void spoilDirection(End& end, Address port);
-  CallFate fateOfCall();
   void spoilHost(Host& host);
-  std::optional<OperationFault> failureOf(const Faults& faults, const ServiceCall& call);
   void happenInside(const Faults& faults, Host& host, const ServiceCall& call);
   static void restore(Place& place);
 
