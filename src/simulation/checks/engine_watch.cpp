@@ -18,9 +18,8 @@
 #include "simulation/checks/independent/pacing.h"
 #include "simulation/checks/independent/report_order.h"
 #include "simulation/checks/invariants.h"
-#include "simulation/checks/late_deadlines.h"
+#include "simulation/checks/missed_work.h"
 #include "simulation/checks/queues.h"
-#include "simulation/checks/visits.h"
 #include "simulation/checks/watched_services.h"
 
 namespace quarnex::simulation {
@@ -204,7 +203,7 @@ class EngineWatch final : public ServicesWrapper, public PassingObserver {
 
   EngineRecords engine_;
   CheckList<RecordInvariants, Queues, Delivery, FrameFormat, ReportOrder, Pacing, Descriptors, EarlyDeadlines,
-            LateDeadlines, Visits>
+            MissedWork>
       checks_{engine_};
   recording::ServicesRecorder recorder_;
   std::optional<WatchedServices<EngineWatch>> services_;

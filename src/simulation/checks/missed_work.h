@@ -1,11 +1,14 @@
-// Rule: a tick acts on each deadline that has passed. Reads the engine's records.
+// Rule: a tick looks for bytes on each connected link and acts on each deadline that has passed. Reads the
+// engine's records.
 #pragma once
+
+#include <utility>
 
 #include "simulation/checks/record_check.h"
 
 namespace quarnex::simulation {
 
-class LateDeadlines : public RecordCheck {
+class MissedWork : public RecordCheck {
  public:
   using RecordCheck::RecordCheck;
 
@@ -27,6 +30,14 @@ class LateDeadlines : public RecordCheck {
                             after.framesReceived > before.framesReceived;
     if (!exchanging && missed(before.replyDeadline, after.replyDeadline))
       engine_.report(link, "a tick did not notice that an answer was overdue");
+  }
+
+  // A link whose socket could not be made or fails need not be looked at.
+  void visited(std::int16_t link, const RecordedState& before, const ConnectionRecord& now) {
+    RecordedLink& state = records_.recordedAt(link);
+    if (std::exchange(state.lookedAt, false) || !state.hasSocket || state.failed) return;
+    if (before.connected && RecordedState::isConnected(now) && engine_.step.isLoneTick())
+      engine_.report(link, "a tick passed a connected link over");
   }
 };
 
