@@ -1,7 +1,6 @@
 // ScriptedPeer: a peer without an engine that acts as it is told and records received frames.
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <limits>
@@ -83,12 +82,11 @@ class ScriptedPeer final : private NetworkUser {
   /// Answers like a link of that identifier without texts: "9ACK" to data, "9NODATA" to a query.
   void answerAsLink(int identifier) {
     onFrame = [this, identifier](const Received& received) {
-      const std::vector<std::string> fields = wire::fieldsOf(received.frame.message);
-      const auto holds = [&](const char* word) {
-        return std::find(fields.begin(), fields.end(), word) != fields.end();
+      const auto holds = [&](const char* field) {
+        return received.frame.message.find(field) != std::string::npos;
       };
-      if (holds("9CMD")) sendMessage(identifier, {"9ACK", "9."});
-      if (holds("9QRY")) sendMessage(identifier, {"9NODATA", "9."});
+      if (holds("|9CMD|")) sendMessage(identifier, {"9ACK", "9."});
+      if (holds("|9QRY|")) sendMessage(identifier, {"9NODATA", "9."});
     };
   }
   /// Its end of the connection, where network faults are set; nullptr if it has none.

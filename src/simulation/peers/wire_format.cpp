@@ -42,18 +42,6 @@ std::string checksum(std::string_view bytes) {
   return {static_cast<char>(64 + sum / 16), static_cast<char>(64 + sum % 16)};
 }
 
-std::vector<std::string> fieldsOf(std::string_view message) {
-  std::vector<std::string> fields;
-  std::size_t from = message.find('|');
-  while (from != std::string_view::npos) {
-    const std::size_t next = message.find('|', from + 1);
-    if (next == std::string_view::npos) break;
-    fields.emplace_back(message.substr(from + 1, next - from - 1));
-    from = next;
-  }
-  return fields;
-}
-
 std::vector<Frame> Splitter::feed(std::string_view bytes) {
   std::vector<Frame> frames;
   for (const char byte : bytes) {

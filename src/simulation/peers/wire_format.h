@@ -18,9 +18,6 @@ std::string frame(std::string_view message);
 /// Two characters: 64 plus the high, 64 plus the low half of the exclusive-or of all bytes.
 std::string checksum(std::string_view bytes);
 
-/// The fields of a message: the texts between its first "|" and each next one.
-std::vector<std::string> fieldsOf(std::string_view message);
-
 struct Frame {
   std::string bytes;    ///< from STX to ETX
   std::string message;  ///< without the four characters of the header; "" if the frame is too short for one
