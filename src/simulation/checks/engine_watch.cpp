@@ -83,9 +83,7 @@ class EngineWatch final : public ServicesWrapper, public PassingObserver {
   // The host is adding the link to which the instance belongs.
   void created(SocketId id, WatchedSocket<EngineWatch>& socket) {
     socket.link = call_.link;
-    auto& links = linksOf(id.array);
-    links.resize(std::max(links.size(), static_cast<std::size_t>(id.index)));
-    links[static_cast<std::size_t>(id.index) - 1] = socket.link;
+    linkOf(id) = socket.link;
     if (id.array != SocketArray::ServerSocket) engine_.recordedAt(socket.link).hasSocket = true;
   }
 
@@ -191,14 +189,8 @@ class EngineWatch final : public ServicesWrapper, public PassingObserver {
       recorded.before = RecordedState::of(engine_.library->ConnectionTable[link]);
   }
 
-  std::vector<std::int16_t>& linksOf(SocketArray array) {
-    return array == SocketArray::ClientSocket ? clientLinks_ : serverLinks_;
-  }
-
-  std::int16_t linkOf(SocketId socket) {
-    const auto& links = linksOf(socket.array);
-    const auto slot = static_cast<std::size_t>(socket.index) - 1;
-    return slot < links.size() ? links[slot] : std::int16_t{0};
+  std::int16_t& linkOf(SocketId socket) {
+    return (socket.array == SocketArray::ClientSocket ? clientLinks_ : serverLinks_)[socket.index];
   }
 
   EngineRecords engine_;
@@ -208,9 +200,9 @@ class EngineWatch final : public ServicesWrapper, public PassingObserver {
   recording::ServicesRecorder recorder_;
   std::optional<WatchedServices<EngineWatch>> services_;
 
-  int depth_ = 0;                                        // of nested steps
-  HostCall call_;                                        // the latest one
-  std::vector<std::int16_t> clientLinks_, serverLinks_;  // by the index of a socket instance, minus 1
+  int depth_ = 0;                                     // of nested steps
+  HostCall call_;                                     // the latest one
+  PerIndex<std::int16_t> clientLinks_, serverLinks_;  // of socket instances
   std::vector<std::int16_t> touched_;
   std::optional<Instant> inspectedAt_;  // the clock when all links were inspected last
 };

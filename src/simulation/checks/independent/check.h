@@ -92,12 +92,12 @@ inline bool begins(std::string_view text, std::string_view with) {
   return !text.empty() && text.front() == with.front() && text.starts_with(with);
 }
 
-/// A value of each link, by index.
+/// A value of each link or socket instance, by its index.
 template <class Value>
-class PerLink {
+class PerIndex {
  public:
-  Value& operator[](std::int16_t link) {
-    const auto slot = static_cast<std::size_t>(link);
+  Value& operator[](std::int16_t index) {
+    const auto slot = static_cast<std::size_t>(index);
     if (slot >= values_.size()) values_.resize(slot + 1);
     return values_[slot];
   }

@@ -109,7 +109,7 @@ class Delivery : public Check {
             text.find(startCharacter) != std::string_view::npos || TextLedger::knows(*ends.sent, text));
   }
 
-  PerLink<Link> links_;
+  PerIndex<Link> links_;
 };
 
 }  // namespace quarnex::simulation

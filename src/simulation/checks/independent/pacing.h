@@ -40,7 +40,7 @@ class Pacing : public Check {
     bool mayAnswerTwice = false;
   };
 
-  PerLink<Frames> frames_;
+  PerIndex<Frames> frames_;
 };
 
 }  // namespace quarnex::simulation

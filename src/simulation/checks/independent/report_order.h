@@ -44,7 +44,7 @@ class ReportOrder : public Check {
     return nullptr;
   }
 
-  PerLink<Link> links_;
+  PerIndex<Link> links_;
 };
 
 }  // namespace quarnex::simulation
