@@ -1,6 +1,7 @@
 // Defines the lines of a recording: one type per kind, with its values, its JSON members and its words.
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -180,6 +181,8 @@ struct FailureLine {
 /// A nested tick or event ends.
 struct EndLine {
   static constexpr LineShape kShape{LineRole::Output, Key::End};
+  bool operator==(const EndLine&) const = default;
+
   static void members(auto& visit, auto&) { visit(Key::End, True{}); }
   std::string words() const { return ""; }
 };
@@ -260,11 +263,15 @@ struct MissingLine {
   std::string words() const;
 };
 
-/// True if `line` is of the type of `other` and has its values.
-template <class OneLine>
-bool isEqual(const Line& line, const OneLine& other) {
-  const auto* one = std::get_if<OneLine>(&line);
-  return one != nullptr && *one == other;
+/// True if both are the same output, with the same values.
+inline bool isEqual(const Line& one, const Line& other) {
+  return std::visit(
+      [&other]<class OneLine>(const OneLine& line) {
+        const auto* same = std::get_if<OneLine>(&other);
+        if constexpr (std::equality_comparable<OneLine>) return same != nullptr && *same == line;
+        return false;
+      },
+      one);
 }
 
 /// Lets `visit` visit the members of a line.

@@ -1,16 +1,19 @@
 // Replays a recording to a fresh engine and compares all that the engine does.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "engine/records/library.h"
 #include "recording/format/recording_reader.h"
 #include "recording/format/service_model.h"
+#include "recording/format/step_reader.h"
 #include "recording/player/mismatch.h"
 #include "recording/player/replayed_engine.h"
-#include "recording/player/strict_replay.h"
 #include "services/services.h"
 
 namespace quarnex::recording {
@@ -24,26 +27,52 @@ struct ReplayResult {
   std::int64_t seconds = 0;           // from the first step to the last reading of the clock
 };
 
-class Player {
+/// Compares each output of the engine with the next line and supplies the inputs behind that line. The replay
+/// ends at the end of the file, a damaged line or the first mismatch. The engine then finishes its current
+/// step: its operations succeed, and nothing is compared.
+class Player final : private Replay {
  public:
   /// `wrapper`, if given, stands between the engine and its services. Both arguments outlive the player.
   explicit Player(RecordingReader& reader, ServicesWrapper* wrapper = nullptr);
 
-  /// False at the end, at a damaged line and after the first mismatch.
-  bool running() const { return replay_.running(); }
-  /// Replays the next host call, tick or event, with all steps nested in it.
-  void replayStep() { replay_.replayStep(); }
+  /// False once the replay has ended.
+  bool running() const { return running_; }
+  /// Replays the next host call, tick or event, with all steps nested in it. If the next line does not begin
+  /// a step, that is a mismatch.
+  void replayStep();
   ReplayResult result();
   Library& library() { return engine_.library(); }
 
  private:
-  void deliver(const Line& step);
+  struct OpenStep {
+    NumberedLine line;
+    StoredLines delivered;  // the same line
+  };
+
+  void take(const Line& output) override;
+  Answer perform(const OperationLine& output) override;
+  void takeInputs() override;
+  bool nextIsFetch(SocketId socket) const override;
+
+  Replay& takeFirstInputs();
+  void readLine();
+  void deliverStep();
+  void replayNestedStep();
+  bool compare(const Line& output);
+  void differ(std::string actual);
 
   RecordingReader& reader_;
   ServiceModel model_;
-  StrictReplay replay_;
+  Line line_;  // the next one, while running
+  bool running_ = true;
+  // The steps in progress, innermost last; the outermost stays until the next begins.
+  std::vector<OpenStep> open_;
+  std::array<NumberedLine, kLinesBefore> before_;  // by line number
+  std::optional<Instant> start_;                   // of the first step
+  std::size_t steps_ = 0;
+  std::optional<Mismatch> mismatch_;
+  std::optional<DamagedLine> damage_;
   ReplayedEngine engine_;
-  std::optional<Instant> start_;
 };
 
 /// Replays the rest of the recording. Uses no file, socket or clock.

@@ -2,42 +2,55 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include "host/engine.h"
+#include "quarnex/failure.h"
 #include "quarnex/quarn_socket.h"
 #include "recording/format/service_model.h"
-#include "recording/player/replay.h"
 #include "services/interceptor.h"
 #include "services/observer.h"
 #include "services/services.h"
 
 namespace quarnex::recording {
 
+/// The recorded result of an operation.
+struct Answer {
+  std::optional<Failure> failure;
+  std::string fetched;
+};
+
+/// The answer that `line` gives to the operation before it, if it is one.
+std::optional<Answer> answerIn(const Line& line, const OperationLine& call);
+
+/// Receives the outputs of a replayed engine and supplies the recorded inputs behind them.
+class Replay {
+ public:
+  virtual ~Replay() = default;
+
+  /// Takes a trace, or the end of a host call.
+  virtual void take(const Line& output) = 0;
+  /// Replays the steps nested in the operation and returns its answer.
+  virtual Answer perform(const OperationLine& output) = 0;
+  /// Passes the inputs before the next output to the service model, which the output has already changed.
+  virtual void takeInputs() = 0;
+  /// True if a fetch from this instance is the next output.
+  virtual bool nextIsFetch(SocketId socket) const = 0;
+};
+
 class ReplayedServices;
 
 class ReplayedSocket {
  public:
-  explicit ReplayedSocket(ReplayedServices& services);
+  explicit ReplayedSocket(ReplayedServices& services) : services_(services) {}
 
   template <class Operate>
-  auto around(const ServiceCall& call, const Operate& operate) {
-    using Result = decltype(operate(*inner));
-    if constexpr (std::is_void_v<Result>) {
-      if (call.operation == Operation::Fetch) return fetch(call);
-      PlainSocket::Settings before = inner->settings;
-      operate(*inner);
-      perform(call, std::move(before));
-    } else {
-      model_.read(call.operation, call.socket);
-      if constexpr (std::is_same_v<Result, std::int32_t>) {
-        if (call.operation == Operation::BytesWaiting && bytesAreFetchedNext(call.socket)) return 1;
-      }
-      return operate(*inner);
-    }
-  }
+  auto around(const ServiceCall& call, const Operate& operate);
 
   PlainSocket* inner = nullptr;
 
@@ -45,10 +58,8 @@ class ReplayedSocket {
   void fetch(const ServiceCall& call);
   /// Takes the recorded outcome; a failure takes back what the call has changed since `before`.
   void perform(const ServiceCall& call, PlainSocket::Settings&& before);
-  bool bytesAreFetchedNext(SocketId id) const { return !inner->reportedBytes && replay_.nextIsFetch(id); }
 
-  Replay& replay_;
-  ServiceModel& model_;
+  ReplayedServices& services_;
 };
 
 /// Writes no file. `replay` and `model` outlive it.
@@ -57,9 +68,14 @@ class ReplayedServices final : public Interceptor<ReplayedServices, ReplayedSock
   ReplayedServices(Replay& replay, ServiceModel& model)
       : Interceptor(model.all()), replay_(replay), model_(model) {}
 
+  /// Begins a step with its inputs, and ends it.
+  void begin(const Line& step);
+  void end();
   /// Delivers a recorded event or tick; without effect before the engine has created its first instance.
   void raise(const EventLine& event) const;
   void raiseTick() const { model_.tick(); }
+  /// Takes an output that is not an operation.
+  void take(const Line& output);
 
   template <class Operate>
   auto around(const ServiceCall& call, const Operate& operate) {
@@ -77,29 +93,38 @@ class ReplayedServices final : public Interceptor<ReplayedServices, ReplayedSock
  private:
   friend class ReplayedSocket;
 
+  Answer answerTo(const ServiceCall& call);
+  /// The inputs behind a call count from its end on, whether it failed or not.
+  void finish(const Answer& answer);
   void perform(const ServiceCall& call, std::int16_t periodBefore);
+  /// The remote host of the incoming call with this handle; "" if there is none in the current steps.
+  std::string_view hostOf(std::int32_t handle) const;
 
   Replay& replay_;
   ServiceModel& model_;
+  std::vector<const Line*> steps_;  // in progress, innermost last
 };
 
-class ReplayedTraces final : public PassingObserver {
- public:
-  explicit ReplayedTraces(Replay& replay) : replay_(replay) {}
-  void traced(std::int16_t IdxQuarn, std::string_view text) override {
-    PassingObserver::traced(IdxQuarn, text);
-    replay_.traced({IdxQuarn, text});
+template <class Operate>
+auto ReplayedSocket::around(const ServiceCall& call, const Operate& operate) {
+  using Result = decltype(operate(*inner));
+  if constexpr (std::is_void_v<Result>) {
+    if (call.operation == Operation::Fetch) return fetch(call);
+    PlainSocket::Settings before = inner->settings;
+    operate(*inner);
+    perform(call, std::move(before));
+  } else {
+    services_.model_.read(call.operation, call.socket);
+    if constexpr (std::is_same_v<Result, std::int32_t>) {
+      const bool inferred = call.operation == Operation::BytesWaiting && !inner->reportedBytes;
+      if (inferred && services_.replay_.nextIsFetch(call.socket)) return 1;
+    }
+    return operate(*inner);
   }
-
- private:
-  Replay& replay_;
-};
-
-inline ReplayedSocket::ReplayedSocket(ReplayedServices& services)
-    : replay_(services.replay_), model_(services.model_) {}
+}
 
 /// A fresh engine on replayed services.
-class ReplayedEngine {
+class ReplayedEngine final : private PassingObserver {
  public:
   /// `wrapper`, if given, stands between the engine and its services. All arguments outlive the engine.
   ReplayedEngine(Replay& replay, ServiceModel& model, ServicesWrapper* wrapper = nullptr);
@@ -110,11 +135,10 @@ class ReplayedEngine {
   Library& library() { return library_; }
 
  private:
+  void traced(std::int16_t IdxQuarn, std::string_view text) override;
   void makeCall(const CallLine& call);
 
-  Replay& replay_;
   ReplayedServices services_;
-  ReplayedTraces traces_;
   Engine library_;
   QuarnSocket quarn_;
 };

@@ -1,41 +1,31 @@
-#include "recording/shrinker/lenient_replay.h"
+#include "recording/shrinker/reproduction.h"
 
 #include <algorithm>
 #include <utility>
 
 namespace quarnex::recording {
 
-void LenientReplay::replay(const RecordedStep& step) {
+const std::string& Reproduction::replay(const RecordedStep& step) {
+  recorded_->clear();
   lines_ = step.lines.get();
   next_ = 0;
   end_ = lines_->size();
   model_.shift = step.shift;
   deliver();
+  return recorded_->text();
 }
 
-// Delivers the step at `next_`, up to `end_`.
-void LenientReplay::deliver() {
-  const Line& step = line(next_++);
-  open_.push_back(&step);
-  model_.beginStep(step);
-  model_.letReadsSucceed();
-  takeInputs();
-  deliver_(step);
+void Reproduction::deliver() {
+  engine_.deliver(line(next_++));
   advance(end_);
-  model_.letReadsSucceed();
-  open_.pop_back();
 }
 
-void LenientReplay::traced(const TraceLine& output) {
-  model_.letReadsSucceed();
+void Reproduction::take(const Line& output) {
   const std::size_t found = find([&](const Line& line) { return isEqual(line, output); });
-  if (found == end_) return;
-  advance(found + 1);
-  takeInputs();
+  if (found != end_) advance(found + 1);
 }
 
-Answer LenientReplay::performed(const OperationLine& output) {
-  model_.letReadsSucceed();
+Answer Reproduction::perform(const OperationLine& output) {
   const std::size_t found = find([&](const Line& line) {
     const auto* performed = std::get_if<OperationLine>(&line);
     return performed != nullptr && performed->operation == output.operation &&
@@ -52,14 +42,14 @@ Answer LenientReplay::performed(const OperationLine& output) {
   return next_ == end_ ? Answer{} : answerIn(line(next_), output).value_or(Answer{});
 }
 
-void LenientReplay::takeInputs() {
+void Reproduction::takeInputs() {
   const auto isAnswer = [](const Line& line) {
     return std::holds_alternative<FailedLine>(line) || std::holds_alternative<FetchedLine>(line);
   };
   while (next_ < end_ && (model_.takeInput(line(next_)) || isAnswer(line(next_)))) ++next_;
 }
 
-bool LenientReplay::nextIsFetch(SocketId socket) const {
+bool Reproduction::nextIsFetch(SocketId socket) const {
   const std::size_t found = find([&](const Line& line) {
     const auto* performed = std::get_if<OperationLine>(&line);
     return performed != nullptr && performed->socket == socket;
@@ -67,22 +57,14 @@ bool LenientReplay::nextIsFetch(SocketId socket) const {
   return found != end_ && std::get<OperationLine>(line(found)).operation == Operation::Fetch;
 }
 
-std::string LenientReplay::hostOf(std::int32_t handle) const {
-  for (auto step = open_.rbegin(); step != open_.rend(); ++step) {
-    const std::string_view host = hostIn(**step, handle);
-    if (!host.empty()) return std::string(host);
-  }
-  return "";
-}
-
 template <class Wanted>
-std::size_t LenientReplay::find(Wanted&& wanted) const {
+std::size_t Reproduction::find(const Wanted& wanted) const {
   std::size_t at = next_;
   while (at < end_ && !wanted(line(at))) at = isStep(line(at)) ? behindNested(at) : at + 1;
   return std::min(at, end_);
 }
 
-void LenientReplay::advance(std::size_t to) {
+void Reproduction::advance(std::size_t to) {
   while (next_ < to) {
     const Line& passed = line(next_);
     if (!std::holds_alternative<FailedLine>(passed)) model_.takeInput(passed);
@@ -90,7 +72,7 @@ void LenientReplay::advance(std::size_t to) {
   }
 }
 
-std::size_t LenientReplay::behindNested(std::size_t at) const {
+std::size_t Reproduction::behindNested(std::size_t at) const {
   int depth = 0;
   for (; at < lines_->size(); ++at) {
     if (isStep(line(at))) ++depth;
