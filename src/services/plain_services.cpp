@@ -19,6 +19,11 @@ void PlainSocket::become(SocketState state) {
   settings.statusText = statusTextOf(state);
 }
 
+void PlainSocket::follow(EventKind event, std::int16_t code) {
+  if (event == EventKind::Close) become(kSocketClosed);
+  if (event == EventKind::Connect) become(code == 0 ? kSocketConnected : kSocketClosed);
+}
+
 void PlainSocket::restore(Operation operation, Settings&& before) {
   switch (operation) {
     case Operation::SetLocalPort:

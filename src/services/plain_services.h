@@ -49,6 +49,8 @@ class PlainSocket final : public SocketInstance {
 
   /// Sets state and status text.
   void become(SocketState state);
+  /// Changes them as this event does.
+  void follow(EventKind event, std::int16_t code);
   /// Restores the settings that `operation` has changed, and no others, as after its failure.
   void restore(Operation operation, Settings&& before);
 

@@ -15,18 +15,18 @@ class RecordedHarness final : public Inner {
   RecordedHarness() { enter(); }
   Services services() override { return recorder_.services(); }
   bool runUntil(const std::function<bool()>& holds) override {
-    recorder_.returned({});
+    recorder_.observer().returned({});
     const bool held = Inner::runUntil([&] {
       enter();
       const bool now = holds();
-      recorder_.returned({});
+      recorder_.observer().returned({});
       return now;
     });
     enter();
     return held;
   }
   void stall(std::chrono::milliseconds pause) override {
-    recorder_.returned({});
+    recorder_.observer().returned({});
     Inner::stall(pause);
     enter();
   }
@@ -38,7 +38,7 @@ class RecordedHarness final : public Inner {
     void pause() override {}
   };
 
-  void enter() { recorder_.called(*findMethod("Uscita"), {}); }
+  void enter() { recorder_.observer().called(*findMethod("Uscita"), {}); }
 
   Nowhere nowhere_;
   recording::Recorder recorder_{Inner::services(), nowhere_};

@@ -24,12 +24,7 @@ PlainSocket* ServiceModel::find(SocketId socket) {
 
 void ServiceModel::beginStep(const Line& step) {
   if (const auto* event = std::get_if<EventLine>(&step)) {
-    PlainSocket* socket = find(event->socket);
-    const bool connected = event->event == EventKind::Connect && event->code == 0;
-    const bool closed =
-        event->event == EventKind::Close || (event->event == EventKind::Connect && !connected);
-    if (socket != nullptr && (connected || closed))
-      socket->become(connected ? kSocketConnected : kSocketClosed);
+    if (PlainSocket* socket = find(event->socket)) socket->follow(event->event, event->code);
   }
   const StepStart& start = *stepStartOf(step);
   setClock(start.at, start.utcOffset);

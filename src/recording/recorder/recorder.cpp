@@ -21,31 +21,11 @@ void RecordedSocket::fetch(const ServiceCall& call) {
   }
 }
 
-void Recorder::created(SocketId id, RecordedSocket& socket) {
+RecordedSocket*& Recorder::at(SocketId id) {
   auto& elements = sockets_[static_cast<std::size_t>(id.array)];
-  if (std::cmp_less_equal(elements.size(), id.index)) elements.resize(static_cast<std::size_t>(id.index) + 1);
-  elements[static_cast<std::size_t>(id.index)] = &socket;
-}
-
-void Recorder::recordPeriod(const ServiceCall& call) {
-  const auto milliseconds = static_cast<std::int16_t>(call.number());
-  const std::int16_t before = std::exchange(period_, milliseconds);
-  try {
-    writer_.perform(call, [&] { inner().timer.setPeriod(milliseconds); });
-  } catch (const Failure&) {
-    period_ = before;
-    throw;
-  }
-}
-
-void Recorder::beginEvent(const SocketEvent& event) {
-  writer_.beginEvent(event);
-  const auto& elements = sockets_[static_cast<std::size_t>(event.socket.array)];
-  const auto slot = static_cast<std::size_t>(event.socket.index);
-  RecordedSocket* const socket = slot < elements.size() ? elements[slot] : nullptr;
-  if (socket == nullptr) return;
-  if (event.kind == EventKind::Close) socket->become(kSocketClosed);
-  if (event.kind == EventKind::Connect) socket->become(event.code == 0 ? kSocketConnected : kSocketClosed);
+  const auto slot = static_cast<std::size_t>(id.index);
+  if (elements.size() <= slot) elements.resize(slot + 1);
+  return elements[slot];
 }
 
 }  // namespace quarnex::recording

@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <span>
 #include <string_view>
 #include <type_traits>
 #include <utility>
@@ -14,7 +13,6 @@
 #include "recording/format/line_writer.h"
 #include "recording/recorder/recording_writer.h"
 #include "services/interceptor.h"
-#include "services/observer.h"
 #include "services/plain_services.h"
 #include "services/services.h"
 
@@ -27,7 +25,7 @@ class RecordedSocket {
   explicit RecordedSocket(Recorder& recorder);
 
   /// Changes the model as an event does.
-  void become(SocketState state) { model_.become(state); }
+  void follow(const SocketEvent& event) { model_.follow(event.kind, event.code); }
 
   template <class Operate>
   auto around(const ServiceCall& call, const Operate& operate) {
@@ -57,28 +55,14 @@ class RecordedSocket {
   /// Changes the model before the operation, and restores it if the operation fails.
   template <class Operate>
   void change(const ServiceCall& call, const Operate& operate) {
-    Undo undo(model_, call.operation);
+    PlainSocket::Settings before = model_.settings;
     operate(model_);
-    writer_.perform(call, [&] { operate(*inner); });
-    undo.model = nullptr;
+    writer_.perform(
+        call, [&] { operate(*inner); }, [&] { model_.restore(call.operation, std::move(before)); });
   }
   void fetch(const ServiceCall& call);
   std::int32_t bytesWaiting(const ServiceCall& call);
 
-  // Restores the model on destruction, unless it is cleared first. Catching the failure would take longer
-  // than the rest of the operation.
-  struct Undo {
-    Undo(PlainSocket& of, Operation changing) : model(&of), operation(changing), before(of.settings) {}
-    ~Undo() {
-      if (model != nullptr) model->restore(operation, std::move(before));
-    }
-    Undo(const Undo&) = delete;
-    Undo& operator=(const Undo&) = delete;
-
-    PlainSocket* model;
-    Operation operation;
-    PlainSocket::Settings before;
-  };
   static constexpr auto kFirstRead = static_cast<std::size_t>(Operation::State);
   static constexpr auto kReads = static_cast<std::size_t>(Operation::ReceivedText) + 1 - kFirstRead;
 
@@ -93,18 +77,18 @@ class RecordedSocket {
 ///
 ///     Recorder recorder{platform.services(), lines};
 ///     Library library{recorder.services()};
-///     recorder.watch(library);
+///     library.observer = &recorder.observer();
 ///
 /// Between two outputs, the engine gets each property and the clock as they were first read, so that the
 /// recording holds everything that the engine read. The sink and the wrapped services outlive the recorder,
 /// which outlives the library.
-class Recorder final : public Interceptor<Recorder, RecordedSocket>, public Observer {
+class Recorder final : public Interceptor<Recorder, RecordedSocket> {
  public:
   Recorder(const Services& services, LineSink& lines)
       : Interceptor(services), writer_(services.clock, lines) {}
 
-  /// Call it before the first host call.
-  void watch(Library& library) { library.observer = this; }
+  /// Observes the library from its first host call on.
+  Observer& observer() { return writer_; }
 
   template <class Operate>
   auto around(const ServiceCall& call, const Operate& operate) {
@@ -118,14 +102,17 @@ class Recorder final : public Interceptor<Recorder, RecordedSocket>, public Obse
     } else if (call.operation == Operation::WriteLog) {
       operate();
     } else if (call.operation == Operation::SetPeriod) {
-      recordPeriod(call);
+      const std::int16_t before = std::exchange(period_, static_cast<std::int16_t>(call.number()));
+      writer_.perform(call, operate, [&] { period_ = before; });
     } else {
       writer_.perform(call, operate);
     }
   }
   template <class Pass>
   void deliver(const SocketEvent& event, const Pass& pass) {
-    beginEvent(event);
+    // The model of the instance changes before the engine learns of the event.
+    writer_.beginEvent(event);
+    if (RecordedSocket* socket = at(event.socket)) socket->follow(event);
     pass();
     writer_.end();
   }
@@ -135,21 +122,12 @@ class Recorder final : public Interceptor<Recorder, RecordedSocket>, public Obse
     pass();
     writer_.end();
   }
-  void created(SocketId id, RecordedSocket& socket);
-
-  void traced(std::int16_t IdxQuarn, std::string_view text) override { writer_.trace(IdxQuarn, text); }
-  void called(const Method& method, std::span<const Value> parameters) override {
-    writer_.beginCall(method, parameters);
-  }
-  void returned(const Value& result) override { writer_.endCall(result); }
-  void failed(const Failure& failure) override { writer_.endCall(failure); }
+  void created(SocketId id, RecordedSocket& socket) { at(id) = &socket; }
 
  private:
   friend class RecordedSocket;
 
-  void recordPeriod(const ServiceCall& call);
-  /// Writes the event and changes the model of its instance, before the engine learns of it.
-  void beginEvent(const SocketEvent& event);
+  RecordedSocket*& at(SocketId id);
 
   RecordingWriter writer_;
   std::int16_t period_ = 0;
@@ -170,7 +148,7 @@ class ServicesRecorder final : public ServicesWrapper {
     recorder_ = std::make_unique<Recorder>(services, *lines_);
     return recorder_->services();
   }
-  void watch(Library& library) override { recorder_->watch(library); }
+  void watch(Library& library) override { library.observer = &recorder_->observer(); }
 
  private:
   std::shared_ptr<LineSink> lines_;

@@ -7,16 +7,16 @@ RecordingWriter::RecordingWriter(WallClock& clock, LineSink& lines)
   lines_.begin(utcOffset_);
 }
 
-void RecordingWriter::beginCall(const Method& method, std::span<const Value> parameters) {
+void RecordingWriter::called(const Method& method, std::span<const Value> parameters) {
   lines_.take(CallLine{beginStep(), &method, parameters});
 }
 
-void RecordingWriter::endCall(const Value& result) {
+void RecordingWriter::returned(const Value& result) {
   lines_.take(ResultLine{&result});
   endStep();
 }
 
-void RecordingWriter::endCall(const Failure& failure) {
+void RecordingWriter::failed(const Failure& failure) {
   lines_.take(FailureLine{failure.number(), failure.what()});
   endStep();
 }
@@ -35,8 +35,8 @@ void RecordingWriter::end() {
   endStep();
 }
 
-void RecordingWriter::trace(std::int16_t link, std::string_view text) {
-  if (inStep()) output(TraceLine{link, text});
+void RecordingWriter::traced(std::int16_t IdxQuarn, std::string_view text) {
+  if (inStep()) output(TraceLine{IdxQuarn, text});
 }
 
 Instant RecordingWriter::now() {

@@ -20,7 +20,7 @@ struct Reading {
   std::optional<Failure> failure;
 };
 
-class RecordingWriter {
+class RecordingWriter final : public Observer {
  public:
   /// Begins a recording. `clock` and `lines` outlive the writer.
   RecordingWriter(WallClock& clock, LineSink& lines);
@@ -28,26 +28,29 @@ class RecordingWriter {
   /// Calls outside of steps are not recorded: tools inspect links there.
   bool inStep() const { return depth_ > 0; }
 
-  void beginCall(const Method& method, std::span<const Value> parameters);
-  void endCall(const Value& result);
-  void endCall(const Failure& failure);
+  void called(const Method& method, std::span<const Value> parameters) override;
+  void returned(const Value& result) override;
+  void failed(const Failure& failure) override;
+  void traced(std::int16_t IdxQuarn, std::string_view text) override;
   void beginTick();
   void beginEvent(const SocketEvent& event);
   /// Ends a tick or an event.
   void end();
 
-  void trace(std::int16_t link, std::string_view text);
-
-  /// Records an operation, performs it (other steps may nest inside) and records its failure, which it
-  /// rethrows.
   template <class Operate>
   void perform(const ServiceCall& call, const Operate& operate) {
-    if (!inStep()) return operate();
-    output(lineOf(call));
+    perform(call, operate, [] {});
+  }
+  /// Records an operation and performs it; other steps may nest inside. If it fails, calls `undo`, records
+  /// the failure and rethrows it.
+  template <class Operate, class Undo>
+  void perform(const ServiceCall& call, const Operate& operate, const Undo& undo) {
+    if (inStep()) output(OperationLine{call.operation, call.socket, call.argument});
     try {
       operate();
     } catch (const Failure& failure) {
-      lines_.take(FailedLine{call.operation, call.socket, failure.number(), failure.what()});
+      undo();
+      if (inStep()) recordFailure(call, failure);
       throw;
     }
   }
@@ -79,23 +82,17 @@ class RecordingWriter {
       if (value == model) return;
       model = std::move(value);
     } catch (const Failure& failure) {
-      lines_.take(FailedLine{call.operation, call.socket, failure.number(), failure.what()});
+      recordFailure(call, failure);
       reading.failure = failure;
       return;
     }
     lines_.take(PropertyLine{call.operation, call.socket, model});
   }
-  /// Fills the line in its place: copying the operand once more would double the cost of a `send`.
-  static Line lineOf(const ServiceCall& call) {
-    Line line{std::in_place_type<OperationLine>};
-    auto& operation = *std::get_if<OperationLine>(&line);
-    operation.operation = call.operation;
-    operation.socket = call.socket;
-    operation.argument = call.argument;
-    return line;
-  }
   StepStart beginStep();
   void endStep();
+  void recordFailure(const ServiceCall& call, const Failure& failure) {
+    lines_.take(FailedLine{call.operation, call.socket, failure.number(), failure.what()});
+  }
   /// Records an output and begins another stretch.
   void output(const Line& line) {
     lines_.take(line);
