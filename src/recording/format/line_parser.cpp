@@ -11,6 +11,9 @@
 #include <utility>
 #include <variant>
 
+#include "engine/records/text_pieces.h"
+#include "recording/format/json_fields.h"
+
 namespace quarnex::recording {
 namespace {
 
@@ -18,19 +21,15 @@ constexpr std::int64_t kFirstSecond = -62135596800;  // 0001-01-01
 constexpr std::int64_t kLastSecond = 253402300799;   // 9999-12-31
 constexpr std::int64_t kOffsetMax = 86399;
 
-std::string quoted(std::string_view word) {
-  return '"' + std::string(word) + '"';
-}
-
-std::int32_t offsetOf(const JsonFields& fields) {
-  return static_cast<std::int32_t>(fields.integer(Key::UtcOffset, -kOffsetMax, kOffsetMax));
+std::int32_t offsetOf(JsonFields& fields) {
+  return fields.integer<std::int32_t>(Key::UtcOffset, -kOffsetMax, kOffsetMax);
 }
 
 // Position of `word` in a table of names, as the enumerator of that value.
 template <class Enum, class Table, class Projection = std::identity>
 Enum oneOf(const Table& table, std::string_view word, Projection projection = {}) {
   const auto found = std::ranges::find(table, word, projection);
-  if (found == table.end()) throw ValueError(quoted(word) + " is unknown");
+  if (found == table.end()) throw ValueError(concat('"', word, "\" is unknown"));
   return static_cast<Enum>(found - table.begin());
 }
 
@@ -44,7 +43,7 @@ Value valueOf(JsonValue& field) {
       if (!std::in_range<std::int16_t>(field.number)) throw ValueError("has an integer of more than 16 bits");
       return static_cast<std::int16_t>(field.number);
     case JsonValue::Type::Text:
-      return std::move(toBytes(field));
+      return std::move(field.bytes());
     default:
       throw ValueError("has a value of an unknown type");
   }
@@ -65,13 +64,13 @@ class MemberParser {
   void operator()(Key key, Integer& number) {
     number = fields_.integer<Integer>(key);
   }
-  void operator()(Key key, bool& flag) { flag = fields_.has(key) && fields_.boolean(key); }
+  void operator()(Key key, bool& flag) { flag = fields_.has(key) && boolean(key); }
   void operator()(Key key, True) {
-    if (!fields_.boolean(key)) throw ValueError("has false where only true is valid");
+    if (!boolean(key)) throw ValueError("has false where only true is valid");
   }
-  void operator()(Key key, std::string_view& text) { text = fields_.bytes(key); }
+  void operator()(Key key, std::string_view& text) { text = bytes(key); }
   void operator()(Key key, Instant& instant) {
-    instant.second = fields_.integer(key, kFirstSecond, kLastSecond);
+    instant.second = fields_.integer<std::int64_t>(key, kFirstSecond, kLastSecond);
   }
   void operator()(Key key, std::optional<std::int32_t>& offset) {
     if (fields_.has(key)) offset = offsetOf(fields_);
@@ -79,7 +78,7 @@ class MemberParser {
   void operator()(Key key, EventKind& event) { event = oneOf<EventKind>(kEvents, fields_.utf8(key)); }
   void operator()(Key key, Operation& operation) {
     operation = oneOf<Operation>(kOperations, fields_.utf8(key), &OperationShape::name);
-    if (!mayBeValueOf(key, operation)) throw ValueError(quoted(nameOf(operation)) + " is unknown");
+    if (!mayBeValueOf(key, operation)) throw ValueError(concat('"', nameOf(operation), "\" is unknown"));
   }
   void operator()(SocketId& socket) {
     constexpr std::array arrays = {SocketArray::ClientSocket, SocketArray::ServerSocket,
@@ -90,7 +89,7 @@ class MemberParser {
   }
   void operator()(Key key, Operand& operand, OperandKind kind) {
     if (kind == OperandKind::Number) operand = fields_.integer<std::int32_t>(key);
-    if (kind == OperandKind::Text) operand = fields_.bytes(key);
+    if (kind == OperandKind::Text) operand = bytes(key);
   }
   void operator()(Key key, const Method*& method) {
     method = findMethod(fields_.utf8(key));
@@ -105,6 +104,9 @@ class MemberParser {
   }
 
  private:
+  bool boolean(Key key) { return fields_.field(key, JsonValue::Type::Boolean).number != 0; }
+  std::string_view bytes(Key key) { return fields_.field(key, JsonValue::Type::Text).bytes(); }
+
   JsonFields& fields_;
   std::vector<Value>& values_;
 };
@@ -173,24 +175,26 @@ Key kindKeyOf(const JsonFields& fields) {
 
 }  // namespace
 
+LineParser::LineParser() : fields_(std::make_unique<JsonFields>()) {}
+LineParser::~LineParser() = default;
+
 std::int32_t LineParser::parseHeader(std::string_view text) {
-  fields_.parse(text);
-  if (!fields_.has(Key::Quarnex) || fields_.utf8(Key::Quarnex) != "recording") {
+  fields_->parse(text);
+  if (!fields_->has(Key::Quarnex) || fields_->utf8(Key::Quarnex) != "recording") {
     throw LineError("is not the first line of a recording");
   }
-  const auto version = fields_.integer<std::int64_t>(Key::Version);
-  if (version != 1)
-    throw LineError("has version " + std::to_string(version) + "; only version 1 is supported");
-  return offsetOf(fields_);
+  const auto version = fields_->integer<std::int64_t>(Key::Version);
+  if (version != 1) throw LineError(concat("has version ", version, "; only version 1 is supported"));
+  return offsetOf(*fields_);
 }
 
 Line LineParser::parse(std::string_view text) {
-  fields_.parse(text);
+  fields_->parse(text);
   values_.clear();
-  const Key key = kindKeyOf(fields_);
+  const Key key = kindKeyOf(*fields_);
   const KindParser& kind = kKindParsers[static_cast<std::size_t>(key)];
   try {
-    return kind.parse(key, fields_, values_);
+    return kind.parse(key, *fields_, values_);
   } catch (const ValueError&) {
     if (kind.role != LineRole::Output) throw;
     return InvalidLine{text};

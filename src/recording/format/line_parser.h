@@ -2,16 +2,27 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
+#include <stdexcept>
 #include <string_view>
 #include <vector>
 
-#include "recording/format/json_fields.h"
 #include "recording/format/line.h"
 
 namespace quarnex::recording {
 
+/// A line cannot be read. The text continues "line 7: ".
+struct LineError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+class JsonFields;
+
 class LineParser {
  public:
+  LineParser();
+  ~LineParser();
+
   /// Returns the `utc_offset` of the first line. Throws `LineError` if it is not the first line of a
   /// recording of a known version.
   std::int32_t parseHeader(std::string_view text);
@@ -23,7 +34,7 @@ class LineParser {
   Line parse(std::string_view text);
 
  private:
-  JsonFields fields_;
+  std::unique_ptr<JsonFields> fields_;
   std::vector<Value> values_;
 };
 
