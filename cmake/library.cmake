@@ -6,7 +6,7 @@ file(GLOB_RECURSE engine_sources CONFIGURE_DEPENDS src/services/*.cpp src/engine
 file(GLOB platform_sources CONFIGURE_DEPENDS src/platform/posix/*.cpp)
 file(GLOB recorder_sources CONFIGURE_DEPENDS src/recording/recorder/*.cpp src/recording/format/*.cpp)
 # The sources that read recordings need a JSON parser and belong to the tools.
-list(FILTER recorder_sources EXCLUDE REGEX "/(line_parser|recording_reader|step_reader).cpp$")
+list(FILTER recorder_sources EXCLUDE REGEX "/(line_parser|recording_reader).cpp$")
 
 add_library(quarnex_objects OBJECT ${engine_sources} ${platform_sources} ${recorder_sources})
 set_target_properties(quarnex_objects PROPERTIES

@@ -1,11 +1,9 @@
 #include "recording/format/recording_reader.h"
 
-#include <cstring>
-
 namespace quarnex::recording {
 namespace {
 
-constexpr std::size_t kBlock = std::size_t{64} << 10;
+constexpr std::size_t kBlock = std::size_t{8} << 10;
 constexpr std::size_t kLineMax = std::size_t{64} << 20;
 
 }  // namespace
@@ -17,15 +15,11 @@ DamagedLine damageOf(const MissingLine& missing, std::size_t number) {
 
 RecordingReader::RecordingReader(std::istream& in) : in_(in) {
   try {
-    readHeader();
+    if (!nextText()) throw LineError("is missing: the file is empty");
+    utcOffset_ = parser_.parseHeader(text_);
   } catch (const LineError& damage) {
     throw DamagedLine(1, damage.what());
   }
-}
-
-void RecordingReader::readHeader() {
-  if (!nextText()) throw LineError("is missing: the file is empty");
-  utcOffset_ = parser_.parseHeader(text_);
 }
 
 bool RecordingReader::next(Line& line) {
@@ -38,39 +32,68 @@ bool RecordingReader::next(Line& line) {
   }
 }
 
+// Reads in blocks, since nothing else limits the length of a line.
 bool RecordingReader::nextText() {
+  char block[kBlock];
+  text_.clear();
   ++number_;
-  for (std::size_t scanned = begin_;;) {
-    const void* lineEnd = std::memchr(buffer_.data() + scanned, '\n', end_ - scanned);
-    if (lineEnd != nullptr) {
-      const auto length =
-          static_cast<std::size_t>(static_cast<const char*>(lineEnd) - buffer_.data()) - begin_;
-      text_ = std::string_view(buffer_).substr(begin_, length);
-      begin_ += length + 1;
-      return true;
-    }
-    const std::size_t pending = end_ - begin_;
-    if (pending > kLineMax) throw LineError("is longer than 64 MiB");
-    if (!refill()) {
-      if (pending > 0) throw LineError("does not end with a line feed, as if the file had been cut off here");
-      --number_;
-      return false;
-    }
-    scanned = begin_ + pending;
+  for (;;) {
+    in_.getline(block, kBlock);
+    const auto count = static_cast<std::size_t>(in_.gcount());
+    text_.append(block, in_.good() ? count - 1 : count);  // without the line feed
+    if (in_.good()) return true;
+    if (in_.bad()) throw LineError("cannot be read: the system reports an error");
+    if (in_.eof()) break;
+    if (text_.size() > kLineMax) throw LineError("is longer than 64 MiB");
+    in_.clear();  // the block is full
   }
+  if (!text_.empty()) throw LineError("does not end with a line feed, as if the file had been cut off here");
+  --number_;
+  return false;
 }
 
-// Moves the rest to the front and reads one block behind it; false at the end of the file.
-bool RecordingReader::refill() {
-  const std::size_t pending = end_ - begin_;
-  std::memmove(buffer_.data(), buffer_.data() + begin_, pending);
-  begin_ = 0;
-  end_ = pending;
-  if (buffer_.size() < end_ + kBlock) buffer_.resize(2 * end_ + kBlock);
-  in_.read(buffer_.data() + end_, static_cast<std::streamsize>(buffer_.size() - end_));
-  if (in_.bad()) throw LineError("cannot be read: the system reports an error");
-  end_ += static_cast<std::size_t>(in_.gcount());
-  return end_ > pending;
+/// Lets the members of a copied line refer to copies.
+class StoredLines::Copier {
+ public:
+  explicit Copier(StoredLines& store) : store_(store) {}
+
+  void operator()(Key, std::string_view& text) { text = store_.texts_.emplace_front(text); }
+  void operator()(Key key, Operand& operand, OperandKind) {
+    if (auto* text = std::get_if<std::string_view>(&operand)) (*this)(key, *text);
+  }
+  void operator()(Key, std::span<const Value>& values) {
+    values = store_.values_.emplace_front(values.begin(), values.end());
+  }
+  void operator()(Key, const Value*& value) { value = &store_.values_.emplace_front(1, *value).front(); }
+  // The other members refer to nothing.
+  void operator()(auto&&...) {}
+
+ private:
+  StoredLines& store_;
+};
+
+void StoredLines::add(const Line& line) {
+  Copier copier(*this);
+  visitMembers(copier, lines_.emplace_back(line));
+}
+
+StepReader::StepReader(RecordingReader& reader, std::size_t end) : reader_(reader), end_(end) {
+  readLines();
+}
+
+bool StepReader::next(RecordedStep& step) {
+  if (!more_) return false;
+  step = {std::make_shared<const StoredLines>(readLines())};
+  return true;
+}
+
+StoredLines StepReader::readLines() {
+  StoredLines lines;
+  do {
+    lines.add(line_);
+    more_ = reader_.number() + 1 < end_ && reader_.next(line_);
+  } while (more_ && !isTopStep(line_));
+  return lines;
 }
 
 }  // namespace quarnex::recording

@@ -1,12 +1,15 @@
-// Reads a recording line by line and reports the first damaged line with its number.
+// Reads a recording line by line or step by step, and reports the first damaged line with its number.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <forward_list>
 #include <istream>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "recording/format/line.h"
 #include "recording/format/line_parser.h"
@@ -47,17 +50,65 @@ class RecordingReader {
 
  private:
   bool nextText();
-  bool refill();
-  void readHeader();
 
   std::istream& in_;
-  std::string buffer_;
-  std::size_t begin_ = 0;  // of the next line
-  std::size_t end_ = 0;    // of the bytes read
-  std::string_view text_;
+  std::string text_;
   std::size_t number_ = 0;
   std::int32_t utcOffset_ = 0;
   LineParser parser_;
+};
+
+/// Lines together with the texts and values that they refer to.
+class StoredLines {
+ public:
+  StoredLines() = default;
+  StoredLines(StoredLines&&) = default;
+  StoredLines& operator=(StoredLines&&) = default;
+
+  /// Copies the line and all that it refers to.
+  void add(const Line& line);
+
+  bool empty() const { return lines_.empty(); }
+  std::size_t size() const { return lines_.size(); }
+  const Line& front() const { return lines_.front(); }
+  const Line& operator[](std::size_t at) const { return lines_[at]; }
+  auto begin() const { return lines_.begin(); }
+  auto end() const { return lines_.end(); }
+
+ private:
+  class Copier;
+
+  std::vector<Line> lines_;
+  std::forward_list<std::string> texts_;
+  std::forward_list<std::vector<Value>> values_;
+};
+
+/// A host call, tick or event with all lines inside it.
+struct RecordedStep {
+  std::shared_ptr<const StoredLines> lines;
+  std::int64_t shift = 0;  ///< seconds by which the step takes place later than recorded
+
+  const Line& head() const { return lines->front(); }
+  Instant at() const { return {stepStartOf(head())->at.second + shift}; }
+};
+
+class StepReader {
+ public:
+  /// Reads the steps before line `end`.
+  StepReader(RecordingReader& reader, std::size_t end);
+
+  /// Reads the next step; false if there is none. Lines before the first step are skipped.
+  bool next(RecordedStep& step);
+  bool atEnd() const { return !more_; }
+
+ private:
+  /// From the current line up to the next step.
+  StoredLines readLines();
+
+  RecordingReader& reader_;
+  std::size_t end_;
+  Line line_;  // the first one of the next step
+  bool more_ = false;
 };
 
 }  // namespace quarnex::recording

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "engine/records/library.h"
-#include "recording/format/step_reader.h"
+#include "recording/format/recording_reader.h"
 
 namespace quarnex::recording {
 

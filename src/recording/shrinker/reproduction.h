@@ -8,7 +8,7 @@
 #include <string>
 
 #include "recording/format/service_model.h"
-#include "recording/format/step_reader.h"
+#include "recording/format/recording_reader.h"
 #include "recording/player/replayed_engine.h"
 #include "recording/shrinker/checker.h"
 
