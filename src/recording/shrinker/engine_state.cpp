@@ -1,31 +1,58 @@
-#include "recording/shrinker/engine_state.h"
-
+// Fingerprints of all state that determines the engine's future behaviour, to compare two moments.
 #include <algorithm>
-#include <initializer_list>
+#include <concepts>
 #include <string_view>
 
 #include "engine/records/text_pieces.h"
+#include "recording/shrinker/reproduction.h"
 
 namespace quarnex::recording {
 namespace {
 
-class StateWriter {
+/// Collects the state. Without `everything`, texts and queues count only as empty or not.
+class Fingerprint {
  public:
-  StateWriter(ServiceModel& model, std::optional<Instant> now, bool everything)
+  Fingerprint(ServiceModel& model, std::optional<Instant> now, bool everything)
       : model_(model), now_(now), everything_(everything) {}
 
-  void addLibrary(const Library& library);
+  void addLibrary(const Library& library) {
+    add(library.MaxTentativi, library.InUscita, library.form != nullptr, model_.milliseconds);
+    if (!everything_) return;
+    add(library.ConnectionCount, library.ClientCount, library.ServerCount, library.LogAperto, model_.offset,
+        library.LogPath);
+  }
   void addLink(const ConnectionRecord& record);
   std::string& text() { return text_; }
 
  private:
-  void addNumbers(std::initializer_list<std::int64_t> numbers) {
-    for (const std::int64_t number : numbers) text_.append(concat(number)) += ' ';
+  template <class... Fields>
+  void add(const Fields&... fields) {
+    (addOne(fields), ...);
   }
-  void addDeadline(Instant deadline);
-  void addText(std::string_view text);
-  void addQueue(const TextBuffer& queue);
-  void addSocket(SocketId id);
+  void addOne(std::integral auto number) { text_.append(concat(static_cast<std::int64_t>(number))) += ' '; }
+  void addOne(Instant deadline) {
+    addOne(now_ ? std::max<std::int64_t>(deadline.second - now_->second, -1) : deadline.second);
+  }
+  void addOne(std::string_view text) {
+    addOne(everything_ ? text.size() : !text.empty());
+    if (everything_) text_ += text;
+  }
+  // The next 25 texts and the count suffice to detect any change of a long queue.
+  void addOne(const TextBuffer& queue) {
+    constexpr std::size_t kTextsMax = 25;
+    if (!everything_) return addOne(queue.Count > 0);
+    add(queue.Count, queue.Capacity);
+    for (const std::string_view text : BufferTexts(queue, kTextsMax)) addOne(text);
+  }
+  void addOne(SocketId id) {
+    const PlainSocket* socket = model_.find(id);
+    if (socket == nullptr) return addOne("none");
+    const PlainSocket::Settings& settings = socket->settings;
+    addOne(settings.state);
+    if (!everything_) return;
+    add(settings.localPort, settings.remotePort, socket->reportedBytes.value_or(-1), settings.statusText,
+        settings.remoteHost);
+  }
 
   ServiceModel& model_;
   std::optional<Instant> now_;
@@ -33,105 +60,39 @@ class StateWriter {
   std::string text_;
 };
 
-void StateWriter::addLibrary(const Library& library) {
-  addNumbers({library.MaxTentativi, library.InUscita, library.form != nullptr, model_.milliseconds});
-  if (!everything_) return;
-  addNumbers(
-      {library.ConnectionCount, library.ClientCount, library.ServerCount, library.LogAperto, model_.offset});
-  addText(library.LogPath);
+void Fingerprint::addLink(const ConnectionRecord& record) {
+  add(record.Attivo, record.UsaTcp, record.ConnessioneClient, record.FrameCompleto, record.InFrame,
+      record.ChiusuraRemota, record.RicevutoQRY, record.RicevutoCMD, record.RicevutoACK,
+      record.RicevutoNODATA, record.ConnessioneSegnalata, record.InEsecuzione, record.Stato, record.StatoB,
+      record.AttesaRitrasmissione, record.ContaTimeoutB, record.ContaAlive, record.ContaNonRisponde,
+      record.Chiuso, record.Aperto, record.NonRispondeSegnalato, record.AnomaliaSegnalata);
+  add(record.ScadenzaStato, record.ScadenzaB, record.ScadenzaAlive);
+  add(record.DaInviare ? std::string_view(*record.DaInviare) : std::string_view());
+  add(record.UltimoInviato, record.FrameRicevuto, record.UltimoErrore, record.FrameInCorso.text(),
+      record.Ricevuto.text(), record.CodaInvio, record.CodaArrivo);
+  if (record.IdxClient != 0) add(SocketId{SocketArray::ClientSocket, record.IdxClient});
+  if (record.IdxServer != 0)
+    add(SocketId{SocketArray::ServerSocket, record.IdxServer},
+        SocketId{SocketArray::SrvAccept, record.IdxServer});
+  if (everything_) add(record.DebugAttivo, record.IdQuarn, record.UltimoLotto, record.Tipo, record.CodaDebug);
 }
 
-void StateWriter::addLink(const ConnectionRecord& record) {
-  addNumbers({record.Attivo,
-              record.UsaTcp,
-              record.ConnessioneClient,
-              record.FrameCompleto,
-              record.InFrame,
-              record.ChiusuraRemota,
-              record.RicevutoQRY,
-              record.RicevutoCMD,
-              record.RicevutoACK,
-              record.RicevutoNODATA,
-              record.ConnessioneSegnalata,
-              record.InEsecuzione,
-              record.Stato,
-              record.StatoB,
-              record.AttesaRitrasmissione,
-              record.ContaTimeoutB,
-              record.ContaAlive,
-              record.ContaNonRisponde,
-              record.Chiuso,
-              record.Aperto,
-              record.NonRispondeSegnalato,
-              record.AnomaliaSegnalata});
-  for (const Instant deadline : {record.ScadenzaStato, record.ScadenzaB, record.ScadenzaAlive})
-    addDeadline(deadline);
-  addText(record.DaInviare ? std::string_view(*record.DaInviare) : std::string_view());
-  for (const std::string* text : {&record.UltimoInviato, &record.FrameRicevuto, &record.UltimoErrore})
-    addText(*text);
-  for (const ByteQueue* bytes : {&record.FrameInCorso, &record.Ricevuto}) addText(bytes->text());
-  for (const TextBuffer* queue : {&record.CodaInvio, &record.CodaArrivo}) addQueue(*queue);
-  if (record.IdxClient != 0) addSocket({SocketArray::ClientSocket, record.IdxClient});
-  if (record.IdxServer != 0) {
-    addSocket({SocketArray::ServerSocket, record.IdxServer});
-    addSocket({SocketArray::SrvAccept, record.IdxServer});
-  }
-  if (!everything_) return;
-  addNumbers({record.DebugAttivo, record.IdQuarn});
-  addText(record.UltimoLotto);
-  addText(record.Tipo);
-  addQueue(record.CodaDebug);
-}
-
-void StateWriter::addDeadline(Instant deadline) {
-  if (now_) {
-    addNumbers({std::max<std::int64_t>(deadline.second - now_->second, -1)});
-  } else {
-    addNumbers({deadline.second});
-  }
-}
-
-void StateWriter::addText(std::string_view text) {
-  addNumbers({static_cast<std::int64_t>(everything_ ? text.size() : !text.empty())});
-  if (everything_) text_ += text;
-}
-
-// The next 25 texts and the count suffice to detect any change of a long queue.
-void StateWriter::addQueue(const TextBuffer& queue) {
-  constexpr std::size_t kTextsMax = 25;
-  if (!everything_) return addNumbers({queue.Count > 0});
-  addNumbers({queue.Count, queue.Capacity});
-  for (const std::string_view text : BufferTexts(queue, kTextsMax)) addText(text);
-}
-
-void StateWriter::addSocket(SocketId id) {
-  const PlainSocket* socket = model_.find(id);
-  if (socket == nullptr) return addText("none");
-  const PlainSocket::Settings& settings = socket->settings;
-  addNumbers({settings.state});
-  if (!everything_) return;
-  addNumbers({settings.localPort, settings.remotePort, socket->reportedBytes.value_or(-1)});
-  for (const std::string* text : {&settings.statusText, &settings.remoteHost}) addText(*text);
-}
-
-std::string written(Library& library, std::span<const std::int16_t> links, StateWriter writer) {
-  writer.addLibrary(library);
+std::string written(Library& library, std::span<const std::int16_t> links, Fingerprint state) {
+  state.addLibrary(library);
   for (const std::int16_t link : links) {
-    if (library.validIndex(link)) writer.addLink(library.ConnectionTable[link]);
+    if (library.validIndex(link)) state.addLink(library.ConnectionTable[link]);
   }
-  return std::move(writer.text());
+  return std::move(state.text());
 }
 
 }  // namespace
 
-std::string stateOf(Library& library, ServiceModel& model, std::span<const std::int16_t> links,
-                    std::optional<Instant> now) {
-  return written(library, links, StateWriter(model, now, true));
+std::string Reproduction::stateOf(std::span<const std::int16_t> links, std::optional<Instant> now) {
+  return written(library(), links, Fingerprint(model_, now, true));
 }
 
-std::string controlStateOf(Library& library, ServiceModel& model, std::span<const std::int16_t> links,
-                           Instant now) {
-  return written(library, links, StateWriter(model, now, false));
+std::string Reproduction::controlStateOf(std::span<const std::int16_t> links, Instant now) {
+  return written(library(), links, Fingerprint(model_, now, false));
 }
 
 }  // namespace quarnex::recording

@@ -5,10 +5,11 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 
-#include "recording/format/service_model.h"
 #include "recording/format/recording_reader.h"
+#include "recording/format/service_model.h"
 #include "recording/player/replayed_engine.h"
 #include "recording/shrinker/checker.h"
 
@@ -30,7 +31,13 @@ class Reproduction final : private Replay {
   const std::string& header() const { return header_; }
   std::optional<Finding> finding() { return checker_->finding(); }
   Library& library() { return engine_.library(); }
-  ServiceModel& model() { return model_; }
+
+  /// All state of the links with these indexes, and of the library, that determines the engine's future
+  /// behaviour, to compare two moments. Deadlines are absolute or, if `now` is given, the seconds left; all
+  /// passed deadlines are then equal.
+  std::string stateOf(std::span<const std::int16_t> links, std::optional<Instant> now = std::nullopt);
+  /// Only the state that decides each link's next transition, without contents and counts of its texts.
+  std::string controlStateOf(std::span<const std::int16_t> links, Instant now);
 
  private:
   void take(const Line& output) override;

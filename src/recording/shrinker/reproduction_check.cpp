@@ -5,24 +5,16 @@
 
 #include "recording/format/line_parser.h"
 #include "recording/format/line_writer.h"
-#include "recording/shrinker/engine_state.h"
 
 namespace quarnex::recording {
 namespace {
 
 constexpr std::string_view kEndOfNested = "{\"end\":true}";
 
-std::string stateBefore(Reproduction& reproduction, const RecordedStep& step, const Problem& problem) {
-  return controlStateOf(reproduction.library(), reproduction.model(), problem.links, step.at());
-}
-
 }  // namespace
 
-ReproductionCheck::ReproductionCheck(Problem problem, std::int32_t utcOffset, MakeChecker makeChecker)
-    : problem_(std::move(problem)), utcOffset_(utcOffset), makeChecker_(std::move(makeChecker)) {}
-
 void ReproductionCheck::expectStateOf(Reproduction& reproduction, const RecordedStep& last) {
-  state_ = stateBefore(reproduction, last, problem_);
+  state_ = reproduction.controlStateOf(problem_.links, last.at());
   before_.clear();
   if (!problem_.mismatch) return;
   reproduction.replay(last);
@@ -31,13 +23,7 @@ void ReproductionCheck::expectStateOf(Reproduction& reproduction, const Recorded
   }
 }
 
-std::string ReproductionCheck::recordingOf(const Steps& steps) {
-  std::string recording;
-  reproduce(steps, &recording);
-  return recording;
-}
-
-std::size_t ReproductionCheck::reproduce(const Steps& steps, std::string* recording) {
+std::size_t ReproductionCheck::reproducedBy(const Steps& steps, std::string* recording) {
   Reproduction reproduction = newReproduction();
   if (recording != nullptr) *recording = reproduction.header();
   const bool forMismatch = problem_.mismatch.has_value();
@@ -56,7 +42,7 @@ std::size_t ReproductionCheck::reproduce(const Steps& steps, std::string* record
 
 bool ReproductionCheck::mismatchReproduced(Reproduction& reproduction, const RecordedStep& last,
                                            std::string* recording) const {
-  if (stateBefore(reproduction, last, problem_) != state_) return false;
+  if (reproduction.controlStateOf(problem_.links, last.at()) != state_) return false;
   const Mismatch& mismatch = *problem_.mismatch;
   const std::string& lines = reproduction.replay(last);
   LineParser parser;

@@ -23,7 +23,8 @@ using Steps = std::vector<RecordedStep>;
 class ReproductionCheck {
  public:
   /// `problem` was found in a recording that begins with this offset of local time, in seconds.
-  ReproductionCheck(Problem problem, std::int32_t utcOffset, MakeChecker makeChecker);
+  ReproductionCheck(Problem problem, std::int32_t utcOffset, MakeChecker makeChecker)
+      : problem_(std::move(problem)), utcOffset_(utcOffset), makeChecker_(std::move(makeChecker)) {}
 
   /// Remembers the state to reach from `reproduction`, which has replayed all steps before `last`.
   void expectStateOf(Reproduction& reproduction, const RecordedStep& last);
@@ -31,10 +32,9 @@ class ReproductionCheck {
   /// From now on, links and sockets in the steps have their new numbers.
   void renumber(const Renumbering& renumbering);
 
-  /// Number of steps, from the first on, that reproduce the problem; 0 if they do not.
-  std::size_t reproducedBy(const Steps& steps) { return reproduce(steps, nullptr); }
-  /// The recording of steps that reproduce the problem.
-  std::string recordingOf(const Steps& steps);
+  /// Number of steps, from the first on, that reproduce the problem; 0 if they do not. `recording`, if given,
+  /// gets the recording of these.
+  std::size_t reproducedBy(const Steps& steps, std::string* recording = nullptr);
 
   /// A fresh engine to replay steps to.
   Reproduction newReproduction() const { return {utcOffset_, makeChecker_}; }
@@ -43,7 +43,6 @@ class ReproductionCheck {
   std::uint64_t stepsReplayed() const { return stepsReplayed_; }
 
  private:
-  std::size_t reproduce(const Steps& steps, std::string* recording);
   bool mismatchReproduced(Reproduction& reproduction, const RecordedStep& last, std::string* recording) const;
   bool isCompared(const Line& output, const Library& library) const;
 

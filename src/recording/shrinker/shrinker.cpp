@@ -9,7 +9,6 @@
 #include <utility>
 #include <vector>
 
-#include "recording/shrinker/engine_state.h"
 #include "recording/shrinker/reproduction_check.h"
 
 namespace quarnex::recording {
@@ -28,15 +27,14 @@ class Shrinker {
   void removeOtherLinks();
   void removeRepetitions();
   void removeOthers();
-  bool remove(std::size_t begin, std::size_t end, bool closingTheGap);
+  bool removeMarked(const std::vector<bool>& marked, std::size_t begin, std::size_t end);
   void removeDeliveries();
-  bool removeDelivery(std::size_t at, const std::vector<int>& arrivals, bool closingTheGap);
   std::vector<int> arrivals() const;
   bool accept(Steps candidate, std::size_t& count);
 
   bool concerns(std::int16_t link) const;
   /// State of the links under test; deadlines are absolute or, if `now` is given, the seconds left.
-  std::string stateOf(Reproduction& reproduction, std::optional<Instant> now) const;
+  std::string stateOf(Reproduction& reproduction, std::optional<Instant> now = std::nullopt) const;
 
   std::istream& in_;
   ReproductionCheck check_;
@@ -59,7 +57,7 @@ void Shrinker::shrink(ShrinkResult& result) {
   }
   result.stepsAfter = steps_.size();
   result.removed = removed_;
-  result.recording = check_.recordingOf(steps_);
+  check_.reproducedBy(steps_, &result.recording);
 }
 
 // Reads the steps and keeps those that change the engine's state. False if these do not reproduce the
@@ -74,7 +72,7 @@ bool Shrinker::take(bool ofAllLinks, bool allSteps) {
   RecordingReader recording(in_);
   StepReader reader(recording, check_.problem().end);
   Reproduction reproduction = check_.newReproduction();
-  std::string state = stateOf(reproduction, std::nullopt);
+  std::string state = stateOf(reproduction);
   for (RecordedStep step; reader.next(step);) {
     ++stepsBefore_;
     if (reader.atEnd()) {
@@ -84,7 +82,7 @@ bool Shrinker::take(bool ofAllLinks, bool allSteps) {
       ++removed_.ofOtherLinks;
     } else {
       reproduction.replay(step);
-      std::string after = stateOf(reproduction, std::nullopt);
+      std::string after = stateOf(reproduction);
       if (after == state && !allSteps) {
         ++removed_.withoutEffect;
       } else {
@@ -155,22 +153,12 @@ void Shrinker::removeOthers() {
   for (std::size_t size = steps_.size() / 2; size > 0; size /= 2) {
     for (std::size_t end = steps_.size() - 1; end > 0;) {
       const std::size_t begin = end - std::min(size, end);
-      if (!remove(begin, end, false)) remove(begin, end, true);
+      std::vector<bool> run(steps_.size());
+      for (std::size_t i = begin; i < end; ++i) run[i] = true;
+      removeMarked(run, begin, end);
       end = std::min(begin, steps_.size() - 1);
     }
   }
-}
-
-bool Shrinker::remove(std::size_t begin, std::size_t end, bool closingTheGap) {
-  const std::int64_t gap = steps_[end].at().second - steps_[begin].at().second;
-  if ((closingTheGap && gap == 0) || check_.stepsReplayed() > kStepsReplayedMax) return false;
-  const auto from = [&](std::size_t at) { return steps_.begin() + static_cast<std::ptrdiff_t>(at); };
-  Steps candidate(steps_.begin(), from(begin));
-  if (closingTheGap) {
-    for (RecordedStep& earlier : candidate) earlier.shift += gap;
-  }
-  candidate.insert(candidate.end(), from(end), steps_.end());
-  return accept(std::move(candidate), removed_.others);
 }
 
 // Removes a step that delivers texts to the host together with as many calls that take one, wherever they
@@ -179,23 +167,32 @@ void Shrinker::removeDeliveries() {
   std::vector<int> changes = arrivals();
   for (std::size_t at = steps_.size() - 1; at-- > 0;) {
     if (changes[at] <= 0) continue;
-    if (removeDelivery(at, changes, false) || removeDelivery(at, changes, true)) changes = arrivals();
+    std::vector<bool> delivery(steps_.size());
+    delivery[at] = true;
+    int toTake = changes[at];
+    for (std::size_t i = at + 1; i + 1 < steps_.size() && toTake > 0; ++i) {
+      delivery[i] = changes[i] == -1;
+      toTake -= delivery[i];
+    }
+    if (removeMarked(delivery, at, at + 1)) changes = arrivals();
   }
 }
 
-bool Shrinker::removeDelivery(std::size_t at, const std::vector<int>& arrivals, bool closingTheGap) {
-  if (check_.stepsReplayed() > kStepsReplayedMax) return false;
-  const std::int64_t gap = closingTheGap ? steps_[at + 1].at().second - steps_[at].at().second : 0;
-  Steps candidate;
-  int toTake = arrivals[at];
-  for (std::size_t i = 0; i < steps_.size(); ++i) {
-    const bool takes = i > at && i + 1 < steps_.size() && arrivals[i] == -1 && toTake > 0;
-    toTake -= takes;
-    if (i == at || takes) continue;
-    candidate.push_back(steps_[i]);
-    if (i < at) candidate.back().shift += gap;
+// Tries to remove the marked steps. If the gap from `begin` to `end` matters, the steps before it move to a
+// later time.
+bool Shrinker::removeMarked(const std::vector<bool>& marked, std::size_t begin, std::size_t end) {
+  const std::int64_t gap = steps_[end].at().second - steps_[begin].at().second;
+  for (const bool closingTheGap : {false, true}) {
+    if ((closingTheGap && gap == 0) || check_.stepsReplayed() > kStepsReplayedMax) return false;
+    Steps candidate;
+    for (std::size_t i = 0; i < steps_.size(); ++i) {
+      if (marked[i]) continue;
+      candidate.push_back(steps_[i]);
+      if (closingTheGap && i < begin) candidate.back().shift += gap;
+    }
+    if (accept(std::move(candidate), removed_.others)) return true;
   }
-  return accept(std::move(candidate), removed_.others);
+  return false;
 }
 
 // By how much each step changes the number of texts that wait for the host.
@@ -233,7 +230,7 @@ std::string Shrinker::stateOf(Reproduction& reproduction, std::optional<Instant>
     links.resize(static_cast<std::size_t>(reproduction.library().ConnectionCount));
     std::iota(links.begin(), links.end(), std::int16_t{1});
   }
-  return recording::stateOf(reproduction.library(), reproduction.model(), links, now);
+  return reproduction.stateOf(links, now);
 }
 
 }  // namespace
