@@ -6,7 +6,7 @@
 
 #include "quarnex/event_report.h"
 #include "quarnex/times_and_limits.h"
-#include "recording/format/sink.h"
+#include "recording/format/line_writer.h"
 #include "recording/recorder/recorder.h"
 #include "simulation/pair.h"
 

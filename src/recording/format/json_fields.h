@@ -2,6 +2,7 @@
 // the parser of lines includes it.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <limits>
@@ -12,7 +13,7 @@
 #include <vector>
 
 #include "engine/records/text_pieces.h"
-#include "recording/format/keys.h"
+#include "recording/format/line.h"
 #include "recording/format/line_parser.h"
 #include "recording/format/text_codes.h"
 
@@ -73,7 +74,7 @@ class JsonFields {
   std::string_view utf8(Key key) { return field(key, JsonValue::Type::Text).text; }
   /// The elements of "params", at most one more than any method has.
   std::vector<JsonValue>& params() {
-    if (has(Key::Params)) field(Key::Params, JsonValue::Type::List);
+    if (has("params"_key)) field("params"_key, JsonValue::Type::List);
     return params_;
   }
 
@@ -100,10 +101,9 @@ class JsonFields {
   bool end_array() { return --depth_ >= 0; }
   bool key(const std::string& name) {
     if (depth_ != 1) return true;
+    const auto found = std::ranges::find(kKeys, name);
     key_.reset();
-    for (std::size_t i = 0; i < kKeys && !key_; ++i) {
-      if (nameOf(static_cast<Key>(i)) == name) key_ = static_cast<Key>(i);
-    }
+    if (found != kKeys.end()) key_ = static_cast<Key>(found - kKeys.begin());
     return true;
   }
   template <class Exception>
@@ -116,7 +116,7 @@ class JsonFields {
   static constexpr int kDepthMax = 8;           // a recording needs 2; unknown keys may hold more
   static constexpr std::size_t kParamsMax = 5;  // one more than any method has
   static constexpr std::uint32_t bit(Key key) { return 1U << static_cast<unsigned>(key); }
-  static_assert(kKeys <= 32);
+  static_assert(kKeys.size() <= 32);
 
   // False for a value outside of the object.
   bool put(JsonValue::Type type, std::int64_t number = 0) {
@@ -129,7 +129,7 @@ class JsonFields {
     if (depth_ == 1 && key_) {
       present_ |= bit(*key_);
       place = &field(*key_);
-    } else if (depth_ == 2 && key_ == Key::Params && field(Key::Params).type == JsonValue::Type::List &&
+    } else if (depth_ == 2 && key_ == "params"_key && field("params"_key).type == JsonValue::Type::List &&
                params_.size() < kParamsMax) {
       place = &params_.emplace_back();
     }
@@ -143,7 +143,7 @@ class JsonFields {
   }
 
   std::uint32_t present_ = 0;
-  std::array<JsonValue, kKeys> fields_;
+  std::array<JsonValue, kKeys.size()> fields_;
   std::vector<JsonValue> params_;
   int depth_ = 0;           // of the next value
   std::optional<Key> key_;  // of the member in progress, if it is known

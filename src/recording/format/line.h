@@ -1,7 +1,10 @@
-// Defines the lines of a recording: one type per kind, with its values, its JSON members and its words.
+// Defines the lines of a recording and their JSON keys: one type per kind, with its values, its JSON members
+// and its words.
 #pragma once
 
+#include <array>
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -10,11 +13,31 @@
 #include <variant>
 
 #include "host/method_table.h"
-#include "recording/format/keys.h"
 #include "services/operation.h"
 #include "services/wall_clock.h"
 
 namespace quarnex::recording {
+
+/// The keys of the JSON objects. Those before "missing" each determine the kind of a line; a line has exactly
+/// one of them, or "missing".
+inline constexpr auto kKeys = std::to_array<std::string_view>(
+    {"call",   "tick",       "event",  "trace",       "did",     "sent",    "result",      "failure",
+     "end",    "fetched",    "failed", "property",    "now",     "missing", "at",          "params",
+     "nested", "utc_offset", "socket", "index",       "code",    "handle",  "remote_host", "text",
+     "value",  "name",       "number", "description", "quarnex", "version"});
+
+/// A key, by its place in `kKeys`.
+enum class Key : std::uint8_t {};
+
+constexpr std::string_view nameOf(Key key) {
+  return kKeys[static_cast<std::size_t>(key)];
+}
+/// Does not compile for a name that `kKeys` lacks.
+consteval Key operator""_key(const char* name, std::size_t length) {
+  std::uint8_t place = 0;
+  while (kKeys.at(place) != std::string_view(name, length)) ++place;
+  return Key{place};
+}
 
 /// One line. It refers to its texts, parameters and result; they belong to the recorded engine, to a parser
 /// or to `StoredLines`.
@@ -48,6 +71,16 @@ constexpr bool isProperty(Operation operation) {
 /// The value of a member that only occurs as `true`.
 struct True {};
 
+// Parts of the descriptions in words. Of a long text they show the beginning.
+std::string inWords(std::string_view bytes);
+std::string inQuotes(std::string_view bytes);
+std::string inWords(const Value& value);
+/// Begins with a space, or is empty.
+std::string inWords(const Operand& operand);
+/// With the socket instance, if it is on one.
+std::string inWords(Operation operation, SocketId socket);
+std::string failureInWords(std::string_view subject, std::int32_t number, std::string_view description);
+
 /// The first members of every step.
 struct StepStart {
   Instant at;
@@ -55,42 +88,42 @@ struct StepStart {
   bool nested = false;                    ///< inside an operation
 
   static void members(auto& visit, auto& self) {
-    visit(Key::At, self.at);
-    visit(Key::UtcOffset, self.utcOffset);
-    visit(Key::Nested, self.nested);
+    visit("at"_key, self.at);
+    visit("utc_offset"_key, self.utcOffset);
+    visit("nested"_key, self.nested);
   }
 };
 
 /// A host call begins.
 struct CallLine {
-  static constexpr LineShape kShape{LineRole::Step, Key::Call};
+  static constexpr LineShape kShape{LineRole::Step, "call"_key};
   StepStart start;
   const Method* method = nullptr;
   std::span<const Value> parameters;
 
   static void members(auto& visit, auto& self) {
     StepStart::members(visit, self.start);
-    visit(Key::Call, self.method);
-    visit(Key::Params, self.parameters);
+    visit("call"_key, self.method);
+    visit("params"_key, self.parameters);
   }
-  std::string words() const;
+  std::string words() const;  // Add("MIRTAN", 5, true, true)
 };
 
 /// The timer ticks.
 struct TickLine {
-  static constexpr LineShape kShape{LineRole::Step, Key::Tick};
+  static constexpr LineShape kShape{LineRole::Step, "tick"_key};
   StepStart start;
 
   static void members(auto& visit, auto& self) {
     StepStart::members(visit, self.start);
-    visit(Key::Tick, True{});
+    visit("tick"_key, True{});
   }
-  std::string words() const;
+  std::string words() const { return "tick"; }
 };
 
 /// A socket raises an event.
 struct EventLine {
-  static constexpr LineShape kShape{LineRole::Step, Key::Event};
+  static constexpr LineShape kShape{LineRole::Step, "event"_key};
   StepStart start;
   EventKind event{};
   SocketId socket;
@@ -100,34 +133,34 @@ struct EventLine {
 
   static void members(auto& visit, auto& self) {
     StepStart::members(visit, self.start);
-    visit(Key::Event, self.event);
+    visit("event"_key, self.event);
     visit(self.socket);
     if (self.event == EventKind::Accept) {
-      visit(Key::Handle, self.handle);
-      visit(Key::RemoteHost, self.remoteHost);
+      visit("handle"_key, self.handle);
+      visit("remote_host"_key, self.remoteHost);
     }
-    visit(Key::Code, self.code);
+    visit("code"_key, self.code);
   }
-  std::string words() const;
+  std::string words() const;  // Connect on ClientSocket 1, code 10061
 };
 
 /// The engine traces a text.
 struct TraceLine {
-  static constexpr LineShape kShape{LineRole::Output, Key::Trace};
+  static constexpr LineShape kShape{LineRole::Output, "trace"_key};
   std::int16_t link = 0;
   std::string_view text;
   bool operator==(const TraceLine&) const = default;
 
   static void members(auto& visit, auto& self) {
-    visit(Key::Trace, self.link);
-    visit(Key::Text, self.text);
+    visit("trace"_key, self.link);
+    visit("text"_key, self.text);
   }
-  std::string words() const;
+  std::string words() const { return inWords(text); }
 };
 
 /// The engine calls an operation of its services.
 struct OperationLine {
-  static constexpr LineShape kShape{LineRole::Output, Key::Did, Key::Sent};
+  static constexpr LineShape kShape{LineRole::Output, "did"_key, "sent"_key};
   Operation operation{};
   SocketId socket;
   Operand argument;
@@ -136,54 +169,55 @@ struct OperationLine {
   static void members(auto& visit, auto& self) {
     const OperationShape& sent = shapeOf(Operation::Send);
     if (self.operation == Operation::Send) {
-      visit(Key::Sent, self.argument, sent.argument);
+      visit("sent"_key, self.argument, sent.argument);
       visit(self.socket);
       return;
     }
-    visit(Key::Did, self.operation);
+    visit("did"_key, self.operation);
     const OperationShape& shape = shapeOf(self.operation);
     if (shape.onSocket) visit(self.socket);
     visit(argumentKey(self.operation), self.argument, shape.argument);
   }
-  std::string words() const;
+  /// > setLocalPort ClientSocket 1 20308
+  std::string words() const { return "> " + inWords(operation, socket) + inWords(argument); }
 
  private:
   static constexpr Key argumentKey(Operation operation) {
-    if (operation == Operation::Attach) return Key::Handle;
-    return operation == Operation::CreateLog ? Key::Name : Key::Value;
+    if (operation == Operation::Attach) return "handle"_key;
+    return operation == Operation::CreateLog ? "name"_key : "value"_key;
   }
 };
 
 /// A host call returns.
 struct ResultLine {
-  static constexpr LineShape kShape{LineRole::Output, Key::Result};
+  static constexpr LineShape kShape{LineRole::Output, "result"_key};
   const Value* value = nullptr;
   bool operator==(const ResultLine& other) const { return *value == *other.value; }
 
-  static void members(auto& visit, auto& self) { visit(Key::Result, self.value); }
-  std::string words() const;
+  static void members(auto& visit, auto& self) { visit("result"_key, self.value); }
+  std::string words() const { return "returns " + inWords(*value); }
 };
 
 /// A host call fails.
 struct FailureLine {
-  static constexpr LineShape kShape{LineRole::Output, Key::Failure};
+  static constexpr LineShape kShape{LineRole::Output, "failure"_key};
   std::int32_t number = 0;
   std::string_view description;
   bool operator==(const FailureLine&) const = default;
 
   static void members(auto& visit, auto& self) {
-    visit(Key::Failure, self.number);
-    visit(Key::Description, self.description);
+    visit("failure"_key, self.number);
+    visit("description"_key, self.description);
   }
-  std::string words() const;
+  std::string words() const { return failureInWords("the call", number, description); }
 };
 
 /// A nested tick or event ends.
 struct EndLine {
-  static constexpr LineShape kShape{LineRole::Output, Key::End};
+  static constexpr LineShape kShape{LineRole::Output, "end"_key};
   bool operator==(const EndLine&) const = default;
 
-  static void members(auto& visit, auto&) { visit(Key::End, True{}); }
+  static void members(auto& visit, auto&) { visit("end"_key, True{}); }
   std::string words() const { return ""; }
 };
 
@@ -191,76 +225,81 @@ struct EndLine {
 struct InvalidLine {
   std::string_view json;
 
-  static void members(auto& visit, auto& self) { visit(Key::Text, self.json); }
-  std::string words() const;
+  static void members(auto& visit, auto& self) { visit("text"_key, self.json); }
+  std::string words() const { return "(no output that an engine could have)"; }
 };
 
 /// The bytes that the last fetch took.
 struct FetchedLine {
-  static constexpr LineShape kShape{LineRole::Input, Key::Fetched};
+  static constexpr LineShape kShape{LineRole::Input, "fetched"_key};
   std::string_view bytes;
   SocketId socket;
 
   static void members(auto& visit, auto& self) {
-    visit(Key::Fetched, self.bytes);
+    visit("fetched"_key, self.bytes);
     visit(self.socket);
   }
-  std::string words() const;
+  std::string words() const { return "< " + inQuotes(bytes); }
 };
 
 /// The last operation failed, or a read fails until the next output.
 struct FailedLine {
-  static constexpr LineShape kShape{LineRole::Input, Key::Failed};
+  static constexpr LineShape kShape{LineRole::Input, "failed"_key};
   Operation operation{};
   SocketId socket;
   std::int32_t number = 0;
   std::string_view description;
 
   static void members(auto& visit, auto& self) {
-    visit(Key::Failed, self.operation);
+    visit("failed"_key, self.operation);
     if (shapeOf(self.operation).onSocket) visit(self.socket);
-    visit(Key::Number, self.number);
-    visit(Key::Description, self.description);
+    visit("number"_key, self.number);
+    visit("description"_key, self.description);
   }
-  std::string words() const;
+  /// < connect failed: 10055 No buffer space available
+  std::string words() const {
+    return failureInWords((isRead(operation) ? "< reading " : "< ") + std::string(nameOf(operation)), number,
+                          description);
+  }
 };
 
 /// A property has this value from here on.
 struct PropertyLine {
-  static constexpr LineShape kShape{LineRole::Input, Key::Property};
+  static constexpr LineShape kShape{LineRole::Input, "property"_key};
   Operation operation{};  ///< the read
   SocketId socket;
   Operand value;
 
   static void members(auto& visit, auto& self) {
-    visit(Key::Property, self.operation);
+    visit("property"_key, self.operation);
     const OperationShape& shape = shapeOf(self.operation);
     if (shape.onSocket) visit(self.socket);
-    visit(Key::Value, self.value, shape.result);
+    visit("value"_key, self.value, shape.result);
   }
-  std::string words() const;
+  /// < state ClientSocket 1 reads 4
+  std::string words() const { return "< " + inWords(operation, socket) + " reads" + inWords(value); }
 };
 
 /// The clock shows this time from here on.
 struct NowLine {
-  static constexpr LineShape kShape{LineRole::Input, Key::Now};
+  static constexpr LineShape kShape{LineRole::Input, "now"_key};
   Instant at;
   std::optional<std::int32_t> utcOffset;  ///< seconds; set if it has changed
 
   static void members(auto& visit, auto& self) {
-    visit(Key::Now, self.at);
-    visit(Key::UtcOffset, self.utcOffset);
+    visit("now"_key, self.at);
+    visit("utc_offset"_key, self.utcOffset);
   }
   std::string words() const { return ""; }
 };
 
 /// Lines that were not recorded: nothing behind this line can be replayed.
 struct MissingLine {
-  static constexpr LineShape kShape{LineRole::Input, Key::Missing};
+  static constexpr LineShape kShape{LineRole::Input, "missing"_key};
   std::int64_t bytes = 0;
 
-  static void members(auto& visit, auto& self) { visit(Key::Missing, self.bytes); }
-  std::string words() const;
+  static void members(auto& visit, auto& self) { visit("missing"_key, self.bytes); }
+  std::string words() const { return '(' + std::to_string(bytes) + " bytes could not be recorded here)"; }
 };
 
 /// True if both are the same output, with the same values.

@@ -22,7 +22,7 @@ constexpr std::int64_t kLastSecond = 253402300799;   // 9999-12-31
 constexpr std::int64_t kOffsetMax = 86399;
 
 std::int32_t offsetOf(JsonFields& fields) {
-  return fields.integer<std::int32_t>(Key::UtcOffset, -kOffsetMax, kOffsetMax);
+  return fields.integer<std::int32_t>("utc_offset"_key, -kOffsetMax, kOffsetMax);
 }
 
 // Position of `word` in a table of names, as the enumerator of that value.
@@ -50,8 +50,8 @@ Value valueOf(JsonValue& field) {
 }
 
 bool mayBeValueOf(Key key, Operation operation) {
-  if (key == Key::Did) return hasOwnLine(operation) && operation != Operation::Send;
-  if (key == Key::Property) return isProperty(operation);
+  if (key == "did"_key) return hasOwnLine(operation) && operation != Operation::Send;
+  if (key == "property"_key) return isProperty(operation);
   return hasOwnLine(operation) || isProperty(operation);
 }
 
@@ -84,8 +84,8 @@ class MemberParser {
     constexpr std::array arrays = {SocketArray::ClientSocket, SocketArray::ServerSocket,
                                    SocketArray::SrvAccept};
     socket.array =
-        oneOf<SocketArray>(arrays, fields_.utf8(Key::Socket), [](SocketArray one) { return nameOf(one); });
-    socket.index = fields_.integer<std::int16_t>(Key::Index);
+        oneOf<SocketArray>(arrays, fields_.utf8("socket"_key), [](SocketArray one) { return nameOf(one); });
+    socket.index = fields_.integer<std::int16_t>("index"_key);
   }
   void operator()(Key key, Operand& operand, OperandKind kind) {
     if (kind == OperandKind::Number) operand = fields_.integer<std::int32_t>(key);
@@ -126,30 +126,32 @@ void check(const PropertyLine& line) {
     throw ValueError("\"value\" is out of its range");
 }
 
+using ParseKind = Line (*)(Key, std::string_view, JsonFields&, std::vector<Value>&);
+
 template <class OneLine>
-Line parseAs(Key key, JsonFields& fields, std::vector<Value>& values) {
+Line parseAs(Key key, std::string_view text, JsonFields& fields, std::vector<Value>& values) {
   OneLine line;
   if constexpr (std::same_as<OneLine, OperationLine>) {
-    if (key == Key::Sent) line.operation = Operation::Send;
+    if (key == "sent"_key) line.operation = Operation::Send;
   }
-  MemberParser parser(fields, values);
-  line.members(parser, line);
-  check(line);
-  return line;
+  try {
+    MemberParser parser(fields, values);
+    line.members(parser, line);
+    check(line);
+    return line;
+  } catch (const ValueError&) {
+    if (OneLine::kShape.role != LineRole::Output) throw;
+    return InvalidLine{text};
+  }
 }
 
-struct KindParser {
-  Line (*parse)(Key, JsonFields&, std::vector<Value>&) = nullptr;
-  LineRole role{};
-};
-
-// By key; empty for keys that do not determine a kind.
-constexpr auto kKindParsers = []<class... Lines>(std::type_identity<std::variant<Lines...>>) {
-  std::array<KindParser, kKeys> kinds{};
+// By key that determines a kind.
+constexpr auto kKinds = []<class... Lines>(std::type_identity<std::variant<Lines...>>) {
+  std::array<ParseKind, kKeys.size()> kinds{};
   const auto add = [&kinds]<class OneLine>(std::type_identity<OneLine>) {
     if constexpr (requires { OneLine::kShape; }) {
       for (const Key key : {OneLine::kShape.key, OneLine::kShape.otherKey})
-        kinds[static_cast<std::size_t>(key)] = {&parseAs<OneLine>, OneLine::kShape.role};
+        kinds[static_cast<std::size_t>(key)] = &parseAs<OneLine>;
     }
   };
   (add(std::type_identity<Lines>{}), ...);
@@ -157,17 +159,11 @@ constexpr auto kKindParsers = []<class... Lines>(std::type_identity<std::variant
 }(std::type_identity<Line>{});
 
 // `Missing` counts only without any other.
-constexpr std::uint32_t kKindBits = [] {
-  std::uint32_t bits = 0;
-  for (std::size_t key = 0; key < kKeys; ++key) {
-    if (kKindParsers[key].parse != nullptr && static_cast<Key>(key) != Key::Missing) bits |= 1U << key;
-  }
-  return bits;
-}();
+constexpr std::uint32_t kKindBits = (1U << static_cast<unsigned>("missing"_key)) - 1;
 
 Key kindKeyOf(const JsonFields& fields) {
   const std::uint32_t kinds = fields.present() & kKindBits;
-  if (kinds == 0 && fields.has(Key::Missing)) return Key::Missing;
+  if (kinds == 0 && fields.has("missing"_key)) return "missing"_key;
   if (kinds == 0) throw LineError("is not a line of a recording");
   if (!std::has_single_bit(kinds)) throw LineError("combines two lines of a recording");
   return static_cast<Key>(std::countr_zero(kinds));
@@ -180,10 +176,10 @@ LineParser::~LineParser() = default;
 
 std::int32_t LineParser::parseHeader(std::string_view text) {
   fields_->parse(text);
-  if (!fields_->has(Key::Quarnex) || fields_->utf8(Key::Quarnex) != "recording") {
+  if (!fields_->has("quarnex"_key) || fields_->utf8("quarnex"_key) != "recording") {
     throw LineError("is not the first line of a recording");
   }
-  const auto version = fields_->integer<std::int64_t>(Key::Version);
+  const auto version = fields_->integer<std::int64_t>("version"_key);
   if (version != 1) throw LineError(concat("has version ", version, "; only version 1 is supported"));
   return offsetOf(*fields_);
 }
@@ -192,13 +188,7 @@ Line LineParser::parse(std::string_view text) {
   fields_->parse(text);
   values_.clear();
   const Key key = kindKeyOf(*fields_);
-  const KindParser& kind = kKindParsers[static_cast<std::size_t>(key)];
-  try {
-    return kind.parse(key, *fields_, values_);
-  } catch (const ValueError&) {
-    if (kind.role != LineRole::Output) throw;
-    return InvalidLine{text};
-  }
+  return kKinds[static_cast<std::size_t>(key)](key, text, *fields_, values_);
 }
 
 }  // namespace quarnex::recording

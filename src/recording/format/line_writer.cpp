@@ -23,11 +23,6 @@ char* put(char* to, std::string_view piece) {
   std::memcpy(to, piece.data(), piece.size());
   return to + piece.size();
 }
-template <std::size_t N>
-char* put(char* to, const char (&piece)[N]) {
-  std::memcpy(to, piece, N - 1);
-  return to + N - 1;
-}
 char* put(char* to, char piece) {
   *to = piece;
   return to + 1;
@@ -90,14 +85,18 @@ class MemberWriter {
 
   template <std::integral Number>
   void operator()(Key key, Number number) {
-    draft_.add(tokenOf(key), number, ',');
+    begin(key);
+    draft_.add(number, ',');
   }
   void operator()(Key key, std::string_view bytes) {
-    draft_.add(tokenOf(key));
+    begin(key);
     draft_.addText(bytes);
     draft_.add(',');
   }
-  void operator()(Key key, True) { draft_.add(tokenOf(key), "true,"); }
+  void operator()(Key key, True) {
+    begin(key);
+    draft_.add("true,");
+  }
   void operator()(Key key, bool flag) {
     if (flag) (*this)(key, True{});
   }
@@ -109,20 +108,21 @@ class MemberWriter {
   void operator()(Key key, Operation operation) { word(key, nameOf(operation)); }
   void operator()(Key key, const Method* method) { word(key, method->name); }
   void operator()(SocketId socket) {
-    word(Key::Socket, nameOf(socket.array));
-    (*this)(Key::Index, socket.index);
+    word("socket"_key, nameOf(socket.array));
+    (*this)("index"_key, socket.index);
   }
   void operator()(Key key, const Operand& operand, OperandKind) {
     if (const auto* number = std::get_if<std::int32_t>(&operand)) (*this)(key, *number);
     if (const auto* text = std::get_if<std::string_view>(&operand)) (*this)(key, *text);
   }
   void operator()(Key key, const Value* result) {
-    draft_.add(tokenOf(key));
+    begin(key);
     value(*result);
     draft_.add(',');
   }
   void operator()(Key key, std::span<const Value> parameters) {
-    draft_.add(tokenOf(key), '[');
+    begin(key);
+    draft_.add('[');
     for (const Value& parameter : parameters) {
       if (&parameter != parameters.data()) draft_.add(',');
       value(parameter);
@@ -131,8 +131,12 @@ class MemberWriter {
   }
 
  private:
+  void begin(Key key) { draft_.add('"', nameOf(key), "\":"); }
   // Needs no escapes.
-  void word(Key key, std::string_view name) { draft_.add(tokenOf(key), '"', name, "\","); }
+  void word(Key key, std::string_view name) {
+    begin(key);
+    draft_.add('"', name, "\",");
+  }
   void value(const Value& value) {
     if (const auto* number = std::get_if<std::int16_t>(&value)) {
       draft_.add(*number);
@@ -149,12 +153,6 @@ class MemberWriter {
 };
 
 }  // namespace
-
-void writeHeader(std::string& out, std::int32_t utcOffset) {
-  Draft draft(out);
-  draft.add("{\"quarnex\":\"recording\",\"version\":1,", tokenOf(Key::UtcOffset), utcOffset, ',');
-  draft.finish();
-}
 
 void writeLine(std::string& out, const Line& line) {
   if (const auto* invalid = std::get_if<InvalidLine>(&line)) {
@@ -175,7 +173,9 @@ std::string textOf(const Line& line) {
 }
 
 void LineWriter::begin(std::int32_t utcOffset) {
-  writeHeader(lines_, utcOffset);
+  Draft draft(lines_);
+  draft.add("{\"quarnex\":\"recording\",\"version\":1,\"utc_offset\":", utcOffset, ',');
+  draft.finish();
   pause();
 }
 

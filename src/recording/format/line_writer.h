@@ -4,19 +4,50 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "recording/format/line.h"
-#include "recording/format/sink.h"
 
 namespace quarnex::recording {
 
-/// Appends the first line of a recording.
-void writeHeader(std::string& out, std::int32_t utcOffset);
-/// Appends any other line.
+/// Appends any line but the first.
 void writeLine(std::string& out, const Line& line);
 /// The text of one line without its line feed. The keys are in the recorder's order.
 std::string textOf(const Line& line);
+
+/// Receives the typed lines of an engine that is being recorded.
+class LineSink {
+ public:
+  virtual ~LineSink() = default;
+  /// The first line.
+  virtual void begin(std::int32_t utcOffset) = 0;
+  virtual void take(const Line& line) = 0;
+  /// No step is in progress: buffered lines may be passed on.
+  virtual void pause() = 0;
+};
+
+/// Receives the text of a recording.
+class Sink {
+ public:
+  virtual ~Sink() = default;
+  /// Takes whole lines, in order, and returns at once. Never fails: lines that cannot be kept are replaced by
+  /// a mark.
+  virtual void write(std::string_view lines) = 0;
+  /// True once no further line can be kept.
+  virtual bool full() const { return false; }
+};
+
+/// Keeps everything in memory.
+class MemorySink final : public Sink {
+ public:
+  void write(std::string_view lines) override { text_ += lines; }
+  const std::string& text() const { return text_; }
+  void clear() { text_.clear(); }
+
+ private:
+  std::string text_;
+};
 
 /// Passes lines to a sink as text, step by step.
 class LineWriter final : public LineSink {

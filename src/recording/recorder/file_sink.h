@@ -11,7 +11,7 @@
 #include <string_view>
 #include <thread>
 
-#include "recording/format/sink.h"
+#include "recording/format/line_writer.h"
 #include "recording/recorder/marked_storage.h"
 #include "services/storage.h"
 

@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "quarnex/failure.h"
-#include "recording/format/sink.h"
+#include "recording/format/line_writer.h"
 #include "services/observer.h"
 #include "services/wall_clock.h"
 

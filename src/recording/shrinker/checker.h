@@ -8,7 +8,7 @@
 #include <string>
 #include <utility>
 
-#include "recording/format/sink.h"
+#include "recording/format/line_writer.h"
 #include "recording/recorder/recorder.h"
 #include "services/services.h"
 

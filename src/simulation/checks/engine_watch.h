@@ -4,7 +4,7 @@
 #include <memory>
 #include <optional>
 
-#include "recording/format/sink.h"
+#include "recording/format/line_writer.h"
 #include "recording/shrinker/checker.h"
 #include "services/services.h"
 #include "simulation/checks/independent/check.h"

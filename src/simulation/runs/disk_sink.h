@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "platform/simulated/simulated_files.h"
-#include "recording/format/sink.h"
+#include "recording/format/line_writer.h"
 #include "recording/player/player.h"
 #include "recording/recorder/marked_storage.h"
 #include "services/storage.h"

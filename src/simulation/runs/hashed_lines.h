@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "recording/format/line_writer.h"
-#include "recording/format/sink.h"
 #include "simulation/checks/independent/stream_hash.h"
 
 namespace quarnex::simulation {
@@ -39,8 +38,9 @@ class MemberHash {
     if (offset) (*this)(key, *offset);
   }
   void operator()(SocketId socket) {
-    (*this)(recording::Key::Socket, socket.array);
-    (*this)(recording::Key::Index, socket.index);
+    using recording::operator""_key;
+    (*this)("socket"_key, socket.array);
+    (*this)("index"_key, socket.index);
   }
   void operator()(recording::Key key, const Method* method) { (*this)(key, method->name); }
   void operator()(recording::Key key, const Value* result) { (*this)(key, *result); }
