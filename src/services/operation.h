@@ -15,7 +15,7 @@ namespace quarnex {
 struct SocketId {
   SocketArray array = SocketArray::ClientSocket;
   std::int16_t index = 0;
-  bool operator==(const SocketId&) const = default;
+  auto operator<=>(const SocketId&) const = default;
 };
 
 /// Every operation of the services, in the order of `kOperations`.

@@ -1,26 +1,6 @@
 #include "recording/format/service_model.h"
 
-#include <algorithm>
-#include <utility>
-
-#include "quarnex/failure.h"
-
 namespace quarnex::recording {
-
-PlainSocket& ServiceModel::create(SocketId socket) {
-  auto& array = sockets_[static_cast<std::size_t>(socket.array)];
-  const auto slot = static_cast<std::size_t>(socket.index);
-  if (array.size() <= slot) array.resize(slot + 1);
-  if (!array[slot]) array[slot] = std::make_unique<PlainSocket>();
-  return *array[slot] = PlainSocket{};
-}
-
-PlainSocket* ServiceModel::find(SocketId socket) {
-  const auto& array = sockets_[static_cast<std::size_t>(socket.array)];
-  return std::cmp_less(socket.index, array.size()) && socket.index >= 0
-             ? array[static_cast<std::size_t>(socket.index)].get()
-             : nullptr;
-}
 
 void ServiceModel::beginStep(const Line& step) {
   if (const auto* event = std::get_if<EventLine>(&step)) {
@@ -37,8 +17,8 @@ bool ServiceModel::takeInput(const Line& line) {
   } else if (const auto* clock = std::get_if<NowLine>(&line)) {
     setClock(clock->at, clock->utcOffset);
   } else if (failed != nullptr && isRead(failed->operation)) {
-    failing_.push_back(
-        {failed->operation, failed->socket, Failure(failed->number, std::string(failed->description))});
+    failing_.try_emplace({failed->operation, failed->socket}, failed->number,
+                         std::string(failed->description));
   } else {
     return false;
   }
@@ -62,12 +42,6 @@ void ServiceModel::setProperty(const PropertyLine& line) {
   } else {
     socket->text(line.operation) = std::get<std::string_view>(line.value);
   }
-}
-
-void ServiceModel::failIfListed(Operation property, SocketId socket) const {
-  const auto found = std::ranges::find_if(
-      failing_, [&](const FailingRead& one) { return one.property == property && one.socket == socket; });
-  if (found != failing_.end()) throw Failure(found->failure);
 }
 
 }  // namespace quarnex::recording

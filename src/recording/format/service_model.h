@@ -2,9 +2,9 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
+#include <map>
 #include <optional>
-#include <vector>
+#include <utility>
 
 #include "quarnex/failure.h"
 #include "recording/format/line.h"
@@ -18,9 +18,12 @@ class ServiceModel : public PlainServices {
 
   using PlainServices::create;
   /// Returns a fresh, closed instance; references to an older one of this identifier refer to it, too.
-  PlainSocket& create(SocketId socket);
+  PlainSocket& create(SocketId socket) { return sockets_[socket] = PlainSocket{}; }
   /// nullptr if it was never created.
-  PlainSocket* find(SocketId socket);
+  PlainSocket* find(SocketId socket) {
+    const auto found = sockets_.find(socket);
+    return found == sockets_.end() ? nullptr : &found->second;
+  }
 
   // The effects of lines. A line about an instance that was never created has none.
   void beginStep(const Line& step);
@@ -31,23 +34,19 @@ class ServiceModel : public PlainServices {
 
   /// Throws the failure that a line gave to this read, if any.
   void read(Operation property, SocketId socket) const {
-    if (!failing_.empty()) failIfListed(property, socket);
+    if (failing_.empty()) return;
+    const auto found = failing_.find({property, socket});
+    if (found != failing_.end()) throw Failure(found->second);
   }
 
   std::int64_t shift = 0;  // seconds by which the clock is ahead of the recording's
 
  private:
-  struct FailingRead {
-    Operation property;
-    SocketId socket;
-    Failure failure;
-  };
   void setClock(Instant at, std::optional<std::int32_t> newUtcOffset);
   void setProperty(const PropertyLine& line);
-  void failIfListed(Operation property, SocketId socket) const;
 
-  std::vector<std::unique_ptr<PlainSocket>> sockets_[3];  // by array, then by index
-  std::vector<FailingRead> failing_;
+  std::map<SocketId, PlainSocket> sockets_;
+  std::map<std::pair<Operation, SocketId>, Failure> failing_;
 };
 
 }  // namespace quarnex::recording
