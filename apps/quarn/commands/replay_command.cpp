@@ -69,7 +69,7 @@ int replay(const std::string& file, recording::RecordingReader& reader) {
 }
 
 int print(recording::RecordingReader& reader) {
-  recording::RecordingPrinter(reader, std::cout).print();
+  recording::printRecording(reader, std::cout);
   return kSame;
 }
 

@@ -1,6 +1,13 @@
 #include "recording/printer/recording_printer.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
 
 #include "engine/records/text_pieces.h"
 #include "recording/format/text_codes.h"
@@ -36,140 +43,165 @@ bool isPoll(const Line& line) {
   return call != nullptr && (call->method->name == "MessaggioArrivato" || call->method->name == "GetDebug");
 }
 
-bool findsNothing(const Line& line) {
+bool returnsOneOf(std::initializer_list<Value> values, const Line& line) {
   const auto* result = std::get_if<ResultLine>(&line);
-  return result != nullptr && (*result->value == Value{false} || *result->value == Value{std::string()});
-}
-
-bool returnsNothing(const Line& line) {
-  const auto* result = std::get_if<ResultLine>(&line);
-  return result != nullptr && *result->value == Value{};
+  return result != nullptr && std::ranges::find(values, *result->value) != values.end();
 }
 
 std::string wordsFor(const Line& line) {
   return std::visit([](const auto& one) { return one.words(); }, line);
 }
 
-}  // namespace
+class RecordingPrinter {
+ public:
+  RecordingPrinter(RecordingReader& reader, std::ostream& out)
+      : reader_(reader), out_(out), utcOffset_(reader.utcOffset()) {}
 
-RecordingPrinter::RecordingPrinter(RecordingReader& reader, std::ostream& out)
-    : reader_(reader), out_(out), utcOffset_(reader.utcOffset()) {}
-
-void RecordingPrinter::print() {
-  Line line;
-  try {
-    while (reader_.next(line)) show(line);
-  } catch (const DamagedLine&) {
+  void print() {
+    Line line;
+    try {
+      while (reader_.next(line)) show(line);
+    } catch (const DamagedLine&) {
+      settleStep(nullptr);
+      throw;
+    }
     settleStep(nullptr);
-    throw;
+    if (missing_) throw DamagedLine(*missing_);
   }
-  settleStep(nullptr);
-  if (missing_) throw DamagedLine(*missing_);
-}
 
-void RecordingPrinter::show(const Line& line) {
-  if (settleStep(&line)) return;
-  learn(line);
-  if (const auto* missing = std::get_if<MissingLine>(&line)) {
-    depth_ = 0;
-    if (!missing_) missing_ = damageOf(*missing, reader_.number());
-  }
-  if (const StepStart* start = stepStartOf(line)) {
-    showStep(line, *start);
-  } else if (std::holds_alternative<EndLine>(line)) {
-    if (depth_ > 0) --depth_;
-  } else if (const auto* time = std::get_if<NowLine>(&line)) {
-    utcOffset_ = time->utcOffset.value_or(utcOffset_);
-    row(reader_.number(), "", "", "< the clock reads " + timeOf(localTime(time->at, utcOffset_)));
-  } else if (!returnsNothing(line)) {
-    row(reader_.number(), "", tagFor(line), wordsFor(line));
-  }
-}
+ private:
+  struct Heading {
+    std::size_t number;
+    Instant at;
+    std::string tag;
+    std::string words;
+  };
 
-void RecordingPrinter::showStep(const Line& step, const StepStart& start) {
-  utcOffset_ = start.utcOffset.value_or(utcOffset_);
-  depth_ = start.nested ? depth_ + 1 : 0;
-  const bool ofHost = std::holds_alternative<CallLine>(step);
-  const Heading heading{reader_.number(), start.at, ofHost ? "host" : tagFor(step), wordsFor(step)};
-  if (isPoll(step)) {
-    poll_ = heading;
-  } else if (std::holds_alternative<TickLine>(step) && !start.nested) {
-    tick_ = heading;
-  } else {
-    showHeading(heading);
-  }
-}
-
-// A tick without lines of its own did nothing. True if `next` is the answer of a poll that found nothing;
-// both are then counted as one. `next` is null at the end.
-bool RecordingPrinter::settleStep(const Line* next) {
-  const bool stepEnds = next == nullptr || isTopStep(*next);
-  const bool quietPoll = poll_ && next != nullptr && findsNothing(*next);
-  if (quietPoll) ++quietPolls_;
-  if (tick_ && stepEnds) ++quietTicks_;
-  if (poll_ && !quietPoll) showHeading(*poll_);
-  if (tick_ && !stepEnds) showHeading(*tick_);
-  poll_.reset();
-  tick_.reset();
-  if (next == nullptr) showQuietSteps();
-  return quietPoll;
-}
-
-void RecordingPrinter::showQuietSteps() {
-  std::string steps;
-  if (quietTicks_ > 0) steps = counted(quietTicks_, "tick");
-  if (quietPolls_ > 0) steps += (steps.empty() ? "" : ", ") + counted(quietPolls_, "poll");
-  if (!steps.empty()) row(0, "", "", '(' + steps + " without effect)");
-  quietTicks_ = quietPolls_ = 0;
-}
-
-void RecordingPrinter::showHeading(const Heading& heading) {
-  showQuietSteps();
-  const LocalTime time = localTime(heading.at, utcOffset_);
-  if (date_ != dateOf(time)) {
-    date_ = dateOf(time);
-    out_ << date_ << '\n';
-  }
-  row(heading.number, timeOf(time), heading.tag, heading.words);
-}
-
-void RecordingPrinter::row(std::size_t number, std::string_view time, std::string_view tag,
-                           std::string_view words) {
-  const std::string digits = number == 0 ? "" : std::to_string(number);
-  out_ << std::string(kNumberWidth - std::min(digits.size(), kNumberWidth), ' ') << digits << "  "
-       << padded(time, kTimeWidth) << padded(tag, kTagWidth) << std::string(2 * depth_, ' ') << words << '\n';
-}
-
-// A link's lines are recognised by the Add call that registered it: by the instances that it created and by
-// its result.
-void RecordingPrinter::learn(const Line& line) {
-  if (const auto* call = std::get_if<CallLine>(&line)) {
-    adding_.clear();
-    if (call->method->name == "Add") {
-      adding_ = concat("ETH ", ZeroPadded{std::get<std::int16_t>(call->parameters[1]), 2}, ' ',
-                       escaped(std::get<std::string>(call->parameters[0])));
+  void show(const Line& line) {
+    if (settleStep(&line)) return;
+    learn(line);
+    if (const auto* missing = std::get_if<MissingLine>(&line)) {
+      depth_ = 0;
+      if (!missing_) missing_ = damageOf(*missing, reader_.number());
+    }
+    if (const StepStart* start = stepStartOf(line)) {
+      showStep(line, *start);
+    } else if (std::holds_alternative<EndLine>(line)) {
+      if (depth_ > 0) --depth_;
+    } else if (const auto* time = std::get_if<NowLine>(&line)) {
+      utcOffset_ = time->utcOffset.value_or(utcOffset_);
+      row(reader_.number(), "", "", "< the clock reads " + timeOf(localTime(time->at, utcOffset_)));
+    } else if (!returnsOneOf({Value{}}, line)) {
+      row(reader_.number(), "", tagFor(line), wordsFor(line));
     }
   }
-  if (adding_.empty()) return;
-  const auto* performed = std::get_if<OperationLine>(&line);
-  if (performed != nullptr && performed->operation == Operation::Create)
-    socketTags_[{performed->socket.array, performed->socket.index}] = adding_;
-  const auto* result = std::get_if<ResultLine>(&line);
-  if (result != nullptr && std::holds_alternative<std::int16_t>(*result->value)) {
-    linkTags_[std::get<std::int16_t>(*result->value)] = adding_;
-    adding_.clear();
-  }
-}
 
-std::string RecordingPrinter::tagFor(const Line& line) const {
-  if (const auto* trace = std::get_if<TraceLine>(&line)) {
-    const auto found = linkTags_.find(trace->link);
-    return found == linkTags_.end() ? adding_ : found->second;
+  void showStep(const Line& step, const StepStart& start) {
+    utcOffset_ = start.utcOffset.value_or(utcOffset_);
+    depth_ = start.nested ? depth_ + 1 : 0;
+    const bool ofHost = std::holds_alternative<CallLine>(step);
+    const Heading heading{reader_.number(), start.at, ofHost ? "host" : tagFor(step), wordsFor(step)};
+    if (isPoll(step)) {
+      poll_ = heading;
+    } else if (std::holds_alternative<TickLine>(step) && !start.nested) {
+      tick_ = heading;
+    } else {
+      showHeading(heading);
+    }
   }
-  const SocketId* socket = socketOf(line);
-  if (socket == nullptr) return "";
-  const auto found = socketTags_.find({socket->array, socket->index});
-  return found == socketTags_.end() ? "" : found->second;
+
+  // A tick without lines of its own did nothing. True if `next` is the answer of a poll that found nothing;
+  // both are then counted as one. `next` is null at the end.
+  bool settleStep(const Line* next) {
+    const bool stepEnds = next == nullptr || isTopStep(*next);
+    const bool quietPoll = poll_ && next != nullptr && returnsOneOf({false, std::string()}, *next);
+    if (quietPoll) ++quietPolls_;
+    if (tick_ && stepEnds) ++quietTicks_;
+    if (poll_ && !quietPoll) showHeading(*poll_);
+    if (tick_ && !stepEnds) showHeading(*tick_);
+    poll_.reset();
+    tick_.reset();
+    if (next == nullptr) showQuietSteps();
+    return quietPoll;
+  }
+
+  void showQuietSteps() {
+    std::string steps;
+    if (quietTicks_ > 0) steps = counted(quietTicks_, "tick");
+    if (quietPolls_ > 0) steps += (steps.empty() ? "" : ", ") + counted(quietPolls_, "poll");
+    if (!steps.empty()) row(0, "", "", '(' + steps + " without effect)");
+    quietTicks_ = quietPolls_ = 0;
+  }
+
+  void showHeading(const Heading& heading) {
+    showQuietSteps();
+    const LocalTime time = localTime(heading.at, utcOffset_);
+    if (date_ != dateOf(time)) {
+      date_ = dateOf(time);
+      out_ << date_ << '\n';
+    }
+    row(heading.number, timeOf(time), heading.tag, heading.words);
+  }
+
+  void row(std::size_t number, std::string_view time, std::string_view tag, std::string_view words) {
+    const std::string digits = number == 0 ? "" : std::to_string(number);
+    out_ << std::string(kNumberWidth - std::min(digits.size(), kNumberWidth), ' ') << digits << "  "
+         << padded(time, kTimeWidth) << padded(tag, kTagWidth) << std::string(2 * depth_, ' ') << words
+         << '\n';
+  }
+
+  // A link's lines are recognised by the Add call that registered it: by the instances that it created and by
+  // its result.
+  void learn(const Line& line) {
+    if (const auto* call = std::get_if<CallLine>(&line)) {
+      adding_.clear();
+      if (call->method->name == "Add") {
+        adding_ = concat("ETH ", ZeroPadded{std::get<std::int16_t>(call->parameters[1]), 2}, ' ',
+                         escaped(std::get<std::string>(call->parameters[0])));
+      }
+    }
+    if (adding_.empty()) return;
+    const auto* performed = std::get_if<OperationLine>(&line);
+    if (performed != nullptr && performed->operation == Operation::Create)
+      socketTags_[performed->socket] = adding_;
+    const auto* result = std::get_if<ResultLine>(&line);
+    if (result != nullptr && std::holds_alternative<std::int16_t>(*result->value)) {
+      linkTags_[std::get<std::int16_t>(*result->value)] = adding_;
+      adding_.clear();
+    }
+  }
+
+  std::string tagFor(const Line& line) const {
+    if (const auto* trace = std::get_if<TraceLine>(&line)) {
+      const auto found = linkTags_.find(trace->link);
+      return found == linkTags_.end() ? adding_ : found->second;
+    }
+    const SocketId* socket = socketOf(line);
+    if (socket == nullptr) return "";
+    const auto found = socketTags_.find(*socket);
+    return found == socketTags_.end() ? "" : found->second;
+  }
+
+  RecordingReader& reader_;
+  std::ostream& out_;
+  std::int32_t utcOffset_;
+  std::string date_;             // the last one printed
+  std::size_t depth_ = 0;        // of nested steps
+  std::optional<Heading> tick_;  // the current step; whether it did anything depends on the next line
+  std::optional<Heading> poll_;  // the current step; whether it found anything depends on the next line
+  std::size_t quietTicks_ = 0;   // not printed yet
+  std::size_t quietPolls_ = 0;
+  std::optional<DamagedLine> missing_;
+
+  std::string adding_;  // tag of the link that the current `Add` registers
+  std::map<std::int32_t, std::string> linkTags_;
+  std::map<SocketId, std::string> socketTags_;
+};
+
+}  // namespace
+
+void printRecording(RecordingReader& reader, std::ostream& out) {
+  RecordingPrinter(reader, out).print();
 }
 
 }  // namespace quarnex::recording

@@ -140,7 +140,7 @@ TEST(RecordingPrinter, PrintsTimeLinkAndWordsOfAllLinesBeforeADamagedOne) {
 )");
   RecordingReader reader(in);
   std::ostringstream out;
-  EXPECT_THROW(RecordingPrinter(reader, out).print(), DamagedLine);
+  EXPECT_THROW(printRecording(reader, out), DamagedLine);
   EXPECT_EQ(out.str(), R"(1970-01-01
        2  01:00:00  host                Add("AB", 5, true, true)
        3            ETH 05 AB           > create ClientSocket 1
