@@ -7,38 +7,6 @@ RecordingWriter::RecordingWriter(WallClock& clock, LineSink& lines)
   lines_.begin(utcOffset_);
 }
 
-void RecordingWriter::called(const Method& method, std::span<const Value> parameters) {
-  lines_.take(CallLine{beginStep(), &method, parameters});
-}
-
-void RecordingWriter::returned(const Value& result) {
-  lines_.take(ResultLine{&result});
-  endStep();
-}
-
-void RecordingWriter::failed(const Failure& failure) {
-  lines_.take(FailureLine{failure.number(), failure.what()});
-  endStep();
-}
-
-void RecordingWriter::beginTick() {
-  lines_.take(TickLine{beginStep()});
-}
-
-// The caller's address is not known yet: a read after the attach gets a line of its own.
-void RecordingWriter::beginEvent(const SocketEvent& event) {
-  lines_.take(EventLine{beginStep(), event.kind, event.socket, event.code, event.handle});
-}
-
-void RecordingWriter::end() {
-  if (depth_ > 1) lines_.take(EndLine{});
-  endStep();
-}
-
-void RecordingWriter::traced(std::int16_t IdxQuarn, std::string_view text) {
-  if (inStep()) output(TraceLine{IdxQuarn, text});
-}
-
 Instant RecordingWriter::now() {
   if (!inStep()) return clock_.now();
   if (clockStretch_ != stretch_) {
@@ -58,12 +26,6 @@ StepStart RecordingWriter::beginStep() {
   clockStretch_ = stretch_;
   now_ = clock_.now();
   return {now_, newOffset(), depth_ > 1};
-}
-
-void RecordingWriter::endStep() {
-  --depth_;
-  ++stretch_;
-  if (depth_ == 0) lines_.pause();
 }
 
 std::optional<std::int32_t> RecordingWriter::newOffset() {

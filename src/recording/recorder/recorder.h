@@ -37,23 +37,36 @@ class RecordingWriter final : public Observer {
   /// Calls outside of steps are not recorded: tools inspect links there.
   bool inStep() const { return depth_ > 0; }
 
-  void called(const Method& method, std::span<const Value> parameters) override;
-  void returned(const Value& result) override;
-  void failed(const Failure& failure) override;
-  void traced(std::int16_t IdxQuarn, std::string_view text) override;
-  void beginTick();
-  void beginEvent(const SocketEvent& event);
-  /// Ends a tick or an event.
-  void end();
-
-  template <class Operate>
-  void perform(const ServiceCall& call, const Operate& operate) {
-    perform(call, operate, [] {});
+  void called(const Method& method, std::span<const Value> parameters) override {
+    lines_.take(CallLine{beginStep(), &method, parameters});
   }
+  void returned(const Value& result) override {
+    lines_.take(ResultLine{&result});
+    endStep();
+  }
+  void failed(const Failure& failure) override {
+    lines_.take(FailureLine{failure.number(), failure.what()});
+    endStep();
+  }
+  void traced(std::int16_t IdxQuarn, std::string_view text) override {
+    if (inStep()) output(TraceLine{IdxQuarn, text});
+  }
+  void beginTick() { lines_.take(TickLine{beginStep()}); }
+  // The caller's address is not known yet: a read after the attach gets a line of its own.
+  void beginEvent(const SocketEvent& event) {
+    lines_.take(EventLine{beginStep(), event.kind, event.socket, event.code, event.handle});
+  }
+  /// Ends a tick or an event.
+  void end() {
+    if (depth_ > 1) lines_.take(EndLine{});
+    endStep();
+  }
+
   /// Records an operation and performs it; other steps may nest inside. If it fails, calls `undo`, records
   /// the failure and rethrows it.
-  template <class Operate, class Undo>
-  void perform(const ServiceCall& call, const Operate& operate, const Undo& undo) {
+  template <class Operate, class Undo = void (*)()>
+  void perform(
+      const ServiceCall& call, const Operate& operate, const Undo& undo = [] {}) {
     if (inStep()) output(OperationLine{call.operation, call.socket, call.argument});
     try {
       operate();
@@ -98,7 +111,11 @@ class RecordingWriter final : public Observer {
     lines_.take(PropertyLine{call.operation, call.socket, model});
   }
   StepStart beginStep();
-  void endStep();
+  void endStep() {
+    --depth_;
+    ++stretch_;
+    if (depth_ == 0) lines_.pause();
+  }
   void recordFailure(const ServiceCall& call, const Failure& failure) {
     lines_.take(FailedLine{call.operation, call.socket, failure.number(), failure.what()});
   }
