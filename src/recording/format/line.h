@@ -13,6 +13,7 @@
 #include <variant>
 
 #include "host/method_table.h"
+#include "recording/format/text_codes.h"
 #include "services/operation.h"
 #include "services/wall_clock.h"
 
@@ -71,9 +72,7 @@ constexpr bool isProperty(Operation operation) {
 /// The value of a member that only occurs as `true`.
 struct True {};
 
-// Parts of the descriptions in words. Of a long text they show the beginning.
-std::string inWords(std::string_view bytes);
-std::string inQuotes(std::string_view bytes);
+// Parts of the descriptions in words.
 std::string inWords(const Value& value);
 /// Begins with a space, or is empty.
 std::string inWords(const Operand& operand);

@@ -3,26 +3,8 @@
 
 #include "engine/records/text_pieces.h"
 #include "recording/format/line.h"
-#include "recording/format/text_codes.h"
 
 namespace quarnex::recording {
-namespace {
-
-std::string brief(std::string_view bytes, std::string (*written)(std::string_view)) {
-  constexpr std::size_t kShownMax = 500;
-  if (bytes.size() <= kShownMax) return written(bytes);
-  return concat(written(bytes.substr(0, kShownMax)), "... (", bytes.size(), " bytes)");
-}
-
-}  // namespace
-
-std::string inWords(std::string_view bytes) {
-  return brief(bytes, escaped);
-}
-
-std::string inQuotes(std::string_view bytes) {
-  return brief(bytes, jsonString);
-}
 
 std::string inWords(const Value& value) {
   if (const auto* number = std::get_if<std::int16_t>(&value)) return concat(*number);

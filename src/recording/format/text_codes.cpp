@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "engine/records/text_pieces.h"
+
 namespace quarnex::recording {
 namespace {
 
@@ -14,9 +16,6 @@ constexpr unsigned char kLastLead = 0xC3;
 
 bool isAscii(char character) {
   return static_cast<unsigned char>(character) < 0x80;
-}
-bool continues(char byte) {
-  return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 bool isControl(unsigned char code) {
   return code < 0x20 || (code >= 0x7F && code < 0xA0);
@@ -77,6 +76,12 @@ char* putEscaped(char* to, char byte) {
                  static_cast<unsigned char>(0x80 | (code & 0x3F)));
 }
 
+std::string brief(std::string_view bytes, std::string (*written)(std::string_view)) {
+  constexpr std::size_t kShownMax = 500;
+  if (bytes.size() <= kShownMax) return written(bytes);
+  return concat(written(bytes.substr(0, kShownMax)), "... (", bytes.size(), " bytes)");
+}
+
 }  // namespace
 
 bool toBytes(std::string& text) {
@@ -117,6 +122,14 @@ std::string jsonString(std::string_view bytes) {
   return '"' + escaped(bytes) + '"';
 }
 
+std::string inWords(std::string_view bytes) {
+  return brief(bytes, escaped);
+}
+
+std::string inQuotes(std::string_view bytes) {
+  return brief(bytes, jsonString);
+}
+
 std::string terminalSafe(std::string_view line) {
   std::string text;
   for (std::size_t at = 0; at < line.size(); ++at) {
@@ -132,12 +145,6 @@ std::string terminalSafe(std::string_view line) {
     }
   }
   return text;
-}
-
-std::string_view shortened(std::string_view text, std::size_t most) {
-  if (text.size() <= most) return text;
-  while (most > 0 && continues(text[most])) --most;
-  return text.substr(0, most);
 }
 
 }  // namespace quarnex::recording

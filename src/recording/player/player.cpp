@@ -3,9 +3,55 @@
 #include <algorithm>
 #include <utility>
 
+#include "engine/records/text_pieces.h"
 #include "recording/format/line_writer.h"
+#include "recording/format/text_codes.h"
 
 namespace quarnex::recording {
+namespace {
+
+constexpr std::size_t kWidth = 400;  // bytes shown of a line
+constexpr std::size_t kLead = 60;    // of these before the first one that differs
+constexpr std::string_view kCut = "...";
+
+// Within a character of UTF-8.
+bool continues(char byte) {
+  return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
+}
+
+// The first `most` bytes of UTF-8 `text`, or up to three fewer, so that no character is split.
+std::string_view shortened(std::string_view text, std::size_t most) {
+  if (text.size() <= most) return text;
+  while (most > 0 && continues(text[most])) --most;
+  return text.substr(0, most);
+}
+
+std::string window(std::string_view text, std::size_t from) {
+  const std::string_view rest = text.substr(from), none;
+  return concat(from > 0 ? kCut : none, shortened(rest, kWidth), rest.size() > kWidth ? kCut : none);
+}
+
+std::string row(std::string_view label, std::string_view number, std::string_view text) {
+  std::string line = concat("  ", label);
+  line.resize(20 - std::min<std::size_t>(number.size(), 8), ' ');
+  return concat(line, number, "  ", text, '\n');
+}
+
+std::string row(std::string_view label, const NumberedLine& line) {
+  return row(label, std::to_string(line.number), window(terminalSafe(line.text), 0));
+}
+
+// Length in bytes of the common beginning, without a partial character.
+std::size_t commonLength(std::string_view one, std::string_view other) {
+  const auto common = static_cast<std::size_t>(std::ranges::mismatch(one, other).in1 - one.begin());
+  return shortened(one, common).size();
+}
+
+std::size_t charactersIn(std::string_view text) {
+  return text.size() - static_cast<std::size_t>(std::ranges::count_if(text, continues));
+}
+
+}  // namespace
 
 Player::Player(RecordingReader& reader, ServicesWrapper* wrapper)
     : reader_(reader), model_(reader.utcOffset()), engine_(takeFirstInputs(), model_, wrapper) {}
@@ -103,6 +149,22 @@ void Player::differ(std::string actual) {
     mismatch.before.push_back(before_[number % kLinesBefore]);
   }
   running_ = false;
+}
+
+std::string reportOf(const Mismatch& mismatch) {
+  std::string report;
+  for (const NumberedLine& line : mismatch.before) report += row("before", line);
+  for (const NumberedLine& step : mismatch.steps) report += row("step", step);
+
+  const std::string expected = terminalSafe(mismatch.expected.text);
+  const std::string actual = terminalSafe(mismatch.actual);
+  const std::size_t common = commonLength(expected, actual);
+  const std::size_t from = common + kLead > kWidth ? shortened(expected, common - kLead).size() : 0;
+  const std::size_t mark = charactersIn(expected.substr(from, common - from)) + (from > 0 ? kCut.size() : 0);
+  report += row("expected", std::to_string(mismatch.expected.number), window(expected, from));
+  report += row("actual", "", window(actual, from));
+  report += row("", "", std::string(mark, ' ') + '^');
+  return report;
 }
 
 ReplayResult replay(RecordingReader& reader) {

@@ -55,10 +55,6 @@ class ReplayedSocket {
   PlainSocket* inner = nullptr;
 
  private:
-  void fetch(const ServiceCall& call);
-  /// Takes the recorded outcome; a failure takes back what the call has changed since `before`.
-  void perform(const ServiceCall& call, PlainSocket::Settings&& before);
-
   ReplayedServices& services_;
 };
 
@@ -70,10 +66,12 @@ class ReplayedServices final : public Interceptor<ReplayedServices, ReplayedSock
 
   /// Begins a step with its inputs, and ends it.
   void begin(const Line& step);
-  void end();
-  /// Delivers a recorded event or tick; without effect before the engine has created its first instance.
-  void raise(const EventLine& event) const;
-  void raiseTick() const { model_.tick(); }
+  void end() {
+    model_.letReadsSucceed();
+    steps_.pop_back();
+  }
+  /// Delivers a recorded tick or event; an event has no effect before the engine has created an instance.
+  void raise(const Line& step) const;
   /// Takes an output that is not an operation.
   void take(const Line& output);
 
@@ -82,7 +80,10 @@ class ReplayedServices final : public Interceptor<ReplayedServices, ReplayedSock
     if constexpr (std::is_void_v<decltype(operate())>) {
       const std::int16_t before = model_.milliseconds;
       operate();
-      if (call.operation != Operation::WriteLog) perform(call, before);
+      if (call.operation == Operation::WriteLog) return;
+      perform(call, [&](const Answer& answer) {
+        if (answer.failure && call.operation == Operation::SetPeriod) model_.milliseconds = before;
+      });
     } else {
       model_.read(call.operation, call.socket);
       return operate();
@@ -93,10 +94,16 @@ class ReplayedServices final : public Interceptor<ReplayedServices, ReplayedSock
  private:
   friend class ReplayedSocket;
 
-  Answer answerTo(const ServiceCall& call);
-  /// The inputs behind a call count from its end on, whether it failed or not.
-  void finish(const Answer& answer);
-  void perform(const ServiceCall& call, std::int16_t periodBefore);
+  /// Takes the recorded answer to a call, lets `settle` change the model accordingly, and takes the inputs,
+  /// which count from the end of the call on. Throws the failure, if the call failed.
+  template <class Settle>
+  void perform(const ServiceCall& call, const Settle& settle) {
+    model_.letReadsSucceed();
+    Answer answer = replay_.perform({call.operation, call.socket, call.argument});
+    settle(answer);
+    replay_.takeInputs();
+    if (answer.failure) throw Failure(*answer.failure);
+  }
   /// The remote host of the incoming call with this handle; "" if there is none in the current steps.
   std::string_view hostOf(std::int32_t handle) const;
 
@@ -109,10 +116,19 @@ template <class Operate>
 auto ReplayedSocket::around(const ServiceCall& call, const Operate& operate) {
   using Result = decltype(operate(*inner));
   if constexpr (std::is_void_v<Result>) {
-    if (call.operation == Operation::Fetch) return fetch(call);
+    if (call.operation == Operation::Fetch) {
+      return services_.perform(call, [&](Answer& answer) {
+        inner->waiting = std::move(answer.fetched);
+        inner->fetch();
+      });
+    }
     PlainSocket::Settings before = inner->settings;
     operate(*inner);
-    perform(call, std::move(before));
+    if (call.operation == Operation::Attach) inner->settings.remoteHost = services_.hostOf(call.number());
+    services_.perform(call, [&](const Answer& answer) {
+      if (answer.failure && changesSettings(call.operation))
+        inner->restore(call.operation, std::move(before));
+    });
   } else {
     services_.model_.read(call.operation, call.socket);
     if constexpr (std::is_same_v<Result, std::int32_t>) {

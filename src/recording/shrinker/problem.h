@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "recording/format/recording_reader.h"
-#include "recording/player/mismatch.h"
+#include "recording/player/player.h"
 #include "recording/shrinker/checker.h"
 
 namespace quarnex::recording {
