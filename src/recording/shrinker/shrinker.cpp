@@ -3,16 +3,48 @@
 #include <algorithm>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <numeric>
 #include <optional>
+#include <string>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
+#include "recording/format/line_parser.h"
+#include "recording/player/player.h"
 #include "recording/shrinker/reproduction_check.h"
 
 namespace quarnex::recording {
 namespace {
+
+class NoSink final : public Sink {
+ public:
+  void write(std::string_view) override {}
+};
+
+std::int16_t linkOf(const Library& library, SocketId socket) {
+  const auto& links = socket.array == SocketArray::ClientSocket ? library.ClientLinks : library.ServerLinks;
+  const auto slot = static_cast<std::size_t>(socket.index) - 1;
+  return slot < links.size() ? links[slot] : std::int16_t{0};
+}
+
+// The links of the expected output (unless that is the next step) and of the actual one; if neither names a
+// link, the link of the step.
+std::vector<std::int16_t> linksOf(const Mismatch& mismatch, const Library& library) {
+  LineParser parser;
+  std::vector<std::int16_t> links;
+  const auto add = [&](const std::string& text, bool orStep) {
+    const Line line = parser.parse(text);
+    const std::int16_t link = isStep(line) && !orStep ? std::int16_t{0} : linkOf(library, line);
+    if (link != 0 && std::ranges::find(links, link) == links.end()) links.push_back(link);
+  };
+  add(mismatch.expected.text, false);
+  if (mismatch.actual != kNothingMore) add(mismatch.actual, true);
+  if (links.empty() && !mismatch.steps.empty()) add(mismatch.steps.back().text, true);
+  return links;
+}
 
 constexpr std::uint64_t kStepsReplayedMax = 20'000'000;
 
@@ -20,21 +52,198 @@ class Shrinker {
  public:
   Shrinker(std::istream& in, ReproductionCheck check) : in_(in), check_(std::move(check)) {}
 
-  void shrink(ShrinkResult& result);
+  void shrink(ShrinkResult& result) {
+    const bool taken = take(false, false) || take(true, false) || take(true, true);
+    result.stepsBefore = stepsBefore_;
+    if (!taken) return;
+    removeOtherLinks();
+    for (std::size_t before = SIZE_MAX; steps_.size() < before;) {
+      before = steps_.size();
+      removeRepetitions();
+      removeOthers();
+      removeDeliveries();
+    }
+    result.stepsAfter = steps_.size();
+    result.removed = removed_;
+    check_.reproducedBy(steps_);
+    result.recording = check_.recording();
+  }
 
  private:
-  bool take(bool ofAllLinks, bool allSteps);
-  void removeOtherLinks();
-  void removeRepetitions();
-  void removeOthers();
-  bool removeMarked(const std::vector<bool>& marked, std::size_t begin, std::size_t end);
-  void removeDeliveries();
-  std::vector<int> arrivals() const;
-  bool accept(Steps candidate, std::size_t& count);
+  // Reads the steps and keeps those that change the engine's state. False if these do not reproduce the
+  // problem.
+  bool take(bool ofAllLinks, bool allSteps) {
+    ofAllLinks_ = ofAllLinks || check_.problem().links.empty();
+    steps_.clear();
+    stepsBefore_ = 0;
+    removed_ = {};
+    in_.clear();
+    in_.seekg(0);
+    RecordingReader recording(in_);
+    StepReader reader(recording, check_.problem().end);
+    Reproduction reproduction = check_.newReproduction();
+    std::string state = stateOf(reproduction);
+    for (RecordedStep step; reader.next(step);) {
+      ++stepsBefore_;
+      if (reader.atEnd()) {
+        check_.expectStateOf(reproduction, step);
+        steps_.push_back(step);
+      } else if (!concerns(linkOf(reproduction.library(), step.head()))) {
+        ++removed_.ofOtherLinks;
+      } else {
+        reproduction.replay(step);
+        std::string after = stateOf(reproduction);
+        if (after == state && !allSteps) {
+          ++removed_.withoutEffect;
+        } else {
+          steps_.push_back(step);
+        }
+        state = std::move(after);
+      }
+    }
+    const std::size_t shown = check_.reproducedBy(steps_);
+    steps_.resize(shown);
+    return shown > 0;
+  }
 
-  bool concerns(std::int16_t link) const;
-  /// State of the links under test; deadlines are absolute or, if `now` is given, the seconds left.
-  std::string stateOf(Reproduction& reproduction, std::optional<Instant> now = std::nullopt) const;
+  // Removes the other links' Add calls and renumbers the remaining links accordingly.
+  void removeOtherLinks() {
+    if (ofAllLinks_) return;
+    Steps candidate;
+    std::vector<std::size_t> additions;  // of other links
+    Reproduction reproduction = check_.newReproduction();
+    for (std::size_t i = 0; i < steps_.size(); ++i) {
+      const std::int16_t before = reproduction.library().ConnectionCount;
+      reproduction.replay(steps_[i]);
+      const std::int16_t after = reproduction.library().ConnectionCount;
+      if (after > before && !concerns(after)) additions.push_back(i);
+    }
+    const auto& links = check_.problem().links;
+    if (!std::ranges::all_of(links,
+                             [&](std::int16_t link) { return reproduction.library().validIndex(link); }))
+      return;
+    const Renumbering renumbering(reproduction.library(), links);
+    for (std::size_t i = 0; i < steps_.size(); ++i) {
+      if (std::ranges::binary_search(additions, i)) continue;
+      candidate.push_back(renumbering.renumbered(steps_[i]));
+      if (candidate.back().lines->empty()) return;  // the last step belongs to another link
+    }
+    ReproductionCheck before = check_;
+    check_.renumber(renumbering);
+    if (!accept(std::move(candidate), removed_.ofOtherLinks)) check_ = std::move(before);
+  }
+
+  // If the engine returns to a state later, the steps between only take time: continue from the later moment.
+  void removeRepetitions() {
+    std::vector<std::size_t> states;
+    std::unordered_map<std::size_t, std::size_t> latest;
+    Reproduction reproduction = check_.newReproduction();
+    for (const RecordedStep& step : steps_) {
+      states.push_back(std::hash<std::string>()(stateOf(reproduction, step.at())));
+      latest[states.back()] = states.size() - 1;
+      reproduction.replay(step);
+    }
+    Steps candidate;
+    std::vector<std::int64_t> gaps;  // before each of these
+    for (std::size_t i = 0; i < steps_.size(); ++i) {
+      const std::size_t later = latest[states[i]];
+      gaps.push_back(steps_[later].at().second - steps_[i].at().second);
+      candidate.push_back(steps_[later]);
+      i = later;
+    }
+    std::int64_t shift = 0;
+    for (std::size_t i = candidate.size(); i-- > 0;) {
+      candidate[i].shift += shift;
+      shift += gaps[i];
+    }
+    accept(std::move(candidate), removed_.repetitions);
+  }
+
+  // Tries to remove runs of steps, half of all first, then ever shorter ones.
+  void removeOthers() {
+    for (std::size_t size = steps_.size() / 2; size > 0; size /= 2) {
+      for (std::size_t end = steps_.size() - 1; end > 0;) {
+        const std::size_t begin = end - std::min(size, end);
+        std::vector<bool> run(steps_.size());
+        for (std::size_t i = begin; i < end; ++i) run[i] = true;
+        removeMarked(run, begin, end);
+        end = std::min(begin, steps_.size() - 1);
+      }
+    }
+  }
+
+  // Removes a step that delivers texts to the host together with as many calls that take one, wherever they
+  // are.
+  void removeDeliveries() {
+    std::vector<int> changes = arrivals();
+    for (std::size_t at = steps_.size() - 1; at-- > 0;) {
+      if (changes[at] <= 0) continue;
+      std::vector<bool> delivery(steps_.size());
+      delivery[at] = true;
+      int toTake = changes[at];
+      for (std::size_t i = at + 1; i + 1 < steps_.size() && toTake > 0; ++i) {
+        delivery[i] = changes[i] == -1;
+        toTake -= delivery[i];
+      }
+      if (removeMarked(delivery, at, at + 1)) changes = arrivals();
+    }
+  }
+
+  // Tries to remove the marked steps. If the gap from `begin` to `end` matters, the steps before it move to a
+  // later time.
+  bool removeMarked(const std::vector<bool>& marked, std::size_t begin, std::size_t end) {
+    const std::int64_t gap = steps_[end].at().second - steps_[begin].at().second;
+    for (const bool closingTheGap : {false, true}) {
+      if ((closingTheGap && gap == 0) || check_.stepsReplayed() > kStepsReplayedMax) return false;
+      Steps candidate;
+      for (std::size_t i = 0; i < steps_.size(); ++i) {
+        if (marked[i]) continue;
+        candidate.push_back(steps_[i]);
+        if (closingTheGap && i < begin) candidate.back().shift += gap;
+      }
+      if (accept(std::move(candidate), removed_.others)) return true;
+    }
+    return false;
+  }
+
+  // By how much each step changes the number of texts that wait for the host.
+  std::vector<int> arrivals() const {
+    std::vector<int> changes;
+    int before = 0;
+    Reproduction reproduction = check_.newReproduction();
+    for (const RecordedStep& step : steps_) {
+      reproduction.replay(step);
+      int waiting = 0;
+      for (std::int16_t link = 1; link <= reproduction.library().ConnectionCount; ++link)
+        waiting += reproduction.library().ConnectionTable[link].CodaArrivo.Count;
+      changes.push_back(waiting - std::exchange(before, waiting));
+    }
+    return changes;
+  }
+
+  bool accept(Steps candidate, std::size_t& count) {
+    const std::size_t shown = check_.reproducedBy(candidate);
+    if (shown == 0) return false;
+    candidate.resize(shown);
+    count += steps_.size() - shown;
+    steps_ = std::move(candidate);
+    return true;
+  }
+
+  bool concerns(std::int16_t link) const {
+    return ofAllLinks_ || link == 0 ||
+           std::ranges::find(check_.problem().links, link) != check_.problem().links.end();
+  }
+
+  // State of the links under test; deadlines are absolute or, if `now` is given, the seconds left.
+  std::string stateOf(Reproduction& reproduction, std::optional<Instant> now = std::nullopt) const {
+    std::vector<std::int16_t> links = check_.problem().links;
+    if (ofAllLinks_) {
+      links.resize(static_cast<std::size_t>(reproduction.library().ConnectionCount));
+      std::iota(links.begin(), links.end(), std::int16_t{1});
+    }
+    return reproduction.stateOf(links, now);
+  }
 
   std::istream& in_;
   ReproductionCheck check_;
@@ -44,196 +253,38 @@ class Shrinker {
   RemovedSteps removed_;
 };
 
-void Shrinker::shrink(ShrinkResult& result) {
-  const bool taken = take(false, false) || take(true, false) || take(true, true);
-  result.stepsBefore = stepsBefore_;
-  if (!taken) return;
-  removeOtherLinks();
-  for (std::size_t before = SIZE_MAX; steps_.size() < before;) {
-    before = steps_.size();
-    removeRepetitions();
-    removeOthers();
-    removeDeliveries();
-  }
-  result.stepsAfter = steps_.size();
-  result.removed = removed_;
-  check_.reproducedBy(steps_, &result.recording);
-}
-
-// Reads the steps and keeps those that change the engine's state. False if these do not reproduce the
-// problem.
-bool Shrinker::take(bool ofAllLinks, bool allSteps) {
-  ofAllLinks_ = ofAllLinks || check_.problem().links.empty();
-  steps_.clear();
-  stepsBefore_ = 0;
-  removed_ = {};
-  in_.clear();
-  in_.seekg(0);
-  RecordingReader recording(in_);
-  StepReader reader(recording, check_.problem().end);
-  Reproduction reproduction = check_.newReproduction();
-  std::string state = stateOf(reproduction);
-  for (RecordedStep step; reader.next(step);) {
-    ++stepsBefore_;
-    if (reader.atEnd()) {
-      check_.expectStateOf(reproduction, step);
-      steps_.push_back(step);
-    } else if (!concerns(linkOf(reproduction.library(), step.head()))) {
-      ++removed_.ofOtherLinks;
-    } else {
-      reproduction.replay(step);
-      std::string after = stateOf(reproduction);
-      if (after == state && !allSteps) {
-        ++removed_.withoutEffect;
-      } else {
-        steps_.push_back(step);
-      }
-      state = std::move(after);
-    }
-  }
-  const std::size_t shown = check_.reproducedBy(steps_);
-  steps_.resize(shown);
-  return shown > 0;
-}
-
-// Removes the other links' Add calls and renumbers the remaining links accordingly.
-void Shrinker::removeOtherLinks() {
-  if (ofAllLinks_) return;
-  Steps candidate;
-  std::vector<std::size_t> additions;  // of other links
-  Reproduction reproduction = check_.newReproduction();
-  for (std::size_t i = 0; i < steps_.size(); ++i) {
-    const std::int16_t before = reproduction.library().ConnectionCount;
-    reproduction.replay(steps_[i]);
-    const std::int16_t after = reproduction.library().ConnectionCount;
-    if (after > before && !concerns(after)) additions.push_back(i);
-  }
-  const auto& links = check_.problem().links;
-  if (!std::ranges::all_of(links, [&](std::int16_t link) { return reproduction.library().validIndex(link); }))
-    return;
-  const Renumbering renumbering(reproduction.library(), links);
-  for (std::size_t i = 0; i < steps_.size(); ++i) {
-    if (std::ranges::binary_search(additions, i)) continue;
-    candidate.push_back(renumbering.renumbered(steps_[i]));
-    if (candidate.back().lines->empty()) return;  // the last step belongs to another link
-  }
-  ReproductionCheck before = check_;
-  check_.renumber(renumbering);
-  if (!accept(std::move(candidate), removed_.ofOtherLinks)) check_ = std::move(before);
-}
-
-// If the engine returns to a state later, the steps between only take time: continue from the later moment.
-void Shrinker::removeRepetitions() {
-  std::vector<std::size_t> states;
-  std::unordered_map<std::size_t, std::size_t> latest;
-  Reproduction reproduction = check_.newReproduction();
-  for (const RecordedStep& step : steps_) {
-    states.push_back(std::hash<std::string>()(stateOf(reproduction, step.at())));
-    latest[states.back()] = states.size() - 1;
-    reproduction.replay(step);
-  }
-  Steps candidate;
-  std::vector<std::int64_t> gaps;  // before each of these
-  for (std::size_t i = 0; i < steps_.size(); ++i) {
-    const std::size_t later = latest[states[i]];
-    gaps.push_back(steps_[later].at().second - steps_[i].at().second);
-    candidate.push_back(steps_[later]);
-    i = later;
-  }
-  std::int64_t shift = 0;
-  for (std::size_t i = candidate.size(); i-- > 0;) {
-    candidate[i].shift += shift;
-    shift += gaps[i];
-  }
-  accept(std::move(candidate), removed_.repetitions);
-}
-
-// Tries to remove runs of steps, half of all first, then ever shorter ones.
-void Shrinker::removeOthers() {
-  for (std::size_t size = steps_.size() / 2; size > 0; size /= 2) {
-    for (std::size_t end = steps_.size() - 1; end > 0;) {
-      const std::size_t begin = end - std::min(size, end);
-      std::vector<bool> run(steps_.size());
-      for (std::size_t i = begin; i < end; ++i) run[i] = true;
-      removeMarked(run, begin, end);
-      end = std::min(begin, steps_.size() - 1);
-    }
-  }
-}
-
-// Removes a step that delivers texts to the host together with as many calls that take one, wherever they
-// are.
-void Shrinker::removeDeliveries() {
-  std::vector<int> changes = arrivals();
-  for (std::size_t at = steps_.size() - 1; at-- > 0;) {
-    if (changes[at] <= 0) continue;
-    std::vector<bool> delivery(steps_.size());
-    delivery[at] = true;
-    int toTake = changes[at];
-    for (std::size_t i = at + 1; i + 1 < steps_.size() && toTake > 0; ++i) {
-      delivery[i] = changes[i] == -1;
-      toTake -= delivery[i];
-    }
-    if (removeMarked(delivery, at, at + 1)) changes = arrivals();
-  }
-}
-
-// Tries to remove the marked steps. If the gap from `begin` to `end` matters, the steps before it move to a
-// later time.
-bool Shrinker::removeMarked(const std::vector<bool>& marked, std::size_t begin, std::size_t end) {
-  const std::int64_t gap = steps_[end].at().second - steps_[begin].at().second;
-  for (const bool closingTheGap : {false, true}) {
-    if ((closingTheGap && gap == 0) || check_.stepsReplayed() > kStepsReplayedMax) return false;
-    Steps candidate;
-    for (std::size_t i = 0; i < steps_.size(); ++i) {
-      if (marked[i]) continue;
-      candidate.push_back(steps_[i]);
-      if (closingTheGap && i < begin) candidate.back().shift += gap;
-    }
-    if (accept(std::move(candidate), removed_.others)) return true;
-  }
-  return false;
-}
-
-// By how much each step changes the number of texts that wait for the host.
-std::vector<int> Shrinker::arrivals() const {
-  std::vector<int> changes;
-  int before = 0;
-  Reproduction reproduction = check_.newReproduction();
-  for (const RecordedStep& step : steps_) {
-    reproduction.replay(step);
-    int waiting = 0;
-    for (std::int16_t link = 1; link <= reproduction.library().ConnectionCount; ++link)
-      waiting += reproduction.library().ConnectionTable[link].CodaArrivo.Count;
-    changes.push_back(waiting - std::exchange(before, waiting));
-  }
-  return changes;
-}
-
-bool Shrinker::accept(Steps candidate, std::size_t& count) {
-  const std::size_t shown = check_.reproducedBy(candidate);
-  if (shown == 0) return false;
-  candidate.resize(shown);
-  count += steps_.size() - shown;
-  steps_ = std::move(candidate);
-  return true;
-}
-
-bool Shrinker::concerns(std::int16_t link) const {
-  return ofAllLinks_ || link == 0 ||
-         std::ranges::find(check_.problem().links, link) != check_.problem().links.end();
-}
-
-std::string Shrinker::stateOf(Reproduction& reproduction, std::optional<Instant> now) const {
-  std::vector<std::int16_t> links = check_.problem().links;
-  if (ofAllLinks_) {
-    links.resize(static_cast<std::size_t>(reproduction.library().ConnectionCount));
-    std::iota(links.begin(), links.end(), std::int16_t{1});
-  }
-  return reproduction.stateOf(links, now);
-}
-
 }  // namespace
+
+std::int16_t linkOf(const Library& library, const Line& line) {
+  if (const auto* trace = std::get_if<TraceLine>(&line)) return trace->link;
+  if (const auto* call = std::get_if<CallLine>(&line)) {
+    const auto* index =
+        call->parameters.empty() ? nullptr : std::get_if<std::int16_t>(&call->parameters.front());
+    return index == nullptr ? std::int16_t{0} : *index;
+  }
+  const bool mayHaveLink =
+      std::holds_alternative<EventLine>(line) || std::holds_alternative<OperationLine>(line);
+  const SocketId* socket = mayHaveLink ? socketOf(line) : nullptr;
+  return socket == nullptr ? std::int16_t{0} : linkOf(library, *socket);
+}
+
+Problem findProblem(std::istream& in, const MakeChecker& makeChecker) {
+  RecordingReader reader(in);
+  const std::unique_ptr<Checker> checker = makeChecker(std::make_shared<NoSink>());
+  Player player(reader, checker.get());
+  while (player.running() && !checker->finding()) player.replayStep();
+  ReplayResult result = player.result();
+  Problem problem;
+  problem.damage = std::move(result.damage);
+  problem.mismatch = std::move(result.mismatch);
+  problem.end = result.lines + 1;
+  if (problem.mismatch) {
+    problem.links = linksOf(*problem.mismatch, player.library());
+  } else if (problem.finding = checker->finding(); problem.finding && problem.finding->link != 0) {
+    problem.links = {static_cast<std::int16_t>(problem.finding->link)};
+  }
+  return problem;
+}
 
 ShrinkResult shrink(std::istream& in, const MakeChecker& makeChecker) {
   ShrinkResult result;

@@ -1,14 +1,33 @@
-// Shrinks a recording to the steps that reproduce its problem.
+// Finds the first mismatch or broken rule in a recording, and shrinks the recording to the steps that
+// reproduce it.
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <istream>
+#include <optional>
 #include <string>
+#include <vector>
 
+#include "recording/format/recording_reader.h"
+#include "recording/player/player.h"
 #include "recording/shrinker/checker.h"
-#include "recording/shrinker/problem.h"
 
 namespace quarnex::recording {
+
+/// The first mismatch between the recording and its replay, or else the checker's first finding; or neither.
+struct Problem {
+  std::optional<Mismatch> mismatch;
+  std::optional<Finding> finding;
+  std::size_t end = 0;                // line number behind the step that shows the problem
+  std::vector<std::int16_t> links;    // affected links; empty if unknown
+  std::optional<DamagedLine> damage;  // the damaged line that ended the replay early
+
+  bool found() const { return mismatch || finding; }
+};
+
+/// Replays `in` up to the first problem. Throws `DamagedLine` if the first line is damaged.
+Problem findProblem(std::istream& in, const MakeChecker& makeChecker);
 
 /// Numbers of removed steps, by reason.
 struct RemovedSteps {
@@ -25,6 +44,9 @@ struct ShrinkResult {
   RemovedSteps removed;
   std::string recording;  // the shrunk recording; "" if there is none
 };
+
+/// Index of the link that a line concerns in `library`, 0 if none in particular.
+std::int16_t linkOf(const Library& library, const Line& line);
 
 /// Reads `in` several times from its beginning. If removed steps took time, the steps before them move to a
 /// later time. Takes about a minute at most. Returns no recording if there is no problem, or if the problem
