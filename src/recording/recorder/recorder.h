@@ -67,7 +67,7 @@ class RecordingWriter final : public Observer {
   template <class Operate, class Undo = void (*)()>
   void perform(
       const ServiceCall& call, const Operate& operate, const Undo& undo = [] {}) {
-    if (inStep()) output(OperationLine{call.operation, call.socket, call.argument});
+    if (inStep()) output(lineOf(call));
     try {
       operate();
     } catch (const Failure& failure) {
@@ -115,6 +115,15 @@ class RecordingWriter final : public Observer {
     --depth_;
     ++stretch_;
     if (depth_ == 0) lines_.pause();
+  }
+  /// Fills the line in its place: copying the operand once more would double the cost of a `send`.
+  static Line lineOf(const ServiceCall& call) {
+    Line line{std::in_place_type<OperationLine>};
+    auto& operation = *std::get_if<OperationLine>(&line);
+    operation.operation = call.operation;
+    operation.socket = call.socket;
+    operation.argument = call.argument;
+    return line;
   }
   void recordFailure(const ServiceCall& call, const Failure& failure) {
     lines_.take(FailedLine{call.operation, call.socket, failure.number(), failure.what()});
