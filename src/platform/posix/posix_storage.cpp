@@ -11,7 +11,6 @@
 
 #include "platform/posix/descriptor.h"
 #include "platform/posix/error_numbers.h"
-#include "services/quiet_thread.h"
 
 namespace quarnex {
 namespace {

@@ -3,8 +3,6 @@
 #include <chrono>
 #include <utility>
 
-#include "services/quiet_thread.h"
-
 namespace quarnex::recording {
 namespace {
 
