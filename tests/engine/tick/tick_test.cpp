@@ -6,8 +6,10 @@
 
 #include <algorithm>
 #include <functional>
+#include <initializer_list>
 #include <string>
 
+#include "engine/records/frm_sock.h"
 #include "support/stub_host.h"
 
 namespace quarnex::test {
@@ -111,6 +113,21 @@ TEST(Sockets, InANegativeStateAreBusy) {
     EXPECT_THAT(host.inbound(1), testing::Contains(client ? "991 127.0.0.1:20308 Connect Timeout"
                                                           : "991 0.0.0.0:20308 Listen Timeout"));
   }
+}
+
+TEST(Sockets, WithoutALinkRaiseEventsWithoutEffect) {
+  StubHost host;
+  host.addConnected(true);
+  for (const auto array : {SocketArray::ClientSocket, SocketArray::ServerSocket, SocketArray::SrvAccept}) {
+    for (const std::int16_t index : std::initializer_list<std::int16_t>{-1, 0, 2}) {
+      host.events().onConnect(array, index, 0);
+      host.events().onClose(array, index, 10054);
+      host.events().onReceive(array, index, 0);
+      host.events().onAccept(array, index, 9, 0);
+    }
+  }
+  EXPECT_THAT(host.happened(), testing::IsEmpty());
+  EXPECT_THROW(ClientSocket(host.library, -1), Failure);
 }
 
 TEST(Guard, TracesAFailureThatEscapesAStepAndServesTheLinkAgain) {
