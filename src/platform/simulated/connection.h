@@ -216,7 +216,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
 
-  /// The end that called, and the one that was called, at `port`.
+  /// The calling end and the called end, at `port`.
   End caller;
   End called;
   const Address port;

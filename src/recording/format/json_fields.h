@@ -78,7 +78,7 @@ class JsonFields {
     return params_;
   }
 
-  // Events of the JSON parser. One that returns false ends the parse.
+  // Events of the JSON parser; returning false ends the parse.
   bool null() { return put(JsonValue::Type::Null); }
   bool boolean(bool value) { return put(JsonValue::Type::Boolean, value ? 1 : 0); }
   bool number_integer(std::int64_t value) { return put(JsonValue::Type::Integer, value); }
@@ -91,7 +91,7 @@ class JsonFields {
     if (JsonValue* place = placeOf(JsonValue::Type::Text)) place->text.swap(value);
     return depth_ > 0;
   }
-  bool binary(std::vector<std::uint8_t>&) { return false; }  // JSON text has none
+  bool binary(std::vector<std::uint8_t>&) { return false; }  // JSON text has no binary values
   bool start_object(std::size_t) {
     if (depth_ > 0) put(JsonValue::Type::Other);
     return descend();

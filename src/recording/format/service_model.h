@@ -28,7 +28,7 @@ class ServiceModel : public PlainServices {
     return found == sockets_.end() ? nullptr : &found->second;
   }
 
-  // The effects of lines. A line about an instance that was never created has none.
+  // The effects of lines. Lines about instances that were never created are ignored.
   void beginStep(const Line& step) {
     if (const auto* event = std::get_if<EventLine>(&step)) {
       if (PlainSocket* socket = find(event->socket)) socket->follow(event->event, event->code);

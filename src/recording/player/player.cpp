@@ -11,7 +11,7 @@ namespace quarnex::recording {
 namespace {
 
 constexpr std::size_t kWidth = 400;  // bytes shown of a line
-constexpr std::size_t kLead = 60;    // of these before the first one that differs
+constexpr std::size_t kLead = 60;    // of them before the first byte that differs
 constexpr std::string_view kCut = "...";
 
 // Within a character of UTF-8.
