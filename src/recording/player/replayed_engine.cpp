@@ -1,6 +1,5 @@
 #include "recording/player/replayed_engine.h"
 
-#include <ranges>
 
 namespace quarnex::recording {
 
@@ -35,8 +34,8 @@ void ReplayedServices::take(const Line& output) {
 }
 
 std::string_view ReplayedServices::hostOf(std::int32_t handle) const {
-  for (const Line* step : std::views::reverse(steps_)) {
-    const auto* event = std::get_if<EventLine>(step);
+  for (auto step = steps_.rbegin(); step != steps_.rend(); ++step) {
+    const auto* event = std::get_if<EventLine>(*step);
     if (event != nullptr && event->handle == handle && !event->remoteHost.empty()) return event->remoteHost;
   }
   return "";
