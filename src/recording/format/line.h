@@ -2,6 +2,7 @@
 // and its words.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <concepts>
 #include <cstddef>
@@ -33,11 +34,24 @@ enum class Key : std::uint8_t {};
 constexpr std::string_view nameOf(Key key) {
   return kKeys[static_cast<std::size_t>(key)];
 }
-/// Does not compile for a name that `kKeys` lacks.
-consteval Key operator""_key(const char* name, std::size_t length) {
+/// A name as a template argument. (Clang 14 leaves calls of an immediate function in templates to the linker,
+/// so the name is not a function argument.)
+template <std::size_t size>
+struct KeyName {
+  // NOLINTNEXTLINE(google-explicit-constructor): made from the literal
+  constexpr KeyName(const char (&text)[size]) { std::copy_n(text, size, characters); }
+  char characters[size];
+};
+template <KeyName name>
+inline constexpr auto kPlaceOf = [] {
   std::uint8_t place = 0;
-  while (kKeys.at(place) != std::string_view(name, length)) ++place;
-  return Key{place};
+  while (kKeys.at(place) != name.characters) ++place;
+  return place;
+}();
+/// Does not compile for a name that `kKeys` lacks.
+template <KeyName name>
+constexpr Key operator""_key() {
+  return Key{kPlaceOf<name>};
 }
 
 /// One line. It refers to its texts, parameters and result; they belong to the recorded engine, to a parser

@@ -1,6 +1,5 @@
 #include "recording/player/replayed_engine.h"
 
-
 namespace quarnex::recording {
 
 std::optional<Answer> answerIn(const Line& line, const OperationLine& call) {
