@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <exception>
 #include <memory>
 #include <type_traits>
 
@@ -24,23 +23,29 @@ class WatchedSocket {
     if (call.operation == Operation::Send || call.operation == Operation::Connect ||
         call.operation == Operation::Listen)
       watcher_.performs(link, call);
-    const Failing failing{*this, call};
-    return operate(*inner);
+    Failing failing{*this, &call};
+    if constexpr (std::is_void_v<decltype(operate(*inner))>) {
+      operate(*inner);
+      failing.call = nullptr;
+    } else {
+      auto result = operate(*inner);
+      failing.call = nullptr;
+      return result;
+    }
   }
 
   std::unique_ptr<SocketInstance> inner;
   std::int16_t link = 0;  ///< to which it belongs
 
  private:
-  // Reports a call that an exception ends. Catching it and throwing it again would take longer than the rest
-  // of the step.
+  // Reports the call on destruction, unless it is cleared first. Catching a failure and throwing it again
+  // would take longer than the rest of the step.
   struct Failing {
     ~Failing() {
-      if (std::uncaught_exceptions() > before) socket.watcher_.fails(socket.link, call);
+      if (call != nullptr) socket.watcher_.fails(socket.link, *call);
     }
     WatchedSocket& socket;
-    const ServiceCall& call;
-    const int before = std::uncaught_exceptions();
+    const ServiceCall* call;
   };
 
   Watcher& watcher_;

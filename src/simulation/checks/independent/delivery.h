@@ -33,12 +33,25 @@ class Delivery : public Check {
       taken(call.link, std::get<std::string>(result));
   }
   void traced(std::int16_t link, std::string_view text) {
-    if (begins(text, "ATTIVATO SOCKET ")) activated(link);
-    if (begins(text, "P:Errore: ")) engine_.excuse(link, Cause::Failed);
-    if (begins(text, "P:X000E0701")) engine_.excuse(link, Cause::Connected);
-    if (begins(text, "P:X000E0702")) engine_.excuse(link, Cause::Disconnected);
-    if (begins(text, "IN CANNA:")) links_[link].batch = fieldsOf(text);
-    if (begins(text, "R>") && engine_.at(link).tcp) engine_.at(link).received->receiveBody(text.substr(2));
+    switch (text.empty() ? '\0' : text.front()) {
+      case 'A':
+        if (text.starts_with("ATTIVATO SOCKET ")) activated(link);
+        break;
+      case 'P':
+        if (text.starts_with("P:Errore: ")) engine_.excuse(link, Cause::Failed);
+        if (text.starts_with("P:X000E0701")) engine_.excuse(link, Cause::Connected);
+        if (text.starts_with("P:X000E0702")) engine_.excuse(link, Cause::Disconnected);
+        break;
+      case 'I':
+        if (text.starts_with("IN CANNA:")) links_[link].batch = fieldsOf(text);
+        break;
+      case 'R':
+        if (engine_.at(link).tcp && text.starts_with("R>"))
+          engine_.at(link).received->receiveBody(text.substr(2));
+        break;
+      default:
+        break;
+    }
   }
   void performs(std::int16_t link, const ServiceCall& call) {
     TextFlow* const flow = engine_.at(link).sent;
