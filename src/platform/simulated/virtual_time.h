@@ -2,12 +2,12 @@
 #pragma once
 
 #include <algorithm>
-#include <compare>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
 namespace quarnex::simulated {
 
@@ -28,12 +28,10 @@ class TimeStandsStill : public std::logic_error {
 /// that is how one delivery nests in another.
 class VirtualTime {
  public:
-  /// Names one scheduled task, in the order in which tasks run. `cancel` accepts it even after the task has
-  /// run.
+  /// Names one scheduled task. `cancel` accepts it even after the task has run.
   struct Appointment {
-    Milliseconds when = 0;
+    std::uint32_t slot = 0;
     std::uint64_t order = 0;  // 0: none
-    auto operator<=>(const Appointment&) const = default;
   };
 
   /// Since the beginning; never decreases.
@@ -41,22 +39,35 @@ class VirtualTime {
 
   /// Runs `task` at `when`, or as soon as possible if that is past.
   Appointment at(Milliseconds when, std::function<void()> task) {
-    const Appointment appointment{std::max(when, now_), ++lastOrder_};
-    tasks_.emplace(appointment, std::move(task));
-    return appointment;
+    const std::uint32_t slot = takeSlot();
+    slots_[slot].task = std::move(task);
+    slots_[slot].order = ++lastOrder_;
+    heap_.push_back({std::max(when, now_), lastOrder_, slot});
+    std::push_heap(heap_.begin(), heap_.end(), later);
+    return {slot, lastOrder_};
   }
-  void cancel(Appointment appointment) { tasks_.erase(appointment); }
+  void cancel(Appointment appointment) {
+    if (appointment.order == 0 || slots_[appointment.slot].order != appointment.order) return;
+    freeSlot(appointment.slot);
+  }
 
   /// Runs the next task if it is due at `latest` or before; false if there is none. Throws TimeStandsStill
   /// instead of running the millionth and first task of one millisecond.
   bool runNext(Milliseconds latest) {
-    if (tasks_.empty() || tasks_.begin()->first.when > latest) return false;
-    const auto next = tasks_.extract(tasks_.begin());
-    tasksNow_ = next.key().when == now_ ? tasksNow_ + 1 : 1;
-    now_ = next.key().when;
-    if (tasksNow_ > kTasksAtOnceMax) throw TimeStandsStill();
-    next.mapped()();
-    return true;
+    while (!heap_.empty() && heap_.front().when <= latest) {
+      const Entry next = heap_.front();
+      std::pop_heap(heap_.begin(), heap_.end(), later);
+      heap_.pop_back();
+      if (slots_[next.slot].order != next.order) continue;
+      const std::function<void()> task = std::move(slots_[next.slot].task);
+      freeSlot(next.slot);
+      tasksNow_ = next.when == now_ ? tasksNow_ + 1 : 1;
+      now_ = next.when;
+      if (tasksNow_ > kTasksAtOnceMax) throw TimeStandsStill();
+      task();
+      return true;
+    }
+    return false;
   }
   /// Runs all tasks that are due at `latest` or before; then the time is `latest`.
   void runUntil(Milliseconds latest) {
@@ -66,12 +77,43 @@ class VirtualTime {
   }
 
  private:
+  struct Entry {
+    Milliseconds when;
+    std::uint64_t order;
+    std::uint32_t slot;
+  };
+  struct Slot {
+    std::function<void()> task;
+    std::uint64_t order = 0;  // of the task that it holds, 0 = free
+  };
+
+  static bool later(const Entry& left, const Entry& right) {
+    return left.when != right.when ? left.when > right.when : left.order > right.order;
+  }
+  std::uint32_t takeSlot() {
+    if (freeSlots_.empty()) {
+      slots_.emplace_back();
+      return static_cast<std::uint32_t>(slots_.size() - 1);
+    }
+    const std::uint32_t slot = freeSlots_.back();
+    freeSlots_.pop_back();
+    return slot;
+  }
+  void freeSlot(std::uint32_t slot) {
+    slots_[slot].order = 0;
+    slots_[slot].task = nullptr;
+    freeSlots_.push_back(slot);
+  }
+
   static constexpr int kTasksAtOnceMax = 1'000'000;  // hosts with all possible links stay far below
 
   Milliseconds now_ = 0;
   int tasksNow_ = 0;  // that have run at this time
   std::uint64_t lastOrder_ = 0;
-  std::map<Appointment, std::function<void()>> tasks_;
+  std::vector<Entry>
+      heap_;  // the earliest first; entries of cancelled tasks stay until they are the earliest
+  std::vector<Slot> slots_;
+  std::vector<std::uint32_t> freeSlots_;
 };
 
 }  // namespace quarnex::simulated
