@@ -8,7 +8,6 @@
 #include <variant>
 
 #include "simulation/checks/independent/check.h"
-#include "simulation/peers/wire_format.h"
 
 namespace quarnex::simulation {
 
@@ -36,8 +35,7 @@ class FrameFormat : public Check {
     if (bytes.size() < 1 + kHead.size() + kDigitsMin + 2 + kTail) return "a frame is too short";
     if (bytes.front() != kStart) return "a frame does not begin with its start character";
     if (bytes.find(kEnd) != bytes.size() - 1) return "a frame does not end with its only end character";
-    if (wire::checksum(bytes.substr(1, bytes.size() - 1 - kTail)) != bytes.substr(bytes.size() - kTail, 2))
-      return "a frame's checksum is wrong";
+    if (!checksumFits(bytes)) return "a frame's checksum is wrong";
     if (bytes.substr(1, kHead.size()) != kHead) return "a frame's header is wrong";
     const std::string_view rest = bytes.substr(1 + kHead.size(), bytes.size() - 1 - kHead.size() - kTail);
     const std::size_t separator = rest.find('|', kDigitsMin + 1);
@@ -56,8 +54,16 @@ class FrameFormat : public Check {
   static constexpr std::string_view kHead = "9999000";
   static constexpr std::size_t kDigitsMin = 3;
   static constexpr std::size_t kTail = 3;  // checksum and end character
-  // '0' + 207 is the last character; later fields go uncounted.
-  static constexpr std::ptrdiff_t kCountMost = 207;
+  static constexpr std::ptrdiff_t kCountMost =
+      207;  // '0' + 207 is the last character; later fields go uncounted
+
+  static bool checksumFits(std::string_view bytes) {
+    unsigned char sum = 0;
+    for (const char byte : bytes.substr(1, bytes.size() - kTail - 1)) sum ^= static_cast<unsigned char>(byte);
+    const auto high = static_cast<char>('@' + (sum >> 4));
+    const auto low = static_cast<char>('@' + (sum & 15));
+    return bytes[bytes.size() - 3] == high && bytes[bytes.size() - 2] == low;
+  }
 
   static bool isDigit(char character) { return character >= '0' && character <= '9'; }
 
