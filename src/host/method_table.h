@@ -41,7 +41,8 @@ enum class DispatchId : std::int32_t {
   DisattivaDebug,
   AttivaLog,
   DisattivaLog,
-  Connesso
+  Connesso,
+  End  ///< behind the last method
 };
 
 struct Method {
@@ -142,9 +143,10 @@ inline constexpr Method kTable[] = {
 
 constexpr bool inOrder(std::span<const Method> table) {
   auto next = static_cast<std::int32_t>(DispatchId::Add);
-  return std::ranges::all_of(table, [&](const Method& method) { return method.dispatchId == next++; });
+  return std::ranges::all_of(table, [&](const Method& method) { return method.dispatchId == next++; }) &&
+         next == static_cast<std::int32_t>(DispatchId::End);
 }
-static_assert(inOrder(kTable), "the rows have the order of the dispatch identifiers, without gaps");
+static_assert(inOrder(kTable), "each dispatch identifier has one row, in their order");
 
 /// Position of the row of `method`; does not compile if there is no such row.
 template <auto method>
