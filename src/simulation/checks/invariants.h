@@ -34,7 +34,7 @@ class RecordInvariants : public RecordCheck {
   }
 
  private:
-  static constexpr std::int16_t kCapacityMax = 5099;  // one that grew by 100 when it held 4999
+  static constexpr std::int16_t kCapacityMax = 5099;  // a queue of 4999 texts that grew by 100
   static constexpr std::int16_t kRepetitionTicks = 25;
   static constexpr std::int16_t kFailuresTolerated = 3;
   // The second ends the connection; more can only be where that failed, because an operation did.

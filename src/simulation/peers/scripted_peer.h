@@ -89,7 +89,7 @@ class ScriptedPeer final : private NetworkUser {
       if (holds("|9QRY|")) sendMessage(identifier, {"9NODATA", "9."});
     };
   }
-  /// Its end of the connection, where network faults are set; nullptr if it has none.
+  /// Its end of the connection, where network faults are set; nullptr without a connection.
   End* end() const { return end_.get(); }
 
  private:

@@ -34,7 +34,7 @@ class DiskSink final : public recording::Sink, private Storage {
   bool full() const override { return over_; }
 
   /// Writes the waiting lines and replays the file up to its first gap. Describes the first defect of the
-  /// file; "" if it has none.
+  /// file, or "" for a file without defects.
   std::string_view flaw() {
     marked_.write(backlog_);
     marked_.finish();

@@ -62,7 +62,7 @@ class TextFlow {
  public:
   TextFlow() { latest_.fill(-1); }
 
-  /// Records the body of a frame that leaves, and of one that arrived with a fitting checksum.
+  /// Record the bodies of frames: of each frame sent, and of each frame received with the right checksum.
   void sendBody(std::string_view body);
   void receiveBody(std::string_view body);
   /// Texts sent until `at` that have not arrived may be lost or arrive again because of this.
