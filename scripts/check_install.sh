@@ -65,18 +65,16 @@ build_with_pkg_config() {
 
 # Prints which of the installed libraries a program was linked with: shared or static.
 linked_kind() {
-    if LD_LIBRARY_PATH=$libraries ldd "$1" 2>/dev/null | grep -q "$libraries/libquarnex.so"; then
-        echo shared
-    else
-        echo static
-    fi
+    local needed
+    needed=$(LD_LIBRARY_PATH=$libraries ldd "$1" 2>/dev/null || true)
+    if [[ $needed == *"$libraries/libquarnex.so"* ]]; then echo shared; else echo static; fi
 }
 
 # try_example WAY KIND: builds the example, checks which library it was linked with, and runs it.
 try_example() {
     local folder=$work/$1-$2
     "build_with_${1//-/_}" "$2"
-    [[ $(linked_kind "$folder/embed") == "$2" ]]
+    [[ $(linked_kind "$folder/embed") == "$2" ]] || { echo "linked with another kind of library"; return 1; }
     LD_LIBRARY_PATH=$libraries alone "$folder/embed" >"$folder/printed"
     diff - "$folder/printed" <<<$'report 701 127.0.0.1:20107\nreceived HELLO\nreport 702 '
 }
@@ -119,7 +117,7 @@ try_tool() {
     local share=$root/usr/share
     bash -n "$share/bash-completion/completions/quarn"
     zsh -n "$share/zsh/vendor-completions/_quarn"
-    fish --no-config -c "source $share/fish/vendor_completions.d/quarn.fish; complete -C 'quarn li'" | grep -q '^listen'
+    [[ $(fish --no-config -c "source $share/fish/vendor_completions.d/quarn.fish; complete -C 'quarn li'") == listen* ]]
 }
 
 step "packages"
