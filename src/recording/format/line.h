@@ -1,5 +1,5 @@
-// Defines the lines of a recording and their JSON keys: one type per kind, with its values, its JSON members
-// and its words.
+// Defines the lines of a recording and their JSON keys: one type per kind, with its values and its JSON
+// members.
 #pragma once
 
 #include <algorithm>
@@ -9,12 +9,10 @@
 #include <cstdint>
 #include <optional>
 #include <span>
-#include <string>
 #include <string_view>
 #include <variant>
 
 #include "host/method_table.h"
-#include "recording/format/text_codes.h"
 #include "services/operation.h"
 #include "services/wall_clock.h"
 
@@ -42,16 +40,12 @@ struct KeyName {
   constexpr KeyName(const char (&text)[size]) { std::copy_n(text, size, characters); }
   char characters[size];
 };
-template <KeyName name>
-inline constexpr auto kPlaceOf = [] {
-  std::uint8_t place = 0;
-  while (kKeys.at(place) != name.characters) ++place;
-  return place;
-}();
 /// Does not compile for a name that `kKeys` lacks.
 template <KeyName name>
 constexpr Key operator""_key() {
-  return Key{kPlaceOf<name>};
+  constexpr auto found = std::ranges::find(kKeys, name.characters);
+  static_assert(found != kKeys.end());
+  return Key{found - kKeys.begin()};
 }
 
 /// One line. It refers to its texts, parameters and result; they belong to the recorded engine, to a parser
@@ -59,8 +53,7 @@ constexpr Key operator""_key() {
 ///
 /// Each kind of line is one type, which states everything about its kind. `kShape` is its place in a step and
 /// the keys that determine it. `members` calls `visit(key, member)` for each JSON member, in their order in a
-/// file; parsing, writing, hashing and copying are such visitors. `words` describes the line for people; it
-/// is empty if the printer shows the line in another way.
+/// file; parsing, writing, hashing and copying are such visitors.
 using Line = std::variant<struct CallLine, struct TickLine, struct EventLine, struct TraceLine,
                           struct OperationLine, struct ResultLine, struct FailureLine, struct EndLine,
                           struct InvalidLine, struct FetchedLine, struct FailedLine, struct PropertyLine,
@@ -85,14 +78,6 @@ constexpr bool isProperty(Operation operation) {
 
 /// The value of a member that only occurs as `true`.
 struct True {};
-
-// Parts of the descriptions in words.
-std::string inWords(const Value& value);
-/// Begins with a space, or is empty.
-std::string inWords(const Operand& operand);
-/// With the socket instance, if it is on one.
-std::string inWords(Operation operation, SocketId socket);
-std::string failureInWords(std::string_view subject, std::int32_t number, std::string_view description);
 
 /// The first members of every step.
 struct StepStart {
@@ -119,7 +104,6 @@ struct CallLine {
     visit("call"_key, self.method);
     visit("params"_key, self.parameters);
   }
-  std::string words() const;  // Add("MIRTAN", 5, true, true)
 };
 
 /// The timer ticks.
@@ -131,7 +115,6 @@ struct TickLine {
     StepStart::members(visit, self.start);
     visit("tick"_key, True{});
   }
-  std::string words() const { return "tick"; }
 };
 
 /// A socket raises an event.
@@ -154,7 +137,6 @@ struct EventLine {
     }
     visit("code"_key, self.code);
   }
-  std::string words() const;  // Connect on ClientSocket 1, code 10061
 };
 
 /// The engine traces a text.
@@ -168,7 +150,6 @@ struct TraceLine {
     visit("trace"_key, self.link);
     visit("text"_key, self.text);
   }
-  std::string words() const { return inWords(text); }
 };
 
 /// The engine calls an operation of its services.
@@ -191,8 +172,6 @@ struct OperationLine {
     if (shape.onSocket) visit(self.socket);
     visit(argumentKey(self.operation), self.argument, shape.argument);
   }
-  /// > setLocalPort ClientSocket 1 20308
-  std::string words() const { return "> " + inWords(operation, socket) + inWords(argument); }
 
  private:
   static constexpr Key argumentKey(Operation operation) {
@@ -208,7 +187,6 @@ struct ResultLine {
   bool operator==(const ResultLine& other) const { return *value == *other.value; }
 
   static void members(auto& visit, auto& self) { visit("result"_key, self.value); }
-  std::string words() const { return "returns " + inWords(*value); }
 };
 
 /// A host call fails.
@@ -222,7 +200,6 @@ struct FailureLine {
     visit("failure"_key, self.number);
     visit("description"_key, self.description);
   }
-  std::string words() const { return failureInWords("the call", number, description); }
 };
 
 /// A nested tick or event ends.
@@ -231,7 +208,6 @@ struct EndLine {
   bool operator==(const EndLine&) const = default;
 
   static void members(auto& visit, auto&) { visit("end"_key, True{}); }
-  std::string words() const { return ""; }
 };
 
 /// An output with a value that no engine writes, as its JSON: it matches no output.
@@ -239,7 +215,6 @@ struct InvalidLine {
   std::string_view json;
 
   static void members(auto& visit, auto& self) { visit("text"_key, self.json); }
-  std::string words() const { return "(no output that an engine could have)"; }
 };
 
 /// The bytes that the last fetch took.
@@ -252,7 +227,6 @@ struct FetchedLine {
     visit("fetched"_key, self.bytes);
     visit(self.socket);
   }
-  std::string words() const { return "< " + inQuotes(bytes); }
 };
 
 /// The last operation failed, or a read fails until the next output.
@@ -269,11 +243,6 @@ struct FailedLine {
     visit("number"_key, self.number);
     visit("description"_key, self.description);
   }
-  /// < connect failed: 10055 No buffer space available
-  std::string words() const {
-    return failureInWords((isRead(operation) ? "< reading " : "< ") + std::string(nameOf(operation)), number,
-                          description);
-  }
 };
 
 /// A property has this value from here on.
@@ -289,8 +258,6 @@ struct PropertyLine {
     if (shape.onSocket) visit(self.socket);
     visit("value"_key, self.value, shape.result);
   }
-  /// < state ClientSocket 1 reads 4
-  std::string words() const { return "< " + inWords(operation, socket) + " reads" + inWords(value); }
 };
 
 /// The clock shows this time from here on.
@@ -303,7 +270,6 @@ struct NowLine {
     visit("now"_key, self.at);
     visit("utc_offset"_key, self.utcOffset);
   }
-  std::string words() const { return ""; }
 };
 
 /// Lines that were not recorded: nothing behind this line can be replayed.
@@ -312,7 +278,6 @@ struct MissingLine {
   std::int64_t bytes = 0;
 
   static void members(auto& visit, auto& self) { visit("missing"_key, self.bytes); }
-  std::string words() const { return '(' + std::to_string(bytes) + " bytes could not be recorded here)"; }
 };
 
 /// True if both are the same output, with the same values.

@@ -5,8 +5,6 @@
 #include <cstdint>
 #include <cstring>
 
-#include "engine/records/text_pieces.h"
-
 namespace quarnex::recording {
 namespace {
 
@@ -76,12 +74,6 @@ char* putEscaped(char* to, char byte) {
                  static_cast<unsigned char>(0x80 | (code & 0x3F)));
 }
 
-std::string brief(std::string_view bytes, std::string (*written)(std::string_view)) {
-  constexpr std::size_t kShownMax = 500;
-  if (bytes.size() <= kShownMax) return written(bytes);
-  return concat(written(bytes.substr(0, kShownMax)), "... (", bytes.size(), " bytes)");
-}
-
 }  // namespace
 
 bool toBytes(std::string& text) {
@@ -120,14 +112,6 @@ std::string escaped(std::string_view bytes) {
 
 std::string jsonString(std::string_view bytes) {
   return '"' + escaped(bytes) + '"';
-}
-
-std::string inWords(std::string_view bytes) {
-  return brief(bytes, escaped);
-}
-
-std::string inQuotes(std::string_view bytes) {
-  return brief(bytes, jsonString);
 }
 
 std::string terminalSafe(std::string_view line) {

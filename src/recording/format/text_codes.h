@@ -22,10 +22,6 @@ std::string escaped(std::string_view bytes);
 /// The same with quotes around it.
 std::string jsonString(std::string_view bytes);
 
-/// `escaped` or `jsonString` of at most the first 500 bytes; of a longer text with the number of bytes.
-std::string inWords(std::string_view bytes);
-std::string inQuotes(std::string_view bytes);
-
 /// Makes a line of JSON safe for a terminal: escapes the control characters that JSON permits unescaped.
 std::string terminalSafe(std::string_view line);
 

@@ -4,10 +4,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
+#include <iomanip>
 #include <map>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <variant>
 
 #include "engine/records/text_pieces.h"
 #include "recording/format/text_codes.h"
@@ -16,15 +19,76 @@
 namespace quarnex::recording {
 namespace {
 
-constexpr std::size_t kNumberWidth = 8;
-constexpr std::size_t kTimeWidth = 10;
-constexpr std::size_t kTagWidth = 20;
+constexpr int kNumberWidth = 8;
+constexpr int kTimeWidth = 10;
+constexpr int kTagWidth = 20;
 
-std::string padded(std::string_view text, std::size_t width) {
-  std::string cell(text);
-  if (cell.size() < width) cell.resize(width, ' ');
-  return cell;
+// `written` of at most the first 500 bytes; of a longer text with the number of bytes.
+std::string brief(std::string_view bytes, std::string (*written)(std::string_view)) {
+  constexpr std::size_t kShownMax = 500;
+  if (bytes.size() <= kShownMax) return written(bytes);
+  return concat(written(bytes.substr(0, kShownMax)), "... (", bytes.size(), " bytes)");
 }
+
+std::string inWords(const Value& value) {
+  if (const auto* number = std::get_if<std::int16_t>(&value)) return concat(*number);
+  if (const auto* truth = std::get_if<bool>(&value)) return *truth ? "true" : "false";
+  if (const auto* text = std::get_if<std::string>(&value)) return brief(*text, jsonString);
+  return "nothing";
+}
+
+// Begins with a space, or is empty.
+std::string inWords(const Operand& operand) {
+  if (const auto* number = std::get_if<std::int32_t>(&operand)) return concat(' ', *number);
+  if (const auto* text = std::get_if<std::string_view>(&operand)) return ' ' + brief(*text, jsonString);
+  return "";
+}
+
+// With the socket instance, if it is on one.
+std::string inWords(Operation operation, SocketId socket) {
+  if (!shapeOf(operation).onSocket) return std::string(nameOf(operation));
+  return concat(nameOf(operation), ' ', nameOf(socket.array), ' ', socket.index);
+}
+
+/// Describes a line. The description is empty if the printer shows the line in another way.
+struct LineWords {
+  std::string operator()(const CallLine& line) const {
+    std::string words = concat(line.method->name, '(');
+    for (const Value& parameter : line.parameters)
+      words += concat(&parameter == line.parameters.data() ? "" : ", ", inWords(parameter));
+    return words + ')';
+  }
+  std::string operator()(const EventLine& line) const {
+    std::string words = concat(kEvents[static_cast<std::size_t>(line.event)], " on ",
+                               nameOf(line.socket.array), ' ', line.socket.index);
+    if (line.event == EventKind::Accept)
+      words += concat(" from ", escaped(line.remoteHost), ", handle ", line.handle);
+    if (line.code != 0) words += concat(", code ", line.code);
+    return words;
+  }
+  std::string operator()(const OperationLine& line) const {
+    return concat("> ", inWords(line.operation, line.socket), inWords(line.argument));
+  }
+  std::string operator()(const FailureLine& line) const {
+    return concat("the call failed: ", line.number, ' ', escaped(line.description));
+  }
+  std::string operator()(const FailedLine& line) const {
+    return concat(isRead(line.operation) ? "< reading " : "< ", nameOf(line.operation),
+                  " failed: ", line.number, ' ', escaped(line.description));
+  }
+  std::string operator()(const PropertyLine& line) const {
+    return concat("< ", inWords(line.operation, line.socket), " reads", inWords(line.value));
+  }
+  std::string operator()(const TickLine&) const { return "tick"; }
+  std::string operator()(const TraceLine& line) const { return brief(line.text, escaped); }
+  std::string operator()(const ResultLine& line) const { return "returns " + inWords(*line.value); }
+  std::string operator()(const FetchedLine& line) const { return "< " + brief(line.bytes, jsonString); }
+  std::string operator()(const InvalidLine&) const { return "(no output that an engine could have)"; }
+  std::string operator()(const MissingLine& line) const {
+    return concat('(', line.bytes, " bytes could not be recorded here)");
+  }
+  std::string operator()(const auto&) const { return ""; }
+};
 
 std::string dateOf(const LocalTime& time) {
   return concat(ZeroPadded{time.year, 4}, '-', ZeroPadded{time.month, 2}, '-', ZeroPadded{time.day, 2});
@@ -46,10 +110,6 @@ bool isPoll(const Line& line) {
 bool returnsOneOf(std::initializer_list<Value> values, const Line& line) {
   const auto* result = std::get_if<ResultLine>(&line);
   return result != nullptr && std::ranges::find(values, *result->value) != values.end();
-}
-
-std::string wordsFor(const Line& line) {
-  return std::visit([](const auto& one) { return one.words(); }, line);
 }
 
 class RecordingPrinter {
@@ -75,6 +135,7 @@ class RecordingPrinter {
     Instant at;
     std::string tag;
     std::string words;
+    bool isPoll;
   };
 
   void show(const Line& line) {
@@ -92,7 +153,7 @@ class RecordingPrinter {
       utcOffset_ = time->utcOffset.value_or(utcOffset_);
       row(reader_.number(), "", "", "< the clock reads " + timeOf(localTime(time->at, utcOffset_)));
     } else if (!returnsOneOf({Value{}}, line)) {
-      row(reader_.number(), "", tagFor(line), wordsFor(line));
+      row(reader_.number(), "", tagFor(line), std::visit(LineWords(), line));
     }
   }
 
@@ -100,11 +161,10 @@ class RecordingPrinter {
     utcOffset_ = start.utcOffset.value_or(utcOffset_);
     depth_ = start.nested ? depth_ + 1 : 0;
     const bool ofHost = std::holds_alternative<CallLine>(step);
-    const Heading heading{reader_.number(), start.at, ofHost ? "host" : tagFor(step), wordsFor(step)};
-    if (isPoll(step)) {
-      poll_ = heading;
-    } else if (std::holds_alternative<TickLine>(step) && !start.nested) {
-      tick_ = heading;
+    const Heading heading{reader_.number(), start.at, ofHost ? "host" : tagFor(step),
+                          std::visit(LineWords(), step), isPoll(step)};
+    if (heading.isPoll || (std::holds_alternative<TickLine>(step) && !start.nested)) {
+      unsettled_ = heading;
     } else {
       showHeading(heading);
     }
@@ -113,14 +173,14 @@ class RecordingPrinter {
   // A tick without lines of its own did nothing. True if `next` is the answer of a poll that found nothing;
   // both are then counted as one. `next` is null at the end.
   bool settleStep(const Line* next) {
-    const bool stepEnds = next == nullptr || isTopStep(*next);
-    const bool quietPoll = poll_ && next != nullptr && returnsOneOf({false, std::string()}, *next);
-    if (quietPoll) ++quietPolls_;
-    if (tick_ && stepEnds) ++quietTicks_;
-    if (poll_ && !quietPoll) showHeading(*poll_);
-    if (tick_ && !stepEnds) showHeading(*tick_);
-    poll_.reset();
-    tick_.reset();
+    bool quietPoll = false;
+    if (const std::optional<Heading> step = std::exchange(unsettled_, std::nullopt)) {
+      quietPoll = step->isPoll && next != nullptr && returnsOneOf({false, std::string()}, *next);
+      const bool quietTick = !step->isPoll && (next == nullptr || isTopStep(*next));
+      if (quietPoll) ++quietPolls_;
+      if (quietTick) ++quietTicks_;
+      if (!quietPoll && !quietTick) showHeading(*step);
+    }
     if (next == nullptr) showQuietSteps();
     return quietPoll;
   }
@@ -144,10 +204,9 @@ class RecordingPrinter {
   }
 
   void row(std::size_t number, std::string_view time, std::string_view tag, std::string_view words) {
-    const std::string digits = number == 0 ? "" : std::to_string(number);
-    out_ << std::string(kNumberWidth - std::min(digits.size(), kNumberWidth), ' ') << digits << "  "
-         << padded(time, kTimeWidth) << padded(tag, kTagWidth) << std::string(2 * depth_, ' ') << words
-         << '\n';
+    out_ << std::right << std::setw(kNumberWidth) << (number == 0 ? "" : std::to_string(number)) << "  "
+         << std::left << std::setw(kTimeWidth) << time << std::setw(kTagWidth) << tag
+         << std::string(2 * depth_, ' ') << words << '\n';
   }
 
   // A link's lines are recognised by the Add call that registered it: by the instances that it created and by
@@ -185,11 +244,10 @@ class RecordingPrinter {
   RecordingReader& reader_;
   std::ostream& out_;
   std::int32_t utcOffset_;
-  std::string date_;             // the last one printed
-  std::size_t depth_ = 0;        // of nested steps
-  std::optional<Heading> tick_;  // the current step; whether it did anything depends on the next line
-  std::optional<Heading> poll_;  // the current step; whether it found anything depends on the next line
-  std::size_t quietTicks_ = 0;   // not printed yet
+  std::string date_;                  // the last one printed
+  std::size_t depth_ = 0;             // of nested steps
+  std::optional<Heading> unsettled_;  // a tick or poll; whether it had any effect depends on the next line
+  std::size_t quietTicks_ = 0;        // not printed yet
   std::size_t quietPolls_ = 0;
   std::optional<DamagedLine> missing_;
 
