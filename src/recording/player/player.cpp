@@ -102,7 +102,7 @@ void Player::deliverStep() {
   const Line delivered = step.delivered.front();
   if (!start_) start_ = stepStartOf(delivered)->at;
   readLine();
-  engine_.deliver(delivered);
+  engine_.replay(delivered);
 }
 
 void Player::replayNestedStep() {

@@ -12,56 +12,31 @@ std::optional<Answer> answerIn(const Line& line, const OperationLine& call) {
   return std::nullopt;
 }
 
-void ReplayedServices::begin(const Line& step) {
-  steps_.push_back(&step);
-  model_.beginStep(step);
-  model_.letReadsSucceed();
-  replay_.takeInputs();
-}
-
-void ReplayedServices::raise(const Line& step) const {
-  const auto* event = std::get_if<EventLine>(&step);
-  if (event == nullptr) return model_.tick();
-  if (socketEvents() == nullptr) return;
-  quarnex::deliver({event->event, event->socket, event->code, event->handle}, *socketEvents());
-}
-
-void ReplayedServices::take(const Line& output) {
-  model_.letReadsSucceed();
-  replay_.take(output);
-  replay_.takeInputs();
-}
-
-std::string_view ReplayedServices::hostOf(std::int32_t handle) const {
-  for (auto step = steps_.rbegin(); step != steps_.rend(); ++step) {
-    const auto* event = std::get_if<EventLine>(*step);
-    if (event != nullptr && event->handle == handle && !event->remoteHost.empty()) return event->remoteHost;
-  }
-  return "";
-}
-
 ReplayedEngine::ReplayedEngine(Replay& replay, ServiceModel& model, ServicesWrapper* wrapper)
-    : services_(replay, model),
-      library_(wrapper == nullptr ? services_.services() : wrapper->wrap(services_.services())),
+    : Interceptor(model.all()),
+      replay_(replay),
+      model_(model),
+      library_(wrapper == nullptr ? services() : wrapper->wrap(services())),
       quarn_(library_) {
   if (wrapper != nullptr) wrapper->watch(library_);
   next = library_.observer;
   library_.observer = this;
 }
 
-void ReplayedEngine::deliver(const Line& step) {
-  services_.begin(step);
+void ReplayedEngine::replay(const Line& step) {
+  steps_.push_back(&step);
+  model_.beginStep(step);
+  model_.letReadsSucceed();
+  replay_.takeInputs();
   if (const auto* call = std::get_if<CallLine>(&step)) {
     makeCall(*call);
-  } else {
-    services_.raise(step);
+  } else if (const auto* event = std::get_if<EventLine>(&step); event == nullptr) {
+    model_.tick();
+  } else if (socketEvents() != nullptr) {
+    quarnex::deliver({event->event, event->socket, event->code, event->handle}, *socketEvents());
   }
-  services_.end();
-}
-
-void ReplayedEngine::traced(std::int16_t IdxQuarn, std::string_view text) {
-  PassingObserver::traced(IdxQuarn, text);
-  services_.take(TraceLine{IdxQuarn, text});
+  model_.letReadsSucceed();
+  steps_.pop_back();
 }
 
 void ReplayedEngine::makeCall(const CallLine& call) {
@@ -69,9 +44,28 @@ void ReplayedEngine::makeCall(const CallLine& call) {
   try {
     result = call.method->call(quarn_, call.parameters);
   } catch (const Failure& failure) {
-    return services_.take(FailureLine{failure.number(), failure.what()});
+    return take(FailureLine{failure.number(), failure.what()});
   }
-  services_.take(ResultLine{&result});
+  take(ResultLine{&result});
+}
+
+void ReplayedEngine::traced(std::int16_t IdxQuarn, std::string_view text) {
+  PassingObserver::traced(IdxQuarn, text);
+  take(TraceLine{IdxQuarn, text});
+}
+
+void ReplayedEngine::take(const Line& output) {
+  model_.letReadsSucceed();
+  replay_.take(output);
+  replay_.takeInputs();
+}
+
+std::string_view ReplayedEngine::hostOf(std::int32_t handle) const {
+  for (auto step = steps_.rbegin(); step != steps_.rend(); ++step) {
+    const auto* event = std::get_if<EventLine>(*step);
+    if (event != nullptr && event->handle == handle && !event->remoteHost.empty()) return event->remoteHost;
+  }
+  return "";
 }
 
 }  // namespace quarnex::recording

@@ -43,11 +43,11 @@ class Replay {
   virtual bool nextIsFetch(SocketId socket) const = 0;
 };
 
-class ReplayedServices;
+class ReplayedEngine;
 
 class ReplayedSocket {
  public:
-  explicit ReplayedSocket(ReplayedServices& services) : services_(services) {}
+  explicit ReplayedSocket(ReplayedEngine& engine) : engine_(engine) {}
 
   template <class Operate>
   auto around(const ServiceCall& call, const Operate& operate);
@@ -55,25 +55,24 @@ class ReplayedSocket {
   PlainSocket* inner = nullptr;
 
  private:
-  ReplayedServices& services_;
+  ReplayedEngine& engine_;
 };
 
-/// Writes no file. `replay` and `model` outlive it.
-class ReplayedServices final : public Interceptor<ReplayedServices, ReplayedSocket> {
+/// A fresh engine on replayed services, which write no file.
+class ReplayedEngine final : private Interceptor<ReplayedEngine, ReplayedSocket>, private PassingObserver {
  public:
-  ReplayedServices(Replay& replay, ServiceModel& model)
-      : Interceptor(model.all()), replay_(replay), model_(model) {}
+  /// `wrapper`, if given, stands between the engine and its services. All arguments outlive the engine.
+  ReplayedEngine(Replay& replay, ServiceModel& model, ServicesWrapper* wrapper = nullptr);
 
-  /// Begins a step with its inputs, and ends it.
-  void begin(const Line& step);
-  void end() {
-    model_.letReadsSucceed();
-    steps_.pop_back();
-  }
-  /// Delivers a recorded tick or event; an event has no effect before the engine has created an instance.
-  void raise(const Line& step) const;
-  /// Takes an output that is not an operation.
-  void take(const Line& output);
+  /// Replays a host call, tick or event to the engine and reports the result of a host call. An event has no
+  /// effect before the engine has created an instance.
+  void replay(const Line& step);
+
+  Library& library() { return library_; }
+
+ private:
+  friend class Interceptor<ReplayedEngine, ReplayedSocket>;
+  friend class ReplayedSocket;
 
   template <class Operate>
   auto around(const ServiceCall& call, const Operate& operate) {
@@ -90,10 +89,11 @@ class ReplayedServices final : public Interceptor<ReplayedServices, ReplayedSock
     }
   }
   PlainSocket* makeInner(SocketId id, SocketEvents&) { return &model_.create(id); }
+  void traced(std::int16_t IdxQuarn, std::string_view text) override;
 
- private:
-  friend class ReplayedSocket;
-
+  void makeCall(const CallLine& call);
+  /// Takes an output that is not an operation.
+  void take(const Line& output);
   /// Takes the recorded answer to a call, lets `settle` change the model accordingly, and takes the inputs,
   /// which count from the end of the call on. Throws the failure, if the call failed.
   template <class Settle>
@@ -110,6 +110,8 @@ class ReplayedServices final : public Interceptor<ReplayedServices, ReplayedSock
   Replay& replay_;
   ServiceModel& model_;
   std::vector<const Line*> steps_;  // in progress, innermost last
+  Engine library_;
+  QuarnSocket quarn_;
 };
 
 template <class Operate>
@@ -117,46 +119,26 @@ auto ReplayedSocket::around(const ServiceCall& call, const Operate& operate) {
   using Result = decltype(operate(*inner));
   if constexpr (std::is_void_v<Result>) {
     if (call.operation == Operation::Fetch) {
-      return services_.perform(call, [&](Answer& answer) {
+      return engine_.perform(call, [&](Answer& answer) {
         inner->waiting = std::move(answer.fetched);
         inner->fetch();
       });
     }
     PlainSocket::Settings before = inner->settings;
     operate(*inner);
-    if (call.operation == Operation::Attach) inner->settings.remoteHost = services_.hostOf(call.number());
-    services_.perform(call, [&](const Answer& answer) {
+    if (call.operation == Operation::Attach) inner->settings.remoteHost = engine_.hostOf(call.number());
+    engine_.perform(call, [&](const Answer& answer) {
       if (answer.failure && changesSettings(call.operation))
         inner->restore(call.operation, std::move(before));
     });
   } else {
-    services_.model_.read(call.operation, call.socket);
+    engine_.model_.read(call.operation, call.socket);
     if constexpr (std::is_same_v<Result, std::int32_t>) {
       const bool inferred = call.operation == Operation::BytesWaiting && !inner->reportedBytes;
-      if (inferred && services_.replay_.nextIsFetch(call.socket)) return 1;
+      if (inferred && engine_.replay_.nextIsFetch(call.socket)) return 1;
     }
     return operate(*inner);
   }
 }
-
-/// A fresh engine on replayed services.
-class ReplayedEngine final : private PassingObserver {
- public:
-  /// `wrapper`, if given, stands between the engine and its services. All arguments outlive the engine.
-  ReplayedEngine(Replay& replay, ServiceModel& model, ServicesWrapper* wrapper = nullptr);
-
-  /// Delivers a step to the engine and reports the result of a host call to the replay.
-  void deliver(const Line& step);
-
-  Library& library() { return library_; }
-
- private:
-  void traced(std::int16_t IdxQuarn, std::string_view text) override;
-  void makeCall(const CallLine& call);
-
-  ReplayedServices services_;
-  Engine library_;
-  QuarnSocket quarn_;
-};
 
 }  // namespace quarnex::recording

@@ -99,7 +99,7 @@ const std::string& Reproduction::replay(const RecordedStep& step) {
 }
 
 void Reproduction::deliver() {
-  engine_.deliver(line(next_++));
+  engine_.replay(line(next_++));
   advance(end_);
 }
 
