@@ -2,16 +2,19 @@
 
 namespace quarnex::recording {
 
-RecordingWriter::RecordingWriter(WallClock& clock, LineSink& lines)
-    : clock_(clock), lines_(lines), now_(clock.now()), utcOffset_(clock.utcOffset(now_)) {
+Recorder::Recorder(const Services& services, LineSink& lines)
+    : Interceptor(services),
+      lines_(lines),
+      now_(services.clock.now()),
+      utcOffset_(services.clock.utcOffset(now_)) {
   lines_.begin(utcOffset_);
 }
 
-Instant RecordingWriter::now() {
-  if (!inStep()) return clock_.now();
+Instant Recorder::readClock() {
+  if (!inStep()) return inner().clock.now();
   if (clockStretch_ != stretch_) {
     clockStretch_ = stretch_;
-    const Instant now = clock_.now();
+    const Instant now = inner().clock.now();
     if (now != now_) {
       now_ = now;
       lines_.take(NowLine{now_, newOffset()});
@@ -20,16 +23,16 @@ Instant RecordingWriter::now() {
   return now_;
 }
 
-StepStart RecordingWriter::beginStep() {
+StepStart Recorder::beginStep() {
   ++depth_;
   ++stretch_;
   clockStretch_ = stretch_;
-  now_ = clock_.now();
+  now_ = inner().clock.now();
   return {now_, newOffset(), depth_ > 1};
 }
 
-std::optional<std::int32_t> RecordingWriter::newOffset() {
-  const std::int32_t offset = clock_.utcOffset(now_);
+std::optional<std::int32_t> Recorder::newOffset() {
+  const std::int32_t offset = inner().clock.utcOffset(now_);
   if (offset == utcOffset_) return std::nullopt;
   utcOffset_ = offset;
   return offset;
@@ -39,16 +42,17 @@ std::optional<std::int32_t> RecordingWriter::newOffset() {
 // therefore not recorded, and the engine only learns whether any wait.
 std::int32_t RecordedSocket::bytesWaiting(const ServiceCall& call) {
   const auto ask = [&] { return anyWaiting_ = inner->bytesWaiting() >= 1 ? 1 : 0; };
-  return writer_.read(readings_[readingOf(Operation::BytesWaiting)], call, anyWaiting_, ask);
+  return recorder_.read(readings_[readingOf(Operation::BytesWaiting)], call, anyWaiting_, ask);
 }
 
 void RecordedSocket::fetch(const ServiceCall& call) {
   received_ = {};
-  writer_.perform(call, [&] { inner->fetch(); });
+  recorder_.perform(call, [&] { inner->fetch(); });
   const auto ask = [&] { return received_ = inner->receivedText(); };
   const ServiceCall read{Operation::ReceivedText, call.socket};
   try {
-    writer_.fetched(call.socket, writer_.read(readings_[readingOf(read.operation)], read, received_, ask));
+    const std::string_view bytes = recorder_.read(readings_[readingOf(read.operation)], read, received_, ask);
+    if (recorder_.inStep()) recorder_.lines_.take(FetchedLine{bytes, call.socket});
   } catch (const Failure&) {
     // The engine gets this failure when it reads the text.
   }

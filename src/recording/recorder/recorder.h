@@ -28,14 +28,95 @@ struct Reading {
   std::optional<Failure> failure;
 };
 
-/// Writes the steps, the outputs and one answer per read between two outputs.
-class RecordingWriter final : public Observer {
- public:
-  /// Begins a recording. `clock` and `lines` outlive the writer.
-  RecordingWriter(WallClock& clock, LineSink& lines);
+class Recorder;
 
-  /// Calls outside of steps are not recorded: tools inspect links there.
-  bool inStep() const { return depth_ > 0; }
+class RecordedSocket {
+ public:
+  explicit RecordedSocket(Recorder& recorder) : recorder_(recorder) {}
+
+  /// Changes the model as an event does.
+  void follow(const SocketEvent& event) { model_.follow(event.kind, event.code); }
+
+  template <class Operate>
+  auto around(const ServiceCall& call, const Operate& operate);
+
+  std::unique_ptr<SocketInstance> inner;
+
+ private:
+  static constexpr std::size_t readingOf(Operation operation) {
+    return isRead(operation) ? static_cast<std::size_t>(operation) - kFirstRead : 0;
+  }
+  /// Changes the model before the operation, and restores it if the operation fails.
+  template <class Operate>
+  void change(const ServiceCall& call, const Operate& operate);
+  void fetch(const ServiceCall& call);
+  std::int32_t bytesWaiting(const ServiceCall& call);
+
+  static constexpr auto kFirstRead = static_cast<std::size_t>(Operation::State);
+  static constexpr auto kReads = static_cast<std::size_t>(Operation::ReceivedText) + 1 - kFirstRead;
+
+  Recorder& recorder_;
+  PlainSocket model_;
+  std::int32_t anyWaiting_ = 0;  // 1 if bytes wait
+  std::string_view received_;    // in the inner instance, until the next fetch of any
+  Reading readings_[kReads];
+};
+
+/// Stands between a fresh engine and its services and records everything from the first call on: the steps,
+/// the outputs, and one answer per read between two outputs.
+///
+///     Recorder recorder{platform.services(), lines};
+///     Library library{recorder.services()};
+///     library.observer = &recorder.observer();
+///
+/// Between two outputs, the engine gets each property and the clock as they were first read, so that the
+/// recording holds everything that the engine read. Calls outside of steps are not recorded: tools inspect
+/// links there. The sink and the wrapped services outlive the recorder, which outlives the library.
+class Recorder final : public Interceptor<Recorder, RecordedSocket>, private Observer {
+ public:
+  Recorder(const Services& services, LineSink& lines);
+
+  /// Observes the library from its first host call on.
+  Observer& observer() { return *this; }
+
+ private:
+  friend class Interceptor<Recorder, RecordedSocket>;
+  friend class RecordedSocket;
+
+  template <class Operate>
+  auto around(const ServiceCall& call, const Operate& operate) {
+    using Result = decltype(operate());
+    if constexpr (std::is_same_v<Result, Instant>) {
+      return readClock();
+    } else if constexpr (std::is_same_v<Result, std::int16_t>) {
+      return read(periodReading_, call, period_, operate);
+    } else if constexpr (!std::is_void_v<Result>) {
+      return inStep() ? utcOffset_ : operate();
+    } else if (call.operation == Operation::WriteLog) {
+      operate();
+    } else if (call.operation == Operation::SetPeriod) {
+      const std::int16_t before = std::exchange(period_, static_cast<std::int16_t>(call.number()));
+      perform(call, operate, [&] { period_ = before; });
+    } else {
+      perform(call, operate);
+    }
+  }
+  // The model of the instance changes before the engine learns of the event. The caller's address is not
+  // known yet: a read after the attach gets a line of its own.
+  template <class Pass>
+  void deliver(const SocketEvent& event, const Pass& pass) {
+    lines_.take(EventLine{beginStep(), event.kind, event.socket, event.code, event.handle});
+    if (const auto found = sockets_.find(event.socket); found != sockets_.end()) found->second->follow(event);
+    pass();
+    endPassed();
+  }
+  template <class Pass>
+  void tick(const Pass& pass) {
+    lines_.take(TickLine{beginStep()});
+    pass();
+    endPassed();
+  }
+  void created(SocketId id, RecordedSocket& socket) { sockets_[id] = &socket; }
 
   void called(const Method& method, std::span<const Value> parameters) override {
     lines_.take(CallLine{beginStep(), &method, parameters});
@@ -51,13 +132,16 @@ class RecordingWriter final : public Observer {
   void traced(std::int16_t IdxQuarn, std::string_view text) override {
     if (inStep()) output(TraceLine{IdxQuarn, text});
   }
-  void beginTick() { lines_.take(TickLine{beginStep()}); }
-  // The caller's address is not known yet: a read after the attach gets a line of its own.
-  void beginEvent(const SocketEvent& event) {
-    lines_.take(EventLine{beginStep(), event.kind, event.socket, event.code, event.handle});
+
+  bool inStep() const { return depth_ > 0; }
+  StepStart beginStep();
+  void endStep() {
+    --depth_;
+    ++stretch_;
+    if (depth_ == 0) lines_.pause();
   }
   /// Ends a tick or an event.
-  void end() {
+  void endPassed() {
     if (depth_ > 1) lines_.take(EndLine{});
     endStep();
   }
@@ -76,9 +160,22 @@ class RecordingWriter final : public Observer {
       throw;
     }
   }
-
-  void fetched(SocketId socket, std::string_view bytes) {
-    if (inStep()) lines_.take(FetchedLine{bytes, socket});
+  /// Fills the line in its place: copying the operand once more would double the cost of a `send`.
+  static Line lineOf(const ServiceCall& call) {
+    Line line{std::in_place_type<OperationLine>};
+    auto& operation = *std::get_if<OperationLine>(&line);
+    operation.operation = call.operation;
+    operation.socket = call.socket;
+    operation.argument = call.argument;
+    return line;
+  }
+  /// Records an output and begins another stretch.
+  void output(const Line& line) {
+    lines_.take(line);
+    ++stretch_;
+  }
+  void recordFailure(const ServiceCall& call, const Failure& failure) {
+    lines_.take(FailedLine{call.operation, call.socket, failure.number(), failure.what()});
   }
 
   /// Reads a property. `model` is the answer in a replay; another answer gets a line and changes the model.
@@ -89,12 +186,6 @@ class RecordingWriter final : public Observer {
     if (reading.failure) throw Failure(*reading.failure);
     return model;
   }
-
-  Instant now();
-  /// The offset of local time in seconds at the last reading of the clock in a step.
-  std::int32_t utcOffset() const { return utcOffset_; }
-
- private:
   template <class T, class Ask>
   void refresh(Reading& reading, const ServiceCall& call, T& model, const Ask& ask) {
     reading.stretch = stretch_;
@@ -110,157 +201,47 @@ class RecordingWriter final : public Observer {
     }
     lines_.take(PropertyLine{call.operation, call.socket, model});
   }
-  StepStart beginStep();
-  void endStep() {
-    --depth_;
-    ++stretch_;
-    if (depth_ == 0) lines_.pause();
-  }
-  /// Fills the line in its place: copying the operand once more would double the cost of a `send`.
-  static Line lineOf(const ServiceCall& call) {
-    Line line{std::in_place_type<OperationLine>};
-    auto& operation = *std::get_if<OperationLine>(&line);
-    operation.operation = call.operation;
-    operation.socket = call.socket;
-    operation.argument = call.argument;
-    return line;
-  }
-  void recordFailure(const ServiceCall& call, const Failure& failure) {
-    lines_.take(FailedLine{call.operation, call.socket, failure.number(), failure.what()});
-  }
-  /// Records an output and begins another stretch.
-  void output(const Line& line) {
-    lines_.take(line);
-    ++stretch_;
-  }
+  Instant readClock();
   /// The offset of local time at the last reading of the clock, if it has changed.
   std::optional<std::int32_t> newOffset();
 
-  WallClock& clock_;
   LineSink& lines_;
   std::uint64_t stretch_ = 1;  // number of the current stretch between two outputs
   std::uint64_t clockStretch_ = 0;
   Instant now_;
-  std::int32_t utcOffset_;
-  int depth_ = 0;  // of nested steps
-};
-
-class Recorder;
-
-class RecordedSocket {
- public:
-  explicit RecordedSocket(Recorder& recorder);
-
-  /// Changes the model as an event does.
-  void follow(const SocketEvent& event) { model_.follow(event.kind, event.code); }
-
-  template <class Operate>
-  auto around(const ServiceCall& call, const Operate& operate) {
-    using Result = decltype(operate(*inner));
-    const auto ask = [&] { return operate(*inner); };
-    Reading& reading = readings_[readingOf(call.operation)];
-    if constexpr (std::is_void_v<Result>) {
-      if (changesSettings(call.operation)) return change(call, operate);
-      if (call.operation == Operation::Fetch) return fetch(call);
-      writer_.perform(call, ask);
-    } else if constexpr (std::is_same_v<Result, std::string_view>) {
-      return writer_.read(reading, call, received_, ask);
-    } else if constexpr (std::is_same_v<Result, std::string>) {
-      return writer_.read(reading, call, model_.text(call.operation), ask);
-    } else {
-      if (call.operation == Operation::BytesWaiting) return bytesWaiting(call);
-      return writer_.read(reading, call, model_.number(call.operation), ask);
-    }
-  }
-
-  std::unique_ptr<SocketInstance> inner;
-
- private:
-  static constexpr std::size_t readingOf(Operation operation) {
-    return isRead(operation) ? static_cast<std::size_t>(operation) - kFirstRead : 0;
-  }
-  /// Changes the model before the operation, and restores it if the operation fails.
-  template <class Operate>
-  void change(const ServiceCall& call, const Operate& operate) {
-    PlainSocket::Settings before = model_.settings;
-    operate(model_);
-    writer_.perform(
-        call, [&] { operate(*inner); }, [&] { model_.restore(call.operation, std::move(before)); });
-  }
-  void fetch(const ServiceCall& call);
-  std::int32_t bytesWaiting(const ServiceCall& call);
-
-  static constexpr auto kFirstRead = static_cast<std::size_t>(Operation::State);
-  static constexpr auto kReads = static_cast<std::size_t>(Operation::ReceivedText) + 1 - kFirstRead;
-
-  RecordingWriter& writer_;
-  PlainSocket model_;
-  std::int32_t anyWaiting_ = 0;  // 1 if bytes wait
-  std::string_view received_;    // in the inner instance, until the next fetch of any
-  Reading readings_[kReads];
-};
-
-/// Stands between a fresh engine and its services and records everything from the first call on.
-///
-///     Recorder recorder{platform.services(), lines};
-///     Library library{recorder.services()};
-///     library.observer = &recorder.observer();
-///
-/// Between two outputs, the engine gets each property and the clock as they were first read, so that the
-/// recording holds everything that the engine read. The sink and the wrapped services outlive the recorder,
-/// which outlives the library.
-class Recorder final : public Interceptor<Recorder, RecordedSocket> {
- public:
-  Recorder(const Services& services, LineSink& lines)
-      : Interceptor(services), writer_(services.clock, lines) {}
-
-  /// Observes the library from its first host call on.
-  Observer& observer() { return writer_; }
-
-  template <class Operate>
-  auto around(const ServiceCall& call, const Operate& operate) {
-    using Result = decltype(operate());
-    if constexpr (std::is_same_v<Result, Instant>) {
-      return writer_.now();
-    } else if constexpr (std::is_same_v<Result, std::int16_t>) {
-      return writer_.read(periodReading_, call, period_, operate);
-    } else if constexpr (!std::is_void_v<Result>) {
-      return writer_.inStep() ? writer_.utcOffset() : operate();
-    } else if (call.operation == Operation::WriteLog) {
-      operate();
-    } else if (call.operation == Operation::SetPeriod) {
-      const std::int16_t before = std::exchange(period_, static_cast<std::int16_t>(call.number()));
-      writer_.perform(call, operate, [&] { period_ = before; });
-    } else {
-      writer_.perform(call, operate);
-    }
-  }
-  template <class Pass>
-  void deliver(const SocketEvent& event, const Pass& pass) {
-    // The model of the instance changes before the engine learns of the event.
-    writer_.beginEvent(event);
-    if (const auto found = sockets_.find(event.socket); found != sockets_.end()) found->second->follow(event);
-    pass();
-    writer_.end();
-  }
-  template <class Pass>
-  void tick(const Pass& pass) {
-    writer_.beginTick();
-    pass();
-    writer_.end();
-  }
-  void created(SocketId id, RecordedSocket& socket) { sockets_[id] = &socket; }
-
- private:
-  friend class RecordedSocket;
-
-  RecordingWriter writer_;
+  std::int32_t utcOffset_;  // at the last reading of the clock in a step, in seconds
+  int depth_ = 0;           // of nested steps
   std::int16_t period_ = 0;
   Reading periodReading_;
   std::map<SocketId, RecordedSocket*> sockets_;
 };
 
-inline RecordedSocket::RecordedSocket(Recorder& recorder) : writer_(recorder.writer_) {}
+template <class Operate>
+auto RecordedSocket::around(const ServiceCall& call, const Operate& operate) {
+  using Result = decltype(operate(*inner));
+  const auto ask = [&] { return operate(*inner); };
+  Reading& reading = readings_[readingOf(call.operation)];
+  if constexpr (std::is_void_v<Result>) {
+    if (changesSettings(call.operation)) return change(call, operate);
+    if (call.operation == Operation::Fetch) return fetch(call);
+    recorder_.perform(call, ask);
+  } else if constexpr (std::is_same_v<Result, std::string_view>) {
+    return recorder_.read(reading, call, received_, ask);
+  } else if constexpr (std::is_same_v<Result, std::string>) {
+    return recorder_.read(reading, call, model_.text(call.operation), ask);
+  } else {
+    if (call.operation == Operation::BytesWaiting) return bytesWaiting(call);
+    return recorder_.read(reading, call, model_.number(call.operation), ask);
+  }
+}
+
+template <class Operate>
+void RecordedSocket::change(const ServiceCall& call, const Operate& operate) {
+  PlainSocket::Settings before = model_.settings;
+  operate(model_);
+  recorder_.perform(
+      call, [&] { operate(*inner); }, [&] { model_.restore(call.operation, std::move(before)); });
+}
 
 /// Wraps the services of one library with a recorder that writes to a sink.
 class ServicesRecorder final : public ServicesWrapper {
