@@ -51,30 +51,13 @@ constexpr Key operator""_key() {
 /// One line. It refers to its texts, parameters and result; they belong to the recorded engine, to a parser
 /// or to `StoredLines`.
 ///
-/// Each kind of line is one type, which states everything about its kind. `kShape` is its place in a step and
-/// the keys that determine it. `members` calls `visit(key, member)` for each JSON member, in their order in a
-/// file; parsing, writing, hashing and copying are such visitors.
+/// Each kind of line is one type, which states everything about its kind. `kKey` is the key that determines
+/// it. Outputs can be compared. `members` calls `visit(key, member)` for each JSON member, in their order in
+/// a file; parsing, writing, hashing and copying are such visitors.
 using Line = std::variant<struct CallLine, struct TickLine, struct EventLine, struct TraceLine,
                           struct OperationLine, struct ResultLine, struct FailureLine, struct EndLine,
                           struct InvalidLine, struct FetchedLine, struct FailedLine, struct PropertyLine,
                           struct NowLine, struct MissingLine>;
-
-enum class LineRole : std::uint8_t { Step, Output, Input };
-
-struct LineShape {
-  LineRole role;
-  Key key;
-  Key otherKey = key;  ///< of operations only
-};
-
-/// Operations up to `CloseLog` have lines of their own. The reads behind them, up to `Period`, are
-/// properties. The others have no lines.
-constexpr bool hasOwnLine(Operation operation) {
-  return operation <= Operation::CloseLog;
-}
-constexpr bool isProperty(Operation operation) {
-  return operation >= Operation::State && operation <= Operation::Period;
-}
 
 /// The value of a member that only occurs as `true`.
 struct True {};
@@ -94,32 +77,32 @@ struct StepStart {
 
 /// A host call begins.
 struct CallLine {
-  static constexpr LineShape kShape{LineRole::Step, "call"_key};
+  static constexpr Key kKey = "call"_key;
   StepStart start;
   const Method* method = nullptr;
   std::span<const Value> parameters;
 
   static void members(auto& visit, auto& self) {
     StepStart::members(visit, self.start);
-    visit("call"_key, self.method);
+    visit(kKey, self.method);
     visit("params"_key, self.parameters);
   }
 };
 
 /// The timer ticks.
 struct TickLine {
-  static constexpr LineShape kShape{LineRole::Step, "tick"_key};
+  static constexpr Key kKey = "tick"_key;
   StepStart start;
 
   static void members(auto& visit, auto& self) {
     StepStart::members(visit, self.start);
-    visit("tick"_key, True{});
+    visit(kKey, True{});
   }
 };
 
 /// A socket raises an event.
 struct EventLine {
-  static constexpr LineShape kShape{LineRole::Step, "event"_key};
+  static constexpr Key kKey = "event"_key;
   StepStart start;
   EventKind event{};
   SocketId socket;
@@ -129,7 +112,7 @@ struct EventLine {
 
   static void members(auto& visit, auto& self) {
     StepStart::members(visit, self.start);
-    visit("event"_key, self.event);
+    visit(kKey, self.event);
     visit(self.socket);
     if (self.event == EventKind::Accept) {
       visit("handle"_key, self.handle);
@@ -141,20 +124,20 @@ struct EventLine {
 
 /// The engine traces a text.
 struct TraceLine {
-  static constexpr LineShape kShape{LineRole::Output, "trace"_key};
+  static constexpr Key kKey = "trace"_key;
   std::int16_t link = 0;
   std::string_view text;
   bool operator==(const TraceLine&) const = default;
 
   static void members(auto& visit, auto& self) {
-    visit("trace"_key, self.link);
+    visit(kKey, self.link);
     visit("text"_key, self.text);
   }
 };
 
 /// The engine calls an operation of its services.
 struct OperationLine {
-  static constexpr LineShape kShape{LineRole::Output, "did"_key, "sent"_key};
+  static constexpr Key kKey = "did"_key;
   Operation operation{};
   SocketId socket;
   Operand argument;
@@ -167,7 +150,7 @@ struct OperationLine {
       visit(self.socket);
       return;
     }
-    visit("did"_key, self.operation);
+    visit(kKey, self.operation);
     const OperationShape& shape = shapeOf(self.operation);
     if (shape.onSocket) visit(self.socket);
     visit(argumentKey(self.operation), self.argument, shape.argument);
@@ -182,32 +165,32 @@ struct OperationLine {
 
 /// A host call returns.
 struct ResultLine {
-  static constexpr LineShape kShape{LineRole::Output, "result"_key};
+  static constexpr Key kKey = "result"_key;
   const Value* value = nullptr;
   bool operator==(const ResultLine& other) const { return *value == *other.value; }
 
-  static void members(auto& visit, auto& self) { visit("result"_key, self.value); }
+  static void members(auto& visit, auto& self) { visit(kKey, self.value); }
 };
 
 /// A host call fails.
 struct FailureLine {
-  static constexpr LineShape kShape{LineRole::Output, "failure"_key};
+  static constexpr Key kKey = "failure"_key;
   std::int32_t number = 0;
   std::string_view description;
   bool operator==(const FailureLine&) const = default;
 
   static void members(auto& visit, auto& self) {
-    visit("failure"_key, self.number);
+    visit(kKey, self.number);
     visit("description"_key, self.description);
   }
 };
 
 /// A nested tick or event ends.
 struct EndLine {
-  static constexpr LineShape kShape{LineRole::Output, "end"_key};
+  static constexpr Key kKey = "end"_key;
   bool operator==(const EndLine&) const = default;
 
-  static void members(auto& visit, auto&) { visit("end"_key, True{}); }
+  static void members(auto& visit, auto&) { visit(kKey, True{}); }
 };
 
 /// An output with a value that no engine writes, as its JSON: it matches no output.
@@ -219,26 +202,26 @@ struct InvalidLine {
 
 /// The bytes that the last fetch took.
 struct FetchedLine {
-  static constexpr LineShape kShape{LineRole::Input, "fetched"_key};
+  static constexpr Key kKey = "fetched"_key;
   std::string_view bytes;
   SocketId socket;
 
   static void members(auto& visit, auto& self) {
-    visit("fetched"_key, self.bytes);
+    visit(kKey, self.bytes);
     visit(self.socket);
   }
 };
 
 /// The last operation failed, or a read fails until the next output.
 struct FailedLine {
-  static constexpr LineShape kShape{LineRole::Input, "failed"_key};
+  static constexpr Key kKey = "failed"_key;
   Operation operation{};
   SocketId socket;
   std::int32_t number = 0;
   std::string_view description;
 
   static void members(auto& visit, auto& self) {
-    visit("failed"_key, self.operation);
+    visit(kKey, self.operation);
     if (shapeOf(self.operation).onSocket) visit(self.socket);
     visit("number"_key, self.number);
     visit("description"_key, self.description);
@@ -247,13 +230,13 @@ struct FailedLine {
 
 /// A property has this value from here on.
 struct PropertyLine {
-  static constexpr LineShape kShape{LineRole::Input, "property"_key};
+  static constexpr Key kKey = "property"_key;
   Operation operation{};  ///< the read
   SocketId socket;
   Operand value;
 
   static void members(auto& visit, auto& self) {
-    visit("property"_key, self.operation);
+    visit(kKey, self.operation);
     const OperationShape& shape = shapeOf(self.operation);
     if (shape.onSocket) visit(self.socket);
     visit("value"_key, self.value, shape.result);
@@ -262,22 +245,22 @@ struct PropertyLine {
 
 /// The clock shows this time from here on.
 struct NowLine {
-  static constexpr LineShape kShape{LineRole::Input, "now"_key};
+  static constexpr Key kKey = "now"_key;
   Instant at;
   std::optional<std::int32_t> utcOffset;  ///< seconds; set if it has changed
 
   static void members(auto& visit, auto& self) {
-    visit("now"_key, self.at);
+    visit(kKey, self.at);
     visit("utc_offset"_key, self.utcOffset);
   }
 };
 
 /// Lines that were not recorded: nothing behind this line can be replayed.
 struct MissingLine {
-  static constexpr LineShape kShape{LineRole::Input, "missing"_key};
+  static constexpr Key kKey = "missing"_key;
   std::int64_t bytes = 0;
 
-  static void members(auto& visit, auto& self) { visit("missing"_key, self.bytes); }
+  static void members(auto& visit, auto& self) { visit(kKey, self.bytes); }
 };
 
 /// True if both are the same output, with the same values.

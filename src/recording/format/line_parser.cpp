@@ -49,66 +49,65 @@ Value valueOf(JsonValue& field) {
   }
 }
 
+// Operations up to `CloseLog` have lines of their own. The reads behind them, up to `Period`, are properties.
+// The others have no lines.
 bool mayBeValueOf(Key key, Operation operation) {
-  if (key == "did"_key) return hasOwnLine(operation) && operation != Operation::Send;
-  if (key == "property"_key) return isProperty(operation);
-  return hasOwnLine(operation) || isProperty(operation);
+  const bool hasOwnLine = operation <= Operation::CloseLog;
+  const bool isProperty = operation >= Operation::State && operation <= Operation::Period;
+  if (key == "did"_key) return hasOwnLine && operation != Operation::Send;
+  return isProperty || (hasOwnLine && key != "property"_key);
 }
 
 /// Takes the members of one line from its JSON.
-class MemberParser {
- public:
-  MemberParser(JsonFields& fields, std::vector<Value>& values) : fields_(fields), values_(values) {}
+struct MemberParser {
+  JsonFields& fields;
+  std::vector<Value>& values;
 
   template <std::integral Integer>
   void operator()(Key key, Integer& number) {
-    number = fields_.integer<Integer>(key);
+    number = fields.integer<Integer>(key);
   }
-  void operator()(Key key, bool& flag) { flag = fields_.has(key) && boolean(key); }
+  void operator()(Key key, bool& flag) { flag = fields.has(key) && boolean(key); }
   void operator()(Key key, True) {
     if (!boolean(key)) throw ValueError("has false where only true is valid");
   }
   void operator()(Key key, std::string_view& text) { text = bytes(key); }
   void operator()(Key key, Instant& instant) {
-    instant.second = fields_.integer<std::int64_t>(key, kFirstSecond, kLastSecond);
+    instant.second = fields.integer<std::int64_t>(key, kFirstSecond, kLastSecond);
   }
   void operator()(Key key, std::optional<std::int32_t>& offset) {
-    if (fields_.has(key)) offset = offsetOf(fields_);
+    if (fields.has(key)) offset = offsetOf(fields);
   }
-  void operator()(Key key, EventKind& event) { event = oneOf<EventKind>(kEvents, fields_.utf8(key)); }
+  void operator()(Key key, EventKind& event) { event = oneOf<EventKind>(kEvents, fields.utf8(key)); }
   void operator()(Key key, Operation& operation) {
-    operation = oneOf<Operation>(kOperations, fields_.utf8(key), &OperationShape::name);
+    operation = oneOf<Operation>(kOperations, fields.utf8(key), &OperationShape::name);
     if (!mayBeValueOf(key, operation)) throw ValueError(concat('"', nameOf(operation), "\" is unknown"));
   }
   void operator()(SocketId& socket) {
     constexpr std::array arrays = {SocketArray::ClientSocket, SocketArray::ServerSocket,
                                    SocketArray::SrvAccept};
     socket.array =
-        oneOf<SocketArray>(arrays, fields_.utf8("socket"_key), [](SocketArray one) { return nameOf(one); });
-    socket.index = fields_.integer<std::int16_t>("index"_key);
+        oneOf<SocketArray>(arrays, fields.utf8("socket"_key), [](SocketArray one) { return nameOf(one); });
+    socket.index = fields.integer<std::int16_t>("index"_key);
   }
   void operator()(Key key, Operand& operand, OperandKind kind) {
-    if (kind == OperandKind::Number) operand = fields_.integer<std::int32_t>(key);
+    if (kind == OperandKind::Number) operand = fields.integer<std::int32_t>(key);
     if (kind == OperandKind::Text) operand = bytes(key);
   }
   void operator()(Key key, const Method*& method) {
-    method = findMethod(fields_.utf8(key));
+    method = findMethod(fields.utf8(key));
     if (method == nullptr) throw LineError("calls a method that does not exist");
   }
   void operator()(Key, std::span<const Value>& parameters) {
-    for (JsonValue& parameter : fields_.params()) values_.push_back(valueOf(parameter));
-    parameters = values_;
+    for (JsonValue& parameter : fields.params()) values.push_back(valueOf(parameter));
+    parameters = values;
   }
   void operator()(Key key, const Value*& result) {
-    result = &values_.emplace_back(valueOf(fields_.field(key)));
+    result = &values.emplace_back(valueOf(fields.field(key)));
   }
 
- private:
-  bool boolean(Key key) { return fields_.field(key, JsonValue::Type::Boolean).number != 0; }
-  std::string_view bytes(Key key) { return fields_.field(key, JsonValue::Type::Text).bytes(); }
-
-  JsonFields& fields_;
-  std::vector<Value>& values_;
+  bool boolean(Key key) { return fields.field(key, JsonValue::Type::Boolean).number != 0; }
+  std::string_view bytes(Key key) { return fields.field(key, JsonValue::Type::Text).bytes(); }
 };
 
 // Rules that concern more than one member.
@@ -135,12 +134,12 @@ Line parseAs(Key key, std::string_view text, JsonFields& fields, std::vector<Val
     if (key == "sent"_key) line.operation = Operation::Send;
   }
   try {
-    MemberParser parser(fields, values);
+    MemberParser parser{fields, values};
     line.members(parser, line);
     check(line);
     return line;
   } catch (const ValueError&) {
-    if (OneLine::kShape.role != LineRole::Output) throw;
+    if (!std::equality_comparable<OneLine>) throw;
     return InvalidLine{text};
   }
 }
@@ -149,12 +148,11 @@ Line parseAs(Key key, std::string_view text, JsonFields& fields, std::vector<Val
 constexpr auto kKinds = []<class... Lines>(std::type_identity<std::variant<Lines...>>) {
   std::array<ParseKind, kKeys.size()> kinds{};
   const auto add = [&kinds]<class OneLine>(std::type_identity<OneLine>) {
-    if constexpr (requires { OneLine::kShape; }) {
-      for (const Key key : {OneLine::kShape.key, OneLine::kShape.otherKey})
-        kinds[static_cast<std::size_t>(key)] = &parseAs<OneLine>;
-    }
+    if constexpr (requires { OneLine::kKey; })
+      kinds[static_cast<std::size_t>(OneLine::kKey)] = &parseAs<OneLine>;
   };
   (add(std::type_identity<Lines>{}), ...);
+  kinds[static_cast<std::size_t>("sent"_key)] = &parseAs<OperationLine>;
   return kinds;
 }(std::type_identity<Line>{});
 

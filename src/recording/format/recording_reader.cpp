@@ -6,6 +6,23 @@ namespace {
 constexpr std::size_t kBlock = std::size_t{8} << 10;
 constexpr std::size_t kLineMax = std::size_t{64} << 20;
 
+/// Lets the members of a copied line refer to copies.
+struct Copier {
+  std::forward_list<std::string>& texts;
+  std::forward_list<std::vector<Value>>& values;
+
+  void operator()(Key, std::string_view& text) { text = texts.emplace_front(text); }
+  void operator()(Key key, Operand& operand, OperandKind) {
+    if (auto* text = std::get_if<std::string_view>(&operand)) (*this)(key, *text);
+  }
+  void operator()(Key, std::span<const Value>& parameters) {
+    parameters = values.emplace_front(parameters.begin(), parameters.end());
+  }
+  void operator()(Key, const Value*& result) { result = &values.emplace_front(1, *result).front(); }
+  // The other members refer to nothing.
+  void operator()(auto&&...) {}
+};
+
 }  // namespace
 
 DamagedLine damageOf(const MissingLine& missing, std::size_t number) {
@@ -52,28 +69,8 @@ bool RecordingReader::nextText() {
   return false;
 }
 
-/// Lets the members of a copied line refer to copies.
-class StoredLines::Copier {
- public:
-  explicit Copier(StoredLines& store) : store_(store) {}
-
-  void operator()(Key, std::string_view& text) { text = store_.texts_.emplace_front(text); }
-  void operator()(Key key, Operand& operand, OperandKind) {
-    if (auto* text = std::get_if<std::string_view>(&operand)) (*this)(key, *text);
-  }
-  void operator()(Key, std::span<const Value>& values) {
-    values = store_.values_.emplace_front(values.begin(), values.end());
-  }
-  void operator()(Key, const Value*& value) { value = &store_.values_.emplace_front(1, *value).front(); }
-  // The other members refer to nothing.
-  void operator()(auto&&...) {}
-
- private:
-  StoredLines& store_;
-};
-
 void StoredLines::add(const Line& line) {
-  Copier copier(*this);
+  Copier copier{texts_, values_};
   visitMembers(copier, lines_.emplace_back(line));
 }
 

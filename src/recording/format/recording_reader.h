@@ -76,8 +76,6 @@ class StoredLines {
   auto end() const { return lines_.end(); }
 
  private:
-  class Copier;
-
   std::vector<Line> lines_;
   std::forward_list<std::string> texts_;
   std::forward_list<std::vector<Value>> values_;

@@ -46,9 +46,6 @@ class RecordedSocket {
   static constexpr std::size_t readingOf(Operation operation) {
     return isRead(operation) ? static_cast<std::size_t>(operation) - kFirstRead : 0;
   }
-  /// Changes the model before the operation, and restores it if the operation fails.
-  template <class Operate>
-  void change(const ServiceCall& call, const Operate& operate);
   void fetch(const ServiceCall& call);
   std::int32_t bytesWaiting(const ServiceCall& call);
 
@@ -222,9 +219,11 @@ auto RecordedSocket::around(const ServiceCall& call, const Operate& operate) {
   const auto ask = [&] { return operate(*inner); };
   Reading& reading = readings_[readingOf(call.operation)];
   if constexpr (std::is_void_v<Result>) {
-    if (changesSettings(call.operation)) return change(call, operate);
     if (call.operation == Operation::Fetch) return fetch(call);
-    recorder_.perform(call, ask);
+    if (!changesSettings(call.operation)) return recorder_.perform(call, ask);
+    PlainSocket::Settings before = model_.settings;
+    operate(model_);
+    recorder_.perform(call, ask, [&] { model_.restore(call.operation, std::move(before)); });
   } else if constexpr (std::is_same_v<Result, std::string_view>) {
     return recorder_.read(reading, call, received_, ask);
   } else if constexpr (std::is_same_v<Result, std::string>) {
@@ -233,14 +232,6 @@ auto RecordedSocket::around(const ServiceCall& call, const Operate& operate) {
     if (call.operation == Operation::BytesWaiting) return bytesWaiting(call);
     return recorder_.read(reading, call, model_.number(call.operation), ask);
   }
-}
-
-template <class Operate>
-void RecordedSocket::change(const ServiceCall& call, const Operate& operate) {
-  PlainSocket::Settings before = model_.settings;
-  operate(model_);
-  recorder_.perform(
-      call, [&] { operate(*inner); }, [&] { model_.restore(call.operation, std::move(before)); });
 }
 
 /// Wraps the services of one library with a recorder that writes to a sink.

@@ -11,54 +11,48 @@ namespace quarnex::recording {
 namespace {
 
 /// Collects the state. Without `everything`, texts and queues count only as empty or not.
-class Fingerprint {
- public:
-  Fingerprint(ServiceModel& model, std::optional<Instant> now, bool everything)
-      : model_(model), now_(now), everything_(everything) {}
+struct Fingerprint {
+  ServiceModel& model;
+  std::optional<Instant> now;
+  bool everything;
+  std::string text = {};
 
   void addLibrary(const Library& library) {
-    add(library.MaxTentativi, library.InUscita, library.form != nullptr, model_.milliseconds);
-    if (!everything_) return;
-    add(library.ConnectionCount, library.ClientCount, library.ServerCount, library.LogAperto, model_.offset,
+    add(library.MaxTentativi, library.InUscita, library.form != nullptr, model.milliseconds);
+    if (!everything) return;
+    add(library.ConnectionCount, library.ClientCount, library.ServerCount, library.LogAperto, model.offset,
         library.LogPath);
   }
   void addLink(const ConnectionRecord& record);
-  std::string& text() { return text_; }
 
- private:
   template <class... Fields>
   void add(const Fields&... fields) {
     (addOne(fields), ...);
   }
-  void addOne(std::integral auto number) { text_.append(concat(static_cast<std::int64_t>(number))) += ' '; }
+  void addOne(std::integral auto number) { text.append(concat(static_cast<std::int64_t>(number))) += ' '; }
   void addOne(Instant deadline) {
-    addOne(now_ ? std::max<std::int64_t>(deadline.second - now_->second, -1) : deadline.second);
+    addOne(now ? std::max<std::int64_t>(deadline.second - now->second, -1) : deadline.second);
   }
-  void addOne(std::string_view text) {
-    addOne(everything_ ? text.size() : !text.empty());
-    if (everything_) text_ += text;
+  void addOne(std::string_view bytes) {
+    addOne(everything ? bytes.size() : !bytes.empty());
+    if (everything) text += bytes;
   }
   // The next 25 texts and the count suffice to detect any change of a long queue.
   void addOne(const TextBuffer& queue) {
     constexpr std::size_t kTextsMax = 25;
-    if (!everything_) return addOne(queue.Count > 0);
+    if (!everything) return addOne(queue.Count > 0);
     add(queue.Count, queue.Capacity);
-    for (const std::string_view text : BufferTexts(queue, kTextsMax)) addOne(text);
+    for (const std::string_view bytes : BufferTexts(queue, kTextsMax)) addOne(bytes);
   }
   void addOne(SocketId id) {
-    const PlainSocket* socket = model_.find(id);
+    const PlainSocket* socket = model.find(id);
     if (socket == nullptr) return addOne("none");
     const PlainSocket::Settings& settings = socket->settings;
     addOne(settings.state);
-    if (!everything_) return;
+    if (!everything) return;
     add(settings.localPort, settings.remotePort, socket->reportedBytes.value_or(-1), settings.statusText,
         settings.remoteHost);
   }
-
-  ServiceModel& model_;
-  std::optional<Instant> now_;
-  bool everything_;
-  std::string text_;
 };
 
 void Fingerprint::addLink(const ConnectionRecord& record) {
@@ -75,7 +69,7 @@ void Fingerprint::addLink(const ConnectionRecord& record) {
   if (record.IdxServer != 0)
     add(SocketId{SocketArray::ServerSocket, record.IdxServer},
         SocketId{SocketArray::SrvAccept, record.IdxServer});
-  if (everything_) add(record.DebugAttivo, record.IdQuarn, record.UltimoLotto, record.Tipo, record.CodaDebug);
+  if (everything) add(record.DebugAttivo, record.IdQuarn, record.UltimoLotto, record.Tipo, record.CodaDebug);
 }
 
 std::string written(Library& library, std::span<const std::int16_t> links, Fingerprint state) {
@@ -83,7 +77,7 @@ std::string written(Library& library, std::span<const std::int16_t> links, Finge
   for (const std::int16_t link : links) {
     if (library.validIndex(link)) state.addLink(library.ConnectionTable[link]);
   }
-  return std::move(state.text());
+  return std::move(state.text);
 }
 
 }  // namespace
@@ -165,11 +159,11 @@ std::size_t Reproduction::behindNested(std::size_t at) const {
 }
 
 std::string Reproduction::stateOf(std::span<const std::int16_t> links, std::optional<Instant> now) {
-  return written(library(), links, Fingerprint(model_, now, true));
+  return written(library(), links, {model_, now, true});
 }
 
 std::string Reproduction::controlStateOf(std::span<const std::int16_t> links, Instant now) {
-  return written(library(), links, Fingerprint(model_, now, false));
+  return written(library(), links, {model_, now, false});
 }
 
 }  // namespace quarnex::recording
