@@ -11,7 +11,6 @@
 
 #include "engine/records/library.h"
 #include "recording/format/recording_reader.h"
-#include "recording/format/service_model.h"
 #include "recording/player/replayed_engine.h"
 #include "services/services.h"
 

@@ -9,7 +9,6 @@
 #include <string>
 
 #include "recording/format/recording_reader.h"
-#include "recording/format/service_model.h"
 #include "recording/player/replayed_engine.h"
 #include "recording/shrinker/checker.h"
 
