@@ -35,7 +35,6 @@ std::string recordingOfLink2(const Attack& attack, int times) {
     pair.world.runMilliseconds(1);
     for (int i = 0; i < times && second >= 12; ++i) attack(attacker);
     attacker.bytes.clear();
-    attacker.frames.clear();
     pair.world.runMilliseconds(999);
   }
   std::string lines;

@@ -138,7 +138,7 @@ void chooseBehaviour(FaultPlan& plan, ScriptedPeer& peer, int identifier) {
     case 1:
       return peer.setReading(false);
     case 2:
-      peer.onFrame = [&peer](const ScriptedPeer::Received& received) { peer.send(received.frame.bytes); };
+      peer.onFrame = [&peer](const std::string& frame) { peer.send(frame); };
       return;
     case 3:
       peer.onConnect = [&peer] { peer.close(); };
@@ -271,7 +271,7 @@ bool sendBacklog(FaultPlan& plan) {
     const int identifier = server.place.plan()[static_cast<std::size_t>(server.link - 1)].identifier;
     std::string frames;
     for (int i = 0; i < kBacklogFrames; ++i) frames += hostileText(identifier);
-    peer->onFrame = [&plan, answers = 0](const ScriptedPeer::Received&) mutable {
+    peer->onFrame = [&plan, answers = 0](const std::string&) mutable {
       if (++answers == kBacklogFrames) plan.count("backlog-taken");
     };
     peer->send(frames);

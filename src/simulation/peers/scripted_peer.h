@@ -1,4 +1,4 @@
-// ScriptedPeer: a peer without an engine that acts as it is told and records received frames.
+// ScriptedPeer: a peer without an engine that acts as it is told and records received bytes.
 #pragma once
 
 #include <cstdint>
@@ -68,25 +68,16 @@ class ScriptedPeer final : private NetworkUser {
     read();
   }
 
-  /// A frame and the virtual time of its last byte.
-  struct Received {
-    Milliseconds at;
-    wire::Frame frame;
-  };
-  std::vector<Received> frames;
   std::string bytes;  ///< all bytes that it has read
 
-  /// Called for each frame, on whichever connection.
-  std::function<void(const Received&)> onFrame;
+  /// Called for each frame, on whichever connection, with its bytes from STX to ETX, intact or not.
+  std::function<void(const std::string& frame)> onFrame;
   std::function<void()> onConnect;
   /// Answers like a link of that identifier without texts: "9ACK" to data, "9NODATA" to a query.
   void answerAsLink(int identifier) {
-    onFrame = [this, identifier](const Received& received) {
-      const auto holds = [&](const char* field) {
-        return received.frame.message.find(field) != std::string::npos;
-      };
-      if (holds("|9CMD|")) sendMessage(identifier, {"9ACK", "9."});
-      if (holds("|9QRY|")) sendMessage(identifier, {"9NODATA", "9."});
+    onFrame = [this, identifier](const std::string& frame) {
+      if (frame.find("|9CMD|") != frame.npos) sendMessage(identifier, {"9ACK", "9."});
+      if (frame.find("|9QRY|") != frame.npos) sendMessage(identifier, {"9NODATA", "9."});
     };
   }
   /// Its end of the connection, where network faults are set; nullptr without a connection.
@@ -113,7 +104,7 @@ class ScriptedPeer final : private NetworkUser {
   }
   void carry(std::shared_ptr<End> end) {
     end_ = std::move(end);
-    splitter_ = {};
+    frame_.clear();
     ++connections_;
     ending_ = -1;
     end_->setOwner(*this, true);
@@ -123,11 +114,16 @@ class ScriptedPeer final : private NetworkUser {
     if (!reading_ || !end_ || end_->arrived() == 0) return;
     const std::size_t before = bytes.size();
     end_->take(bytes, std::numeric_limits<std::size_t>::max());
-    for (wire::Frame& frame : splitter_.feed(std::string_view(bytes).substr(before))) {
-      frames.push_back({network_.time().now(), std::move(frame)});
-      if (onFrame) onFrame(Received(frames.back()));
-    }
+    for (const char byte : std::string_view(bytes).substr(before)) completeFrame(byte);
     leaveIfDone();
+  }
+  // Bytes between frames are dropped.
+  void completeFrame(char byte) {
+    if (frame_.empty() && byte != wire::kStart) return;
+    frame_ += byte;
+    if (byte != wire::kEnd) return;
+    const std::string frame = std::exchange(frame_, {});
+    if (onFrame) onFrame(frame);
   }
   void leaveIfDone() {
     if (!end_ || !end_->exhausted()) return;
@@ -140,7 +136,7 @@ class ScriptedPeer final : private NetworkUser {
   std::int32_t listeningPort_ = 0;
   std::shared_ptr<Call> call_;
   std::shared_ptr<End> end_;
-  wire::Splitter splitter_;
+  std::string frame_;  // incomplete; "" between frames
   bool reading_ = true;
   int connections_ = 0;
   int ending_ = -1;
