@@ -158,14 +158,11 @@ void End::look() {
   if (closed_) return resetForUnwantedBytes();
   if (owner_ == nullptr) return;
   const auto ending = inbound_.endArrived(time_.now());
-  if (ending.value_or(0) != 0) {
-    NetworkUser& owner = *std::exchange(owner_, nullptr);
-    return owner.onBroken(*ending);
-  }
+  if (ending.value_or(0) != 0) return std::exchange(owner_, nullptr)->onEnd(*ending);
   if (wantsArrivals_ && arrived() > 0) owner_->onArrival();
   if (owner_ == nullptr || !ending || endReported_) return;
   endReported_ = true;
-  owner_->onEnd();
+  owner_->onEnd(0);
 }
 
 // For bytes sent after an end that the network made up: if they arrive at a closed end, it answers with a

@@ -56,15 +56,13 @@ class NetworkUser {
   virtual ~NetworkUser() = default;
   /// A caller has reached the port and is connected. The receiver must close `end`.
   virtual void onCaller(std::shared_ptr<End> end) = 0;
-  /// The outcome of a call.
-  virtual void onConnected(std::shared_ptr<End> end) = 0;
-  virtual void onCallFailed(std::int16_t code) = 0;
+  /// The outcome of a call: its end of the connection and 0, or nullptr and the number of the failure.
+  virtual void onOutcome(std::shared_ptr<End> end, std::int16_t code) = 0;
   /// Bytes have arrived. Only for owners that ask for it.
   virtual void onArrival() {}
-  /// The peer has closed in the orderly way; bytes before that may still wait.
-  virtual void onEnd() = 0;
-  /// The connection is broken; nothing more can be taken.
-  virtual void onBroken(std::int16_t code) = 0;
+  /// With 0 the peer has closed in the orderly way; bytes before that may still wait. With another code the
+  /// connection is broken; nothing more can be taken.
+  virtual void onEnd(std::int16_t code) = 0;
 };
 
 /// One direction of a connection: bytes on their way, each with the time of its arrival.

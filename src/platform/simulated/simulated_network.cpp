@@ -1,7 +1,5 @@
 #include "platform/simulated/simulated_network.h"
 
-#include <algorithm>
-#include <array>
 #include <charconv>
 #include <utility>
 
@@ -13,20 +11,6 @@ namespace {
 
 constexpr std::int32_t kFirstFreePort = 49152;
 
-// The four numbers of a dotted address; nothing if it is none.
-std::optional<std::array<int, 4>> numbersOf(std::string_view dotted) {
-  std::array<int, 4> numbers{};
-  const char* next = dotted.data();
-  const char* const end = next + dotted.size();
-  for (std::size_t i = 0; i < numbers.size(); ++i) {
-    if (i > 0 && (next == end || *next++ != '.')) return std::nullopt;
-    const auto [after, error] = std::from_chars(next, end, numbers[i]);
-    if (error != std::errc() || numbers[i] < 0 || numbers[i] > 255) return std::nullopt;
-    next = after;
-  }
-  return next == end ? std::optional(numbers) : std::nullopt;
-}
-
 }  // namespace
 
 std::string dottedAddress(int machine, int viewer) {
@@ -36,10 +20,17 @@ std::string dottedAddress(int machine, int viewer) {
 }
 
 std::optional<int> machineAt(std::string_view dotted, int viewer) {
-  const auto numbers = numbersOf(dotted);
-  if (!numbers) return std::nullopt;
-  const auto [first, second, third, fourth] = *numbers;
-  return first == 127 ? viewer : second << 16 | third << 8 | fourth;
+  const std::string text = std::string(dotted) + '.';
+  const char* next = text.data();
+  const char* const end = next + text.size();
+  int numbers[4] = {};
+  for (int& number : numbers) {
+    const auto [after, error] = std::from_chars(next, end, number);
+    if (error != std::errc() || *after != '.' || number < 0 || number > 255) return std::nullopt;
+    next = after + 1;
+  }
+  if (next != end) return std::nullopt;
+  return numbers[0] == 127 ? viewer : numbers[1] << 16 | numbers[2] << 8 | numbers[3];
 }
 
 void Network::listen(Address address, NetworkUser& listener) {
@@ -63,7 +54,7 @@ std::shared_ptr<Call> Network::call(Address from, Address to, NetworkUser& calle
   const CallFate fate = onCall ? onCall(*call) : CallFate{};
   if (fate.hangs) return call;
   if (fate.code != 0) {
-    fail(call, fate.delay, fate.code);
+    conclude(call, fate.delay, fate.code);
   } else {
     time_.at(time_.now() + fate.delay, [this, call] { arrive(call); });
   }
@@ -89,18 +80,16 @@ std::vector<std::shared_ptr<Connection>> Network::connections() {
 void Network::arrive(const std::shared_ptr<Call>& call) {
   if (call->caller == nullptr) return;
   const auto found = listeners_.find(call->to);
-  if (found == listeners_.end()) return fail(call, 0, kConnectionRefused);
+  if (found == listeners_.end()) return conclude(call, 0, kConnectionRefused);
   const auto connection = connect(*call);
   call->end = connection->callerEnd();
   found->second->onCaller(connection->calledEnd());
-  time_.at(time_.now() + connection->called.conditions.delay, [call] {
-    if (call->caller != nullptr) call->caller->onConnected(std::exchange(call->end, nullptr));
-  });
+  conclude(call, connection->called.conditions.delay, 0);
 }
 
-void Network::fail(const std::shared_ptr<Call>& call, Milliseconds delay, std::int16_t code) {
+void Network::conclude(const std::shared_ptr<Call>& call, Milliseconds delay, std::int16_t code) {
   time_.at(time_.now() + delay, [call, code] {
-    if (call->caller != nullptr) call->caller->onCallFailed(code);
+    if (call->caller != nullptr) call->caller->onOutcome(std::exchange(call->end, nullptr), code);
   });
 }
 
@@ -109,10 +98,7 @@ std::shared_ptr<Connection> Network::connect(const Call& call) {
                                                  dottedAddress(call.from.machine, call.to.machine),
                                                  dottedAddress(call.to.machine, call.from.machine));
   ++connectionsMade_;
-  if (connections_.size() >= connectionsSweepAt_) {
-    std::erase_if(connections_, [](const auto& candidate) { return candidate.expired(); });
-    connectionsSweepAt_ = std::max<std::size_t>(64, 2 * connections_.size());
-  }
+  std::erase_if(connections_, [](const auto& candidate) { return candidate.expired(); });
   connections_.push_back(connection);
   if (onConnection) onConnection(*connection);
   return connection;

@@ -69,14 +69,13 @@ class Network {
 
  private:
   void arrive(const std::shared_ptr<Call>& call);
-  void fail(const std::shared_ptr<Call>& call, Milliseconds delay, std::int16_t code);
+  void conclude(const std::shared_ptr<Call>& call, Milliseconds delay, std::int16_t code);
   std::shared_ptr<Connection> connect(const Call& call);
 
   VirtualTime& time_;
   Random random_;
   std::map<Address, NetworkUser*> listeners_;
   std::vector<std::weak_ptr<Connection>> connections_;
-  std::size_t connectionsSweepAt_ = 64;
   std::uint64_t connectionsMade_ = 0;
   std::int32_t lastFreePort_ = 49152;
 };

@@ -12,18 +12,11 @@ bool endsUse(EventKind kind, std::int16_t code) {
   return kind == EventKind::Close || (kind == EventKind::Connect && code != 0);
 }
 
-Failure addressNotAvailable() {
-  return Failure(10049, "Cannot assign requested address");
-}
-
-void requirePort(std::int32_t port) {
-  if (port < 1 || port > kPortMax) throw addressNotAvailable();
-}
-
-int requireMachine(std::string_view dotted, int viewer) {
+// The address that `dotted` and `port` mean to `viewer`.
+Address requireAddress(std::string_view dotted, std::int32_t port, int viewer) {
   const auto machine = machineAt(dotted, viewer);
-  if (!machine) throw addressNotAvailable();
-  return *machine;
+  if (!machine || port < 1 || port > kPortMax) throw Failure(10049, "Cannot assign requested address");
+  return {*machine, port};
 }
 
 }  // namespace
@@ -41,12 +34,8 @@ std::unique_ptr<SocketInstance> SimulatedSockets::create(SocketArray array, std:
 std::unique_ptr<SimulatedSocket> SimulatedSockets::make(SocketArray array, std::int16_t index,
                                                         SocketEvents& events) {
   auto instance = std::make_unique<SimulatedSocket>(*this, array, index, events);
-  const auto older = find(array, index);
-  if (older == instances_.end()) {
-    instances_.push_back(instance.get());
-  } else {
-    *older = instance.get();
-  }
+  if (const auto older = find(array, index); older != instances_.end()) instances_.erase(older);
+  instances_.push_back(instance.get());
   return instance;
 }
 
@@ -189,18 +178,16 @@ void SimulatedSockets::forget(SimulatedSocket& instance) {
 
 void SimulatedSocket::connect() {
   requireIdle();
-  requirePort(remotePort_);
-  const int machine = requireMachine(remoteHost_, service_.machine_);
+  const Address to = requireAddress(remoteHost_, remotePort_, service_.machine_);
   service_.requireDescriptor();
   beginUse(kSocketCalling);
-  call_ = service_.network_.call({service_.machine_, 0}, {machine, remotePort_}, *this);
+  call_ = service_.network_.call({service_.machine_, 0}, to, *this);
 }
 
 void SimulatedSocket::listen() {
   if (state_ == kSocketListening) return;
   requireIdle();
-  requirePort(localPort_);
-  if (!localAddress_.empty()) requireMachine(localAddress_, service_.machine_);
+  requireAddress(localAddress_.empty() ? "127.0.0.1" : localAddress_, localPort_, service_.machine_);
   service_.requireDescriptor();
   service_.network_.listen({service_.machine_, localPort_}, *this);
   listeningPort_ = localPort_;

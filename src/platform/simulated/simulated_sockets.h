@@ -148,19 +148,14 @@ class SimulatedSocket final : public SocketInstance, private NetworkUser {
   friend class SimulatedSockets;
 
   void onCaller(std::shared_ptr<End> end) override { post(EventKind::Accept, 0, std::move(end)); }
-  void onConnected(std::shared_ptr<End> end) override {
+  void onOutcome(std::shared_ptr<End> end, std::int16_t code) override {
     call_ = nullptr;
-    post(EventKind::Connect, 0, std::move(end));
-  }
-  void onCallFailed(std::int16_t code) override {
-    call_ = nullptr;
-    post(EventKind::Connect, code);
+    post(EventKind::Connect, code, std::move(end));
   }
   // If bytes still wait, the fetch that takes the last of them raises the close.
-  void onEnd() override {
-    if (end_->exhausted()) post(EventKind::Close, 0);
+  void onEnd(std::int16_t code) override {
+    if (code != 0 || end_->exhausted()) post(EventKind::Close, code);
   }
-  void onBroken(std::int16_t code) override { post(EventKind::Close, code); }
 
   void post(EventKind kind, std::int16_t code, std::shared_ptr<End> end = nullptr) {
     service_.post({this, use_, kind, code, std::move(end)});

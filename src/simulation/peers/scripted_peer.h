@@ -88,20 +88,13 @@ class ScriptedPeer final : private NetworkUser {
     close();
     carry(std::move(end));
   }
-  void onConnected(std::shared_ptr<End> end) override {
+  void onOutcome(std::shared_ptr<End> end, std::int16_t code) override {
     call_ = nullptr;
-    carry(std::move(end));
-  }
-  void onCallFailed(std::int16_t code) override {
-    call_ = nullptr;
+    if (end) return carry(std::move(end));
     ending_ = code;
   }
   void onArrival() override { read(); }
-  void onEnd() override { leaveIfDone(); }
-  void onBroken(std::int16_t code) override {
-    std::exchange(end_, nullptr)->close();
-    ending_ = code;
-  }
+  void onEnd(std::int16_t code) override { code == 0 ? leaveIfDone() : leave(code); }
   void carry(std::shared_ptr<End> end) {
     end_ = std::move(end);
     frame_.clear();
@@ -126,9 +119,11 @@ class ScriptedPeer final : private NetworkUser {
     if (onFrame) onFrame(frame);
   }
   void leaveIfDone() {
-    if (!end_ || !end_->exhausted()) return;
+    if (end_ && end_->exhausted()) leave(0);
+  }
+  void leave(std::int16_t code) {
     std::exchange(end_, nullptr)->close();
-    ending_ = 0;
+    ending_ = code;
   }
 
   Network& network_;
