@@ -36,7 +36,7 @@ struct Stage {
   }
   TextFlow& towardsClient() { return ledger.flow({1, 1, false}); }
   void sent(std::initializer_list<const char*> texts, std::int64_t at) {
-    for (const char* text : texts) ledger.send(towardsClient(), text, at);
+    for (const char* text : texts) towardsClient().send(text, at);
   }
   Stage& endClient() {
     client.sockets.raise(SocketArray::ClientSocket, 1, EventKind::Close, 0);

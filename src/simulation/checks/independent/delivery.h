@@ -33,25 +33,12 @@ class Delivery : public Check {
       taken(call.link, std::get<std::string>(result));
   }
   void traced(std::int16_t link, std::string_view text) {
-    switch (text.empty() ? '\0' : text.front()) {
-      case 'A':
-        if (text.starts_with("ATTIVATO SOCKET ")) activated(link);
-        break;
-      case 'P':
-        if (text.starts_with("P:Errore: ")) engine_.excuse(link, Cause::Failed);
-        if (text.starts_with("P:X000E0701")) engine_.excuse(link, Cause::Connected);
-        if (text.starts_with("P:X000E0702")) engine_.excuse(link, Cause::Disconnected);
-        break;
-      case 'I':
-        if (text.starts_with("IN CANNA:")) links_[link].batch = fieldsOf(text);
-        break;
-      case 'R':
-        if (engine_.at(link).tcp && text.starts_with("R>"))
-          engine_.at(link).received->receiveBody(text.substr(2));
-        break;
-      default:
-        break;
-    }
+    if (begins(text, "ATTIVATO SOCKET ")) activated(link);
+    if (begins(text, "P:Errore: ")) engine_.excuse(link, Cause::Failed);
+    if (begins(text, "P:X000E0701")) engine_.excuse(link, Cause::Connected);
+    if (begins(text, "P:X000E0702")) engine_.excuse(link, Cause::Disconnected);
+    if (begins(text, "IN CANNA:")) links_[link].batch = fieldsOf(text);
+    if (begins(text, "R>") && engine_.at(link).tcp) engine_.at(link).received->receiveBody(text.substr(2));
   }
   void performs(std::int16_t link, const ServiceCall& call) {
     TextFlow* const flow = engine_.at(link).sent;
@@ -78,7 +65,7 @@ class Delivery : public Check {
 
   void queued(std::int16_t link, const std::string& text) {
     if (text == "VUOTABUFFER") engine_.excuse(link, Cause::Emptied);
-    engine_.site.ledger.send(*engine_.at(link).sent, text, engine_.site.time.now());
+    engine_.at(link).sent->send(text, engine_.site.time.now());
   }
 
   void activated(std::int16_t link) {
@@ -98,7 +85,7 @@ class Delivery : public Check {
   void taken(std::int16_t link, const std::string& text) {
     if (!engine_.site.peersKnown || text.empty() || text.starts_with("X000E")) return;
     TextFlow& flow = *engine_.at(link).received;
-    const Arrival arrival = engine_.site.ledger.deliver(flow, text);
+    const Arrival arrival = flow.deliver(text);
     if (engine_.site.ledger.unexplained() > 0)
       engine_.report(link, "texts were lost or doubled without a cause");
     if (arrival == Arrival::Foreign && !mayBeForeign(link, text))
@@ -119,7 +106,7 @@ class Delivery : public Check {
     return ends.received->hasForeignBody() &&
            (ends.received->damaged() || links_[link].bytesLost ||
             text.find(kHostileMark) != std::string_view::npos ||
-            text.find(startCharacter) != std::string_view::npos || TextLedger::knows(*ends.sent, text));
+            text.find(startCharacter) != std::string_view::npos || ends.sent->knows(text));
   }
 
   PerIndex<Link> links_;

@@ -3,14 +3,18 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
+#include <iterator>
 #include <map>
 #include <string_view>
 #include <utility>
-#include <vector>
+
+#include "simulation/checks/independent/stream_hash.h"
 
 namespace quarnex::simulation {
 
@@ -45,7 +49,13 @@ enum class Cause : std::uint8_t {
 };
 constexpr std::size_t kCauseCount = static_cast<std::size_t>(Cause::Unknown) + 1;
 using CauseCounts = std::array<std::uint64_t, kCauseCount>;
-std::string_view nameOf(Cause cause);
+inline std::string_view nameOf(Cause cause) {
+  constexpr std::string_view names[] = {"emptied",   "closed",   "restarted", "disconnected",
+                                        "connected", "overflow", "failed",    "repeated",
+                                        "stranger",  "damaged",  "unknown"};
+  static_assert(std::size(names) == kCauseCount);
+  return names[static_cast<std::size_t>(cause)];
+}
 
 /// Numbers of texts.
 struct TextCounts {
@@ -54,17 +64,60 @@ struct TextCounts {
   CauseCounts lost{}, doubled{};           ///< by cause
 
   std::uint64_t of(Arrival kind) const { return arrived[static_cast<std::size_t>(kind)]; }
-  void add(const TextCounts& other);
+  void add(const TextCounts& other) {
+    const auto addEach = [](auto& sums, const auto& others) {
+      for (std::size_t i = 0; i < sums.size(); ++i) sums[i] += others[i];
+    };
+    sent += other.sent;
+    addEach(arrived, other.arrived);
+    addEach(lost, other.lost);
+    addEach(doubled, other.doubled);
+  }
 };
 
-/// The texts of one direction: those that were sent, and those that arrived.
+/// The texts of one direction: those that were sent, and those that arrived. Understands the texts of a
+/// `Place`: "text", a number that rises with every text of the host, and dots.
 class TextFlow {
  public:
-  TextFlow() { latest_.fill(-1); }
+  /// Counts in `counts`, which outlives it.
+  explicit TextFlow(TextCounts& counts) : counts_(counts) { latest_.fill(-1); }
 
-  /// Record the bodies of frames: of each frame sent, and of each frame received with the right checksum.
-  void sendBody(std::string_view body);
-  void receiveBody(std::string_view body);
+  /// Records a text in the sender's queue; other texts than those of a `Place` are ignored. Times never
+  /// decrease.
+  void send(std::string_view text, std::int64_t at) {
+    Text sent = textOf(text);
+    if (sent.number == 0) return;
+    sent.at = at;
+    ++counts_.sent;
+    sent_.push_back(sent);
+    if (sent_.size() > kTextsRemembered) sent_.pop_front();
+  }
+  Arrival deliver(std::string_view text) {
+    const Arrival kind = classify(textOf(text));
+    ++counts_.arrived[static_cast<std::size_t>(kind)];
+    return kind;
+  }
+  /// True if such a text was sent lately.
+  bool knows(std::string_view text) const { return find(textOf(text)) != nullptr; }
+  /// Counts the texts before that number that have not arrived as lost: no more of them will.
+  void loseUpTo(std::uint64_t before) {
+    auto lost = std::ranges::upper_bound(sent_, latestDelivered(), {}, &Text::number);
+    for (; lost != sent_.end() && lost->number < before; ++lost)
+      ++counts_.lost[static_cast<std::size_t>(causeOf(*lost))];
+  }
+
+  /// Records the body of a sent frame. One at most leaves on a tick, and it arrives at most two minutes
+  /// later.
+  void sendBody(std::string_view body) {
+    bodies_.push_back(hashOf(body));
+    if (bodies_.size() > kBodiesRemembered) bodies_.pop_front();
+  }
+  /// Records the body of a frame received with the right checksum. Searches from the latest back: it is
+  /// nearly always the latest.
+  void receiveBody(std::string_view body) {
+    if (foreignBody_) return;
+    foreignBody_ = std::find(bodies_.rbegin(), bodies_.rend(), hashOf(body)) == bodies_.rend();
+  }
   /// Texts sent until `at` that have not arrived may be lost or arrive again because of this.
   void excuse(Cause cause, std::int64_t at) {
     auto& latest = latest_[static_cast<std::size_t>(cause)];
@@ -86,8 +139,10 @@ class TextFlow {
   bool hasForeignBody() const { return foreignBody_; }
 
  private:
-  friend class TextLedger;
+  static constexpr std::size_t kBatchMax = 20;
   static constexpr std::size_t kBodiesRemembered = 1024;
+  // More than a host sends, bursts included, while its peer stands still for days with one in its queue.
+  static constexpr std::size_t kTextsRemembered = 200'000;
 
   struct Text {
     std::uint64_t number = 0;  // 0 = not a text of a simulated host
@@ -95,51 +150,92 @@ class TextFlow {
     std::int64_t at = 0;
   };
 
-  std::int64_t latest(Cause cause) const { return latest_[static_cast<std::size_t>(cause)]; }
+  static Text textOf(std::string_view text) {
+    constexpr std::string_view beginning = "text ";
+    if (!text.starts_with(beginning)) return {};
+    const char* const end = text.data() + text.size();
+    std::uint64_t number = 0;
+    const auto [rest, error] = std::from_chars(text.data() + beginning.size(), end, number);
+    if (error != std::errc() || std::any_of(rest, end, [](char byte) { return byte != '.'; })) return {};
+    return {number, text.size(), 0};
+  }
+  static std::uint64_t hashOf(std::string_view body) {
+    StreamHash hash;
+    hash.add(body);
+    return hash.value();
+  }
 
+  std::int64_t latest(Cause cause) const { return latest_[static_cast<std::size_t>(cause)]; }
+  std::uint64_t latestDelivered() const { return delivered_.empty() ? 0 : delivered_.back(); }
+  // nullptr if no such text was sent.
+  const Text* find(const Text& text) const {
+    const auto sent = std::ranges::lower_bound(sent_, text.number, {}, &Text::number);
+    const bool found = sent != sent_.end() && sent->number == text.number && sent->size == text.size;
+    return found ? &*sent : nullptr;
+  }
+
+  Arrival classify(const Text& text) {
+    const Text* const sent = find(text);
+    if (sent == nullptr) return Arrival::Foreign;
+    settlePosition(text.number);
+    if (text.number <= latestDelivered()) {
+      if (!std::ranges::binary_search(delivered_, text.number)) return Arrival::Old;
+      ++counts_.doubled[static_cast<std::size_t>(causeOf(*sent))];
+      return Arrival::Again;
+    }
+    loseUpTo(text.number);
+    delivered_.push_back(text.number);
+    if (delivered_.size() > kBatchMax) delivered_.pop_front();
+    return Arrival::New;
+  }
+  // After a restart with foreign bodies: forgets arrivals later than this one.
+  void settlePosition(std::uint64_t number) {
+    if (!std::exchange(uncertain_, false) || delivered_.empty()) return;
+    while (latestDelivered() > number) delivered_.pop_back();
+    if (delivered_.empty()) delivered_.push_back(number - 1);
+  }
+  // Some causes leave one acknowledgement too many, which stays in the exchange until the connection ends.
+  Cause causeOf(const Text& text) const {
+    for (std::size_t cause = 0; cause < kCauseCount; ++cause) {
+      if (latest_[cause] >= text.at) return static_cast<Cause>(cause);
+    }
+    for (const Cause cause : {Cause::Failed, Cause::Repeated, Cause::Stranger, Cause::Damaged}) {
+      if (latest(cause) > latest(Cause::Disconnected)) return cause;
+    }
+    return foreignBody_ ? Cause::Stranger : Cause::Unknown;
+  }
+
+  TextCounts& counts_;
   std::deque<std::uint64_t> bodies_;  // hashes of the latest ones sent
   bool foreignBody_ = false;
   bool uncertain_ = false;  // restarted after a foreign body, and nothing has arrived since
   std::int64_t restarted_ = 0;
-  std::vector<Text> sent_;                        // ascending
+  std::deque<Text> sent_;                         // the latest, ascending
   std::deque<std::uint64_t> delivered_;           // numbers of the latest, ascending
   std::array<std::int64_t, kCauseCount> latest_;  // times; -1 = never
 };
 
-/// Understands the texts of a `Place`: "text", a number that rises with every text of the host, and dots.
+/// All flows of a site, and the sums of their texts.
 class TextLedger {
  public:
+  TextLedger() = default;
+  TextLedger(const TextLedger&) = delete;
+  TextLedger& operator=(const TextLedger&) = delete;
+
   /// The reference stays valid.
-  TextFlow& flow(const FlowId& id) { return flows_[id]; }
-
-  /// Records a text in the sender's queue; other texts than those of a `Place` are ignored. Times never
-  /// decrease.
-  void send(TextFlow& flow, std::string_view text, std::int64_t at = 0);
-  Arrival deliver(TextFlow& flow, std::string_view text);
-  /// True if such a text was sent that way lately.
-  static bool knows(const TextFlow& flow, std::string_view text) {
-    return find(flow, textOf(text)) != nullptr;
-  }
-
+  TextFlow& flow(const FlowId& id) { return flows_.try_emplace(id, counts_).first->second; }
   /// Counts texts that have not arrived as lost: no more will arrive.
-  void close();
+  void close() {
+    for (auto& [id, flow] : flows_) flow.loseUpTo(UINT64_MAX);
+  }
 
   const TextCounts& counts() const { return counts_; }
   /// Losses and repetitions without a cause.
   std::uint64_t unexplained() const { return counts_.lost.back() + counts_.doubled.back(); }
 
  private:
-  using Text = TextFlow::Text;
-
-  static Text textOf(std::string_view text);
-  static const Text* find(const TextFlow& flow, const Text& text);
-  static void settlePosition(TextFlow& flow, std::uint64_t number);
-  Arrival classify(TextFlow& flow, const Text& text);
-  static Cause causeOf(const TextFlow& flow, const Text& text);
-  void lose(const TextFlow& flow, std::uint64_t after, std::uint64_t before);
-
-  std::map<FlowId, TextFlow> flows_;
   TextCounts counts_;
+  std::map<FlowId, TextFlow> flows_;
 };
 
 }  // namespace quarnex::simulation
