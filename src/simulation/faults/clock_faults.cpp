@@ -15,59 +15,46 @@ Milliseconds eitherWay(FaultPlan& plan, Milliseconds high) {
   return plan.random.chance(500) ? by : -by;
 }
 
-bool jumpForward(FaultPlan& plan) {
-  VirtualClock& clock = plan.anyHost().clock;
+void jumpForward(FaultPlan& plan, VirtualClock& clock) {
   const auto& [kind, second] = plan.oneOf(kMemorableSeconds);
   const std::int64_t ahead = second - clock.now().second;
   if (ahead > 0 && plan.random.chance(50)) {
     plan.count(kind);
-    clock.jump(ahead * kSecond);
-    return true;
+    return clock.jump(ahead * kSecond);
   }
   const Milliseconds by = plan.duration(kSecond, plan.random.chance(100) ? 40 * kDay : 2 * kHour);
   if (by > kDay) plan.count("days-forward");
   clock.jump(by);
-  return true;
 }
 
-bool jumpBack(FaultPlan& plan) {
-  VirtualClock& clock = plan.anyHost().clock;
+void jumpBack(FaultPlan& plan, VirtualClock& clock) {
   const Milliseconds by = plan.duration(kSecond, plan.random.chance(10) ? kDay : 5 * kMinute);
   if (by > kDay / 2) plan.count("day-back");
   clock.jump(-by);
-  return true;
 }
 
-bool changeSpeed(FaultPlan& plan) {
-  VirtualClock& clock = plan.anyHost().clock;
+void changeSpeed(FaultPlan& plan, VirtualClock& clock) {
   const bool stands = plan.random.chance(300);
   if (stands) plan.count("clock-stands");
   clock.setSpeed(stands ? 0 : static_cast<std::int32_t>(plan.random.between(500, 2000)));
   plan.later(plan.duration(kSecond, 10 * kMinute), [&clock] { clock.setSpeed(1000); });
-  return true;
 }
 
 // Every second reading is wrong.
-bool strobe(FaultPlan& plan) {
-  VirtualClock& clock = plan.anyHost().clock;
+void strobe(FaultPlan& plan, VirtualClock& clock) {
   clock.strobe(eitherWay(plan, kHour));
   plan.later(plan.duration(kSecond, kMinute), [&clock] { clock.strobe(0); });
-  return true;
 }
 
 // The clock is set between two readings of one step.
-bool jumpInside(FaultPlan& plan) {
-  VirtualClock& clock = plan.anyHost().clock;
+void jumpInside(FaultPlan& plan, VirtualClock& clock) {
   const std::uint64_t readings = plan.random.below(100);
   clock.jumpAfterReadings(readings, eitherWay(plan, 2 * kMinute));
-  return true;
 }
 
-bool changeLocalTime(FaultPlan& plan) {
-  VirtualClock& clock = plan.anyHost().clock;
+void changeLocalTime(FaultPlan& plan, VirtualClock& clock) {
   const auto hours = static_cast<std::int32_t>(plan.random.between(-12, 14));
   clock.setUtcOffset(hours * 3600, {clock.now().second + plan.random.between(0, 60)});
-  return true;
 }
 
 // A leap second: the last second of a day comes twice, unless the clock has been set by then.
@@ -81,22 +68,27 @@ bool repeatLastSecond(FaultPlan& plan) {
   return false;
 }
 
-bool jumpByMonths(FaultPlan& plan) {
-  plan.anyHost().clock.jump(kDay * plan.random.between(30, 365));
+void jumpByMonths(FaultPlan& plan, VirtualClock& clock) {
+  clock.jump(kDay * plan.random.between(30, 365));
+}
+
+template <void (*effect)(FaultPlan& plan, VirtualClock& clock)>
+bool onAnyClock(FaultPlan& plan) {
+  effect(plan, plan.anyHost().clock);
   return true;
 }
 
 constexpr Fault kFaults[] = {
     {.name = "clock-forward",
      .kinds = {"years-end", "summers-end", "year-2038", "days-forward"},
-     .times = {60 * kMinute, jumpForward}},
-    {.name = "clock-back", .kinds = {"day-back"}, .times = {60 * kMinute, jumpBack}},
-    {.name = "clock-speed", .kinds = {"clock-stands"}, .times = {60 * kMinute, changeSpeed}},
-    {.name = "clock-strobe", .times = {60 * kMinute, strobe}},
-    {.name = "clock-inside", .times = {60 * kMinute, jumpInside}},
-    {.name = "summer", .times = {120 * kMinute, changeLocalTime}},
+     .times = {60 * kMinute, onAnyClock<jumpForward>}},
+    {.name = "clock-back", .kinds = {"day-back"}, .times = {60 * kMinute, onAnyClock<jumpBack>}},
+    {.name = "clock-speed", .kinds = {"clock-stands"}, .times = {60 * kMinute, onAnyClock<changeSpeed>}},
+    {.name = "clock-strobe", .times = {60 * kMinute, onAnyClock<strobe>}},
+    {.name = "clock-inside", .times = {60 * kMinute, onAnyClock<jumpInside>}},
+    {.name = "summer", .times = {120 * kMinute, onAnyClock<changeLocalTime>}},
     {.name = "leap", .generation = 3, .times = {240 * kMinute, repeatLastSecond}},
-    {.name = "clock-year", .generation = 3, .times = {480 * kMinute, jumpByMonths}},
+    {.name = "clock-year", .generation = 3, .times = {480 * kMinute, onAnyClock<jumpByMonths>}},
 };
 
 }  // namespace

@@ -17,6 +17,7 @@
 
 namespace quarnex::simulation {
 
+/// No time may pass at the site after its plan is gone.
 class FaultPlan {
  public:
   /// Of the faults in `allowed` some are off, some light, some heavy; large ones are always on.
@@ -78,10 +79,9 @@ class FaultPlan {
   template <class Task>
   void later(Milliseconds pause, Task task) {
     VirtualTime& time = site.world().time();
-    time.at(time.now() + pause,
-            [this, alive = std::weak_ptr<bool>(alive_), task = std::move(task)]() mutable {
-              if (!alive.expired() && running_) task();
-            });
+    time.at(time.now() + pause, [this, task = std::move(task)]() mutable {
+      if (running_) task();
+    });
   }
 
  private:
@@ -133,7 +133,6 @@ class FaultPlan {
   std::map<std::string_view, std::uint64_t> counts_;
   bool running_ = false;
   std::vector<std::weak_ptr<ScriptedPeer>> peers_;
-  std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);  // tasks of a plan that is gone do nothing
 };
 
 }  // namespace quarnex::simulation
