@@ -13,7 +13,7 @@ template <class Inner>
 class RecordedHarness final : public Inner {
  public:
   RecordedHarness() { enter(); }
-  Services services() override { return recorder_.services(); }
+  Services services() override { return services_; }
   bool runUntil(const std::function<bool()>& holds) override {
     recorder_.observer().returned({});
     const bool held = Inner::runUntil([&] {
@@ -40,8 +40,8 @@ class RecordedHarness final : public Inner {
 
   void enter() { recorder_.observer().called(*findMethod("Uscita"), {}); }
 
-  Nowhere nowhere_;
-  recording::Recorder recorder_{Inner::services(), nowhere_};
+  recording::ServicesRecorder recorder_{std::make_shared<Nowhere>()};
+  Services services_{recorder_.wrap(Inner::services())};
 };
 
 template <class Each>

@@ -51,7 +51,8 @@ class Draft {
     add('"');
     while (!bytes.empty()) {
       const std::string_view some = bytes.substr(0, kTextMax);
-      makeRoom(kEscapedMax * some.size() + kTokensMax);
+      const auto room = kDraftMax - static_cast<std::size_t>(end_ - draft_);
+      if (room < kEscapedMax * some.size() + kTokensMax) passOn();
       end_ = escapeTo(end_, some);
       bytes.remove_prefix(some.size());
     }
@@ -65,9 +66,6 @@ class Draft {
   }
 
  private:
-  void makeRoom(std::size_t size) {
-    if (kDraftMax - static_cast<std::size_t>(end_ - draft_) < size) passOn();
-  }
   void passOn() {
     out_.append(draft_, static_cast<std::size_t>(end_ - draft_));
     end_ = draft_;

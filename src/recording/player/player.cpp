@@ -62,15 +62,11 @@ Replay& Player::takeFirstInputs() {
   return *this;
 }
 
-ReplayResult Player::result() {
-  ReplayResult result;
-  result.mismatch = mismatch_;
-  result.damage = damage_;
-  result.lines = reader_.number() - (running_ || mismatch_ || damage_ ? 1 : 0);
-  result.steps = steps_;
-  result.links = library().ConnectionCount;
-  result.seconds = start_ ? model_.time.second - start_->second : 0;
-  return result;
+const ReplayResult& Player::result() {
+  result_.lines = reader_.number() - (running_ || result_.mismatch || result_.damage ? 1 : 0);
+  result_.links = library().ConnectionCount;
+  result_.seconds = start_ ? model_.time.second - start_->second : 0;
+  return result_;
 }
 
 void Player::readLine() {
@@ -82,7 +78,7 @@ void Player::readLine() {
     const auto* missing = std::get_if<MissingLine>(&line_);
     if (running_ && missing != nullptr) throw damageOf(*missing, reader_.number());
   } catch (const DamagedLine& damage) {
-    damage_ = damage;
+    result_.damage = damage;
     running_ = false;
   }
 }
@@ -95,7 +91,7 @@ void Player::replayStep() {
 }
 
 void Player::deliverStep() {
-  ++steps_;
+  ++result_.steps;
   OpenStep& step = open_.emplace_back();
   step.line = {reader_.number(), std::string(reader_.text())};
   step.delivered.add(line_);
@@ -140,7 +136,7 @@ bool Player::compare(const Line& output) {
 }
 
 void Player::differ(std::string actual) {
-  Mismatch& mismatch = mismatch_.emplace();
+  Mismatch& mismatch = result_.mismatch.emplace();
   mismatch.expected = {reader_.number(), std::string(reader_.text())};
   mismatch.actual = std::move(actual);
   for (const OpenStep& step : open_) mismatch.steps.push_back(step.line);

@@ -59,7 +59,7 @@ class Player final : private Replay {
   /// Replays the next host call, tick or event, with all steps nested in it. If the next line does not begin
   /// a step, that is a mismatch.
   void replayStep();
-  ReplayResult result();
+  const ReplayResult& result();
   Library& library() { return engine_.library(); }
 
  private:
@@ -88,9 +88,7 @@ class Player final : private Replay {
   std::vector<OpenStep> open_;
   std::array<NumberedLine, kLinesBefore> before_;  // by line number
   std::optional<Instant> start_;                   // of the first step
-  std::size_t steps_ = 0;
-  std::optional<Mismatch> mismatch_;
-  std::optional<DamagedLine> damage_;
+  ReplayResult result_;
   ReplayedEngine engine_;
 };
 

@@ -110,23 +110,19 @@ class Shrinker {
   void removeOtherLinks() {
     if (ofAllLinks_) return;
     Steps candidate;
-    std::vector<std::size_t> additions;  // of other links
     Reproduction reproduction = check_.newReproduction();
-    for (std::size_t i = 0; i < steps_.size(); ++i) {
-      const std::int16_t before = reproduction.library().ConnectionCount;
-      reproduction.replay(steps_[i]);
-      const std::int16_t after = reproduction.library().ConnectionCount;
-      if (after > before && !concerns(after)) additions.push_back(i);
+    Library& library = reproduction.library();
+    for (const RecordedStep& step : steps_) {
+      const std::int16_t before = library.ConnectionCount;
+      reproduction.replay(step);
+      if (library.ConnectionCount == before || concerns(library.ConnectionCount)) candidate.push_back(step);
     }
     const auto& links = check_.problem().links;
-    if (!std::ranges::all_of(links,
-                             [&](std::int16_t link) { return reproduction.library().validIndex(link); }))
-      return;
-    const Renumbering renumbering(reproduction.library(), links);
-    for (std::size_t i = 0; i < steps_.size(); ++i) {
-      if (std::ranges::binary_search(additions, i)) continue;
-      candidate.push_back(renumbering.renumbered(steps_[i]));
-      if (candidate.back().lines->empty()) return;  // the last step belongs to another link
+    if (!std::ranges::all_of(links, [&](std::int16_t link) { return library.validIndex(link); })) return;
+    const Renumbering renumbering(library, links);
+    for (RecordedStep& step : candidate) {
+      step = renumbering.renumbered(step);
+      if (step.lines->empty()) return;  // the last step belongs to another link
     }
     ReproductionCheck before = check_;
     check_.renumber(renumbering);
@@ -144,18 +140,15 @@ class Shrinker {
       reproduction.replay(step);
     }
     Steps candidate;
-    std::vector<std::int64_t> gaps;  // before each of these
+    std::int64_t skipped = 0;  // seconds
     for (std::size_t i = 0; i < steps_.size(); ++i) {
       const std::size_t later = latest[states[i]];
-      gaps.push_back(steps_[later].at().second - steps_[i].at().second);
+      skipped += steps_[later].at().second - steps_[i].at().second;
       candidate.push_back(steps_[later]);
+      candidate.back().shift -= skipped;
       i = later;
     }
-    std::int64_t shift = 0;
-    for (std::size_t i = candidate.size(); i-- > 0;) {
-      candidate[i].shift += shift;
-      shift += gaps[i];
-    }
+    for (RecordedStep& step : candidate) step.shift += skipped;
     accept(std::move(candidate), removed_.repetitions);
   }
 
@@ -273,10 +266,10 @@ Problem findProblem(std::istream& in, const MakeChecker& makeChecker) {
   const std::unique_ptr<Checker> checker = makeChecker(std::make_shared<NoSink>());
   Player player(reader, checker.get());
   while (player.running() && !checker->finding()) player.replayStep();
-  ReplayResult result = player.result();
+  const ReplayResult& result = player.result();
   Problem problem;
-  problem.damage = std::move(result.damage);
-  problem.mismatch = std::move(result.mismatch);
+  problem.damage = result.damage;
+  problem.mismatch = result.mismatch;
   problem.end = result.lines + 1;
   if (problem.mismatch) {
     problem.links = linksOf(*problem.mismatch, player.library());
