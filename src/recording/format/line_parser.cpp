@@ -86,8 +86,8 @@ class JsonFields {
   bool boolean(bool value) { return put(JsonValue::Type::Boolean, value ? 1 : 0); }
   bool number_integer(std::int64_t value) { return put(JsonValue::Type::Integer, value); }
   bool number_unsigned(std::uint64_t value) {
-    if (value > std::numeric_limits<std::int64_t>::max()) return put(JsonValue::Type::Other);
-    return put(JsonValue::Type::Integer, static_cast<std::int64_t>(value));
+    const bool fits = std::in_range<std::int64_t>(value);
+    return fits ? number_integer(static_cast<std::int64_t>(value)) : put(JsonValue::Type::Other);
   }
   bool number_float(double, const std::string&) { return put(JsonValue::Type::Other); }
   bool string(std::string& value) {
@@ -285,11 +285,7 @@ Line parseAs(Key key, std::string_view text, JsonFields& fields, std::vector<Val
 // By key that determines a kind.
 constexpr auto kKinds = []<class... Lines>(std::type_identity<std::variant<Lines...>>) {
   std::array<ParseKind, kKeys.size()> kinds{};
-  const auto add = [&kinds]<class OneLine>(std::type_identity<OneLine>) {
-    if constexpr (requires { OneLine::kKey; })
-      kinds[static_cast<std::size_t>(OneLine::kKey)] = &parseAs<OneLine>;
-  };
-  (add(std::type_identity<Lines>{}), ...);
+  ((kinds[static_cast<std::size_t>(Lines::kKey)] = &parseAs<Lines>), ...);
   kinds[static_cast<std::size_t>("sent"_key)] = &parseAs<OperationLine>;
   return kinds;
 }(std::type_identity<Line>{});

@@ -69,9 +69,7 @@ class StoredLines {
   void add(const Line& line);
 
   bool empty() const { return lines_.empty(); }
-  std::size_t size() const { return lines_.size(); }
   const Line& front() const { return lines_.front(); }
-  const Line& operator[](std::size_t at) const { return lines_[at]; }
   auto begin() const { return lines_.begin(); }
   auto end() const { return lines_.end(); }
 

@@ -24,12 +24,6 @@ class NoSink final : public Sink {
   void write(std::string_view) override {}
 };
 
-std::int16_t linkOf(const Library& library, SocketId socket) {
-  const auto& links = socket.array == SocketArray::ClientSocket ? library.ClientLinks : library.ServerLinks;
-  const auto slot = static_cast<std::size_t>(socket.index) - 1;
-  return slot < links.size() ? links[slot] : std::int16_t{0};
-}
-
 // The links of the expected output (unless that is the next step) and of the actual one; if neither names a
 // link, the link of the step.
 std::vector<std::int16_t> linksOf(const Mismatch& mismatch, const Library& library) {
@@ -247,19 +241,6 @@ class Shrinker {
 };
 
 }  // namespace
-
-std::int16_t linkOf(const Library& library, const Line& line) {
-  if (const auto* trace = std::get_if<TraceLine>(&line)) return trace->link;
-  if (const auto* call = std::get_if<CallLine>(&line)) {
-    const auto* index =
-        call->parameters.empty() ? nullptr : std::get_if<std::int16_t>(&call->parameters.front());
-    return index == nullptr ? std::int16_t{0} : *index;
-  }
-  const bool mayHaveLink =
-      std::holds_alternative<EventLine>(line) || std::holds_alternative<OperationLine>(line);
-  const SocketId* socket = mayHaveLink ? socketOf(line) : nullptr;
-  return socket == nullptr ? std::int16_t{0} : linkOf(library, *socket);
-}
 
 Problem findProblem(std::istream& in, const MakeChecker& makeChecker) {
   RecordingReader reader(in);

@@ -45,9 +45,6 @@ struct ShrinkResult {
   std::string recording;  // the shrunk recording; "" if there is none
 };
 
-/// Index of the link that a line concerns in `library`, 0 if none in particular.
-std::int16_t linkOf(const Library& library, const Line& line);
-
 /// Reads `in` several times from its beginning. If removed steps took time, the steps before them move to a
 /// later time. Takes about a minute at most. Returns no recording if there is no problem, or if the problem
 /// does not appear again when the inputs are replayed to a fresh engine. Throws `DamagedLine` if the first
