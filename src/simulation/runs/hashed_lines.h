@@ -20,16 +20,13 @@ template <class Number>
 concept NumberOrName = std::is_integral_v<Number> || std::is_enum_v<Number>;
 
 /// Adds each member of a line, with its key, to a hash.
-class MemberHash {
- public:
-  explicit MemberHash(StreamHash& hash) : hash_(hash) {}
-
+struct MemberHash {
   void operator()(recording::Key key, NumberOrName auto number) {
-    hash_.add(static_cast<std::uint64_t>(key) << 56 ^ static_cast<std::uint64_t>(number));
+    hash.add(static_cast<std::uint64_t>(key) << 56 ^ static_cast<std::uint64_t>(number));
   }
   void operator()(recording::Key key, std::string_view text) {
     (*this)(key, text.size());
-    hash_.add(text);
+    hash.add(text);
   }
   void operator()(recording::Key key, recording::True) { (*this)(key, true); }
   void operator()(recording::Key key, std::monostate) { (*this)(key, false); }
@@ -49,31 +46,28 @@ class MemberHash {
   }
   template <class... Types>
   void operator()(recording::Key key, const std::variant<Types...>& value, OperandKind = {}) {
-    hash_.add(value.index());
+    hash.add(value.index());
     std::visit([&](const auto& one) { (*this)(key, one); }, value);
   }
 
- private:
-  StreamHash& hash_;
+  StreamHash hash{};
 };
 
-/// The hash is made of the typed lines, not of their text: the text follows from them, and making it costs
-/// many times as much.
+/// Hashes the typed lines: their text follows from them, and making it costs many times as much.
 class HashedLines final : public recording::LineSink {
  public:
   /// Passes all lines to `sink`, as text, until it is full. Call it before the first line.
   void alsoTo(std::shared_ptr<recording::Sink> sink) { texts_.emplace_back(std::move(sink)); }
 
   void begin(std::int32_t utcOffset) override {
-    hash_.add(static_cast<std::uint64_t>(utcOffset));
+    members_.hash.add(static_cast<std::uint64_t>(utcOffset));
     for (auto& text : texts_) text.begin(utcOffset);
   }
   void take(const recording::Line& line) override {
     // Most lines are of these kinds, and a direct call is faster than that of a visit.
-    MemberHash members(hash_);
     if (!hashIf<recording::TraceLine>(line) && !hashIf<recording::OperationLine>(line) &&
         !hashIf<recording::FetchedLine>(line) && !hashIf<recording::TickLine>(line))
-      visitMembers(members, line);
+      visitMembers(members_, line);
     for (auto& text : texts_) text.take(line);
   }
   void pause() override {
@@ -83,18 +77,17 @@ class HashedLines final : public recording::LineSink {
   }
 
   /// Hash of all lines so far.
-  std::uint64_t hash() const { return hash_.value(); }
+  std::uint64_t hash() const { return members_.hash.value(); }
 
  private:
   template <class OneLine>
   bool hashIf(const recording::Line& line) {
     const auto* one = std::get_if<OneLine>(&line);
-    MemberHash members(hash_);
-    if (one != nullptr) OneLine::members(members, *one);
+    if (one != nullptr) OneLine::members(members_, *one);
     return one != nullptr;
   }
 
-  StreamHash hash_;
+  MemberHash members_;
   std::vector<recording::LineWriter> texts_;
 };
 
