@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <functional>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -55,13 +56,14 @@ Damage anyDamage(FaultPlan& plan) {
 
 void damageFrames(FaultPlan& plan, std::vector<Tamper>& tampers, Address port) {
   const Damage damage = anyDamage(plan);
-  tampers.emplace_back([&plan, port, tamper = damaging(damage, plan.random.split())](std::string_view sent) {
-    std::vector<Piece> pieces = tamper(sent);
-    const bool whole =
-        pieces.size() == 1 && pieces[0].bytes == sent && pieces[0].ending == Piece::Ending::None;
-    if (!whole) plan.affect(Cause::Damaged, port, kTransitMax);
-    return pieces;
-  });
+  tampers.emplace_back(
+      [&plan, port, tamper = Damaging(damage, plan.random.split())](std::string_view sent) mutable {
+        std::vector<Piece> pieces = tamper(sent);
+        const bool whole =
+            pieces.size() == 1 && pieces[0].bytes == sent && pieces[0].ending == Piece::Ending::None;
+        if (!whole) plan.affect(Cause::Damaged, port, kTransitMax);
+        return pieces;
+      });
 }
 
 void cutFrames(FaultPlan& plan, std::vector<Tamper>& tampers, Address) {
@@ -210,21 +212,17 @@ struct PortUser {
   std::int16_t link;
 };
 
-// Its index there, from 1; 0 if it is on another host.
-std::int16_t linkAt(const Place& place, std::int32_t port, bool client) {
-  const auto& plan = place.plan();
-  const auto found = std::ranges::find_if(plan, [&](const LinkPlan& link) {
-    return link.tcp && link.client == client && kPortOfIdentifier0 + link.identifier == port;
-  });
-  return static_cast<std::int16_t>(found == plan.end() ? 0 : found - plan.begin() + 1);
-}
-
 // Each port of a machine has a client and a server.
 PortUser userOf(FaultPlan& plan, Address port, bool client) {
-  const auto& place = *std::ranges::find_if(plan.site.places(), [&](const auto& one) {
-    return one->host().machine == port.machine && linkAt(*one, port.port, client) != 0;
-  });
-  return {*place, linkAt(*place, port.port, client)};
+  for (const auto& place : plan.site.places()) {
+    const auto& links = place->plan();
+    const auto user = std::ranges::find_if(links, [&](const LinkPlan& link) {
+      return link.tcp && link.client == client && kPortOfIdentifier0 + link.identifier == port.port;
+    });
+    if (place->host().machine == port.machine && user != links.end())
+      return {*place, static_cast<std::int16_t>(user - links.begin() + 1)};
+  }
+  throw std::out_of_range("no link has that port");
 }
 
 // A stranger has some server link to itself: its client is closed for `stay` and half a minute before.
