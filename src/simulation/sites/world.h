@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -23,8 +24,7 @@
 
 namespace quarnex::simulation {
 
-/// One process with an engine of its own on simulated services. Everything outside the process survives a
-/// restart.
+/// One process with an engine of its own on simulated services. All but the process survives a restart.
 class Host {
  public:
   Host(Network& network, Random random, int onMachine, Instant shows)
@@ -35,24 +35,27 @@ class Host {
         sockets(network, loop, onMachine, random.split()) {
     start();
   }
-  Host(const Host&) = delete;
-  Host& operator=(const Host&) = delete;
 
-  QuarnSocket& quarn() { return process_->quarn; }
-  Library& library() { return process_->library; }
+  QuarnSocket& quarn() { return *quarn_; }
+  Library& library() { return *library_; }
 
   /// Ends the process, as an exit or `kill -9` does: the system closes everything that it had open. Do not
   /// use the engine until the next `start`.
   void stop() {
-    process_ = nullptr;
+    quarn_.reset();
+    library_.reset();
+    wrapper_ = nullptr;
     timer.setPeriod(0);
   }
   /// Starts a fresh engine, without links.
   void start() {
     stop();
-    process_ = std::make_unique<Process>(faultyServices_.services(), makeWrapper ? makeWrapper() : nullptr);
+    const Services services = faultyServices_.services();
+    if (makeWrapper) wrapper_ = makeWrapper();
+    quarn_.emplace(library_.emplace(wrapper_ ? wrapper_->wrap(services) : services));
+    if (wrapper_) wrapper_->watch(*library_);
   }
-  bool running() const { return process_ != nullptr; }
+  bool running() const { return library_.has_value(); }
   /// Opens a log or closes it. The application goes on without a log if that fails.
   void setLog(bool open) {
     try {
@@ -79,20 +82,11 @@ class Host {
   std::function<std::unique_ptr<ServicesWrapper>()> makeWrapper;
 
  private:
-  struct Process {
-    Process(const Services& services, std::unique_ptr<ServicesWrapper> wrappedIn)
-        : wrapper(std::move(wrappedIn)),
-          library(wrapper ? wrapper->wrap(services) : services),
-          quarn(library) {
-      if (wrapper) wrapper->watch(library);
-    }
-    std::unique_ptr<ServicesWrapper> wrapper;
-    quarnex::Engine library;
-    QuarnSocket quarn;
-  };
-
   FaultyServices faultyServices_{sockets, timer, clock, log, faults};
-  std::unique_ptr<Process> process_;
+  // The process.
+  std::unique_ptr<ServicesWrapper> wrapper_;
+  std::optional<quarnex::Engine> library_;
+  std::optional<QuarnSocket> quarn_;
 };
 
 /// The same seed and the same calls give the same events at the same times, byte for byte.
@@ -120,8 +114,7 @@ class World {
 
   void run(std::int64_t seconds) { runMilliseconds(seconds * kSecond); }
   void runMilliseconds(Milliseconds duration) { time_.runUntil(time_.now() + duration); }
-  /// Runs until `condition`, which is evaluated after each task, is true; false if that takes more than
-  /// `secondsMax`.
+  /// Runs until `condition`, evaluated after each task, is true; false if that takes more than `secondsMax`.
   bool runUntil(const std::function<bool()>& condition, std::int64_t secondsMax) {
     const Milliseconds latest = time_.now() + secondsMax * kSecond;
     while (!condition()) {
