@@ -31,8 +31,7 @@ std::size_t Stream::countArrived(Milliseconds now) {
   return arrived_ - taken_;
 }
 
-// Moves the rest to the front only when it is smaller than the part that is gone: each byte moves at most
-// once.
+// Moves the rest to the front only if it is smaller than the part that is gone, so each byte moves once.
 void Stream::remove(std::size_t count) {
   taken_ += count;
   if (taken_ < bytes_.size() && (taken_ < kKeptBytes || taken_ < bytes_.size() - taken_)) return;
@@ -99,8 +98,7 @@ void End::dropOutbox() {
   outboxSent_ = 0;
 }
 
-// A full window opens when the receiver takes bytes. Only a system that takes few bytes at once is asked
-// again and again.
+// A full window opens when the receiver takes bytes. Only a system that takes few at once is asked again.
 void End::scheduleDrain() {
   if (outbox_.empty() || conditions.takenAtOnce == 0 || draining_) return;
   draining_ = true;
@@ -165,8 +163,7 @@ void End::look() {
   owner_->onEnd(0);
 }
 
-// For bytes sent after an end that the network made up: if they arrive at a closed end, it answers with a
-// reset.
+// For bytes sent after an end that the network made up: a closed end that they reach answers with a reset.
 void End::resetAt(Milliseconds when) {
   time_.at(when, [self = connection_.shared_from_this(), this] {
     if (other_.closed_ && !other_.inbound_.held() && !closed_) other_.sendEnd(kConnectionReset);

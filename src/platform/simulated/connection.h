@@ -171,8 +171,7 @@ class End {
     other_.inbound_.hurry(time_.now());
     other_.lookAt(time_.now());
   }
-  /// Ends the direction from this end without its owner: with code 0 like an orderly close, else like a
-  /// break.
+  /// Ends the direction from this end without its owner: in the orderly way with code 0, else by a break.
   void cut(std::int16_t code) { sendEnd(code); }
 
  private:

@@ -41,8 +41,7 @@ struct Disk {
 
 class MemoryFile final : public TextFile {
  public:
-  /// `disk` outlives it. On a disk without any room no file can be created, and a line that does not fit is
-  /// dropped as a whole.
+  /// `disk` outlives it. On a full disk no file can be created, and a line that does not fit is dropped.
   explicit MemoryFile(Disk& disk) : disk_(disk) {}
   void create(const std::string& name) override {
     if (disk_.room == 0) throw Failure(61, "Disk full");

@@ -83,8 +83,7 @@ void SimulatedSockets::post(Event event) {
   schedule();
 }
 
-// While a host stalls for days, tens of thousands of events arrive and none leaves, so a new one must not
-// cost a search through all.
+// While a host stalls for days, tens of thousands of events wait: a new one must not cost a search of all.
 void SimulatedSockets::schedule() {
   loop_.time().cancel(delivery_);
   if (pending_.empty()) return;

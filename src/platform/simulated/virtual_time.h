@@ -110,8 +110,7 @@ class VirtualTime {
   Milliseconds now_ = 0;
   int tasksNow_ = 0;  // that have run at this time
   std::uint64_t lastOrder_ = 0;
-  std::vector<Entry>
-      heap_;  // the earliest first; entries of cancelled tasks stay until they are the earliest
+  std::vector<Entry> heap_;  // the earliest first; an entry of a cancelled task stays until it is that
   std::vector<Slot> slots_;
   std::vector<std::uint32_t> freeSlots_;
 };

@@ -1,5 +1,4 @@
-// Rule: a tick calls, listens, gives up and counts an expiry only after the deadline for it. Reads the
-// engine's records.
+// Rule: a tick calls, listens, gives up and counts an expiry only after the deadline for it.
 #pragma once
 
 #include "simulation/checks/record_check.h"

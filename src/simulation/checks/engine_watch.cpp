@@ -157,8 +157,7 @@ class EngineWatch final : public ServicesWrapper, public PassingObserver {
     touched_.clear();
   }
 
-  // Within one second a link without texts or frames whose deadlines stay only counts down the ticks to its
-  // repetition.
+  // Within one second a link without texts or frames whose deadlines stay only counts down to its repetition.
   void inspectAll() {
     const bool sameSecond = engine_.step.isLoneTick() && engine_.step.clock == inspectedAt_;
     if (!sameSecond) checks_.each([](auto& check) { check.secondEnded(); });

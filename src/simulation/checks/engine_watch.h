@@ -19,8 +19,7 @@ std::unique_ptr<ServicesWrapper> watchEngine(SiteObservations& site, std::option
                                              std::shared_ptr<recording::LineSink> lines,
                                              const SimulatedSockets& sockets);
 
-/// Watches a replayed engine. Its peers are unknown, so any fault of theirs may excuse what is forbidden
-/// otherwise.
+/// Watches a replayed engine. Its peers are unknown, so faults of theirs may excuse a breach of a rule.
 std::unique_ptr<recording::Checker> checkEngine(std::shared_ptr<recording::Sink> sink);
 
 }  // namespace quarnex::simulation

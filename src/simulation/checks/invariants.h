@@ -1,5 +1,4 @@
-// Rule: whenever the engine is not at work, the record of each link is consistent. Reads the engine's
-// records.
+// Rule: whenever the engine is not at work, the record of each link is consistent.
 #pragma once
 
 #include <cstdint>
@@ -18,8 +17,7 @@ class RecordInvariants : public RecordCheck {
     if (!broken.empty()) engine_.report(link, broken);
   }
 
-  /// Describes the first invariant that `record` breaks; "" if it breaks none. Applies to engines after
-  /// `Init`.
+  /// Describes the first invariant that `record` breaks, or "". Applies to engines after `Init`.
   static std::string_view brokenInvariant(const ConnectionRecord& record) {
     if (record.Stato != 1 && record.Stato != 17) return "Stato is neither 1 nor 17";
     if (record.InEsecuzione != -1) return "InEsecuzione was left running";

@@ -1,5 +1,4 @@
-// Rule: an engine holds at most twice the memory that its contents need, and a constant. Reads the engine's
-// records.
+// Rule: an engine's records hold at most twice the memory that their contents need, and a constant.
 #pragma once
 
 #include <cstddef>

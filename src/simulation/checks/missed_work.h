@@ -1,5 +1,4 @@
-// Rule: a tick looks for bytes on each connected link and acts on each deadline that has passed. Reads the
-// engine's records.
+// Rule: a tick looks for bytes on each connected link and acts on each deadline that has passed.
 #pragma once
 
 #include <utility>

@@ -1,5 +1,4 @@
-// Fault: one way in which a simulated site goes wrong on purpose. One table row holds its name, occasion and
-// effect.
+// Fault: one way in which a simulated site goes wrong on purpose: a row with name, occasion and effect.
 #pragma once
 
 #include <array>
@@ -20,8 +19,7 @@ namespace quarnex::simulation {
 class FaultPlan;
 class Host;
 
-/// Chances in a thousand that a fault happens on an occasion, and its effect there. Each happening is
-/// counted.
+/// Chances in a thousand that a fault happens on an occasion, and its effect there. Happenings are counted.
 template <class... Where>
 struct Occasion {
   std::uint32_t light = 0;

@@ -28,8 +28,7 @@ class FaultPlan {
 
   void begin();
   /// No more faults: strangers leave, everything held or on its way arrives, every host runs and has all
-  /// resources. Clocks keep the time that they show, and a stalled host stays stalled as long as it was to
-  /// be.
+  /// resources. Clocks keep the time that they show, and a stalled host stays stalled for its time.
   void end();
   /// How long the effects last: until the last stall is over and clocks that were set back have caught up.
   Milliseconds aftermath();

@@ -10,8 +10,7 @@ namespace quarnex::simulation::wire {
 constexpr char kStart = 2;
 constexpr char kEnd = 3;
 
-/// A message: "000", the identifier with at least three digits, the count character, then each field and a
-/// "|".
+/// A message: "000", the identifier with at least three digits, the count character, each field with a "|".
 inline std::string message(int identifier, const std::vector<std::string>& fields) {
   std::string digits = std::to_string(identifier);
   if (digits.size() < 3) digits.insert(0, 3 - digits.size(), '0');

@@ -29,8 +29,7 @@ class FrameFormat : public Check {
     if (!flaw.empty()) engine_.report(link, flaw);
   }
 
-  /// The reason why `bytes` are not exactly one well-formed frame of a link with that identifier; "" if they
-  /// are.
+  /// The reason why `bytes` are not exactly one well-formed frame of a link with that identifier, or "".
   static std::string_view flawOfFrame(std::string_view bytes, int identifier) {
     if (bytes.size() < 1 + kHead.size() + kDigitsMin + 2 + kTail) return "a frame is too short";
     if (bytes.front() != kStart) return "a frame does not begin with its start character";
@@ -53,9 +52,8 @@ class FrameFormat : public Check {
   static constexpr char kEnd = 3;
   static constexpr std::string_view kHead = "9999000";
   static constexpr std::size_t kDigitsMin = 3;
-  static constexpr std::size_t kTail = 3;  // checksum and end character
-  static constexpr std::ptrdiff_t kCountMost =
-      207;  // '0' + 207 is the last character; later fields go uncounted
+  static constexpr std::size_t kTail = 3;            // checksum and end character
+  static constexpr std::ptrdiff_t kCountMost = 207;  // '0' + 207 is the last character
 
   static bool checksumFits(std::string_view bytes) {
     unsigned char sum = 0;
@@ -67,8 +65,7 @@ class FrameFormat : public Check {
 
   static bool isDigit(char character) { return character >= '0' && character <= '9'; }
 
-  // "005" and "12345" up to the count character, which stands right before the first separator and may be
-  // one.
+  // "005" and "12345" up to the count character, which precedes the first separator and may be one.
   static bool identifierFits(std::string_view digits, int identifier) {
     if (digits.size() < kDigitsMin || !std::all_of(digits.begin(), digits.end(), isDigit)) return false;
     int number = 0;

@@ -82,8 +82,7 @@ class TextFlow {
   /// Counts in `counts`, which outlives it.
   explicit TextFlow(TextCounts& counts) : counts_(counts) { latest_.fill(-1); }
 
-  /// Records a text in the sender's queue; other texts than those of a `Place` are ignored. Times never
-  /// decrease.
+  /// Records a text in the sender's queue; ignores texts that are not of a `Place`. Times never decrease.
   void send(std::string_view text, std::int64_t at) {
     Text sent = textOf(text);
     if (sent.number == 0) return;
@@ -106,14 +105,12 @@ class TextFlow {
       ++counts_.lost[static_cast<std::size_t>(causeOf(*lost))];
   }
 
-  /// Records the body of a sent frame. One at most leaves on a tick, and it arrives at most two minutes
-  /// later.
+  /// Records the body of a sent frame. One at most leaves on a tick, and it arrives within two minutes.
   void sendBody(std::string_view body) {
     bodies_.push_back(hashOf(body));
     if (bodies_.size() > kBodiesRemembered) bodies_.pop_front();
   }
-  /// Records the body of a frame received with the right checksum. Searches from the latest back: it is
-  /// nearly always the latest.
+  /// Records the body of a frame received with the right checksum: nearly always the latest that was sent.
   void receiveBody(std::string_view body) {
     if (foreignBody_) return;
     foreignBody_ = std::find(bodies_.rbegin(), bodies_.rend(), hashOf(body)) == bodies_.rend();
