@@ -44,15 +44,6 @@ void Stream::remove(std::size_t count) {
   taken_ = 0;
 }
 
-Connection::Connection(VirtualTime& time, Random random, Address calledPort, std::string callerAddress,
-                       std::string calledAddress)
-    : caller(*this, time, called, random.split()),
-      called(*this, time, caller, random.split()),
-      port(calledPort) {
-  caller.peerAddress_ = std::move(calledAddress);
-  called.peerAddress_ = std::move(callerAddress);
-}
-
 void End::setOwner(NetworkUser& owner, bool wantsArrivals) {
   owner_ = &owner;
   wantsArrivals_ = wantsArrivals;
@@ -71,7 +62,7 @@ void End::send(std::string_view bytes) {
   for (const Piece& piece : tamper(bytes)) {
     submit(piece.bytes, piece.delay);
     if (piece.ending != Piece::Ending::None)
-      return sendEnd(piece.ending == Piece::Ending::Orderly ? std::int16_t{0} : kConnectionReset);
+      return cut(piece.ending == Piece::Ending::Orderly ? std::int16_t{0} : kConnectionReset);
   }
 }
 
@@ -123,7 +114,7 @@ void End::transmit(std::string_view bytes, Milliseconds extraDelay) {
   }
 }
 
-void End::sendEnd(std::int16_t code) {
+void End::cut(std::int16_t code) {
   other_.inbound_.end(arrivalTime(0), code);
   other_.lookAt(other_.inbound_.lastArrival());
 }
@@ -137,7 +128,7 @@ void End::leave(std::int16_t code) {
   dropOutbox();
   inbound_.dropArrived(time_.now());
   if (inbound_.size() > 0) lookAt(inbound_.lastArrival());
-  if (!wasBroken) sendEnd(code);
+  if (!wasBroken) cut(code);
 }
 
 Milliseconds End::arrivalTime(Milliseconds extraDelay) {
@@ -166,14 +157,14 @@ void End::look() {
 // For bytes sent after an end that the network made up: a closed end that they reach answers with a reset.
 void End::resetAt(Milliseconds when) {
   time_.at(when, [self = connection_.shared_from_this(), this] {
-    if (other_.closed_ && !other_.inbound_.held() && !closed_) other_.sendEnd(kConnectionReset);
+    if (other_.closed_ && !other_.inbound_.held() && !closed_) other_.cut(kConnectionReset);
   });
 }
 
 void End::resetForUnwantedBytes() {
   if (arrived() == 0) return;
   inbound_.dropArrived(time_.now());
-  if (!other_.closed_) sendEnd(kConnectionReset);
+  if (!other_.closed_) cut(kConnectionReset);
 }
 
 }  // namespace quarnex::simulated

@@ -153,10 +153,11 @@ class End {
   /// Closes as the system does when the owner vanishes: with a reset if input is unread.
   void abandon() { arrived() > 0 ? reset() : close(); }
   bool closed() const { return closed_; }
-  const std::string& peerAddress() const { return peerAddress_; }
   /// Bytes that the system has not taken yet.
   std::size_t unsent() const { return outbox_.size() - outboxSent_; }
 
+  /// Of the machine at the other end, as this one sees it.
+  std::string peerAddress;
   /// Apply to bytes that this end sends.
   Conditions conditions;
   Tamper tamper;
@@ -172,18 +173,15 @@ class End {
     other_.lookAt(time_.now());
   }
   /// Ends the direction from this end without its owner: in the orderly way with code 0, else by a break.
-  void cut(std::int16_t code) { sendEnd(code); }
+  void cut(std::int16_t code);
 
  private:
-  friend class Connection;
-
   void submit(std::string_view bytes, Milliseconds extraDelay);
   void drain();
   void dropOutbox();
   void scheduleDrain();
   std::size_t room() const;
   void transmit(std::string_view bytes, Milliseconds extraDelay);
-  void sendEnd(std::int16_t code);
   void leave(std::int16_t code);
   Milliseconds arrivalTime(Milliseconds extraDelay);
   void lookAt(Milliseconds when);
@@ -198,7 +196,6 @@ class End {
   Stream inbound_;
   std::string outbox_;  // bytes that the system has not taken yet, from `outboxSent_` on
   std::size_t outboxSent_ = 0;
-  std::string peerAddress_;
   NetworkUser* owner_ = nullptr;
   bool wantsArrivals_ = false;
   bool endReported_ = false;
@@ -208,8 +205,10 @@ class End {
 
 class Connection : public std::enable_shared_from_this<Connection> {
  public:
-  Connection(VirtualTime& time, Random random, Address calledPort, std::string callerAddress,
-             std::string calledAddress);
+  Connection(VirtualTime& time, Random random, Address calledPort)
+      : caller(*this, time, called, random.split()),
+        called(*this, time, caller, random.split()),
+        port(calledPort) {}
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
 

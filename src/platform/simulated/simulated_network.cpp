@@ -94,9 +94,9 @@ void Network::conclude(const std::shared_ptr<Call>& call, Milliseconds delay, st
 }
 
 std::shared_ptr<Connection> Network::connect(const Call& call) {
-  auto connection = std::make_shared<Connection>(time_, random_.split(), call.to,
-                                                 dottedAddress(call.from.machine, call.to.machine),
-                                                 dottedAddress(call.to.machine, call.from.machine));
+  auto connection = std::make_shared<Connection>(time_, random_.split(), call.to);
+  connection->caller.peerAddress = dottedAddress(call.to.machine, call.from.machine);
+  connection->called.peerAddress = dottedAddress(call.from.machine, call.to.machine);
   ++connectionsMade_;
   std::erase_if(connections_, [](const auto& candidate) { return candidate.expired(); });
   connections_.push_back(connection);

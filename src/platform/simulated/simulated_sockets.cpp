@@ -155,12 +155,6 @@ void SimulatedSockets::drop(const Event& event) {
   event.kind == EventKind::Connect ? event.end->close() : event.end->reset();
 }
 
-std::shared_ptr<End> SimulatedSockets::takeOffered(std::int32_t handle) {
-  auto offered = offered_.extract(handle);
-  if (offered.empty()) throw Failure(10038, "Socket operation on non-socket");
-  return std::move(offered.mapped());
-}
-
 void SimulatedSockets::requireDescriptor() const {
   if (descriptors_ >= descriptorsMax) throw Failure(kTooManyDescriptors, "Too many open files");
 }
@@ -194,11 +188,12 @@ void SimulatedSocket::listen() {
 }
 
 void SimulatedSocket::attach(std::int32_t handle) {
-  std::shared_ptr<End> end = service_.takeOffered(handle);
+  auto offered = service_.offered_.extract(handle);
+  if (offered.empty()) throw Failure(10038, "Socket operation on non-socket");
   endUse();
   beginUse(kSocketConnected);
-  remoteHost_ = end->peerAddress();
-  carry(std::move(end));
+  remoteHost_ = offered.mapped()->peerAddress;
+  carry(std::move(offered.mapped()));
 }
 
 void SimulatedSocket::fetch() {

@@ -84,7 +84,6 @@ class SimulatedSockets final : public SocketService {
   void deliver(Event event);
   void deliverCaller(Event event);
   static void drop(const Event& event);
-  std::shared_ptr<End> takeOffered(std::int32_t handle);
   void requireDescriptor() const;
   void forget(SimulatedSocket& instance);
 

@@ -36,7 +36,8 @@ class VirtualClock final : public WallClock {
   }
   /// Sets the clock by `by` after `readings` more readings: inside a step, for example.
   void jumpAfterReadings(std::uint64_t readings, Milliseconds by) {
-    planned_ = {readings + 1, by};
+    readingsToJump_ = readings + 1;
+    jumpBy_ = by;
     readAt_ = -1;
   }
   /// From now on every second reading is wrong by this; 0 = none.
@@ -49,7 +50,7 @@ class VirtualClock final : public WallClock {
   void calm() {
     setSpeed(1000);
     strobe(0);
-    planned_ = {};
+    readingsToJump_ = 0;
   }
 
   /// How far the clock is behind the latest time that it has ever shown: deadlines may lie so far ahead.
@@ -59,14 +60,9 @@ class VirtualClock final : public WallClock {
   void setUtcOffset(std::int32_t seconds, Instant since = {INT64_MIN}) { utcOffsets_[since] = seconds; }
 
  private:
-  struct PlannedJump {
-    std::uint64_t reading = 0;  // counts down; 0 = none
-    Milliseconds by = 0;
-  };
-
   // An undisturbed clock is read many times in the same millisecond, and computes its reading once.
   Instant read() {
-    const bool disturbed = planned_.reading > 0 || strobe_ != 0;
+    const bool disturbed = readingsToJump_ > 0 || strobe_ != 0;
     if (disturbed) disturb();
     reading_ = {wholeSeconds(shown() + (strobed_ ? strobe_ : 0))};
     latest_ = std::max(latest_, reading_);
@@ -74,7 +70,7 @@ class VirtualClock final : public WallClock {
     return reading_;
   }
   void disturb() {
-    if (planned_.reading > 0 && --planned_.reading == 0) jump(planned_.by);
+    if (readingsToJump_ > 0 && --readingsToJump_ == 0) jump(jumpBy_);
     strobed_ = strobe_ != 0 && !strobed_;
   }
   static std::int64_t wholeSeconds(Milliseconds milliseconds) {
@@ -90,7 +86,8 @@ class VirtualClock final : public WallClock {
   Milliseconds readAt_ = -1;  // at this virtual time the clock reads `reading_`; -1 = unknown
   Instant reading_;
   Instant latest_{INT64_MIN};
-  PlannedJump planned_;
+  std::uint64_t readingsToJump_ = 0;  // 0: no jump is planned
+  Milliseconds jumpBy_ = 0;
   Milliseconds strobe_ = 0;
   bool strobed_ = false;
   std::map<Instant, std::int32_t> utcOffsets_{{Instant{INT64_MIN}, 0}};

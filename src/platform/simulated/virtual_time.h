@@ -19,8 +19,7 @@ constexpr Milliseconds kHour = 60 * kMinute;
 constexpr Milliseconds kDay = 24 * kHour;
 
 /// A million tasks were due at the same time: they must be scheduling each other endlessly.
-class TimeStandsStill : public std::logic_error {
- public:
+struct TimeStandsStill : std::logic_error {
   TimeStandsStill() : logic_error("virtual time stands still") {}
 };
 
