@@ -13,14 +13,6 @@ namespace {
 constexpr std::int64_t kHeavierBy = 8;
 constexpr std::uint32_t kFewLinks = 50;
 
-template <class Rule>
-FaultSet faultsWith(Rule rule) {
-  FaultSet names;
-  for (const Fault* fault : allFaults())
-    if (rule(*fault)) names.insert(fault->name);
-  return names;
-}
-
 // 0 if the word is not "generation-" and a number.
 int generationNamed(std::string_view word) {
   constexpr std::string_view prefix = "generation-";
@@ -47,10 +39,12 @@ std::span<const Fault* const> allFaults() {
 
 std::optional<FaultSet> faultsNamed(std::string_view word) {
   if (word == "none") return FaultSet();
-  if (word == "large") return faultsWith([](const Fault& fault) { return fault.large; });
   const int latest = word == "all" ? std::numeric_limits<int>::max() : generationNamed(word);
-  FaultSet faults = faultsWith(
-      [&](const Fault& fault) { return fault.name == word || (!fault.large && fault.generation <= latest); });
+  FaultSet faults;
+  for (const Fault* fault : allFaults()) {
+    const bool inGroup = fault->large ? word == "large" : fault->generation <= latest;
+    if (fault->name == word || inGroup) faults.insert(fault->name);
+  }
   return faults.empty() ? std::nullopt : std::optional(std::move(faults));
 }
 
