@@ -40,15 +40,12 @@ class MemoryBound {
   static constexpr std::size_t kSpareOfQueue = std::size_t{128} * 1024;
 
   static bool isBounded(const std::string& text) { return text.capacity() <= 2 * text.size() + kSpare; }
-
   static bool isBounded(std::size_t held, std::size_t content) {
     return held <= 2 * content + (content == 0 ? kSpare : kSpareOfQueue);
   }
-
   static bool isBounded(const TextBuffer& queue) {
     return !queue.Items || isBounded(queue.Items->bytesHeld(), queue.Items->size());
   }
-
   static bool isBounded(const ByteQueue& queue) { return isBounded(queue.bytesHeld(), queue.size()); }
 };
 

@@ -75,27 +75,26 @@ class WatchedServices final : public Interceptor<WatchedServices<Watcher>, Watch
   }
   template <class Pass>
   void deliver(const SocketEvent& event, const Pass& pass) {
-    const StepScope scope(watcher, &event);
-    pass();
+    step(&event, pass);
   }
   template <class Pass>
   void tick(const Pass& pass) {
-    const StepScope scope(watcher, nullptr);
-    pass();
+    step(nullptr, pass);
   }
   void created(SocketId id, WatchedSocket<Watcher>& socket) { watcher.created(id, socket); }
 
   Watcher& watcher;
 
  private:
-  struct StepScope {
-    StepScope(Watcher& to, const SocketEvent* event) : watcher(to) { watcher.stepBegins(event); }
-    ~StepScope() { watcher.stepEnds(); }
-    StepScope(const StepScope&) = delete;
-    StepScope& operator=(const StepScope&) = delete;
-
-    Watcher& watcher;
-  };
+  template <class Pass>
+  void step(const SocketEvent* event, const Pass& pass) {
+    watcher.stepBegins(event);
+    const struct Ending {
+      ~Ending() { of.stepEnds(); }
+      Watcher& of;
+    } ending{watcher};
+    pass();
+  }
 };
 
 }  // namespace quarnex::simulation

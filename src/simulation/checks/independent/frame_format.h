@@ -63,11 +63,9 @@ class FrameFormat : public Check {
     return bytes[bytes.size() - 3] == high && bytes[bytes.size() - 2] == low;
   }
 
-  static bool isDigit(char character) { return character >= '0' && character <= '9'; }
-
   // "005" and "12345" up to the count character, which precedes the first separator and may be one.
   static bool identifierFits(std::string_view digits, int identifier) {
-    if (digits.size() < kDigitsMin || !std::all_of(digits.begin(), digits.end(), isDigit)) return false;
+    if (digits.size() < kDigitsMin || digits.find_first_not_of("0123456789") != digits.npos) return false;
     int number = 0;
     for (const char digit : digits) number = number * 10 + (digit - '0');
     return number == identifier;

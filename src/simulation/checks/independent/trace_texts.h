@@ -1,7 +1,6 @@
 // Lists the trace texts of the engine, and counts them for the simulations that must have seen all.
 #pragma once
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -112,10 +111,9 @@ class TraceCounts {
     Patterns patterns;
     for (std::size_t row = 0; row < std::size(kTraceTexts); ++row) {
       const std::string_view text = kTraceTexts[row];
-      const std::size_t star = std::min(text.find('*'), text.size());
-      const std::size_t rest = std::min(star + 1, text.size());
-      patterns[static_cast<unsigned char>(text.front())].push_back(
-          {row, text.substr(0, star), text.substr(rest)});
+      const std::size_t star = text.find('*');
+      const std::string_view within = star == text.npos ? "" : text.substr(star + 1);
+      patterns[static_cast<unsigned char>(text.front())].push_back({row, text.substr(0, star), within});
     }
     return patterns;
   }
