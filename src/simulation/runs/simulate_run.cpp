@@ -59,7 +59,12 @@ class Run {
         observations_{world_.time()},
         site_(world_, kPairs, plan.links),
         faults_(site_, world_.random(), plan.faults) {
-    faults_.onAffected = [this](Cause cause, Address port, Milliseconds stay) { excuse(cause, port, stay); };
+    // Both links with that port may lose or repeat texts.
+    faults_.onAffected = [this](Cause cause, Address port, Milliseconds stay) {
+      for (const bool fromClient : {true, false})
+        observations_.ledger.flow({port.machine, port.port - kPortOfIdentifier0, fromClient})
+            .excuse(cause, world_.time().now() + stay);
+    };
     forEachHost([this](Host& host, int number) {
       host.log.keptMax = kLogBytesKept;
       host.makeWrapper = [this, &host, number] {
@@ -101,13 +106,6 @@ class Run {
       for (int link = 1; host.running() && link <= host.library().ConnectionCount; ++link)
         look(host, number, host.library().ConnectionTable[static_cast<std::int16_t>(link)]);
     });
-  }
-
-  // Both links with that port may lose or repeat texts.
-  void excuse(Cause cause, Address port, Milliseconds stay) {
-    for (const bool fromClient : {true, false})
-      observations_.ledger.flow({port.machine, port.port - kPortOfIdentifier0, fromClient})
-          .excuse(cause, world_.time().now() + stay);
   }
 
   // "" is no finding.

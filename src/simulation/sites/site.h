@@ -35,7 +35,8 @@ class Place {
 
   /// Starts a fresh process, registers the links, in another order if `shuffled`, and opens them.
   void start(bool shuffled = false) {
-    if (shuffled) shuffle();
+    for (std::size_t i = plan_.size(); shuffled && i > 1; --i)
+      std::swap(plan_[i - 1], plan_[random_.below(i)]);
     host_.start();
     host_.quarn().Init("");
     const std::uint64_t failures = host_.faults.failures();
@@ -70,17 +71,13 @@ class Place {
   void setPolling(bool polling) { polling_ = polling; }
 
  private:
-  void shuffle() {
-    for (std::size_t i = plan_.size(); i > 1; --i) std::swap(plan_[i - 1], plan_[random_.below(i)]);
-  }
   void act() {
     const Milliseconds pause = pause_ > 0 ? random_.between(1, 2 * pause_) : kSecond;
     next_ = world_.time().at(host_.loop.turnAt(world_.time().now() + pause), [this] { act(); });
     if (!host_.running() || host_.loop.stalled()) return;
     if (polling_) takeAll();
     if (pause_ == 0) return;
-    const auto link = static_cast<std::int16_t>(1 + random_.below(plan_.size()));
-    send(link, 1);
+    send(static_cast<std::int16_t>(1 + random_.below(plan_.size())), 1);
   }
   void takeAll() {
     for (std::size_t i = 1; i <= plan_.size(); ++i) {
