@@ -1,11 +1,14 @@
 #include "recording/player/player.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 #include "engine/records/text_pieces.h"
+#include "recording/format/line_parser.h"
 #include "recording/format/line_writer.h"
 #include "recording/format/text_codes.h"
+#include "recording/player/replayed_engine.h"
 
 namespace quarnex::recording {
 namespace {
@@ -51,101 +54,132 @@ std::size_t charactersIn(std::string_view text) {
   return text.size() - static_cast<std::size_t>(std::ranges::count_if(text, continues));
 }
 
-}  // namespace
-
-Player::Player(RecordingReader& reader, ServicesWrapper* wrapper)
-    : reader_(reader), model_(reader.utcOffset()), engine_(takeFirstInputs(), model_, wrapper) {}
-
-Replay& Player::takeFirstInputs() {
-  readLine();
-  takeInputs();
-  return *this;
+// The links of the expected output (unless that is the next step) and of the actual one; if neither names a
+// link, the link of the step.
+std::vector<std::int16_t> linksOf(const Mismatch& mismatch, const Library& library) {
+  LineParser parser;
+  std::vector<std::int16_t> links;
+  const auto add = [&](const std::string& text, bool orStep) {
+    const Line line = parser.parse(text);
+    const std::int16_t link = isStep(line) && !orStep ? std::int16_t{0} : linkOf(library, line);
+    if (link != 0 && std::ranges::find(links, link) == links.end()) links.push_back(link);
+  };
+  add(mismatch.expected.text, false);
+  if (mismatch.actual != kNothingMore) add(mismatch.actual, true);
+  if (links.empty() && !mismatch.steps.empty()) add(mismatch.steps.back().text, true);
+  return links;
 }
 
-const ReplayResult& Player::result() {
-  result_.lines = reader_.number() - (running_ || result_.mismatch || result_.damage ? 1 : 0);
-  result_.links = library().ConnectionCount;
-  result_.seconds = start_ ? model_.time.second - start_->second : 0;
-  return result_;
-}
+class Player final : private Replay {
+ public:
+  explicit Player(RecordingReader& reader, ServicesWrapper* wrapper)
+      : reader_(reader), model_(reader.utcOffset()), engine_(takeFirstInputs(), model_, wrapper) {}
 
-void Player::readLine() {
-  NumberedLine& left = before_[reader_.number() % kLinesBefore];
-  left.number = reader_.number();
-  left.text = reader_.text();
-  try {
-    running_ = reader_.next(line_);
-    const auto* missing = std::get_if<MissingLine>(&line_);
-    if (running_ && missing != nullptr) throw damageOf(*missing, reader_.number());
-  } catch (const DamagedLine& damage) {
-    result_.damage = damage;
+  /// False once the replay has ended.
+  bool running() const { return running_; }
+  /// Replays the next host call, tick or event, with all steps nested in it. If the next line does not begin
+  /// a step, that is a mismatch.
+  void replayStep() {
+    open_.resize(std::min<std::size_t>(open_.size(), 1));
+    if (!isTopStep(line_)) return differ(std::string(kNothingMore));
+    open_.clear();
+    deliverStep();
+  }
+  ReplayResult result() {
+    if (result_.mismatch) result_.mismatch->links = linksOf(*result_.mismatch, engine_.library());
+    result_.lines = reader_.number() - (running_ || result_.mismatch || result_.damage ? 1 : 0);
+    result_.links = engine_.library().ConnectionCount;
+    result_.seconds = start_ ? model_.time.second - start_->second : 0;
+    return result_;
+  }
+
+ private:
+  struct OpenStep {
+    NumberedLine line;
+    StoredLines delivered;  // the same line
+  };
+
+  void take(const Line& output) override {
+    if (compare(output)) readLine();
+  }
+  Answer perform(const OperationLine& output) override {
+    if (!compare(output)) return {};
+    readLine();
+    while (running_ && isStep(line_) && !isTopStep(line_)) replayNestedStep();
+    std::optional<Answer> answer = running_ ? answerIn(line_, output) : std::nullopt;
+    if (!answer) return {};
+    readLine();
+    return *std::move(answer);
+  }
+  void takeInputs() override {
+    while (running_ && model_.takeInput(line_)) readLine();
+  }
+  bool nextIsFetch(SocketId socket) const override {
+    return running_ && isEqual(line_, OperationLine{Operation::Fetch, socket, {}});
+  }
+  Replay& takeFirstInputs() {
+    readLine();
+    takeInputs();
+    return *this;
+  }
+  void readLine() {
+    NumberedLine& left = before_[reader_.number() % kLinesBefore];
+    left.number = reader_.number();
+    left.text = reader_.text();
+    try {
+      running_ = reader_.next(line_);
+      const auto* missing = std::get_if<MissingLine>(&line_);
+      if (running_ && missing != nullptr) throw damageOf(*missing, reader_.number());
+    } catch (const DamagedLine& damage) {
+      result_.damage = damage;
+      running_ = false;
+    }
+  }
+  void deliverStep() {
+    ++result_.steps;
+    OpenStep& step = open_.emplace_back();
+    step.line = {reader_.number(), std::string(reader_.text())};
+    step.delivered.add(line_);
+    const Line delivered = step.delivered.front();
+    if (!start_) start_ = stepStartOf(delivered)->at;
+    readLine();
+    engine_.replay(delivered);
+  }
+  void replayNestedStep() {
+    deliverStep();
+    if (!compare(EndLine{})) return;
+    open_.pop_back();
+    readLine();
+  }
+  bool compare(const Line& output) {
+    if (running_ && !isEqual(line_, output)) differ(textOf(output));
+    return running_;
+  }
+  void differ(std::string actual) {
+    Mismatch& mismatch = result_.mismatch.emplace();
+    mismatch.expected = {reader_.number(), std::string(reader_.text())};
+    mismatch.actual = std::move(actual);
+    for (const OpenStep& step : open_) mismatch.steps.push_back(step.line);
+    const std::size_t first = reader_.number() > kLinesBefore ? reader_.number() - kLinesBefore : 1;
+    for (std::size_t number = first; number < reader_.number(); ++number) {
+      mismatch.before.push_back(before_[number % kLinesBefore]);
+    }
     running_ = false;
   }
-}
 
-void Player::replayStep() {
-  open_.resize(std::min<std::size_t>(open_.size(), 1));
-  if (!isTopStep(line_)) return differ(std::string(kNothingMore));
-  open_.clear();
-  deliverStep();
-}
+  RecordingReader& reader_;
+  ServiceModel model_;
+  Line line_;  // the next one, while running
+  bool running_ = true;
+  // The steps in progress, innermost last; the outermost stays until the next begins.
+  std::vector<OpenStep> open_;
+  std::array<NumberedLine, kLinesBefore> before_;  // by line number
+  std::optional<Instant> start_;                   // of the first step
+  ReplayResult result_;
+  ReplayedEngine engine_;
+};
 
-void Player::deliverStep() {
-  ++result_.steps;
-  OpenStep& step = open_.emplace_back();
-  step.line = {reader_.number(), std::string(reader_.text())};
-  step.delivered.add(line_);
-  const Line delivered = step.delivered.front();
-  if (!start_) start_ = stepStartOf(delivered)->at;
-  readLine();
-  engine_.replay(delivered);
-}
-
-void Player::replayNestedStep() {
-  deliverStep();
-  if (!compare(EndLine{})) return;
-  open_.pop_back();
-  readLine();
-}
-
-void Player::take(const Line& output) {
-  if (compare(output)) readLine();
-}
-
-Answer Player::perform(const OperationLine& output) {
-  if (!compare(output)) return {};
-  readLine();
-  while (running_ && isStep(line_) && !isTopStep(line_)) replayNestedStep();
-  std::optional<Answer> answer = running_ ? answerIn(line_, output) : std::nullopt;
-  if (!answer) return {};
-  readLine();
-  return *std::move(answer);
-}
-
-void Player::takeInputs() {
-  while (running_ && model_.takeInput(line_)) readLine();
-}
-
-bool Player::nextIsFetch(SocketId socket) const {
-  return running_ && isEqual(line_, OperationLine{Operation::Fetch, socket, {}});
-}
-
-bool Player::compare(const Line& output) {
-  if (running_ && !isEqual(line_, output)) differ(textOf(output));
-  return running_;
-}
-
-void Player::differ(std::string actual) {
-  Mismatch& mismatch = result_.mismatch.emplace();
-  mismatch.expected = {reader_.number(), std::string(reader_.text())};
-  mismatch.actual = std::move(actual);
-  for (const OpenStep& step : open_) mismatch.steps.push_back(step.line);
-  const std::size_t first = reader_.number() > kLinesBefore ? reader_.number() - kLinesBefore : 1;
-  for (std::size_t number = first; number < reader_.number(); ++number) {
-    mismatch.before.push_back(before_[number % kLinesBefore]);
-  }
-  running_ = false;
-}
+}  // namespace
 
 std::string reportOf(const Mismatch& mismatch) {
   std::string report;
@@ -163,10 +197,26 @@ std::string reportOf(const Mismatch& mismatch) {
   return report;
 }
 
-ReplayResult replay(RecordingReader& reader) {
-  Player player(reader);
-  while (player.running()) player.replayStep();
+ReplayResult replay(RecordingReader& reader, ServicesWrapper* wrapper, const std::function<bool()>& isOver) {
+  Player player(reader, wrapper);
+  while (player.running() && !(isOver && isOver())) player.replayStep();
   return player.result();
+}
+
+std::int16_t linkOf(const Library& library, const Line& line) {
+  if (const auto* trace = std::get_if<TraceLine>(&line)) return trace->link;
+  if (const auto* call = std::get_if<CallLine>(&line)) {
+    const auto* index =
+        call->parameters.empty() ? nullptr : std::get_if<std::int16_t>(&call->parameters.front());
+    return index == nullptr ? std::int16_t{0} : *index;
+  }
+  const bool mayHaveLink =
+      std::holds_alternative<EventLine>(line) || std::holds_alternative<OperationLine>(line);
+  const SocketId* socket = mayHaveLink ? socketOf(line) : nullptr;
+  if (socket == nullptr) return 0;
+  const auto& links = socket->array == SocketArray::ClientSocket ? library.ClientLinks : library.ServerLinks;
+  const auto slot = static_cast<std::size_t>(socket->index) - 1;
+  return slot < links.size() ? links[slot] : std::int16_t{0};
 }
 
 }  // namespace quarnex::recording

@@ -1,9 +1,9 @@
 // Replays a recording to a fresh engine and compares all that the engine does.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -11,7 +11,6 @@
 
 #include "engine/records/library.h"
 #include "recording/format/recording_reader.h"
-#include "recording/player/replayed_engine.h"
 #include "services/services.h"
 
 namespace quarnex::recording {
@@ -26,6 +25,7 @@ struct Mismatch {
   std::string actual;                // the engine's output as a line, or kNothingMore
   std::vector<NumberedLine> steps;   // the steps in progress, the innermost last
   std::vector<NumberedLine> before;  // the lines before `expected`, at most kLinesBefore
+  std::vector<std::int16_t> links;  // links that the two outputs, or else the step, concern; empty if unknown
 };
 
 constexpr std::size_t kLinesBefore = 10;
@@ -46,53 +46,16 @@ struct ReplayResult {
   std::int64_t seconds = 0;           // from the first step to the last reading of the clock
 };
 
-/// Compares each output of the engine with the next line and supplies the inputs behind that line. The replay
-/// ends at the end of the file, a damaged line or the first mismatch. The engine then finishes its current
-/// step: its operations succeed, and nothing is compared.
-class Player final : private Replay {
- public:
-  /// `wrapper`, if given, stands between the engine and its services. Both arguments outlive the player.
-  explicit Player(RecordingReader& reader, ServicesWrapper* wrapper = nullptr);
+/// Replays the rest of the recording: compares each output of the engine with the next line and supplies the
+/// inputs behind that line. Uses no file, socket or clock. The replay ends at the end of the file, a damaged
+/// line or the first mismatch. The engine then finishes its current step: its operations succeed, and nothing
+/// is compared. It also ends after a step behind which `isOver`, if given, returns true.
+///
+/// `wrapper`, if given, stands between the engine and its services.
+ReplayResult replay(RecordingReader& reader, ServicesWrapper* wrapper = nullptr,
+                    const std::function<bool()>& isOver = nullptr);
 
-  /// False once the replay has ended.
-  bool running() const { return running_; }
-  /// Replays the next host call, tick or event, with all steps nested in it. If the next line does not begin
-  /// a step, that is a mismatch.
-  void replayStep();
-  const ReplayResult& result();
-  Library& library() { return engine_.library(); }
-
- private:
-  struct OpenStep {
-    NumberedLine line;
-    StoredLines delivered;  // the same line
-  };
-
-  void take(const Line& output) override;
-  Answer perform(const OperationLine& output) override;
-  void takeInputs() override;
-  bool nextIsFetch(SocketId socket) const override;
-
-  Replay& takeFirstInputs();
-  void readLine();
-  void deliverStep();
-  void replayNestedStep();
-  bool compare(const Line& output);
-  void differ(std::string actual);
-
-  RecordingReader& reader_;
-  ServiceModel model_;
-  Line line_;  // the next one, while running
-  bool running_ = true;
-  // The steps in progress, innermost last; the outermost stays until the next begins.
-  std::vector<OpenStep> open_;
-  std::array<NumberedLine, kLinesBefore> before_;  // by line number
-  std::optional<Instant> start_;                   // of the first step
-  ReplayResult result_;
-  ReplayedEngine engine_;
-};
-
-/// Replays the rest of the recording. Uses no file, socket or clock.
-ReplayResult replay(RecordingReader& reader);
+/// Index of the link that a line concerns in `library`, 0 if none in particular.
+std::int16_t linkOf(const Library& library, const Line& line);
 
 }  // namespace quarnex::recording

@@ -121,12 +121,11 @@ class RecordingPrinter {
     Line line;
     try {
       while (reader_.next(line)) show(line);
-    } catch (const DamagedLine&) {
-      settleStep(nullptr);
-      throw;
+    } catch (const DamagedLine& damage) {
+      damage_ = damage;
     }
     settleStep(nullptr);
-    if (missing_) throw DamagedLine(*missing_);
+    if (damage_) throw DamagedLine(*damage_);
   }
 
  private:
@@ -143,7 +142,7 @@ class RecordingPrinter {
     learn(line);
     if (const auto* missing = std::get_if<MissingLine>(&line)) {
       depth_ = 0;
-      if (!missing_) missing_ = damageOf(*missing, reader_.number());
+      if (!damage_) damage_ = damageOf(*missing, reader_.number());
     }
     if (const StepStart* start = stepStartOf(line)) {
       showStep(line, *start);
@@ -249,7 +248,7 @@ class RecordingPrinter {
   std::optional<Heading> unsettled_;  // a tick or poll; whether it had any effect depends on the next line
   std::size_t quietTicks_ = 0;        // not printed yet
   std::size_t quietPolls_ = 0;
-  std::optional<DamagedLine> missing_;
+  std::optional<DamagedLine> damage_;
 
   std::string adding_;  // tag of the link that the current `Add` registers
   std::map<std::int32_t, std::string> linkTags_;

@@ -4,12 +4,6 @@
 #include <utility>
 
 namespace quarnex::recording {
-namespace {
-
-// Between two writes: collects the lines of a busy host, yet a crash loses little.
-constexpr std::chrono::milliseconds kPause{20};
-
-}  // namespace
 
 FileSink::FileSink(const std::filesystem::path& path, std::size_t pendingBytesMax)
     : pendingBytesMax_(pendingBytesMax), file_(createStorage(path)) {
@@ -36,6 +30,8 @@ void FileSink::write(std::string_view lines) {
 }
 
 void FileSink::writePending() {
+  // Between two writes: collects the lines of a busy host, yet a crash loses little.
+  constexpr std::chrono::milliseconds kPause{20};
   Backlog backlog;
   for (std::unique_lock lock(mutex_); !ending_ || !pending_.empty();) {
     wake_.wait(lock, [&] { return ending_ || !pending_.empty(); });

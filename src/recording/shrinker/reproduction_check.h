@@ -102,23 +102,6 @@ class Renumbering {
 
 using Steps = std::vector<RecordedStep>;
 
-/// Index of the link that a line concerns in `library`, 0 if none in particular.
-inline std::int16_t linkOf(const Library& library, const Line& line) {
-  if (const auto* trace = std::get_if<TraceLine>(&line)) return trace->link;
-  if (const auto* call = std::get_if<CallLine>(&line)) {
-    const auto* index =
-        call->parameters.empty() ? nullptr : std::get_if<std::int16_t>(&call->parameters.front());
-    return index == nullptr ? std::int16_t{0} : *index;
-  }
-  const bool mayHaveLink =
-      std::holds_alternative<EventLine>(line) || std::holds_alternative<OperationLine>(line);
-  const SocketId* socket = mayHaveLink ? socketOf(line) : nullptr;
-  if (socket == nullptr) return 0;
-  const auto& links = socket->array == SocketArray::ClientSocket ? library.ClientLinks : library.ServerLinks;
-  const auto slot = static_cast<std::size_t>(socket->index) - 1;
-  return slot < links.size() ? links[slot] : std::int16_t{0};
-}
-
 /// Replays the steps to a fresh engine. A finding must be reported again, with the same text. A mismatch must
 /// be the same one, in the last step, and the engine must enter that step in the same state as in the whole
 /// recording. The state shows that the omitted steps do not matter: the engine that made the recording can no

@@ -12,33 +12,11 @@
 #include <utility>
 #include <vector>
 
-#include "recording/format/line_parser.h"
 #include "recording/player/player.h"
 #include "recording/shrinker/reproduction_check.h"
 
 namespace quarnex::recording {
 namespace {
-
-class NoSink final : public Sink {
- public:
-  void write(std::string_view) override {}
-};
-
-// The links of the expected output (unless that is the next step) and of the actual one; if neither names a
-// link, the link of the step.
-std::vector<std::int16_t> linksOf(const Mismatch& mismatch, const Library& library) {
-  LineParser parser;
-  std::vector<std::int16_t> links;
-  const auto add = [&](const std::string& text, bool orStep) {
-    const Line line = parser.parse(text);
-    const std::int16_t link = isStep(line) && !orStep ? std::int16_t{0} : linkOf(library, line);
-    if (link != 0 && std::ranges::find(links, link) == links.end()) links.push_back(link);
-  };
-  add(mismatch.expected.text, false);
-  if (mismatch.actual != kNothingMore) add(mismatch.actual, true);
-  if (links.empty() && !mismatch.steps.empty()) add(mismatch.steps.back().text, true);
-  return links;
-}
 
 constexpr std::uint64_t kStepsReplayedMax = 20'000'000;
 
@@ -244,16 +222,14 @@ class Shrinker {
 
 Problem findProblem(std::istream& in, const MakeChecker& makeChecker) {
   RecordingReader reader(in);
-  const std::unique_ptr<Checker> checker = makeChecker(std::make_shared<NoSink>());
-  Player player(reader, checker.get());
-  while (player.running() && !checker->finding()) player.replayStep();
-  const ReplayResult& result = player.result();
+  const std::unique_ptr<Checker> checker = makeChecker(std::make_shared<Sink>());
+  const ReplayResult result = replay(reader, checker.get(), [&] { return checker->finding().has_value(); });
   Problem problem;
   problem.damage = result.damage;
   problem.mismatch = result.mismatch;
   problem.end = result.lines + 1;
   if (problem.mismatch) {
-    problem.links = linksOf(*problem.mismatch, player.library());
+    problem.links = problem.mismatch->links;
   } else if (problem.finding = checker->finding(); problem.finding && problem.finding->link != 0) {
     problem.links = {static_cast<std::int16_t>(problem.finding->link)};
   }
