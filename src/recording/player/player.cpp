@@ -72,7 +72,7 @@ std::vector<std::int16_t> linksOf(const Mismatch& mismatch, const Library& libra
 
 class Player final : private Replay {
  public:
-  explicit Player(RecordingReader& reader, ServicesWrapper* wrapper)
+  Player(RecordingReader& reader, ServicesWrapper* wrapper)
       : reader_(reader), model_(reader.utcOffset()), engine_(takeFirstInputs(), model_, wrapper) {}
 
   /// False once the replay has ended.
@@ -117,6 +117,8 @@ class Player final : private Replay {
   bool nextIsFetch(SocketId socket) const override {
     return running_ && isEqual(line_, OperationLine{Operation::Fetch, socket, {}});
   }
+
+  // Before the engine begins.
   Replay& takeFirstInputs() {
     readLine();
     takeInputs();

@@ -101,7 +101,15 @@ struct Answer {
 };
 
 /// The answer that `line` gives to the operation before it, if it is one.
-std::optional<Answer> answerIn(const Line& line, const OperationLine& call);
+inline std::optional<Answer> answerIn(const Line& line, const OperationLine& call) {
+  const auto* failed = std::get_if<FailedLine>(&line);
+  if (failed != nullptr && failed->operation == call.operation && failed->socket == call.socket)
+    return Answer{Failure(failed->number, std::string(failed->description)), ""};
+  const auto* fetched = std::get_if<FetchedLine>(&line);
+  if (fetched != nullptr && call.operation == Operation::Fetch && fetched->socket == call.socket)
+    return Answer{std::nullopt, std::string(fetched->bytes)};
+  return std::nullopt;
+}
 
 /// Receives the outputs of a replayed engine and supplies the recorded inputs behind them.
 class Replay {
@@ -137,11 +145,34 @@ class ReplayedSocket {
 class ReplayedEngine final : private Interceptor<ReplayedEngine, ReplayedSocket>, private PassingObserver {
  public:
   /// `wrapper`, if given, stands between the engine and its services. All arguments outlive the engine.
-  ReplayedEngine(Replay& replay, ServiceModel& model, ServicesWrapper* wrapper = nullptr);
+  ReplayedEngine(Replay& replay, ServiceModel& model, ServicesWrapper* wrapper)
+      : Interceptor(model.all()),
+        replay_(replay),
+        model_(model),
+        library_(wrapper == nullptr ? services() : wrapper->wrap(services())),
+        quarn_(library_) {
+    if (wrapper != nullptr) wrapper->watch(library_);
+    next = library_.observer;
+    library_.observer = this;
+  }
 
   /// Replays a host call, tick or event to the engine and reports the result of a host call. An event has no
   /// effect before the engine has created an instance.
-  void replay(const Line& step);
+  void replay(const Line& step) {
+    steps_.push_back(&step);
+    model_.beginStep(step);
+    model_.letReadsSucceed();
+    replay_.takeInputs();
+    if (const auto* call = std::get_if<CallLine>(&step)) {
+      makeCall(*call);
+    } else if (const auto* event = std::get_if<EventLine>(&step); event == nullptr) {
+      model_.tick();
+    } else if (socketEvents() != nullptr) {
+      quarnex::deliver({event->event, event->socket, event->code, event->handle}, *socketEvents());
+    }
+    model_.letReadsSucceed();
+    steps_.pop_back();
+  }
 
   Library& library() { return library_; }
 
@@ -164,11 +195,26 @@ class ReplayedEngine final : private Interceptor<ReplayedEngine, ReplayedSocket>
     }
   }
   PlainSocket* makeInner(SocketId id, SocketEvents&) { return &model_.create(id); }
-  void traced(std::int16_t IdxQuarn, std::string_view text) override;
+  void traced(std::int16_t IdxQuarn, std::string_view text) override {
+    PassingObserver::traced(IdxQuarn, text);
+    take(TraceLine{IdxQuarn, text});
+  }
 
-  void makeCall(const CallLine& call);
+  void makeCall(const CallLine& call) {
+    Value result;
+    try {
+      result = call.method->call(quarn_, call.parameters);
+    } catch (const Failure& failure) {
+      return take(FailureLine{failure.number(), failure.what()});
+    }
+    take(ResultLine{&result});
+  }
   /// Takes an output that is not an operation.
-  void take(const Line& output);
+  void take(const Line& output) {
+    model_.letReadsSucceed();
+    replay_.take(output);
+    replay_.takeInputs();
+  }
   /// Takes the recorded answer to a call, lets `settle` change the model accordingly, and takes the inputs,
   /// which count from the end of the call on. Throws the failure, if the call failed.
   template <class Settle>
@@ -180,7 +226,13 @@ class ReplayedEngine final : private Interceptor<ReplayedEngine, ReplayedSocket>
     if (answer.failure) throw Failure(*answer.failure);
   }
   /// The remote host of the incoming call with this handle; "" if there is none in the current steps.
-  std::string_view hostOf(std::int32_t handle) const;
+  std::string_view hostOf(std::int32_t handle) const {
+    for (auto step = steps_.rbegin(); step != steps_.rend(); ++step) {
+      const auto* event = std::get_if<EventLine>(*step);
+      if (event != nullptr && event->handle == handle && !event->remoteHost.empty()) return event->remoteHost;
+    }
+    return "";
+  }
 
   Replay& replay_;
   ServiceModel& model_;

@@ -269,9 +269,6 @@ void RecordedSocket::fetch(const ServiceCall& call) {
 
 }  // namespace
 
-ServicesRecorder::ServicesRecorder(std::shared_ptr<Sink> sink)
-    : lines_(std::make_shared<LineWriter>(std::move(sink))) {}
-
 Services ServicesRecorder::wrap(const Services& services) {
   const auto recorder = std::make_shared<Recorder>(services, *lines_);
   observer_ = {recorder, &recorder->observer()};

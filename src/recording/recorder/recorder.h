@@ -14,7 +14,8 @@ namespace quarnex::recording {
 /// and one answer per read between two outputs.
 class ServicesRecorder final : public ServicesWrapper {
  public:
-  explicit ServicesRecorder(std::shared_ptr<Sink> sink);
+  explicit ServicesRecorder(std::shared_ptr<Sink> sink)
+      : lines_(std::make_shared<LineWriter>(std::move(sink))) {}
   explicit ServicesRecorder(std::shared_ptr<LineSink> lines) : lines_(std::move(lines)) {}
 
   Services wrap(const Services& services) override;
