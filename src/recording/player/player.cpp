@@ -201,7 +201,7 @@ std::string reportOf(const Mismatch& mismatch) {
 
 ReplayResult replay(RecordingReader& reader, ServicesWrapper* wrapper, const std::function<bool()>& isOver) {
   Player player(reader, wrapper);
-  while (player.running() && !(isOver && isOver())) player.replayStep();
+  for (bool over = false; player.running() && !over; over = isOver && isOver()) player.replayStep();
   return player.result();
 }
 

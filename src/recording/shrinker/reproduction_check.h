@@ -108,9 +108,8 @@ using Steps = std::vector<RecordedStep>;
 /// longer be asked what it would have done without them.
 class ReproductionCheck {
  public:
-  /// `problem` was found in a recording that begins with this offset of local time, in seconds.
-  ReproductionCheck(Problem problem, std::int32_t utcOffset, MakeChecker makeChecker)
-      : problem_(std::move(problem)), utcOffset_(utcOffset), makeChecker_(std::move(makeChecker)) {}
+  ReproductionCheck(Problem problem, MakeChecker makeChecker)
+      : problem_(std::move(problem)), makeChecker_(std::move(makeChecker)) {}
 
   /// Remembers the state to reach from `reproduction`, which has replayed all steps before `last`.
   void expectStateOf(Reproduction& reproduction, const RecordedStep& last) {
@@ -151,7 +150,7 @@ class ReproductionCheck {
   const std::string& recording() const { return recording_; }
 
   /// A fresh engine to replay steps to.
-  Reproduction newReproduction() const { return {utcOffset_, makeChecker_}; }
+  Reproduction newReproduction() const { return {problem_.utcOffset, makeChecker_}; }
   const Problem& problem() const { return problem_; }
   /// Steps replayed so far, in all reproductions.
   std::uint64_t stepsReplayed() const { return stepsReplayed_; }
@@ -191,7 +190,6 @@ class ReproductionCheck {
   }
 
   Problem problem_;
-  std::int32_t utcOffset_;
   MakeChecker makeChecker_;
   std::string state_;                // of the engine before the last step
   std::vector<std::string> before_;  // outputs of the last step before the mismatch

@@ -223,14 +223,19 @@ class Shrinker {
 Problem findProblem(std::istream& in, const MakeChecker& makeChecker) {
   RecordingReader reader(in);
   const std::unique_ptr<Checker> checker = makeChecker(std::make_shared<Sink>());
-  const ReplayResult result = replay(reader, checker.get(), [&] { return checker->finding().has_value(); });
   Problem problem;
+  problem.utcOffset = reader.utcOffset();
+  std::optional<Finding> finding;
+  const ReplayResult result = replay(reader, checker.get(), [&] {
+    finding = checker->finding();
+    return finding.has_value();
+  });
   problem.damage = result.damage;
   problem.mismatch = result.mismatch;
   problem.end = result.lines + 1;
   if (problem.mismatch) {
     problem.links = problem.mismatch->links;
-  } else if (problem.finding = checker->finding(); problem.finding && problem.finding->link != 0) {
+  } else if (problem.finding = finding; problem.finding && problem.finding->link != 0) {
     problem.links = {static_cast<std::int16_t>(problem.finding->link)};
   }
   return problem;
@@ -240,11 +245,8 @@ ShrinkResult shrink(std::istream& in, const MakeChecker& makeChecker) {
   ShrinkResult result;
   result.problem = findProblem(in, makeChecker);
   if (!result.problem.found()) return result;
-  in.clear();
-  in.seekg(0);
-  const std::int32_t utcOffset = RecordingReader(in).utcOffset();
   const auto makePlain = [](auto sink) { return std::make_unique<NullChecker>(std::move(sink)); };
-  ReproductionCheck check(result.problem, utcOffset, result.problem.mismatch ? makePlain : makeChecker);
+  ReproductionCheck check(result.problem, result.problem.mismatch ? makePlain : makeChecker);
   Shrinker(in, std::move(check)).shrink(result);
   return result;
 }

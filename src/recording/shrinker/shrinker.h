@@ -19,6 +19,7 @@ namespace quarnex::recording {
 struct Problem {
   std::optional<Mismatch> mismatch;
   std::optional<Finding> finding;
+  std::int32_t utcOffset = 0;         // of local time at the beginning of the recording, in seconds
   std::size_t end = 0;                // line number behind the step that shows the problem
   std::vector<std::int16_t> links;    // affected links; empty if unknown
   std::optional<DamagedLine> damage;  // the damaged line that ended the replay early
