@@ -53,7 +53,7 @@ std::string temporaryPrefix() {
 // Each iteration is one turn of the loop: it collects its lines and writes them at the end.
 void logged_line(benchmark::State& state) {
   PlainServices quiet;
-  PosixClock clock;
+  PosixClock clock{secondOfSystem};
   PosixTextFile file;
   Engine library{{quiet, quiet, clock, file}};
   QuarnSocket quarn(library);

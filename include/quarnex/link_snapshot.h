@@ -56,7 +56,9 @@ struct LinkFailure {
 /// by the remote host".
 QUARNEX_API std::string inWords(const LinkFailure& failure);
 
-/// A read-only view of one link. Times are seconds since 1970-01-01 UTC, counts start when the link is added.
+/// A read-only view of one link. Times are seconds since 1970-01-01 UTC of the library's clock, which never
+/// goes back: after the system's clock was set back, they stay ahead of it. Counts start when the link is
+/// added.
 struct LinkSnapshot {
   std::int16_t index = 0;  ///< 0: there is no such link, and nothing else here has a meaning
   std::string type;

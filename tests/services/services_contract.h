@@ -41,6 +41,9 @@ class Harness {
   virtual bool runUntil(const std::function<bool()>& holds) = 0;
   /// Lets `pause` pass without a turn of the loop, then turns it once.
   virtual void stall(std::chrono::milliseconds pause) = 0;
+  /// Sets the system's clock forward, or back if negative. False if the adapter is not one for a real system;
+  /// the clock of any other may go back.
+  virtual bool setSystemClock(std::chrono::seconds by) = 0;
   /// A folder in which files can be created.
   virtual std::string folder() = 0;
   /// The content of a file that the text file has created.

@@ -160,6 +160,28 @@ TEST_P(ServicesContract, TheClockNeverGoesBack) {
   EXPECT_LE(clock.utcOffset(last), 14 * 3600);
 }
 
+// What people read follows the system's clock; what deadlines read only goes on. A second may pass during
+// each row, and a reading may stay for a second.
+TEST_P(ServicesContract, ASystemClockThatIsSetBackMovesOnlyLocalTime) {
+  WallClock& clock = harness->services().clock;
+  const auto local = [&](Instant instant) { return instant.second + clock.utcOffset(instant); };
+  const struct {
+    int step, forward, local;
+  } rows[] = {{-3600, 0, -3600}, {-86'400, 0, -86'400}, {-1, 0, 0},   {7200, 7200, 7200},
+              {0, 0, 0},         {-3, 0, -3},           {60, 60, 60}, {-300'000'000, 0, -300'000'000}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.step);
+    const Instant before = clock.now();
+    const std::int64_t localBefore = local(before);
+    if (!harness->setSystemClock(std::chrono::seconds(row.step))) return;
+    runTicks(1);
+    const Instant after = clock.now();
+    EXPECT_GE(after, before);
+    EXPECT_NEAR(static_cast<double>(after.second - before.second), row.forward, 1);
+    EXPECT_NEAR(static_cast<double>(local(after) - localBefore), row.local, 1);
+  }
+}
+
 TEST_P(ServicesContract, ATextFileKeepsTheBytesOfItsLines) {
   TextFile& file = harness->services().logFile;
   const std::string name = harness->folder() + "/log.txt";

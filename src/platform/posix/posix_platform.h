@@ -16,6 +16,9 @@ namespace quarnex {
 /// Must outlive the library that uses it. Several platforms in one process are independent of each other.
 class PosixPlatform {
  public:
+  /// `systemSecond` is the system's clock, which tests replace.
+  explicit PosixPlatform(PosixClock::SystemSecond systemSecond = secondOfSystem) : clock_(systemSecond) {}
+
   Services services() { return {sockets_, timer_, clock_, logFile_}; }
 
   /// Like `HostLoop::turn`, for this loop. Writes the log at the end of the turn.

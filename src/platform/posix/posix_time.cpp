@@ -43,23 +43,23 @@ void PosixTimer::onReady(std::uint32_t) {
   if (events_ != nullptr) events_->onTick();
 }
 
-Instant PosixClock::now() {
-  return {::time(nullptr)};
+std::int64_t secondOfSystem() {
+  return ::time(nullptr);
 }
 
-// Time zones change their offset on quarters of an hour only.
+// tzset(3) reads the zone again only where TZ or the file of the zone has changed.
 std::int32_t PosixClock::utcOffset(Instant instant) {
-  constexpr std::int64_t kQuarterSeconds = 900;
-  const std::int64_t quarter = instant.second / kQuarterSeconds;
-  if (known_ && quarter == quarter_) return offset_;
-  ::tzset();
-  const time_t second = instant.second;
-  tm local{};
-  if (::localtime_r(&second, &local) == nullptr) return 0;
-  quarter_ = quarter;
-  offset_ = static_cast<std::int32_t>(local.tm_gmtoff);
-  known_ = true;
-  return offset_;
+  const std::int64_t second = forward_.systemSecond(instant);
+  if (!known_ || second != offsetSecond_) {
+    ::tzset();
+    const time_t moment = second;
+    tm local{};
+    if (::localtime_r(&moment, &local) == nullptr) return 0;
+    offsetSecond_ = second;
+    offset_ = static_cast<std::int32_t>(local.tm_gmtoff);
+    known_ = true;
+  }
+  return forward_.offsetOf(offset_);
 }
 
 }  // namespace quarnex

@@ -5,6 +5,7 @@
 
 #include "platform/posix/descriptor.h"
 #include "platform/posix/reactor.h"
+#include "services/forward_clock.h"
 #include "services/timer_service.h"
 #include "services/wall_clock.h"
 
@@ -33,16 +34,28 @@ class PosixTimer final : public TimerService, private Watcher {
   std::int16_t period_ = 0;
 };
 
+/// The system's clock, except that it never goes back (see `ForwardClock`). Local time follows the system's
+/// clock and time zone.
 class PosixClock final : public WallClock {
  public:
-  Instant now() override;
-  /// Follows the system's time zone, which it reads again every quarter of an hour.
+  /// Seconds since 1970-01-01 UTC, as the system's clock shows them.
+  using SystemSecond = std::int64_t (*)();
+
+  explicit PosixClock(SystemSecond systemSecond) : systemSecond_(systemSecond) {}
+
+  Instant now() override { return forward_.follow(systemSecond_()); }
+  /// Looks once a second whether the time zone has changed, which costs one call of stat(2).
   std::int32_t utcOffset(Instant instant) override;
 
  private:
-  std::int64_t quarter_ = 0;  // the quarter of an hour for which `offset_` holds
-  std::int32_t offset_ = 0;
+  SystemSecond systemSecond_;
+  ForwardClock forward_;
+  std::int64_t offsetSecond_ = 0;  // of the system's clock, for which `offset_` holds
+  std::int32_t offset_ = 0;        // of local time from the system's clock
   bool known_ = false;
 };
+
+/// Seconds since 1970-01-01 UTC from time(2).
+std::int64_t secondOfSystem();
 
 }  // namespace quarnex

@@ -80,6 +80,7 @@ class PlainPeer final : public Peer {
 
 class PosixHarness : public Harness {
  public:
+  PosixHarness() { clockSetBy = 0; }
   Services services() override { return platform.services(); }
   bool runUntil(const std::function<bool()>& holds) override {
     using namespace std::chrono_literals;
@@ -95,6 +96,10 @@ class PosixHarness : public Harness {
     std::this_thread::sleep_for(pause);
     platform.turn(std::chrono::milliseconds(0));
   }
+  bool setSystemClock(std::chrono::seconds by) override {
+    clockSetBy += by.count();
+    return true;
+  }
   std::string folder() override { return folder_.path().string(); }
   std::string contentOf(const std::string& name) override { return quarnex::contentOf(name); }
   // Ports below the system's range for outgoing connections; each test process starts at another one.
@@ -109,7 +114,8 @@ class PosixHarness : public Harness {
   }
   std::unique_ptr<Peer> call(std::int32_t port) override { return std::make_unique<PlainPeer>(port); }
 
-  PosixPlatform platform;
+  static inline std::int64_t clockSetBy = 0;
+  PosixPlatform platform{[] { return secondOfSystem() + clockSetBy; }};
   int turns = 0;
 
  private:

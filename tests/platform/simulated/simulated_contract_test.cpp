@@ -30,6 +30,7 @@ class SimulatedHarness : public Harness {
     host_.loop.stall(pause.count());
     world_.runMilliseconds(pause.count());
   }
+  bool setSystemClock(std::chrono::seconds) override { return false; }
   std::string folder() override { return "logs"; }
   std::string contentOf(const std::string& name) override { return host_.log.files.at(name); }
   bool runUntil(const std::function<bool()>& holds) override { return world_.runUntil(holds, 20); }
