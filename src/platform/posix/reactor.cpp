@@ -19,8 +19,10 @@ int descriptorOf(Reactor::Key key) {
   return static_cast<int>(static_cast<std::uint32_t>(key));
 }
 
+// Any error but a signal is one for good: the host has closed the descriptor, for example to become a daemon.
 std::size_t wait(const Descriptor& set, epoll_event* events, std::size_t room, int milliseconds) {
   const int count = ::epoll_wait(set.get(), events, static_cast<int>(room), milliseconds);
+  if (count < 0 && errno != EINTR) throw socketFailure(errno);
   return count > 0 ? static_cast<std::size_t>(count) : 0;
 }
 
@@ -30,7 +32,7 @@ Reactor::Reactor() : main_(makeSet()), data_(makeSet()) {}
 
 void Reactor::turn(int maxWait) {
   if (next_ == end_) {
-    next_ = 0;
+    next_ = end_ = 0;
     end_ = wait(main_, ready_.data(), ready_.size(), maxWait);
   }
   while (next_ < end_) {
@@ -96,7 +98,10 @@ void Reactor::forget(Key key) {
   slot = WatchSlot{nullptr, slot.use + 1, false};
 }
 
+// A host that has closed the descriptor of a set may have opened a set of its own with that number, whose
+// events carry any keys.
 bool Reactor::holds(Key key) const {
+  if (slotOf(key) >= slots_.size()) return false;
   const WatchSlot& slot = slots_[slotOf(key)];
   return slot.watcher != nullptr && slot.use == key >> 32;
 }

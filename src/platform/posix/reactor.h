@@ -42,6 +42,8 @@ class Reactor {
 
   /// Waits until a descriptor is ready, at most `maxWait` milliseconds (-1 = no limit), and calls the
   /// watchers. A signal ends the wait. If a watcher throws, the next turn delivers the remaining events.
+  /// Throws `Failure` if the set has become unusable: 10009 or 10022, for example after the host has closed
+  /// its descriptor.
   void turn(int maxWait);
 
   /// Watches `descriptor` for `events` in the main set and reports them to `watcher`, until `forget`. Throws
