@@ -299,6 +299,37 @@ TEST_P(ServicesContract, TheNewestCallerReplacesTheOlderWithoutAnEvent) {
   EXPECT_EQ(events.size(), 2U);
 }
 
+TEST_P(ServicesContract, ACallerThatEndsAndCallsAgainLosesNothing) {
+  for (const std::string& last : {std::string("last"), pattern(kFetchBytesMax + 5000), std::string()}) {
+    SCOPED_TRACE(last.size());
+    auto peer = joinPeer();
+    peer->send(last);
+    peer->close();
+    peer = harness->call(server().localPort());
+    const std::string taken = takeAll(accepted(), last.size());
+    EXPECT_EQ(taken.size(), last.size());
+    EXPECT_TRUE(taken == last);
+    EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
+    EXPECT_THAT(events, ElementsAre("SrvAccept 1 Close 0", "ServerSocket 1 Accept 0"));
+    accepted().close();
+    server().close();
+    events.clear();
+  }
+  const auto unread = joinPeer();
+  unread->send("never fetched, so the next caller does not wait for it");
+  unread->close();
+  const auto peer = harness->call(server().localPort());
+  EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
+  EXPECT_EQ(events.size(), 1U);
+}
+
+TEST_P(ServicesContract, AShortConnectionIsReportedAsConnectedHoweverTheLoopIsTurned) {
+  const auto peer = harness->answer([&](std::int32_t port) { callTo(port); });
+  peer->reset();
+  EXPECT_TRUE(seen("ClientSocket 1 Close 10054"));
+  EXPECT_THAT(events, ElementsAre("ClientSocket 1 Connect 0", "ClientSocket 1 Close 10054"));
+}
+
 TEST_P(ServicesContract, AHandleAllowsOneAttachDuringItsEvent) {
   std::int32_t last = 0;
   listenOn(harness->freePort());

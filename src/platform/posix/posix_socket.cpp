@@ -103,10 +103,15 @@ bool hasCallerVanished(int systemError) {
          isNetworkAnswer(systemError);
 }
 
+// Returns those of `events` that hold now.
+short polled(const Descriptor& socket, short events) {
+  pollfd asked{socket.get(), events, 0};
+  return ::poll(&asked, 1, 0) > 0 ? asked.revents : short{0};
+}
+
 // Needed because accept(2) reports a lack of descriptors even if no caller is waiting.
 bool isCallerWaiting(const Descriptor& listening) {
-  pollfd asked{listening.get(), POLLIN, 0};
-  return ::poll(&asked, 1, 0) > 0;
+  return polled(listening, POLLIN) != 0;
 }
 
 }  // namespace
@@ -134,6 +139,7 @@ void PosixSocket::close() {
   descriptor_ = {};
   state_ = kSocketClosed;
   hasBytesWaiting_ = ending_ = false;
+  fetched_ = true;
   broken_ = 0;
   unsent_.clear();
 }
@@ -186,6 +192,7 @@ void PosixSocket::attach(std::int32_t handle) {
 void PosixSocket::fetch() {
   if (state_ != kSocketConnected) throw socketFailure(ENOTCONN);
   hasBytesWaiting_ = false;
+  fetched_ = true;
   if (sockets_.receive(*this, descriptor_.get()) < 0 && errno != EAGAIN) markBroken(errno);
   if (ending_) reportAgain();
 }
@@ -232,6 +239,9 @@ void PosixSocket::acceptCallers() {
   PosixSockets& sockets = sockets_;
   const Reactor::Key use = key_;
   for (int count = 0; count < kCallersPerTurnMax && sockets.reactor().holds(use); ++count) {
+    PosixSocket* const older = sockets.acceptedBy(index_);
+    if (older != nullptr && older->isReadToItsEnd()) return sockets.reactor().pauseUntilTick(use, EPOLLIN);
+    if (!sockets.reactor().holds(use)) return;
     sockaddr_in address{};
     socklen_t size = sizeof address;
     Descriptor incoming(
@@ -250,16 +260,20 @@ void PosixSocket::acceptCallers() {
   }
 }
 
-// EPIPE: the peer has answered, closed and then reset the connection, and may have sent bytes before.
+// ECONNRESET and EPIPE: the peer has answered and then reset the connection; with EPIPE it closed before, and
+// may have sent bytes. Either way there was a connection, so the call has succeeded and the end is an event
+// of its own. A call that nobody answers fails with other errors.
 void PosixSocket::endCall() {
   const int error = reportedError(descriptor_);
-  std::int16_t code = broken_ != 0 ? broken_ : socketErrorNumber(error == EPIPE ? 0 : error);
+  const bool answered = error == 0 || error == ECONNRESET || error == EPIPE;
+  std::int16_t code = broken_ != 0 ? broken_ : socketErrorNumber(answered ? 0 : error);
   if (code == 0 && isConnectedToItself(descriptor_)) {
     closeWithReset(descriptor_);
     code = socketErrorNumber(ECONNREFUSED);
   }
   if (code == 0) {
     state_ = kSocketConnected;
+    if (error == ECONNRESET) broken_ = socketErrorNumber(error);
     reportAgain();
   } else {
     close();
@@ -276,6 +290,16 @@ void PosixSocket::checkForEnd(std::uint32_t events) {
   if (error != 0 && error != EPIPE) return raiseClose(socketErrorNumber(error));
   ending_ = hasUnread(descriptor_);
   if (!ending_) raiseClose(0);
+}
+
+// Asked before the next caller is accepted. If the peer has ended this connection, its bytes come first, at
+// most 64 KiB a tick, and then its close event. The next caller waits as long as each tick fetches some.
+bool PosixSocket::isReadToItsEnd() {
+  if (state_ != kSocketConnected) return false;
+  const auto ended = static_cast<std::uint32_t>(polled(descriptor_, POLLRDHUP));
+  if (ended == 0) return false;
+  checkForEnd(ended);
+  return state_ == kSocketConnected && std::exchange(fetched_, false);
 }
 
 void PosixSocket::raiseClose(std::int16_t code) {

@@ -50,6 +50,9 @@ class PosixSocket final : public SocketInstance, private Watcher {
   std::string_view receivedText() override;
   void send(std::string_view bytes) override;
 
+  SocketArray array() const { return array_; }
+  std::int16_t index() const { return index_; }
+
  private:
   void onReady(std::uint32_t events) override;
   void onReadable(std::uint32_t events) override;
@@ -59,6 +62,7 @@ class PosixSocket final : public SocketInstance, private Watcher {
   void acceptCallers();
   void endCall();
   void checkForEnd(std::uint32_t events);
+  bool isReadToItsEnd();
   void raiseClose(std::int16_t code);
 
   std::uint32_t interest() const;
@@ -72,6 +76,7 @@ class PosixSocket final : public SocketInstance, private Watcher {
   std::int32_t state_ = kSocketClosed;
   bool hasBytesWaiting_ = false;
   bool ending_ = false;      // the peer has closed, but earlier bytes still wait to be fetched
+  bool fetched_ = true;      // since `isReadToItsEnd` was asked last
   std::int16_t broken_ = 0;  // code of the close event still to come, after an operation failed; 0 = none
   PosixSockets& sockets_;
   SocketEvents& events_;

@@ -15,7 +15,18 @@ PosixSockets::PosixSockets(Reactor& reactor)
 
 std::unique_ptr<SocketInstance> PosixSockets::create(SocketArray array, std::int16_t index,
                                                      SocketEvents& events) {
-  return std::make_unique<PosixSocket>(*this, array, index, events);
+  auto instance = std::make_unique<PosixSocket>(*this, array, index, events);
+  if (array == SocketArray::SrvAccept) {
+    const auto place = static_cast<std::size_t>(index - 1);
+    if (accepted_.size() <= place) accepted_.resize(place + 1);
+    accepted_[place] = instance.get();
+  }
+  return instance;
+}
+
+PosixSocket* PosixSockets::acceptedBy(std::int16_t index) const {
+  const auto place = static_cast<std::size_t>(index - 1);
+  return place < accepted_.size() ? accepted_[place] : nullptr;
 }
 
 std::int32_t PosixSockets::offer(Caller caller) {
@@ -44,8 +55,11 @@ std::ptrdiff_t PosixSockets::discard(int descriptor) {
   return ::recv(descriptor, buffer_.get(), kFetchBytesMax, MSG_DONTWAIT | MSG_TRUNC);
 }
 
-void PosixSockets::forget(const SocketInstance& instance) {
+void PosixSockets::forget(const PosixSocket& instance) {
   if (receiver_ == &instance) receiver_ = nullptr;
+  if (instance.array() != SocketArray::SrvAccept) return;
+  PosixSocket*& accepted = accepted_[static_cast<std::size_t>(instance.index() - 1)];
+  if (accepted == &instance) accepted = nullptr;
 }
 
 }  // namespace quarnex

@@ -7,12 +7,15 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/posix/descriptor.h"
 #include "platform/posix/reactor.h"
 #include "services/socket_service.h"
 
 namespace quarnex {
+
+class PosixSocket;
 
 class PosixSockets final : public SocketService {
  public:
@@ -23,6 +26,8 @@ class PosixSockets final : public SocketService {
                                          SocketEvents& events) override;
 
   Reactor& reactor() { return reactor_; }
+  /// The instance that takes the callers of listening instance `index`, or nullptr.
+  PosixSocket* acceptedBy(std::int16_t index) const;
 
   /// An incoming connection and its caller's address.
   struct Caller {
@@ -43,7 +48,7 @@ class PosixSockets final : public SocketService {
   /// Receives at most `kFetchBytesMax` bytes and drops them; `received` stays. Returns like `recv`.
   std::ptrdiff_t discard(int descriptor);
   /// Forgets an instance that is being destroyed.
-  void forget(const SocketInstance& instance);
+  void forget(const PosixSocket& instance);
 
  private:
   Reactor& reactor_;
@@ -51,6 +56,7 @@ class PosixSockets final : public SocketService {
   std::unique_ptr<char[]> buffer_;
   std::size_t size_ = 0;                      // bytes of the buffer that belong to `receiver_`
   const SocketInstance* receiver_ = nullptr;  // the instance that fetched last
+  std::vector<PosixSocket*> accepted_;        // element k of SrvAccept at k - 1; nullptr = none
 };
 
 }  // namespace quarnex

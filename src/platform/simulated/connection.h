@@ -144,8 +144,10 @@ class End {
   void take(std::string& into, std::size_t max);
   /// True if the peer has closed in the orderly way and all its bytes are taken.
   bool exhausted() { return inbound_.size() == 0 && inbound_.endArrived(time_.now()) == 0; }
+  /// The code of the peer's end if that has arrived: 0 = orderly, bytes before it may still wait.
+  std::optional<std::int16_t> ended() const { return inbound_.endArrived(time_.now()); }
   /// True if a reset has arrived.
-  bool broken() const { return inbound_.endArrived(time_.now()).value_or(0) != 0; }
+  bool broken() const { return ended().value_or(0) != 0; }
   void send(std::string_view bytes);
   /// The owner's orderly close: unread input is dropped, sent bytes still travel, no more events are raised.
   void close() { leave(0); }

@@ -6,7 +6,7 @@ namespace quarnex::simulated {
 namespace {
 
 constexpr std::int16_t kTooManyDescriptors = 10024;
-constexpr Milliseconds kAcceptPause = 200;  // before the next try to accept a caller without a descriptor
+constexpr Milliseconds kAcceptPause = 200;  // before the next try to accept a caller
 
 bool endsUse(EventKind kind, std::int16_t code) {
   return kind == EventKind::Close || (kind == EventKind::Connect && code != 0);
@@ -83,6 +83,20 @@ void SimulatedSockets::post(Event event) {
   schedule();
 }
 
+// A caller stays in front of the callers after it.
+void SimulatedSockets::postpone(Event event) {
+  event.due = loop_.time().now() + kAcceptPause;
+  pending_.push_front(std::move(event));
+  SimulatedSocket& instance = *pending_.front().instance;
+  for (Event& later : pending_) {
+    if (later.instance != &instance) continue;
+    later.due = std::max(later.due, pending_.front().due);
+    instance.lastDue_ = std::max(instance.lastDue_, later.due);
+  }
+  earliest_.reset();
+  schedule();
+}
+
 // While a host stalls for days, tens of thousands of events wait: a new one must not cost a search of all.
 void SimulatedSockets::schedule() {
   loop_.time().cancel(delivery_);
@@ -134,13 +148,16 @@ void SimulatedSockets::deliver(Event event) {
                    instance.events_);
 }
 
-// A caller that has vanished raises nothing. A caller without a descriptor waits and is tried again.
+// A caller that has vanished raises nothing. A caller without a descriptor waits and is tried again, like one
+// that calls while the connection before it is read to its end.
 void SimulatedSockets::deliverCaller(Event event) {
   if (event.end->broken()) return event.end->close();
   SimulatedSocket& instance = *event.instance;
+  const auto older = find(SocketArray::SrvAccept, instance.index_);
+  if (older != instances_.end() && (*older)->isReadToItsEnd()) return postpone(std::move(event));
+  if (instance.use_ != event.use) return drop(event);
   if (descriptors_ >= descriptorsMax) {
-    event.due = loop_.time().now() + kAcceptPause;
-    post(std::move(event));
+    postpone(std::move(event));
     return instance.events_.onAccept(instance.array_, instance.index_, 0, kTooManyDescriptors);
   }
   offered_.emplace(event.handle, std::move(event.end));
@@ -198,14 +215,28 @@ void SimulatedSocket::attach(std::int32_t handle) {
 
 void SimulatedSocket::fetch() {
   requireConnected();
+  fetched_ = true;
   service_.receivedBy_ = this;
   service_.received_.clear();
   end_->take(service_.received_, kFetchBytesMax);
   if (end_->exhausted()) post(EventKind::Close, 0);
 }
 
+// If the peer has ended the connection, its bytes come first, and then its close event. The next caller waits
+// as long as some are fetched.
+bool SimulatedSocket::isReadToItsEnd() {
+  if (end_ == nullptr) return false;
+  const std::optional<std::int16_t> ended = end_->ended();
+  if (!ended) return false;
+  if (*ended == 0 && !end_->exhausted()) return std::exchange(fetched_, false);
+  endUse();
+  events_.onClose(array_, index_, *ended);
+  return false;
+}
+
 void SimulatedSocket::endUse() {
   if (state_ == kSocketClosed) return;
+  fetched_ = true;
   ++use_;
   --service_.descriptors_;
   if (state_ == kSocketListening) service_.network_.leave({service_.machine_, listeningPort_}, *this);

@@ -78,6 +78,7 @@ class SimulatedSockets final : public SocketService {
   /// Where an instance stands; the end if there is none.
   std::vector<SimulatedSocket*>::iterator find(SocketArray array, std::int16_t index);
   void post(Event event);
+  void postpone(Event event);
   void schedule();
   std::optional<Event> takeNext();
   bool isReady(std::size_t position) const;
@@ -170,6 +171,7 @@ class SimulatedSocket final : public SocketInstance, private NetworkUser {
     end_->setOwner(*this);
   }
   void endUse();
+  bool isReadToItsEnd();
   void requireIdle() const {
     if (state_ == kSocketConnected) throw Failure(10056, "Socket is already connected");
     if (state_ != kSocketClosed) throw Failure(10022, "Invalid argument");
@@ -185,6 +187,7 @@ class SimulatedSocket final : public SocketInstance, private NetworkUser {
   SocketState state_ = kSocketClosed;
   std::uint32_t use_ = 0;     // number of the present use: listening, calling or connected
   Milliseconds lastDue_ = 0;  // of the latest event posted for it
+  bool fetched_ = true;       // since `isReadToItsEnd` was asked last
   std::int32_t localPort_ = 0;
   std::int32_t remotePort_ = 0;
   std::string localAddress_;

@@ -114,6 +114,15 @@ class PosixHarness : public Harness {
   }
   std::unique_ptr<Peer> call(std::int32_t port) override { return std::make_unique<PlainPeer>(port); }
 
+  std::unique_ptr<Peer> answer(const std::function<void(std::int32_t)>& call) override {
+    const Descriptor listening = plainSocket();
+    const sockaddr_in here = loopback(freePort());
+    EXPECT_EQ(::bind(listening.get(), reinterpret_cast<const sockaddr*>(&here), sizeof here), 0);
+    EXPECT_EQ(::listen(listening.get(), 1), 0);
+    call(ntohs(here.sin_port));
+    return std::make_unique<PlainPeer>(Descriptor(::accept(listening.get(), nullptr, nullptr)));
+  }
+
   static inline std::int64_t clockSetBy = 0;
   PosixPlatform platform{[] { return secondOfSystem() + clockSetBy; }};
   int turns = 0;

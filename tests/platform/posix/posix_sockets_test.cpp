@@ -288,12 +288,8 @@ TEST_P(PosixSocketsTest, UrgentDataArrivesInOrderWithTheOtherBytes) {
 }
 
 TEST_P(PosixSocketsTest, ACallAnsweredClosedAndResetBeforeTheTurnReportsConnectDataAndClose) {
-  const Descriptor listening = plainSocket();
-  const sockaddr_in here = loopback(harness->freePort());
-  ASSERT_EQ(::bind(listening.get(), reinterpret_cast<const sockaddr*>(&here), sizeof here), 0);
-  ASSERT_EQ(::listen(listening.get(), 1), 0);
-  callTo(ntohs(here.sin_port));
-  PlainPeer peer(Descriptor(::accept(listening.get(), nullptr, nullptr)));
+  const auto answered = harness->answer([&](std::int32_t port) { callTo(port); });
+  auto& peer = static_cast<PlainPeer&>(*answered);
   peer.send("bye");
   peer.shutDown();
   peer.reset();
@@ -325,6 +321,16 @@ TEST_P(PosixSocketsTest, ADescriptorHeldByAForkedChildCausesNoWakeUp) {
   EXPECT_THAT(events, IsEmpty());
   ::kill(child, SIGKILL);
   ::waitpid(child, nullptr, 0);
+}
+
+// As a host does that becomes a daemon too late.
+TEST_P(PosixSocketsTest, ALoopWithoutItsDescriptorsFailsInsteadOfSpinning) {
+  expectIn([] { return true; },
+           [&] {
+             for (int number = 3; number < 64; ++number) ::close(number);
+             return failureOf([&] { posix().platform.turn(50ms); }) == 10009 &&
+                    failureOf([&] { posix().platform.turn(50ms); }) == 10009;
+           });
 }
 
 // With only two local ports to choose from, the system soon picks the called port as the calling one.

@@ -43,6 +43,15 @@ class SimulatedHarness : public Harness {
     world_.runDue();
     return std::make_unique<OutsidePeer>(peer);
   }
+  std::unique_ptr<Peer> answer(const std::function<void(std::int32_t)>& call) override {
+    ScriptedPeer& peer = world_.addPeer();
+    const std::int32_t port = freePort();
+    peer.listen(port);
+    call(port);
+    host_.loop.stall(1);
+    world_.runDue();
+    return std::make_unique<OutsidePeer>(peer);
+  }
 
  private:
   World world_{1};
