@@ -35,12 +35,13 @@ enum class FailureKind : std::uint8_t {
   ReplyTimeout,      ///< too many answers in a row were overdue
   ClosedByPeer,      ///< the peer closed the connection
   ConnectionBroken,  ///< the connection ended with an error: `number`
-  PeerAskedToClose   ///< the peer sent its request to close the connection
+  PeerAskedToClose,  ///< the peer sent its request to close the connection
+  FrameTooLong       ///< a frame of the peer had not ended at `MemoryLimits::frame`
 };
 
 /// A name for programs, which no later version changes: "listen-failed", "call-not-started", "send-failed",
 /// "call-failed", "accept-failed", "listen-timeout", "connect-timeout", "keep-alive-timeout",
-/// "reply-timeout", "closed-by-peer", "connection-broken", "peer-asked-to-close".
+/// "reply-timeout", "closed-by-peer", "connection-broken", "peer-asked-to-close", "frame-too-long".
 QUARNEX_API const char* nameOf(FailureKind kind);
 
 /// One failure of a link.
@@ -90,6 +91,11 @@ struct LinkSnapshot {
   std::uint64_t textsSent = 0, textsReceived = 0;  ///< texts of the hosts, without words of the protocol
   std::uint64_t framesSent = 0, framesReceived = 0;
   std::uint64_t repetitions = 0, badChecksums = 0, reconnections = 0;
+  /// Bytes held because of the peer: received and not handled, and queued for the host; and sent, but not yet
+  /// accepted by the system. `MemoryLimits` bounds them.
+  std::uint64_t bytesHeld = 0, bytesUnsent = 0;
+  /// Since then the link fetches nothing, because it or the process holds as much as `MemoryLimits` allows.
+  std::optional<std::int64_t> limitSince;
 
   /// One sentence for people: the state of the link since when and, if it is down, the last failure with
   /// number, reason and phase, and the time of the next attempt. Times of day are local time.

@@ -8,6 +8,7 @@
 #include "quarnex/export.h"
 #include "quarnex/failure.h"
 #include "quarnex/link_snapshot.h"
+#include "quarnex/memory_limits.h"
 
 namespace quarnex {
 
@@ -110,6 +111,10 @@ class QUARNEX_API QuarnSocket {
   /// Describes the state of the link and the reason why it is down. Changes nothing. Returns a snapshot with
   /// `index` 0 for an invalid index. Not part of the component class.
   LinkSnapshot snapshot(std::int16_t IdxQuarn) const;
+
+  /// Sets the memory that peers can make the links hold. Throws `Failure` 5 after the first `Add`, and for
+  /// limits that leave no room for a whole frame of the permitted length. Not part of the component class.
+  void setMemoryLimits(const MemoryLimits& limits);
 
   /// The library behind this instance.
   Library& library() const { return *library_; }

@@ -14,11 +14,11 @@ namespace quarnex {
 namespace {
 
 constexpr const char* kKindNames[] = {
-    "listen-failed", "call-not-started", "send-failed",       "call-failed",
-    "accept-failed", "listen-timeout",   "connect-timeout",   "keep-alive-timeout",
-    "reply-timeout", "closed-by-peer",   "connection-broken", "peer-asked-to-close",
+    "listen-failed",     "call-not-started",    "send-failed",        "call-failed",   "accept-failed",
+    "listen-timeout",    "connect-timeout",     "keep-alive-timeout", "reply-timeout", "closed-by-peer",
+    "connection-broken", "peer-asked-to-close", "frame-too-long",
 };
-static_assert(std::size(kKindNames) == static_cast<std::size_t>(FailureKind::PeerAskedToClose) + 1);
+static_assert(std::size(kKindNames) == static_cast<std::size_t>(FailureKind::FrameTooLong) + 1);
 
 // Descriptions of numbers that error notices print alone.
 constexpr std::pair<std::int32_t, std::string_view> kBareNumbers[] = {
@@ -76,6 +76,12 @@ std::string nextStep(Library& library, const LinkSnapshot& snapshot) {
   return concat("listening on port ", snapshot.port, " until ", time);
 }
 
+std::string heldBack(Library& library, const LinkSnapshot& snapshot) {
+  if (!snapshot.limitSince) return {};
+  return concat("; fetches nothing since ", timeOfDay(library, *snapshot.limitSince), ", because ",
+                snapshot.bytesHeld, " bytes wait");
+}
+
 std::string_view signOfLife(const LinkSnapshot& snapshot) {
   if (!snapshot.messageReceived) return "; no message from the peer yet";
   return snapshot.overdue ? "; the peer does not answer" : "";
@@ -95,7 +101,8 @@ std::string whySentence(Library& library, const ConnectionRecord& record, const 
       return "not opened";
     case LinkPhase::Connected:
       return concat("connected to ", snapshot.endpoint, " since ", timeOfDay(library, snapshot.since),
-                    signOfLife(snapshot), snapshot.closing ? "; the peer has been asked to close" : "");
+                    signOfLife(snapshot), heldBack(library, snapshot),
+                    snapshot.closing ? "; the peer has been asked to close" : "");
     default:
       return concat("down since ", timeOfDay(library, snapshot.since), ": ",
                     lastFailure(library, record, snapshot), "; ", nextStep(library, snapshot));
@@ -126,6 +133,8 @@ std::string inWords(const LinkFailure& failure) {
       return "the peer closed the connection";
     case FailureKind::PeerAskedToClose:
       return "the peer asked to close";
+    case FailureKind::FrameTooLong:
+      return "a frame of the peer did not end within the limit";
   }
   return {};
 }

@@ -9,6 +9,7 @@
 #include "engine/link/activation.h"
 #include "engine/message/outbound.h"
 #include "engine/records/library.h"
+#include "engine/records/memory_budget.h"
 #include "engine/records/record_operations.h"
 #include "engine/records/trap.h"
 #include "host/link_registration.h"
@@ -98,8 +99,13 @@ void openLink(Library& library, std::int16_t IdxQuarn) {
   }
 }
 
-std::string takeOldest(TextBuffer& queue) {
-  return queue.Count > 0 ? BufferGet(queue) : std::string();
+std::string takeOldest(Library& library, std::int16_t IdxQuarn, TextBuffer ConnectionRecord::*queue) {
+  if (!library.validIndex(IdxQuarn)) return {};
+  ConnectionRecord& record = library.ConnectionTable[IdxQuarn];
+  if ((record.*queue).Count == 0) return {};
+  std::string text = BufferGet(record.*queue);
+  countHeldBytes(library, record);
+  return text;
 }
 
 }  // namespace
@@ -121,12 +127,7 @@ std::int16_t QuarnSocket::Add(std::string_view Tipo, std::int16_t IdQUARN, bool 
 
 std::string QuarnSocket::GetMessaggioArrivato(std::int16_t IdxQuarn) {
   return hostCall<&QuarnSocket::GetMessaggioArrivato>(
-      *library_,
-      [&] {
-        return library_->validIndex(IdxQuarn) ? takeOldest(library_->ConnectionTable[IdxQuarn].CodaArrivo)
-                                              : std::string();
-      },
-      IdxQuarn);
+      *library_, [&] { return takeOldest(*library_, IdxQuarn, &ConnectionRecord::CodaArrivo); }, IdxQuarn);
 }
 
 std::int16_t QuarnSocket::ProntoPerUscire() {
@@ -194,12 +195,7 @@ bool QuarnSocket::MessaggioArrivato(std::int16_t IdxQuarn) {
 
 std::string QuarnSocket::GetDebug(std::int16_t IdxQuarn) {
   return hostCall<&QuarnSocket::GetDebug>(
-      *library_,
-      [&] {
-        return library_->validIndex(IdxQuarn) ? takeOldest(library_->ConnectionTable[IdxQuarn].CodaDebug)
-                                              : std::string();
-      },
-      IdxQuarn);
+      *library_, [&] { return takeOldest(*library_, IdxQuarn, &ConnectionRecord::CodaDebug); }, IdxQuarn);
 }
 
 void QuarnSocket::AttivaDebug(std::int16_t IdxQuarn) {
@@ -238,6 +234,15 @@ bool QuarnSocket::Connesso(std::int16_t IdxQuarn) {
         return !record.UsaTcp || record.Stato == kConnected;
       },
       IdxQuarn);
+}
+
+void QuarnSocket::setMemoryLimits(const MemoryLimits& limits) {
+  const std::size_t mostOfOneLink = limits.process / 4 * 3 / 2;
+  if (library_->ConnectionCount > 0 || limits.frame < kMessageLengthMax || limits.frame > mostOfOneLink ||
+      limits.unhandled > mostOfOneLink || limits.unhandled + limits.frame + kFetchBytesMax > mostOfOneLink) {
+    throw Failure(5, "Invalid procedure call or argument");
+  }
+  library_->setLimits(limits);
 }
 
 LinkSnapshot QuarnSocket::snapshot(std::int16_t IdxQuarn) const {

@@ -60,6 +60,13 @@ void fillCounts(LinkSnapshot& snapshot, const ConnectionRecord& record) {
   snapshot.reconnections = record.history.reconnections;
 }
 
+void fillMemory(Library& library, LinkSnapshot& snapshot, const ConnectionRecord& record) {
+  snapshot.bytesHeld = record.bytesHeld;
+  if (record.history.limitSince != Instant{}) snapshot.limitSince = record.history.limitSince.second;
+  if (snapshot.phase == LinkPhase::Connected)
+    snapshot.bytesUnsent = frameSocket(library, record).unsentBytes();
+}
+
 }  // namespace
 
 LinkSnapshot takeSnapshot(Library& library, std::int16_t IdxQuarn) {
@@ -78,6 +85,7 @@ LinkSnapshot takeSnapshot(Library& library, std::int16_t IdxQuarn) {
   snapshot.lastError = record.UltimoErrore;
   Trap unreadable{library};
   unreadable([&] { fillEndpoint(library, snapshot, record); });
+  unreadable([&] { fillMemory(library, snapshot, record); });
   fillPast(snapshot, record);
   fillDeadlines(snapshot, record);
   fillCounts(snapshot, record);

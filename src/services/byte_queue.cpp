@@ -12,12 +12,6 @@ constexpr std::size_t kChunkBytesMax = std::size_t{64} * 1024;
 
 }  // namespace
 
-std::size_t ByteChunks::size() const {
-  std::size_t bytes = 0;
-  for (const std::string& chunk : list_) bytes += chunk.size();
-  return bytes - consumed_;
-}
-
 std::size_t ByteChunks::bytesHeld() const {
   std::size_t bytes = 0;
   for (const std::string& chunk : list_) bytes += chunk.capacity();
@@ -31,6 +25,7 @@ void ByteChunks::append(std::string_view bytes) {
     const std::size_t taken = std::min(bytes.size(), kChunkBytesMax - last.size());
     makeRoom(taken);
     last.append(bytes.substr(0, taken));
+    size_ += taken;
     bytes.remove_prefix(taken);
   }
 }
@@ -42,6 +37,7 @@ void ByteChunks::appendWhole(std::string_view head, std::string_view tail) {
   }
   makeRoom(count);
   list_.back().append(head).append(tail);
+  size_ += count;
 }
 
 // Ensures that `count` bytes fit without an allocation. First removes consumed bytes if they are more than
@@ -64,6 +60,7 @@ std::string_view ByteChunks::front() const {
 void ByteChunks::consume(std::size_t count) {
   QUARNEX_ASSERT(count <= front().size());
   consumed_ += count;
+  size_ -= count;
   std::string& first = list_.front();
   if (consumed_ < first.size()) return;
   consumed_ = 0;

@@ -18,7 +18,7 @@ constexpr std::size_t kKeptCapacityMax = 4096;
 class ByteChunks {
  public:
   bool empty() const { return list_.empty() || consumed_ == list_.front().size(); }
-  std::size_t size() const;
+  std::size_t size() const { return size_; }
   /// Bytes of allocated memory, used or not.
   std::size_t bytesHeld() const;
   void append(std::string_view bytes);
@@ -45,6 +45,7 @@ class ByteChunks {
 
   std::list<std::string> list_;
   std::size_t consumed_ = 0;  // bytes of the first chunk that are consumed already
+  std::size_t size_ = 0;
 };
 
 /// A queue of bytes that is one null pointer while it is empty.

@@ -79,6 +79,7 @@ class InterceptedSocket final : public SocketInstance {
   std::string_view receivedText() override {
     return around(Operation::ReceivedText, [](auto& socket) { return socket.receivedText(); });
   }
+  std::size_t unsentBytes() const override { return policy.inner ? policy.inner->unsentBytes() : 0; }
   void send(std::string_view bytes) override {
     around(Operation::Send, bytes, [bytes](auto& socket) { socket.send(bytes); });
   }
@@ -171,6 +172,8 @@ class Interceptor : public SocketService,
     derived().created(id, socket->policy);
     return socket;
   }
+
+  void limitOutput(std::size_t each, std::size_t all) override { inner_.sockets.limitOutput(each, all); }
 
   void setEvents(TimerEvents* events) override {
     timerEvents_ = events;

@@ -97,8 +97,11 @@ class SocketInstance {
   virtual std::string_view receivedText() = 0;
 
   /// Accepts `bytes` (any values, any length) and returns at once. They leave in order as the system accepts
-  /// them. Failure 10057 without a connection. The caller may reuse its buffer after the return.
+  /// them. Failure 10057 without a connection, 10055 beyond the limits of the service's output; some of the
+  /// bytes may have left then. The caller may reuse its buffer after the return.
   virtual void send(std::string_view bytes) = 0;
+  /// Bytes that were sent and that the system has not accepted yet. For observation only.
+  virtual std::size_t unsentBytes() const { return 0; }
 };
 
 /// Receiver of the socket events. Codes are Windows Sockets numbers, 0 for success. Called on the library's
@@ -127,6 +130,10 @@ class SocketService {
   /// `events`, which outlives it. The caller owns the instance; destroying it closes it.
   virtual std::unique_ptr<SocketInstance> create(SocketArray array, std::int16_t index,
                                                  SocketEvents& events) = 0;
+  /// From now on an instance that holds more than `each` unsent bytes accepts nothing more, and all instances
+  /// together hold at most `all`, of which each may hold as much as is free. Unlimited before. An adapter
+  /// without unsent bytes does nothing.
+  virtual void limitOutput(std::size_t /*each*/, std::size_t /*all*/) {}
 };
 
 }  // namespace quarnex

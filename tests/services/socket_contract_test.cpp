@@ -141,6 +141,32 @@ TEST_P(ServicesContract, SendingNeverBlocksAndKeepsTheOrder) {
   EXPECT_LE(neighbourTicks, 5);
 }
 
+// The first send may leave more than the limit behind: it is one frame.
+TEST_P(ServicesContract, OutputBeyondItsLimitsIsRefused) {
+  join(1);
+  join(2);
+  constexpr std::size_t kFrame = kMoreThanASystemTakes;
+  const auto sends = [&](std::int16_t index, std::size_t bytes) {
+    return failureOf([&] { client(index).send(std::string(bytes, 'x')); });
+  };
+  SocketService& sockets = harness->services().sockets;
+  sockets.limitOutput(1000, 4 * kFrame);
+  EXPECT_EQ(sends(1, kFrame), 0);
+  const std::size_t unsent = client(1).unsentBytes();
+  EXPECT_GT(unsent, kFrame / 2);
+  EXPECT_EQ(sends(1, 1), 10055);
+  EXPECT_EQ(client(1).unsentBytes(), unsent);
+  EXPECT_EQ(sends(2, 100), 0);
+  sockets.limitOutput(kFrame, unsent + 1000);
+  EXPECT_EQ(sends(2, kFrame), 10055);
+  client(1).close();
+  EXPECT_EQ(client(1).unsentBytes(), 0U);
+  callTo(server(1).localPort(), 3);
+  EXPECT_TRUE(seen("ClientSocket 3 Connect 0"));
+  sockets.limitOutput(kFrame, 4 * kFrame);
+  EXPECT_EQ(sends(3, kFrame), 0);
+}
+
 TEST_P(ServicesContract, AnOrderlyCloseComesAfterEveryByteBeforeIt) {
   join();
   const std::string text = pattern(kFetchBytesMax + 5000);

@@ -61,6 +61,8 @@ std::string reportText(const ConnectionRecord& rec, const LinkFailure& failure) 
       return "Alive Timeout";
     case FailureKind::ReplyTimeout:
       return "Timeout HandleStato_B";
+    case FailureKind::FrameTooLong:
+      return "Frame Too Long";
     case FailureKind::ClosedByPeer:
     case FailureKind::ConnectionBroken:
     case FailureKind::PeerAskedToClose:

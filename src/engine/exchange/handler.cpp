@@ -14,6 +14,7 @@
 #include "engine/message/outbound.h"
 #include "engine/message/splitting.h"
 #include "engine/records/integer.h"
+#include "engine/records/memory_budget.h"
 #include "engine/records/record_operations.h"
 #include "engine/records/trap.h"
 #include "quarnex/failure.h"
@@ -129,6 +130,7 @@ void handleFrame(Library& library, ConnectionRecord& record, Trap& trap) {
   clearText(frame);
   record.FrameRicevuto = std::move(frame);
   trap([&] { Traccia(library, record.IdxQuarn, kFrameEndLine); });
+  keepWithinBudget(library, record);
 }
 
 }  // namespace
@@ -136,6 +138,9 @@ void handleFrame(Library& library, ConnectionRecord& record, Trap& trap) {
 void Handler_ADV(Library& library, ConnectionRecord& record) {
   Trap trap{library};
   RiceviFrame(library, record);
+  if (isFrameTooLong(library, record)) {
+    return trap([&] { NonRisponde(library, record, {FailureKind::FrameTooLong}); });
+  }
   // A socket event delivered inside the fetch may have ended the connection.
   if (record.Stato == kConnected) trap([&] { ControllaAlive(library, record); });
   if (record.FrameCompleto) {

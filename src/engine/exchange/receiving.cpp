@@ -4,6 +4,7 @@
 
 #include "engine/exchange/frame.h"
 #include "engine/records/frm_sock.h"
+#include "engine/records/memory_budget.h"
 #include "engine/records/record_operations.h"
 #include "engine/records/trap.h"
 
@@ -46,7 +47,7 @@ void RiceviFrame(Library& library, ConnectionRecord& record) {
   bool scanned = false;  // without a backlog the bytes are scanned in the socket's buffer
   trap([&] {
     SocketInstance& socket = frameSocket(library, record);
-    if (socket.bytesWaiting() < 1) return;
+    if (socket.bytesWaiting() < 1 || !mayFetch(library, record)) return;
     socket.fetch();
     std::string_view bytes = socket.receivedText();
     scanned = record.Ricevuto.empty() && !record.FrameCompleto;

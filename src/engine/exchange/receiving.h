@@ -5,8 +5,8 @@
 
 namespace quarnex {
 
-/// Fetches the waiting bytes and appends them to `Ricevuto`, all or nothing, then cuts at most one frame
-/// unless a complete one is still unhandled. Never fails.
+/// Fetches the waiting bytes, if the link may hold more, and appends them to `Ricevuto`, all or nothing, then
+/// cuts at most one frame unless a complete one is still unhandled. Never fails.
 void RiceviFrame(Library& library, ConnectionRecord& record);
 
 /// Consumes `Ricevuto` up to its first end character, or all of it. Drops characters outside a frame,

@@ -4,6 +4,7 @@
 
 #include "engine/diagnostics/trace.h"
 #include "engine/message/service_words.h"
+#include "engine/records/memory_budget.h"
 #include "engine/records/record_operations.h"
 #include "quarnex/times_and_limits.h"
 
@@ -72,6 +73,7 @@ void SvuotaCode(Library& library, std::int16_t IdxQuarn) {
   empty(rec.CodaInvio);
   rec.AttesaRitrasmissione = 0;
   empty(rec.CodaArrivo);
+  countHeldBytes(library, rec);
 }
 
 }  // namespace quarnex

@@ -6,6 +6,7 @@
 #include "engine/diagnostics/trace.h"
 #include "engine/message/service_words.h"
 #include "engine/records/integer.h"
+#include "engine/records/memory_budget.h"
 #include "engine/records/record_operations.h"
 #include "engine/records/trap.h"
 #include "quarnex/times_and_limits.h"
@@ -65,6 +66,8 @@ void ScartaRicezione(Library& library, std::int16_t IdxQuarn) {
   Traccia(library, IdxQuarn, "SCARTO:", [&] { return rec.Ricevuto.text(); });
   rec.Ricevuto.clear();
   rec.FrameCompleto = false;
+  countHeldBytes(library, rec);
+  rec.history.limitSince = {};
 }
 
 void AzzeraRicezione(Library& library, std::int16_t IdxQuarn) {

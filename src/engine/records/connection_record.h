@@ -36,6 +36,7 @@ struct LinkHistory {
   std::uint64_t framesSent = 0, framesReceived = 0;
   std::uint64_t repetitions = 0;
   std::uint32_t badChecksums = 0, reconnections = 0;  // at most one of each a tick
+  Instant limitSince;                                 // since then the link may not fetch; 0 = it may
 };
 
 /// A tick reads only the first cache line of a quiet link, so all fields that it needs are there, up to the
@@ -83,6 +84,8 @@ struct alignas(kCacheLine) ConnectionRecord {
   bool Aperto = false;                // opened by the host and not closed since
   bool NonRispondeSegnalato = false;  // 109 given and no 112 since
   bool AnomaliaSegnalata = false;     // 991 given and no 992 since
+
+  std::size_t bytesHeld = 0;  // as counted last, see `countHeldBytes`
 
   LinkHistory history;
 };

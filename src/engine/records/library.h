@@ -11,6 +11,7 @@
 
 #include "engine/records/connection_table.h"
 #include "quarnex/failure.h"
+#include "quarnex/memory_limits.h"
 #include "services/services.h"
 
 namespace quarnex {
@@ -28,6 +29,9 @@ struct Library {
   Library(const Library&) = delete;
   Library& operator=(const Library&) = delete;
 
+  /// Before the first link. `limits` are consistent.
+  void setLimits(const MemoryLimits& limits);
+
   bool validIndex(std::int16_t IdxQuarn) const { return IdxQuarn >= 1 && IdxQuarn <= ConnectionCount; }
 
   Services services;
@@ -44,6 +48,9 @@ struct Library {
   std::int16_t ServerCount = 0;
   std::vector<std::int16_t> ClientLinks;  // ClientSocket number k to IdxQuarn, at k - 1
   std::vector<std::int16_t> ServerLinks;  // ServerSocket and SrvAccept number k to IdxQuarn, at k - 1
+
+  MemoryLimits limits;
+  std::size_t bytesHeld = 0;  // by all links, as counted last for each
 
   std::int16_t MaxTentativi = 0;  // failures that a link tolerates before 109
   bool InUscita = false;          // shutting down, for good

@@ -1,5 +1,6 @@
 #include "engine/records/record_operations.h"
 
+#include "engine/records/memory_budget.h"
 #include "engine/records/text_pieces.h"
 #include "quarnex/times_and_limits.h"
 #include "services/assertion.h"
@@ -47,6 +48,7 @@ void ResetScambio(Library& library, ConnectionRecord& record) {
   record.RicevutoQRY = record.RicevutoCMD = record.RicevutoACK = record.RicevutoNODATA = false;
   ImpostaStatoB(library, record, kExchangeReset);
   record.ContaTimeoutB = 0;
+  countHeldBytes(library, record);
 }
 
 void ResetLink(Library& library, ConnectionRecord& record) {

@@ -141,6 +141,7 @@ void PosixSocket::close() {
   hasBytesWaiting_ = ending_ = false;
   fetched_ = true;
   broken_ = 0;
+  sockets_.noteUnsent(unsent_.size(), 0);
   unsent_.clear();
 }
 
@@ -207,7 +208,9 @@ void PosixSocket::send(std::string_view bytes) {
   const bool inOrder = unsent_.empty();
   if (inOrder) bytes.remove_prefix(sendNow(bytes));
   if (bytes.empty()) return;
+  sockets_.requireRoom(unsent_.size(), bytes.size());
   unsent_.append(bytes);
+  sockets_.noteUnsent(0, bytes.size());
   if (inOrder) reportAgain();
 }
 
@@ -335,6 +338,7 @@ void PosixSocket::sendUnsent() {
     const std::size_t count = sendNow(unsent_.front());
     if (count == 0) return;
     unsent_.consume(count);
+    sockets_.noteUnsent(count, 0);
   }
 }
 

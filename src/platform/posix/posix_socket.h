@@ -49,6 +49,7 @@ class PosixSocket final : public SocketInstance, private Watcher {
   void fetch() override;
   std::string_view receivedText() override;
   void send(std::string_view bytes) override;
+  std::size_t unsentBytes() const override { return unsent_.size(); }
 
   SocketArray array() const { return array_; }
   std::int16_t index() const { return index_; }

@@ -11,6 +11,7 @@
 
 #include "platform/posix/descriptor.h"
 #include "platform/posix/reactor.h"
+#include "services/output_budget.h"
 #include "services/socket_service.h"
 
 namespace quarnex {
@@ -25,7 +26,13 @@ class PosixSockets final : public SocketService {
   std::unique_ptr<SocketInstance> create(SocketArray array, std::int16_t index,
                                          SocketEvents& events) override;
 
+  void limitOutput(std::size_t each, std::size_t all) override { output_.limit(each, all); }
+
   Reactor& reactor() { return reactor_; }
+  /// Failure 10055 if an instance that holds `mine` unsent bytes cannot hold `more`.
+  void requireRoom(std::size_t mine, std::size_t more) const { output_.require(mine, more, unsent_); }
+  /// Counts unsent bytes that have left an instance or come to it.
+  void noteUnsent(std::size_t gone, std::size_t come) { unsent_ += come - gone; }
   /// The instance that takes the callers of listening instance `index`, or nullptr.
   PosixSocket* acceptedBy(std::int16_t index) const;
 
@@ -56,7 +63,9 @@ class PosixSockets final : public SocketService {
   std::unique_ptr<char[]> buffer_;
   std::size_t size_ = 0;                      // bytes of the buffer that belong to `receiver_`
   const SocketInstance* receiver_ = nullptr;  // the instance that fetched last
-  std::vector<PosixSocket*> accepted_;        // element k of SrvAccept at k - 1; nullptr = none
+  OutputBudget output_;
+  std::size_t unsent_ = 0;              // bytes that all instances hold
+  std::vector<PosixSocket*> accepted_;  // element k of SrvAccept at k - 1; nullptr = none
 };
 
 }  // namespace quarnex

@@ -157,6 +157,10 @@ class End {
   bool closed() const { return closed_; }
   /// Bytes that the system has not taken yet.
   std::size_t unsent() const { return outbox_.size() - outboxSent_; }
+  /// Bytes of a send of `count` that the system would not take at once.
+  std::size_t leftOf(std::size_t count) const {
+    return outbox_.empty() ? count - std::min(count, room()) : count;
+  }
 
   /// Of the machine at the other end, as this one sees it.
   std::string peerAddress;

@@ -176,6 +176,14 @@ void SimulatedSockets::requireDescriptor() const {
   if (descriptors_ >= descriptorsMax) throw Failure(kTooManyDescriptors, "Too many open files");
 }
 
+void SimulatedSockets::requireRoom(const End& end, std::size_t bytes) const {
+  const std::size_t left = end.leftOf(bytes);
+  if (left == 0) return;
+  std::size_t held = 0;
+  for (const SimulatedSocket* instance : instances_) held += instance->unsentBytes();
+  output_.require(end.unsent(), left, held);
+}
+
 void SimulatedSockets::forget(SimulatedSocket& instance) {
   std::erase(instances_, &instance);
   if (receivedBy_ == &instance) receivedBy_ = nullptr;

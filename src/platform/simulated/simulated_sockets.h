@@ -19,6 +19,7 @@
 #include "platform/simulated/simulated_timer.h"
 #include "quarnex/failure.h"
 #include "services/operation.h"
+#include "services/output_budget.h"
 #include "services/socket_service.h"
 
 namespace quarnex::simulated {
@@ -51,6 +52,8 @@ class SimulatedSockets final : public SocketService {
   /// Raises an event without a reason, at once, also from inside an operation: as the real control may. A
   /// close and a failed connect end the instance's use. False if there is no such instance.
   bool raise(SocketArray array, std::int16_t index, EventKind kind, std::int16_t code);
+
+  void limitOutput(std::size_t each, std::size_t all) override { output_.limit(each, all); }
 
   EventDisorder disorder;
   /// Descriptors that the host may have: one for each instance that listens, calls or carries a connection.
@@ -86,6 +89,7 @@ class SimulatedSockets final : public SocketService {
   void deliverCaller(Event event);
   static void drop(const Event& event);
   void requireDescriptor() const;
+  void requireRoom(const End& end, std::size_t bytes) const;
   void forget(SimulatedSocket& instance);
 
   Network& network_;
@@ -93,6 +97,7 @@ class SimulatedSockets final : public SocketService {
   int machine_;
   Random random_;
   int descriptors_ = 0;
+  OutputBudget output_;
   std::vector<SimulatedSocket*> instances_;
   std::deque<Event> pending_;             // in the order of arrival
   std::optional<Milliseconds> earliest_;  // due among them; nothing = not computed
@@ -141,8 +146,10 @@ class SimulatedSocket final : public SocketInstance, private NetworkUser {
   }
   void send(std::string_view bytes) override {
     requireConnected();
+    service_.requireRoom(*end_, bytes.size());
     end_->send(bytes);
   }
+  std::size_t unsentBytes() const override { return end_ ? end_->unsent() : 0; }
 
  private:
   friend class SimulatedSockets;

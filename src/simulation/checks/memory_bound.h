@@ -1,11 +1,14 @@
-// Rule: an engine's records hold at most twice the memory that their contents need, and a constant.
+// Rule: an engine's records hold at most twice the memory that their contents need, and a constant; and what
+// its peers make it hold stays within its limits.
 #pragma once
 
 #include <cstddef>
 #include <string>
 #include <string_view>
 
+#include "engine/records/frm_sock.h"
 #include "engine/records/library.h"
+#include "quarnex/times_and_limits.h"
 
 namespace quarnex::simulation {
 
@@ -32,6 +35,26 @@ class MemoryBound {
       if (!isBounded(*storage)) return "the storage for frames and traces holds too much memory";
     }
     return "";
+  }
+
+  /// Names a limit that the link exceeds; "" if there is none. Changes nothing.
+  static std::string_view beyondLimit(Library& library, const ConnectionRecord& record) {
+    const MemoryLimits& limits = library.limits;
+    if (record.Ricevuto.size() > limits.unhandled + kFetchBytesMax) return "Ricevuto exceeds its limit";
+    if (record.FrameInCorso.size() > limits.frame + kFetchBytesMax) return "FrameInCorso exceeds its limit";
+    if (record.Stato != kConnected) return "";
+    const std::size_t longestFrame = record.UltimoInviato.size() + kMessageLengthMax;
+    const bool bounded = frameSocket(library, record).unsentBytes() <= limits.unsent + longestFrame;
+    return bounded ? "" : "unsent bytes exceed their limit";
+  }
+
+  /// The same for the sum over all links.
+  static std::string_view beyondLimit(Library& library) {
+    std::size_t held = 0;
+    for (int i = 1; i <= library.ConnectionCount; ++i)
+      held += library.ConnectionTable[static_cast<std::int16_t>(i)].bytesHeld;
+    if (held != library.bytesHeld) return "the bytes of the links do not add up";
+    return held <= library.limits.process ? "" : "the process exceeds its limit";
   }
 
  private:

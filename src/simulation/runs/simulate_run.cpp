@@ -192,10 +192,14 @@ class Run {
 
   void requireLittleMemory() {
     forEachHost([this](Host& host, int number) {
-      if (host.running()) report(MemoryBound::heldBeyondNeed(host.library()), number);
+      if (host.running()) {
+        report(MemoryBound::heldBeyondNeed(host.library()), number);
+        report(MemoryBound::beyondLimit(host.library()), number);
+      }
     });
-    forEachLink([this](Host&, int number, const ConnectionRecord& record) {
+    forEachLink([this](Host& host, int number, const ConnectionRecord& record) {
       report(MemoryBound::heldBeyondNeed(record), number, record.IdxQuarn);
+      report(MemoryBound::beyondLimit(host.library(), record), number, record.IdxQuarn);
     });
   }
 

@@ -1,0 +1,169 @@
+// Attacks links for hours: what the process holds stays within its limits, the host is told, and other links
+// do not wait.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <string>
+
+#include "simulation/checks/memory_bound.h"
+#include "simulation/pair.h"
+
+namespace quarnex::simulation {
+namespace {
+
+constexpr std::size_t kMiB = std::size_t{1} << 20;
+
+// Hosts with a healthy link between them; a stranger attacks one more link of the server or of the client.
+struct Attacked : Pair {
+  explicit Attacked(const MemoryLimits& limits) {
+    for (Host* host : hosts) {
+      host->start();
+      host->quarn().setMemoryLimits(limits);
+    }
+    add();
+    server.quarn().Add("ABC", 7, false, true);
+    client.quarn().Add("ABC", 8, true, true);
+    open();
+    server.quarn().Apri(2);
+  }
+  void letClientCallStranger() {
+    server.quarn().Chiudi(2);
+    stranger.listen(20108);
+    client.quarn().Apri(2);
+  }
+
+  // Runs `attack` every second, and sends a text each way over the healthy link. Returns the longest time in
+  // seconds that one of them needed.
+  int run(int seconds, const std::function<void()>& attack) {
+    int slowest = 0;
+    for (int second = 0; second < seconds; ++second) {
+      if (!stranger.connected()) stranger.call(20107);
+      attack();
+      world.run(1);
+      peak = std::max(peak, server.library().bytesHeld);
+      for (Host* host : hosts) {
+        EXPECT_EQ(MemoryBound::beyondLimit(host->library()), "");
+        EXPECT_EQ(MemoryBound::beyondLimit(host->library(), host->library().ConnectionTable[2]), "");
+      }
+      if (second % 10 != 5 || !connected()) continue;
+      const std::int64_t start = world.time().now();
+      EXPECT_TRUE(deliversBothWays());
+      slowest = std::max(slowest, static_cast<int>((world.time().now() - start) / 1000));
+    }
+    return slowest;
+  }
+
+  ScriptedPeer& stranger = world.addPeer();
+  std::size_t peak = 0;
+};
+
+const std::string kQuery = wire::frame(wire::message(7, {"9QRY", "9."}));
+
+std::string many(const std::string& text, std::size_t bytes) {
+  std::string all;
+  while (all.size() < bytes) all += text;
+  return all;
+}
+
+TEST(MemoryLimits, AFloodOfQueriesIsHeldBackAndLosesNothing) {
+  Attacked site({});
+  const std::string flood = many(kQuery, 5 * 65'536);
+  EXPECT_LE(site.run(3600, [&] { site.stranger.send(flood); }), 3);
+  EXPECT_GE(site.peak, kMiB);
+  EXPECT_LE(site.peak, kMiB + 2 * kFetchBytesMax);
+  const LinkSnapshot flooded = site.server.quarn().snapshot(2);
+  EXPECT_GE(flooded.bytesHeld, kMiB);
+  EXPECT_TRUE(flooded.limitSince);
+  EXPECT_NE(flooded.why.find("; fetches nothing since"), std::string::npos) << flooded.why;
+  EXPECT_EQ(flooded.badChecksums, 0U);
+  site.stranger.reset();
+  site.world.run(30);
+  const LinkSnapshot after = site.server.quarn().snapshot(2);
+  EXPECT_EQ(after.limitSince, std::nullopt);
+  EXPECT_LT(after.bytesHeld, 1000U);
+}
+
+TEST(MemoryLimits, APeerThatNeverReadsMakesTheSendFail) {
+  MemoryLimits limits;
+  limits.unsent = 10'000;
+  for (const bool called : {false, true}) {
+    SCOPED_TRACE(called);
+    Attacked site(limits);
+    Host& host = called ? site.client : site.server;
+    if (called) site.letClientCallStranger();
+    site.stranger.setReading(false);
+    std::uint64_t failed = 0;
+    EXPECT_LE(site.run(3600,
+                       [&] {
+                         End* const end = called ? host.sockets.end(SocketArray::ClientSocket, 2)
+                                                 : host.sockets.end(SocketArray::SrvAccept, 2);
+                         if (end != nullptr) end->conditions.window = 10'000;
+                         if (called) host.quarn().Invia(2, "never acknowledged");
+                         for (int i = 0; i < 5; ++i) {
+                           site.stranger.sendMessage(7, called
+                                                            ? std::vector<std::string>{"more", "9CMD", "9."}
+                                                            : std::vector<std::string>{"9QRY", "9."});
+                         }
+                         const auto failure = host.quarn().snapshot(2).lastFailure;
+                         if (failure && failure->kind == FailureKind::SendFailed && failure->number == 10055)
+                           ++failed;
+                       }),
+              3);
+    EXPECT_GT(failed, 0U);
+  }
+}
+
+TEST(MemoryLimits, AFrameWithoutEndFailsTheLink) {
+  MemoryLimits limits;
+  limits.frame = 4 * kMiB;
+  Attacked site(limits);
+  bool failed = false;
+  site.run(600, [&] {
+    site.stranger.send(site.stranger.connections() > 0 ? '\2' + std::string(5 * 65'536, 'x') : "");
+    const auto failure = site.server.quarn().snapshot(2).lastFailure;
+    failed = failed || (failure && failure->kind == FailureKind::FrameTooLong);
+  });
+  EXPECT_TRUE(failed);
+  EXPECT_LE(site.peak, 4 * kMiB + 2 * kFetchBytesMax);
+}
+
+TEST(MemoryLimits, TheProcessesPartIsSharedAndAFullOneDropsTheOldestItems) {
+  MemoryLimits limits;
+  limits.frame = 100'000;
+  limits.unhandled = 100'000;
+  limits.process = 800'000;
+  Attacked site(limits);
+  site.server.quarn().AttivaDebug(2);
+  const std::string texts =
+      wire::frame(wire::message(7, {std::string(9'000, 'a'), std::string(9'000, 'b'), "9CMD", "9."}));
+  EXPECT_LE(site.run(600, [&] { site.stranger.send(many(texts, 100'000)); }), 3);
+  EXPECT_GE(site.peak, 250'000U);
+  EXPECT_LE(site.peak, 400'000U);
+  const auto items = Pair::take(site.server, 2);
+  EXPECT_GT(items.size(), 5U);
+  EXPECT_LT(items.size(), 50U);
+}
+
+TEST(MemoryLimits, AreSetBeforeTheFirstLinkAndLeaveRoomForAFrame) {
+  Pair pair;
+  const auto failsWith5 = [&](const MemoryLimits& limits) {
+    try {
+      pair.server.quarn().setMemoryLimits(limits);
+    } catch (const Failure& failure) {
+      return failure.number() == 5;
+    }
+    return false;
+  };
+  const std::size_t most = ~std::size_t{0};
+  for (const MemoryLimits& wrong : {MemoryLimits{.frame = 1000}, MemoryLimits{.process = 16 * kMiB},
+                                    MemoryLimits{.frame = most}, MemoryLimits{.unhandled = most}}) {
+    EXPECT_TRUE(failsWith5(wrong));
+  }
+  EXPECT_FALSE(failsWith5({.process = 1024 * kMiB}));
+  pair.add();
+  EXPECT_TRUE(failsWith5({}));
+}
+
+}  // namespace
+}  // namespace quarnex::simulation
