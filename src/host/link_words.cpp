@@ -2,13 +2,12 @@
 
 #include <iterator>
 #include <string_view>
-#include <utility>
 
-#include "engine/diagnostics/failure_reasons.h"
 #include "engine/records/text_pieces.h"
 #include "engine/records/trap.h"
 #include "quarnex/ports.h"
 #include "quarnex/times_and_limits.h"
+#include "services/socket_errors.h"
 
 namespace quarnex {
 namespace {
@@ -20,23 +19,9 @@ constexpr const char* kKindNames[] = {
 };
 static_assert(std::size(kKindNames) == static_cast<std::size_t>(FailureKind::FrameTooLong) + 1);
 
-// Descriptions of numbers that error notices print alone.
-constexpr std::pair<std::int32_t, std::string_view> kBareNumbers[] = {
-    {10013, "permission denied"},
-    {10024, "no descriptors are left"},
-    {10050, "the network is down"},
-    {10051, "the network is unreachable"},
-    {10052, "the network dropped the connection"},
-    {10054, "the connection was reset by the peer"},
-    {10055, "no buffer space is left"},
-    {10057, "the socket is not connected"},
-};
-
 std::string_view wordsOfNumber(std::int32_t number) {
-  for (const auto& [known, words] : kBareNumbers) {
-    if (known == number) return words;
-  }
-  return socketErrorWords(number);
+  const std::string_view words = socketNoticeWords(number);
+  return words.empty() ? socketErrorDescription(number) : words;
 }
 
 std::string errorInWords(const LinkFailure& failure) {

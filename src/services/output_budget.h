@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <limits>
 
-#include "quarnex/failure.h"
+#include "services/socket_errors.h"
 
 namespace quarnex {
 
@@ -21,7 +21,7 @@ class OutputBudget {
   /// Failure 10055 if an instance that holds `mine` of the `held` bytes cannot hold `more`.
   void require(std::size_t mine, std::size_t more, std::size_t held) const {
     if (mine <= each_ && mine + more <= all_ - std::min(all_, held)) return;
-    throw Failure(10055, "No buffer space available");
+    throw numberedFailure(10055);
   }
 
  private:

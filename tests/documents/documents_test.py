@@ -173,12 +173,14 @@ def check_methods(path):
 
 def check_error_numbers(path):
     """The table of error numbers is that of the adapter, and the kinds of failures are those of the header."""
+    words = dict(re.findall(r'\{(\d+), "([^"]+)"', read("src/services/socket_errors.cpp")))
     source = read("src/platform/posix/error_numbers.cpp")
-    known = [[number, f"`{error}`", words] for error, number, words in re.findall(r'\{(E\w+), (\d+), "([^"]+)"\}', source)]
-    unknown = re.search(r'kUnknown = \{-1, (\d+), "([^"]+)"\}', source)
+    known = [[number, f"`{error}`", own or words[number]]
+             for error, number, own in re.findall(r'\{(E\w+), (\d+)(?:, "([^"]+)")?\}', source)]
+    unknown = re.search(r'kUnknown = \{-1, (\d+)\}', source)[1]
     text = read(path)
     compare(path, "error number", [row for row in rows(section(text, "Error numbers")) if len(row) == 3],
-            [*known, [unknown[1], "any other", unknown[2]]])
+            [*known, [unknown, "any other", words[unknown]]])
     header = read("include/quarnex/link_snapshot.h").split("enum class FailureKind")[1].split("nameOf(FailureKind")[0]
     kinds = [*zip(re.findall(r"^  (\w+),? +///<", header, re.M), re.findall(r'"([a-z-]+)"', header))]
     compare(path, "kind of failure", [tuple(code_spans(" ".join(row[:2]))) for row in rows(section(text, "Reasons of failures"))],

@@ -49,7 +49,7 @@ const Sentence kSentences[] = {
     {kServer, sequence(connected(), kMessage, after(16), callerArrives(0)), "connected",
      "connected to 127.0.0.1:20308 since 08:39:48; no message from the peer yet"},
     {kServer, sequence(after(11), callerArrives(0), connectionEnds(10054)), "waiting",
-     "down since 08:39:32: error 10054, the connection was reset by the peer (while connected, at "
+     "down since 08:39:32: error 10054, Connection reset by peer (while connected, at "
      "08:39:32); listens again at 08:39:43"},
     {kServer, sequence(after(11), after(61)), "waiting",
      "down since 08:39:21: nobody called within 60 seconds (while listening, at 08:40:33); listens again at "
@@ -123,7 +123,7 @@ const FailureRow kFailures[] = {
      "call-failed", "error 10061, The requested connection has been refused by the remote host",
      "10061  The requested connection has been refused by the remote host."},
     {kServer, sequence(after(11), callerArrives(10024)), FailureKind::AcceptFailed, 10024, "",
-     LinkPhase::Listening, "accept-failed", "error 10024, no descriptors are left", "10024 ErrorCode:10024"},
+     LinkPhase::Listening, "accept-failed", "error 10024, Too many open files", "10024 ErrorCode:10024"},
     {kServer, sequence(after(11), after(61)), FailureKind::ListenTimeout, 0, "", LinkPhase::Listening,
      "listen-timeout", "nobody called within 60 seconds", "Listen Timeout"},
     {kClient, sequence(after(11), after(61)), FailureKind::ConnectTimeout, 0, "", LinkPhase::Calling,

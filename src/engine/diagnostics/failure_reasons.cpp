@@ -5,21 +5,10 @@
 
 #include "engine/records/text_pieces.h"
 #include "engine/records/trap.h"
+#include "services/socket_errors.h"
 
 namespace quarnex {
 namespace {
-
-constexpr std::pair<std::int32_t, std::string_view> kSocketErrors[] = {
-    {10038, "Socket operation on non-socket"},
-    {10048, "The specified address is already in use"},
-    {10049, "The specified address is not available"},
-    {10053, "The current connection has been aborted by the network"},
-    {10060, "The current connection has timed out"},
-    {10061, "The requested connection has been refused by the remote host"},
-    {10064, "Remote host is currently unavailable"},
-    {10065, "Remote host is currently unreachable"},
-    {10091, "Remote system is not ready"},
-};
 
 LinkPhase phaseOfFailure(const ConnectionRecord& rec) {
   if (rec.Stato == kConnected) return LinkPhase::Connected;
@@ -71,15 +60,8 @@ std::string reportText(const ConnectionRecord& rec, const LinkFailure& failure) 
   return {};
 }
 
-std::string_view socketErrorWords(std::int32_t number) {
-  for (const auto& [known, words] : kSocketErrors) {
-    if (known == number) return words;
-  }
-  return {};
-}
-
 std::string socketErrorText(std::int16_t codice) {
-  const std::string_view words = socketErrorWords(codice);
+  const std::string_view words = socketNoticeWords(codice);
   return words.empty() ? concat("ErrorCode:", codice) : concat(' ', words, '.');
 }
 

@@ -22,10 +22,7 @@ void rememberFailure(Library& library, ConnectionRecord& rec, LinkFailure failur
 /// record is reset.
 std::string reportText(const ConnectionRecord& rec, const LinkFailure& failure);
 
-/// The description of a Windows Sockets number in the error notices, "" if they have none for it.
-std::string_view socketErrorWords(std::int32_t number);
-
-/// The text of an error notice for a Windows Sockets number: a blank, the description and a full stop, or
+/// The text of an error notice for a Windows Sockets number: a blank, its words and a full stop, or
 /// "ErrorCode:" and the number.
 std::string socketErrorText(std::int16_t codice);
 

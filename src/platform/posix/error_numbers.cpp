@@ -4,63 +4,65 @@
 #include <cerrno>
 #include <iterator>
 
+#include "services/socket_errors.h"
+
 namespace quarnex {
 namespace {
 
 struct ErrorNumber {
   int systemError;
   std::int16_t number;
-  const char* description;
+  const char* description = nullptr;  // where the number's own is not exact enough
 };
 
 // Every errno that socket, bind, listen, accept, connect, send, recv, getsockopt, epoll and timerfd calls can
 // return, and every error that the network can report on a connection. An errno without a Windows Sockets
 // number of its own gets the nearest one.
 constexpr ErrorNumber kSocketErrors[] = {
-    {EINTR, 10004, "Interrupted system call"},
-    {EBADF, 10009, "Bad file descriptor"},
-    {EACCES, 10013, "Permission denied"},
+    {EINTR, 10004},
+    {EBADF, 10009},
+    {EACCES, 10013},
     {EPERM, 10013, "Operation not permitted"},
-    {EFAULT, 10014, "Bad address"},
-    {EINVAL, 10022, "Invalid argument"},
-    {EMFILE, 10024, "Too many open files"},
+    {EFAULT, 10014},
+    {EINVAL, 10022},
+    {EMFILE, 10024},
     {ENFILE, 10024, "Too many open files in system"},
-    {EAGAIN, 10035, "Resource temporarily unavailable"},
-    {EINPROGRESS, 10036, "Operation now in progress"},
-    {EALREADY, 10037, "Operation already in progress"},
-    {ENOTSOCK, 10038, "Socket operation on non-socket"},
-    {EDESTADDRREQ, 10039, "Destination address required"},
-    {EMSGSIZE, 10040, "Message too long"},
-    {EPROTOTYPE, 10041, "Protocol wrong type for socket"},
-    {ENOPROTOOPT, 10042, "Protocol not available"},
-    {EPROTONOSUPPORT, 10043, "Protocol not supported"},
-    {ESOCKTNOSUPPORT, 10044, "Socket type not supported"},
-    {EOPNOTSUPP, 10045, "Operation not supported"},
-    {EPFNOSUPPORT, 10046, "Protocol family not supported"},
-    {EAFNOSUPPORT, 10047, "Address family not supported by protocol"},
-    {EADDRINUSE, 10048, "Address already in use"},
-    {EADDRNOTAVAIL, 10049, "Cannot assign requested address"},
-    {ENETDOWN, 10050, "Network is down"},
+    {EAGAIN, 10035},
+    {EINPROGRESS, 10036},
+    {EALREADY, 10037},
+    {ENOTSOCK, 10038},
+    {EDESTADDRREQ, 10039},
+    {EMSGSIZE, 10040},
+    {EPROTOTYPE, 10041},
+    {ENOPROTOOPT, 10042},
+    {EPROTONOSUPPORT, 10043},
+    {ESOCKTNOSUPPORT, 10044},
+    {EOPNOTSUPP, 10045},
+    {EPFNOSUPPORT, 10046},
+    {EAFNOSUPPORT, 10047},
+    {EADDRINUSE, 10048},
+    {EADDRNOTAVAIL, 10049},
+    {ENETDOWN, 10050},
     {ENONET, 10050, "Machine is not on the network"},
-    {ENETUNREACH, 10051, "Network is unreachable"},
-    {ENETRESET, 10052, "Network dropped connection on reset"},
-    {ECONNABORTED, 10053, "Software caused connection abort"},
+    {ENETUNREACH, 10051},
+    {ENETRESET, 10052},
+    {ECONNABORTED, 10053},
     {EPIPE, 10053, "Broken pipe"},
     {EPROTO, 10053, "Protocol error"},
-    {ECONNRESET, 10054, "Connection reset by peer"},
-    {ENOBUFS, 10055, "No buffer space available"},
+    {ECONNRESET, 10054},
+    {ENOBUFS, 10055},
     {ENOMEM, 10055, "Cannot allocate memory"},
     {ENOSPC, 10055, "No space left for more watched descriptors"},
-    {EISCONN, 10056, "Socket is already connected"},
-    {ENOTCONN, 10057, "Socket is not connected"},
-    {ESHUTDOWN, 10058, "Cannot send after socket shutdown"},
-    {ETOOMANYREFS, 10059, "Too many references"},
-    {ETIMEDOUT, 10060, "Connection timed out"},
-    {ECONNREFUSED, 10061, "Connection refused"},
-    {EHOSTDOWN, 10064, "Host is down"},
-    {EHOSTUNREACH, 10065, "No route to host"},
+    {EISCONN, 10056},
+    {ENOTCONN, 10057},
+    {ESHUTDOWN, 10058},
+    {ETOOMANYREFS, 10059},
+    {ETIMEDOUT, 10060},
+    {ECONNREFUSED, 10061},
+    {EHOSTDOWN, 10064},
+    {EHOSTUNREACH, 10065},
 };
-constexpr ErrorNumber kUnknown = {-1, 10107, "System call failed"};
+constexpr ErrorNumber kUnknown = {-1, 10107};
 
 const ErrorNumber& rowOf(int systemError) {
   const ErrorNumber* row =
@@ -77,7 +79,7 @@ std::int16_t socketErrorNumber(int systemError) {
 
 Failure socketFailure(int systemError) {
   const ErrorNumber& row = rowOf(systemError);
-  return Failure(row.number, row.description);
+  return row.description == nullptr ? numberedFailure(row.number) : Failure(row.number, row.description);
 }
 
 Failure fileFailure(int systemError) {

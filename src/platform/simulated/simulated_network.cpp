@@ -3,7 +3,7 @@
 #include <charconv>
 #include <utility>
 
-#include "quarnex/failure.h"
+#include "services/socket_errors.h"
 #include "services/socket_service.h"
 
 namespace quarnex::simulated {
@@ -34,7 +34,7 @@ std::optional<int> machineAt(std::string_view dotted, int viewer) {
 }
 
 void Network::listen(Address address, NetworkUser& listener) {
-  if (!listeners_.emplace(address, &listener).second) throw Failure(kAddressInUse, "Address already in use");
+  if (!listeners_.emplace(address, &listener).second) throw numberedFailure(kAddressInUse);
 }
 
 void Network::leave(Address address, const NetworkUser& listener) {

@@ -1,6 +1,6 @@
 #include "platform/simulated/simulated_sockets.h"
 
-#include "quarnex/failure.h"
+#include "services/socket_errors.h"
 
 namespace quarnex::simulated {
 namespace {
@@ -15,7 +15,7 @@ bool endsUse(EventKind kind, std::int16_t code) {
 // The address that `dotted` and `port` mean to `viewer`.
 Address requireAddress(std::string_view dotted, std::int32_t port, int viewer) {
   const auto machine = machineAt(dotted, viewer);
-  if (!machine || port < 1 || port > kPortMax) throw Failure(10049, "Cannot assign requested address");
+  if (!machine || port < 1 || port > kPortMax) throw numberedFailure(10049);
   return {*machine, port};
 }
 
@@ -173,7 +173,7 @@ void SimulatedSockets::drop(const Event& event) {
 }
 
 void SimulatedSockets::requireDescriptor() const {
-  if (descriptors_ >= descriptorsMax) throw Failure(kTooManyDescriptors, "Too many open files");
+  if (descriptors_ >= descriptorsMax) throw numberedFailure(kTooManyDescriptors);
 }
 
 void SimulatedSockets::requireRoom(const End& end, std::size_t bytes) const {
@@ -214,7 +214,7 @@ void SimulatedSocket::listen() {
 
 void SimulatedSocket::attach(std::int32_t handle) {
   auto offered = service_.offered_.extract(handle);
-  if (offered.empty()) throw Failure(10038, "Socket operation on non-socket");
+  if (offered.empty()) throw numberedFailure(10038);
   endUse();
   beginUse(kSocketConnected);
   remoteHost_ = offered.mapped()->peerAddress;

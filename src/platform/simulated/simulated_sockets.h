@@ -17,9 +17,9 @@
 #include "platform/simulated/random.h"
 #include "platform/simulated/simulated_network.h"
 #include "platform/simulated/simulated_timer.h"
-#include "quarnex/failure.h"
 #include "services/operation.h"
 #include "services/output_budget.h"
+#include "services/socket_errors.h"
 #include "services/socket_service.h"
 
 namespace quarnex::simulated {
@@ -180,11 +180,11 @@ class SimulatedSocket final : public SocketInstance, private NetworkUser {
   void endUse();
   bool isReadToItsEnd();
   void requireIdle() const {
-    if (state_ == kSocketConnected) throw Failure(10056, "Socket is already connected");
-    if (state_ != kSocketClosed) throw Failure(10022, "Invalid argument");
+    if (state_ == kSocketConnected) throw numberedFailure(10056);
+    if (state_ != kSocketClosed) throw numberedFailure(10022);
   }
   void requireConnected() const {
-    if (end_ == nullptr) throw Failure(10057, "Socket is not connected");
+    if (end_ == nullptr) throw numberedFailure(10057);
   }
 
   SimulatedSockets& service_;

@@ -14,6 +14,7 @@
 
 #include "engine/records/text_pieces.h"
 #include "recording/format/text_codes.h"
+#include "services/socket_errors.h"
 #include "services/wall_clock.h"
 
 namespace quarnex::recording {
@@ -63,8 +64,9 @@ struct LineWords {
                                nameOf(line.socket.array), ' ', line.socket.index);
     if (line.event == EventKind::Accept)
       words += concat(" from ", escaped(line.remoteHost), ", handle ", line.handle);
-    if (line.code != 0) words += concat(", code ", line.code);
-    return words;
+    if (line.code == 0) return words;
+    const std::string_view description = socketErrorDescription(line.code);
+    return concat(words, ", code ", line.code, description.empty() ? "" : " ", description);
   }
   std::string operator()(const OperationLine& line) const {
     return concat("> ", inWords(line.operation, line.socket), inWords(line.argument));

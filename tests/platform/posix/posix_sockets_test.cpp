@@ -22,6 +22,7 @@
 #include "platform/posix/error_numbers.h"
 #include "platform/posix/posix_harness.h"
 #include "quarnex/failure.h"
+#include "quarnex/link_snapshot.h"
 #include "services/recorded_harness.h"
 
 // Present only in coverage builds.
@@ -354,13 +355,14 @@ TEST_P(PosixSocketsTest, AnUnreachableNetworkIsReportedAsAConnectEvent) {
   });
 }
 
-TEST(ErrorNumbers, EveryErrnoHasANumberAndADescription) {
+TEST(ErrorNumbers, EveryErrnoHasANumberADescriptionAndWordsForPeople) {
   EXPECT_EQ(socketErrorNumber(0), 0);
   for (int error = 1; error < 200; ++error) {
     const Failure failure = socketFailure(error);
     EXPECT_EQ(failure.number(), socketErrorNumber(error));
     EXPECT_TRUE(failure.number() >= 10004 && failure.number() <= 10107) << error;
     EXPECT_FALSE(failure.description().empty());
+    EXPECT_THAT(inWords({FailureKind::ConnectionBroken, failure.number()}), testing::HasSubstr(", "));
   }
   EXPECT_EQ(socketErrorNumber(EXDEV), 10107);
   for (const int error : {EDQUOT, ENOSPC}) EXPECT_EQ(fileFailure(error).number(), 61);

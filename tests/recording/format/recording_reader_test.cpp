@@ -154,7 +154,7 @@ TEST(RecordingPrinter, PrintsTimeLinkAndWordsOfAllLinesBeforeADamagedOne) {
       15  01:00:00                      tick
       16            ETH 05 AB           \u0002\u009bx
       17            ETH 05 AB           > connect ClientSocket 1
-      18  01:00:01  ETH 05 AB             Close on ClientSocket 1, code 10054
+      18  01:00:01  ETH 05 AB             Close on ClientSocket 1, code 10054 Connection reset by peer
       20            ETH 05 AB           < connect failed: 10055 full
       21                                (70 bytes could not be recorded here)
                                         (1 tick without effect)
