@@ -128,6 +128,8 @@ step "installation into an empty folder"
 install_packages
 step "exported symbols"
 python3 tests/install/exported_symbols_test.py "$libraries/libquarnex.so" "$root/usr/include"
+step "protections against memory errors"
+python3 tests/install/hardening_test.py "$libraries/libquarnex.so" "$root/usr/bin/quarn"
 step "C++17, and C++14"
 try_language_standards
 step "manual pages, completion scripts and the tool"
