@@ -1,8 +1,11 @@
 #include "quarn/shared_arguments.h"
 
+#include <algorithm>
 #include <charconv>
+#include <chrono>
 #include <iostream>
 #include <stdexcept>
+#include <utility>
 
 #include "quarnex/failure.h"
 #include "quarnex/flight_recorder.h"
@@ -11,6 +14,8 @@
 
 namespace quarnex::tool {
 namespace {
+
+constexpr std::chrono::milliseconds kDiskPatience{2000};
 
 const std::string kIdentifierRange = "0 to " + std::to_string(kIdentifierMax);
 
@@ -83,10 +88,24 @@ bool beginRecording(const std::optional<std::string>& file) {
 }
 
 std::string recordingProblem() {
-  const std::uint64_t bytes = flightBytesMissing();
+  const std::uint64_t bytes = flightLosses().bytes;
   return bytes == 0
              ? ""
              : "the disk does not accept the recording: " + std::to_string(bytes) + " bytes are missing";
+}
+
+bool finishFiles(QuarnSocket& quarn) {
+  using std::chrono::steady_clock;
+  const auto end = steady_clock::now() + kDiskPatience;
+  const FileLosses ofRecording = flushFlight(kDiskPatience);
+  const auto rest = std::chrono::duration_cast<std::chrono::milliseconds>(end - steady_clock::now());
+  const FileLosses ofLog = quarn.flushLog(std::max(rest, std::chrono::milliseconds(0)));
+  for (const auto& [file, losses] : {std::pair{"recording", ofRecording}, {"log", ofLog}}) {
+    if (losses.bytes == 0) continue;
+    std::cerr << "quarn: " << losses.lines << " lines (" << losses.bytes << " bytes) are missing in the "
+              << file << '\n';
+  }
+  return ofRecording.bytes + ofLog.bytes == 0;
 }
 
 }  // namespace quarnex::tool

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "quarn/command.h"
+#include "quarnex/quarn_socket.h"
 
 namespace quarnex::tool {
 
@@ -34,5 +35,9 @@ Argument recordOption(std::optional<std::string>& file);
 
 /// Describes the bytes that the disk has not accepted so far; "" if the recording is complete.
 std::string recordingProblem();
+
+/// Waits until log and recording are written, at most 2 seconds for a disk that hangs. Returns false, after a
+/// message on standard error, if lines are missing, whenever they were lost.
+[[nodiscard]] bool finishFiles(QuarnSocket& quarn);
 
 }  // namespace quarnex::tool

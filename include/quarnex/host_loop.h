@@ -7,7 +7,7 @@
 
 namespace quarnex {
 
-/// The loop of the process's own library. Ticks, socket events and log writing happen inside `turn`, on the
+/// The loop of the process's own library. Ticks and socket events happen inside `turn`, on the
 /// calling thread, and at no other time. All instances refer to the same loop and cost nothing.
 class QUARNEX_API HostLoop {
  public:
@@ -15,8 +15,8 @@ class QUARNEX_API HostLoop {
   /// runs everything that is due and returns. Arriving data does not end the wait: the library examines it on
   /// ticks, every `kTickMilliseconds`. Do not call `turn` from inside a turn. Throws `Failure` 10024 if no
   /// descriptors are left for the loop, which the first call in a process creates; a later call tries again.
-  /// Throws another `Failure`, 10009 for example, at each call after the program has closed the descriptors of
-  /// the loop: the links are dead then. A daemon closes inherited descriptors before it uses the library.
+  /// Throws another `Failure`, 10009 for example, at each call after the program has closed the descriptors
+  /// of the loop: the links are dead then. A daemon closes inherited descriptors before it uses the library.
   void turn(std::chrono::milliseconds maxWait);
 
   /// A descriptor that becomes readable when a turn has work to do, for a loop of the host's own (poll, GLib,

@@ -1,6 +1,7 @@
 // Adds, opens and closes links, and exchanges texts over them: the host's interface (QuarnSocket).
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -9,6 +10,7 @@
 #include "quarnex/failure.h"
 #include "quarnex/link_snapshot.h"
 #include "quarnex/memory_limits.h"
+#include "quarnex/process_snapshot.h"
 
 namespace quarnex {
 
@@ -99,10 +101,12 @@ class QUARNEX_API QuarnSocket {
   void DisattivaDebug(std::int16_t IdxQuarn);
 
   /// Creates and opens the log file: the prefix of `Init`, "LOGQUARNNET", local date and time
-  /// ("ddmmyyyyhhmmss"), ".txt". Does nothing if a log is open. Throws `Failure` 76 (path not found), 70
-  /// (permission denied), 61 (disk full), 52 (bad file name) or 75 (other) if the file cannot be created.
+  /// ("ddmmyyyyhhmmss"), ".txt". Empties an existing file of that name, but never writes through a symbolic
+  /// link, nor to a pipe or a device (75). Does nothing if a log is open. Throws `Failure` 76 (path not
+  /// found), 70 (permission denied), 61 (disk full), 52 (bad file name) or 75 (other) if the file cannot be
+  /// created.
   void AttivaLog();
-  /// Writes the remaining lines and closes the log file. The index is not used.
+  /// Writes the remaining lines, for at most 2 seconds, and closes the log file. The index is not used.
   void DisattivaLog(std::int16_t IdxQuarn);
 
   /// True if the link is connected, or does not use TCP, or the index is invalid.
@@ -115,6 +119,19 @@ class QUARNEX_API QuarnSocket {
   /// Sets the memory that peers can make the links hold. Throws `Failure` 5 after the first `Add`, and for
   /// limits that leave no room for a whole frame of the permitted length. Not part of the component class.
   void setMemoryLimits(const MemoryLimits& limits);
+
+  /// Sets how the log files that `AttivaLog` creates from now on are kept. Throws `Failure` 5 for a negative
+  /// `filesMax`. Not part of the component class.
+  void setLogSettings(const LogSettings& settings);
+
+  /// Waits until all log lines so far are in the file or dropped, at most `maxWait`. Returns what is missing;
+  /// if the disk does not answer in time, the lines that wait count as missing. Not part of the component
+  /// class.
+  FileLosses flushLog(std::chrono::milliseconds maxWait);
+
+  /// What the library holds and has lost in the whole process. Changes nothing. Not part of the component
+  /// class.
+  ProcessSnapshot processSnapshot() const;
 
   /// The library behind this instance.
   Library& library() const { return *library_; }

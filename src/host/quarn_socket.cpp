@@ -236,6 +236,23 @@ bool QuarnSocket::Connesso(std::int16_t IdxQuarn) {
       IdxQuarn);
 }
 
+void QuarnSocket::setLogSettings(const LogSettings& settings) {
+  if (settings.filesMax < 0) throw Failure(5, "Invalid procedure call or argument");
+  library_->services.logFile.configure({settings.bytesMax, settings.filesMax, settings.groupMayRead});
+}
+
+FileLosses QuarnSocket::flushLog(std::chrono::milliseconds maxWait) {
+  library_->services.logFile.flush(maxWait);
+  const FileLosses losses = processSnapshot().log;
+  library_->toldLogBytes = losses.bytes;
+  return losses;
+}
+
+ProcessSnapshot QuarnSocket::processSnapshot() const {
+  const WriteLosses losses = library_->services.logFile.losses();
+  return {{losses.bytes, losses.lines, losses.lastError}, library_->bytesHeld};
+}
+
 void QuarnSocket::setMemoryLimits(const MemoryLimits& limits) {
   const std::size_t mostOfOneLink = limits.process / 4 * 3 / 2;
   if (library_->ConnectionCount > 0 || limits.frame < kMessageLengthMax || limits.frame > mostOfOneLink ||

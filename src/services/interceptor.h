@@ -2,6 +2,7 @@
 // function.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -204,6 +205,10 @@ class Interceptor : public SocketService,
   void close() override {
     derived().around(ServiceCall{Operation::CloseLog}, [&] { inner_.logFile.close(); });
   }
+
+  void configure(const TextFileSettings& settings) override { inner_.logFile.configure(settings); }
+  bool flush(std::chrono::milliseconds maxWait) override { return inner_.logFile.flush(maxWait); }
+  WriteLosses losses() const override { return inner_.logFile.losses(); }
 
   void onConnect(SocketArray array, std::int16_t index, std::int16_t code) override {
     pass({EventKind::Connect, {array, index}, code});

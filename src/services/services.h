@@ -27,6 +27,8 @@ class ServicesWrapper {
   virtual Services wrap(const Services& services) = 0;
   /// Called once the library exists, before its first host call.
   virtual void watch(Library& library) = 0;
+  /// The process ends: the wrapper need not wait for its files yet, but begins to close them.
+  virtual void end() {}
 };
 
 }  // namespace quarnex

@@ -14,20 +14,23 @@ namespace quarnex {
 class Storage {
  public:
   virtual ~Storage() = default;
-  /// Writes `bytes` at `position`; a pipe appends them instead. Returns false if not all bytes were written;
-  /// some may have been.
-  virtual bool writeAt(std::uintmax_t position, std::string_view bytes) = 0;
-  /// Truncates the file to `bytes` bytes. Does nothing if it is shorter or cannot be truncated.
+  /// Writes `bytes` at `position`. Returns 0, or the number of the failure if not all bytes were written (61
+  /// disk full, 70 permission denied, 75 other); some may have been.
+  virtual std::int16_t writeAt(std::uintmax_t position, std::string_view bytes) = 0;
+  /// Truncates the file to `bytes` bytes. Does nothing if it is shorter.
   virtual void cutTo(std::uintmax_t bytes) = 0;
+  /// Bytes in the file: fewer than were written if another program has truncated it.
+  virtual std::uintmax_t size() = 0;
 };
 
-/// Creates `path`, emptying an existing file. Throws `Failure` 76 (path not found), 70 (permission denied),
-/// 61 (disk full) or 75 (other). Use the file on a thread of `startQuietThread`: a failing write may raise
-/// SIGPIPE or SIGXFSZ.
-std::unique_ptr<Storage> createStorage(const std::filesystem::path& path);
+/// Creates `path`, emptying an existing file, so that the process's user alone can read and write it; with
+/// `groupMayRead` its group can read it. Throws `Failure` 76 (path not found), 70 (permission denied), 61
+/// (disk full) or 75 (other): among others if `path` is a symbolic link, or not a regular file. Use the file
+/// on a thread of `startQuietThread`: a failing write may raise SIGXFSZ.
+std::unique_ptr<Storage> createStorage(const std::filesystem::path& path, bool groupMayRead = false);
 
 /// Starts a thread that blocks all signals. Signals to the process go to the host's own threads. A signal
-/// that a write of this thread raises (SIGPIPE, SIGXFSZ) has no effect; the write fails instead.
+/// that a write of this thread raises (SIGXFSZ) has no effect; the write fails instead.
 std::thread startQuietThread(std::function<void()> body);
 
 }  // namespace quarnex

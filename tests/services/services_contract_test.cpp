@@ -188,7 +188,7 @@ TEST_P(ServicesContract, ATextFileKeepsTheBytesOfItsLines) {
   const std::string bytes("\xFF\0 bytes as they are\r\n", 22);
   file.create(name);
   file.write(bytes);
-  runTicks(1);
+  EXPECT_TRUE(file.flush(std::chrono::seconds(20)));
   EXPECT_EQ(harness->contentOf(name), bytes);
   file.write("two\r\n");
   for (int i = 0; i < 2; ++i) file.close();

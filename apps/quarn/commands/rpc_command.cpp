@@ -51,9 +51,8 @@ int RpcHost::run() {
   output_.flush();
   if (output_.broken()) std::cerr << "quarn: standard output: " << output_.error() << '\n';
   if (!input_.error().empty()) std::cerr << "quarn: standard input: " << input_.error() << '\n';
-  if (const std::string problem = recordingProblem(); !problem.empty())
-    std::cerr << "quarn: " << problem << '\n';
-  return output_.broken() || !input_.error().empty() ? 1 : 0;
+  const bool filesComplete = finishFiles(quarn_);
+  return output_.broken() || !input_.error().empty() || !filesComplete ? 1 : 0;
 }
 
 void RpcHost::answerRequests() {
@@ -80,9 +79,12 @@ Command rpcCommand() {
                std::to_string(methodTable().size()) +
                " of QuarnSocket, with their parameters in order. The links stay alive between the "
                "requests. The process ends at the end of the input."},
-          .statuses = {{0, "the input ended"},
-                       {1, "the input could not be read, or the answers could not be written"},
-                       {2, "the recording could not be created"}},
+          .statuses =
+              {{0, "the input ended"},
+               {1,
+                "the input could not be read, the answers could not be written, or lines are missing in the "
+                "log or the recording"},
+               {2, "the recording could not be created"}},
           .examples = {{"quarn rpc --record links.jsonl", "record everything, for quarn replay"},
                        {"quarn rpc", "then type, for example:"},
                        {R"({"jsonrpc":"2.0","id":1,"method":"Init","params":["/tmp/log-"]})", ""},

@@ -48,9 +48,12 @@ Command sessionCommand(bool client) {
               {"Sends each line of standard input to the peer and prints the texts of the peer on standard "
                "output. At the end of the input, or on Ctrl-C, it waits until the peer has acknowledged "
                "everything and closes the link. A second Ctrl-C ends it at once."},
-          .statuses = {{0, "the peer acknowledged everything and the link closed"},
-                       {1, "texts were not acknowledged, or the link did not close"},
-                       {2, "the session could not begin"}},
+          .statuses =
+              {{0, "the peer acknowledged everything and the link closed"},
+               {1,
+                "texts were not acknowledged, the link did not close, or lines are missing in the log or the "
+                "recording"},
+               {2, "the session could not begin"}},
           .examples = {},
           .arguments = {type,
                         identifier,

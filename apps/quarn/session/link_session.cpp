@@ -36,10 +36,10 @@ void LinkSession::open() {
 bool LinkSession::run() {
   while (stage_ != SessionStage::Ended) step();
   console_.print(summary());
-  quarn_.DisattivaLog(index_);
+  const bool filesComplete = finishFiles(quarn_);
   output_.flush();
   console_.output().flush();
-  return closed_ && lines_.lost() == 0 && !streamFailed_ && !recordingFailed_;
+  return closed_ && lines_.lost() == 0 && !streamFailed_ && filesComplete;
 }
 
 void LinkSession::step() {

@@ -8,6 +8,17 @@
 #include "services/observer.h"
 
 namespace quarnex {
+namespace {
+
+// Keeps the end, where the expected checksum of a bad frame stands.
+std::string shortened(std::string_view testo, std::size_t kept) {
+  constexpr std::size_t kEnd = 16;
+  return concat(testo.substr(0, kept), " ... ", testo.size() - kept - kEnd, " characters more ... ",
+                testo.substr(testo.size() - kEnd));
+}
+
+}  // namespace
+
 bool isTraced(Library& library, std::int16_t IdxQuarn) {
   if (IdxQuarn < 0 || IdxQuarn > library.ConnectionCount || library.ConnectionCount == 0) {
     throw Failure(9, "Subscript out of range");
@@ -16,13 +27,15 @@ bool isTraced(Library& library, std::int16_t IdxQuarn) {
          (IdxQuarn > 0 && library.ConnectionTable[IdxQuarn].DebugAttivo);
 }
 
-void traceText(Library& library, std::int16_t IdxQuarn, std::string_view testo) {
+void traceText(Library& library, std::int16_t IdxQuarn, std::string_view testo, std::size_t loggedMax) {
   if (library.observer != nullptr) library.observer->traced(IdxQuarn, testo);
   if (IdxQuarn > 0) {
     ConnectionRecord& record = library.ConnectionTable[IdxQuarn];
     if (record.DebugAttivo) BufferPut(record.CodaDebug, testo);
   }
-  if (library.LogAperto) writeLogLine(library, IdxQuarn, testo);
+  if (!library.LogAperto) return;
+  testo.size() <= loggedMax ? writeLogLine(library, IdxQuarn, testo)
+                            : writeLogLine(library, IdxQuarn, shortened(testo, loggedMax));
 }
 
 void TracciaErrore(Library& library, std::int16_t IdxQuarn, std::int32_t numero, std::string_view dove) {

@@ -1,6 +1,7 @@
 // Writes trace texts of a link to its capture, the log and the observer (Modulo_Main).
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -15,19 +16,28 @@ namespace quarnex {
 /// index without a link, and for every index while there are no links.
 bool isTraced(Library& library, std::int16_t IdxQuarn);
 
-/// Passes a complete trace text to the open sinks.
-void traceText(Library& library, std::int16_t IdxQuarn, std::string_view testo);
+/// Passes a complete trace text to the open sinks. The log gets it shortened if it has more characters than
+/// `loggedMax`.
+void traceText(Library& library, std::int16_t IdxQuarn, std::string_view testo,
+               std::size_t loggedMax = std::string_view::npos);
 
-/// Writes one trace text, given in pieces, for one link. The pieces are joined only if a sink is open.
+/// Writes one trace text, given in pieces, for one link, see `traceText`. The pieces are joined only if a
+/// sink is open.
 template <class... Pieces>
-void Traccia(Library& library, std::int16_t IdxQuarn, const Pieces&... pieces) {
+void traceUpTo(std::size_t loggedMax, Library& library, std::int16_t IdxQuarn, const Pieces&... pieces) {
   if (!isTraced(library, IdxQuarn)) return;
   std::string testo = std::move(library.traceStorage);
   testo.clear();
   (append(testo, pieces), ...);
-  traceText(library, IdxQuarn, testo);
+  traceText(library, IdxQuarn, testo, loggedMax);
   clearText(testo);
   library.traceStorage = std::move(testo);
+}
+
+/// The same, whole in the log.
+template <class... Pieces>
+void Traccia(Library& library, std::int16_t IdxQuarn, const Pieces&... pieces) {
+  traceUpTo(std::string_view::npos, library, IdxQuarn, pieces...);
 }
 
 /// Writes the trace "P:Errore: " & numero & " " & dove and clears all pending failures, including those of

@@ -21,11 +21,10 @@ class PosixPlatform {
 
   Services services() { return {sockets_, timer_, clock_, logFile_}; }
 
-  /// Like `HostLoop::turn`, for this loop. Writes the log at the end of the turn.
+  /// Like `HostLoop::turn`, for this loop.
   void turn(std::chrono::milliseconds maxWait) {
     using Wait = std::chrono::milliseconds::rep;
     reactor_.turn(static_cast<int>(std::clamp<Wait>(maxWait.count(), -1, std::numeric_limits<int>::max())));
-    logFile_.flush();
   }
   /// Like `HostLoop::fd`, for this loop.
   int fd() const { return reactor_.fd(); }

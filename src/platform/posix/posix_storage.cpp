@@ -1,4 +1,5 @@
-// Stores recordings in POSIX files, and starts the threads that write them without receiving signals.
+// Stores logs and recordings in POSIX files, and starts the threads that write them without receiving
+// signals.
 #include "services/storage.h"
 
 #include <fcntl.h>
@@ -18,45 +19,60 @@ namespace {
 class PosixStorage final : public Storage {
  public:
   explicit PosixStorage(Descriptor file) : file_(std::move(file)) {}
-  bool writeAt(std::uintmax_t position, std::string_view bytes) override;
+  std::int16_t writeAt(std::uintmax_t position, std::string_view bytes) override;
   void cutTo(std::uintmax_t bytes) override;
+  std::uintmax_t size() override;
 
  private:
-  ssize_t put(std::uintmax_t position, std::string_view bytes);
-
   Descriptor file_;
 };
 
-bool PosixStorage::writeAt(std::uintmax_t position, std::string_view bytes) {
+std::int16_t numberOf(int systemError) {
+  return static_cast<std::int16_t>(fileFailure(systemError).number());
+}
+
+std::int16_t PosixStorage::writeAt(std::uintmax_t position, std::string_view bytes) {
   while (!bytes.empty()) {
-    const ssize_t count = put(position, bytes);
+    const ssize_t count = ::pwrite(file_.get(), bytes.data(), bytes.size(), static_cast<off_t>(position));
     if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return false;
+    if (count <= 0) return numberOf(count < 0 ? errno : ENOSPC);
     position += static_cast<std::uintmax_t>(count);
     bytes.remove_prefix(static_cast<std::size_t>(count));
   }
-  return true;
+  return 0;
 }
 
 void PosixStorage::cutTo(std::uintmax_t bytes) {
-  const auto size = static_cast<off_t>(bytes);
-  struct stat now {};
-  if (::fstat(file_.get(), &now) != 0 || now.st_size <= size) return;
-  // A device that cannot be truncated keeps its bytes.
-  [[maybe_unused]] const int refused = ::ftruncate(file_.get(), size);
+  // Where that fails, the file keeps a part of a line.
+  if (size() > bytes) [[maybe_unused]]
+    const int refused = ::ftruncate(file_.get(), static_cast<off_t>(bytes));
 }
 
-ssize_t PosixStorage::put(std::uintmax_t position, std::string_view bytes) {
-  const ssize_t count = ::pwrite(file_.get(), bytes.data(), bytes.size(), static_cast<off_t>(position));
-  const bool cannotGoBack = count < 0 && errno == ESPIPE;
-  return cannotGoBack ? ::write(file_.get(), bytes.data(), bytes.size()) : count;
+std::uintmax_t PosixStorage::size() {
+  struct stat now {};
+  return ::fstat(file_.get(), &now) == 0 ? static_cast<std::uintmax_t>(now.st_size) : 0;
+}
+
+// Some file systems cannot store permissions (vfat), so a refusal counts only where the file is another
+// user's: that user could read what this process writes.
+void restrictAccess(const Descriptor& file, const struct stat& now, mode_t mode) {
+  if ((now.st_mode & 0777U) == mode || ::fchmod(file.get(), mode) == 0 || now.st_uid == ::geteuid()) return;
+  throw fileFailure(EPERM);
 }
 
 }  // namespace
 
-std::unique_ptr<Storage> createStorage(const std::filesystem::path& path) {
-  Descriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+// Not through a symbolic link, which may lead to any file of this user (open(2), O_NOFOLLOW), and not a pipe
+// or a device: opening a pipe would wait for its reader (O_NONBLOCK), and writing would wait, too.
+std::unique_ptr<Storage> createStorage(const std::filesystem::path& path, bool groupMayRead) {
+  const mode_t mode = groupMayRead ? 0640 : 0600;
+  Descriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, mode));
   if (!file.valid()) throw fileFailure(errno);
+  struct stat now {};
+  if (::fstat(file.get(), &now) != 0) throw fileFailure(errno);
+  if (!S_ISREG(now.st_mode)) throw fileFailure(EINVAL);
+  restrictAccess(file, now, mode);
+  if (::ftruncate(file.get(), 0) != 0) throw fileFailure(errno);
   return std::make_unique<PosixStorage>(std::move(file));
 }
 

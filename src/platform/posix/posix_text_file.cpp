@@ -1,107 +1,107 @@
 #include "platform/posix/posix_text_file.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <csignal>
+#include <algorithm>
+#include <array>
 #include <ctime>
+#include <deque>
+#include <filesystem>
+#include <system_error>
+#include <utility>
 
-#include "platform/posix/error_numbers.h"
+#include "quarnex/failure.h"
 
 namespace quarnex {
 namespace {
 
-constexpr std::size_t kKeptBytesMax = std::size_t{64} * 1024;
+constexpr std::string_view kSuffix = ".txt";
+constexpr std::size_t kStampDigits = 14;
 
-// Blocks SIGXFSZ, which a write beyond the process's file size limit raises (setrlimit(2)) and which would
-// end the process.
-class WithoutLimitSignal {
+std::string markOf(const WriteLosses& missing) {
+  const std::string reason = missing.lastError == 0    ? "the disk was too slow"
+                             : missing.lastError == 61 ? "the disk was full"
+                                                       : "the disk failed";
+  return "--- " + std::to_string(missing.lines) + " lines (" + std::to_string(missing.bytes) +
+         " bytes) are missing here: " + reason + "\r\n";
+}
+
+// The present local date and time, "ddmmyyyyhhmmss".
+std::string stampNow() {
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  ::localtime_r(&now, &local);
+  std::array<char, 32> text{};
+  return {text.data(), std::strftime(text.data(), text.size(), "%d%m%Y%H%M%S", &local)};
+}
+
+// The files of one log, which the writer's thread begins one after another.
+class FileSeries {
  public:
-  WithoutLimitSignal() {
-    ::sigemptyset(&signal_);
-    ::sigaddset(&signal_, SIGXFSZ);
-    ::pthread_sigmask(SIG_BLOCK, &signal_, &before_);
+  FileSeries(std::string name, const TextFileSettings& settings) : settings_(settings) {
+    names_.push_back(std::move(name));
   }
-  ~WithoutLimitSignal() {
-    const timespec atOnce{};
-    if (::sigismember(&before_, SIGXFSZ) == 0) ::sigtimedwait(&signal_, nullptr, &atOnce);
-    ::pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+
+  // True if the name has the form in which only date and time change from file to file.
+  static bool isDated(std::string_view name) {
+    if (!name.ends_with(kSuffix) || name.size() < kStampDigits + kSuffix.size()) return false;
+    const std::string_view stamp = name.substr(name.size() - kSuffix.size() - kStampDigits, kStampDigits);
+    return std::all_of(stamp.begin(), stamp.end(), [](char c) { return c >= '0' && c <= '9'; });
   }
-  WithoutLimitSignal(const WithoutLimitSignal&) = delete;
-  WithoutLimitSignal& operator=(const WithoutLimitSignal&) = delete;
+
+  // At most one file a second, because their names differ in the second. A file that cannot be created is
+  // tried again with the next lines.
+  std::unique_ptr<Storage> next() {
+    const std::string& latest = names_.back();
+    std::string name = latest.substr(0, latest.size() - kSuffix.size() - kStampDigits) + stampNow();
+    name += kSuffix;
+    if (name == latest) return nullptr;
+    try {
+      auto file = createStorage(name, settings_.groupMayRead);
+      names_.push_back(std::move(name));
+      removeOldest();
+      return file;
+    } catch (const Failure&) {
+      return nullptr;
+    }
+  }
 
  private:
-  sigset_t signal_{};
-  sigset_t before_{};
-};
-
-// Returns the number of bytes written.
-std::size_t append(const Descriptor& file, std::string_view bytes) {
-  std::size_t done = 0;
-  while (done < bytes.size()) {
-    const ssize_t count = ::write(file.get(), bytes.data() + done, bytes.size() - done);
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) break;
-    done += static_cast<std::size_t>(count);
+  void removeOldest() {
+    while (settings_.filesMax > 0 && names_.size() > static_cast<std::size_t>(settings_.filesMax)) {
+      std::error_code ignored;
+      std::filesystem::remove(names_.front(), ignored);
+      names_.pop_front();
+    }
   }
-  return done;
-}
+
+  TextFileSettings settings_;
+  std::deque<std::string> names_;  // of the files kept, oldest first
+};
 
 }  // namespace
 
-PosixTextFile::~PosixTextFile() {
-  close();
-}
-
-// O_APPEND: a program that truncates the growing file leaves no hole in it.
 void PosixTextFile::create(const std::string& name) {
   close();
   if (name.find('\0') != std::string::npos) throw Failure(52, "Bad file name or number");
-  Descriptor file(::open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666));
-  if (!file.valid()) throw fileFailure(errno);
-  file_ = std::move(file);
-}
-
-void PosixTextFile::write(std::string_view line) {
-  if (!file_.valid()) return;
-  kept_ += line;
-  ends_.push_back(kept_.size());
-  if (kept_.size() >= kKeptBytesMax) flush();
+  WriterPlan plan;
+  plan.mark = markOf;
+  if (settings_.bytesMax > 0 && FileSeries::isDated(name)) {
+    plan.fileBytesMax = settings_.bytesMax;
+    plan.nextFile = [series = FileSeries(name, settings_)]() mutable { return series.next(); };
+  }
+  writer_ = std::make_unique<BackgroundWriter>(createStorage(name, settings_.groupMayRead), std::move(plan));
 }
 
 void PosixTextFile::close() {
-  flush();
-  file_ = {};
+  if (!writer_) return;
+  writer_->flushPatiently();
+  earlier_ += writer_->losses();
+  writer_.reset();
 }
 
-void PosixTextFile::flush() {
-  if (ends_.empty()) return;
-  const WithoutLimitSignal held;
-  const std::size_t written = writeWholeLines(0);
-  if (written < ends_.size()) writeWholeLines(written + 1);
-  if (kept_.capacity() > 4 * kKeptBytesMax) kept_ = {};
-  kept_.clear();
-  ends_.clear();
-}
-
-// Writes the lines from number `first` on and returns the number of the first line that did not fit.
-std::size_t PosixTextFile::writeWholeLines(std::size_t first) {
-  const std::size_t start = first == 0 ? 0 : ends_[first - 1];
-  const std::size_t reached = start + append(file_, std::string_view(kept_).substr(start));
-  std::size_t line = first;
-  while (line < ends_.size() && ends_[line] <= reached) ++line;
-  const std::size_t whole = line == 0 ? 0 : ends_[line - 1];
-  if (whole < reached) removeLast(reached - whole);
-  return line;
-}
-
-void PosixTextFile::removeLast(std::size_t bytes) {
-  struct stat now {};
-  if (::fstat(file_.get(), &now) != 0) return;
-  // A device that cannot be truncated keeps its bytes.
-  [[maybe_unused]] const int refused = ::ftruncate(file_.get(), now.st_size - static_cast<off_t>(bytes));
+WriteLosses PosixTextFile::losses() const {
+  WriteLosses losses = earlier_;
+  if (writer_) losses += writer_->losses();
+  return losses;
 }
 
 }  // namespace quarnex

@@ -1,12 +1,11 @@
-// Writes the log to a text file once a turn, and drops whole lines while the disk is full.
+// Writes the log to a text file in the background, and begins the next file when one is full.
 #pragma once
 
-#include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
-#include "platform/posix/descriptor.h"
+#include "services/background_writer.h"
 #include "services/text_file.h"
 
 namespace quarnex {
@@ -14,26 +13,23 @@ namespace quarnex {
 class PosixTextFile final : public TextFile {
  public:
   PosixTextFile() = default;
-  ~PosixTextFile() override;
+  ~PosixTextFile() override { close(); }
   PosixTextFile(const PosixTextFile&) = delete;
   PosixTextFile& operator=(const PosixTextFile&) = delete;
 
   void create(const std::string& name) override;
-  void write(std::string_view line) override;
+  void write(std::string_view line) override {
+    if (writer_) writer_->write(line);
+  }
   void close() override;
-
-  /// Writes the collected lines, at the end of every turn. Never fails. If a line does not fit, drops it and
-  /// writes the lines after it with one more attempt; lines that do not fit then are dropped, too. So a full
-  /// disk costs two attempts a turn and not one a line.
-  void flush();
+  void configure(const TextFileSettings& settings) override { settings_ = settings; }
+  bool flush(std::chrono::milliseconds maxWait) override { return !writer_ || writer_->flush(maxWait); }
+  WriteLosses losses() const override;
 
  private:
-  std::size_t writeWholeLines(std::size_t first);
-  void removeLast(std::size_t bytes);
-
-  Descriptor file_;
-  std::string kept_;               // the collected lines
-  std::vector<std::size_t> ends_;  // the end of each line; a line may hold any characters
+  TextFileSettings settings_;
+  std::unique_ptr<BackgroundWriter> writer_;
+  WriteLosses earlier_;  // of the files that are closed
 };
 
 }  // namespace quarnex

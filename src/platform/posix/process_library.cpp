@@ -7,6 +7,7 @@
 #include "platform/posix/posix_platform.h"
 #include "quarnex/failure.h"
 #include "quarnex/host_loop.h"
+#include "services/loss_notice.h"
 
 namespace quarnex {
 namespace {
@@ -28,6 +29,15 @@ struct ComposedProcess {
     prepared.composed = true;
     if (prepared.wrapper) prepared.wrapper->watch(library);
   }
+  // The log and the recording wait for a hanging disk at the same time.
+  ~ComposedProcess() {
+    if (const auto& wrapper = preparation().wrapper) wrapper->end();
+    TextFile& log = platform.services().logFile;
+    log.close();
+    printLosses("log", log.losses(), library.toldLogBytes);
+  }
+  ComposedProcess(const ComposedProcess&) = delete;
+  ComposedProcess& operator=(const ComposedProcess&) = delete;
 
   static Services wrapped(const Services& services) {
     const auto& wrapper = preparation().wrapper;

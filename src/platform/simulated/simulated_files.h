@@ -44,7 +44,7 @@ class MemoryFile final : public TextFile {
   /// `disk` outlives it. On a full disk no file can be created, and a line that does not fit is dropped.
   explicit MemoryFile(Disk& disk) : disk_(disk) {}
   void create(const std::string& name) override {
-    if (disk_.room == 0) throw Failure(61, "Disk full");
+    if (disk_.room == 0) throw Failure(kDiskFull, "Disk full");
     if (name.find('\0') != std::string::npos) throw Failure(52, "Bad file name or number");
     const std::size_t slash = name.rfind('/');
     if (slash != std::string::npos && !folders.contains(name.substr(0, slash)))
@@ -57,11 +57,15 @@ class MemoryFile final : public TextFile {
   void write(std::string_view line) override {
     if (!open_ || text_ == nullptr) return;
     if (disk_.beforeWrite) disk_.beforeWrite();
-    if (!disk_.takes(line.size())) return;
+    if (!disk_.takes(line.size())) {
+      losses_ += {line.size(), 1, kDiskFull};
+      return;
+    }
     *text_ += line;
     if (text_->size() > 2 * keptMax) text_->erase(0, text_->size() - keptMax);
   }
   void close() override { open_ = false; }
+  WriteLosses losses() const override { return losses_; }
 
   /// Renames the file created last, open or not, and replaces a file of that name.
   void rename(const std::string& to) {
@@ -86,7 +90,10 @@ class MemoryFile final : public TextFile {
   std::set<std::string> folders;
 
  private:
+  static constexpr std::int16_t kDiskFull = 61;
+
   Disk& disk_;
+  WriteLosses losses_;
   std::string name_;             // of the file created last
   std::string* text_ = nullptr;  // its text among the files; nullptr if it was removed
   bool open_ = false;

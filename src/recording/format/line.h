@@ -19,12 +19,12 @@
 namespace quarnex::recording {
 
 /// The keys of the JSON objects. Those before "missing" each determine the kind of a line; a line has exactly
-/// one of them, or "missing".
+/// one of them, or "missing" or "limit".
 inline constexpr auto kKeys = std::to_array<std::string_view>(
     {"call",   "tick",       "event",  "trace",       "did",     "sent",    "result",      "failure",
      "end",    "fetched",    "failed", "property",    "now",     "missing", "at",          "params",
      "nested", "utc_offset", "socket", "index",       "code",    "handle",  "remote_host", "text",
-     "value",  "name",       "number", "description", "quarnex", "version"});
+     "value",  "name",       "number", "description", "quarnex", "version", "limit"});
 
 /// A key, by its place in `kKeys`.
 enum class Key : std::uint8_t {};
@@ -57,7 +57,7 @@ constexpr Key operator""_key() {
 using Line = std::variant<struct CallLine, struct TickLine, struct EventLine, struct TraceLine,
                           struct OperationLine, struct ResultLine, struct FailureLine, struct EndLine,
                           struct InvalidLine, struct FetchedLine, struct FailedLine, struct PropertyLine,
-                          struct NowLine, struct MissingLine>;
+                          struct NowLine, struct MissingLine, struct LimitLine>;
 
 /// The value of a member that only occurs as `true`.
 struct True {};
@@ -259,6 +259,14 @@ struct NowLine {
 /// Lines that were not recorded: nothing behind this line can be replayed.
 struct MissingLine {
   static constexpr Key kKey = "missing"_key;
+  std::int64_t bytes = 0;
+
+  static void members(auto& visit, auto& self) { visit(kKey, self.bytes); }
+};
+
+/// The recording ends here, because its file would exceed this size.
+struct LimitLine {
+  static constexpr Key kKey = "limit"_key;
   std::int64_t bytes = 0;
 
   static void members(auto& visit, auto& self) { visit(kKey, self.bytes); }

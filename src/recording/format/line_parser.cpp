@@ -290,12 +290,13 @@ constexpr auto kKinds = []<class... Lines>(std::type_identity<std::variant<Lines
   return kinds;
 }(std::type_identity<Line>{});
 
-// `Missing` counts only without any other.
+// "missing" and "limit" count only without any other.
 constexpr std::uint32_t kKindBits = (1U << static_cast<unsigned>("missing"_key)) - 1;
 
 Key kindKeyOf(const JsonFields& fields) {
   const std::uint32_t kinds = fields.present() & kKindBits;
   if (kinds == 0 && fields.has("missing"_key)) return "missing"_key;
+  if (kinds == 0 && fields.has("limit"_key)) return "limit"_key;
   if (kinds == 0) throw LineError("is not a line of a recording");
   if (!std::has_single_bit(kinds)) throw LineError("combines two lines of a recording");
   return static_cast<Key>(std::countr_zero(kinds));

@@ -132,6 +132,7 @@ class Player final : private Replay {
       running_ = reader_.next(line_);
       const auto* missing = std::get_if<MissingLine>(&line_);
       if (running_ && missing != nullptr) throw damageOf(*missing, reader_.number());
+      running_ = running_ && !std::holds_alternative<LimitLine>(line_);
     } catch (const DamagedLine& damage) {
       result_.damage = damage;
       running_ = false;

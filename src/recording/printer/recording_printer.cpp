@@ -89,6 +89,9 @@ struct LineWords {
   std::string operator()(const MissingLine& line) const {
     return concat('(', line.bytes, " bytes could not be recorded here)");
   }
+  std::string operator()(const LimitLine& line) const {
+    return concat("(the recording ends here, at its limit of ", line.bytes, " bytes)");
+  }
   std::string operator()(const auto&) const { return ""; }
 };
 

@@ -1,50 +1,26 @@
 #include "recording/recorder/file_sink.h"
 
-#include <chrono>
 #include <utility>
 
 namespace quarnex::recording {
+namespace {
 
-FileSink::FileSink(const std::filesystem::path& path, std::size_t pendingBytesMax)
-    : pendingBytesMax_(pendingBytesMax), file_(createStorage(path)) {
-  writer_ = startQuietThread([this] { writePending(); });
+WriterPlan planOf(const FileSinkLimits& limits) {
+  WriterPlan plan;
+  plan.mark = markOf;
+  plan.waitingBytesMax = limits.waitingBytes;
+  plan.fileBytesMax = limits.fileBytes;
+  plan.lastLine = textOf(LimitLine{static_cast<std::int64_t>(limits.fileBytes)}) + '\n';
+  return plan;
 }
 
-FileSink::~FileSink() {
-  {
-    const std::lock_guard lock(mutex_);
-    ending_ = true;
-  }
-  wake_.notify_one();
-  writer_.join();
+}  // namespace
+
+std::string markOf(const WriteLosses& missing) {
+  return textOf(MissingLine{static_cast<std::int64_t>(missing.bytes)}) + '\n';
 }
 
-void FileSink::write(std::string_view lines) {
-  bool worthWaking = false;
-  {
-    const std::lock_guard lock(mutex_);
-    worthWaking = pending_.empty() || isUrgent();
-    pending_.add(lines, pendingBytesMax_);
-  }
-  if (worthWaking) wake_.notify_one();
-}
-
-void FileSink::writePending() {
-  // Between two writes: collects the lines of a busy host, yet a crash loses little.
-  constexpr std::chrono::milliseconds kPause{20};
-  Backlog backlog;
-  for (std::unique_lock lock(mutex_); !ending_ || !pending_.empty();) {
-    wake_.wait(lock, [&] { return ending_ || !pending_.empty(); });
-    backlog.lines.clear();
-    backlog.lines.swap(pending_.lines);
-    backlog.dropped = std::exchange(pending_.dropped, 0);
-    lock.unlock();
-    marked_.write(backlog);
-    missing_ = marked_.missing();
-    lock.lock();
-    wake_.wait_for(lock, kPause, [&] { return ending_ || isUrgent(); });
-  }
-  marked_.finish();
-}
+FileSink::FileSink(const std::filesystem::path& path, const FileSinkLimits& limits, bool groupMayRead)
+    : writer_(createStorage(path, groupMayRead), planOf(limits)) {}
 
 }  // namespace quarnex::recording

@@ -6,30 +6,70 @@
 
 #include "recording/recorder/file_sink.h"
 #include "recording/recorder/recorder.h"
+#include "services/loss_notice.h"
 #include "services/process_library.h"
 
 namespace quarnex {
 namespace {
 
-// The process's recording, which the wrapper of its library keeps.
-std::weak_ptr<recording::FileSink>& processSink() {
-  static std::weak_ptr<recording::FileSink> sink;
-  return sink;
+class Flight;
+
+// The process's recording, which its library keeps; nullptr before and after.
+Flight*& processFlight() {
+  static Flight* flight = nullptr;
+  return flight;
 }
+
+class Flight final : public ServicesWrapper {
+ public:
+  explicit Flight(std::shared_ptr<recording::FileSink> sink) : sink_(std::move(sink)), recorder_(sink_) {}
+  // The host can no longer ask.
+  ~Flight() override {
+    processFlight() = nullptr;
+    writer().flushPatiently();
+    printLosses("recording", writer().losses(), toldBytes_);
+  }
+  Flight(const Flight&) = delete;
+  Flight& operator=(const Flight&) = delete;
+
+  Services wrap(const Services& services) override { return recorder_.wrap(services); }
+  void watch(Library& library) override { recorder_.watch(library); }
+  void end() override { writer().end(); }
+  BackgroundWriter& writer() { return sink_->writer(); }
+  FileLosses losses() {
+    const WriteLosses losses = writer().losses();
+    return {losses.bytes, losses.lines, losses.lastError};
+  }
+  FileLosses flush(std::chrono::milliseconds maxWait) {
+    writer().flush(maxWait);
+    toldBytes_ = losses().bytes;
+    return losses();
+  }
+
+ private:
+  std::shared_ptr<recording::FileSink> sink_;
+  recording::ServicesRecorder recorder_;
+  std::uint64_t toldBytes_ = 0;  // missing bytes that the host knows of
+};
 
 }  // namespace
 
-void recordFlight(const std::filesystem::path& path) {
+void recordFlight(const std::filesystem::path& path, const RecordingSettings& settings) {
   wrapProcessServices([&] {
-    auto sink = std::make_shared<recording::FileSink>(path);
-    processSink() = sink;
-    return std::make_unique<recording::ServicesRecorder>(std::move(sink));
+    const recording::FileSinkLimits limits{.fileBytes = settings.bytesMax};
+    auto sink = std::make_shared<recording::FileSink>(path, limits, settings.groupMayRead);
+    auto flight = std::make_unique<Flight>(std::move(sink));
+    processFlight() = flight.get();
+    return flight;
   });
 }
 
-std::uint64_t flightBytesMissing() {
-  const auto sink = processSink().lock();
-  return sink ? sink->missing() : 0;
+FileLosses flightLosses() {
+  return processFlight() != nullptr ? processFlight()->losses() : FileLosses{};
+}
+
+FileLosses flushFlight(std::chrono::milliseconds maxWait) {
+  return processFlight() != nullptr ? processFlight()->flush(maxWait) : FileLosses{};
 }
 
 }  // namespace quarnex

@@ -11,7 +11,8 @@
 #include "platform/simulated/simulated_files.h"
 #include "recording/format/line_writer.h"
 #include "recording/player/player.h"
-#include "recording/recorder/marked_storage.h"
+#include "recording/recorder/file_sink.h"
+#include "services/marked_storage.h"
 #include "services/storage.h"
 
 namespace quarnex::simulation {
@@ -56,17 +57,19 @@ class DiskSink final : public recording::Sink, private Storage {
  private:
   static constexpr std::size_t kWaitingBytesMax = 64'000;
   static constexpr std::size_t kKeptBytesMax = 1'000'000;
+  static constexpr std::int16_t kDiskFull = 61;
   static constexpr std::string_view kMark = "{\"missing\":";
 
   // A refused write leaves a part of its bytes in the file.
-  bool writeAt(std::uintmax_t position, std::string_view bytes) override {
-    if (removed()) return true;
+  std::int16_t writeAt(std::uintmax_t position, std::string_view bytes) override {
+    if (removed()) return 0;
     over_ = over_ || position + bytes.size() > kKeptBytesMax;
     full_ = over_ || !disk_.takes(bytes.size());
     text_.replace(position, bytes.size(), full_ ? bytes.substr(0, bytes.size() / 2) : bytes);
-    return !full_;
+    return full_ ? kDiskFull : std::int16_t{0};
   }
   void cutTo(std::uintmax_t bytes) override { text_.resize(bytes); }
+  std::uintmax_t size() override { return text_.size(); }
   bool removed() const { return disk_.removals != removals_; }
   // Bytes of the lines in the file, and bytes that its gaps state.
   std::uint64_t bytesAccountedFor() const {
@@ -84,8 +87,8 @@ class DiskSink final : public recording::Sink, private Storage {
   Disk& disk_;
   std::uint64_t removals_;     // from the disk before this file was created
   std::uint64_t written_ = 0;  // bytes of the whole recording
-  recording::Backlog backlog_;
-  recording::MarkedStorage marked_{*this};
+  Backlog backlog_;
+  MarkedStorage marked_{*this, recording::markOf};
   std::string text_;
   bool full_ = false;  // the last write was refused
   bool over_ = false;  // the kept beginning has ended

@@ -1,8 +1,10 @@
-// Tests the text file with invalid names, a file size limit and a full device, and the offset of local time
-// across daylight saving changes and a change of the time zone.
+// Tests the text file with invalid names, a file size limit, links and full files, and the offset of local
+// time across daylight saving changes and a change of the time zone.
 #include "platform/posix/posix_text_file.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <ctime>
@@ -37,24 +39,66 @@ TEST_F(PosixTextFileTest, CreatingAnImpossibleNameFailsWithTheMatchingNumber) {
   }
 }
 
-TEST_F(PosixTextFileTest, ALineBeyondTheSizeLimitIsDroppedWholeAndLaterLinesAreWritten) {
+TEST_F(PosixTextFileTest, ALineBeyondTheSizeLimitIsDroppedWholeCountedAndMarked) {
   file.create(name);
+  const auto write = [&](const char* line) {
+    file.write(line);
+    EXPECT_TRUE(file.flush(std::chrono::seconds(20)));
+  };
   {
     const FileSizeLimit full(12);
-    for (const char* line : {"one\r\n", "in two\r\nparts\r\n", "two\r\n", "three\r\n", "4\r\n"})
-      file.write(line);
-    file.flush();
-    EXPECT_EQ(contentOf(name), "one\r\ntwo\r\n");
+    for (const char* line : {"one\r\n", "in two\r\nparts\r\n", "two\r\n"}) write(line);
+    EXPECT_EQ(contentOf(name), "one\r\n");
   }
-  file.write("five\r\n");
-  file.flush();
-  EXPECT_EQ(contentOf(name), "one\r\ntwo\r\nfive\r\n");
+  write("three\r\n");
+  EXPECT_EQ(contentOf(name), "one\r\n--- 3 lines (20 bytes) are missing here: the disk failed\r\nthree\r\n");
+  EXPECT_EQ(file.losses().lines, 3U);
+  EXPECT_EQ(file.losses().bytes, 20U);
+  EXPECT_EQ(file.losses().lastError, 75);
 }
 
-TEST_F(PosixTextFileTest, WritingToAFullDeviceRaisesNoFailure) {
-  file.create("/dev/full");
-  for (int i = 0; i < 5000; ++i) file.write("a line that goes nowhere\r\n");
-  file.close();
+TEST_F(PosixTextFileTest, FilesArePrivateAndNeverReachedThroughALink) {
+  const std::string target = (folder.path() / "target").string();
+  for (const bool groupMayRead : {false, true}) {
+    for (const bool exists : {false, true}) {
+      std::filesystem::remove(name);
+      if (exists) std::ofstream(name) << "readable by everybody";
+      file.configure({.groupMayRead = groupMayRead});
+      file.create(name);
+      struct stat made {};
+      ASSERT_EQ(::stat(name.c_str(), &made), 0);
+      EXPECT_EQ(made.st_mode & 0777U, groupMayRead ? 0640U : 0600U);
+      EXPECT_EQ(made.st_size, 0);
+    }
+  }
+  std::ofstream(target) << "precious";
+  const std::string link = (folder.path() / "link").string(), pipe = (folder.path() / "pipe").string();
+  ASSERT_EQ(::symlink(target.c_str(), link.c_str()) | ::mkfifo(pipe.c_str(), 0600), 0);
+  for (const std::string& other : {link, pipe, std::string("/dev/null")})
+    EXPECT_EQ(failureOf([&] { file.create(other); }), 75) << other;
+  EXPECT_EQ(contentOf(target), "precious");
+}
+
+// Two files of one log differ in the second of their names, so the second rotation waits for the next second.
+TEST_F(PosixTextFileTest, AFullFileIsFollowedByOneOfTheSameForm) {
+  const std::string first = (folder.path() / "LOGQUARNNET01012020000000.txt").string();
+  for (const int kept : {0, 1}) {
+    file.configure({.bytesMax = 10, .filesMax = kept});
+    file.create(first);
+    for (const char* line : {"one\r\n", "two\r\n", "three\r\n"}) {
+      file.write(line);
+      EXPECT_TRUE(file.flush(std::chrono::seconds(20)));
+    }
+    file.close();
+    int files = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
+      EXPECT_EQ(entry.path().filename().string().size(), std::string("LOGQUARNNETddmmyyyyhhmmss.txt").size());
+      ++files;
+      std::filesystem::remove(entry.path());
+    }
+    EXPECT_GE(files, kept == 1 ? 1 : 2);
+    EXPECT_LE(files, kept == 1 ? 1 : 3);
+  }
 }
 
 TEST(PosixClock, OffsetChangesInTheExactSecondThatTheZoneDefines) {

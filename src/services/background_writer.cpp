@@ -1,0 +1,154 @@
+#include "services/background_writer.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <mutex>
+#include <utility>
+
+namespace quarnex {
+namespace {
+
+// Between two writes: collects the lines of a busy host, yet a crash loses little.
+constexpr std::chrono::milliseconds kPause{20};
+
+}  // namespace
+
+struct BackgroundWriter::Shared {
+  Shared(std::unique_ptr<Storage> storage, WriterPlan how)
+      : plan(std::move(how)), file(std::move(storage)), marked(*file, plan.mark) {}
+
+  void run();
+  void writeOut();
+  bool beginNextFile();
+
+  // Call these under the lock.
+  bool isUrgent() const { return waiting.lines.size() > plan.waitingBytesMax / 2; }
+  bool isWritten() const { return waiting.empty() && writing.empty(); }
+
+  const WriterPlan plan;
+  std::unique_ptr<Storage> file;  // used by the thread alone, like the next member
+  MarkedStorage marked;
+
+  std::mutex mutex;  // guards the members below
+  std::condition_variable wake, progress;
+  Backlog waiting;
+  Backlog writing;  // changed by the thread alone, and constant while it writes
+  WriteLosses losses;
+  int flushes = 0;  // that wait now
+  bool ending = false;
+  std::chrono::steady_clock::time_point endBy;
+  bool full = false;
+  bool closed = false;  // the last use of this by the thread
+};
+
+BackgroundWriter::BackgroundWriter(std::unique_ptr<Storage> file, WriterPlan plan)
+    : shared_(std::make_shared<Shared>(std::move(file), std::move(plan))),
+      thread_(startQuietThread([shared = shared_] { shared->run(); })) {}
+
+BackgroundWriter::~BackgroundWriter() {
+  end();
+  std::unique_lock lock(shared_->mutex);
+  const bool closed =
+      shared_->progress.wait_until(lock, hanging_ ? std::chrono::steady_clock::time_point() : shared_->endBy,
+                                   [&] { return shared_->closed; });
+  lock.unlock();
+  closed ? thread_.join() : thread_.detach();
+}
+
+void BackgroundWriter::write(std::string_view lines) {
+  bool worthWaking = false;
+  {
+    const std::lock_guard lock(shared_->mutex);
+    if (shared_->full) return;
+    worthWaking = shared_->waiting.empty() || shared_->isUrgent();
+    shared_->waiting.add(lines, shared_->plan.waitingBytesMax);
+  }
+  if (worthWaking) shared_->wake.notify_one();
+}
+
+bool BackgroundWriter::flush(std::chrono::milliseconds maxWait) {
+  std::unique_lock lock(shared_->mutex);
+  ++shared_->flushes;
+  shared_->wake.notify_one();
+  auto deadline = std::chrono::steady_clock::now() + maxWait;
+  if (shared_->ending) deadline = std::min(deadline, shared_->endBy);
+  hanging_ = !shared_->progress.wait_until(lock, deadline, [&] { return shared_->isWritten(); });
+  --shared_->flushes;
+  return !hanging_;
+}
+
+void BackgroundWriter::end() {
+  {
+    const std::lock_guard lock(shared_->mutex);
+    if (shared_->ending) return;
+    shared_->ending = true;
+    shared_->endBy = std::chrono::steady_clock::now() + kHangingDiskPatience;
+  }
+  shared_->wake.notify_one();
+}
+
+WriteLosses BackgroundWriter::losses() const {
+  const std::lock_guard lock(shared_->mutex);
+  WriteLosses losses = shared_->losses;
+  if (!hanging_) return losses;
+  for (const Backlog* backlog : {&shared_->writing, &shared_->waiting}) {
+    losses.add(backlog->lines);
+    losses += backlog->dropped;
+  }
+  return losses;
+}
+
+bool BackgroundWriter::full() const {
+  const std::lock_guard lock(shared_->mutex);
+  return shared_->full;
+}
+
+void BackgroundWriter::Shared::run() {
+  std::unique_lock lock(mutex);
+  while (!ending || !waiting.empty()) {
+    wake.wait(lock, [this] { return ending || !waiting.empty(); });
+    std::swap(writing, waiting);
+    lock.unlock();
+    writeOut();
+    lock.lock();
+    losses = marked.losses();
+    writing.lines.clear();
+    writing.dropped = {};
+    progress.notify_all();
+    wake.wait_for(lock, kPause, [this] { return ending || flushes > 0 || isUrgent(); });
+  }
+  lock.unlock();
+  file.reset();
+  lock.lock();
+  closed = true;
+  progress.notify_all();
+}
+
+void BackgroundWriter::Shared::writeOut() {
+  const std::size_t bytes = writing.lines.size() + plan.lastLine.size();
+  if (marked.wholeBytes() + bytes > plan.fileBytesMax && !beginNextFile()) return;
+  marked.write(writing);
+  marked.finish();
+}
+
+// False if there is no next file.
+bool BackgroundWriter::Shared::beginNextFile() {
+  if (full) return false;
+  if (plan.nextFile) {
+    if (auto next = plan.nextFile()) {
+      marked.moveTo(*next);
+      file = std::move(next);
+    }
+    return true;
+  }
+  const std::uintmax_t reserved = marked.wholeBytes() + plan.lastLine.size();
+  const std::size_t room = plan.fileBytesMax > reserved ? plan.fileBytesMax - reserved : 0;
+  const std::size_t lines = writing.lines.substr(0, room).rfind('\n') + 1;
+  marked.write({writing.lines.substr(0, lines) + plan.lastLine, {}});
+  marked.finish();
+  const std::lock_guard lock(mutex);
+  full = true;
+  return false;
+}
+
+}  // namespace quarnex

@@ -1,0 +1,156 @@
+// Tests the background writer on a disk that hangs, refuses writes, is truncated, or whose files are full.
+#include "services/background_writer.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace quarnex {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kNeverReached = 20s;
+
+// Files in memory, on a disk that can hang and be full. Used by the thread, and by the test while that is
+// idle.
+struct TestDisk {
+  struct File : Storage {
+    explicit File(TestDisk& on) : disk(on) {}
+    std::int16_t writeAt(std::uintmax_t position, std::string_view bytes) override {
+      disk.hanging.wait(true);
+      if (disk.full) return 61;
+      text.resize(std::max<std::size_t>(text.size(), position));  // a hole, as on a real disk
+      text.replace(position, bytes.size(), bytes);
+      return 0;
+    }
+    void cutTo(std::uintmax_t bytes) override { text.resize(std::min<std::size_t>(text.size(), bytes)); }
+    std::uintmax_t size() override { return text.size(); }
+    TestDisk& disk;
+    std::string text;
+  };
+  // The file outlives the writer's use of it.
+  struct Handle : Storage {
+    explicit Handle(std::shared_ptr<File> of) : file(std::move(of)) {}
+    std::int16_t writeAt(std::uintmax_t position, std::string_view bytes) override {
+      return file->writeAt(position, bytes);
+    }
+    void cutTo(std::uintmax_t bytes) override { file->cutTo(bytes); }
+    std::uintmax_t size() override { return file->size(); }
+    std::shared_ptr<File> file;
+  };
+  std::unique_ptr<Storage> create() {
+    files.push_back(std::make_shared<File>(*this));
+    return std::make_unique<Handle>(files.back());
+  }
+  void setHanging(bool now) {
+    hanging = now;
+    hanging.notify_all();
+  }
+
+  std::atomic<bool> hanging = false, full = false;
+  std::vector<std::shared_ptr<File>> files;
+};
+
+class BackgroundWriterTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    plan.mark = [](const WriteLosses& missing) {
+      return '<' + std::to_string(missing.lines) + ' ' + std::to_string(missing.bytes) + ' ' +
+             std::to_string(missing.lastError) + ">\n";
+    };
+    plan.waitingBytesMax = 12;
+  }
+  BackgroundWriter& writer() {
+    if (!writer_) writer_ = std::make_unique<BackgroundWriter>(disk.create(), plan);
+    return *writer_;
+  }
+  std::string end(std::size_t file = 0) {
+    writer_.reset();
+    return disk.files.at(file)->text;
+  }
+
+  TestDisk disk;  // outlives the writer
+  WriterPlan plan;
+  std::unique_ptr<BackgroundWriter> writer_;
+};
+
+TEST_F(BackgroundWriterTest, ADiskThatHangsDelaysNobodyAndWhatWaitsCountsAsMissing) {
+  disk.setHanging(true);
+  writer().write("one\n");
+  EXPECT_FALSE(writer().flush(10ms));
+  EXPECT_EQ(writer().losses().bytes, 4U);
+  for (const char* line : {"two\n", "three\n", "four\n", "five\n"}) writer().write(line);
+  EXPECT_EQ(writer().losses().lines, 5U);
+  EXPECT_EQ(writer().losses().bytes, 24U);
+  EXPECT_EQ(writer().losses().lastError, 0);
+  disk.setHanging(false);
+  EXPECT_TRUE(writer().flush(kNeverReached));
+  EXPECT_EQ(writer().losses().lines, 2U);
+  writer().write("six\n");
+  EXPECT_EQ(end(), "one\ntwo\nthree\n<2 10 0>\nsix\n");
+}
+
+TEST_F(BackgroundWriterTest, LeavesAFileThatHangsToItsThread) {
+  disk.setHanging(true);
+  writer().write("late\n");
+  EXPECT_FALSE(writer().flush(10ms));
+  writer_.reset();
+  const std::weak_ptr file = disk.files[0];
+  EXPECT_GT(file.use_count(), 1);
+  disk.setHanging(false);
+  const auto latest = std::chrono::steady_clock::now() + kNeverReached;
+  while (file.use_count() > 1 && std::chrono::steady_clock::now() < latest) std::this_thread::sleep_for(1ms);
+  EXPECT_EQ(disk.files[0]->text, "late\n");
+}
+
+TEST_F(BackgroundWriterTest, MarksLinesThatTheDiskRefusesAndGoesOnBehindThem) {
+  for (const char* line : {"one\n", "two\n", "three\n", "four\n"}) {
+    disk.full = line[0] == 't';
+    writer().write(line);
+    EXPECT_TRUE(writer().flush(kNeverReached));
+  }
+  EXPECT_EQ(writer().losses().bytes, 10U);
+  EXPECT_EQ(writer().losses().lastError, 61);
+  EXPECT_EQ(end(), "one\n<2 10 61>\nfour\n");
+}
+
+TEST_F(BackgroundWriterTest, LeavesNoHoleInAFileThatAnotherProgramHasTruncated) {
+  writer().write("one\n");
+  EXPECT_TRUE(writer().flush(kNeverReached));
+  disk.files[0]->text.clear();
+  writer().write("two\n");
+  EXPECT_EQ(end(), "two\n");
+}
+
+TEST_F(BackgroundWriterTest, BeginsTheNextFileWhereOneIsFullIfThereIsOne) {
+  plan.fileBytesMax = 10;
+  int begun = 0;
+  plan.nextFile = [&] { return ++begun == 2 ? nullptr : disk.create(); };
+  for (const char* line : {"one\n", "two\n", "three\n", "four\n", "five\n", "six\n"}) {
+    writer().write(line);
+    EXPECT_TRUE(writer().flush(kNeverReached));
+  }
+  EXPECT_FALSE(writer().losses().any());
+  EXPECT_EQ(end(0), "one\ntwo\n");
+  EXPECT_EQ(disk.files.at(1)->text, "three\nfour\n");
+  EXPECT_EQ(disk.files.at(2)->text, "five\nsix\n");
+}
+
+TEST_F(BackgroundWriterTest, EndsAFullFileWithItsLastLineAndThenWritesNothing) {
+  plan.fileBytesMax = 12;
+  plan.lastLine = "end\n";
+  for (const char* line : {"one\n", "two\n", "three\n", "x\n"}) {
+    writer().write(line);
+    EXPECT_TRUE(writer().flush(kNeverReached));
+  }
+  EXPECT_TRUE(writer().full());
+  EXPECT_FALSE(writer().losses().any());
+  EXPECT_EQ(end(), "one\ntwo\nend\n");
+}
+
+}  // namespace
+}  // namespace quarnex
