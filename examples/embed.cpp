@@ -21,8 +21,10 @@ int main() {
       sent = true;
     }
     while (quarn.MessaggioArrivato(server)) {
+      const bool isReport = quarn.reportWaits(server);
       const std::string item = quarn.GetMessaggioArrivato(server);
-      if (const auto report = quarnex::parseEventReport(item)) {
+      const auto report = quarnex::parseEventReport(item);
+      if (isReport && report) {
         std::cout << "report " << report->code << ' ' << report->detail << '\n';
       } else {
         std::cout << "received " << item << '\n';

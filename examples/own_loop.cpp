@@ -32,8 +32,9 @@ bool allAcknowledged(const quarnex::LinkSnapshot& link) {
 
 void printItems(quarnex::QuarnSocket& quarn, std::int16_t link) {
   while (quarn.MessaggioArrivato(link)) {
+    const bool isReport = quarn.reportWaits(link);
     const std::string item = quarn.GetMessaggioArrivato(link);
-    if (!quarnex::parseEventReport(item)) std::cout << item << std::endl;
+    if (!isReport) std::cout << item << std::endl;
   }
 }
 

@@ -34,12 +34,14 @@ struct EventReport {
 
 /// Takes apart a text such as "X000E0701[#I5#$TABC$$S127.0.0.1:20105$]09300518112026". Returns nothing if
 /// `text` is not a complete, well-formed report with one of the codes above. A peer can send a text in the
-/// form of a report, and nothing distinguishes the two.
+/// form of a report: `QuarnSocket::reportWaits` distinguishes the two, the form does not.
 ///
 /// Example:
 ///
+///     const bool isReport = quarn.reportWaits(link);
 ///     const std::string item = quarn.GetMessaggioArrivato(link);
-///     if (auto report = quarnex::parseEventReport(item)) {
+///     const auto report = isReport ? quarnex::parseEventReport(item) : std::nullopt;
+///     if (report) {
 ///       if (report->code == quarnex::kNotAnsweringReport) alarm(report->type, report->detail);
 ///     } else {
 ///       handle(item);

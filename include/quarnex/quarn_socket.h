@@ -59,8 +59,8 @@ class QUARNEX_API QuarnSocket {
   /// memory runs out. Links are never removed.
   std::int16_t Add(std::string_view Tipo, std::int16_t IdQUARN, bool ConnessioneClient, bool UsaTcp);
 
-  /// Takes out the oldest received item: a text of the peer, or an event report (see `parseEventReport`). ""
-  /// if there is none or the index is invalid.
+  /// Takes out the oldest received item: a text of the peer, or an event report (see `reportWaits` and
+  /// `parseEventReport`). "" if there is none or the index is invalid.
   std::string GetMessaggioArrivato(std::int16_t IdxQuarn);
 
   /// -1 if no link over TCP is in service any more, otherwise 0.
@@ -115,6 +115,17 @@ class QUARNEX_API QuarnSocket {
   /// Describes the state of the link and the reason why it is down. Changes nothing. Returns a snapshot with
   /// `index` 0 for an invalid index. Not part of the component class.
   LinkSnapshot snapshot(std::int16_t IdxQuarn) const;
+
+  /// True if the item that `GetMessaggioArrivato` takes next is an event report of the library. False if it
+  /// is a text of the peer, even one in the form of a report, and if no item waits or the index is invalid.
+  /// Changes nothing. Not part of the component class.
+  ///
+  ///     while (quarn.MessaggioArrivato(link)) {
+  ///       const bool isReport = quarn.reportWaits(link);
+  ///       const std::string item = quarn.GetMessaggioArrivato(link);
+  ///       if (isReport) handleReport(item); else handleText(item);
+  ///     }
+  bool reportWaits(std::int16_t IdxQuarn) const;
 
   /// Sets the memory that peers can make the links hold. Throws `Failure` 5 after the first `Add`, and for
   /// limits that leave no room for a whole frame of the permitted length. Not part of the component class.

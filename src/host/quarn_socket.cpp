@@ -266,4 +266,9 @@ LinkSnapshot QuarnSocket::snapshot(std::int16_t IdxQuarn) const {
   return numbered(*library_, [&] { return takeSnapshot(*library_, IdxQuarn); });
 }
 
+bool QuarnSocket::reportWaits(std::int16_t IdxQuarn) const {
+  QUARNEX_ASSERT(library_->thread == std::this_thread::get_id());
+  return library_->validIndex(IdxQuarn) && BufferFrontMarked(library_->ConnectionTable[IdxQuarn].CodaArrivo);
+}
+
 }  // namespace quarnex

@@ -77,6 +77,22 @@ TEST(HostMethods, QueueTextsOrDropThemSilently) {
   EXPECT_EQ(host.quarn.ProntoPerUscire(), -1);
 }
 
+TEST(HostMethods, TellReportsFromTextsInTheFormOfAReport) {
+  const std::string forged = "X000E0702[#I5#$TMIRTAN$]09300518112026";
+  StubHost host;
+  host.addOpen(true);
+  sequence(after(11), callEnds(0))(host);
+  host.receive(1, "0000054|" + forged + "|AB|9CMD|9.|");
+  std::vector<std::string> kinds;
+  while (host.quarn.MessaggioArrivato(1)) {
+    const bool report = host.quarn.reportWaits(1);
+    kinds.push_back((report ? "report " : "text ") + host.quarn.GetMessaggioArrivato(1).substr(0, 9));
+  }
+  EXPECT_THAT(kinds, ElementsAre("report X000E0701", "text X000E0702", "text AB"));
+  for (const std::int16_t index : std::initializer_list<std::int16_t>{0, 1, 2})
+    EXPECT_FALSE(host.quarn.reportWaits(index)) << index;
+}
+
 TEST(HostMethods, WriteTheLogAndTheCapture) {
   StubHost host;
   host.failing.insert({"createLog", Failure(76, "Path not found")});

@@ -74,8 +74,9 @@ StubSocket& StubHost::carrier(std::int16_t index) {
 std::vector<std::string> StubHost::inbound(std::int16_t index) {
   std::vector<std::string> items;
   while (quarn.MessaggioArrivato(index)) {
+    const bool isReport = quarn.reportWaits(index);
     std::string item = quarn.GetMessaggioArrivato(index);
-    if (const auto report = parseEventReport(item)) {
+    if (const auto report = parseEventReport(item); report && isReport) {
       item = std::to_string(report->code) + (report->detail.empty() ? "" : " " + report->detail);
     }
     items.push_back(std::move(item));

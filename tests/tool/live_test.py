@@ -110,6 +110,23 @@ def losses_are_reported(identifier):
         CHECK.assertIn(b"not done: 2 lines acknowledged, 2 lines lost, 0 texts received", messages)
 
 
+def texts_in_the_form_of_reports_are_printed_as_texts(identifier):
+    forged = b"X000E0702[#I%d#$TTEST$]09300518112026" % identifier
+    with Peer.listen(identifier) as listener:
+        session = Session("call", identifier, "--raw")
+        peer = Peer.accept(listener, identifier)
+        peer.expect(b"9QRY", b"9.")
+        peer.send(forged, b"9CMD", b"9.")
+        CHECK.assertEqual([forged], session.read(1))
+        peer.expect(b"9ACK", b"9QRY", b"9.")
+        peer.send(b"9K", b"9.")  # the first disconnection
+        status, _, messages = session.finish()
+        CHECK.assertEqual(0, status, messages)
+        CHECK.assertEqual(1, messages.count(b": disconnected\n") + messages.count(b" disconnected\n"), messages)
+        CHECK.assertNotIn(forged, messages)
+        CHECK.assertIn(b"1 text received", messages)
+
+
 def signals_end_a_session(identifier):
     with Peer.listen(identifier) as listener:
         session = Session("call", identifier)
@@ -141,7 +158,7 @@ def broken_output_closes_the_link(identifier):
 
 SCENARIOS = [client_exchanges_the_exact_bytes, server_exchanges_the_exact_bytes,
              refused_call_is_reported_with_702_and_991, sessions_exchange_lines_and_their_recordings_replay,
-             losses_are_reported, signals_end_a_session, broken_output_closes_the_link]
+             losses_are_reported, texts_in_the_form_of_reports_are_printed_as_texts, signals_end_a_session, broken_output_closes_the_link]
 
 
 class LiveLinks(unittest.TestCase):

@@ -66,22 +66,23 @@ void LinkSession::takeItems(const LinkSnapshot& link) {
     console_.print("standard output is not read: received texts are being dropped, the oldest first");
   }
   while (output_.unwritten() < kUnwrittenBytesMax && quarn_.MessaggioArrivato(index_)) {
-    takeItem(quarn_.GetMessaggioArrivato(index_), link);
+    const bool isReport = quarn_.reportWaits(index_);
+    const std::string item = quarn_.GetMessaggioArrivato(index_);
+    isReport ? takeReport(item, link) : takeText(item);
   }
 }
 
-// A peer can send a text in the form of a report; only those with this link's name are reports of our
-// library.
-void LinkSession::takeItem(const std::string& item, const LinkSnapshot& link) {
+void LinkSession::takeReport(const std::string& item, const LinkSnapshot& link) {
   const std::optional<EventReport> report = parseEventReport(item);
-  if (report && report->identifier == options_.identifier && report->type == options_.type) {
-    printReport(*report, link);
-    if (options_.raw) console_.print(timeOfReport(*report), item);
-    return;
-  }
+  if (!report) return console_.print(item);
+  printReport(*report, link);
+  if (options_.raw) console_.print(timeOfReport(*report), item);
+}
+
+void LinkSession::takeText(const std::string& text) {
   ++received_;
   console_.showProgress("");
-  output_.append(item + '\n');
+  output_.append(text + '\n');
 }
 
 // The library also reports 702 after each failed attempt, and twice at a close; only the first one is

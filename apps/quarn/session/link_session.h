@@ -44,7 +44,8 @@ class LinkSession {
 
   void step();
   void takeItems(const LinkSnapshot& link);
-  void takeItem(const std::string& item, const LinkSnapshot& link);
+  void takeReport(const std::string& item, const LinkSnapshot& link);
+  void takeText(const std::string& text);
   void printReport(const EventReport& report, const LinkSnapshot& link);
   void takeTraces(const LinkSnapshot& link);
   void printState(const LinkSnapshot& link);

@@ -50,7 +50,7 @@ void SegnalaEvento(Library& library, ConnectionRecord& rec, std::int16_t codice,
   if (!dettaglio.empty()) (report += "$S").append(dettaglio) += '$';
   report += ']' + stamp;
   Traccia(library, rec.IdxQuarn, "P:", report);
-  BufferPut(rec.CodaArrivo, report);
+  BufferPut(rec.CodaArrivo, report, true);
 }
 
 void SegnalaConnesso(Library& library, ConnectionRecord& rec) {

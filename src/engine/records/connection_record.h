@@ -71,7 +71,7 @@ struct alignas(kCacheLine) ConnectionRecord {
   std::string FrameRicevuto;          // the complete frame
   std::string Tipo;                   // peer type
   std::string UltimoErrore;           // text of the last error notice that had a code
-  TextBuffer CodaArrivo;              // inbound: the peer's texts and the event reports
+  TextBuffer CodaArrivo;              // inbound: the peer's texts, and the event reports, which are marked
   TextBuffer CodaDebug;               // captured trace texts
   std::int16_t IdQuarn = 0;           // peer identifier
   std::int16_t ContaAlive = 0;        // keep-alive expiries in a row

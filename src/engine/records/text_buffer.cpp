@@ -2,23 +2,30 @@
 
 #include <algorithm>
 #include <cstring>
-#include "quarnex/times_and_limits.h"
+#include <limits>
 
+#include "quarnex/times_and_limits.h"
 #include "services/assertion.h"
 
 namespace quarnex {
 namespace {
 
-using Length = std::size_t;
+// The length of a text, and `kMarked` if it is a marked one.
+using Head = std::size_t;
+constexpr Head kMarked = ~(std::numeric_limits<Head>::max() >> 1);
 
-std::string_view bytesOf(const Length& length) {
-  return {reinterpret_cast<const char*>(&length), sizeof length};
+std::string_view bytesOf(const Head& head) {
+  return {reinterpret_cast<const char*>(&head), sizeof head};
+}
+
+Head firstHead(std::string_view items) {
+  Head head = 0;
+  std::memcpy(&head, items.data(), sizeof head);
+  return head;
 }
 
 std::string_view firstText(std::string_view items) {
-  Length length = 0;
-  std::memcpy(&length, items.data(), sizeof length);
-  return items.substr(sizeof length, length);
+  return items.substr(sizeof(Head), firstHead(items) & ~kMarked);
 }
 
 // The count, the capacity and the stored bytes agree.
@@ -35,7 +42,7 @@ void BufferInit(TextBuffer& buffer, std::int16_t capacity) {
   buffer.Capacity = capacity;
 }
 
-void BufferPut(TextBuffer& buffer, std::string_view text) {
+void BufferPut(TextBuffer& buffer, std::string_view text, bool marked) {
   QUARNEX_ASSERT(isSound(buffer));
   if (buffer.Capacity <= 0) return;
   if (buffer.Count >= buffer.Capacity && buffer.Capacity < kQueueCapacityMax) {
@@ -43,7 +50,7 @@ void BufferPut(TextBuffer& buffer, std::string_view text) {
   }
   if (buffer.Count >= buffer.Capacity) BufferDrop(buffer);
   if (!buffer.Items) buffer.Items = std::make_unique<ByteChunks>();
-  buffer.Items->appendWhole(bytesOf(text.size()), text);
+  buffer.Items->appendWhole(bytesOf(text.size() | (marked ? kMarked : 0)), text);
   ++buffer.Count;
 }
 
@@ -57,10 +64,14 @@ std::string_view BufferFront(const TextBuffer& buffer) {
   return buffer.Count > 0 ? firstText(buffer.Items->front()) : std::string_view();
 }
 
+bool BufferFrontMarked(const TextBuffer& buffer) {
+  return buffer.Count > 0 && (firstHead(buffer.Items->front()) & kMarked) != 0;
+}
+
 void BufferDrop(TextBuffer& buffer) {
   QUARNEX_ASSERT(isSound(buffer));
   if (buffer.Count <= 0) return;
-  buffer.Items->consume(sizeof(Length) + BufferFront(buffer).size());
+  buffer.Items->consume(sizeof(Head) + BufferFront(buffer).size());
   --buffer.Count;
 }
 
@@ -68,7 +79,7 @@ std::vector<std::string_view> BufferTexts(const TextBuffer& buffer, std::size_t 
   std::vector<std::string_view> texts;
   if (buffer.Count <= 0) return texts;
   buffer.Items->visit([&](std::string_view items) {
-    for (; !items.empty() && texts.size() < most; items.remove_prefix(sizeof(Length) + texts.back().size())) {
+    for (; !items.empty() && texts.size() < most; items.remove_prefix(sizeof(Head) + texts.back().size())) {
       texts.push_back(firstText(items));
     }
     return texts.size() < most;

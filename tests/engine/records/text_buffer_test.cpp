@@ -41,10 +41,13 @@ TEST_P(TextBufferTest, KeepsOrderGrowsAndDropsLikeAQueue) {
     if (random() % 10 < (filling ? 9U : 2U)) {
       const std::string text =
           random() % 50 == 0 ? "" : std::to_string(step) + std::string(random() % 40, 'x');
-      BufferPut(buffer, text);
+      BufferPut(buffer, text, text.size() % 2 != 0);
       model.put(text);
     } else {
-      ASSERT_EQ(BufferGet(buffer), model.get()) << "step " << step;
+      const bool marked = BufferFrontMarked(buffer);
+      const std::string text = model.get();
+      ASSERT_EQ(marked, text.size() % 2 != 0) << "step " << step;
+      ASSERT_EQ(BufferGet(buffer), text) << "step " << step;
     }
     ASSERT_EQ(static_cast<std::size_t>(buffer.Count), model.items.size()) << "step " << step;
     ASSERT_EQ(buffer.Capacity, GetParam() > 0 ? static_cast<int>(model.capacity) : GetParam())
