@@ -46,7 +46,6 @@ class LineReader {
 
  private:
   InputLine cut(std::size_t end, std::size_t nextStart);
-  void dropOverlongLine();
 
   int descriptor_;
   std::size_t lineBytesMax_;

@@ -1,14 +1,17 @@
 """Tests the tool's command line, its JSON-RPC requests and its input lines. No test waits for a link."""
 
 import json
+import os
 import pathlib
 import subprocess
+import tempfile
 import unittest
 
 from peer import IDENTIFIERS
 from tool import QUARN, run
 
-DEEP = 1_000_000
+LIMIT = 1024 * 1024  # bytes of a request line
+DEEP = LIMIT // 2
 RECORDING = pathlib.Path(__file__).parents[1] / "data/recordings/called-1a.jsonl"
 
 
@@ -23,8 +26,16 @@ class Requests(unittest.TestCase):
         ("no JSON", -32700),
         ('{"jsonrpc":"2.0","id":1,"method":"Uscita"', -32700),
         ('"\xff"', -32700),
-        ("[" * DEEP, -32700),
+        ("[" * LIMIT, -32700),
+        (" " * (LIMIT - 2) + "{}", -32600),
+        ('"' + "x" * LIMIT, -32600),  # longer, so that it is not even read
+        *[(f'{{"a":{value}}}', -32700) for value in
+          ("01", "-", "-true", "1.", "1e", ".5", "+1", "tru", "'a'", '"\t"', '"\\x"', '"\\u12g4"', '"\\ud800"',
+           '"\\udc00"', '"\\ud800\\u0041"', "[1,]", "[1 2]", "{", "[}", '{"a"}', '{"a":1,}', "1}", "")],
+        *[(f'{{"a":{value}}}', -32600) for value in
+          ("-0.5e+10", "0", "1E-2", '"\\ud83d\\ude00"', '"\\"\\/\\b"', "[]", '[{"a":[{}, 1]}, "]"]', " null ")],
         ("[" * DEEP + "]" * DEEP, -32600),
+        ('{"id":1,"x":' + "[" * 100_000 + "]" * 100_000 + "}", -32600),
         ("[" + request("Uscita") + "]", -32600),
         ("{}", -32600),
         ('{"id":1,"method":"Uscita"}', -32600),
@@ -34,8 +45,10 @@ class Requests(unittest.TestCase):
         (request("Init", ["a", "b"]), -32602),
         (request("Init"), -32602),
         (request("Init", {"s": "a"}), -32602),
-        (request("Init", ["\u0100"]), -32602),
-        ('{"jsonrpc":"2.0","id":1,"method":"Init","params":[' + '{"a":' * DEEP + "1" + "}" * DEEP + "]}", -32602),
+        (request("Init", ["/t/\u0100\U0001f600"]), None),
+        (request("Invia", [1, "\u0100"]), -32602),
+        ('{"jsonrpc":"2.0","id":1,"method":"Init","params":[' + '{"a":' * 100_000 + "1" + "}" * 100_000 + "]}", -32602),
+        (request("Init", list(range(100_000))), -32602),
         (request("Connesso", [32768]), -32602),
         (request("Connesso", [2**64 - 1]), -32602),
         (request("Connesso", [1.0]), -32602),
@@ -44,7 +57,7 @@ class Requests(unittest.TestCase):
         (request("Connesso", [-32768]), True),
         (request("Init", ["/no/such/place/"]), None),
         (request("AttivaLog"), 76),
-        (request("Add", ["T" * 3_000_000, 5, True, True]), 1),
+        (request("Add", ["T" * 1_000_000, 5, True, True]), 1),
         (request("Add", ["\u00ff\u0000", 5, True, False]), 2),
         (request("MessaggioArrivato", [1]), False),
         (request("GetMessaggioArrivato", [0]), ""),
@@ -61,6 +74,26 @@ class Requests(unittest.TestCase):
                 self.assertEqual("2.0", answer["jsonrpc"])
                 got = answer["error"]["code"] if "error" in answer else answer["result"]
                 self.assertEqual((type(expected), expected), (type(got), got))
+
+    def test_ids_return_as_they_were_sent(self):
+        ids = [b"123456789012345678901234567890", b"1.0", b"1e3", b"-0", b"null", rb'"\u0061\/\ud83d\ude00"',
+               '"\u00e8\u0001f600"'.replace("\u0001f600", "\U0001f600").encode(), b'"' + b"i" * 100_000 + b'"']
+        lines = b"".join(b'{ "id" : %s , "jsonrpc":"2.0","\\u006dethod":"ProntoPerUscire"}\n' % i for i in ids)
+        answers = run("rpc", text=lines).stdout.splitlines()
+        self.assertEqual([b'{"jsonrpc":"2.0","id":%s,"result":-1}' % i for i in ids], answers)
+
+    def test_the_prefix_of_the_log_is_a_path_in_unicode(self):
+        with tempfile.TemporaryDirectory() as directory:
+            prefix = os.path.join(directory, "registro-\u00e8-\u65e5\u672c-\U0001f600-")
+            for ascii_only in (True, False):
+                lines = [json.dumps({"jsonrpc": "2.0", "id": 1, "method": method, "params": params},
+                                    ensure_ascii=ascii_only) for method, params in
+                         (("Init", [prefix]), ("AttivaLog", []), ("DisattivaLog", [0]))]
+                result = run("rpc", text="\n".join(lines).encode())
+                self.assertEqual(3, result.stdout.count(b'"result":null'), result)
+                files = os.listdir(directory)
+                self.assertTrue(len(files) == 1 and os.path.join(directory, files[0]).startswith(prefix), files)
+                os.remove(os.path.join(directory, files[0]))
 
     def test_requests_without_id_are_executed_and_not_answered(self):
         silent = json.dumps({"jsonrpc": "2.0", "method": "Add", "params": ["T", 1, True, False]})

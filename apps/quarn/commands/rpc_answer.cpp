@@ -1,19 +1,17 @@
 #include "quarn/commands/rpc_answer.h"
 
-#include <limits>
+#include <charconv>
 #include <new>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <utility>
 #include <vector>
 
 #include "host/method_table.h"
+#include "quarn/commands/json_scanner.h"
 #include "recording/format/text_codes.h"
 
 namespace quarnex::tool {
 namespace {
-
-using Json = nlohmann::json;
 
 constexpr int kNoJson = -32700;
 constexpr int kNoRequest = -32600;
@@ -28,90 +26,132 @@ struct RpcError {
   std::string message;
 };
 
-const Json* memberOf(const Json& object, const char* key) {
-  const auto found = object.find(key);
-  return found == object.end() ? nullptr : &*found;
+// The values of one request as they were sent; empty where the request has no such member.
+struct Request {
+  std::string_view version, id, method, params;
+};
+
+bool isString(std::string_view json) {
+  return json.starts_with('"');
 }
 
-bool isId(const Json& json) {
-  return json.is_string() || json.is_number() || json.is_null();
+bool isId(std::string_view json) {
+  return isString(json) || json == "null" || json.find_first_of("-0123456789") == 0;
 }
 
-std::string response(const Json* id, const std::string& member) {
-  return R"({"jsonrpc":"2.0","id":)" + (id != nullptr && isId(*id) ? id->dump() : "null") + ',' + member +
-         '}';
+std::string response(std::string_view id, const std::string& member) {
+  std::string line = R"({"jsonrpc":"2.0","id":)";
+  line += isId(id) ? id : "null";
+  return line + ',' + member + '}';
 }
 
-std::string errorResponse(const Json* id, const RpcError& error) {
+std::string errorResponse(std::string_view id, const RpcError& error) {
   return response(id, R"("error":{"code":)" + std::to_string(error.code) + R"(,"message":)" +
                           recording::jsonString(error.message) + '}');
 }
 
-const Method& methodOf(const Json& request) {
-  const Json* version = memberOf(request, "jsonrpc");
-  const Json* name = memberOf(request, "method");
-  if (version == nullptr || *version != "2.0") throw RpcError{kNoRequest, R"("jsonrpc" has to be "2.0")"};
-  if (name == nullptr || !name->is_string()) throw RpcError{kNoRequest, R"("method" has to be a string)"};
-  const Method* method = findMethod(name->get_ref<const std::string&>());
+// Nothing if `line` is not JSON. Of members with the same name the last one counts.
+std::optional<Request> parseRequest(std::string_view line) {
+  constexpr std::size_t kNameBytesMax = 64;  // more than any of the names has, with every character escaped
+  Request request;
+  const auto take = [&request](std::string_view name, std::string_view value) {
+    if (!isString(name) || name.size() > kNameBytesMax) return;
+    const std::string known = utf8OfString(name);
+    if (known == "jsonrpc") request.version = value;
+    if (known == "id") request.id = value;
+    if (known == "method") request.method = value;
+    if (known == "params") request.params = value;
+  };
+  if (!scanJson(line, take)) return std::nullopt;
+  return request;
+}
+
+bool isObject(std::string_view json) {
+  const std::size_t first = json.find_first_not_of(" \t\r\n");
+  return first != json.npos && json[first] == '{';
+}
+
+const Method& methodOf(const Request& request) {
+  if (!isString(request.version) || utf8OfString(request.version) != "2.0")
+    throw RpcError{kNoRequest, R"("jsonrpc" has to be "2.0")"};
+  if (!isString(request.method)) throw RpcError{kNoRequest, R"("method" has to be a string)"};
+  const Method* method = findMethod(utf8OfString(request.method));
   if (method == nullptr) throw RpcError{kUnknownMethod, "there is no such method"};
   return *method;
 }
 
-std::optional<Value> toInteger16(const Json& json) {
-  using Limits = std::numeric_limits<std::int16_t>;
-  if (!json.is_number_integer()) return std::nullopt;
-  if (json.is_number_unsigned() && json.get<std::uint64_t>() > Limits::max()) return std::nullopt;
-  const auto value = json.get<std::int64_t>();
-  if (value < Limits::min() || value > Limits::max()) return std::nullopt;
-  return static_cast<std::int16_t>(value);
+std::optional<Value> toInteger16(std::string_view json) {
+  std::int16_t value = 0;
+  const auto [end, error] = std::from_chars(json.data(), json.data() + json.size(), value);
+  if (error != std::errc() || end != json.data() + json.size()) return std::nullopt;
+  return value;
 }
 
-std::optional<Value> toText(Json& json) {
-  if (!json.is_string()) return std::nullopt;
-  std::string text = std::move(json.get_ref<std::string&>());
-  if (!recording::toBytes(text)) return std::nullopt;
-  return text;
+std::optional<Value> toBoolean(std::string_view json) {
+  if (json != "true" && json != "false") return std::nullopt;
+  return json == "true";
 }
 
-std::optional<Value> toValue(Json& json, ValueKind kind) {
+std::optional<Value> toText(std::string_view json, bool isPath) {
+  if (!isString(json)) return std::nullopt;
+  if (isPath) return utf8OfString(json);
+  std::optional<std::string> bytes = bytesOfString(json);
+  if (!bytes) return std::nullopt;
+  return std::move(*bytes);
+}
+
+// The beginning of the log file's name is a path, in Unicode; every other text is one for the wire.
+bool isPath(const Method& method) {
+  return method.dispatchId == static_cast<std::int32_t>(DispatchId::Init);
+}
+
+std::optional<Value> toValue(std::string_view json, ValueKind kind, bool isPath) {
   switch (kind) {
     case ValueKind::Integer:
       return toInteger16(json);
     case ValueKind::Boolean:
-      return json.is_boolean() ? std::optional<Value>(json.get<bool>()) : std::nullopt;
+      return toBoolean(json);
     case ValueKind::String:
-      return toText(json);
+      return toText(json, isPath);
     default:
       return std::nullopt;
   }
 }
 
-std::string inWords(ValueKind kind) {
+std::string inWords(ValueKind kind, bool isPath) {
   switch (kind) {
     case ValueKind::Integer:
-      return "an integer from " + std::to_string(std::numeric_limits<std::int16_t>::min()) + " to " +
-             std::to_string(std::numeric_limits<std::int16_t>::max());
+      return "an integer from -32768 to 32767";
     case ValueKind::Boolean:
       return "true or false";
     default:
-      return "a string of characters with codes 0 to 255";
+      return isPath ? "a string" : "a string of characters with codes 0 to 255";
   }
 }
 
-std::vector<Value> parametersOf(Json& request, const Method& method) {
-  Json none = Json::array();
-  const auto found = request.find("params");
-  Json& given = found == request.end() ? none : *found;
-  if (!given.is_array() || given.size() != method.parameters.size()) {
+// The elements of the array, at most one more than `most`.
+std::optional<std::vector<std::string_view>> elementsOf(std::string_view params, std::size_t most) {
+  std::vector<std::string_view> elements;
+  if (params.empty()) return elements;
+  if (!params.starts_with('[')) return std::nullopt;
+  scanJson(params, [&](std::string_view, std::string_view value) {
+    if (elements.size() <= most) elements.push_back(value);
+  });
+  return elements;
+}
+
+std::vector<Value> parametersOf(const Request& request, const Method& method) {
+  const auto given = elementsOf(request.params, method.parameters.size());
+  if (!given || given->size() != method.parameters.size()) {
     throw RpcError{kWrongParameters, R"("params" has to be an array of )" +
                                          std::to_string(method.parameters.size()) + " parameters"};
   }
   std::vector<Value> values;
-  for (std::size_t i = 0; i < given.size(); ++i) {
-    const Parameter& parameter = method.parameters[i];
-    std::optional<Value> value = toValue(given[i], parameter.kind);
+  for (const Parameter& parameter : method.parameters) {
+    std::optional<Value> value = toValue((*given)[values.size()], parameter.kind, isPath(method));
     if (!value) {
-      throw RpcError{kWrongParameters, std::string(parameter.name) + " has to be " + inWords(parameter.kind)};
+      throw RpcError{kWrongParameters,
+                     std::string(parameter.name) + " has to be " + inWords(parameter.kind, isPath(method))};
     }
     values.push_back(std::move(*value));
   }
@@ -125,7 +165,7 @@ std::string toJson(const Value& value) {
   return "null";
 }
 
-std::string callMethod(QuarnSocket& quarn, Json& request) {
+std::string callMethod(QuarnSocket& quarn, const Request& request) {
   try {
     const Method& method = methodOf(request);
     return toJson(method.call(quarn, parametersOf(request, method)));
@@ -139,26 +179,30 @@ std::string callMethod(QuarnSocket& quarn, Json& request) {
 }
 
 std::string answer(QuarnSocket& quarn, std::string_view line) {
-  Json request = Json::parse(line, nullptr, false);
-  if (request.is_discarded()) return errorResponse(nullptr, {kNoJson, "this line is not JSON"});
-  if (!request.is_object()) return errorResponse(nullptr, {kNoRequest, "a request is one JSON object"});
-  const Json* id = memberOf(request, "id");
+  const std::optional<Request> request = parseRequest(line);
+  if (!request) return errorResponse("", {kNoJson, "this line is not JSON"});
+  if (!isObject(line)) return errorResponse("", {kNoRequest, "a request is one JSON object"});
+  const std::string_view id = request->id;
   try {
-    if (id != nullptr && !isId(*id)) throw RpcError{kNoRequest, R"("id" has to be a string or a number)"};
-    const std::string result = callMethod(quarn, request);
-    return id != nullptr ? response(id, R"("result":)" + result) : "";
+    if (!id.empty() && !isId(id)) throw RpcError{kNoRequest, R"("id" has to be a string or a number)"};
+    const std::string result = callMethod(quarn, *request);
+    return id.empty() ? "" : response(id, R"("result":)" + result);
   } catch (const RpcError& error) {
-    return id != nullptr || error.code == kNoRequest ? errorResponse(id, error) : "";
+    return !id.empty() || error.code == kNoRequest ? errorResponse(id, error) : "";
   }
 }
 
 }  // namespace
 
+std::string refuseLongRequest() {
+  return errorResponse("", {kNoRequest, "a request is a line of at most 1 MiB"});
+}
+
 std::string answerRequest(QuarnSocket& quarn, std::string_view line) {
   try {
     return answer(quarn, line);
   } catch (const std::bad_alloc&) {
-    return errorResponse(nullptr, {kOutOfMemory, kOutOfMemoryWords});
+    return errorResponse("", {kOutOfMemory, kOutOfMemoryWords});
   }
 }
 

@@ -1,6 +1,7 @@
 // Answers JSON-RPC 2.0 requests by calling the host methods by name.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -8,8 +9,17 @@
 
 namespace quarnex::tool {
 
-/// Executes the request in one line (any bytes) and returns the response, one line without a line end. A
-/// request without `id` is executed but not answered: returns "".
+/// Longest request. The longest text that fits into a message needs less than 200 KiB with every character
+/// escaped ("\u00E8").
+constexpr std::size_t kRequestBytesMax = std::size_t{1024} * 1024;
+
+/// Executes the request in one line (any bytes) and returns the response, one line without a line end. The
+/// response carries the id exactly as it was sent. A request without `id` is executed but not answered:
+/// returns "". Takes at most a few milliseconds for a line of `kRequestBytesMax`, beside the time of the
+/// method.
 std::string answerRequest(QuarnSocket& quarn, std::string_view line);
+
+/// The response to a line that is longer than `kRequestBytesMax`, and therefore not a request.
+std::string refuseLongRequest();
 
 }  // namespace quarnex::tool

@@ -20,11 +20,7 @@ using std::chrono::steady_clock;
 // No request is answered while more bytes than this are unwritten.
 constexpr std::size_t kUnwrittenBytesMax = std::size_t{1024} * 1024;
 // Longest time for requests before the links' loop turns again.
-constexpr auto kRequestTime = 20ms;
-
-constexpr std::size_t kLineBytesMax = std::size_t{256} * 1024 * 1024;
-constexpr std::string_view kTooLong =
-    R"({"jsonrpc":"2.0","id":null,"error":{"code":-32700,"message":"this line is longer than 256 MiB"}})";
+constexpr auto kRequestTime = 5ms;
 
 class RpcHost {
  public:
@@ -37,7 +33,7 @@ class RpcHost {
 
   QuarnSocket quarn_;
   HostLoop loop_;
-  LineReader input_{kStandardInput, kLineBytesMax};
+  LineReader input_{kStandardInput, kRequestBytesMax};
   OutputBuffer output_{kStandardOutput};
   bool mayHaveLine_ = false;  // input_ may hold a complete line
 };
@@ -62,7 +58,7 @@ void RpcHost::answerRequests() {
     const std::optional<InputLine> line = input_.next();
     mayHaveLine_ = line.has_value();
     if (!line) return;
-    const std::string answer = line->tooLong ? std::string(kTooLong) : answerRequest(quarn_, line->text);
+    const std::string answer = line->tooLong ? refuseLongRequest() : answerRequest(quarn_, line->text);
     if (!answer.empty()) output_.append(answer + '\n');
   }
 }
@@ -71,27 +67,30 @@ void RpcHost::answerRequests() {
 
 Command rpcCommand() {
   const auto recording = std::make_shared<std::optional<std::string>>();
-  return {.name = "rpc",
-          .summary = "offer the library's methods as JSON-RPC on standard input",
-          .details =
-              {"Reads one JSON-RPC 2.0 request per line and answers each in one line, in order. The methods "
-               "are the " +
+  return {
+      .name = "rpc",
+      .summary = "offer the library's methods as JSON-RPC on standard input",
+      .details =
+          {"Reads one JSON-RPC 2.0 request per line and answers each in one line, in order. The methods "
+           "are the " +
                std::to_string(methodTable().size()) +
                " of QuarnSocket, with their parameters in order. The links stay alive between the "
-               "requests. The process ends at the end of the input."},
-          .statuses =
-              {{0, "the input ended"},
-               {1,
-                "the input could not be read, the answers could not be written, or lines are missing in the "
-                "log or the recording"},
-               {2, "the recording could not be created"}},
-          .examples = {{"quarn rpc --record links.jsonl", "record everything, for quarn replay"},
-                       {"quarn rpc", "then type, for example:"},
-                       {R"({"jsonrpc":"2.0","id":1,"method":"Init","params":["/tmp/log-"]})", ""},
-                       {R"({"jsonrpc":"2.0","id":2,"method":"Add","params":["MIRTAN",5,true,true]})", ""},
-                       {R"({"jsonrpc":"2.0","id":3,"method":"GetMessaggioArrivato","params":[1]})", ""}},
-          .arguments = {recordOption(*recording)},
-          .run = [recording] { return beginRecording(*recording) ? RpcHost().run() : kNotStarted; }};
+               "requests. The process ends at the end of the input.",
+           "A request is a line of at most 1 MiB. A character of a text has a code from 0 to 255 and is one "
+           "byte; the parameter of Init is the beginning of a path, any Unicode text."},
+      .statuses =
+          {{0, "the input ended"},
+           {1,
+            "the input could not be read, the answers could not be written, or lines are missing in the "
+            "log or the recording"},
+           {2, "the recording could not be created"}},
+      .examples = {{"quarn rpc --record links.jsonl", "record everything, for quarn replay"},
+                   {"quarn rpc", "then type, for example:"},
+                   {R"({"jsonrpc":"2.0","id":1,"method":"Init","params":["/tmp/log-"]})", ""},
+                   {R"({"jsonrpc":"2.0","id":2,"method":"Add","params":["MIRTAN",5,true,true]})", ""},
+                   {R"({"jsonrpc":"2.0","id":3,"method":"GetMessaggioArrivato","params":[1]})", ""}},
+      .arguments = {recordOption(*recording)},
+      .run = [recording] { return beginRecording(*recording) ? RpcHost().run() : kNotStarted; }};
 }
 
 }  // namespace quarnex::tool
