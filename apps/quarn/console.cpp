@@ -3,27 +3,9 @@
 #include <array>
 #include <ctime>
 
+#include "quarn/printable.h"
+
 namespace quarnex::tool {
-namespace {
-
-std::string printable(std::string_view words) {
-  constexpr std::string_view kDigits = "0123456789ABCDEF";
-  std::string shown;
-  for (const char c : words) {
-    const auto code = static_cast<unsigned char>(c);
-    if (code >= 32 && code != 127) {
-      shown += c;
-    } else {
-      shown += "\\x";
-      shown += kDigits[code / 16];
-      shown += kDigits[code % 16];
-    }
-  }
-  return shown;
-}
-
-}  // namespace
-
 Console::Console() : output_(kStandardError), terminal_(isTerminal(kStandardError)) {}
 
 void Console::print(std::string_view words) {
@@ -40,7 +22,7 @@ void Console::showProgress(const std::string& words) {
   if (!terminal_ || words == progress_) return;
   progress_ = words;
   write(kEraseLine);
-  write(words);
+  write(printable(words));
 }
 
 // If standard error is not read, later messages are dropped; links are not delayed and memory stays bounded.

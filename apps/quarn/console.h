@@ -15,8 +15,7 @@ class Console {
 
   OutputBuffer& output() { return output_; }
 
-  /// Prints "14:20:05 words". Control characters appear as \x1B, so that a peer's bytes cannot control the
-  /// terminal.
+  /// Prints "14:20:05 words", as `printable` shows them.
   void print(std::string_view words);
   /// Prints `words` with the given time of day ("14:20:05").
   void print(std::string_view timeOfDay, std::string_view words);

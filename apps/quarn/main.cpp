@@ -1,9 +1,12 @@
 // quarn: keeps links with Quarn peers from the command line.
 #include <exception>
 #include <iostream>
+#include <optional>
 
 #include "quarn/commands.h"
+#include "quarn/printable.h"
 #include "quarn/process_setup.h"
+#include "quarn/streams.h"
 
 namespace quarnex::tool {
 
@@ -36,8 +39,11 @@ const std::vector<Command>& commands() {
 
 int main(int argc, char** argv) {
   using namespace quarnex::tool;
+  prepareProcess();
+  const PrintableStream errors(std::cerr);
+  std::optional<PrintableStream> output;
+  if (isTerminal(kStandardOutput)) output.emplace(std::cout);
   try {
-    prepareProcess();
     const int exitStatus = runCommandLine(program(), commands(), argc, argv);
     if (std::cout.flush()) return exitStatus;
     std::cerr << "quarn: standard output cannot be written\n";

@@ -1,12 +1,12 @@
-// Prepares the process for many links (standard descriptors, ignored signals, descriptor limit), and catches
-// Ctrl-C and SIGTERM.
+// Prepares the process for many links (standard descriptors, ignored signals, descriptor limit) and for the
+// terminal's encoding, and catches Ctrl-C and SIGTERM.
 #pragma once
 
 namespace quarnex::tool {
 
 /// Opens /dev/null in place of a standard descriptor that the caller has closed, because a socket would take
 /// its number and receive our output. Ignores SIGPIPE and SIGXFSZ. Raises the descriptor limit to the hard
-/// limit.
+/// limit. Takes the encoding of characters from the environment (LC_ALL, LC_CTYPE, LANG).
 void prepareProcess();
 
 constexpr int kInterruptedStatus = 130;  // as shells report a process that Ctrl-C has ended

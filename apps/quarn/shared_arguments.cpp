@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "quarn/printable.h"
 #include "quarnex/failure.h"
 #include "quarnex/flight_recorder.h"
 #include "quarnex/ports.h"
@@ -81,7 +82,7 @@ bool beginRecording(const std::optional<std::string>& file) {
     recordFlight(*file);
     return true;
   } catch (const Failure& failure) {
-    std::cerr << "quarn: cannot record into \"" << *file << "\": " << failure.what() << " ("
+    std::cerr << "quarn: cannot record into \"" << printable(*file) << "\": " << failure.what() << " ("
               << failure.number() << "); give a file in an existing directory that you can write to\n";
     return false;
   }

@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "quarn/printable.h"
+
 namespace quarnex::tool {
 
 std::optional<InputLine> LineReader::next() {
@@ -25,6 +27,10 @@ InputLine LineReader::cut(std::size_t end, std::size_t nextStart) {
 
 void OutputBuffer::append(std::string_view bytes) {
   if (!broken()) bytes_ += bytes;
+}
+
+void OutputBuffer::appendLine(const std::string& text) {
+  append((isTerminal(descriptor_) ? printable(text) : text) + '\n');
 }
 
 bool OutputBuffer::readerGone() const {

@@ -66,6 +66,8 @@ class OutputBuffer {
   int descriptor() const { return descriptor_; }
 
   void append(std::string_view bytes);
+  /// Appends one line: on a terminal as `printable` shows it, otherwise exactly `text`.
+  void appendLine(const std::string& text);
 
   /// Number of bytes not written yet.
   std::size_t unwritten() const { return bytes_.size() - written_; }
@@ -92,6 +94,9 @@ class OutputBuffer {
 };
 
 bool isTerminal(int descriptor);
+
+/// True if the locale of the process writes characters in UTF-8.
+bool localeUsesUtf8();
 
 /// Waits at most `maxWait` (negative = no limit) until the links have work, `input` (if not null) is readable
 /// or an output with unwritten bytes is writable. Then reads, writes and turns the links' loop once.

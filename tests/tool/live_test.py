@@ -2,6 +2,7 @@
 
 import concurrent.futures
 import os
+import pty
 import signal
 import tempfile
 import unittest
@@ -127,6 +128,28 @@ def texts_in_the_form_of_reports_are_printed_as_texts(identifier):
         CHECK.assertIn(b"1 text received", messages)
 
 
+def terminals_and_messages_show_no_control_character(identifier, locale="C.UTF-8", others="\u00c8\u65e5".encode()):
+    escaped = "\u0080\u009b\u202e".encode()
+    shown = b"".join(b"%c" % code if 32 <= code < 127 else b"\\x%02X" % code for code in ALL_BYTES + escaped) + others
+    reader, terminal = pty.openpty()
+    with Peer.listen(identifier) as listener:
+        session = Session("call", identifier, "--trace", stdout=terminal, locale=locale)
+        peer = Peer.accept(listener, identifier)
+        peer.expect(b"9QRY", b"9.")
+        peer.send(ALL_BYTES + escaped + "\u00c8\u65e5".encode(), b"9CMD", b"9.")
+        peer.expect(b"9ACK", b"9QRY", b"9.")
+        CHECK.assertEqual(shown + b"\r\n", b"".join(iter(lambda: os.read(reader, 1), b"\n")) + b"\n")
+        peer.send(b"9K", b"9.")
+        status, _, messages = session.finish()
+        CHECK.assertEqual(0, status, messages)
+        CHECK.assertIn(b"X:" + shown, messages)
+        CHECK.assertTrue(all(line.isprintable() for line in messages.decode().splitlines()), messages)
+
+
+def terminals_without_utf8_show_only_ascii(identifier):
+    terminals_and_messages_show_no_control_character(identifier, "C", b"\\xC3\\x88\\xE6\\x97\\xA5")
+
+
 def signals_end_a_session(identifier):
     with Peer.listen(identifier) as listener:
         session = Session("call", identifier)
@@ -158,7 +181,9 @@ def broken_output_closes_the_link(identifier):
 
 SCENARIOS = [client_exchanges_the_exact_bytes, server_exchanges_the_exact_bytes,
              refused_call_is_reported_with_702_and_991, sessions_exchange_lines_and_their_recordings_replay,
-             losses_are_reported, texts_in_the_form_of_reports_are_printed_as_texts, signals_end_a_session, broken_output_closes_the_link]
+             losses_are_reported, texts_in_the_form_of_reports_are_printed_as_texts,
+             terminals_and_messages_show_no_control_character, terminals_without_utf8_show_only_ascii,
+             signals_end_a_session, broken_output_closes_the_link]
 
 
 class LiveLinks(unittest.TestCase):

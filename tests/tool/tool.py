@@ -66,10 +66,10 @@ class Rpc:
 class Session:
     """One `quarn listen` or `quarn call` process. Its input stays open until `finish`."""
 
-    def __init__(self, command: str, identifier: int, *options: str):
+    def __init__(self, command: str, identifier: int, *options: str, stdout=subprocess.PIPE, locale="C.UTF-8"):
         self.process = subprocess.Popen(
-            [QUARN, command, "TEST", str(identifier), *options],
-            bufsize=0, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+            [QUARN, command, "TEST", str(identifier), *options], env={**os.environ, "LC_ALL": locale},
+            bufsize=0, stdin=subprocess.PIPE, stdout=stdout, stderr=subprocess.PIPE)
 
     def write(self, *lines: bytes):
         self.process.stdin.write(b"".join(line + b"\n" for line in lines))

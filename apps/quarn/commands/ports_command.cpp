@@ -5,6 +5,7 @@
 #include <string>
 
 #include "quarn/commands.h"
+#include "quarn/printable.h"
 #include "quarn/shared_arguments.h"
 #include "quarnex/ports.h"
 
@@ -31,7 +32,8 @@ int printTable() {
 int printPort(const LinkName& link) {
   const LinkPort port = portOfLink(link.type, link.identifier);
   if (port.port == 0) {
-    std::cerr << "quarn: " << link.type << ' ' << link.identifier << " has no port: " << port.problem << '\n';
+    std::cerr << "quarn: " << printable(link.type) << ' ' << link.identifier
+              << " has no port: " << port.problem << '\n';
     return 1;
   }
   std::cout << port.port << '\n';

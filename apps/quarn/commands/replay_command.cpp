@@ -14,6 +14,7 @@
 
 #include "quarn/commands.h"
 #include "quarn/console.h"
+#include "quarn/printable.h"
 #include "recording/player/player.h"
 #include "recording/printer/recording_printer.h"
 
@@ -31,7 +32,7 @@ struct ReplayOptions {
 
 int reportDamage(const std::string& file, const std::string& problem) {
   std::cout.flush();
-  std::cerr << "quarn: " << file << ": " << problem << '\n';
+  std::cerr << "quarn: " << printable(file) << ": " << problem << '\n';
   return kDamaged;
 }
 

@@ -59,7 +59,7 @@ void RpcHost::answerRequests() {
     mayHaveLine_ = line.has_value();
     if (!line) return;
     const std::string answer = line->tooLong ? refuseLongRequest() : answerRequest(quarn_, line->text);
-    if (!answer.empty()) output_.append(answer + '\n');
+    if (!answer.empty()) output_.appendLine(answer);
   }
 }
 

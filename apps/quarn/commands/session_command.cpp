@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "quarn/commands.h"
+#include "quarn/printable.h"
 #include "quarn/session/link_session.h"
 #include "quarn/shared_arguments.h"
 #include "quarnex/times_and_limits.h"
@@ -28,7 +29,7 @@ int runSession(const SessionOptions& options) {
   try {
     session.open();
   } catch (const Failure& failure) {
-    std::cerr << "quarn: cannot create a log with the prefix \"" << options.logPrefix.value_or("")
+    std::cerr << "quarn: cannot create a log with the prefix \"" << printable(options.logPrefix.value_or(""))
               << "\": " << failure.what() << " (" << failure.number()
               << "); give an existing directory that you can write to, ending in /\n";
     return kNotStarted;
@@ -47,7 +48,9 @@ Command sessionCommand(bool client) {
           .details =
               {"Sends each line of standard input to the peer and prints the texts of the peer on standard "
                "output. At the end of the input, or on Ctrl-C, it waits until the peer has acknowledged "
-               "everything and closes the link. A second Ctrl-C ends it at once."},
+               "everything and closes the link. A second Ctrl-C ends it at once.",
+               "On a terminal and in messages, control characters and invalid bytes of a text appear as "
+               "\\x1B. In a pipe or a file, standard output has each text byte for byte, and a line feed."},
           .statuses =
               {{0, "the peer acknowledged everything and the link closed"},
                {1,

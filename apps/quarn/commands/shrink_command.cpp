@@ -9,6 +9,7 @@
 
 #include "quarn/commands.h"
 #include "quarn/console.h"
+#include "quarn/printable.h"
 #include "recording/shrinker/shrinker.h"
 #include "simulation/checks/engine_watch.h"
 
@@ -25,7 +26,7 @@ struct ShrinkOptions {
 };
 
 int reportProblem(const std::filesystem::path& file, const std::string& problem, int status = kDamaged) {
-  std::cerr << "quarn: " << file.string() << ": " << problem << '\n';
+  std::cerr << "quarn: " << printable(file.string()) << ": " << problem << '\n';
   return status;
 }
 

@@ -1,4 +1,5 @@
 // Reads and writes the standard streams, and turns the tool's loop, with poll.
+#include <langinfo.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -6,6 +7,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <string_view>
 #include <vector>
 
 #include "quarn/streams.h"
@@ -64,6 +66,10 @@ void OutputBuffer::writeOnce() {
 
 bool isTerminal(int descriptor) {
   return isatty(descriptor) == 1;
+}
+
+bool localeUsesUtf8() {
+  return std::string_view(nl_langinfo(CODESET)) == "UTF-8";
 }
 
 void turnHost(HostLoop& loop, LineReader* input, std::initializer_list<OutputBuffer*> outputs,

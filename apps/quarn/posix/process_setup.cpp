@@ -5,6 +5,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <clocale>
 #include <csignal>
 
 namespace quarnex::tool {
@@ -39,6 +40,7 @@ void prepareProcess() {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
   raiseDescriptorLimit();
+  std::setlocale(LC_CTYPE, "");
 }
 
 void catchInterruptions() {

@@ -82,7 +82,7 @@ void LinkSession::takeReport(const std::string& item, const LinkSnapshot& link) 
 void LinkSession::takeText(const std::string& text) {
   ++received_;
   console_.showProgress("");
-  output_.append(text + '\n');
+  output_.appendLine(text);
 }
 
 // The library also reports 702 after each failed attempt, and twice at a close; only the first one is
