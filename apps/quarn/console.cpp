@@ -1,6 +1,7 @@
 #include "quarn/console.h"
 
 #include <array>
+#include <chrono>
 #include <ctime>
 
 #include "quarn/printable.h"
@@ -23,6 +24,14 @@ void Console::showProgress(const std::string& words) {
   progress_ = words;
   write(kEraseLine);
   write(printable(words));
+}
+
+// The other output has a thread of its own, so its line could be faster.
+void Console::clearProgress() {
+  constexpr std::chrono::milliseconds kPatience{100};
+  if (progress_.empty()) return;
+  showProgress("");
+  output_.flush(std::chrono::steady_clock::now() + kPatience);
 }
 
 // If standard error is not read, later messages are dropped; links are not delayed and memory stays bounded.

@@ -13,7 +13,7 @@ class Console {
  public:
   Console();
 
-  OutputBuffer& output() { return output_; }
+  OutputWriter& output() { return output_; }
 
   /// Prints "14:20:05 words", as `printable` shows them.
   void print(std::string_view words);
@@ -23,11 +23,13 @@ class Console {
   /// Shows `words` as the last line of the terminal until the next message or progress; "" removes the line.
   /// Does nothing if standard error is not a terminal.
   void showProgress(const std::string& words);
+  /// Removes the progress line before another output to the terminal.
+  void clearProgress();
 
  private:
   void write(std::string_view bytes);
 
-  OutputBuffer output_;
+  OutputWriter output_;
   bool terminal_;
   std::string progress_;
 };

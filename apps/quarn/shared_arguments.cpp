@@ -95,18 +95,19 @@ std::string recordingProblem() {
              : "the disk does not accept the recording: " + std::to_string(bytes) + " bytes are missing";
 }
 
-bool finishFiles(QuarnSocket& quarn) {
+std::vector<std::string> finishFiles(QuarnSocket& quarn) {
   using std::chrono::steady_clock;
   const auto end = steady_clock::now() + kDiskPatience;
   const FileLosses ofRecording = flushFlight(kDiskPatience);
   const auto rest = std::chrono::duration_cast<std::chrono::milliseconds>(end - steady_clock::now());
   const FileLosses ofLog = quarn.flushLog(std::max(rest, std::chrono::milliseconds(0)));
+  std::vector<std::string> problems;
   for (const auto& [file, losses] : {std::pair{"recording", ofRecording}, {"log", ofLog}}) {
     if (losses.bytes == 0) continue;
-    std::cerr << "quarn: " << losses.lines << " lines (" << losses.bytes << " bytes) are missing in the "
-              << file << '\n';
+    problems.push_back(std::to_string(losses.lines) + " lines (" + std::to_string(losses.bytes) +
+                       " bytes) are missing in the " + file);
   }
-  return ofRecording.bytes + ofLog.bytes == 0;
+  return problems;
 }
 
 }  // namespace quarnex::tool

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "quarn/command.h"
 #include "quarnex/quarn_socket.h"
@@ -36,8 +37,8 @@ Argument recordOption(std::optional<std::string>& file);
 /// Describes the bytes that the disk has not accepted so far; "" if the recording is complete.
 std::string recordingProblem();
 
-/// Waits until log and recording are written, at most 2 seconds for a disk that hangs. Returns false, after a
-/// message on standard error, if lines are missing, whenever they were lost.
-[[nodiscard]] bool finishFiles(QuarnSocket& quarn);
+/// Waits until log and recording are written, at most 2 seconds for a disk that hangs. Returns a description
+/// of what is missing in each of them, whenever it was lost; nothing if both are complete.
+[[nodiscard]] std::vector<std::string> finishFiles(QuarnSocket& quarn);
 
 }  // namespace quarnex::tool

@@ -1,10 +1,5 @@
 #include "quarn/streams.h"
 
-#include <cerrno>
-#include <cstring>
-
-#include "quarn/printable.h"
-
 namespace quarnex::tool {
 
 std::optional<InputLine> LineReader::next() {
@@ -23,22 +18,6 @@ InputLine LineReader::cut(std::size_t end, std::size_t nextStart) {
   start_ = scanned_ = nextStart;
   overlong_ = false;
   return line;
-}
-
-void OutputBuffer::append(std::string_view bytes) {
-  if (!broken()) bytes_ += bytes;
-}
-
-void OutputBuffer::appendLine(const std::string& text) {
-  append((isTerminal(descriptor_) ? printable(text) : text) + '\n');
-}
-
-bool OutputBuffer::readerGone() const {
-  return failure_ == EPIPE;
-}
-
-std::string OutputBuffer::error() const {
-  return std::strerror(failure_);
 }
 
 }  // namespace quarnex::tool

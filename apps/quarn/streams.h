@@ -1,4 +1,4 @@
-// Reads lines and writes output without blocking, so that slow standard streams never delay the links.
+// Reads the lines of standard input without blocking, and turns the links' loop beside the standard streams.
 #pragma once
 
 #include <chrono>
@@ -7,8 +7,8 @@
 #include <initializer_list>
 #include <optional>
 #include <string>
-#include <string_view>
 
+#include "quarn/output_writer.h"
 #include "quarnex/host_loop.h"
 
 namespace quarnex::tool {
@@ -58,49 +58,14 @@ class LineReader {
   std::string error_;
 };
 
-/// Keeps the bytes that a descriptor's reader has not accepted yet.
-class OutputBuffer {
- public:
-  explicit OutputBuffer(int descriptor) : descriptor_(descriptor) {}
-
-  int descriptor() const { return descriptor_; }
-
-  void append(std::string_view bytes);
-  /// Appends one line: on a terminal as `printable` shows it, otherwise exactly `text`.
-  void appendLine(const std::string& text);
-
-  /// Number of bytes not written yet.
-  std::size_t unwritten() const { return bytes_.size() - written_; }
-
-  /// Writes as many bytes as the reader accepts now.
-  void writeSome();
-  /// Blocks until all bytes are written.
-  void flush();
-
-  /// True after a write error. All bytes appended later are discarded.
-  bool broken() const { return failure_ != 0; }
-  /// True if writing failed because the reader has closed the pipe.
-  bool readerGone() const;
-  /// Description of the write error.
-  std::string error() const;
-
- private:
-  void writeOnce();
-
-  int descriptor_;
-  std::string bytes_;
-  std::size_t written_ = 0;
-  int failure_ = 0;
-};
-
 bool isTerminal(int descriptor);
 
 /// True if the locale of the process writes characters in UTF-8.
 bool localeUsesUtf8();
 
 /// Waits at most `maxWait` (negative = no limit) until the links have work, `input` (if not null) is readable
-/// or an output with unwritten bytes is writable. Then reads, writes and turns the links' loop once.
-void turnHost(HostLoop& loop, LineReader* input, std::initializer_list<OutputBuffer*> outputs,
+/// or an output has been written or has failed. Then reads and turns the links' loop once.
+void turnHost(HostLoop& loop, LineReader* input, std::initializer_list<OutputWriter*> outputs,
               std::chrono::milliseconds maxWait);
 
 }  // namespace quarnex::tool

@@ -150,6 +150,32 @@ def terminals_without_utf8_show_only_ascii(identifier):
     terminals_and_messages_show_no_control_character(identifier, "C", b"\\xC3\\x88\\xE6\\x97\\xA5")
 
 
+def output_that_is_not_read_does_not_delay_the_end(identifier, *options):
+    with Peer.listen(identifier) as listener:
+        session = Session("call", identifier, "--wait", "2", *options)
+        peer = Peer.accept(listener, identifier)
+        peer.expect(b"9QRY", b"9.")
+        for _ in range(4):  # more than a pipe holds
+            peer.send(b"T" * 30_000, b"9CMD", b"9.")
+            peer.expect(b"9ACK", b"9QRY", b"9.")
+        peer.send(b"9NODATA", b"9.")
+        session.process.stdin.close()
+        peer.answer_queries_until(b"9K", b"9CMD", b"9.")
+        peer.send(b"9ACK", b"9.")
+        peer.connection.close()
+        CHECK.assertEqual(1, session.process.wait(10))
+        return session.process.stderr.read()
+
+
+def output_that_is_not_read_is_reported_behind_the_summary(identifier):
+    messages = output_that_is_not_read_does_not_delay_the_end(identifier)
+    CHECK.assertRegex(messages, rb"done: 0 lines acknowledged, 4 texts received\n.* \d+ bytes not written\n$")
+
+
+def messages_that_are_not_read_do_not_delay_the_end_either(identifier):
+    output_that_is_not_read_does_not_delay_the_end(identifier, "--trace")
+
+
 def signals_end_a_session(identifier):
     with Peer.listen(identifier) as listener:
         session = Session("call", identifier)
@@ -183,7 +209,9 @@ SCENARIOS = [client_exchanges_the_exact_bytes, server_exchanges_the_exact_bytes,
              refused_call_is_reported_with_702_and_991, sessions_exchange_lines_and_their_recordings_replay,
              losses_are_reported, texts_in_the_form_of_reports_are_printed_as_texts,
              terminals_and_messages_show_no_control_character, terminals_without_utf8_show_only_ascii,
-             signals_end_a_session, broken_output_closes_the_link]
+             output_that_is_not_read_is_reported_behind_the_summary,
+             messages_that_are_not_read_do_not_delay_the_end_either, signals_end_a_session,
+             broken_output_closes_the_link]
 
 
 class LiveLinks(unittest.TestCase):

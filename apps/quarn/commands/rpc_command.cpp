@@ -1,13 +1,15 @@
 // Answers JSON-RPC requests from standard input (quarn rpc).
 #include <chrono>
-#include <iostream>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "host/method_table.h"
 #include "quarn/commands.h"
 #include "quarn/commands/rpc_answer.h"
+#include "quarn/console.h"
+#include "quarn/printable.h"
 #include "quarn/shared_arguments.h"
 #include "quarn/streams.h"
 
@@ -22,6 +24,9 @@ constexpr std::size_t kUnwrittenBytesMax = std::size_t{1024} * 1024;
 // Longest time for requests before the links' loop turns again.
 constexpr auto kRequestTime = 5ms;
 
+// Longest wait at the end for a reader that accepts no further byte.
+constexpr auto kReaderPatience = 30s;
+
 class RpcHost {
  public:
   /// Answers requests until the input ends or standard output fails. Returns the exit status.
@@ -30,11 +35,13 @@ class RpcHost {
  private:
   bool mayAnswer() const { return output_.unwritten() < kUnwrittenBytesMax; }
   void answerRequests();
+  void flush();
+  int end();
 
   QuarnSocket quarn_;
   HostLoop loop_;
   LineReader input_{kStandardInput, kRequestBytesMax};
-  OutputBuffer output_{kStandardOutput};
+  OutputWriter output_{kStandardOutput};
   bool mayHaveLine_ = false;  // input_ may hold a complete line
 };
 
@@ -44,11 +51,29 @@ int RpcHost::run() {
     turnHost(loop_, reading ? &input_ : nullptr, {&output_}, mayHaveLine_ && mayAnswer() ? 0ms : -1ms);
     answerRequests();
   }
-  output_.flush();
-  if (output_.broken()) std::cerr << "quarn: standard output: " << output_.error() << '\n';
-  if (!input_.error().empty()) std::cerr << "quarn: standard input: " << input_.error() << '\n';
-  const bool filesComplete = finishFiles(quarn_);
-  return output_.broken() || !input_.error().empty() || !filesComplete ? 1 : 0;
+  flush();
+  return end();
+}
+
+void RpcHost::flush() {
+  std::size_t before = 0;
+  do {
+    before = output_.unwritten();
+    output_.flush(steady_clock::now() + kReaderPatience);
+  } while (output_.unwritten() > 0 && output_.unwritten() < before);
+}
+
+// A message must not wait for ever for the reader of standard error.
+int RpcHost::end() {
+  std::vector<std::string> problems = finishFiles(quarn_);
+  if (output_.broken()) problems.push_back("standard output: " + output_.error());
+  if (const std::size_t bytes = output_.unwritten(); bytes > 0)
+    problems.push_back("standard output is not read: " + counted(bytes, "byte") + " not written");
+  if (!input_.error().empty()) problems.push_back("standard input: " + input_.error());
+  OutputWriter errors{kStandardError};
+  for (const std::string& problem : problems) errors.append("quarn: " + printable(problem) + '\n');
+  errors.flush(steady_clock::now() + 1s);
+  return problems.empty() ? 0 : 1;
 }
 
 void RpcHost::answerRequests() {

@@ -54,15 +54,15 @@ Command sessionCommand(bool client) {
           .statuses =
               {{0, "the peer acknowledged everything and the link closed"},
                {1,
-                "texts were not acknowledged, the link did not close, or lines are missing in the log or the "
-                "recording"},
+                "texts were not acknowledged, the link did not close, or output, lines of the log or of the "
+                "recording could not be written"},
                {2, "the session could not begin"}},
           .examples = {},
           .arguments = {type,
                         identifier,
                         {.name = "--wait",
                          .placeholder = "SECONDS",
-                         .help = "longest wait at the end for the next acknowledgement and for the close",
+                         .help = "longest wait at the end for acknowledgements, the close and the output",
                          .store = storeIn(options->waitSeconds, 0, kWaitSecondsMax),
                          .defaultValue = std::to_string(options->waitSeconds)},
                         {.name = "--log",

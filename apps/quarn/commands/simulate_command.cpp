@@ -137,12 +137,12 @@ void showProgress(Console& console, const ManyPlan& many, std::uint64_t runs, do
   words += " seeds, " + std::to_string(std::llround(linkHours));
   if (many.linkHoursMax > 0) words += " of " + std::to_string(std::llround(many.linkHoursMax));
   console.showProgress(words + " link-hours");
-  console.output().flush();
+  console.output().flush(std::chrono::steady_clock::now() + std::chrono::seconds(1));
 }
 
 void endProgress(Console& console) {
   console.showProgress("");
-  console.output().flush();
+  console.output().flush(std::chrono::steady_clock::now() + std::chrono::seconds(1));
 }
 
 // Starts no further seed after the first failed one; runs already started finish.

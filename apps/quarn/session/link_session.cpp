@@ -1,6 +1,7 @@
 #include "quarn/session/link_session.h"
 
 #include <algorithm>
+#include <vector>
 
 #include "quarn/process_setup.h"
 #include "quarn/session/report_words.h"
@@ -19,6 +20,8 @@ constexpr std::size_t kUnwrittenBytesMax = std::size_t{16} * 1024 * 1024;
 // A link that is asked to close drops texts that its host has not taken yet, so the peer's host gets this
 // time before the close.
 constexpr std::chrono::seconds kTimeForPeersHost{1};
+// Standard output and standard error get at least this time at the end, whatever `--wait` has left.
+constexpr std::chrono::seconds kTimeForOutput{1};
 // Attempts during an outage usually fail for the same reason, which is printed again after this time.
 constexpr std::chrono::minutes kReminder{10};
 
@@ -36,10 +39,23 @@ void LinkSession::open() {
 bool LinkSession::run() {
   while (stage_ != SessionStage::Ended) step();
   console_.print(summary());
-  const bool filesComplete = finishFiles(quarn_);
-  output_.flush();
-  console_.output().flush();
-  return closed_ && lines_.lost() == 0 && !streamFailed_ && filesComplete;
+  const std::vector<std::string> missing = finishFiles(quarn_);
+  for (const std::string& problem : missing) console_.print(problem);
+  flushStreams();
+  return closed_ && lines_.lost() == 0 && !streamFailed_ && missing.empty();
+}
+
+// The summary first: it is there even if nobody reads standard output.
+void LinkSession::flushStreams() {
+  const auto deadline = std::max(patienceEnd(), steady_clock::now() + kTimeForOutput);
+  console_.output().flush(deadline);
+  output_.flush(deadline);
+  checkStreams();
+  if (const std::size_t bytes = output_.unwritten(); bytes > 0) {
+    streamFailed_ = true;
+    console_.print("standard output is not read: " + counted(bytes, "byte") + " not written");
+  }
+  console_.output().flush(steady_clock::now() + kTimeForOutput);
 }
 
 void LinkSession::step() {
@@ -57,7 +73,8 @@ void LinkSession::step() {
   lines_.advance(quarn_, link);
   if (lines_.acknowledged() > acknowledged) lastAcknowledgement_ = steady_clock::now();
   advanceStage();
-  console_.showProgress(stage_ == SessionStage::Ended ? "" : progress(link));
+  const bool printing = output_.unwritten() > 0;  // on the same terminal, perhaps
+  console_.showProgress(stage_ == SessionStage::Ended || printing ? "" : progress(link));
 }
 
 void LinkSession::takeItems(const LinkSnapshot& link) {
@@ -81,7 +98,7 @@ void LinkSession::takeReport(const std::string& item, const LinkSnapshot& link) 
 
 void LinkSession::takeText(const std::string& text) {
   ++received_;
-  console_.showProgress("");
+  console_.clearProgress();
   output_.appendLine(text);
 }
 

@@ -52,6 +52,7 @@ class LinkSession {
   bool printedLately(const LinkSnapshot& link);
   void checkStreams();
   void checkRecording();
+  void flushStreams();
   void advanceStage();
   void drain();
   void close();
@@ -66,7 +67,7 @@ class LinkSession {
   HostLoop loop_;
   Console console_;
   LineReader input_{kStandardInput, std::size_t{1024} * 1024};  // longer lines fit into no message
-  OutputBuffer output_{kStandardOutput};
+  OutputWriter output_{kStandardOutput};
   OutgoingLines lines_{input_, console_};
   std::int16_t index_ = 0;
 
