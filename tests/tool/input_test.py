@@ -148,6 +148,8 @@ class CommandLine(unittest.TestCase):
     ROWS = [  # arguments, exit status, part of standard output, part of standard error
         ("", 2, "", "A subcommand is required"),
         ("bogus", 2, "", '"bogus" is no command or option'),
+        ("bogus\x1b[2J", 2, "", '"bogus\\x1B[2J" is no command'),
+        ("replay /no\x1b[2J\u009b", 2, "", "/no\\x1B[2J\\xC2\\x9B: cannot be opened"),
         ("listen ABC", 2, "", "ID is required"),
         ("listen ABC 32768", 2, "", '"32768" is not an identifier'),
         ("call ABC five", 2, "", '"five" is not an identifier; give a whole number from 0 to 999'),

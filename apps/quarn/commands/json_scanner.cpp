@@ -53,6 +53,18 @@ Utf8Character escapeAt(std::string_view text) {
   return unitsAt(text);
 }
 
+bool isPlain(char character) {
+  const auto code = static_cast<unsigned char>(character);
+  return code >= 0x20 && code < 0x80 && character != '"' && character != '\\';
+}
+
+// Number of bytes at the beginning of a string's rest that stand for themselves. Most texts have no others.
+std::size_t plainBytes(std::string_view text) {
+  std::size_t count = 0;
+  while (count < text.size() && isPlain(text[count])) ++count;
+  return count;
+}
+
 // The character at the beginning of a string's rest, which is not empty.
 Utf8Character characterAt(std::string_view text) {
   if (text.front() == '\\') return escapeAt(text);
@@ -137,7 +149,9 @@ class Scanner {
   bool string() {
     if (rest_.empty() || rest_.front() != '"') return false;
     std::string_view rest = rest_.substr(1);
-    while (!rest.empty() && rest.front() != '"') {
+    while (true) {
+      rest.remove_prefix(plainBytes(rest));
+      if (rest.empty() || rest.front() == '"') break;
       const Utf8Character character = characterAt(rest);
       if (character.bytes == 0) return false;
       rest.remove_prefix(character.bytes);
@@ -176,15 +190,22 @@ class Scanner {
   const char* start_ = nullptr;  // of the value that is under way in the outermost array or object
 };
 
-// Calls `take` with the code of each character of a valid JSON string.
-template <class Take>
-void eachCharacter(std::string_view string, Take&& take) {
+// Converts a valid JSON string; `append` appends the code of a character that does not stand for itself.
+template <class Append>
+std::string converted(std::string_view string, Append&& append) {
+  std::string text;
+  text.reserve(string.size());
   std::string_view rest = string.substr(1, string.size() - 2);
   while (!rest.empty()) {
+    const std::size_t plain = plainBytes(rest);
+    text += rest.substr(0, plain);
+    rest.remove_prefix(plain);
+    if (rest.empty()) break;
     const Utf8Character character = characterAt(rest);
-    take(character.code);
+    append(text, character.code);
     rest.remove_prefix(character.bytes);
   }
+  return text;
 }
 
 }  // namespace
@@ -194,17 +215,14 @@ bool scanJson(std::string_view text, const JsonChild& child) {
 }
 
 std::string utf8OfString(std::string_view string) {
-  std::string text;
-  eachCharacter(string, [&](char32_t code) { appendUtf8(text, code); });
-  return text;
+  return converted(string, appendUtf8);
 }
 
 std::optional<std::string> bytesOfString(std::string_view string) {
-  std::string bytes;
   bool whole = true;
-  eachCharacter(string, [&](char32_t code) {
+  std::string bytes = converted(string, [&whole](std::string& text, char32_t code) {
     whole = whole && code <= 0xFF;
-    bytes += static_cast<char>(code);
+    text += static_cast<char>(code);
   });
   if (!whole) return std::nullopt;
   return bytes;
