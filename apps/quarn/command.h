@@ -35,7 +35,7 @@ struct Argument {
   std::string needs{};                 ///< the name of an argument that must be given with this one
   Completion completion = Completion::Nothing;
   bool required = false;
-  bool repeated = false;  ///< takes one or more values
+  bool repeated = false;  ///< an operand takes one or more values; an option can be given more than once
 
   bool isOption() const { return name.front() == '-'; }
   bool isFlag() const { return isOption() && placeholder.empty(); }

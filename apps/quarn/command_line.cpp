@@ -98,7 +98,8 @@ CLI::Option* addOption(CLI::App& app, const Argument& argument) {
     const auto storeAll = [&argument](const std::vector<std::string>& values) {
       for (const std::string& value : values) store(argument, value);
     };
-    return app.add_option_function<std::vector<std::string>>(argument.name, storeAll, argument.help);
+    return app.add_option_function<std::vector<std::string>>(argument.name, storeAll, argument.help)
+        ->allow_extra_args(!argument.isOption());
   }
   const auto storeOne = [&argument](const std::string& value) { store(argument, value); };
   return app.add_option_function<std::string>(argument.name, storeOne, argument.help);

@@ -96,6 +96,8 @@ struct LinkSnapshot {
   std::uint64_t bytesHeld = 0, bytesUnsent = 0;
   /// Since then the link fetches nothing, because it or the process holds as much as `MemoryLimits` allows.
   std::optional<std::int64_t> limitSince;
+  /// Callers of a server link that `QuarnSocket::allowCallers` does not allow.
+  std::uint64_t callersRefused = 0;
 
   /// One sentence for people: the state of the link since when and, if it is down, the last failure with
   /// number, reason and phase, and the time of the next attempt. Times of day are local time.

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "quarnex/export.h"
 #include "quarnex/failure.h"
@@ -75,7 +76,8 @@ class QUARNEX_API QuarnSocket {
 
   /// Opens a link over TCP: empties its queues and listens or calls after `kActivationSeconds`, and again
   /// after each failure, without end. On a connected link it only clears the failure counts and reports and
-  /// re-arms the keep-alive.
+  /// re-arms the keep-alive. After `Uscita` it opens the link once more, but `Invia` still accepts nothing,
+  /// and the first failure takes the link out of service.
   void Apri(std::int16_t IdxQuarn);
 
   /// Closes a link: at once if it is not connected; otherwise asks the peer to close, and the link is closed
@@ -96,13 +98,16 @@ class QUARNEX_API QuarnSocket {
   std::string GetDebug(std::int16_t IdxQuarn);
 
   /// Starts or stops capturing the link's trace texts (initially stopped). Captured texts stay until the host
-  /// takes them.
+  /// takes them; while 5,000 wait (`kQueueCapacityMax`), each new one drops the oldest.
   void AttivaDebug(std::int16_t IdxQuarn);
   void DisattivaDebug(std::int16_t IdxQuarn);
 
   /// Creates and opens the log file: the prefix of `Init`, "LOGQUARNNET", local date and time
-  /// ("ddmmyyyyhhmmss"), ".txt". Empties an existing file of that name, but never writes through a symbolic
-  /// link, nor to a pipe or a device (75). Does nothing if a log is open. Throws `Failure` 76 (path not
+  /// ("ddmmyyyyhhmmss"), ".txt". Each line is the index of the link in three digits or more, a blank, the
+  /// local time "hh:mm:ss", a blank, the trace text, CR and LF: "001 09:30:05 ADD 1 : 5 ABC ABC". Empties an
+  /// existing file of that name, but never writes through a symbolic link, nor to a pipe or a device (75).
+  /// Two logs with one prefix that are opened in the same second have the same name, so give each process a
+  /// prefix of its own. Does nothing if a log is open. Throws `Failure` 76 (path not
   /// found), 70 (permission denied), 61 (disk full), 52 (bad file name) or 75 (other) if the file cannot be
   /// created.
   void AttivaLog();
@@ -143,6 +148,19 @@ class QUARNEX_API QuarnSocket {
   /// What the library holds and has lost in the whole process. Changes nothing. Not part of the component
   /// class.
   ProcessSnapshot processSnapshot() const;
+
+  /// Lets a server link listen on one address of this machine, such as "127.0.0.1", instead of on all of
+  /// them. Takes effect when the link listens next, so call it between `Add` and `Apri`. If the machine does
+  /// not have the address, listening fails with 10049 and is tried again. Throws `Failure` 5 if `dotted` is
+  /// not four numbers with dots, and if the link is not a server link over TCP. Not part of the component
+  /// class.
+  void listenOn(std::int16_t IdxQuarn, std::string_view dotted);
+
+  /// Lets only these addresses call a server link; everybody, as initially, if there are none. Other callers
+  /// are disconnected at once: the link does not notice them, so they never replace the peer.
+  /// `LinkSnapshot::callersRefused` counts them. Affects calls that arrive from now on. Throws `Failure` 5
+  /// like `listenOn`. Not part of the component class.
+  void allowCallers(std::int16_t IdxQuarn, const std::vector<std::string>& dotted);
 
   /// The library behind this instance.
   Library& library() const { return *library_; }

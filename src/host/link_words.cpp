@@ -50,6 +50,11 @@ std::string lastFailure(Library& library, const ConnectionRecord& record, const 
                 ")");
 }
 
+std::string refusals(const LinkSnapshot& snapshot) {
+  if (snapshot.callersRefused == 0) return {};
+  return concat("; refused ", snapshot.callersRefused, snapshot.callersRefused == 1 ? " caller" : " callers");
+}
+
 // Deadlines are acted on in the first second after them.
 std::string nextStep(Library& library, const LinkSnapshot& snapshot) {
   const std::string time = timeOfDay(library, *snapshot.deadline + 1);
@@ -58,7 +63,7 @@ std::string nextStep(Library& library, const LinkSnapshot& snapshot) {
   }
   if (snapshot.phase == LinkPhase::Calling) return concat("calling ", snapshot.endpoint, " until ", time);
   if (snapshot.port == 0) return concat("listening until ", time);
-  return concat("listening on port ", snapshot.port, " until ", time);
+  return concat("listening on port ", snapshot.port, " until ", time, refusals(snapshot));
 }
 
 std::string heldBack(Library& library, const LinkSnapshot& snapshot) {

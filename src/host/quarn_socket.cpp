@@ -8,15 +8,18 @@
 #include "engine/diagnostics/trace.h"
 #include "engine/link/activation.h"
 #include "engine/message/outbound.h"
+#include "engine/records/frm_sock.h"
 #include "engine/records/library.h"
 #include "engine/records/memory_budget.h"
 #include "engine/records/record_operations.h"
+#include "engine/records/text_pieces.h"
 #include "engine/records/trap.h"
 #include "host/link_registration.h"
 #include "host/method_table.h"
 #include "host/snapshot.h"
 #include "quarnex/times_and_limits.h"
 #include "services/assertion.h"
+#include "services/caller_filter.h"
 #include "services/observer.h"
 #include "services/process_library.h"
 
@@ -97,6 +100,26 @@ void openLink(Library& library, std::int16_t IdxQuarn) {
   if (trap.pending()) {
     Traccia(library, IdxQuarn, trap.number(), " error TCP Apri scheda ", ':', trap.description());
   }
+}
+
+Failure invalidCall() {
+  return {5, "Invalid procedure call or argument"};
+}
+
+void requireValid(bool valid) {
+  if (!valid) throw invalidCall();
+}
+
+void requireAddress(std::string_view dotted) {
+  if (isDottedAddress(dotted)) return;
+  throw Failure(5, concat('"', dotted, "\" is not an address, four numbers with dots such as 192.0.2.1"));
+}
+
+SocketInstance& listeningSocket(Library& library, std::int16_t IdxQuarn) {
+  requireValid(library.validIndex(IdxQuarn));
+  const std::int16_t k = library.ConnectionTable[IdxQuarn].IdxServer;
+  requireValid(k > 0);
+  return ServerSocket(library, k);
 }
 
 std::string takeOldest(Library& library, std::int16_t IdxQuarn, TextBuffer ConnectionRecord::*queue) {
@@ -257,9 +280,23 @@ void QuarnSocket::setMemoryLimits(const MemoryLimits& limits) {
   const std::size_t mostOfOneLink = limits.process / 4 * 3 / 2;
   if (library_->ConnectionCount > 0 || limits.frame < kMessageLengthMax || limits.frame > mostOfOneLink ||
       limits.unhandled > mostOfOneLink || limits.unhandled + limits.frame + kFetchBytesMax > mostOfOneLink) {
-    throw Failure(5, "Invalid procedure call or argument");
+    throw invalidCall();
   }
   library_->setLimits(limits);
+}
+
+void QuarnSocket::listenOn(std::int16_t IdxQuarn, std::string_view dotted) {
+  numbered(*library_, [&] {
+    requireAddress(dotted);
+    listeningSocket(*library_, IdxQuarn).listenOn(dotted);
+  });
+}
+
+void QuarnSocket::allowCallers(std::int16_t IdxQuarn, const std::vector<std::string>& dotted) {
+  numbered(*library_, [&] {
+    for (const std::string& address : dotted) requireAddress(address);
+    listeningSocket(*library_, IdxQuarn).allowCallers(dotted);
+  });
 }
 
 LinkSnapshot QuarnSocket::snapshot(std::int16_t IdxQuarn) const {

@@ -86,6 +86,10 @@ LinkSnapshot takeSnapshot(Library& library, std::int16_t IdxQuarn) {
   Trap unreadable{library};
   unreadable([&] { fillEndpoint(library, snapshot, record); });
   unreadable([&] { fillMemory(library, snapshot, record); });
+  unreadable([&] {
+    if (record.IdxServer > 0)
+      snapshot.callersRefused = ServerSocket(library, record.IdxServer).refusedCallers();
+  });
   fillPast(snapshot, record);
   fillDeadlines(snapshot, record);
   fillCounts(snapshot, record);

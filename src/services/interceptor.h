@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "services/operation.h"
 #include "services/services.h"
@@ -81,6 +82,13 @@ class InterceptedSocket final : public SocketInstance {
     return around(Operation::ReceivedText, [](auto& socket) { return socket.receivedText(); });
   }
   std::size_t unsentBytes() const override { return policy.inner ? policy.inner->unsentBytes() : 0; }
+  void listenOn(std::string_view dotted) override {
+    if (policy.inner) policy.inner->listenOn(dotted);
+  }
+  void allowCallers(std::vector<std::string> dotted) override {
+    if (policy.inner) policy.inner->allowCallers(std::move(dotted));
+  }
+  std::uint64_t refusedCallers() const override { return policy.inner ? policy.inner->refusedCallers() : 0; }
   void send(std::string_view bytes) override {
     around(Operation::Send, bytes, [bytes](auto& socket) { socket.send(bytes); });
   }

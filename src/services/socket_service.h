@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace quarnex {
 
@@ -102,6 +103,15 @@ class SocketInstance {
   virtual void send(std::string_view bytes) = 0;
   /// Bytes that were sent and that the system has not accepted yet. For observation only.
   virtual std::size_t unsentBytes() const { return 0; }
+
+  /// Like `setLocalAddress`, but a configuration of the host that is not recorded: the next `listen` accepts
+  /// calls to this address of the machine only, and fails with 10049 if the machine does not have it.
+  virtual void listenOn(std::string_view /*dotted*/) {}
+  /// From now on, calls from all other addresses are accepted and reset at once: they raise no event and do
+  /// not affect the attached connection. Everybody may call if the list is empty. Not recorded either.
+  virtual void allowCallers(std::vector<std::string> /*dotted*/) {}
+  /// Number of callers that were reset for this reason. For observation only.
+  virtual std::uint64_t refusedCallers() const { return 0; }
 };
 
 /// Receiver of the socket events. Codes are Windows Sockets numbers, 0 for success. Called on the library's

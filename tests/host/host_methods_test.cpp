@@ -57,6 +57,25 @@ TEST(HostMethods, DoNothingForAnInvalidIndex) {
   EXPECT_EQ(host.quarn.snapshot(2).index, 0);
 }
 
+TEST(HostMethods, RestrictServerLinksOverTcpOnly) {
+  StubHost host;
+  const std::int16_t server = host.quarn.Add("A", 1, false, true);
+  for (const char* address :
+       {"", "1.2.3", "1.2.3.", "1.2.3.256", "1.2.3.4.5", "1.2.3.04", "1.2.3.4 ", "a.b.c.d"}) {
+    SCOPED_TRACE(address);
+    EXPECT_THROW(host.quarn.listenOn(server, address), Failure);
+    EXPECT_THROW(host.quarn.allowCallers(server, {"1.2.3.4", address}), Failure);
+  }
+  for (const std::int16_t link :
+       {host.quarn.Add("A", 2, true, true), host.quarn.Add("A", 3, false, false), std::int16_t{0}}) {
+    EXPECT_THROW(host.quarn.listenOn(link, "1.2.3.4"), Failure);
+    EXPECT_THROW(host.quarn.allowCallers(link, {}), Failure);
+  }
+  host.quarn.listenOn(server, "255.0.10.1");
+  host.quarn.allowCallers(server, {});
+  EXPECT_EQ(host.quarn.snapshot(server).callersRefused, 0U);
+}
+
 TEST(HostMethods, QueueTextsOrDropThemSilently) {
   StubHost host;
   const std::int16_t link = host.quarn.Add("ABC", 7, true, true);

@@ -373,6 +373,47 @@ TEST_P(ServicesContract, AHandleAllowsOneAttachDuringItsEvent) {
   EXPECT_EQ(accepted(2).state(), kSocketClosed);
 }
 
+TEST_P(ServicesContract, AListenerHearsOnlyCallsToItsAddress) {
+  server().listenOn("192.0.2.1");
+  EXPECT_EQ(failureOf([&] { listenOn(harness->freePort()); }), 10049);
+  server().listenOn("127.0.0.2");
+  const std::int32_t port = harness->freePort();
+  listenOn(port);
+  callTo(port);
+  EXPECT_TRUE(seen("ClientSocket 1 Connect 10061"));
+  client().setRemoteHost("127.0.0.2");
+  client().connect();
+  EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
+  server().close();
+  server().listenOn("0.0.0.0");
+  listenOn(port);
+  callTo(port, 2);
+  EXPECT_TRUE(seen("ClientSocket 2 Connect 0"));
+}
+
+// More callers than one turn accepts.
+TEST_P(ServicesContract, CallersThatMayNotCallDisturbNobody) {
+  join();
+  server().allowCallers({"192.0.2.1", "127.0.0.9"});
+  std::vector<std::unique_ptr<Peer>> strangers;
+  for (int i = 0; i < 100; ++i) strangers.push_back(harness->call(server().localPort()));
+  for (const auto& stranger : strangers) EXPECT_TRUE(runUntil([&] { return stranger->ended(); }));
+  EXPECT_EQ(server().refusedCallers(), 100U);
+  EXPECT_THAT(events, IsEmpty());
+  client().send("still here");
+  EXPECT_EQ(takeAll(accepted(), 10), "still here");
+  callTo(server().localPort(), 2);
+  EXPECT_TRUE(seen("ClientSocket 2 Close 10054"));
+  EXPECT_THAT(events, ElementsAre("ClientSocket 2 Connect 0", "ClientSocket 2 Close 10054"));
+  server().allowCallers({"192.0.2.1", "127.0.0.1"});
+  callTo(server().localPort(), 3);
+  EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
+  server().allowCallers({});
+  const auto anybody = harness->call(server().localPort());
+  EXPECT_TRUE(runUntil([&] { return std::ranges::count(events, "ServerSocket 1 Accept 0") == 2; }));
+  EXPECT_EQ(server().refusedCallers(), 101U);
+}
+
 TEST_P(ServicesContract, CallersThatVanishedRaiseNothing) {
   listenOn(harness->freePort());
   const auto peer = harness->call(server().localPort());

@@ -75,5 +75,20 @@ TEST(HostileNeighbour, ChangesNoLineOfAnotherLinksRecording) {
   }
 }
 
+TEST(HostileNeighbour, IsNotNoticedIfItMayNotCall) {
+  Pair pair;
+  pair.add();
+  pair.server.quarn().allowCallers(1, {"10.0.0.9"});
+  pair.open();
+  const auto link = [&] { return pair.server.quarn().snapshot(1); };
+  EXPECT_TRUE(pair.world.runUntil([&] { return link().callersRefused == 2; }, kRecoverySeconds));
+  EXPECT_EQ(link().phase, LinkPhase::Listening);
+  EXPECT_THAT(link().why, testing::EndsWith("; refused 2 callers"));
+  EXPECT_TRUE(Pair::take(pair.server).empty());
+  pair.server.quarn().allowCallers(1, {"10.0.0.9", "127.0.0.1"});
+  EXPECT_TRUE(pair.connects());
+  EXPECT_TRUE(pair.deliversBothWays());
+}
+
 }  // namespace
 }  // namespace quarnex::simulation

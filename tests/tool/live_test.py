@@ -176,6 +176,17 @@ def messages_that_are_not_read_do_not_delay_the_end_either(identifier):
     output_that_is_not_read_does_not_delay_the_end(identifier, "--trace")
 
 
+def only_allowed_callers_reach_a_listener(identifier):
+    session = Session("listen", identifier, "--listen-on", "127.0.0.1", "--allow", "192.0.2.1", "--allow", "127.0.0.9")
+    with CHECK.assertRaises(ConnectionResetError):
+        Peer.call(identifier).connection.recv(1)
+    session.process.send_signal(signal.SIGINT)
+    status, _, messages = session.finish()
+    CHECK.assertEqual(0, status, messages)
+    CHECK.assertNotIn(b"connected to", messages)
+    CHECK.assertIn(b"0 texts received, 1 caller refused", messages)
+
+
 def signals_end_a_session(identifier):
     with Peer.listen(identifier) as listener:
         session = Session("call", identifier)
@@ -209,7 +220,7 @@ SCENARIOS = [client_exchanges_the_exact_bytes, server_exchanges_the_exact_bytes,
              refused_call_is_reported_with_702_and_991, sessions_exchange_lines_and_their_recordings_replay,
              losses_are_reported, texts_in_the_form_of_reports_are_printed_as_texts,
              terminals_and_messages_show_no_control_character, terminals_without_utf8_show_only_ascii,
-             output_that_is_not_read_is_reported_behind_the_summary,
+             only_allowed_callers_reach_a_listener, output_that_is_not_read_is_reported_behind_the_summary,
              messages_that_are_not_read_do_not_delay_the_end_either, signals_end_a_session,
              broken_output_closes_the_link]
 

@@ -12,6 +12,7 @@ namespace quarnex::tool {
 namespace {
 
 constexpr int kWaitSecondsMax = 24 * 60 * 60;
+constexpr std::int32_t kInvalidCall = 5;  // number of a failure
 
 int runSession(const SessionOptions& options) {
   const LinkPort port = portOfLink(options.type, options.identifier);
@@ -29,6 +30,10 @@ int runSession(const SessionOptions& options) {
   try {
     session.open();
   } catch (const Failure& failure) {
+    if (failure.number() == kInvalidCall) {
+      std::cerr << "quarn: " << printable(failure.what()) << '\n';
+      return kNotStarted;
+    }
     std::cerr << "quarn: cannot create a log with the prefix \"" << printable(options.logPrefix.value_or(""))
               << "\": " << failure.what() << " (" << failure.number()
               << "); give an existing directory that you can write to, ending in /\n";
@@ -38,12 +43,10 @@ int runSession(const SessionOptions& options) {
 }
 
 // The arguments and the action of a session, which listen and call share.
-Command sessionCommand(bool client) {
-  const auto options = std::make_shared<SessionOptions>();
-  options->client = client;
+Command sessionCommand(const std::shared_ptr<SessionOptions>& options) {
   Argument type = typeArgument(options->type), identifier = identifierArgument(options->identifier);
   type.required = identifier.required = true;
-  return {.name = client ? "call" : "listen",
+  return {.name = options->client ? "call" : "listen",
           .summary = "",
           .details =
               {"Sends each line of standard input to the peer and prints the texts of the peer on standard "
@@ -85,19 +88,33 @@ Command sessionCommand(bool client) {
 }  // namespace
 
 Command listenCommand() {
-  Command command = sessionCommand(false);
+  const auto options = std::make_shared<SessionOptions>();
+  Command command = sessionCommand(options);
+  command.arguments.push_back({.name = "--listen-on",
+                               .placeholder = "ADDRESS",
+                               .help = "listen on this address of the machine only, instead of on all",
+                               .store = storeIn(options->listenOn)});
+  command.arguments.push_back({.name = "--allow",
+                               .placeholder = "ADDRESS",
+                               .help = "let only this address call, and those of further --allow options; "
+                                       "other callers are disconnected at once",
+                               .store = appendTo(options->callers),
+                               .repeated = true});
   command.summary = "keep a link whose peer calls";
   command.examples = {
       {"quarn listen MIRTAN 5", "wait for a MIRTAN peer on port 20308 and exchange texts"},
       {"quarn listen ABC 5 >> received.txt", "port 20105; collect received texts until Ctrl-C"},
       {"tail -f out.txt | quarn listen ABC 5 --trace", "send a growing file and print every frame"},
       {"quarn listen TOLV 1 --log /tmp/tolv-", "keep a log in /tmp/tolv-LOGQUARNNET<date><time>.txt"},
-      {"quarn listen TOLV 1 --record tolv.jsonl", "record everything, for quarn replay"}};
+      {"quarn listen TOLV 1 --record tolv.jsonl", "record everything, for quarn replay"},
+      {"quarn listen TOLV 1 --allow 192.0.2.7", "disconnect every caller but this one"}};
   return command;
 }
 
 Command callCommand() {
-  Command command = sessionCommand(true);
+  const auto options = std::make_shared<SessionOptions>();
+  options->client = true;
+  Command command = sessionCommand(options);
   command.summary = "keep a link that calls its peer on this machine";
   command.details.emplace_back("The first call is made after " + std::to_string(kActivationSeconds) +
                                " seconds, and another one after each failure, without end.");

@@ -31,6 +31,8 @@ void LinkSession::open() {
   quarn_.Init(options_.logPrefix.value_or(""));
   if (options_.logPrefix) quarn_.AttivaLog();
   index_ = quarn_.Add(options_.type, options_.identifier, options_.client, true);
+  if (options_.listenOn) quarn_.listenOn(index_, *options_.listenOn);
+  if (!options_.callers.empty()) quarn_.allowCallers(index_, options_.callers);
   if (options_.trace) quarn_.AttivaDebug(index_);
   quarn_.Apri(index_);
   catchInterruptions();
@@ -214,7 +216,9 @@ std::string LinkSession::summary() const {
   std::string words = closed_ ? "done: " : "not done: ";
   words += counted(lines_.acknowledged(), "line") + " acknowledged, ";
   if (lines_.lost() > 0) words += counted(lines_.lost(), "line") + " lost, ";
-  return words + counted(received_, "text") + " received";
+  words += counted(received_, "text") + " received";
+  const std::uint64_t refused = quarn_.snapshot(index_).callersRefused;
+  return refused == 0 ? words : words + ", " + counted(refused, "caller") + " refused";
 }
 
 }  // namespace quarnex::tool

@@ -6,6 +6,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "quarn/console.h"
 #include "quarn/session/outgoing_lines.h"
@@ -20,6 +21,8 @@ namespace quarnex::tool {
 struct SessionOptions {
   std::string type;
   std::int16_t identifier = 0;
+  std::optional<std::string> listenOn;   ///< local address to listen on; none = all
+  std::vector<std::string> callers;      ///< addresses that may call; none = everybody
   bool client = false;                   ///< this side calls; otherwise it listens
   int waitSeconds = 30;                  ///< longest wait for an acknowledgement or the close at the end
   std::optional<std::string> logPrefix;  ///< start of the name of a log file; none = no log

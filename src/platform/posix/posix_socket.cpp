@@ -127,6 +127,11 @@ void PosixSocket::setLocalAddress(std::string_view dottedText) {
       dottedText.empty() || ::inet_pton(AF_INET, std::string(dottedText).c_str(), &localAddress_) == 1;
 }
 
+void PosixSocket::allowCallers(std::vector<std::string> dottedTexts) {
+  if (!callers_) callers_ = std::make_unique<CallerFilter>();
+  callers_->allow(std::move(dottedTexts));
+}
+
 // Passes unsent bytes to the system as far as it accepts them, and reads received bytes away: a close with
 // unread bytes becomes a reset, which would overtake the last frame sent.
 void PosixSocket::close() {
@@ -257,7 +262,12 @@ void PosixSocket::acceptCallers() {
       return events_.onAccept(array_, index_, 0, socketErrorNumber(error));
     }
     if (reportedError(incoming) != 0) continue;
-    const std::int32_t handle = sockets.offer({std::move(incoming), dotted(address.sin_addr)});
+    std::string host = dotted(address.sin_addr);
+    if (callers_ && !callers_->admits(host)) {
+      closeWithReset(incoming);
+      continue;
+    }
+    const std::int32_t handle = sockets.offer({std::move(incoming), std::move(host)});
     events_.onAccept(array_, index_, handle, 0);
     sockets.withdrawOffer();
   }

@@ -4,12 +4,15 @@
 #include <netinet/in.h>
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/posix/descriptor.h"
 #include "platform/posix/reactor.h"
 #include "services/byte_queue.h"
+#include "services/caller_filter.h"
 #include "services/socket_service.h"
 
 namespace quarnex {
@@ -50,6 +53,9 @@ class PosixSocket final : public SocketInstance, private Watcher {
   std::string_view receivedText() override;
   void send(std::string_view bytes) override;
   std::size_t unsentBytes() const override { return unsent_.size(); }
+  void listenOn(std::string_view dotted) override { setLocalAddress(dotted); }
+  void allowCallers(std::vector<std::string> dotted) override;
+  std::uint64_t refusedCallers() const override { return callers_ ? callers_->refused() : 0; }
 
   SocketArray array() const { return array_; }
   std::int16_t index() const { return index_; }
@@ -91,6 +97,7 @@ class PosixSocket final : public SocketInstance, private Watcher {
   std::int32_t localPort_ = 0;
   std::int32_t remotePort_ = 0;
   std::string remoteHost_;
+  std::unique_ptr<CallerFilter> callers_;  // nullptr = everybody may call
 };
 
 static_assert(sizeof(PosixSocket) <= 128, "ten thousand idle instances must stay small");

@@ -56,6 +56,8 @@ class NetworkUser {
   virtual ~NetworkUser() = default;
   /// A caller has reached the port and is connected. The receiver must close `end`.
   virtual void onCaller(std::shared_ptr<End> end) = 0;
+  /// False if a call to `host` is refused, because the listener has chosen another address of its machine.
+  virtual bool listensOn(std::string_view /*host*/) const { return true; }
   /// The outcome of a call: its end of the connection and 0, or nullptr and the number of the failure.
   virtual void onOutcome(std::shared_ptr<End> end, std::int16_t code) = 0;
   /// Bytes have arrived. Only for owners that ask for it.

@@ -49,8 +49,8 @@ std::int32_t Network::freePort(int machine) {
   return lastFreePort_;
 }
 
-std::shared_ptr<Call> Network::call(Address from, Address to, NetworkUser& caller) {
-  auto call = std::make_shared<Call>(Call{&caller, from, to, nullptr});
+std::shared_ptr<Call> Network::call(Address from, Address to, std::string host, NetworkUser& caller) {
+  auto call = std::make_shared<Call>(Call{&caller, from, to, std::move(host), nullptr});
   const CallFate fate = onCall ? onCall(*call) : CallFate{};
   if (fate.hangs) return call;
   if (fate.code != 0) {
@@ -80,7 +80,9 @@ std::vector<std::shared_ptr<Connection>> Network::connections() {
 void Network::arrive(const std::shared_ptr<Call>& call) {
   if (call->caller == nullptr) return;
   const auto found = listeners_.find(call->to);
-  if (found == listeners_.end()) return conclude(call, 0, kConnectionRefused);
+  if (found == listeners_.end() || !found->second->listensOn(call->host)) {
+    return conclude(call, 0, kConnectionRefused);
+  }
   const auto connection = connect(*call);
   call->end = connection->callerEnd();
   found->second->onCaller(connection->calledEnd());

@@ -35,6 +35,7 @@ struct Call {
   NetworkUser* caller = nullptr;
   Address from;
   Address to;
+  std::string host;          // the address that was called, as the caller names it
   std::shared_ptr<End> end;  // once it has reached the port
 };
 
@@ -46,15 +47,16 @@ class Network {
 
   VirtualTime& time() const { return time_; }
 
-  /// Calls to `address` reach `listener` until it leaves. Failure 10048 if another listener has the port.
+  /// Calls to `address` reach `listener` until it leaves, if it listens on the host that they name. Failure
+  /// 10048 if another listener has the port.
   void listen(Address address, NetworkUser& listener);
   void leave(Address address, const NetworkUser& listener);
   bool listening(Address address) const { return listeners_.contains(address); }
   /// A port of `machine` on which nobody listens, another one at each call.
   std::int32_t freePort(int machine);
 
-  /// Starts a call; its outcome comes later.
-  std::shared_ptr<Call> call(Address from, Address to, NetworkUser& caller);
+  /// Starts a call to the machine of `to`, which the caller names `host`; its outcome comes later.
+  std::shared_ptr<Call> call(Address from, Address to, std::string host, NetworkUser& caller);
   /// The caller gives up and receives no outcome.
   static void cancel(Call& call);
 

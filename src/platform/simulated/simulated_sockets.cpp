@@ -6,6 +6,7 @@ namespace quarnex::simulated {
 namespace {
 
 constexpr std::int16_t kTooManyDescriptors = 10024;
+constexpr std::int16_t kAddressNotAvailable = 10049;
 constexpr Milliseconds kAcceptPause = 200;  // before the next try to accept a caller
 
 bool endsUse(EventKind kind, std::int16_t code) {
@@ -15,7 +16,7 @@ bool endsUse(EventKind kind, std::int16_t code) {
 // The address that `dotted` and `port` mean to `viewer`.
 Address requireAddress(std::string_view dotted, std::int32_t port, int viewer) {
   const auto machine = machineAt(dotted, viewer);
-  if (!machine || port < 1 || port > kPortMax) throw numberedFailure(10049);
+  if (!machine || port < 1 || port > kPortMax) throw numberedFailure(kAddressNotAvailable);
   return {*machine, port};
 }
 
@@ -153,6 +154,7 @@ void SimulatedSockets::deliver(Event event) {
 void SimulatedSockets::deliverCaller(Event event) {
   if (event.end->broken()) return event.end->close();
   SimulatedSocket& instance = *event.instance;
+  if (!instance.callers_.admits(event.end->peerAddress)) return event.end->reset();
   const auto older = find(SocketArray::SrvAccept, instance.index_);
   if (older != instances_.end() && (*older)->isReadToItsEnd()) return postpone(std::move(event));
   if (instance.use_ != event.use) return drop(event);
@@ -199,13 +201,15 @@ void SimulatedSocket::connect() {
   const Address to = requireAddress(remoteHost_, remotePort_, service_.machine_);
   service_.requireDescriptor();
   beginUse(kSocketCalling);
-  call_ = service_.network_.call({service_.machine_, 0}, to, *this);
+  call_ = service_.network_.call({service_.machine_, 0}, to, remoteHost_, *this);
 }
 
 void SimulatedSocket::listen() {
   if (state_ == kSocketListening) return;
   requireIdle();
-  requireAddress(localAddress_.empty() ? "127.0.0.1" : localAddress_, localPort_, service_.machine_);
+  const Address here =
+      requireAddress(localAddress_.empty() ? kAnyAddress : localAddress_, localPort_, service_.machine_);
+  if (here.machine != service_.machine_ && !listensOnAny()) throw numberedFailure(kAddressNotAvailable);
   service_.requireDescriptor();
   service_.network_.listen({service_.machine_, localPort_}, *this);
   listeningPort_ = localPort_;

@@ -17,6 +17,7 @@
 #include "platform/simulated/random.h"
 #include "platform/simulated/simulated_network.h"
 #include "platform/simulated/simulated_timer.h"
+#include "services/caller_filter.h"
 #include "services/operation.h"
 #include "services/output_budget.h"
 #include "services/socket_errors.h"
@@ -25,6 +26,8 @@
 namespace quarnex::simulated {
 
 class SimulatedSocket;
+
+constexpr std::string_view kAnyAddress = "0.0.0.0";
 
 /// How events arrive late, twice or out of order. Chances are in a thousand.
 struct EventDisorder {
@@ -150,10 +153,15 @@ class SimulatedSocket final : public SocketInstance, private NetworkUser {
     end_->send(bytes);
   }
   std::size_t unsentBytes() const override { return end_ ? end_->unsent() : 0; }
+  void listenOn(std::string_view dotted) override { setLocalAddress(dotted); }
+  void allowCallers(std::vector<std::string> dotted) override { callers_.allow(std::move(dotted)); }
+  std::uint64_t refusedCallers() const override { return callers_.refused(); }
 
  private:
   friend class SimulatedSockets;
 
+  bool listensOnAny() const { return localAddress_.empty() || localAddress_ == kAnyAddress; }
+  bool listensOn(std::string_view host) const override { return listensOnAny() || host == localAddress_; }
   void onCaller(std::shared_ptr<End> end) override { post(EventKind::Accept, 0, std::move(end)); }
   void onOutcome(std::shared_ptr<End> end, std::int16_t code) override {
     call_ = nullptr;
@@ -198,6 +206,7 @@ class SimulatedSocket final : public SocketInstance, private NetworkUser {
   std::int32_t localPort_ = 0;
   std::int32_t remotePort_ = 0;
   std::string localAddress_;
+  CallerFilter callers_;
   std::string remoteHost_;
   std::int32_t listeningPort_ = 0;
   std::shared_ptr<Call> call_;

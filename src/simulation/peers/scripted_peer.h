@@ -38,7 +38,7 @@ class ScriptedPeer final : private NetworkUser {
   /// Calls a port of its own machine.
   void call(std::int32_t port) {
     close();
-    call_ = network_.call({machine_, 0}, {machine_, port}, *this);
+    call_ = network_.call({machine_, 0}, {machine_, port}, "127.0.0.1", *this);
   }
 
   bool connected() const { return end_ != nullptr; }
