@@ -34,7 +34,8 @@ struct EventReport {
 
 /// Takes apart a text such as "X000E0701[#I5#$TABC$$S127.0.0.1:20105$]09300518112026". Returns nothing if
 /// `text` is not a complete, well-formed report with one of the codes above. A peer can send a text in the
-/// form of a report: `QuarnSocket::reportWaits` distinguishes the two, the form does not.
+/// form of a report: `QuarnSocket::reportWaits` distinguishes the two, the form does not. The first "$$S"
+/// ends the type: of a type that contains "$$S" itself, the rest is taken for the beginning of the detail.
 ///
 /// Example:
 ///

@@ -9,6 +9,7 @@
 
 #include "quarnex/export.h"
 #include "quarnex/failure.h"
+#include "quarnex/int16.h"
 #include "quarnex/link_snapshot.h"
 #include "quarnex/memory_limits.h"
 #include "quarnex/process_snapshot.h"
@@ -24,8 +25,8 @@ struct Library;
 ///
 /// Texts are byte strings: one byte is one character of code 0 to 255. A link index is valid from 1 to the
 /// number of links added; every method that takes one does nothing for an invalid index and returns "" or,
-/// where stated, another value. Any method may throw `Failure` 7 if memory runs out; queues and links then
-/// keep their contents.
+/// where stated, another value. A number of more than 16 bits throws `Failure` 6 before the method begins.
+/// Any method may throw `Failure` 7 if memory runs out; queues and links then keep their contents.
 ///
 /// Order of use: create, `Init`, perhaps `AttivaLog`, `Add` for each link, `Apri` for each link over TCP;
 /// then poll `MessaggioArrivato` and `GetMessaggioArrivato` while the loop turns; at the end `Uscita`, and
@@ -58,11 +59,11 @@ class QUARNEX_API QuarnSocket {
   /// only identifiers from 0 to `kIdentifierMax` can exchange texts. A link without a port is registered, but
   /// each of its attempts to connect fails. Returns 0 and registers nothing if `kLinksMax` links exist or
   /// memory runs out. Links are never removed.
-  std::int16_t Add(std::string_view Tipo, std::int16_t IdQUARN, bool ConnessioneClient, bool UsaTcp);
+  std::int16_t Add(std::string_view Tipo, Int16 IdQUARN, bool ConnessioneClient, bool UsaTcp);
 
   /// Takes out the oldest received item: a text of the peer, or an event report (see `reportWaits` and
   /// `parseEventReport`). "" if there is none or the index is invalid.
-  std::string GetMessaggioArrivato(std::int16_t IdxQuarn);
+  std::string GetMessaggioArrivato(Int16 IdxQuarn);
 
   /// -1 if no link over TCP is in service any more, otherwise 0.
   std::int16_t ProntoPerUscire();
@@ -72,17 +73,17 @@ class QUARNEX_API QuarnSocket {
   /// queue that holds `kQueueCapacityMax` texts drops its oldest text for each new one. Every activation of
   /// the link (`Apri` and each reconnection) empties its queues. docs/texts.md describes which texts arrive
   /// unchanged.
-  void Invia(std::int16_t IdxQuarn, std::string_view s);
+  void Invia(Int16 IdxQuarn, std::string_view s);
 
   /// Opens a link over TCP: empties its queues and listens or calls after `kActivationSeconds`, and again
   /// after each failure, without end. On a connected link it only clears the failure counts and reports and
   /// re-arms the keep-alive. After `Uscita` it opens the link once more, but `Invia` still accepts nothing,
   /// and the first failure takes the link out of service.
-  void Apri(std::int16_t IdxQuarn);
+  void Apri(Int16 IdxQuarn);
 
   /// Closes a link: at once if it is not connected; otherwise asks the peer to close, and the link is closed
   /// when the peer has hung up. The library does not limit that wait.
-  void Chiudi(std::int16_t IdxQuarn);
+  void Chiudi(Int16 IdxQuarn);
 
   /// Sets the beginning of the log file's name (for example a directory with its separator), and the number
   /// of failures in a row that a link tolerates before report 109 to `kFailuresTolerated`.
@@ -92,15 +93,15 @@ class QUARNEX_API QuarnSocket {
   void Uscita();
 
   /// True if an item waits in the link's inbound queue. Removes nothing.
-  bool MessaggioArrivato(std::int16_t IdxQuarn);
+  bool MessaggioArrivato(Int16 IdxQuarn);
 
   /// Takes out the oldest captured trace text; "" if there is none.
-  std::string GetDebug(std::int16_t IdxQuarn);
+  std::string GetDebug(Int16 IdxQuarn);
 
   /// Starts or stops capturing the link's trace texts (initially stopped). Captured texts stay until the host
   /// takes them; while 5,000 wait (`kQueueCapacityMax`), each new one drops the oldest.
-  void AttivaDebug(std::int16_t IdxQuarn);
-  void DisattivaDebug(std::int16_t IdxQuarn);
+  void AttivaDebug(Int16 IdxQuarn);
+  void DisattivaDebug(Int16 IdxQuarn);
 
   /// Creates and opens the log file: the prefix of `Init`, "LOGQUARNNET", local date and time
   /// ("ddmmyyyyhhmmss"), ".txt". Each line is the index of the link in three digits or more, a blank, the
@@ -112,14 +113,14 @@ class QUARNEX_API QuarnSocket {
   /// created.
   void AttivaLog();
   /// Writes the remaining lines, for at most 2 seconds, and closes the log file. The index is not used.
-  void DisattivaLog(std::int16_t IdxQuarn);
+  void DisattivaLog(Int16 IdxQuarn);
 
   /// True if the link is connected, or does not use TCP, or the index is invalid.
-  bool Connesso(std::int16_t IdxQuarn);
+  bool Connesso(Int16 IdxQuarn);
 
   /// Describes the state of the link and the reason why it is down. Changes nothing. Returns a snapshot with
   /// `index` 0 for an invalid index. Not part of the component class.
-  LinkSnapshot snapshot(std::int16_t IdxQuarn) const;
+  LinkSnapshot snapshot(Int16 IdxQuarn) const;
 
   /// True if the item that `GetMessaggioArrivato` takes next is an event report of the library. False if it
   /// is a text of the peer, even one in the form of a report, and if no item waits or the index is invalid.
@@ -130,7 +131,7 @@ class QUARNEX_API QuarnSocket {
   ///       const std::string item = quarn.GetMessaggioArrivato(link);
   ///       if (isReport) handleReport(item); else handleText(item);
   ///     }
-  bool reportWaits(std::int16_t IdxQuarn) const;
+  bool reportWaits(Int16 IdxQuarn) const;
 
   /// Sets the memory that peers can make the links hold. Throws `Failure` 5 after the first `Add`, and for
   /// limits that leave no room for a whole frame of the permitted length. Not part of the component class.
@@ -154,13 +155,13 @@ class QUARNEX_API QuarnSocket {
   /// not have the address, listening fails with 10049 and is tried again. Throws `Failure` 5 if `dotted` is
   /// not four numbers with dots, and if the link is not a server link over TCP. Not part of the component
   /// class.
-  void listenOn(std::int16_t IdxQuarn, std::string_view dotted);
+  void listenOn(Int16 IdxQuarn, std::string_view dotted);
 
   /// Lets only these addresses call a server link; everybody, as initially, if there are none. Other callers
   /// are disconnected at once: the link does not notice them, so they never replace the peer.
   /// `LinkSnapshot::callersRefused` counts them. Affects calls that arrive from now on. Throws `Failure` 5
   /// like `listenOn`. Not part of the component class.
-  void allowCallers(std::int16_t IdxQuarn, const std::vector<std::string>& dotted);
+  void allowCallers(Int16 IdxQuarn, const std::vector<std::string>& dotted);
 
   /// The library behind this instance.
   Library& library() const { return *library_; }

@@ -66,7 +66,7 @@ struct Name {
 template <class Type>
 constexpr ValueKind kindOf() {
   if constexpr (std::is_void_v<Type>) return ValueKind::None;
-  if constexpr (std::is_same_v<Type, std::int16_t>) return ValueKind::Integer;
+  if constexpr (std::is_same_v<Type, std::int16_t> || std::is_same_v<Type, Int16>) return ValueKind::Integer;
   if constexpr (std::is_same_v<Type, bool>) return ValueKind::Boolean;
   if constexpr (std::is_same_v<Type, std::string> || std::is_same_v<Type, std::string_view>)
     return ValueKind::String;
@@ -76,6 +76,8 @@ template <class Type>
 decltype(auto) argument(const Value& value) {
   if constexpr (std::is_same_v<Type, std::string_view>) {
     return std::string_view(std::get<std::string>(value));
+  } else if constexpr (std::is_same_v<Type, Int16>) {
+    return Int16(std::get<std::int16_t>(value));
   } else {
     return std::get<Type>(value);
   }

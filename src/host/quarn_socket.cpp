@@ -135,20 +135,20 @@ std::string takeOldest(Library& library, std::int16_t IdxQuarn, TextBuffer Conne
 
 QuarnSocket::QuarnSocket() : library_(&processLibrary()) {}
 
-std::int16_t QuarnSocket::Add(std::string_view Tipo, std::int16_t IdQUARN, bool ConnessioneClient,
-                              bool UsaTcp) {
+std::int16_t QuarnSocket::Add(std::string_view Tipo, Int16 IdQUARN, bool ConnessioneClient, bool UsaTcp) {
   return hostCall<&QuarnSocket::Add>(
       *library_,
       [&] {
         const std::int16_t n = AddHQUARN(*library_, Tipo, IdQUARN, ConnessioneClient, UsaTcp);
         Trap withoutMemory{*library_};
-        withoutMemory([&] { Traccia(*library_, n, "ADD ", n, " : ", IdQUARN, ' ', Tipo, ' ', Tipo); });
+        withoutMemory(
+            [&] { Traccia(*library_, n, "ADD ", n, " : ", std::int16_t{IdQUARN}, ' ', Tipo, ' ', Tipo); });
         return n;
       },
       Tipo, IdQUARN, ConnessioneClient, UsaTcp);
 }
 
-std::string QuarnSocket::GetMessaggioArrivato(std::int16_t IdxQuarn) {
+std::string QuarnSocket::GetMessaggioArrivato(Int16 IdxQuarn) {
   return hostCall<&QuarnSocket::GetMessaggioArrivato>(
       *library_, [&] { return takeOldest(*library_, IdxQuarn, &ConnectionRecord::CodaArrivo); }, IdxQuarn);
 }
@@ -163,7 +163,7 @@ std::int16_t QuarnSocket::ProntoPerUscire() {
   });
 }
 
-void QuarnSocket::Invia(std::int16_t IdxQuarn, std::string_view s) {
+void QuarnSocket::Invia(Int16 IdxQuarn, std::string_view s) {
   hostCall<&QuarnSocket::Invia>(
       *library_,
       [&] {
@@ -173,12 +173,12 @@ void QuarnSocket::Invia(std::int16_t IdxQuarn, std::string_view s) {
       IdxQuarn, s);
 }
 
-void QuarnSocket::Apri(std::int16_t IdxQuarn) {
+void QuarnSocket::Apri(Int16 IdxQuarn) {
   hostCall<&QuarnSocket::Apri>(
       *library_, [&] { openLink(*library_, IdxQuarn); }, IdxQuarn);
 }
 
-void QuarnSocket::Chiudi(std::int16_t IdxQuarn) {
+void QuarnSocket::Chiudi(Int16 IdxQuarn) {
   hostCall<&QuarnSocket::Chiudi>(
       *library_,
       [&] {
@@ -207,7 +207,7 @@ void QuarnSocket::Uscita() {
   });
 }
 
-bool QuarnSocket::MessaggioArrivato(std::int16_t IdxQuarn) {
+bool QuarnSocket::MessaggioArrivato(Int16 IdxQuarn) {
   return hostCall<&QuarnSocket::MessaggioArrivato>(
       *library_,
       [&] {
@@ -216,12 +216,12 @@ bool QuarnSocket::MessaggioArrivato(std::int16_t IdxQuarn) {
       IdxQuarn);
 }
 
-std::string QuarnSocket::GetDebug(std::int16_t IdxQuarn) {
+std::string QuarnSocket::GetDebug(Int16 IdxQuarn) {
   return hostCall<&QuarnSocket::GetDebug>(
       *library_, [&] { return takeOldest(*library_, IdxQuarn, &ConnectionRecord::CodaDebug); }, IdxQuarn);
 }
 
-void QuarnSocket::AttivaDebug(std::int16_t IdxQuarn) {
+void QuarnSocket::AttivaDebug(Int16 IdxQuarn) {
   hostCall<&QuarnSocket::AttivaDebug>(
       *library_,
       [&] {
@@ -230,7 +230,7 @@ void QuarnSocket::AttivaDebug(std::int16_t IdxQuarn) {
       IdxQuarn);
 }
 
-void QuarnSocket::DisattivaDebug(std::int16_t IdxQuarn) {
+void QuarnSocket::DisattivaDebug(Int16 IdxQuarn) {
   hostCall<&QuarnSocket::DisattivaDebug>(
       *library_,
       [&] {
@@ -243,12 +243,12 @@ void QuarnSocket::AttivaLog() {
   hostCall<&QuarnSocket::AttivaLog>(*library_, [&] { ApriLog(*library_); });
 }
 
-void QuarnSocket::DisattivaLog(std::int16_t IdxQuarn) {
+void QuarnSocket::DisattivaLog(Int16 IdxQuarn) {
   hostCall<&QuarnSocket::DisattivaLog>(
       *library_, [&] { ChiudiLog(*library_); }, IdxQuarn);
 }
 
-bool QuarnSocket::Connesso(std::int16_t IdxQuarn) {
+bool QuarnSocket::Connesso(Int16 IdxQuarn) {
   return hostCall<&QuarnSocket::Connesso>(
       *library_,
       [&] {
@@ -285,25 +285,25 @@ void QuarnSocket::setMemoryLimits(const MemoryLimits& limits) {
   library_->setLimits(limits);
 }
 
-void QuarnSocket::listenOn(std::int16_t IdxQuarn, std::string_view dotted) {
+void QuarnSocket::listenOn(Int16 IdxQuarn, std::string_view dotted) {
   numbered(*library_, [&] {
     requireAddress(dotted);
     listeningSocket(*library_, IdxQuarn).listenOn(dotted);
   });
 }
 
-void QuarnSocket::allowCallers(std::int16_t IdxQuarn, const std::vector<std::string>& dotted) {
+void QuarnSocket::allowCallers(Int16 IdxQuarn, const std::vector<std::string>& dotted) {
   numbered(*library_, [&] {
     for (const std::string& address : dotted) requireAddress(address);
     listeningSocket(*library_, IdxQuarn).allowCallers(dotted);
   });
 }
 
-LinkSnapshot QuarnSocket::snapshot(std::int16_t IdxQuarn) const {
+LinkSnapshot QuarnSocket::snapshot(Int16 IdxQuarn) const {
   return numbered(*library_, [&] { return takeSnapshot(*library_, IdxQuarn); });
 }
 
-bool QuarnSocket::reportWaits(std::int16_t IdxQuarn) const {
+bool QuarnSocket::reportWaits(Int16 IdxQuarn) const {
   QUARNEX_ASSERT(library_->thread == std::this_thread::get_id());
   return library_->validIndex(IdxQuarn) && BufferFrontMarked(library_->ConnectionTable[IdxQuarn].CodaArrivo);
 }

@@ -57,6 +57,41 @@ TEST(HostMethods, DoNothingForAnInvalidIndex) {
   EXPECT_EQ(host.quarn.snapshot(2).index, 0);
 }
 
+TEST(HostMethods, FailForNumbersOfMoreThan16Bits) {
+  StubHost host;
+  const auto overflows = [](auto call) {
+    try {
+      call();
+      return false;
+    } catch (const Failure& failure) {
+      return failure.number() == 6;
+    }
+  };
+  EXPECT_TRUE(overflows([&] { host.quarn.Add("A", 70'000, true, true); }));
+  EXPECT_TRUE(overflows([&] { host.quarn.Add("A", -32'769, true, true); }));
+  EXPECT_TRUE(overflows([&] { host.quarn.Add("A", 0xFFFF'FFFF'FFFF'FFFB, true, true); }));
+  EXPECT_TRUE(overflows([&] { host.quarn.Add("A", std::uint16_t{32'768}, true, true); }));
+  EXPECT_TRUE(overflows([&] { host.quarn.Apri(65'537L); }));
+  EXPECT_EQ(host.quarn.Add("A", -32'768, true, true), 1);
+  EXPECT_EQ(host.quarn.Add("A", 32'767U, true, true), 2);
+  static_assert(!std::is_constructible_v<Int16, double>);
+}
+
+TEST(HostMethods, OpenALinkOnceMoreAfterTheEnd) {
+  StubHost host;
+  host.addOpen(true);
+  host.quarn.Uscita();
+  host.quarn.Apri(1);
+  EXPECT_EQ(host.quarn.ProntoPerUscire(), 0);
+  host.connect(1);
+  EXPECT_TRUE(host.quarn.Connesso(1));
+  host.quarn.Invia(1, "late");
+  EXPECT_EQ(host.record(1).CodaInvio.Count, 0);
+  sequence(connectionEnds(0), after(21), callEnds(10061))(host);
+  EXPECT_EQ(host.quarn.snapshot(1).phase, LinkPhase::Closed);
+  EXPECT_EQ(host.quarn.ProntoPerUscire(), -1);
+}
+
 TEST(HostMethods, RestrictServerLinksOverTcpOnly) {
   StubHost host;
   const std::int16_t server = host.quarn.Add("A", 1, false, true);
