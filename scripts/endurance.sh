@@ -1,26 +1,27 @@
 #!/usr/bin/env bash
-# Tests real processes for a long time: kills hosts at random moments of their exchange, reconnects thousands of times under
-# valgrind, and runs the code with a thread under ThreadSanitizer. Takes about half an hour, or two minutes with --quick.
+# Tests real processes for a long time: kills hosts at random moments of their exchange, attacks a host, reconnects thousands
+# of times under valgrind, and runs the code with a thread under ThreadSanitizer. Takes about 40 minutes, or four with
+# --quick.
 # "recording" records real links for an hour (a minute with --quick) and replays the recordings; it runs only if named.
 # Exit status 0 only if every part passes.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 usage() {
-    echo "usage: scripts/endurance.sh [--quick] [kills] [reconnections] [threads] [recording]:" \
+    echo "usage: scripts/endurance.sh [--quick] [kills] [attacks] [reconnections] [threads] [recording]:" \
         "the named parts, or all except recording" >&2
     exit 2
 }
 
-kill_options=(--kills 1000 --pairs 50) rounds=100 repetitions=50 recorded_kills=540
+kill_options=(--kills 1000 --pairs 50) rounds=100 repetitions=50 recorded_kills=540 attack_options=(--seconds 120)
 if [[ ${1:-} == --quick ]]; then
-    kill_options=(--kills 20 --pairs 20) repetitions=3 recorded_kills=9
+    kill_options=(--kills 20 --pairs 20) repetitions=3 recorded_kills=9 attack_options=(--seconds 25 --links 40)
     shift
 fi
 for name in "$@"; do
-    [[ $name =~ ^(kills|reconnections|threads|recording)$ ]] || usage
+    [[ $name =~ ^(kills|attacks|reconnections|threads|recording)$ ]] || usage
 done
-[[ $# -gt 0 ]] || set -- reconnections threads kills
+[[ $# -gt 0 ]] || set -- reconnections threads attacks kills
 
 scripts/packages.sh endurance
 export PYTHONDONTWRITEBYTECODE=1
@@ -48,6 +49,11 @@ between_hosts() {
 # Every text that is dropped or doubled needs a cause.
 kills() {
     between_hosts killed_hosts.py "${kill_options[@]}"
+}
+
+# What strangers can cost has bounds, and another link does not notice them.
+attacks() {
+    between_hosts attacks.py "${attack_options[@]}"
 }
 
 # Every recording of the hosts must replay without a difference.

@@ -7,6 +7,7 @@
 #include <set>
 #include <string>
 
+#include "quarnex/times_and_limits.h"
 #include "support/stub_host.h"
 
 namespace quarnex::test {
@@ -76,6 +77,23 @@ TEST(Snapshot, DescribesTheStateInOneSentenceWithoutAnEffect) {
   }
 }
 
+TEST(Snapshot, ShowsExchangeDeadlinesAndQueues) {
+  StubHost host;
+  host.addConnected(kClient);
+  host.quarn.Invia(1, "one");
+  received("0000053|AB|9CMD|9.|")(host);
+  host.quarn.Invia(1, "two");
+  const LinkSnapshot link = host.quarn.snapshot(1);
+  EXPECT_EQ(link.subState, kExchangeWaiting);
+  EXPECT_EQ(link.replyDeadline, host.time.second + kReplySeconds);
+  EXPECT_EQ(link.keepAliveDeadline, host.time.second + kClientAliveSeconds);
+  EXPECT_EQ(link.deadline, std::nullopt);
+  EXPECT_EQ(std::vector({link.outbound, link.inbound, link.captured}), std::vector({1, 1, 0}));
+  EXPECT_TRUE(link.batchInFlight);
+  EXPECT_EQ(host.inbound(1), std::vector<std::string>{"AB"});
+  EXPECT_EQ(host.quarn.snapshot(1).inbound, 0);
+}
+
 TEST(Snapshot, DescribesLinksThatCannotConnect) {
   StubHost host;
   const LinkSnapshot local = host.quarn.snapshot(host.quarn.Add("A", 1, true, false));
@@ -95,6 +113,12 @@ void waitForSixAnswers(StubHost& host) {
     host.record(1).ScadenzaAlive.second = host.time.second + 60;
     sequence(after(0), after(6))(host);
   }
+}
+
+void receiveFrameWithoutEnd(StubHost& host) {
+  host.library.limits.frame = 10;
+  host.carrier(1).incoming.emplace_back("\2 12345678 ");
+  host.tickAfter(0);
 }
 
 struct FailureRow {
@@ -139,6 +163,9 @@ const FailureRow kFailures[] = {
      LinkPhase::Connected, "connection-broken", "error 10099", nullptr},
     {kServer, sequence(connected(), received("0000053|9K|9CMD|9.|")), FailureKind::PeerAskedToClose, 0, "",
      LinkPhase::Connected, "peer-asked-to-close", "the peer asked to close", nullptr},
+    {kServer, sequence(connected(), receiveFrameWithoutEnd), FailureKind::FrameTooLong, 0, "",
+     LinkPhase::Connected, "frame-too-long", "a frame of the peer did not end within the limit",
+     "Frame Too Long"},
 };
 
 TEST(LinkFailures, AreKeptAsValuesAndPutIntoWordsAndReports) {
@@ -166,7 +193,7 @@ TEST(LinkFailures, AreKeptAsValuesAndPutIntoWordsAndReports) {
     if (row.reported == nullptr) continue;
     EXPECT_THAT(*report, testing::EndsWith(std::string(":20308 ") + row.reported));
   }
-  EXPECT_EQ(kinds.size(), static_cast<std::size_t>(FailureKind::PeerAskedToClose) + 1);
+  EXPECT_EQ(kinds.size(), static_cast<std::size_t>(FailureKind::FrameTooLong) + 1);
 }
 
 }  // namespace

@@ -158,6 +158,27 @@ TEST(Tick, ServesTheLinksBehindALinkThatFails) {
   EXPECT_EQ(host.quarn.snapshot(2).framesSent, 1U);
 }
 
+// The rest of a step runs although the failed send has begun the link anew.
+TEST(Tick, LeavesTheExchangeWaitingAfterAFailedSend) {
+  const struct {
+    const char* name;
+    bool client;
+    Action action;
+  } rows[] = {{"a query is answered", kServer, received("0000052|9QRY|9.|")},
+              {"data is answered", kClient, received("0000053|AB|9CMD|9.|")},
+              {"a batch is sent", kClient, after(6)}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    StubHost host;
+    host.addConnected(row.client);
+    host.quarn.Invia(1, "HELLO");
+    host.failing.insert({row.client ? "send ClientSocket" : "send SrvAccept", Failure(10055, "boom")});
+    row.action(host);
+    EXPECT_EQ(host.record(1).Stato, kSocketPhase);
+    EXPECT_EQ(host.record(1).StatoB, kExchangeWaiting);
+  }
+}
+
 TEST(Shutdown, AsksTheConnectedPeerAndEndsWithItsClose) {
   for (const bool client : {kClient, kServer}) {
     StubHost host;
