@@ -59,6 +59,7 @@ def micro():
             "ns", each("quiet_tick_floor"), 40, at_most, "40 ns")
         row(f"allocations of a quiet tick, {part}", best[name]["allocations"], "", None, 0, at_most, "0")
     hostile(best)
+    attacks(best)
 
 
 def hostile(best):
@@ -76,6 +77,14 @@ def hostile(best):
             "20 ms")
     row("a byte of a damaged frame, no sink open", best["damaged_frame"]["cpu_time"] / 30_000, "ns", None, 3, at_most,
         "3 ns")
+
+
+def attacks(best):
+    """Reports the memory of a host whose 20 links are attacked for hours of virtual time."""
+    for number, attack in enumerate(("a flood of queries", "peers that never read", "peers that never acknowledge")):
+        result = best[f"attacked_host/{number}"]
+        row(f"bytes held by a link, {attack}, {result['virtual_hours']:.0f} h", result["held_mib_of_a_link"], "MiB", None,
+            1.1, at_most, "1.1 MiB")
 
 
 def pair(program, links, kind):

@@ -69,7 +69,11 @@ std::string many(const std::string& text, std::size_t bytes) {
 TEST(MemoryLimits, AFloodOfQueriesIsHeldBackAndLosesNothing) {
   Attacked site({});
   const std::string flood = many(kQuery, 5 * 65'536);
-  EXPECT_LE(site.run(3600, [&] { site.stranger.send(flood); }), 3);
+  EXPECT_LE(site.run(3600,
+                     [&] {
+                       if (site.stranger.unsent() == 0) site.stranger.send(flood);
+                     }),
+            3);
   EXPECT_GE(site.peak, kMiB);
   EXPECT_LE(site.peak, kMiB + 2 * kFetchBytesMax);
   const LinkSnapshot flooded = site.server.quarn().snapshot(2);
@@ -137,7 +141,11 @@ TEST(MemoryLimits, TheProcessesPartIsSharedAndAFullOneDropsTheOldestItems) {
   site.server.quarn().AttivaDebug(2);
   const std::string texts =
       wire::frame(wire::message(7, {std::string(9'000, 'a'), std::string(9'000, 'b'), "9CMD", "9."}));
-  EXPECT_LE(site.run(600, [&] { site.stranger.send(many(texts, 100'000)); }), 3);
+  EXPECT_LE(site.run(600,
+                     [&] {
+                       if (site.stranger.unsent() == 0) site.stranger.send(many(texts, 100'000));
+                     }),
+            3);
   EXPECT_GE(site.peak, 250'000U);
   EXPECT_LE(site.peak, 400'000U);
   const auto items = Pair::take(site.server, 2);

@@ -42,6 +42,8 @@ class ScriptedPeer final : private NetworkUser {
   }
 
   bool connected() const { return end_ != nullptr; }
+  /// Bytes that it has sent and that the system has not taken yet.
+  std::size_t unsent() const { return end_ ? end_->unsent() : 0; }
   /// Number of its connections so far.
   int connections() const { return connections_; }
   /// How the last connection or call ended: -1 = not yet, 0 = in the orderly way, else the number.
