@@ -54,6 +54,7 @@ kills() {
 # What strangers can cost has bounds, and another link does not notice them.
 attacks() {
     between_hosts attacks.py "${attack_options[@]}"
+    between_hosts strangers.py --seconds 20
 }
 
 # Every recording of the hosts must replay without a difference.
