@@ -56,6 +56,7 @@ INSTANTIATE_TEST_SUITE_P(, RatesOfTexts,
                          testing::Values(Rates{"clientSends", kAlways, kNever, 50, 0},
                                          Rates{"serverSends", kNever, kAlways, 0, 100},
                                          Rates{"clientStarvesServer", 300, kAlways, 3, 0},
+                                         Rates{"clientStarvesServerSlowly", 400, kAlways, 3, 0},
                                          Rates{"twoTextsASecond", 500, kAlways, 2, 20},
                                          Rates{"oneTextASecond", 1000, kAlways, 1, 60}),
                          [](const auto& rates) { return rates.param.name; });
