@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Tests real processes for a long time: kills hosts at random moments of their exchange, attacks a host, reconnects thousands
-# of times under valgrind, and runs the code with a thread under ThreadSanitizer. Takes about 40 minutes, or four with
+# Tests real processes for a long time: kills hosts at random moments of their exchange, attacks a host, sets the clock of
+# hosts, reconnects thousands of times under valgrind, and runs the code with a thread under ThreadSanitizer. Takes about 40 minutes, or four with
 # --quick.
 # "recording" records real links for an hour (a minute with --quick) and replays the recordings; it runs only if named.
 # Exit status 0 only if every part passes.
@@ -8,7 +8,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 usage() {
-    echo "usage: scripts/endurance.sh [--quick] [kills] [attacks] [reconnections] [threads] [recording]:" \
+    echo "usage: scripts/endurance.sh [--quick] [kills] [attacks] [clock] [reconnections] [threads] [recording]:" \
         "the named parts, or all except recording" >&2
     exit 2
 }
@@ -19,9 +19,9 @@ if [[ ${1:-} == --quick ]]; then
     shift
 fi
 for name in "$@"; do
-    [[ $name =~ ^(kills|attacks|reconnections|threads|recording)$ ]] || usage
+    [[ $name =~ ^(kills|attacks|clock|reconnections|threads|recording)$ ]] || usage
 done
-[[ $# -gt 0 ]] || set -- reconnections threads attacks kills
+[[ $# -gt 0 ]] || set -- reconnections threads clock attacks kills
 
 scripts/packages.sh endurance
 export PYTHONDONTWRITEBYTECODE=1
@@ -55,6 +55,11 @@ kills() {
 attacks() {
     between_hosts attacks.py "${attack_options[@]}"
     between_hosts strangers.py --seconds 20
+}
+
+# A system clock that is set back does not disturb a link.
+clock() {
+    between_hosts clock.py
 }
 
 # Every recording of the hosts must replay without a difference.

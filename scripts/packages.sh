@@ -11,7 +11,7 @@ declare -A packages=(
     [package]="dpkg-dev pkg-config lintian zsh fish"
     [bench]="libbenchmark-dev python3"
     [model]="spin gcc libc6-dev"
-    [endurance]="libbenchmark-dev valgrind iproute2 python3"
+    [endurance]="libbenchmark-dev valgrind iproute2 faketime python3"
     [coverage]="clang-19 llvm-19 libclang-rt-19-dev libgtest-dev libgmock-dev python3"
 )
 
