@@ -1,4 +1,5 @@
 // Attacks one link in every way: no line in the recording of another link changes.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -48,6 +49,8 @@ TEST(HostileNeighbour, ChangesNoLineOfAnotherLinksRecording) {
   Random random(7);
   const std::string frame = wire::frame(wire::message(1, {"flood", "9CMD", "9."}));
   const std::vector<std::string> closeRequest{"9K", "9CMD", "9."};
+  std::string endless(500'000, 'x');
+  endless.front() = '\2';
   std::string backlog;
   for (int i = 0; i < 2000; ++i) backlog += frame;
   const struct {
@@ -56,7 +59,7 @@ TEST(HostileNeighbour, ChangesNoLineOfAnotherLinksRecording) {
     int times = 1;  // a second
   } rows[] = {
       {"hostile bytes", [&](auto& peer) { peer.send(anyAttack(random).bytes(random, 1)); }, 5},
-      {"a frame without an end", [](auto& peer) { peer.send('\2' + std::string(500'000, 'x')); }},
+      {"a frame without an end", [&](auto& peer) { peer.send(endless); }},
       {"a backlog of frames", [&](auto& peer) { peer.send(backlog); }},
       {"resets", [](auto& peer) { peer.reset(); }},
       {"many calls at once", [](auto& peer) { peer.call(20101); }, 20},

@@ -60,6 +60,8 @@ struct Attacked : Pair {
 
 const std::string kQuery = wire::frame(wire::message(7, {"9QRY", "9."}));
 
+constexpr char kFrameStart = '\2';
+
 std::string many(const std::string& text, std::size_t bytes) {
   std::string all;
   while (all.size() < bytes) all += text;
@@ -123,8 +125,11 @@ TEST(MemoryLimits, AFrameWithoutEndFailsTheLink) {
   limits.frame = 4 * kMiB;
   Attacked site(limits);
   bool failed = false;
+  std::string piece(5 * 65'536, 'x');
+  piece.front() = kFrameStart;
   site.run(600, [&] {
-    site.stranger.send(site.stranger.connections() > 0 ? '\2' + std::string(5 * 65'536, 'x') : "");
+    site.stranger.send(piece);
+    piece.front() = site.stranger.connections() > 0 ? 'x' : kFrameStart;
     const auto failure = site.server.quarn().snapshot(2).lastFailure;
     failed = failed || (failure && failure->kind == FailureKind::FrameTooLong);
   });
