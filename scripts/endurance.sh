@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Tests real processes for a long time: kills hosts at random moments of their exchange, attacks a host, sets the clock of
-# hosts, reconnects thousands of times under valgrind, and runs the code with a thread under ThreadSanitizer. Takes about 40 minutes, or four with
-# --quick.
+# hosts, reconnects thousands of times under valgrind, and runs the code with a thread under ThreadSanitizer. Takes about 40
+# minutes, or five with --quick.
 # "recording" records real links for an hour (a minute with --quick) and replays the recordings; it runs only if named.
 # Exit status 0 only if every part passes.
 set -euo pipefail

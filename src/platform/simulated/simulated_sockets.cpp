@@ -157,7 +157,12 @@ void SimulatedSockets::deliverCaller(Event event) {
   if (!instance.callers_.admits(event.end->peerAddress)) return event.end->reset();
   const auto older = find(SocketArray::SrvAccept, instance.index_);
   if (older != instances_.end() && (*older)->isReadToItsEnd()) return postpone(std::move(event));
-  if (instance.use_ != event.use) return drop(event);
+  if (older != instances_.end() && (*older)->closeIsDue()) {
+    pending_.push_front(
+        std::move(event));  // in front of the callers that are delivered inside the close event
+    earliest_.reset();
+    return (*older)->raiseClose();
+  }
   if (descriptors_ >= descriptorsMax) {
     postpone(std::move(event));
     return instance.events_.onAccept(instance.array_, instance.index_, 0, kTooManyDescriptors);
@@ -237,13 +242,13 @@ void SimulatedSocket::fetch() {
 // If the peer has ended the connection, its bytes come first, and then its close event. The next caller waits
 // as long as some are fetched.
 bool SimulatedSocket::isReadToItsEnd() {
-  if (end_ == nullptr) return false;
-  const std::optional<std::int16_t> ended = end_->ended();
-  if (!ended) return false;
-  if (*ended == 0 && !end_->exhausted()) return std::exchange(fetched_, false);
+  return end_ && end_->ended() == 0 && !end_->exhausted() && std::exchange(fetched_, false);
+}
+
+void SimulatedSocket::raiseClose() {
+  const std::int16_t code = *end_->ended();
   endUse();
-  events_.onClose(array_, index_, *ended);
-  return false;
+  events_.onClose(array_, index_, code);
 }
 
 void SimulatedSocket::endUse() {

@@ -187,6 +187,8 @@ class SimulatedSocket final : public SocketInstance, private NetworkUser {
   }
   void endUse();
   bool isReadToItsEnd();
+  bool closeIsDue() const { return end_ && (end_->broken() || end_->exhausted()); }
+  void raiseClose();
   void requireIdle() const {
     if (state_ == kSocketConnected) throw numberedFailure(10056);
     if (state_ != kSocketClosed) throw numberedFailure(10022);
