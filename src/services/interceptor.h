@@ -85,8 +85,8 @@ class InterceptedSocket final : public SocketInstance {
   void listenOn(std::string_view dotted) override {
     if (policy.inner) policy.inner->listenOn(dotted);
   }
-  void allowCallers(std::vector<std::string> dotted) override {
-    if (policy.inner) policy.inner->allowCallers(std::move(dotted));
+  void allowCallers(const std::vector<std::string>& dotted) override {
+    if (policy.inner) policy.inner->allowCallers(dotted);
   }
   std::uint64_t refusedCallers() const override { return policy.inner ? policy.inner->refusedCallers() : 0; }
   void send(std::string_view bytes) override {

@@ -109,7 +109,7 @@ class SocketInstance {
   virtual void listenOn(std::string_view /*dotted*/) {}
   /// From now on, calls from all other addresses are accepted and reset at once: they raise no event and do
   /// not affect the attached connection. Everybody may call if the list is empty. Not recorded either.
-  virtual void allowCallers(std::vector<std::string> /*dotted*/) {}
+  virtual void allowCallers(const std::vector<std::string>& /*dotted*/) {}
   /// Number of callers that were reset for this reason. For observation only.
   virtual std::uint64_t refusedCallers() const { return 0; }
 };

@@ -23,6 +23,12 @@ TEST(EventReport, IsTakenApart) {
             "9 30 5 18 11 2026");
 }
 
+TEST(EventReport, EndsTheTypeAtTheFirstMarkOfADetail) {
+  const auto report = parseEventReport("X000E0702[#I5#$TA$$SB$]09300518112026");
+  ASSERT_TRUE(report);
+  EXPECT_EQ(report->type + '/' + report->detail, "A/B");
+}
+
 // Whatever is cut off or put in place of a character, the parser never takes it for another report of this
 // shape.
 TEST(EventReport, RefusesEveryDamagedText) {

@@ -127,9 +127,9 @@ void PosixSocket::setLocalAddress(std::string_view dottedText) {
       dottedText.empty() || ::inet_pton(AF_INET, std::string(dottedText).c_str(), &localAddress_) == 1;
 }
 
-void PosixSocket::allowCallers(std::vector<std::string> dottedTexts) {
+void PosixSocket::allowCallers(const std::vector<std::string>& dottedTexts) {
   if (!callers_) callers_ = std::make_unique<CallerFilter>();
-  callers_->allow(std::move(dottedTexts));
+  callers_->allow(dottedTexts);
 }
 
 // Passes unsent bytes to the system as far as it accepts them, and reads received bytes away: a close with

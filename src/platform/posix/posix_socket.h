@@ -54,7 +54,7 @@ class PosixSocket final : public SocketInstance, private Watcher {
   void send(std::string_view bytes) override;
   std::size_t unsentBytes() const override { return unsent_.size(); }
   void listenOn(std::string_view dotted) override { setLocalAddress(dotted); }
-  void allowCallers(std::vector<std::string> dotted) override;
+  void allowCallers(const std::vector<std::string>& dotted) override;
   std::uint64_t refusedCallers() const override { return callers_ ? callers_->refused() : 0; }
 
   SocketArray array() const { return array_; }

@@ -154,7 +154,7 @@ class SimulatedSocket final : public SocketInstance, private NetworkUser {
   }
   std::size_t unsentBytes() const override { return end_ ? end_->unsent() : 0; }
   void listenOn(std::string_view dotted) override { setLocalAddress(dotted); }
-  void allowCallers(std::vector<std::string> dotted) override { callers_.allow(std::move(dotted)); }
+  void allowCallers(const std::vector<std::string>& dotted) override { callers_.allow(dotted); }
   std::uint64_t refusedCallers() const override { return callers_.refused(); }
 
  private:
