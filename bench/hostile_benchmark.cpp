@@ -43,8 +43,8 @@ class ServerLinks {
   QuarnSocket quarn_{library_};
 };
 
-// Three kinds of bytes, 1 MiB to 1 GiB of each: no end of a frame, only ends, only empty frames. The link fails
-// after 64 MiB without an end, and fetches no more ends and frames after 1 MiB.
+// Three kinds of bytes, 1 MiB to 1 GiB of each: no end of a frame, only ends, only empty frames. The link
+// fails after 64 MiB without an end, and fetches no more ends and frames after 1 MiB.
 void hostile_bytes(benchmark::State& state) {
   std::string frame;
   makeFrame(frame, "");

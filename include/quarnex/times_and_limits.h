@@ -61,7 +61,8 @@ inline constexpr std::size_t kTextsPerBatchMax = 20;
 /// Ticks until an unacknowledged batch is due again, counted only while the link is not connected.
 inline constexpr std::int16_t kRepetitionTicks = 25;
 
-/// Characters of the trace of a bad frame in the log; a longer one is shortened there, and whole everywhere else.
+/// Characters of the trace of a bad frame in the log; a longer one is shortened there, and whole everywhere
+/// else.
 inline constexpr std::size_t kLoggedFrameMax = 4096;
 
 /// Characters of a message: a shorter one is no sign of life, a longer one is dropped.

@@ -57,7 +57,7 @@ struct Library {
 
   bool LogAperto = false;
   std::uint64_t toldLogBytes = 0;  // missing in the log, as the host knows
-  std::string LogPath;  // put unchanged in front of the log file's name
+  std::string LogPath;             // put unchanged in front of the log file's name
 
   std::unique_ptr<FrmSock> form;  // made on first use
 
