@@ -43,28 +43,28 @@ between_hosts() {
     if unshare --net --map-root-user true 2>/dev/null; then
         own_network=(unshare --net --map-root-user sh -c 'ip link set lo up && exec "$@"' sh)
     fi
-    "${own_network[@]}" python3 "tests/endurance/$1" build/release/bin/quarn "${@:2}"
+    "${own_network[@]}" python3 "$1" build/release/bin/quarn "${@:2}"
 }
 
 # Every text that is dropped or doubled needs a cause.
 kills() {
-    between_hosts killed_hosts.py "${kill_options[@]}"
+    between_hosts tests/endurance/killed_hosts.py "${kill_options[@]}"
 }
 
 # What strangers can cost has bounds, and another link does not notice them.
 attacks() {
-    between_hosts attacks.py "${attack_options[@]}"
-    between_hosts strangers.py --seconds 20
+    between_hosts bench/attacks.py limits "${attack_options[@]}"
+    between_hosts bench/attacks.py refused
 }
 
 # A system clock that is set back does not disturb a link.
 clock() {
-    between_hosts clock.py
+    between_hosts tests/endurance/clock.py
 }
 
 # Every recording of the hosts must replay without a difference.
 recording() {
-    between_hosts killed_hosts.py --kills "$recorded_kills" --pairs 3 --links 6
+    between_hosts tests/endurance/killed_hosts.py --kills "$recorded_kills" --pairs 3 --links 6
 }
 
 # Two hosts with 100 links each. The use of descriptors and memory must not grow.
