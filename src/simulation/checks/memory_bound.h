@@ -42,9 +42,9 @@ class MemoryBound {
     const MemoryLimits& limits = library.limits;
     if (record.Ricevuto.size() > limits.unhandled + kFetchBytesMax) return "Ricevuto exceeds its limit";
     if (record.FrameInCorso.size() > limits.frame + kFetchBytesMax) return "FrameInCorso exceeds its limit";
-    if (record.Stato != kConnected) return "";
+    const SocketInstance* socket = frameSocketOf(library, record);
     const std::size_t longestFrame = record.UltimoInviato.size() + kMessageLengthMax;
-    const bool bounded = frameSocket(library, record).unsentBytes() <= limits.unsent + longestFrame;
+    const bool bounded = socket == nullptr || socket->unsentBytes() <= limits.unsent + longestFrame;
     return bounded ? "" : "unsent bytes exceed their limit";
   }
 
@@ -58,6 +58,13 @@ class MemoryBound {
   }
 
  private:
+  // nullptr where it could not be created.
+  static const SocketInstance* frameSocketOf(const Library& library, const ConnectionRecord& record) {
+    if (!library.form) return nullptr;
+    return record.ConnessioneClient ? library.form->find(SocketArray::ClientSocket, record.IdxClient)
+                                    : library.form->find(SocketArray::SrvAccept, record.IdxServer);
+  }
+
   static constexpr std::size_t kSpare = 4096;
   // The first chunk of a queue and the last may be empty but for one byte.
   static constexpr std::size_t kSpareOfQueue = std::size_t{128} * 1024;
