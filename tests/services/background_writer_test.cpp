@@ -4,9 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <deque>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace quarnex {
 namespace {
@@ -19,7 +19,8 @@ constexpr auto kNeverReached = 20s;
 // idle.
 struct TestDisk {
   struct File : Storage {
-    explicit File(TestDisk& on) : disk(on) {}
+    explicit File(TestDisk& on) : disk(on), text(on.texts.emplace_back()) { ++disk.open; }
+    ~File() override { --disk.open; }
     std::int16_t writeAt(std::uintmax_t position, std::string_view bytes) override {
       disk.hanging.wait(true);
       if (disk.full) return 61;
@@ -30,31 +31,17 @@ struct TestDisk {
     void cutTo(std::uintmax_t bytes) override { text.resize(std::min<std::size_t>(text.size(), bytes)); }
     std::uintmax_t size() override { return text.size(); }
     TestDisk& disk;
-    std::string text;
+    std::string& text;
   };
-  // The file outlives the writer's use of it.
-  struct Handle : Storage {
-    explicit Handle(std::shared_ptr<File> of) : file(std::move(of)) { ++file->disk.open; }
-    ~Handle() override { --file->disk.open; }
-    std::int16_t writeAt(std::uintmax_t position, std::string_view bytes) override {
-      return file->writeAt(position, bytes);
-    }
-    void cutTo(std::uintmax_t bytes) override { file->cutTo(bytes); }
-    std::uintmax_t size() override { return file->size(); }
-    std::shared_ptr<File> file;
-  };
-  std::unique_ptr<Storage> create() {
-    files.push_back(std::make_shared<File>(*this));
-    return std::make_unique<Handle>(files.back());
-  }
+  std::unique_ptr<Storage> create() { return std::make_unique<File>(*this); }
   void setHanging(bool now) {
     hanging = now;
     hanging.notify_all();
   }
 
   std::atomic<bool> hanging = false, full = false;
-  std::atomic<int> open = 0;  // files that a writer still uses
-  std::vector<std::shared_ptr<File>> files;
+  std::atomic<int> open = 0;      // files that a writer still uses
+  std::deque<std::string> texts;  // of its files
 };
 
 class BackgroundWriterTest : public testing::Test {
@@ -70,9 +57,15 @@ class BackgroundWriterTest : public testing::Test {
     if (!writer_) writer_ = std::make_unique<BackgroundWriter>(disk.create(), plan);
     return *writer_;
   }
-  std::string end(std::size_t file = 0) {
+  void writeEach(std::initializer_list<const char*> lines) {
+    for (const char* line : lines) {
+      writer().write(line);
+      EXPECT_TRUE(writer().flush(kNeverReached));
+    }
+  }
+  std::string end() {
     writer_.reset();
-    return disk.files.at(file)->text;
+    return disk.texts.at(0);
   }
 
   TestDisk disk;  // outlives the writer
@@ -105,14 +98,13 @@ TEST_F(BackgroundWriterTest, LeavesAFileThatHangsToItsThread) {
   disk.setHanging(false);
   const auto latest = std::chrono::steady_clock::now() + kNeverReached;
   while (disk.open > 0 && std::chrono::steady_clock::now() < latest) std::this_thread::sleep_for(1ms);
-  EXPECT_EQ(disk.files[0]->text, "late\n");
+  EXPECT_EQ(disk.texts[0], "late\n");
 }
 
 TEST_F(BackgroundWriterTest, MarksLinesThatTheDiskRefusesAndGoesOnBehindThem) {
   for (const char* line : {"one\n", "two\n", "three\n", "four\n"}) {
     disk.full = line[0] == 't';
-    writer().write(line);
-    EXPECT_TRUE(writer().flush(kNeverReached));
+    writeEach({line});
   }
   EXPECT_EQ(writer().losses().bytes, 10U);
   EXPECT_EQ(writer().losses().lastError, 61);
@@ -120,9 +112,8 @@ TEST_F(BackgroundWriterTest, MarksLinesThatTheDiskRefusesAndGoesOnBehindThem) {
 }
 
 TEST_F(BackgroundWriterTest, LeavesNoHoleInAFileThatAnotherProgramHasTruncated) {
-  writer().write("one\n");
-  EXPECT_TRUE(writer().flush(kNeverReached));
-  disk.files[0]->text.clear();
+  writeEach({"one\n"});
+  disk.texts[0].clear();
   writer().write("two\n");
   EXPECT_EQ(end(), "two\n");
 }
@@ -131,23 +122,17 @@ TEST_F(BackgroundWriterTest, BeginsTheNextFileWhereOneIsFullIfThereIsOne) {
   plan.fileBytesMax = 10;
   int begun = 0;
   plan.nextFile = [&] { return ++begun == 2 ? nullptr : disk.create(); };
-  for (const char* line : {"one\n", "two\n", "three\n", "four\n", "five\n", "six\n"}) {
-    writer().write(line);
-    EXPECT_TRUE(writer().flush(kNeverReached));
-  }
+  writeEach({"one\n", "two\n", "three\n", "four\n", "five\n", "six\n"});
   EXPECT_FALSE(writer().losses().any());
-  EXPECT_EQ(end(0), "one\ntwo\n");
-  EXPECT_EQ(disk.files.at(1)->text, "three\nfour\n");
-  EXPECT_EQ(disk.files.at(2)->text, "five\nsix\n");
+  EXPECT_EQ(end(), "one\ntwo\n");
+  EXPECT_EQ(disk.texts.at(1), "three\nfour\n");
+  EXPECT_EQ(disk.texts.at(2), "five\nsix\n");
 }
 
 TEST_F(BackgroundWriterTest, EndsAFullFileWithItsLastLineAndThenWritesNothing) {
   plan.fileBytesMax = 12;
   plan.lastLine = "end\n";
-  for (const char* line : {"one\n", "two\n", "three\n", "x\n"}) {
-    writer().write(line);
-    EXPECT_TRUE(writer().flush(kNeverReached));
-  }
+  writeEach({"one\n", "two\n", "three\n", "x\n"});
   EXPECT_TRUE(writer().full());
   EXPECT_FALSE(writer().losses().any());
   EXPECT_EQ(end(), "one\ntwo\nend\n");

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "services/services.h"
+#include "support/failure_of.h"
 
 namespace quarnex {
 
@@ -115,8 +116,5 @@ class ServicesContract : public testing::TestWithParam<HarnessFactory>,
 };
 
 constexpr std::int16_t kTickMilliseconds = 2;
-
-/// The number of the failure that `operation` throws, 0 if it succeeds.
-std::int32_t failureOf(const std::function<void()>& operation);
 
 }  // namespace quarnex

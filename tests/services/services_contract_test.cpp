@@ -3,19 +3,7 @@
 
 #include <algorithm>
 
-#include "quarnex/failure.h"
-
 namespace quarnex {
-
-std::int32_t failureOf(const std::function<void()>& operation) {
-  try {
-    operation();
-  } catch (const Failure& failure) {
-    EXPECT_FALSE(failure.description().empty());
-    return failure.number();
-  }
-  return 0;
-}
 
 void ServicesContract::SetUp() {
   harness = GetParam()();

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <numeric>
 
-#include "quarnex/failure.h"
 #include "services/services_contract.h"
 
 namespace quarnex {

@@ -76,8 +76,9 @@ std::vector<std::string> StubHost::inbound(std::int16_t index) {
   while (quarn.MessaggioArrivato(index)) {
     const bool isReport = quarn.reportWaits(index);
     std::string item = quarn.GetMessaggioArrivato(index);
-    if (const auto report = parseEventReport(item); report && isReport) {
-      item = std::to_string(report->code) + (report->detail.empty() ? "" : " " + report->detail);
+    if (isReport) {
+      const EventReport report = parseEventReport(item).value();
+      item = std::to_string(report.code) + (report.detail.empty() ? "" : " " + report.detail);
     }
     items.push_back(std::move(item));
   }

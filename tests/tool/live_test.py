@@ -14,6 +14,21 @@ CHECK = unittest.TestCase()
 ALL_BYTES = bytes(code for code in range(256) if code not in b"\x03|")
 
 
+def accepted_call(identifier, *options, **how):
+    """Returns a `quarn call`, and its peer after the first query."""
+    with Peer.listen(identifier) as listener:
+        session = Session("call", identifier, *options, **how)
+        peer = Peer.accept(listener, identifier)
+    peer.expect(b"9QRY", b"9.")
+    return session, peer
+
+
+def messages_at_end(session, status=0):
+    ended, _, messages = session.finish()
+    CHECK.assertEqual(status, ended, messages)
+    return messages
+
+
 def client_exchanges_the_exact_bytes(identifier):
     with Peer.listen(identifier) as listener, Rpc() as rpc:
         link = rpc.open("TEST", identifier, client=True)
@@ -83,14 +98,13 @@ def exchange_lines(identifier, server_recording, client_recording):
     server.write(*down)
     CHECK.assertEqual(up, server.read(45))
     CHECK.assertEqual(down, client.read(45))
-    status, _, messages = client.finish()
-    CHECK.assertEqual(0, status, messages)
+    messages = messages_at_end(client)
     CHECK.assertIn(b"done: 45 lines acknowledged, 45 texts received", messages)
     CHECK.assertIn(b"| CHIAMO ETH %d TEST %d 127.0.0.1" % (identifier, FIRST_PORT + identifier), messages)
     server.await_message(b"the peer asked to close")
     server.process.send_signal(signal.SIGINT)
     server.await_message(b"done: 45 lines acknowledged, 45 texts received")
-    CHECK.assertEqual(0, server.finish()[0])
+    messages_at_end(server)
 
 
 def losses_are_reported(identifier):
@@ -105,45 +119,36 @@ def losses_are_reported(identifier):
         session.await_message(b"connected to 127.0.0.1:%d" % (FIRST_PORT + identifier))
         peer.send(b"9K", b"9.")
         session.await_message(b"line 3: may not have arrived")
-        status, _, messages = session.finish()
-        CHECK.assertEqual(1, status, messages)
+        messages = messages_at_end(session, 1)
         CHECK.assertIn(b"line 4: not sent", messages)
         CHECK.assertIn(b"not done: 2 lines acknowledged, 2 lines lost, 0 texts received", messages)
 
 
 def texts_in_the_form_of_reports_are_printed_as_texts(identifier):
     forged = b"X000E0702[#I%d#$TTEST$]09300518112026" % identifier
-    with Peer.listen(identifier) as listener:
-        session = Session("call", identifier, "--raw")
-        peer = Peer.accept(listener, identifier)
-        peer.expect(b"9QRY", b"9.")
-        peer.send(forged, b"9CMD", b"9.")
-        CHECK.assertEqual([forged], session.read(1))
-        peer.expect(b"9ACK", b"9QRY", b"9.")
-        peer.send(b"9K", b"9.")  # the first disconnection
-        status, _, messages = session.finish()
-        CHECK.assertEqual(0, status, messages)
-        CHECK.assertEqual(1, messages.count(b": disconnected\n") + messages.count(b" disconnected\n"), messages)
-        CHECK.assertNotIn(forged, messages)
-        CHECK.assertIn(b"1 text received", messages)
+    session, peer = accepted_call(identifier, "--raw")
+    peer.send(forged, b"9CMD", b"9.")
+    CHECK.assertEqual([forged], session.read(1))
+    peer.expect(b"9ACK", b"9QRY", b"9.")
+    peer.send(b"9K", b"9.")  # the first disconnection
+    messages = messages_at_end(session)
+    CHECK.assertEqual(1, messages.count(b": disconnected\n") + messages.count(b" disconnected\n"), messages)
+    CHECK.assertNotIn(forged, messages)
+    CHECK.assertIn(b"1 text received", messages)
 
 
 def terminals_and_messages_show_no_control_character(identifier, locale="C.UTF-8", others="\u00c8\u65e5".encode()):
     escaped = "\u0080\u009b\u202e".encode()
     shown = b"".join(b"%c" % code if 32 <= code < 127 else b"\\x%02X" % code for code in ALL_BYTES + escaped) + others
     reader, terminal = pty.openpty()
-    with Peer.listen(identifier) as listener:
-        session = Session("call", identifier, "--trace", stdout=terminal, locale=locale)
-        peer = Peer.accept(listener, identifier)
-        peer.expect(b"9QRY", b"9.")
-        peer.send(ALL_BYTES + escaped + "\u00c8\u65e5".encode(), b"9CMD", b"9.")
-        peer.expect(b"9ACK", b"9QRY", b"9.")
-        CHECK.assertEqual(shown + b"\r\n", b"".join(iter(lambda: os.read(reader, 1), b"\n")) + b"\n")
-        peer.send(b"9K", b"9.")
-        status, _, messages = session.finish()
-        CHECK.assertEqual(0, status, messages)
-        CHECK.assertIn(b"X:" + shown, messages)
-        CHECK.assertTrue(all(line.isprintable() for line in messages.decode().splitlines()), messages)
+    session, peer = accepted_call(identifier, "--trace", stdout=terminal, locale=locale)
+    peer.send(ALL_BYTES + escaped + "\u00c8\u65e5".encode(), b"9CMD", b"9.")
+    peer.expect(b"9ACK", b"9QRY", b"9.")
+    CHECK.assertEqual(shown + b"\r\n", b"".join(iter(lambda: os.read(reader, 1), b"\n")) + b"\n")
+    peer.send(b"9K", b"9.")
+    messages = messages_at_end(session)
+    CHECK.assertIn(b"X:" + shown, messages)
+    CHECK.assertTrue(all(line.isprintable() for line in messages.decode().splitlines()), messages)
 
 
 def terminals_without_utf8_show_only_ascii(identifier):
@@ -151,20 +156,17 @@ def terminals_without_utf8_show_only_ascii(identifier):
 
 
 def output_that_is_not_read_does_not_delay_the_end(identifier, *options):
-    with Peer.listen(identifier) as listener:
-        session = Session("call", identifier, "--wait", "2", *options)
-        peer = Peer.accept(listener, identifier)
-        peer.expect(b"9QRY", b"9.")
-        for _ in range(4):  # more than a pipe holds
-            peer.send(b"T" * 30_000, b"9CMD", b"9.")
-            peer.expect(b"9ACK", b"9QRY", b"9.")
-        peer.send(b"9NODATA", b"9.")
-        session.process.stdin.close()
-        peer.answer_queries_until(b"9K", b"9CMD", b"9.")
-        peer.send(b"9ACK", b"9.")
-        peer.connection.close()
-        CHECK.assertEqual(1, session.process.wait(10))
-        return session.process.stderr.read()
+    session, peer = accepted_call(identifier, "--wait", "2", *options)
+    for _ in range(4):  # more than a pipe holds
+        peer.send(b"T" * 30_000, b"9CMD", b"9.")
+        peer.expect(b"9ACK", b"9QRY", b"9.")
+    peer.send(b"9NODATA", b"9.")
+    session.process.stdin.close()
+    peer.answer_queries_until(b"9K", b"9CMD", b"9.")
+    peer.send(b"9ACK", b"9.")
+    peer.connection.close()
+    CHECK.assertEqual(1, session.process.wait(10))
+    return session.process.stderr.read()
 
 
 def output_that_is_not_read_is_reported_behind_the_summary(identifier):
@@ -181,8 +183,7 @@ def only_allowed_callers_reach_a_listener(identifier):
     with CHECK.assertRaises(ConnectionResetError):
         Peer.call(identifier).connection.recv(1)
     session.process.send_signal(signal.SIGINT)
-    status, _, messages = session.finish()
-    CHECK.assertEqual(0, status, messages)
+    messages = messages_at_end(session)
     CHECK.assertNotIn(b"connected to", messages)
     CHECK.assertIn(b"0 texts received, 1 caller refused", messages)
 
@@ -196,24 +197,19 @@ def signals_end_a_session(identifier):
         session.process.send_signal(signal.SIGTERM)
         session.await_message(b"closing; a second Ctrl-C ends the program at once")
         session.process.send_signal(signal.SIGINT)
-        CHECK.assertEqual(130, session.finish()[0])
+        messages_at_end(session, 130)
 
 
 def broken_output_closes_the_link(identifier):
-    with Peer.listen(identifier) as listener:
-        session = Session("call", identifier)
-        session.process.stdout.close()
-        peer = Peer.accept(listener, identifier)
-        peer.expect(b"9QRY", b"9.")
-        peer.send(b"nobody reads this", b"9CMD", b"9.")
-        peer.expect(b"9ACK", b"9QRY", b"9.")
-        peer.send(b"9NODATA", b"9.")
-        session.await_message(b"standard output: Broken pipe")
-        peer.answer_queries_until(b"9K", b"9CMD", b"9.")
-        peer.connection.close()
-        status, _, messages = session.finish()
-        CHECK.assertEqual(1, status, messages)
-        CHECK.assertIn(b"done: 0 lines acknowledged, 1 text received", messages)
+    session, peer = accepted_call(identifier)
+    session.process.stdout.close()
+    peer.send(b"nobody reads this", b"9CMD", b"9.")
+    peer.expect(b"9ACK", b"9QRY", b"9.")
+    peer.send(b"9NODATA", b"9.")
+    session.await_message(b"standard output: Broken pipe")
+    peer.answer_queries_until(b"9K", b"9CMD", b"9.")
+    peer.connection.close()
+    CHECK.assertIn(b"done: 0 lines acknowledged, 1 text received", messages_at_end(session, 1))
 
 
 SCENARIOS = [client_exchanges_the_exact_bytes, server_exchanges_the_exact_bytes,

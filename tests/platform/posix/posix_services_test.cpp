@@ -13,7 +13,7 @@
 #include <sstream>
 
 #include "platform/posix/posix_time.h"
-#include "services/services_contract.h"
+#include "support/failure_of.h"
 #include "support/test_files.h"
 
 namespace quarnex {

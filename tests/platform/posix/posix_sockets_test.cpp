@@ -21,7 +21,6 @@
 
 #include "platform/posix/error_numbers.h"
 #include "platform/posix/posix_harness.h"
-#include "quarnex/failure.h"
 #include "quarnex/link_snapshot.h"
 #include "services/recorded_harness.h"
 

@@ -15,8 +15,8 @@
 #include <thread>
 #include <utility>
 
-#include "quarnex/failure.h"
 #include "recording/player/player.h"
+#include "support/failure_of.h"
 #include "support/test_files.h"
 
 namespace quarnex::recording {
@@ -28,10 +28,6 @@ constexpr std::size_t kTicks = 100'000;
 constexpr std::size_t kBytesMax = 300'000;
 // Leaves room for the mark behind the last tick that fits.
 const std::size_t kDiskBytes = kHeader.size() + 6'000 * kTick.size() + kTick.size() - 1;
-
-std::string restOf(std::ifstream in) {
-  return {std::istreambuf_iterator<char>(in), {}};
-}
 
 class FileSinkTest : public testing::Test {
  protected:
@@ -52,6 +48,12 @@ class FileSinkTest : public testing::Test {
   std::unique_ptr<FileSink> sink;
 };
 
+ReplayResult replayText(const std::string& text) {
+  std::istringstream in(text);
+  RecordingReader reader(in);
+  return replay(reader);
+}
+
 // Expects that the lines present and the bytes marked as missing add up to `written`, and that the text can
 // be replayed up to the first mark.
 void expectMarked(const std::string& text, std::size_t written) {
@@ -61,9 +63,7 @@ void expectMarked(const std::string& text, std::size_t written) {
   for (std::string line; std::getline(lines, line);)
     bytes += line.starts_with(mark) ? std::stoul(line.substr(mark.size())) : line.size() + 1;
   EXPECT_EQ(bytes, written);
-  std::istringstream in(text);
-  RecordingReader reader(in);
-  const ReplayResult result = replay(reader);
+  const ReplayResult result = replayText(text);
   ASSERT_TRUE(result.damage);
   EXPECT_NE(std::string(result.damage->what()).find("bytes could not be recorded here"), std::string::npos);
   EXPECT_FALSE(result.mismatch);
@@ -73,14 +73,8 @@ void expectMarked(const std::string& text, std::size_t written) {
 
 TEST_F(FileSinkTest, ReportsWhyAFileCannotBeCreated) {
   for (const auto& [path, number] :
-       {std::pair{"/no/such/place/file", 76}, {"/dev/null/file", 76}, {"/", 75}, {"/dev/null", 75}}) {
-    try {
-      FileSink unwritable(path);
-      ADD_FAILURE() << path;
-    } catch (const Failure& failure) {
-      EXPECT_EQ(failure.number(), number) << path;
-    }
-  }
+       {std::pair{"/no/such/place/file", 76}, {"/dev/null/file", 76}, {"/", 75}, {"/dev/null", 75}})
+    EXPECT_EQ(failureOf([&] { FileSink unwritable(path); }), number) << path;
 }
 
 TEST_F(FileSinkTest, MarksLinesThatAFullDiskRefusesAndContinuesOnceThereIsRoom) {
@@ -115,7 +109,8 @@ TEST_F(FileSinkTest, MarksAndCutsOnlyItsOwnFileAfterItsPathWasReused) {
     const FileSizeLimit limit(kDiskBytes);
     writeTicks();
     end();
-    expectMarked(restOf(std::move(own)), kHeader.size() + kTicks * kTick.size());
+    expectMarked(std::string(std::istreambuf_iterator<char>(own), {}),
+                 kHeader.size() + kTicks * kTick.size());
     EXPECT_EQ(contentOf(file), row.replaced ? foreign : "");
     EXPECT_EQ(std::filesystem::exists(elsewhere), !row.removed);
   }
@@ -149,9 +144,7 @@ TEST_F(FileSinkTest, EndsARecordingAtItsLimitWithALineThatReplayTakesForItsEnd) 
   const std::string text = contentOf(file);
   EXPECT_LE(text.size(), kDiskBytes);
   EXPECT_TRUE(text.ends_with("{\"limit\":" + std::to_string(kDiskBytes) + "}\n"));
-  std::istringstream in(text);
-  RecordingReader reader(in);
-  const ReplayResult result = replay(reader);
+  const ReplayResult result = replayText(text);
   EXPECT_FALSE(result.damage || result.mismatch);
   EXPECT_GT(result.steps, 0U);
 }
