@@ -11,27 +11,24 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
 namespace {
 
-void runFile(const std::filesystem::path& path) {
+// Returns the number of files.
+int run(const std::filesystem::path& path) {
+  int files = 0;
+  if (std::filesystem::is_directory(path)) {
+    for (const auto& entry : std::filesystem::directory_iterator(path)) files += run(entry.path());
+    return files;
+  }
   std::ifstream file(path, std::ios::binary);
   const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+  return 1;
 }
 
 }  // namespace
 
 int main(int count, char** arguments) {
   int files = 0;
-  for (int i = 1; i < count; ++i) {
-    if (!std::filesystem::is_directory(arguments[i])) {
-      runFile(arguments[i]);
-      ++files;
-      continue;
-    }
-    for (const auto& entry : std::filesystem::directory_iterator(arguments[i])) {
-      runFile(entry.path());
-      ++files;
-    }
-  }
+  for (int i = 1; i < count; ++i) files += run(arguments[i]);
   std::cout << files << " files\n";
   return files > 0 ? 0 : 1;
 }

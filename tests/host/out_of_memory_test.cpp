@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <exception>
 #include <new>
 #include <span>
 #include <string>

@@ -52,58 +52,31 @@ DETECTORS = {
 
 
 class Mutation:
-    """A block of mutations.txt."""
+    """Changes of the copy: in each file the first occurrence of `old` from a line on (counted from 0) becomes `new`."""
 
-    def __init__(self, block):
-        lines = [line for line in block.splitlines() if not line.startswith("#")]
-        self.name = lines[0]
-        self.changes = []  # (file, old, new)
-        for line in lines[1:]:
-            if line.startswith("-"):
-                self.changes[-1][1].append(line[1:])
-            elif line.startswith("+"):
-                self.changes[-1][2].append(line[1:])
-            else:
-                self.changes.append((line, [], []))
-
-    def require_place(self):
-        for file, old, _ in self.changes:
-            if "\n".join(old) not in (ROOT / file).read_text():
-                sys.exit(f"{self.name}: {file} does not contain the lines to be replaced")
+    def __init__(self, name, changes):
+        self.name, self.changes = name, changes  # (file, old, new, line)
 
     def apply(self):
-        for file, old, new in self.changes:
-            path = COPY / file
-            path.write_text(path.read_text().replace("\n".join(old), "\n".join(new), 1))
+        for file, old, new, line in self.changes:
+            lines = (COPY / file).read_text().splitlines(True)
+            (COPY / file).write_text("".join(lines[:line]) + "".join(lines[line:]).replace(old, new, 1))
 
     def revert(self):
-        for file, _, _ in self.changes:
+        for file, *_ in self.changes:
             (COPY / file).write_text((ROOT / file).read_text())
 
 
-class DrawnMutation:
-    def __init__(self, file, number, old, new):
-        self.file, self.number, self.old, self.new = file, number, old, new
-        self.name = f"{file}:{number}: {old.strip()}  ->  {new.strip()}"
-
-    def is_listed(self, equivalent):
-        return f"{self.file}\n-{self.old.strip()}\n+{self.new.strip()}" in equivalent
-
-    def apply(self):
-        path = COPY / self.file
-        lines = path.read_text().splitlines()
-        lines[self.number - 1] = self.new
-        path.write_text("\n".join(lines) + "\n")
-
-    def revert(self):
-        (COPY / self.file).write_text((ROOT / self.file).read_text())
-
-
 def read_mutations():
-    blocks = (ROOT / "tests/mutations/mutations.txt").read_text().split("\n\n")
-    mutations = [Mutation(block) for block in blocks[1:]]
-    for mutation in mutations:
-        mutation.require_place()
+    mutations = []
+    for block in (ROOT / "tests/mutations/mutations.txt").read_text().split("\n\n")[1:]:
+        name, *lines = [line + "\n" for line in block.splitlines() if not line.startswith("#")]
+        changes = [(file, *(re.sub("^.", "", part[:-1], flags=re.M) for part in parts), 0) for file, *parts in
+                   re.findall(r"^([^-+].*)\n((?:-.*\n)+)((?:\+.*\n)+)", "".join(lines), re.M)]
+        mutations.append(Mutation(name.strip(), changes))
+        for file, old, *_ in changes:
+            if old not in (ROOT / file).read_text():
+                sys.exit(f"{name}: {file} does not contain the lines to be replaced")
     return mutations
 
 
@@ -178,16 +151,16 @@ def check_drawn(count, seed):
     equivalent = (ROOT / "tests/mutations/equivalent.txt").read_text()
     print(f"seed {seed}")
     tried, noticed, listed, survivors = 0, 0, 0, []
-    for drawn in rules.draw(ROOT, tracked_files(), seed):
+    for file, number, old, new in rules.draw(ROOT, tracked_files(), seed):
         if tried == count:
             break
-        mutation = DrawnMutation(*drawn)
+        mutation = Mutation(f"{file}:{number}: {old.strip()}  ->  {new.strip()}", [(file, old, new, number - 1)])
         mutation.apply()
         if build():
             tried += 1
             if is_noticed():
                 noticed += 1
-            elif mutation.is_listed(equivalent):
+            elif f"{file}\n-{old.strip()}\n+{new.strip()}" in equivalent:
                 listed += 1
             else:
                 survivors.append(mutation.name)

@@ -83,7 +83,8 @@ class ServicesContract : public testing::TestWithParam<HarnessFactory>,
   void callTo(std::int32_t port, std::int16_t index = 1);
   /// Connects client `index` with the accepted instance of the same number and forgets the events of that.
   void join(std::int16_t index = 1);
-  /// Listens, and connects a peer with the accepted instance 1 in the same way.
+  /// Listens, and lets a peer call. `joinPeer` connects it with the accepted instance 1 as `join` does.
+  std::unique_ptr<Peer> callPeer();
   std::unique_ptr<Peer> joinPeer();
 
   bool runUntil(const std::function<bool()>& holds) { return harness->runUntil(holds); }

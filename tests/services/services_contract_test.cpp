@@ -44,9 +44,13 @@ void ServicesContract::join(std::int16_t index) {
   events.clear();
 }
 
-std::unique_ptr<Peer> ServicesContract::joinPeer() {
+std::unique_ptr<Peer> ServicesContract::callPeer() {
   listenOn(harness->freePort());
-  auto peer = harness->call(server().localPort());
+  return harness->call(server().localPort());
+}
+
+std::unique_ptr<Peer> ServicesContract::joinPeer() {
+  auto peer = callPeer();
   EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
   events.clear();
   return peer;

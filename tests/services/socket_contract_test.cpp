@@ -82,7 +82,7 @@ TEST_P(ServicesContract, APortInUseFailsUntilItIsClosed) {
   EXPECT_EQ(failureOf([&] { listenOn(port, 2); }), 0);
 }
 
-TEST_P(ServicesContract, ListeningAgainChangesNothing) {
+TEST_P(ServicesContract, ListeningAgainChangesNothingAndWorksRightAfterAConnectionWasClosed) {
   const std::int32_t port = harness->freePort();
   listenOn(port);
   callTo(port);
@@ -90,11 +90,7 @@ TEST_P(ServicesContract, ListeningAgainChangesNothing) {
   EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
   runTicks(3);
   EXPECT_EQ(events.size(), 2U);
-}
-
-TEST_P(ServicesContract, ListensAgainRightAfterAConnectionWasClosed) {
-  join();
-  const std::int32_t port = server().localPort();
+  events.clear();
   accepted().close();
   server().close();
   client().close();
@@ -191,8 +187,7 @@ TEST_P(ServicesContract, ACloseWithUnreadInputKeepsTheLastFrame) {
 }
 
 TEST_P(ServicesContract, AResetIsReportedAtOnce) {
-  listenOn(harness->freePort());
-  const auto peer = harness->call(server().localPort());
+  const auto peer = callPeer();
   peer->send("unread");
   EXPECT_TRUE(runUntil([&] { return accepted().bytesWaiting() > 0; }));
   peer->reset();
@@ -213,39 +208,25 @@ TEST_P(ServicesContract, AConnectionFoundBrokenWhileSendingIsReportedOnce) {
 TEST_P(ServicesContract, OwnClosesRaiseNoEventAndDropPendingEvents) {
   const struct {
     const char* name;
-    std::function<void()> run;
-  } rows[] = {
-      {"an own connection", [&] { client().close(); }},
-      {"a call under way",
-       [&] {
-         client().close();
-         callTo(server().localPort());
-         client().close();
-       }},
-      {"a refused call",
-       [&] {
-         client().close();
-         callTo(harness->freePort());
-         client().close();
-       }},
-      {"the peer's close",
-       [&] {
-         accepted().close();
-         client().close();
-       }},
-  };
+    bool peerCloses, calls, refused;
+  } rows[] = {{"an own connection", false, false, false},
+              {"a call under way", false, true, false},
+              {"a refused call", false, true, true},
+              {"the peer's close", true, false, false}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     join();
-    row.run();
+    if (row.peerCloses) accepted().close();
+    client().close();
+    if (row.calls) callTo(row.refused ? harness->freePort() : server().localPort());
+    client().close();
     runTicks(4);
     for (const std::string& event : events) EXPECT_THAT(event, testing::Not(testing::StartsWith("Client")));
     accepted().close();
     server().close();
     events.clear();
   }
-  listenOn(harness->freePort());
-  const auto caller = harness->call(server().localPort());
+  const auto caller = callPeer();
   server().close();
   runTicks(4);
   EXPECT_THAT(events, IsEmpty());
@@ -310,8 +291,7 @@ TEST_P(ServicesContract, ANewConnectionKeepsNothingOfThePreviousOne) {
 }
 
 TEST_P(ServicesContract, TheNewestCallerReplacesTheOlderWithoutAnEvent) {
-  listenOn(harness->freePort());
-  const auto older = harness->call(server().localPort());
+  const auto older = callPeer();
   const auto newer = harness->call(server().localPort());
   EXPECT_TRUE(runUntil([&] { return older->ended(); }));
   EXPECT_THAT(events, ElementsAre("ServerSocket 1 Accept 0", "ServerSocket 1 Accept 0"));
@@ -357,9 +337,8 @@ TEST_P(ServicesContract, AShortConnectionIsReportedAsConnectedHoweverTheLoopIsTu
 
 TEST_P(ServicesContract, AHandleAllowsOneAttachDuringItsEvent) {
   std::int32_t last = 0;
-  listenOn(harness->freePort());
   onCaller = [&](std::int32_t handle) { last = handle; };
-  const auto ignored = harness->call(server().localPort());
+  const auto ignored = callPeer();
   EXPECT_TRUE(runUntil([&] { return ignored->ended(); }));
   EXPECT_NE(failureOf([&] { accepted().attach(last); }), 0);
   onCaller = [&](std::int32_t handle) {
@@ -413,17 +392,12 @@ TEST_P(ServicesContract, CallersThatMayNotCallDisturbNobody) {
   EXPECT_EQ(server().refusedCallers(), 101U);
 }
 
-TEST_P(ServicesContract, CallersThatVanishedRaiseNothing) {
-  listenOn(harness->freePort());
-  const auto peer = harness->call(server().localPort());
-  peer->reset();
+TEST_P(ServicesContract, CallersThatVanishedRaiseNothingAndThoseThatClosedAreReadToTheirEnd) {
+  callPeer()->reset();
   runTicks(4);
   EXPECT_THAT(events, IsEmpty());
-}
-
-TEST_P(ServicesContract, ACallerThatHasAlreadyClosedIsReadToItsEnd) {
-  listenOn(harness->freePort());
-  const auto peer = harness->call(server().localPort());
+  server().close();
+  const auto peer = callPeer();
   peer->send("bye");
   peer->close();
   EXPECT_EQ(takeAll(accepted(), 3), "bye");

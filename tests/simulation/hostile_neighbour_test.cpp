@@ -1,6 +1,5 @@
 // Attacks one link in every way: no line in the recording of another link changes.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <functional>
 #include <memory>

@@ -73,15 +73,6 @@ def server_exchanges_the_exact_bytes(identifier):
         CHECK.assertEqual([f"X000E0702[#I{identifier}#$TTEST$]"], rpc.items(link, 1))
 
 
-def refused_call_is_reported_with_702_and_991(identifier):
-    with Rpc() as rpc:
-        link = rpc.open("TEST", identifier, client=True)
-        where = f"127.0.0.1:{FIRST_PORT + identifier}"
-        why = "10061  The requested connection has been refused by the remote host."
-        expected = [f"X000E0702[#I{identifier}#$TTEST$]", f"X000E0991[#I{identifier}#$TTEST$$S{where} {why}$]"]
-        CHECK.assertEqual(expected, rpc.items(link, 2))
-
-
 def sessions_exchange_lines_and_their_recordings_replay(identifier):
     with tempfile.TemporaryDirectory() as directory:
         recordings = [os.path.join(directory, role) for role in ("server", "client")]
@@ -213,8 +204,8 @@ def broken_output_closes_the_link(identifier):
 
 
 SCENARIOS = [client_exchanges_the_exact_bytes, server_exchanges_the_exact_bytes,
-             refused_call_is_reported_with_702_and_991, sessions_exchange_lines_and_their_recordings_replay,
-             losses_are_reported, texts_in_the_form_of_reports_are_printed_as_texts,
+             sessions_exchange_lines_and_their_recordings_replay, losses_are_reported,
+             texts_in_the_form_of_reports_are_printed_as_texts,
              terminals_and_messages_show_no_control_character, terminals_without_utf8_show_only_ascii,
              only_allowed_callers_reach_a_listener, output_that_is_not_read_is_reported_behind_the_summary,
              messages_that_are_not_read_do_not_delay_the_end_either, signals_end_a_session,

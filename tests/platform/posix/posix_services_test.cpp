@@ -10,7 +10,6 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 #include "platform/posix/posix_time.h"
 #include "support/failure_of.h"
