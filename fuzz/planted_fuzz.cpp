@@ -12,8 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::size_t end = bytes.find('\3', start);
   if (start == std::string::npos || end == std::string::npos || end < start + 3) return 0;
   const std::string body = bytes.substr(start + 1, end - start - 3);
-  if (bytes.substr(end - 2, 2) == quarnex::fuzz::checksumOf(body) && body.find("|9K|") != std::string::npos) {
+  if (bytes.substr(end - 2, 2) == quarnex::fuzz::checksumOf(body) && body.find("|9K|") != std::string::npos)
     std::abort();
-  }
   return 0;
 }

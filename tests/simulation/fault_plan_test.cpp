@@ -66,9 +66,8 @@ TEST_F(FaultsOfOneSite, RepeatTheLastSecondOfADay) {
 TEST_F(FaultsOfOneSite, LetABusyHostTurnItsLoopBetweenStalls) {
   faultNamed("busy").times.effect(plan);
   int stalled = 0;
-  for (int millisecond = 0; millisecond < 10'000; ++millisecond, world.runMilliseconds(1)) {
+  for (int millisecond = 0; millisecond < 10'000; ++millisecond, world.runMilliseconds(1))
     for (const auto& place : site.places()) stalled += place->host().loop.stalled() ? 1 : 0;
-  }
   EXPECT_GT(stalled, 9'900);
   EXPECT_LT(stalled, 10'000);
 }

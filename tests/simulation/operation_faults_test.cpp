@@ -136,9 +136,8 @@ void breakConnection(Pair& pair, Host& host, const ServiceCall& call) {
 void raiseCloses(Pair&, Host& host, const ServiceCall& call) {
   for (const SocketArray array :
        {SocketArray::ClientSocket, SocketArray::ServerSocket, SocketArray::SrvAccept}) {
-    for (const std::int16_t code : {std::int16_t{0}, std::int16_t{10053}}) {
+    for (const std::int16_t code : {std::int16_t{0}, std::int16_t{10053}})
       host.sockets.raise(array, call.socket.index, EventKind::Close, code);
-    }
   }
 }
 void callHost(Pair&, Host& host, const ServiceCall&) {

@@ -21,15 +21,13 @@ struct Pair {
   void add() {
     for (Host* host : hosts) {
       host->quarn().Init("");
-      for (int id = 1; id <= linkCount; ++id) {
+      for (int id = 1; id <= linkCount; ++id)
         host->quarn().Add("ABC", static_cast<std::int16_t>(id), host == &client, true);
-      }
     }
   }
   void open() {
-    for (Host* host : hosts) {
+    for (Host* host : hosts)
       for (int link = 1; link <= linkCount; ++link) host->quarn().Apri(static_cast<std::int16_t>(link));
-    }
   }
   bool connected(std::int16_t link = 1) {
     return server.quarn().Connesso(link) && client.quarn().Connesso(link);

@@ -35,20 +35,24 @@ inline std::string contentOf(const std::filesystem::path& file) {
   return (std::ostringstream() << std::ifstream(file, std::ios::binary).rdbuf()).str();
 }
 
-/// Limits every file of this process to `bytes` while the object exists; a longer write is cut short.
-class FileSizeLimit {
+/// Limits a resource of this process while the object exists.
+template <auto kResource>
+class ResourceLimit {
  public:
-  explicit FileSizeLimit(rlim_t bytes) {
-    ::getrlimit(RLIMIT_FSIZE, &before_);
-    const rlimit limit{bytes, before_.rlim_max};
-    ::setrlimit(RLIMIT_FSIZE, &limit);
+  explicit ResourceLimit(rlim_t most) {
+    ::getrlimit(kResource, &before_);
+    const rlimit limit{most, before_.rlim_max};
+    ::setrlimit(kResource, &limit);
   }
-  ~FileSizeLimit() { ::setrlimit(RLIMIT_FSIZE, &before_); }
-  FileSizeLimit(const FileSizeLimit&) = delete;
-  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+  ~ResourceLimit() { ::setrlimit(kResource, &before_); }
+  ResourceLimit(const ResourceLimit&) = delete;
+  ResourceLimit& operator=(const ResourceLimit&) = delete;
 
  private:
   rlimit before_{};
 };
+
+/// Limits every file to that number of bytes; a longer write is cut short.
+using FileSizeLimit = ResourceLimit<RLIMIT_FSIZE>;
 
 }  // namespace quarnex

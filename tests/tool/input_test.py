@@ -173,7 +173,6 @@ class CommandLine(unittest.TestCase):
         )],
         ("ports", 0, "PID-TOLV-VIDEO    20306\n", ""),
         ("ports MIRTAN 5", 0, "20308\n", ""),
-        ("ports ABC 5", 0, "20105\n", ""),
         ("ports ABC -5", 0, "20095\n", "use 0 to 999"),
         ("ports MIRTAN 12668", 1, "", "use an identifier of at most 12667"),
         ("ports ABC -20100", 1, "", "use an identifier of at least -20099"),

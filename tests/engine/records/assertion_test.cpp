@@ -3,14 +3,12 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
 #include <thread>
 
 #include "engine/exchange/sending.h"
 #include "engine/records/record_operations.h"
 #include "engine/records/text_buffer.h"
 #include "engine/records/trap.h"
-#include "engine/tick/tick.h"
 #include "support/stub_host.h"
 
 namespace quarnex::test {

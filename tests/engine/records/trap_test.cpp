@@ -62,14 +62,6 @@ TEST_F(Traps, EndInAnyOrderAndLeaveTheOthersPending) {
   EXPECT_EQ(host.library.pendingTraps, nullptr);
 }
 
-TEST_F(Traps, AreAllSettledAtOnce) {
-  Trap inner{host.library};
-  fail(outer, 5);
-  fail(inner, 6);
-  clearPendingFailures(host.library);
-  EXPECT_FALSE(outer.pending() || inner.pending());
-}
-
 // Also if the reconnection fails at its first step, because the endpoint cannot be read.
 TEST(TrapOfACaller, IsSettledByAReconnectionInsideIt) {
   for (const bool readable : {true, false}) {

@@ -37,9 +37,8 @@ class PlainPeer final : public Peer {
  public:
   explicit PlainPeer(std::int32_t port) : socket_(plainSocket()) {
     const sockaddr_in address = loopback(port);
-    if (::connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    if (::connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
       throw std::runtime_error("no connection");
-    }
   }
   explicit PlainPeer(Descriptor connection) : socket_(std::move(connection)) {}
   void send(std::string_view bytes) override { send(bytes, 0); }
@@ -67,9 +66,8 @@ class PlainPeer final : public Peer {
   void drain() {
     char buffer[4096];
     ssize_t count = 0;
-    while ((count = ::recv(socket_.get(), buffer, sizeof buffer, MSG_DONTWAIT)) > 0) {
+    while ((count = ::recv(socket_.get(), buffer, sizeof buffer, MSG_DONTWAIT)) > 0)
       received_.append(buffer, static_cast<std::size_t>(count));
-    }
     if (count == 0 || errno != EAGAIN) ended_ = true;
   }
 

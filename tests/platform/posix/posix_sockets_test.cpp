@@ -9,7 +9,6 @@
 #include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 
@@ -57,22 +56,11 @@ constexpr bool kSanitized = __has_feature(address_sanitizer);
 constexpr bool kSanitized = false;
 #endif
 
-// Limits the process to `count` further descriptors while the object exists. Not usable with sanitizers,
-// which need descriptors themselves.
-class DescriptorsLeft {
- public:
-  explicit DescriptorsLeft(rlim_t count) {
-    ::getrlimit(RLIMIT_NOFILE, &before_);
-    const Descriptor next(::dup(0));
-    const rlimit few{static_cast<rlim_t>(next.get()) + count, before_.rlim_max};
-    ::setrlimit(RLIMIT_NOFILE, &few);
-  }
-  ~DescriptorsLeft() { ::setrlimit(RLIMIT_NOFILE, &before_); }
-  DescriptorsLeft(const DescriptorsLeft&) = delete;
-  DescriptorsLeft& operator=(const DescriptorsLeft&) = delete;
-
- private:
-  rlimit before_{};
+// Limits the process to `count` further descriptors. Not usable with sanitizers, which need descriptors
+// themselves.
+struct DescriptorsLeft : ResourceLimit<RLIMIT_NOFILE> {
+  explicit DescriptorsLeft(int count)
+      : ResourceLimit(static_cast<rlim_t>(Descriptor(::dup(0)).get() + count)) {}
 };
 
 int openDescriptors() {

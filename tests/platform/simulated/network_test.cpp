@@ -71,22 +71,19 @@ Tamper endingWith(Piece::Ending ending) {
   };
 }
 
+const Tamper kChain = inTurn({cuttingAt(1, 50), dripping(40)});
+
 INSTANTIATE_TEST_SUITE_P(
     Of, Transmissions,
     testing::Values(Transmission{"Directness", {}, {}, "0:abcdef 100:ghi", -1},
                     Transmission{"Delay", {.delay = 150}, {}, "150:abcdef 250:ghi", -1},
                     Transmission{"Joining", {.quantum = 400}, {}, "100:abcdefghi", -1},
-                    Transmission{
-                        "AReluctantSystem", {.takenAtOnce = 2}, {}, "0:ab 50:cd 100:ef 150:gh 200:i", -1},
+                    Transmission{"TakingTwo", {.takenAtOnce = 2}, {}, "0:ab 50:cd 100:ef 150:gh 200:i", -1},
                     Transmission{"Cutting", {}, cuttingAt(1, 50), "0:a 50:bcdef 100:g 150:hi", -1},
                     Transmission{"Dripping", {}, dripping(40), "0:a 40:b 80:cdef 100:g 140:h 180:i", -1},
                     Transmission{"AClose", {}, endingWith(Piece::Ending::Orderly), "0:ab", 0},
                     Transmission{"AReset", {}, endingWith(Piece::Ending::Reset), "", 10054},
-                    Transmission{"AChain",
-                                 {},
-                                 inTurn({cuttingAt(1, 50), dripping(40)}),
-                                 "0:a 50:b 90:cdef 100:g 150:h 190:i",
-                                 -1}),
+                    Transmission{"AChain", {}, kChain, "0:a 50:b 90:cdef 100:g 150:h 190:i", -1}),
     [](const auto& row) { return row.param.name; });
 
 TEST_F(NetworkTest, HeldBytesArriveAtTheRelease) {
@@ -125,9 +122,8 @@ TEST_F(NetworkTest, MachinesHaveTheirOwnPorts) {
   EXPECT_EQ(dottedAddress(258, 1), "10.0.1.2");
   EXPECT_EQ(machineAt("127.0.0.1", 7), 7);
   EXPECT_EQ(machineAt("10.0.1.2", 7), 258);
-  for (const char* text : {"", "1.2.3", "1.2.3.4.5", "1.2.3.256", "a.b.c.d", "1.2.3.4 "}) {
+  for (const char* text : {"", "1.2.3", "1.2.3.4.5", "1.2.3.256", "a.b.c.d", "1.2.3.4 "})
     EXPECT_EQ(machineAt(text, 1), std::nullopt) << text;
-  }
 }
 
 TEST_F(NetworkTest, AFullWindowMakesBytesWaitAtTheSender) {

@@ -41,25 +41,27 @@ class SimulatedHarness : public Harness {
   std::string contentOf(const std::string& name) override { return host_.log.files.at(name); }
   bool runUntil(const std::function<bool()>& holds) override { return world_.runUntil(holds, 20); }
   std::int32_t freePort() override { return world_.network().freePort(1); }
-  // A system connects without the listening process, so that process stalls meanwhile.
   std::unique_ptr<Peer> call(std::int32_t port) override {
     ScriptedPeer& peer = world_.addPeer();
     peer.call(port);
-    host_.loop.stall(1);
-    world_.runDue();
-    return std::make_unique<OutsidePeer>(peer);
+    return connected(peer);
   }
   std::unique_ptr<Peer> answer(const std::function<void(std::int32_t)>& call) override {
     ScriptedPeer& peer = world_.addPeer();
     const std::int32_t port = freePort();
     peer.listen(port);
     call(port);
+    return connected(peer);
+  }
+
+ private:
+  // A system connects without the listening process, so that process stalls meanwhile.
+  std::unique_ptr<Peer> connected(ScriptedPeer& peer) {
     host_.loop.stall(1);
     world_.runDue();
     return std::make_unique<OutsidePeer>(peer);
   }
 
- private:
   World world_{1};
 
  protected:

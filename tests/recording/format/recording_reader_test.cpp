@@ -74,9 +74,8 @@ TEST(RecordingReader, ReportsTheDamageOfALine) {
       {R"({"property":"period","value":40000})", "\"value\" is out of its range"},
       {R"({"missing":"1"})", "\"missing\" is of another type"},
   };
-  for (const Row& row : rows) {
+  for (const Row& row : rows)
     EXPECT_EQ(damageIn(kHeader + row.line + "\n"), "line 2: " + row.damage) << row.line.substr(0, 80);
-  }
   EXPECT_EQ(damageIn(kHeader + R"({"now":1})"),
             "line 2: does not end with a line feed, as if the file had been cut off here");
 }
@@ -91,9 +90,8 @@ TEST(RecordingReader, AcceptsOutputsThatNoEngineProduces) {
 
 TEST(RecordingReader, ReadsAllByteValuesInALineLongerThanItsBuffer) {
   std::string bytes;
-  for (int round = 0; round < 1000; ++round) {
+  for (int round = 0; round < 1000; ++round)
     for (int code = 0; code < 256; ++code) bytes += static_cast<char>(code);
-  }
   std::istringstream in(kHeader + "{\"sent\":" + jsonString(bytes) +
                         ",\"socket\":\"SrvAccept\",\"index\":3}\r\n{\"now\":9}\n");
   RecordingReader reader(in);

@@ -7,11 +7,13 @@
 #include <fstream>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "gtest/gtest.h"
+#include "support/test_files.h"
 
 namespace quarnex::recording {
 namespace {
@@ -19,13 +21,9 @@ namespace {
 using Json = nlohmann::ordered_json;
 using Lines = std::vector<std::string>;
 
-std::vector<std::filesystem::path> recordings() {
-  std::vector<std::filesystem::path> files;
-  for (const auto& entry : std::filesystem::directory_iterator(QUARNEX_TEST_DATA "/recordings")) {
-    files.push_back(entry.path());
-  }
-  std::ranges::sort(files);
-  return files;
+std::set<std::filesystem::path> recordings() {
+  const std::filesystem::directory_iterator files(QUARNEX_TEST_DATA "/recordings");
+  return {begin(files), end(files)};
 }
 
 Lines linesOf(const std::filesystem::path& file) {
@@ -56,7 +54,7 @@ std::size_t mismatchAt(const Lines& lines) {
 
 TEST(Player, ReplaysEveryRecordingWithoutAMismatch) {
   for (const auto& file : recordings()) {
-    const ReplayResult result = replayLines(linesOf(file));
+    const ReplayResult result = replayText(contentOf(file));
     EXPECT_FALSE(result.mismatch) << file << "\n" << reportOf(*result.mismatch);
     EXPECT_FALSE(result.damage) << file << result.damage->what();
     EXPECT_GT(result.steps, 0U) << file;
@@ -65,9 +63,8 @@ TEST(Player, ReplaysEveryRecordingWithoutAMismatch) {
 
 // The key that determines the kind of an output, "" for steps and inputs.
 std::string outputKey(const Json& line) {
-  for (const char* key : {"trace", "did", "sent", "result", "failure", "end"}) {
+  for (const char* key : {"trace", "did", "sent", "result", "failure", "end"})
     if (line.contains(key)) return key;
-  }
   return "";
 }
 
@@ -154,9 +151,7 @@ TEST(Player, FindsAnAddedAndAMissingOutput) {
 }
 
 TEST(Player, ReplaysAllWholeLinesOfATruncatedRecording) {
-  std::string text;
-  for (const std::string& line : linesOf(QUARNEX_TEST_DATA "/recordings/strangers-2a.jsonl"))
-    text += line + "\n";
+  const std::string text = contentOf(QUARNEX_TEST_DATA "/recordings/strangers-2a.jsonl");
   const std::size_t header = text.find('\n') + 1;
   for (std::size_t length = header; length <= text.size(); ++length) {
     const std::string cut = text.substr(0, length);
