@@ -8,6 +8,7 @@
 
 #include "engine/records/library.h"
 #include "engine/records/text_pieces.h"
+#include "quarnex/times_and_limits.h"
 
 namespace quarnex {
 
@@ -18,14 +19,11 @@ bool isTraced(Library& library, std::int16_t IdxQuarn);
 
 /// Passes a complete trace text to the open sinks. The log gets it shortened if it has more characters than
 /// `loggedMax`.
-void traceText(Library& library, std::int16_t IdxQuarn, std::string_view testo,
-               std::size_t loggedMax = std::string_view::npos);
+void traceText(Library& library, std::int16_t IdxQuarn, std::string_view testo, std::size_t loggedMax);
 
-/// Writes one trace text, given in pieces, for one link, see `traceText`. The pieces are joined only if a
-/// sink is open.
+/// Joins the pieces of a trace text and passes it on, see `traceText`.
 template <class... Pieces>
-void traceUpTo(std::size_t loggedMax, Library& library, std::int16_t IdxQuarn, const Pieces&... pieces) {
-  if (!isTraced(library, IdxQuarn)) return;
+void traceJoined(Library& library, std::int16_t IdxQuarn, std::size_t loggedMax, const Pieces&... pieces) {
   std::string testo = std::move(library.traceStorage);
   testo.clear();
   (append(testo, pieces), ...);
@@ -34,10 +32,16 @@ void traceUpTo(std::size_t loggedMax, Library& library, std::int16_t IdxQuarn, c
   library.traceStorage = std::move(testo);
 }
 
-/// The same, whole in the log.
+/// Writes one trace text, given in pieces, for one link. The pieces are joined only if a sink is open.
 template <class... Pieces>
 void Traccia(Library& library, std::int16_t IdxQuarn, const Pieces&... pieces) {
-  traceUpTo(std::string_view::npos, library, IdxQuarn, pieces...);
+  if (isTraced(library, IdxQuarn)) traceJoined(library, IdxQuarn, std::string_view::npos, pieces...);
+}
+
+/// The same for a text that holds a damaged frame, which may be long: the log gets it shortened.
+template <class... Pieces>
+void traceDamagedFrame(Library& library, std::int16_t IdxQuarn, const Pieces&... pieces) {
+  if (isTraced(library, IdxQuarn)) traceJoined(library, IdxQuarn, kLoggedFrameMax, pieces...);
 }
 
 /// Writes the trace "P:Errore: " & numero & " " & dove and clears all pending failures, including those of

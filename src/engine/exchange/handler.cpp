@@ -28,9 +28,9 @@ constexpr std::string_view kFrameEndLine =
 
 void traceBadChecksum(Library& library, const ConnectionRecord& record, std::string_view frame) {
   const std::string_view body = frameBody(frame);
-  traceUpTo(kLoggedFrameMax, library, record.IdxQuarn, "RADV>", body);
-  traceUpTo(
-      kLoggedFrameMax, library, record.IdxQuarn, "error cks>", [&] { return HexDump(frame); }, "<>",
+  traceDamagedFrame(library, record.IdxQuarn, "RADV>", body);
+  traceDamagedFrame(
+      library, record.IdxQuarn, "error cks>", [&] { return HexDump(frame); }, "<>",
       [&] {
         const ChecksumCharacters expected = charactersOf(CalcolaCks(body));
         return HexDump(std::string{expected.high, expected.low});
