@@ -21,6 +21,9 @@ constexpr std::string_view nameOf(SocketArray array) {
 
 /// The highest TCP port; the lowest is 1.
 constexpr std::int32_t kPortMax = 65535;
+/// Ticks that the callers of a listening instance wait at most, together, for connections before them to be
+/// read to their end: a host that stood still for hours finds thousands of callers that have given up since.
+constexpr int kCallersWaitTicksMax = 25;
 /// Maximum number of bytes that one fetch takes.
 constexpr std::size_t kFetchBytesMax = std::size_t{64} * 1024;
 
@@ -85,7 +88,9 @@ class SocketInstance {
   /// changes nothing if the instance listens already.
   virtual void listen() = 0;
   /// Takes over the incoming connection of an accept event. Closes the earlier connection of the instance, if
-  /// any, without an event.
+  /// any, without an event. But an adapter raises no accept event before an earlier connection that its peer
+  /// has ended is read to its end and its close event raised, as long as each tick fetches some of its bytes
+  /// and callers have not waited for `kCallersWaitTicksMax`.
   virtual void attach(std::int32_t handle) = 0;
 
   /// Number of bytes received and not yet fetched, or any smaller number from 1 upwards; 0 if none wait.

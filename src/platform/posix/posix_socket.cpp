@@ -248,7 +248,10 @@ void PosixSocket::acceptCallers() {
   const Reactor::Key use = key_;
   for (int count = 0; count < kCallersPerTurnMax && sockets.reactor().holds(use); ++count) {
     PosixSocket* const older = sockets.acceptedBy(index_);
-    if (older != nullptr && older->isReadToItsEnd()) return sockets.reactor().pauseUntilTick(use, EPOLLIN);
+    if (older != nullptr && waits_ < kCallersWaitTicksMax && older->isReadToItsEnd()) {
+      ++waits_;
+      return sockets.reactor().pauseUntilTick(use, EPOLLIN);
+    }
     if (!sockets.reactor().holds(use)) return;
     sockaddr_in address{};
     socklen_t size = sizeof address;
@@ -257,7 +260,10 @@ void PosixSocket::acceptCallers() {
     if (!incoming.valid()) {
       const int error = errno;
       if (hasCallerVanished(error)) continue;
-      if (error == EAGAIN || !isCallerWaiting(descriptor_)) return;
+      if (error == EAGAIN || !isCallerWaiting(descriptor_)) {
+        waits_ = 0;
+        return;
+      }
       sockets.reactor().pauseUntilTick(use, EPOLLIN);
       return events_.onAccept(array_, index_, 0, socketErrorNumber(error));
     }

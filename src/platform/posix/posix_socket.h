@@ -84,6 +84,7 @@ class PosixSocket final : public SocketInstance, private Watcher {
   bool hasBytesWaiting_ = false;
   bool ending_ = false;      // the peer has closed, but earlier bytes still wait to be fetched
   bool fetched_ = true;      // since `isReadToItsEnd` was asked last
+  std::uint8_t waits_ = 0;   // ticks for which callers of this listening instance have waited
   std::int16_t broken_ = 0;  // code of the close event still to come, after an operation failed; 0 = none
   PosixSockets& sockets_;
   SocketEvents& events_;

@@ -156,13 +156,19 @@ void SimulatedSockets::deliverCaller(Event event) {
   SimulatedSocket& instance = *event.instance;
   if (!instance.callers_.admits(event.end->peerAddress)) return event.end->reset();
   const auto older = find(SocketArray::SrvAccept, instance.index_);
-  if (older != instances_.end() && (*older)->isReadToItsEnd()) return postpone(std::move(event));
-  if (older != instances_.end() && (*older)->closeIsDue()) {
-    pending_.push_front(
-        std::move(event));  // in front of the callers that are delivered inside the close event
+  const bool mayWait = older != instances_.end() && instance.waits_ < kCallersWaitTicksMax;
+  if (mayWait && (*older)->isReadToItsEnd()) {
+    ++instance.waits_;
+    return postpone(std::move(event));
+  }
+  if (mayWait && (*older)->closeIsDue()) {
+    // In front of the callers that may be delivered inside the close event.
+    pending_.push_front(std::move(event));
     earliest_.reset();
     return (*older)->raiseClose();
   }
+  const bool last = std::ranges::count(pending_, &instance, &Event::instance) == 0;
+  if (last) instance.waits_ = 0;
   if (descriptors_ >= descriptorsMax) {
     postpone(std::move(event));
     return instance.events_.onAccept(instance.array_, instance.index_, 0, kTooManyDescriptors);

@@ -205,6 +205,7 @@ class SimulatedSocket final : public SocketInstance, private NetworkUser {
   std::uint32_t use_ = 0;     // number of the present use: listening, calling or connected
   Milliseconds lastDue_ = 0;  // of the latest event posted for it
   bool fetched_ = true;       // since `isReadToItsEnd` was asked last
+  int waits_ = 0;             // ticks for which callers of this listening instance have waited
   std::int32_t localPort_ = 0;
   std::int32_t remotePort_ = 0;
   std::string localAddress_;
