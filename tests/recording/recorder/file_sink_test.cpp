@@ -74,7 +74,7 @@ void expectMarked(const std::string& text, std::size_t written) {
 TEST_F(FileSinkTest, ReportsWhyAFileCannotBeCreated) {
   for (const auto& [path, number] :
        {std::pair{"/no/such/place/file", 76}, {"/dev/null/file", 76}, {"/", 75}, {"/dev/null", 75}})
-    EXPECT_EQ(failureOf([&] { FileSink unwritable(path); }), number) << path;
+    EXPECT_EQ(failureOf([&, at = path] { FileSink unwritable(at); }), number) << path;
 }
 
 TEST_F(FileSinkTest, MarksLinesThatAFullDiskRefusesAndContinuesOnceThereIsRoom) {
