@@ -87,9 +87,6 @@ TEST(HostileNeighbour, IsNotNoticedIfItMayNotCall) {
   EXPECT_EQ(link().phase, LinkPhase::Listening);
   EXPECT_THAT(link().why, testing::EndsWith("; refused 2 callers"));
   EXPECT_TRUE(Pair::take(pair.server).empty());
-  pair.server.quarn().allowCallers(1, {"10.0.0.9", "127.0.0.1"});
-  EXPECT_TRUE(pair.connects());
-  EXPECT_TRUE(pair.deliversBothWays());
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 
 #include "platform/posix/error_numbers.h"
 #include "simulation/pair.h"
+#include "support/failure_of.h"
 
 namespace quarnex::simulation {
 namespace {
@@ -24,7 +25,7 @@ class Scenario {
   void run() {
     pair.add();
     registrationFailed = failing.faults.failures() > 0;
-    openLog();
+    logFailed = failureOf([&] { failing.quarn().AttivaLog(); }) != 0;
     pair.open();
     talkAfter(15);
     for (const auto& connection : pair.world.network().connections()) connection->cutBoth(10054);
@@ -44,13 +45,6 @@ class Scenario {
   bool logFailed = false;
 
  private:
-  void openLog() {
-    try {
-      failing.quarn().AttivaLog();
-    } catch (const Failure&) {
-      logFailed = true;
-    }
-  }
   void talkAfter(std::int64_t seconds) {
     pair.world.run(seconds);
     for (Host* host : pair.hosts) host->quarn().Invia(1, "text");
