@@ -65,8 +65,7 @@ class Pair:
         """Waits until each side has a text that the other sent after `moment`; returns the seconds since then."""
         while not (self.server.has_text_since(self.client, moment) and self.client.has_text_since(self.server, moment)):
             if time.monotonic() - moment > RECOVERY_SECONDS_MAX:
-                raise TimeoutError(
-                    f"{self.server.name} did not recover within {RECOVERY_SECONDS_MAX} seconds")
+                raise TimeoutError(f"{self.server.name} did not recover within {RECOVERY_SECONDS_MAX} seconds")
             for host in self.hosts:
                 host.check_alive()
             await asyncio.sleep(0.05)

@@ -9,29 +9,22 @@
 namespace quarnex {
 namespace {
 
-struct Process {
-  simulation::World world{1};
-  simulation::Host& host = world.addHost();
-  int alwaysReadable = open("/dev/null", O_RDONLY | O_CLOEXEC);
-};
-
-Process& process() {
-  static Process only;
-  return only;
-}
+simulation::World world{1};
+simulation::Host& host = world.addHost();
+const int alwaysReadable = open("/dev/null", O_RDONLY | O_CLOEXEC);
 
 }  // namespace
 
 Library& processLibrary() {
-  return process().host.library();
+  return host.library();
 }
 
 void HostLoop::turn(std::chrono::milliseconds /*maxWait*/) {
-  process().world.runMilliseconds(200);
+  world.runMilliseconds(200);
 }
 
 int HostLoop::fd() const {
-  return process().alwaysReadable;
+  return alwaysReadable;
 }
 
 }  // namespace quarnex

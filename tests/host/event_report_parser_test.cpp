@@ -47,18 +47,16 @@ TEST(EventReport, RefusesEveryDamagedText) {
         "X000E0702[#I#$TABC$]09300518112026", "X000E0702[#I5x#$TABC$]09300518112026", "X000E0702[#I]5#",
         "X000E0702[#I5#$T]09300518112026", "X000E0702[#I05#$TABC$]09300518112026",
         "X000E0702[#I-0#$TABC$]09300518112026", "X000E0702[#I+5#$TABC$]09300518112026",
-        "X000E0702[#I5#$TABC$$S$]09300518112026"}) {
+        "X000E0702[#I5#$TABC$$S$]09300518112026"})
     EXPECT_FALSE(parseEventReport(text)) << text;
-  }
   const std::set<int> known{109, 112, 701, 702, 991, 992, 993};
   for (int code = 0; code <= 9999; ++code) {
     const std::string text = concat("X000E", ZeroPadded{code, 4}, "[#I5#$TABC$$Sdetail$]09300518112026");
     EXPECT_EQ(parseEventReport(text).has_value(), known.contains(code)) << text;
   }
   for (const char* time : {"24000001012026", "00600001012026", "00006101012026", "00000000012026",
-                           "00000001002026", "00000001132026"}) {
+                           "00000001002026", "00000001132026"})
     EXPECT_FALSE(parseEventReport(std::string("X000E0702[#I5#$TABC$]") + time)) << time;
-  }
 }
 
 TEST(ZeroPadded, PutTheSignInFront) {

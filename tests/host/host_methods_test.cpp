@@ -151,15 +151,7 @@ TEST(HostMethods, WriteTheLogAndTheCapture) {
   EXPECT_EQ(host.quarn.GetDebug(link), "");
 }
 
-TEST(HostMethods, TraceAClockThatFails) {
-  StubHost host;
-  const std::int16_t link = host.addOpen(true);
-  host.failing.insert({"now", Failure(5, "no time")});
-  host.quarn.Apri(link);
-  EXPECT_THAT(host.happened(), ElementsAre("5 error TCP Apri scheda :no time"));
-}
-
-TEST(HostMethods, TraceOnlyForIndicesOfTheTable) {
+TEST(HostMethods, TraceOnlyForIndicesOfTheTableAndWhenTheClockFails) {
   StubHost host;
   EXPECT_THROW(Traccia(host.library, 0, "before the first link"), Failure);
   host.addOpen(true);
@@ -167,6 +159,9 @@ TEST(HostMethods, TraceOnlyForIndicesOfTheTable) {
     EXPECT_THROW(Traccia(host.library, index, "of no link"), Failure);
   Traccia(host.library, 0, "of all links");
   EXPECT_THAT(host.happened(), ElementsAre("of all links"));
+  host.failing.insert({"now", Failure(5, "no time")});
+  host.quarn.Apri(1);
+  EXPECT_THAT(host.happened(), ElementsAre("5 error TCP Apri scheda :no time"));
 }
 
 TEST(Registration, GivesPortsByTypeAndIdentifier) {
@@ -200,7 +195,6 @@ TEST(Registration, FillsTheTableAndRefusesTheNextLink) {
     if (i == 1) first = &host.record(1);
   }
   EXPECT_EQ(&host.record(1), first);
-  host.library.observer = nullptr;
   EXPECT_EQ(host.quarn.Add("ABC", 2, true, true), 0);
   EXPECT_EQ(host.library.ConnectionCount, last);
   host.quarn.Apri(static_cast<std::int16_t>(32'000));

@@ -122,38 +122,4 @@ void StubHost::traced(std::int16_t, std::string_view text) {
   journal.emplace_back(text);
 }
 
-void nothing(StubHost&) {}
-
-Action after(std::int64_t seconds) {
-  return [=](StubHost& host) { host.tickAfter(seconds); };
-}
-
-Action connected() {
-  return [](StubHost& host) { host.connect(1); };
-}
-
-Action callEnds(std::int16_t code) {
-  return [=](StubHost& host) { host.events().onConnect(SocketArray::ClientSocket, 1, code); };
-}
-
-Action callerArrives(std::int16_t code) {
-  return
-      [=](StubHost& host) { host.events().onAccept(SocketArray::ServerSocket, 1, code == 0 ? 9 : 0, code); };
-}
-
-Action connectionEnds(std::int16_t code) {
-  return [=](StubHost& host) {
-    host.events().onClose(
-        host.record(1).ConnessioneClient ? SocketArray::ClientSocket : SocketArray::SrvAccept, 1, code);
-  };
-}
-
-Action received(std::string message) {
-  return [=](StubHost& host) { host.receive(1, message); };
-}
-
-Action failing(std::string operation, std::int32_t number, std::string description) {
-  return [=](StubHost& host) { host.failing.insert({operation, Failure(number, description)}); };
-}
-
 }  // namespace quarnex::test

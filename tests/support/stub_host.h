@@ -125,14 +125,40 @@ constexpr bool kClient = true, kServer = false;
 /// One event, tick or change of link 1, as a value for the tables of tests.
 using Action = std::function<void(StubHost&)>;
 
-void nothing(StubHost& host);
-Action after(std::int64_t seconds);  ///< one tick
-Action connected();
-Action callEnds(std::int16_t code);
-Action callerArrives(std::int16_t code);
-Action connectionEnds(std::int16_t code);
-Action received(std::string message);
-Action failing(std::string operation, std::int32_t number, std::string description);
+inline void nothing(StubHost&) {}
+
+/// Lets time pass, then gives one tick.
+inline Action after(std::int64_t seconds) {
+  return [=](StubHost& host) { host.tickAfter(seconds); };
+}
+
+inline Action connected() {
+  return [](StubHost& host) { host.connect(1); };
+}
+
+inline Action callEnds(std::int16_t code) {
+  return [=](StubHost& host) { host.events().onConnect(SocketArray::ClientSocket, 1, code); };
+}
+
+inline Action callerArrives(std::int16_t code) {
+  return
+      [=](StubHost& host) { host.events().onAccept(SocketArray::ServerSocket, 1, code == 0 ? 9 : 0, code); };
+}
+
+inline Action connectionEnds(std::int16_t code) {
+  return [=](StubHost& host) {
+    host.events().onClose(
+        host.record(1).ConnessioneClient ? SocketArray::ClientSocket : SocketArray::SrvAccept, 1, code);
+  };
+}
+
+inline Action received(std::string message) {
+  return [=](StubHost& host) { host.receive(1, message); };
+}
+
+inline Action failing(std::string operation, std::int32_t number, std::string description) {
+  return [=](StubHost& host) { host.failing.insert({operation, Failure(number, description)}); };
+}
 
 template <class... Actions>
 Action sequence(Actions... actions) {

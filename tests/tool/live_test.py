@@ -75,27 +75,23 @@ def server_exchanges_the_exact_bytes(identifier):
 
 def sessions_exchange_lines_and_their_recordings_replay(identifier):
     with tempfile.TemporaryDirectory() as directory:
-        recordings = [os.path.join(directory, role) for role in ("server", "client")]
-        exchange_lines(identifier, *recordings)
+        recordings = f"{directory}/server", f"{directory}/client"
+        server = Session("listen", identifier, "--record", recordings[0])
+        client = Session("call", identifier, "--trace", "--record", recordings[1])
+        up, down = [b"up %d" % i for i in range(45)], [b"down %d" % i for i in range(45)]
+        client.write(*up)
+        server.write(*down)
+        CHECK.assertEqual(up, server.read(45))
+        CHECK.assertEqual(down, client.read(45))
+        messages = messages_at_end(client)
+        CHECK.assertIn(b"done: 45 lines acknowledged, 45 texts received", messages)
+        CHECK.assertIn(b"| CHIAMO ETH %d TEST %d 127.0.0.1" % (identifier, FIRST_PORT + identifier), messages)
+        server.await_message(b"the peer asked to close")
+        server.process.send_signal(signal.SIGINT)
+        server.await_message(b"done: 45 lines acknowledged, 45 texts received")
+        messages_at_end(server)
         replay = run("replay", *recordings)
         CHECK.assertEqual((0, 2), (replay.returncode, replay.stdout.count(b": no difference: ")), replay)
-
-
-def exchange_lines(identifier, server_recording, client_recording):
-    server = Session("listen", identifier, "--record", server_recording)
-    client = Session("call", identifier, "--trace", "--record", client_recording)
-    up, down = [b"up %d" % i for i in range(45)], [b"down %d" % i for i in range(45)]
-    client.write(*up)
-    server.write(*down)
-    CHECK.assertEqual(up, server.read(45))
-    CHECK.assertEqual(down, client.read(45))
-    messages = messages_at_end(client)
-    CHECK.assertIn(b"done: 45 lines acknowledged, 45 texts received", messages)
-    CHECK.assertIn(b"| CHIAMO ETH %d TEST %d 127.0.0.1" % (identifier, FIRST_PORT + identifier), messages)
-    server.await_message(b"the peer asked to close")
-    server.process.send_signal(signal.SIGINT)
-    server.await_message(b"done: 45 lines acknowledged, 45 texts received")
-    messages_at_end(server)
 
 
 def losses_are_reported(identifier):

@@ -61,11 +61,10 @@ TEST(TextBuffer, TakesTextsOfAnySizeAndKeepsOnlyLittleMemoryOfThem) {
   TextBuffer buffer;
   BufferInit(buffer, 1000);
   const std::string large(200'000, 'x');
-  for (const std::string_view text : {std::string_view("a"), std::string_view(large), std::string_view()})
-    BufferPut(buffer, text);
+  const std::string_view texts[] = {"a", large, ""};
+  for (const std::string_view text : texts) BufferPut(buffer, text);
   EXPECT_THAT(BufferTexts(buffer, 2), testing::ElementsAre("a", large));
-  for (const std::string_view text : {std::string_view("a"), std::string_view(large), std::string_view()})
-    EXPECT_EQ(BufferGet(buffer), text);
+  for (const std::string_view text : texts) EXPECT_EQ(BufferGet(buffer), text);
   EXPECT_EQ(BufferFront(buffer), "");
   EXPECT_LE(buffer.Items->bytesHeld(), 4096U);
   for (int i = 0; i < 5000; ++i) {  // never empty

@@ -26,15 +26,9 @@ const Condition kCalled = traced("CHIAMO ETH 05 MIRTAN 20308 127.0.0.1");
 const Condition kGaveUpCalling =
     traced("ETH 05 MIRTAN Errore : ETH 05 MIRTAN non si connette! Tentativi:0 Max3");
 const Condition kTimedOut = traced("ETH 05 MIRTAN TIMEOUT Alive ETH 05 MIRTAN");
-bool hasProbed(StubHost& host) {
-  return host.record(1).ContaAlive == 1;
-}
-bool isReady(StubHost& host) {
-  return host.record(1).StatoB == kExchangeReady;
-}
-void closeListeningSocket(StubHost& host) {
-  host.events().onClose(SocketArray::ServerSocket, 1, 0);
-}
+const Condition kProbed = [](StubHost& host) { return host.record(1).ContaAlive == 1; };
+const Condition kReady = [](StubHost& host) { return host.record(1).StatoB == kExchangeReady; };
+const Action kCloseListening = [](StubHost& host) { host.events().onClose(SocketArray::ServerSocket, 1, 0); };
 
 struct Deadline {
   const char* name;
@@ -53,15 +47,14 @@ const Deadline kDeadlines[] = {
     {"listening again at once", kServer, sequence(connected(), connectionEnds(0)), 60, kGaveUpListening},
     {"after an accept close with a code", kServer, sequence(connected(), connectionEnds(10054)), 10,
      kListened},
-    {"after the listening socket closed", kServer, sequence(connected(), closeListeningSocket), 10,
-     kListened},
+    {"after the listening socket closed", kServer, sequence(connected(), kCloseListening), 10, kListened},
     {"after a reconnection", kClient, sequence(after(11), callEnds(10061)), 10, kCalled},
-    {"keep-alive of a client", kClient, connected(), 10, hasProbed},
-    {"keep-alive of a server", kServer, connected(), 15, hasProbed},
+    {"keep-alive of a client", kClient, connected(), 10, kProbed},
+    {"keep-alive of a server", kServer, connected(), 15, kProbed},
     {"second expiry", kServer, sequence(connected(), after(16)), 15, kTimedOut},
-    {"an answer", kClient, sequence(connected(), after(0)), 5, isReady},
-    {"the pause of a server", kServer, sequence(connected(), received("0000053|HELLO|9CMD|9.|")), 5, isReady},
-    {"the pause after no data", kClient, sequence(connected(), received("0000052|9NODATA|9.|")), 0, isReady},
+    {"an answer", kClient, sequence(connected(), after(0)), 5, kReady},
+    {"the pause of a server", kServer, sequence(connected(), received("0000053|HELLO|9CMD|9.|")), 5, kReady},
+    {"the pause after no data", kClient, sequence(connected(), received("0000052|9NODATA|9.|")), 0, kReady},
 };
 
 TEST(Deadlines, AreActedOnInTheSecondAfterThem) {

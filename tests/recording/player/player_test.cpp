@@ -257,9 +257,8 @@ TEST(Player, ReportsAMismatchWithItsStepAndTheLinesBefore) {
   for (const char* part :
        {"before           5  {", "before          14  {", "step            14  {\"at\":11,",
         "expected        15  {\"trace\":1,\"text\":\"Client Socket State:2",
-        "actual              {\"trace\":1,\"text\":\"Client Socket State:0"}) {
+        "actual              {\"trace\":1,\"text\":\"Client Socket State:0"})
     EXPECT_NE(report.find(part), report.npos) << part << "\n" << report;
-  }
   EXPECT_EQ(std::ranges::count(report, '\n'), 14);
   EXPECT_EQ(report.find("before           4"), report.npos);
 }

@@ -72,9 +72,9 @@ void expectMarked(const std::string& text, std::size_t written) {
 }
 
 TEST_F(FileSinkTest, ReportsWhyAFileCannotBeCreated) {
-  for (const auto& [path, number] :
+  for (const auto& row :
        {std::pair{"/no/such/place/file", 76}, {"/dev/null/file", 76}, {"/", 75}, {"/dev/null", 75}})
-    EXPECT_EQ(failureOf([&, at = path] { FileSink unwritable(at); }), number) << path;
+    EXPECT_EQ(failureOf([&] { FileSink unwritable(row.first); }), row.second) << row.first;
 }
 
 TEST_F(FileSinkTest, MarksLinesThatAFullDiskRefusesAndContinuesOnceThereIsRoom) {
@@ -94,25 +94,21 @@ TEST_F(FileSinkTest, MarksLinesThatAFullDiskRefusesAndContinuesOnceThereIsRoom) 
 TEST_F(FileSinkTest, MarksAndCutsOnlyItsOwnFileAfterItsPathWasReused) {
   const std::filesystem::path elsewhere = folder.path() / "rotated.jsonl";
   const std::string foreign(2 * kDiskBytes, 'f');
-  struct Rename {
-    const char* name;
-    bool removed, replaced;
-  };
-  for (const Rename& row : {Rename{"renamed", false, false}, Rename{"renamed and replaced", false, true},
-                            Rename{"removed", true, false}, Rename{"removed and replaced", true, true}}) {
-    SCOPED_TRACE(row.name);
+  for (const auto& [removed, replaced] :
+       {std::pair{false, false}, {false, true}, {true, false}, {true, true}}) {
+    SCOPED_TRACE(std::string(removed ? "removed" : "renamed") + (replaced ? " and replaced" : ""));
     begin();
     std::ifstream own(file, std::ios::binary);
     std::filesystem::rename(file, elsewhere);
-    if (row.removed) std::filesystem::remove(elsewhere);
-    if (row.replaced) std::ofstream(file) << foreign;
+    if (removed) std::filesystem::remove(elsewhere);
+    if (replaced) std::ofstream(file) << foreign;
     const FileSizeLimit limit(kDiskBytes);
     writeTicks();
     end();
     expectMarked(std::string(std::istreambuf_iterator<char>(own), {}),
                  kHeader.size() + kTicks * kTick.size());
-    EXPECT_EQ(contentOf(file), row.replaced ? foreign : "");
-    EXPECT_EQ(std::filesystem::exists(elsewhere), !row.removed);
+    EXPECT_EQ(contentOf(file), replaced ? foreign : "");
+    EXPECT_EQ(std::filesystem::exists(elsewhere), !removed);
   }
 }
 

@@ -71,10 +71,6 @@ struct Spoiled {
   int link = 1;
 };
 
-void PrintTo(const Spoiled& row, std::ostream* out) {
-  *out << row.name;
-}
-
 constexpr Spoiled kSpoiled[] = {
     {"Phase", [](Stage& on) { on.link().Stato = 2; }, "Stato is neither 1 nor 17"},
     {"Guard", [](Stage& on) { on.link().InEsecuzione = kHandlerRunning; }, "InEsecuzione was left running"},
