@@ -70,10 +70,10 @@ class Mutation:
 def read_mutations():
     mutations = []
     for block in (ROOT / "tests/mutations/mutations.txt").read_text().split("\n\n")[1:]:
-        name, *lines = [line + "\n" for line in block.splitlines() if not line.startswith("#")]
+        name, *lines = [line for line in block.splitlines() if not line.startswith("#")]
         changes = [(file, *(re.sub("^.", "", part[:-1], flags=re.M) for part in parts), 0) for file, *parts in
-                   re.findall(r"^([^-+].*)\n((?:-.*\n)+)((?:\+.*\n)+)", "".join(lines), re.M)]
-        mutations.append(Mutation(name.strip(), changes))
+                   re.findall(r"^([^-+].*)\n((?:-.*\n)+)((?:\+.*\n)+)", "\n".join([*lines, ""]), re.M)]
+        mutations.append(Mutation(name, changes))
         for file, old, *_ in changes:
             if old not in (ROOT / file).read_text():
                 sys.exit(f"{name}: {file} does not contain the lines to be replaced")
