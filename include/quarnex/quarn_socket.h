@@ -11,8 +11,8 @@
 #include "quarnex/failure.h"
 #include "quarnex/int16.h"
 #include "quarnex/link_snapshot.h"
-#include "quarnex/memory_limits.h"
 #include "quarnex/process_snapshot.h"
+#include "quarnex/times_and_limits.h"
 
 namespace quarnex {
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <condition_variable>
+#include <cstdio>
 #include <mutex>
 #include <utility>
 
@@ -149,6 +150,13 @@ bool BackgroundWriter::Shared::beginNextFile() {
   const std::lock_guard lock(mutex);
   full = true;
   return false;
+}
+
+void printLosses(const char* file, const WriteLosses& losses, std::uint64_t toldBytes) {
+  if (losses.bytes <= toldBytes) return;
+  std::fprintf(stderr, "quarnex: %llu lines (%llu bytes) are missing in the %s\n",
+               static_cast<unsigned long long>(losses.lines), static_cast<unsigned long long>(losses.bytes),
+               file);
 }
 
 }  // namespace quarnex

@@ -65,4 +65,8 @@ class BackgroundWriter {
   bool hanging_ = false;  // the last flush gave up
 };
 
+/// Prints to standard error what is missing in a file, at the end of the process, where no host can ask any
+/// more; nothing if the host has been told of so many bytes.
+void printLosses(const char* file, const WriteLosses& losses, std::uint64_t toldBytes);
+
 }  // namespace quarnex

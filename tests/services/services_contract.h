@@ -116,6 +116,6 @@ class ServicesContract : public testing::TestWithParam<HarnessFactory>,
   std::map<std::pair<SocketArray, std::int16_t>, std::unique_ptr<SocketInstance>> instances_;
 };
 
-constexpr std::int16_t kTickMilliseconds = 2;
+constexpr std::int16_t kShortTickMilliseconds = 2;
 
 }  // namespace quarnex

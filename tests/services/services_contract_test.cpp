@@ -8,7 +8,7 @@ namespace quarnex {
 void ServicesContract::SetUp() {
   harness = GetParam()();
   timer().setEvents(this);
-  timer().setPeriod(kTickMilliseconds);
+  timer().setPeriod(kShortTickMilliseconds);
 }
 
 void ServicesContract::TearDown() {
@@ -115,7 +115,7 @@ void ServicesContract::onTick() {
 }
 
 TEST_P(ServicesContract, TheTimerTicksUntilItIsStopped) {
-  EXPECT_EQ(timer().period(), kTickMilliseconds);
+  EXPECT_EQ(timer().period(), kShortTickMilliseconds);
   atTick = [&] { timer().setPeriod(0); };
   runTicks(1);
   EXPECT_EQ(timer().period(), 0);
@@ -123,15 +123,15 @@ TEST_P(ServicesContract, TheTimerTicksUntilItIsStopped) {
   join();
   EXPECT_EQ(ticks, stopped);
   atTick = nullptr;
-  timer().setPeriod(kTickMilliseconds + 1);
-  EXPECT_EQ(timer().period(), kTickMilliseconds + 1);
+  timer().setPeriod(kShortTickMilliseconds + 1);
+  EXPECT_EQ(timer().period(), kShortTickMilliseconds + 1);
   runTicks(3);
 }
 
 TEST_P(ServicesContract, ALateLoopGetsOneTick) {
   runTicks(1);
   const int before = ticks;
-  harness->stall(std::chrono::milliseconds(20 * kTickMilliseconds));
+  harness->stall(std::chrono::milliseconds(20 * kShortTickMilliseconds));
   EXPECT_EQ(ticks, before + 1);
   runTicks(2);
 }

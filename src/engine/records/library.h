@@ -11,7 +11,7 @@
 
 #include "engine/records/connection_table.h"
 #include "quarnex/failure.h"
-#include "quarnex/memory_limits.h"
+#include "quarnex/times_and_limits.h"
 #include "services/services.h"
 
 namespace quarnex {

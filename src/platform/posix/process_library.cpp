@@ -7,7 +7,7 @@
 #include "platform/posix/posix_platform.h"
 #include "quarnex/failure.h"
 #include "quarnex/host_loop.h"
-#include "services/loss_notice.h"
+#include "services/background_writer.h"
 
 namespace quarnex {
 namespace {

@@ -18,6 +18,7 @@ namespace quarnex::simulated {
 
 /// Capacity and write failures. Takes every write until a field is changed.
 struct Disk {
+  static constexpr std::int16_t kFull = 61;  ///< number of the failure of a write without room
   std::size_t room = std::numeric_limits<std::size_t>::max();  ///< free bytes
   std::uint64_t failingWrite = 0;  ///< the write that is refused (1 = the next); 0 = none
   /// Runs before each line of a log is written: a slow disk stops the host meanwhile. Recordings wait until
@@ -44,7 +45,7 @@ class MemoryFile final : public TextFile {
   /// `disk` outlives it. On a full disk no file can be created, and a line that does not fit is dropped.
   explicit MemoryFile(Disk& disk) : disk_(disk) {}
   void create(const std::string& name) override {
-    if (disk_.room == 0) throw Failure(kDiskFull, "Disk full");
+    if (disk_.room == 0) throw Failure(Disk::kFull, "Disk full");
     if (name.find('\0') != std::string::npos) throw Failure(52, "Bad file name or number");
     const std::size_t slash = name.rfind('/');
     if (slash != std::string::npos && !folders.contains(name.substr(0, slash)))
@@ -58,7 +59,7 @@ class MemoryFile final : public TextFile {
     if (!open_ || text_ == nullptr) return;
     if (disk_.beforeWrite) disk_.beforeWrite();
     if (!disk_.takes(line.size())) {
-      losses_ += {line.size(), 1, kDiskFull};
+      losses_ += {line.size(), 1, Disk::kFull};
       return;
     }
     *text_ += line;
@@ -90,8 +91,6 @@ class MemoryFile final : public TextFile {
   std::set<std::string> folders;
 
  private:
-  static constexpr std::int16_t kDiskFull = 61;
-
   Disk& disk_;
   WriteLosses losses_;
   std::string name_;             // of the file created last

@@ -167,8 +167,7 @@ void SimulatedSockets::deliverCaller(Event event) {
     earliest_.reset();
     return (*older)->raiseClose();
   }
-  const bool last = std::ranges::count(pending_, &instance, &Event::instance) == 0;
-  if (last) instance.waits_ = 0;
+  if (std::ranges::count(pending_, &instance, &Event::instance) == 0) instance.waits_ = 0;
   if (descriptors_ >= descriptorsMax) {
     postpone(std::move(event));
     return instance.events_.onAccept(instance.array_, instance.index_, 0, kTooManyDescriptors);

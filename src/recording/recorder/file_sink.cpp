@@ -5,12 +5,12 @@
 namespace quarnex::recording {
 namespace {
 
-WriterPlan planOf(const FileSinkLimits& limits) {
+WriterPlan planOf(std::uint64_t bytesMax, std::size_t waitingBytesMax) {
   WriterPlan plan;
   plan.mark = markOf;
-  plan.waitingBytesMax = limits.waitingBytes;
-  plan.fileBytesMax = limits.fileBytes;
-  plan.lastLine = textOf(LimitLine{static_cast<std::int64_t>(limits.fileBytes)}) + '\n';
+  plan.waitingBytesMax = waitingBytesMax;
+  plan.fileBytesMax = bytesMax;
+  plan.lastLine = textOf(LimitLine{static_cast<std::int64_t>(bytesMax)}) + '\n';
   return plan;
 }
 
@@ -20,7 +20,8 @@ std::string markOf(const WriteLosses& missing) {
   return textOf(MissingLine{static_cast<std::int64_t>(missing.bytes)}) + '\n';
 }
 
-FileSink::FileSink(const std::filesystem::path& path, const FileSinkLimits& limits, bool groupMayRead)
-    : writer_(createStorage(path, groupMayRead), planOf(limits)) {}
+FileSink::FileSink(const std::filesystem::path& path, const RecordingSettings& settings,
+                   std::size_t waitingBytesMax)
+    : writer_(createStorage(path, settings.groupMayRead), planOf(settings.bytesMax, waitingBytesMax)) {}
 
 }  // namespace quarnex::recording

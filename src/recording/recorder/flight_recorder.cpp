@@ -6,7 +6,7 @@
 
 #include "recording/recorder/file_sink.h"
 #include "recording/recorder/recorder.h"
-#include "services/loss_notice.h"
+#include "services/background_writer.h"
 #include "services/process_library.h"
 
 namespace quarnex {
@@ -56,8 +56,7 @@ class Flight final : public ServicesWrapper {
 
 void recordFlight(const std::filesystem::path& path, const RecordingSettings& settings) {
   wrapProcessServices([&] {
-    const recording::FileSinkLimits limits{.fileBytes = settings.bytesMax};
-    auto sink = std::make_shared<recording::FileSink>(path, limits, settings.groupMayRead);
+    auto sink = std::make_shared<recording::FileSink>(path, settings);
     auto flight = std::make_unique<Flight>(std::move(sink));
     processFlight() = flight.get();
     return flight;

@@ -1,5 +1,5 @@
-// Rule: an engine's records hold at most twice the memory that their contents need, and a constant; and what
-// its peers make it hold stays within its limits.
+// Rule: records hold at most twice the memory that their contents need, and a constant, and keep to the
+// limits.
 #pragma once
 
 #include <cstddef>
@@ -31,10 +31,9 @@ class MemoryBound {
 
   /// The same for the storage that all links share.
   static std::string_view heldBeyondNeed(const Library& library) {
-    for (const std::string* storage : {&library.frameStorage, &library.traceStorage, &library.lineStorage}) {
-      if (!isBounded(*storage)) return "the storage for frames and traces holds too much memory";
-    }
-    return "";
+    const bool bounded =
+        isBounded(library.frameStorage) && isBounded(library.traceStorage) && isBounded(library.lineStorage);
+    return bounded ? "" : "the storage for frames and traces holds too much memory";
   }
 
   /// Names a limit that the link exceeds; "" if there is none. Changes nothing.
@@ -43,9 +42,8 @@ class MemoryBound {
     if (record.Ricevuto.size() > limits.unhandled + kFetchBytesMax) return "Ricevuto exceeds its limit";
     if (record.FrameInCorso.size() > limits.frame + kFetchBytesMax) return "FrameInCorso exceeds its limit";
     const SocketInstance* socket = frameSocketOf(library, record);
-    const std::size_t longestFrame = record.UltimoInviato.size() + kMessageLengthMax;
-    const bool bounded = socket == nullptr || socket->unsentBytes() <= limits.unsent + longestFrame;
-    return bounded ? "" : "unsent bytes exceed their limit";
+    const std::size_t most = limits.unsent + record.UltimoInviato.size() + kMessageLengthMax;
+    return socket == nullptr || socket->unsentBytes() <= most ? "" : "unsent bytes exceed their limit";
   }
 
   /// The same for the sum over all links.

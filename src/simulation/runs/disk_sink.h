@@ -57,7 +57,6 @@ class DiskSink final : public recording::Sink, private Storage {
  private:
   static constexpr std::size_t kWaitingBytesMax = 64'000;
   static constexpr std::size_t kKeptBytesMax = 1'000'000;
-  static constexpr std::int16_t kDiskFull = 61;
   static constexpr std::string_view kMark = "{\"missing\":";
 
   // A refused write leaves a part of its bytes in the file.
@@ -66,7 +65,7 @@ class DiskSink final : public recording::Sink, private Storage {
     over_ = over_ || position + bytes.size() > kKeptBytesMax;
     full_ = over_ || !disk_.takes(bytes.size());
     text_.replace(position, bytes.size(), full_ ? bytes.substr(0, bytes.size() / 2) : bytes);
-    return full_ ? kDiskFull : std::int16_t{0};
+    return full_ ? Disk::kFull : std::int16_t{0};
   }
   void cutTo(std::uintmax_t bytes) override { text_.resize(bytes); }
   std::uintmax_t size() override { return text_.size(); }

@@ -192,10 +192,9 @@ class Run {
 
   void requireLittleMemory() {
     forEachHost([this](Host& host, int number) {
-      if (host.running()) {
-        report(MemoryBound::heldBeyondNeed(host.library()), number);
-        report(MemoryBound::beyondLimit(host.library()), number);
-      }
+      if (!host.running()) return;
+      report(MemoryBound::heldBeyondNeed(host.library()), number);
+      report(MemoryBound::beyondLimit(host.library()), number);
     });
     forEachLink([this](Host& host, int number, const ConnectionRecord& record) {
       report(MemoryBound::heldBeyondNeed(record), number, record.IdxQuarn);

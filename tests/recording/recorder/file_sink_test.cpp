@@ -32,7 +32,7 @@ const std::size_t kDiskBytes = kHeader.size() + 6'000 * kTick.size() + kTick.siz
 class FileSinkTest : public testing::Test {
  protected:
   void begin() {
-    sink = std::make_unique<FileSink>(file, FileSinkLimits{.waitingBytes = kBytesMax});
+    sink = std::make_unique<FileSink>(file, RecordingSettings{}, kBytesMax);
     sink->write(kHeader);
   }
   // However slow the machine is.
@@ -133,7 +133,7 @@ TEST_F(FileSinkTest, SurvivesADiskThatRefusesEverything) {
 }
 
 TEST_F(FileSinkTest, EndsARecordingAtItsLimitWithALineThatReplayTakesForItsEnd) {
-  sink = std::make_unique<FileSink>(file, FileSinkLimits{.fileBytes = kDiskBytes});
+  sink = std::make_unique<FileSink>(file, RecordingSettings{.bytesMax = kDiskBytes});
   sink->write(kHeader);
   while (!sink->full()) sink->write(kTick);
   end();
