@@ -15,7 +15,6 @@ namespace quarnex::test {
 namespace {
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 
 constexpr bool acceptsExchangedRows() {

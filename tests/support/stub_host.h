@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "host/engine.h"
@@ -153,11 +154,14 @@ inline Action connectionEnds(std::int16_t code) {
 }
 
 inline Action received(std::string message) {
-  return [=](StubHost& host) { host.receive(1, message); };
+  return [message = std::move(message)](StubHost& host) { host.receive(1, message); };
 }
 
 inline Action failing(std::string operation, std::int32_t number, std::string description) {
-  return [=](StubHost& host) { host.failing.insert({operation, Failure(number, description)}); };
+  return
+      [operation = std::move(operation), failure = Failure(number, std::move(description))](StubHost& host) {
+        host.failing.insert({operation, failure});
+      };
 }
 
 template <class... Actions>
