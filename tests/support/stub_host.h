@@ -157,11 +157,10 @@ inline Action received(std::string message) {
   return [message = std::move(message)](StubHost& host) { host.receive(1, message); };
 }
 
-inline Action failing(std::string operation, std::int32_t number, std::string description) {
-  return
-      [operation = std::move(operation), failure = Failure(number, std::move(description))](StubHost& host) {
-        host.failing.insert({operation, failure});
-      };
+inline Action failing(std::string operation, std::int32_t number, const std::string& description) {
+  return [operation = std::move(operation), failure = Failure(number, description)](StubHost& host) {
+    host.failing.insert({operation, failure});
+  };
 }
 
 template <class... Actions>
