@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -18,10 +19,7 @@ constexpr std::size_t kMiB = std::size_t{1} << 20;
 // Hosts with a healthy link between them; a stranger attacks one more link of the server or of the client.
 struct Attacked : Pair {
   explicit Attacked(const MemoryLimits& limits) {
-    for (Host* host : hosts) {
-      host->start();
-      host->quarn().setMemoryLimits(limits);
-    }
+    for (Host* host : hosts) host->quarn().setMemoryLimits(limits);
     add();
     server.quarn().Add("ABC", 7, false, true);
     client.quarn().Add("ABC", 8, true, true);
@@ -150,9 +148,8 @@ TEST(MemoryLimits, AreSetBeforeTheFirstLinkAndLeaveRoomForAFrame) {
   const auto setting = [&](const MemoryLimits& limits) {
     return failureOf([&] { pair.server.quarn().setMemoryLimits(limits); });
   };
-  const std::size_t most = ~std::size_t{0};
   for (const MemoryLimits& wrong : {MemoryLimits{.frame = 1000}, MemoryLimits{.process = 16 * kMiB},
-                                    MemoryLimits{.frame = most}, MemoryLimits{.unhandled = most}})
+                                    MemoryLimits{.frame = SIZE_MAX}, MemoryLimits{.unhandled = SIZE_MAX}})
     EXPECT_EQ(setting(wrong), 5);
   EXPECT_EQ(setting({.process = 1024 * kMiB}), 0);
   pair.add();

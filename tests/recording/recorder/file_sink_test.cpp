@@ -35,7 +35,6 @@ class FileSinkTest : public testing::Test {
     sink = std::make_unique<FileSink>(file, RecordingSettings{}, kBytesMax);
     sink->write(kHeader);
   }
-  // However slow the machine is.
   void end() {
     EXPECT_TRUE(sink->writer().flush(std::chrono::minutes(1)));
     sink.reset();
