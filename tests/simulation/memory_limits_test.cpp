@@ -72,7 +72,7 @@ std::string many(const std::string& text, std::size_t bytes) {
 
 TEST(MemoryLimits, AFloodOfQueriesIsHeldBackAndLosesNothing) {
   Attacked site({});
-  site.flood(3600, many(wire::frame(wire::message(7, {"9QRY", "9."})), 5 * 65'536));
+  site.flood(3600, many(wire::frame(wire::message(7, {"9QRY", "9."})), std::size_t{5} * 65'536));
   EXPECT_GE(site.peak, kMiB);
   EXPECT_LE(site.peak, kMiB + 2 * kFetchBytesMax);
   const LinkSnapshot flooded = site.server.quarn().snapshot(2);
@@ -115,7 +115,7 @@ TEST(MemoryLimits, AFrameWithoutEndFailsTheLink) {
   limits.frame = 4 * kMiB;
   Attacked site(limits);
   bool failed = false;
-  std::string piece(5 * 65'536, 'x');
+  std::string piece(std::size_t{5} * 65'536, 'x');
   piece.front() = '\2';
   site.run(600, [&] {
     site.stranger.send(piece);
