@@ -12,7 +12,7 @@ namespace quarnex {
 
 /// How a recording is kept.
 struct RecordingSettings {
-  std::uint64_t bytesMax = std::uint64_t{4} << 30;  ///< the recording ends there with a line that says so
+  std::uint64_t bytesMax = std::uint64_t{4} << 30;  ///< the recording ends there with a line that states it
   bool groupMayRead = false;                        ///< otherwise the process's user alone can read the file
 };
 

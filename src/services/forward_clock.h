@@ -1,4 +1,4 @@
-// Turns the system's clock, which may be set back, into one that never goes back.
+// Derives a clock that never goes back from the system's clock, which can be set back.
 #pragma once
 
 #include <algorithm>

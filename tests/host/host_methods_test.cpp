@@ -148,6 +148,9 @@ TEST(HostMethods, WriteTheLogAndTheCapture) {
             "I>:00000 B\r\n");
   EXPECT_EQ(host.quarn.GetDebug(link), "I>:00000 \x01\xff");
   EXPECT_EQ(host.quarn.GetDebug(link), "");
+  host.quarn.AttivaLog();
+  traceDamagedFrame(host.library, link, std::string(kLoggedFrameMax + 1, 'x'));
+  EXPECT_THAT(host.logText, testing::EndsWith("x ... 1 characters more ... xxxxxxxxxxxxxxxx\r\n"));
 }
 
 TEST(HostMethods, TraceOnlyForIndicesOfTheTableAndWhenTheClockFails) {

@@ -1,5 +1,4 @@
-// Attacks links for hours: what the process holds stays within its limits, the host is told, and other links
-// do not wait.
+// Attacks links for hours: memory stays within its limits, the host is told, and other links do not wait.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -32,8 +31,7 @@ struct Attacked : Pair {
     client.quarn().Apri(2);
   }
 
-  // Runs `attack` every second, and sends a text each way over the healthy link, which needs at most three
-  // seconds.
+  // Runs `attack` every second. A text each way over the healthy link needs at most three seconds.
   void run(int seconds, const std::function<void()>& attack) {
     for (int second = 0; second < seconds; ++second) {
       if (!stranger.connected()) stranger.call(20107);

@@ -10,10 +10,10 @@
 namespace quarnex {
 namespace {
 
-// Keeps the end, where the expected checksum of a bad frame stands.
+// Keeps `kept` characters, the last ones among them: there stands the expected checksum of a bad frame.
 std::string shortened(std::string_view testo, std::size_t kept) {
   constexpr std::size_t kEnd = 16;
-  return concat(testo.substr(0, kept), " ... ", testo.size() - kept - kEnd, " characters more ... ",
+  return concat(testo.substr(0, kept - kEnd), " ... ", testo.size() - kept, " characters more ... ",
                 testo.substr(testo.size() - kEnd));
 }
 
