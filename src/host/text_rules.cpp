@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "engine/exchange/frame.h"
@@ -12,12 +13,10 @@ namespace quarnex {
 namespace {
 
 constexpr std::string_view kNeverTaken =
-    "the peer never accepts it, and it blocks all texts behind it until the link is reconnected";
+    ": the peer never accepts it, and it blocks all texts behind it until the link is reconnected";
 constexpr std::size_t kFieldsOfLoneBatch = 3;  // the text, "9CMD" and "9."; further ones are not read
 
-bool contains(std::string_view text, char c) {
-  return text.find(c) != std::string_view::npos;
-}
+constexpr std::size_t kTextLengthMax = kMessageLengthMax - messageLength(1, 0);
 
 std::vector<std::string_view> split(std::string_view text) {
   std::vector<std::string_view> pieces;
@@ -41,31 +40,72 @@ std::string splitWarning(std::string_view text) {
 
 std::string tooLongWarning(std::string_view text) {
   return std::to_string(text.size()) + " characters do not fit into one message (at most " +
-         std::to_string(kMessageLengthMax - messageLength(1, 0)) + "): " + std::string(kNeverTaken);
+         std::to_string(kTextLengthMax) + ")";
+}
+
+struct Finding {
+  TextRule rule = TextRule::None;
+  std::size_t position = 0;
+};
+
+Finding firstBrokenRule(std::string_view text) {
+  if (text.empty()) return {TextRule::Empty};
+  if (text == kEmptyQueuesCommand) return {TextRule::EmptiesQueues};
+  if (text.size() > kTextLengthMax) return {TextRule::TooLong, kTextLengthMax};
+  if (const auto at = text.find(kEtx); at != text.npos) return {TextRule::EndCharacter, at};
+  if (const auto at = text.find('|'); at != text.npos) return {TextRule::Separator, at};
+  if (text.size() < kTextLengthMin) return {TextRule::TooShort};
+  if (isServiceWord(text)) return {TextRule::ProtocolWord};
+  if (const auto at = text.find(kStx); at != text.npos) return {TextRule::StartCharacter, at};
+  if (text.front() == '9') return {TextRule::LeadingNine};
+  if (parseEventReport(text)) return {TextRule::LooksLikeReport};
+  return {};
+}
+
+struct Effect {
+  const char* name;
+  const char* warning;  // "": depends on the text
+  bool alone, never;
+};
+
+// In the order of the rules.
+constexpr Effect kEffects[] = {
+    {"", "", false, false},
+    {"empty", "an empty text is not sent", true, false},
+    {"empties-queues", "this text is not sent; it empties the link's queues", true, false},
+    {"too-long", "", true, true},
+    {"end-character", "ETX (code 3) ends the frame early", true, true},
+    {"separator", "", true, false},
+    {"too-short", "the peer drops a text of one character", false, false},
+    {"protocol-word", "this is a word of the protocol: the peer acts on it and does not pass it to its host",
+     true, false},
+    {"start-character", "STX (code 2) begins frames: a peer that restarts at each STX drops the text", true,
+     false},
+    {"leading-nine", "\"9\" begins the words of the protocol: other peers may not pass it on", false, false},
+    {"looks-like-report", "the peer's host may mistake it for a report of its own library", false, false}};
+
+const Effect& effectOf(TextRule rule) {
+  return kEffects[static_cast<std::size_t>(rule)];
+}
+
+std::string warningOf(TextRule rule, std::string_view text) {
+  if (rule == TextRule::TooLong) return tooLongWarning(text);
+  if (rule == TextRule::Separator) return splitWarning(text);
+  return effectOf(rule).warning;
 }
 
 }  // namespace
 
+const char* nameOf(TextRule rule) {
+  return effectOf(rule).name;
+}
+
 TextCheck checkText(std::string_view text) {
-  if (text.empty()) return {"an empty text is not sent", true};
-  if (text == kEmptyQueuesCommand) return {"this text is not sent; it empties the link's queues", true};
-  if (messageLength(1, text.size()) > kMessageLengthMax) return {tooLongWarning(text), true, true};
-  if (contains(text, kEtx)) {
-    return {"ETX (code 3) ends the frame early: " + std::string(kNeverTaken), true, true};
-  }
-  if (contains(text, '|')) return {splitWarning(text), true};
-  if (text.size() < kTextLengthMin) return {"the peer drops a text of one character", false};
-  if (isServiceWord(text)) {
-    return {"this is a word of the protocol: the peer acts on it and does not pass it to its host", true};
-  }
-  if (contains(text, kStx)) {
-    return {"STX (code 2) begins frames: a peer that restarts at each STX drops the text", true};
-  }
-  if (text.starts_with('9'))
-    return {"\"9\" begins the words of the protocol: other peers may not pass it on", false};
-  if (parseEventReport(text))
-    return {"the peer's host may mistake it for a report of its own library", false};
-  return {};
+  const Finding found = firstBrokenRule(text);
+  const Effect& effect = effectOf(found.rule);
+  std::string warning = warningOf(found.rule, text);
+  if (effect.never) warning += kNeverTaken;
+  return {std::move(warning), effect.alone, effect.never, found.rule, found.position};
 }
 
 }  // namespace quarnex
