@@ -13,7 +13,7 @@ fi
 
 scripts/packages.sh test
 cmake --preset asan-clang >/dev/null
-cmake --build "$build" -j "$(nproc)" --target fuzz_received fuzz_message fuzz_rpc fuzz_recording fuzz_planted
+cmake --build "$build" -j "$(nproc)" --target fuzz_received fuzz_message fuzz_rpc fuzz_recording fuzz_text fuzz_planted
 
 # fuzz TARGET RUNS: runs one target. With --fixed it ignores the inputs that earlier runs have collected.
 fuzz() {
@@ -42,6 +42,7 @@ try received 50000
 try message 50000
 try rpc 20000
 try recording 20000
+try text 200000
 if fuzz planted 1000000; then
     echo "planted: the fault was NOT found"
     status=1
