@@ -13,6 +13,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   quarnex::test::StubHost host;
+  quarnex::tool::RpcSession session{host.quarn};
   std::string_view lines(reinterpret_cast<const char*>(data), size);
   while (!lines.empty()) {
     const std::string_view line = lines.substr(0, lines.find('\n'));
@@ -21,7 +22,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (comparable && nlohmann::json::accept(line) &&
         !quarnex::tool::scanJson(line, [](std::string_view, std::string_view) {}))
       std::abort();
-    const std::string answer = quarnex::tool::answerRequest(host.quarn, line);
+    const std::string answer = quarnex::tool::answerRequest(session, line);
     if (answer.find('\n') != std::string::npos) std::abort();
     if (!answer.empty() && !nlohmann::json::accept(answer)) std::abort();
   }

@@ -47,7 +47,7 @@ struct ExitStatus {
   std::string meaning;
 };
 
-/// A command line and its effect.
+/// A command line or another term, and its effect.
 struct Example {
   std::string line;
   std::string effect;
@@ -57,6 +57,8 @@ struct Command {
   std::string name;
   std::string summary;               ///< one line, a phrase that begins with a verb
   std::vector<std::string> details;  ///< paragraphs, each without line breaks
+  std::string termsHeading{};        ///< of a list of terms and their meanings, if there is one
+  std::vector<Example> terms{};
   std::vector<ExitStatus> statuses;
   std::vector<Example> examples;
   std::vector<Argument> arguments;

@@ -51,6 +51,11 @@ std::string examplesOf(const Command& command) {
 std::string helpFooter(const Command& command) {
   std::string text;
   for (const std::string& paragraph : command.details) text += wrapped("", paragraph, 0) + '\n';
+  if (!command.terms.empty()) {
+    text += command.termsHeading + ":\n";
+    for (const Example& term : command.terms) text += wrapped("  " + term.line + ":", term.effect, 6);
+    text += '\n';
+  }
   if (!command.statuses.empty()) {
     text += "Exit status:\n";
     for (const ExitStatus& status : command.statuses)

@@ -3,6 +3,7 @@
 import json
 import os
 import pathlib
+import re
 import subprocess
 import tempfile
 import unittest
@@ -12,6 +13,7 @@ from tool import QUARN, run
 
 LIMIT = 1024 * 1024  # bytes of a request line
 DEEP = LIMIT // 2
+TEXTS = pathlib.Path(__file__).parents[2] / "docs/texts.md"
 RECORDING = pathlib.Path(__file__).parents[1] / "data/recordings/called-1a.jsonl"
 
 
@@ -60,6 +62,10 @@ class Requests(unittest.TestCase):
         (request("MessaggioArrivato", [1]), False),
         (request("GetMessaggioArrivato", [0]), ""),
         (request("ProntoPerUscire", []), -1),
+        (request("snapshot", [0]), None),
+        (request("encodeText", ["|" * 800]), None),
+        (request("checkText", ["A|B"]), {"rule": "separator", "position": 1, "alone": True, "never": False,
+                                         "warning": '"|" separates texts: none of its 2 pieces arrive'}),
     ]
 
     def test_each_request_line_gets_its_result_or_error(self):
@@ -72,6 +78,30 @@ class Requests(unittest.TestCase):
                 self.assertEqual("2.0", answer["jsonrpc"])
                 got = answer["error"]["code"] if "error" in answer else answer["result"]
                 self.assertEqual((type(expected), expected), (type(got), got))
+
+    def test_texts_are_encoded_as_in_the_document(self):
+        python, vectors = re.search(r"```python\n(.*?)```.*```json\n(.*?)```", TEXTS.read_text(), re.DOTALL).groups()
+        given = {"re": re}
+        exec(python, given)
+        vectors = json.loads(vectors)
+        rows = [*(("encode", *row) for row in vectors["encoded"]),
+                *(("decode", *row) for row in [*vectors["decoded"], *(reversed(row) for row in vectors["encoded"])])]
+        lines = "\n".join(request(f"{function}Text", [text]) for function, text, _ in rows)
+        answers = run("rpc", text=lines.encode()).stdout.splitlines()
+        for (function, text, expected), answer in zip(rows, answers, strict=True):
+            with self.subTest(function=function, text=text):
+                self.assertEqual(expected, json.loads(answer)["result"])
+                own = given[function](text.encode("latin-1"))
+                self.assertEqual(expected, None if own is None else own.decode("latin-1"))
+
+    def test_the_methods_are_described(self):
+        described = json.loads(run("rpc", text=request("rpc.discover").encode()).stdout)["result"]["methods"]
+        shown = run("rpc", "--help").stdout.decode()
+        for method in described:
+            names = ", ".join(parameter["name"] for parameter in method["params"])
+            self.assertIn(f"\n  {method['name']}({names}): ", shown)
+            wrong = request(method["name"], [{}] * (len(method["params"]) + 1))
+            self.assertIn(b"-32602", run("rpc", text=wrong.encode()).stdout)
 
     def test_ids_return_as_they_were_sent(self):
         ids = [b"123456789012345678901234567890", b"1.0", b"1e3", b"-0", b"null", rb'"\u0061\/\ud83d\ude00"',

@@ -84,6 +84,13 @@ std::string detailsOf(const Command& command) {
   return text.empty() ? "" : ".SH DESCRIPTION\n" + text;
 }
 
+std::string termsOf(const Command& command) {
+  std::string text = ".SH " + literal(command.termsHeading) + '\n';
+  for (const Example& term : command.terms)
+    text += ".TP\n" + bold(term.line) + '\n' + literal(term.effect) + '\n';
+  return command.terms.empty() ? "" : text;
+}
+
 std::string statusesOf(const Command& command) {
   std::string text = ".SH EXIT STATUS\n";
   for (const ExitStatus& status : command.statuses)
@@ -102,7 +109,8 @@ std::string examplesOf(const Command& command) {
 
 std::string manualOf(const Command& command) {
   return heading(pageOf(command), command.summary) + synopsisOf(command) + detailsOf(command) +
-         argumentsOf(command) + statusesOf(command) + examplesOf(command) + ".SH SEE ALSO\n.BR quarn (1)\n";
+         argumentsOf(command) + termsOf(command) + statusesOf(command) + examplesOf(command) +
+         ".SH SEE ALSO\n.BR quarn (1)\n";
 }
 
 std::string manualOfProgram() {

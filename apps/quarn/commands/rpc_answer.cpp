@@ -6,7 +6,6 @@
 #include <utility>
 #include <vector>
 
-#include "host/method_table.h"
 #include "quarn/commands/json_scanner.h"
 #include "recording/format/text_codes.h"
 
@@ -71,11 +70,11 @@ bool isObject(std::string_view json) {
   return first != json.npos && json[first] == '{';
 }
 
-const Method& methodOf(const Request& request) {
+const RpcMethod& methodOf(const Request& request) {
   if (!isString(request.version) || utf8OfString(request.version) != "2.0")
     throw RpcError{kNoRequest, R"("jsonrpc" has to be "2.0")"};
   if (!isString(request.method)) throw RpcError{kNoRequest, R"("method" has to be a string)"};
-  const Method* method = findMethod(utf8OfString(request.method));
+  const RpcMethod* method = findRpcMethod(utf8OfString(request.method));
   if (method == nullptr) throw RpcError{kUnknownMethod, "there is no such method"};
   return *method;
 }
@@ -98,11 +97,6 @@ std::optional<Value> toText(std::string_view json, bool isPath) {
   std::optional<std::string> bytes = bytesOfString(json);
   if (!bytes) return std::nullopt;
   return std::move(*bytes);
-}
-
-// The beginning of the log file's name is a path, in Unicode; every other text is one for the wire.
-bool isPath(const Method& method) {
-  return method.dispatchId == static_cast<std::int32_t>(DispatchId::Init);
 }
 
 std::optional<Value> toValue(std::string_view json, ValueKind kind, bool isPath) {
@@ -140,7 +134,7 @@ std::optional<std::vector<std::string_view>> elementsOf(std::string_view params,
   return elements;
 }
 
-std::vector<Value> parametersOf(const Request& request, const Method& method) {
+std::vector<Value> parametersOf(const Request& request, const RpcMethod& method) {
   const auto given = elementsOf(request.params, method.parameters.size());
   if (!given || given->size() != method.parameters.size()) {
     throw RpcError{kWrongParameters, R"("params" has to be an array of )" +
@@ -148,27 +142,20 @@ std::vector<Value> parametersOf(const Request& request, const Method& method) {
   }
   std::vector<Value> values;
   for (const Parameter& parameter : method.parameters) {
-    std::optional<Value> value = toValue((*given)[values.size()], parameter.kind, isPath(method));
+    std::optional<Value> value = toValue((*given)[values.size()], parameter.kind, method.takesPath);
     if (!value) {
       throw RpcError{kWrongParameters,
-                     std::string(parameter.name) + " has to be " + inWords(parameter.kind, isPath(method))};
+                     std::string(parameter.name) + " has to be " + inWords(parameter.kind, method.takesPath)};
     }
     values.push_back(std::move(*value));
   }
   return values;
 }
 
-std::string toJson(const Value& value) {
-  if (const auto* integer = std::get_if<std::int16_t>(&value)) return std::to_string(*integer);
-  if (const auto* boolean = std::get_if<bool>(&value)) return *boolean ? "true" : "false";
-  if (const auto* text = std::get_if<std::string>(&value)) return recording::jsonString(*text);
-  return "null";
-}
-
-std::string callMethod(QuarnSocket& quarn, const Request& request) {
+std::string callMethod(RpcSession& session, const Request& request) {
   try {
-    const Method& method = methodOf(request);
-    return toJson(method.call(quarn, parametersOf(request, method)));
+    const RpcMethod& method = methodOf(request);
+    return method.call(session, method, parametersOf(request, method));
   } catch (const Failure& failure) {
     throw RpcError{failure.number(), failure.description()};
   } catch (const std::bad_alloc&) {
@@ -178,14 +165,14 @@ std::string callMethod(QuarnSocket& quarn, const Request& request) {
   }
 }
 
-std::string answer(QuarnSocket& quarn, std::string_view line) {
+std::string answer(RpcSession& session, std::string_view line) {
   const std::optional<Request> request = parseRequest(line);
   if (!request) return errorResponse("", {kNoJson, "this line is not JSON"});
   if (!isObject(line)) return errorResponse("", {kNoRequest, "a request is one JSON object"});
   const std::string_view id = request->id;
   try {
     if (!id.empty() && !isId(id)) throw RpcError{kNoRequest, R"("id" has to be a string or a number)"};
-    const std::string result = callMethod(quarn, *request);
+    const std::string result = callMethod(session, *request);
     return id.empty() ? "" : response(id, R"("result":)" + result);
   } catch (const RpcError& error) {
     return !id.empty() || error.code == kNoRequest ? errorResponse(id, error) : "";
@@ -198,9 +185,9 @@ std::string refuseLongRequest() {
   return errorResponse("", {kNoRequest, "a request is a line of at most 1 MiB"});
 }
 
-std::string answerRequest(QuarnSocket& quarn, std::string_view line) {
+std::string answerRequest(RpcSession& session, std::string_view line) {
   try {
-    return answer(quarn, line);
+    return answer(session, line);
   } catch (const std::bad_alloc&) {
     return errorResponse("", {kOutOfMemory, kOutOfMemoryWords});
   }

@@ -1,11 +1,11 @@
-// Answers JSON-RPC 2.0 requests by calling the host methods by name.
+// Answers JSON-RPC 2.0 requests by calling methods of the library by name.
 #pragma once
 
 #include <cstddef>
 #include <string>
 #include <string_view>
 
-#include "quarnex/quarn_socket.h"
+#include "quarn/commands/rpc_methods.h"
 
 namespace quarnex::tool {
 
@@ -17,7 +17,7 @@ constexpr std::size_t kRequestBytesMax = std::size_t{1024} * 1024;
 /// response carries the id exactly as it was sent. A request without `id` is executed but not answered:
 /// returns "". Takes at most a few milliseconds for a line of `kRequestBytesMax`, beside the time of the
 /// method.
-std::string answerRequest(QuarnSocket& quarn, std::string_view line);
+std::string answerRequest(RpcSession& session, std::string_view line);
 
 /// The response to a line that is longer than `kRequestBytesMax`, and therefore not a request.
 std::string refuseLongRequest();

@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "host/method_table.h"
 #include "quarn/commands.h"
 #include "quarn/commands/rpc_answer.h"
 #include "quarn/console.h"
@@ -39,6 +38,7 @@ class RpcHost {
   int end();
 
   QuarnSocket quarn_;
+  RpcSession session_{quarn_};
   HostLoop loop_;
   LineReader input_{kStandardInput, kRequestBytesMax};
   OutputWriter output_{kStandardOutput};
@@ -83,9 +83,16 @@ void RpcHost::answerRequests() {
     const std::optional<InputLine> line = input_.next();
     mayHaveLine_ = line.has_value();
     if (!line) return;
-    const std::string answer = line->tooLong ? refuseLongRequest() : answerRequest(quarn_, line->text);
+    const std::string answer = line->tooLong ? refuseLongRequest() : answerRequest(session_, line->text);
     if (!answer.empty()) output_.appendLine(answer);
   }
+}
+
+std::vector<Example> describedMethods() {
+  std::vector<Example> terms;
+  for (const RpcMethod& method : rpcMethods())
+    terms.push_back({signatureOf(method), std::string(method.summary)});
+  return terms;
 }
 
 }  // namespace
@@ -97,12 +104,13 @@ Command rpcCommand() {
       .summary = "offer the library's methods as JSON-RPC on standard input",
       .details =
           {"Reads one JSON-RPC 2.0 request per line and answers each in one line, in order. The methods "
-           "are the " +
-               std::to_string(methodTable().size()) +
-               " of QuarnSocket, with their parameters in order. The links stay alive between the "
-               "requests. The process ends at the end of the input.",
+           "take their parameters in order. The links stay alive between the requests. The process ends at "
+           "the "
+           "end of the input.",
            "A request is a line of at most 1 MiB. A character of a text has a code from 0 to 255 and is one "
            "byte; the parameter of Init is the beginning of a path, any Unicode text."},
+      .termsHeading = "Methods",
+      .terms = describedMethods(),
       .statuses =
           {{0, "the input ended"},
            {1,

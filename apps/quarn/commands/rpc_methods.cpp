@@ -1,0 +1,169 @@
+#include "quarn/commands/rpc_methods.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "quarn/json_values.h"
+#include "quarnex/version.h"
+
+namespace quarnex::tool {
+namespace {
+
+constexpr std::string_view kNull = R"({"type":"null"})";
+constexpr std::string_view kInteger16 = R"({"type":"integer","minimum":-32768,"maximum":32767})";
+constexpr std::string_view kBoolean = R"({"type":"boolean"})";
+constexpr std::string_view kText =
+    R"({"type":"string","description":"one character, code 0 to 255, is one byte"})";
+constexpr std::string_view kPath =
+    R"({"type":"string","description":"the beginning of a path, any Unicode text"})";
+constexpr std::string_view kTextOrNull = R"({"type":["string","null"]})";
+constexpr std::string_view kObject = R"({"type":"object"})";
+constexpr std::string_view kObjectOrNull = R"({"type":["object","null"]})";
+
+std::string_view schemaOf(ValueKind kind, bool isPath = false) {
+  switch (kind) {
+    case ValueKind::Integer:
+      return kInteger16;
+    case ValueKind::Boolean:
+      return kBoolean;
+    case ValueKind::String:
+      return isPath ? kPath : kText;
+    default:
+      return kNull;
+  }
+}
+
+// In the order of methodTable.
+constexpr std::string_view kHostSummaries[] = {
+    "register a link and return its index: ConnessioneClient true calls, false listens; UsaTcp false stays "
+    "inside the "
+    "process",
+    "take the oldest received text or report, \"\" if there is none",
+    "return -1 if no link over TCP is in service any more, otherwise 0",
+    "queue a text for the peer",
+    "open a link: empty its queues, and listen or call after 10 seconds",
+    "close a link",
+    "set the beginning of the log file's name, and the number of failures before report 109 to 3",
+    "close all links for good",
+    "return true if a text or report waits in the inbound queue",
+    "take the oldest captured trace text, \"\" if there is none",
+    "start capturing the trace texts of a link",
+    "stop capturing them",
+    "open the log file",
+    "close the log file",
+    "return true if the link is connected or does not exist",
+};
+static_assert(std::size(kHostSummaries) == methodTable().size());
+
+std::string toJson(const Value& value) {
+  return std::visit(
+      [](const auto& held) -> std::string {
+        if constexpr (std::is_same_v<std::decay_t<decltype(held)>, std::monostate>)
+          return "null";
+        else
+          return tool::toJson(held);
+      },
+      value);
+}
+
+std::string callHostMethod(RpcSession& session, const RpcMethod& row, std::span<const Value> values) {
+  return toJson(row.hostMethod->call(session.quarn, values));
+}
+
+std::int16_t linkOf(std::span<const Value> values) {
+  return std::get<std::int16_t>(values.front());
+}
+
+const std::string& textOf(std::span<const Value> values) {
+  return std::get<std::string>(values.back());
+}
+
+constexpr Parameter kLink[] = {{"link", ValueKind::Integer}};
+constexpr Parameter kOneText[] = {{"text", ValueKind::String}};
+
+using Values = std::span<const Value>;
+
+constexpr RpcMethod kEnglishMethods[] = {
+    {"snapshot", "describe a link, null if there is no such link", kLink, kObjectOrNull,
+     [](RpcSession& session, const RpcMethod&, Values values) {
+       return tool::toJson(session.quarn.snapshot(linkOf(values)));
+     }},
+    {"checkText", "name the first rule that a text breaks, and the place; rule \"\" if it arrives unchanged",
+     kOneText, kObject,
+     [](RpcSession&, const RpcMethod&, Values values) { return tool::toJson(checkText(textOf(values))); }},
+    {"encodeText", "convert any bytes to a text that arrives unchanged, null if it would be too long",
+     kOneText, kTextOrNull,
+     [](RpcSession&, const RpcMethod&, Values values) { return tool::toJson(encodeText(textOf(values))); }},
+    {"decodeText", "convert a text of encodeText back, null if it is not in that format", kOneText,
+     kTextOrNull,
+     [](RpcSession&, const RpcMethod&, Values values) { return tool::toJson(decodeText(textOf(values))); }},
+    {"rpc.discover",
+     "return this list of methods as an OpenRPC document",
+     {},
+     kObject,
+     [](RpcSession&, const RpcMethod&, Values) { return openRpcDocument(); }},
+};
+
+std::vector<RpcMethod> makeTable() {
+  std::vector<RpcMethod> table;
+  for (const Method& method : methodTable()) {
+    // The beginning of the log file's name is a path, in Unicode; every other text is one for the wire.
+    const bool isPath = method.dispatchId == static_cast<std::int32_t>(DispatchId::Init);
+    table.push_back({method.name, kHostSummaries[table.size()], method.parameters, schemaOf(method.result),
+                     callHostMethod, &method, isPath});
+  }
+  table.insert(table.end(), std::begin(kEnglishMethods), std::end(kEnglishMethods));
+  return table;
+}
+
+std::string arrayOf(const auto& rows, const auto& toItem) {
+  std::string items;
+  for (const auto& row : rows) items += (items.empty() ? "" : ",") + toItem(row);
+  return '[' + items + ']';
+}
+
+std::string describe(const RpcMethod& method) {
+  const auto describeParameter = [&](const Parameter& parameter) {
+    return JsonObject()
+        .add("name", parameter.name)
+        .add("required", true)
+        .addJson("schema", schemaOf(parameter.kind, method.takesPath))
+        .text();
+  };
+  return JsonObject()
+      .add("name", method.name)
+      .add("summary", method.summary)
+      .add("paramStructure", "by-position")
+      .addJson("params", arrayOf(method.parameters, describeParameter))
+      .addJson("result", JsonObject().add("name", "result").addJson("schema", method.resultSchema).text())
+      .text();
+}
+
+}  // namespace
+
+std::span<const RpcMethod> rpcMethods() {
+  static const std::vector<RpcMethod> table = makeTable();
+  return table;
+}
+
+const RpcMethod* findRpcMethod(std::string_view name) {
+  const auto found = std::ranges::find(rpcMethods(), name, &RpcMethod::name);
+  return found == rpcMethods().end() ? nullptr : &*found;
+}
+
+std::string signatureOf(const RpcMethod& method) {
+  std::string parameters;
+  for (const Parameter& parameter : method.parameters)
+    parameters.append(parameters.empty() ? "" : ", ").append(parameter.name);
+  return std::string(method.name) + '(' + parameters + ')';
+}
+
+std::string openRpcDocument() {
+  return JsonObject()
+      .add("openrpc", "1.3.2")
+      .addJson("info", JsonObject().add("title", "quarn rpc").add("version", QUARNEX_VERSION).text())
+      .addJson("methods", arrayOf(rpcMethods(), describe))
+      .text();
+}
+
+}  // namespace quarnex::tool

@@ -1,0 +1,41 @@
+// Lists the methods of quarn rpc once, for its answers, its help and its OpenRPC document.
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/method_table.h"
+
+namespace quarnex::tool {
+
+/// The host behind the requests of one process.
+struct RpcSession {
+  QuarnSocket& quarn;
+};
+
+struct RpcMethod {
+  std::string_view name;
+  std::string_view summary;
+  std::span<const Parameter> parameters;
+  std::string_view resultSchema;  ///< a JSON Schema of the result
+  /// Returns the result as JSON. Throws like the method of the library.
+  std::string (*call)(RpcSession& session, const RpcMethod& row, std::span<const Value> values);
+  const Method* hostMethod = nullptr;  ///< of the rows that are methods of `methodTable`
+  bool takesPath = false;              ///< its text is the beginning of a path, in Unicode
+};
+
+/// The 15 methods of `methodTable` in their order, then the methods in English.
+std::span<const RpcMethod> rpcMethods();
+
+/// The method with exactly this name, or nullptr.
+const RpcMethod* findRpcMethod(std::string_view name);
+
+/// "Invia(IdxQuarn, s)".
+std::string signatureOf(const RpcMethod& method);
+
+/// All methods as an OpenRPC document.
+std::string openRpcDocument();
+
+}  // namespace quarnex::tool

@@ -1,0 +1,43 @@
+// Writes values of the library as JSON, for programs that read the tool's output.
+#pragma once
+
+#include <concepts>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "quarnex/link_snapshot.h"
+#include "quarnex/text_rules.h"
+
+namespace quarnex::tool {
+
+/// A string of JSON in UTF-8: one character for each byte of `bytes`.
+std::string toJson(std::string_view bytes);
+std::string toJson(const char* text);
+std::string toJson(bool value);
+std::string toJson(std::integral auto value) {
+  return std::to_string(value);
+}
+/// An object with the members of the structure, under their names.
+std::string toJson(const TextCheck& check);
+std::string toJson(const LinkFailure& failure);
+/// null for the snapshot of a link that does not exist.
+std::string toJson(const LinkSnapshot& link);
+/// null if there is no value.
+template <class Type>
+std::string toJson(const std::optional<Type>& value) {
+  return value ? toJson(*value) : "null";
+}
+
+/// Collects the members of an object.
+class JsonObject {
+ public:
+  JsonObject& add(std::string_view name, const auto& value) { return addJson(name, toJson(value)); }
+  JsonObject& addJson(std::string_view name, std::string_view json);
+  std::string text() const { return text_ + '}'; }
+
+ private:
+  std::string text_ = "{";
+};
+
+}  // namespace quarnex::tool
