@@ -1,5 +1,5 @@
 // Prepares the process for many links (standard descriptors, ignored signals, descriptor limit) and for the
-// terminal's encoding, and catches Ctrl-C and SIGTERM.
+// terminal's encoding, and catches Ctrl-C, SIGTERM and SIGHUP.
 #pragma once
 
 namespace quarnex::tool {
@@ -9,9 +9,8 @@ namespace quarnex::tool {
 /// limit. Takes the encoding of characters from the environment (LC_ALL, LC_CTYPE, LANG).
 void prepareProcess();
 
-constexpr int kInterruptedStatus = 130;  // as shells report a process that Ctrl-C has ended
-
-/// Catches SIGINT and SIGTERM. The second signal ends the process at once with `kInterruptedStatus`.
+/// Catches SIGINT, SIGTERM and, unless the caller ignores it as nohup does, SIGHUP. The second signal ends
+/// the process at once with 128 + its number, the status that shells report for it.
 void catchInterruptions();
 
 /// True after the first signal. The signal interrupts a wait in `turnHost`, or else the next tick ends it.

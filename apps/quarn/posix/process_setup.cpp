@@ -28,8 +28,9 @@ void raiseDescriptorLimit() {
 
 volatile std::sig_atomic_t signalled = 0;
 
-extern "C" void onSignal(int) {
-  if (signalled != 0) _exit(kInterruptedStatus);
+extern "C" void onSignal(int number) {
+  constexpr int kFirstSignalStatus = 128;
+  if (signalled != 0) _exit(kFirstSignalStatus + number);
   signalled = 1;
 }
 
@@ -49,6 +50,9 @@ void catchInterruptions() {
   sigemptyset(&action.sa_mask);
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);
+  struct sigaction before {};
+  sigaction(SIGHUP, nullptr, &before);
+  if (before.sa_handler != SIG_IGN) sigaction(SIGHUP, &action, nullptr);
 }
 
 bool interrupted() {
