@@ -7,6 +7,7 @@
 #include "quarn/commands.h"
 #include "quarn/printable.h"
 #include "quarn/shared_arguments.h"
+#include "quarn/type_hint.h"
 #include "quarnex/ports.h"
 
 namespace quarnex::tool {
@@ -39,6 +40,8 @@ int printPort(const LinkName& link) {
   std::cout << port.port << '\n';
   const std::string warning = identifierWarning(link.identifier);
   if (!warning.empty()) std::cerr << "quarn: " << warning << '\n';
+  const std::string hint = typeHint(link.type);
+  if (!hint.empty()) std::cerr << "quarn: " << hint << '\n';
   return 0;
 }
 
