@@ -48,6 +48,19 @@ std::string examplesOf(const Command& command) {
   return lines;
 }
 
+std::string statusesOf(const Command& command) {
+  std::size_t digits = 0;
+  for (const ExitStatus& status : command.statuses)
+    digits = std::max(digits, std::to_string(status.status).size());
+  std::string text;
+  for (const ExitStatus& status : command.statuses) {
+    std::string first = "  " + std::to_string(status.status);
+    first.resize(digits + 4, ' ');
+    text += wrapped(first, status.meaning, first.size());
+  }
+  return text.empty() ? "" : "Exit status:\n" + text + '\n';
+}
+
 std::string helpFooter(const Command& command) {
   std::string text;
   for (const std::string& paragraph : command.details) text += wrapped("", paragraph, 0) + '\n';
@@ -56,12 +69,7 @@ std::string helpFooter(const Command& command) {
     for (const Example& term : command.terms) text += wrapped("  " + term.line + ":", term.effect, 6);
     text += '\n';
   }
-  if (!command.statuses.empty()) {
-    text += "Exit status:\n";
-    for (const ExitStatus& status : command.statuses)
-      text += wrapped("  " + std::to_string(status.status) + "  ", status.meaning, 5);
-    text += '\n';
-  }
+  text += statusesOf(command);
   if (!command.examples.empty()) text += "Examples:\n" + examplesOf(command);
   while (!text.empty() && text.back() == '\n') text.pop_back();
   return text;

@@ -7,20 +7,40 @@
 #include "quarn/printable.h"
 
 namespace quarnex::tool {
-Console::Console() : output_(kStandardError), terminal_(isTerminal(kStandardError)) {}
+namespace {
 
-void Console::print(std::string_view words) {
-  print(timeOfDay(wallSecond()), words);
+std::string formatted(std::int64_t second, const char* format) {
+  const std::time_t time = second;
+  std::array<char, 40> text{};
+  const std::tm* const local = std::localtime(&time);
+  return {text.data(), std::strftime(text.data(), text.size(), format, local)};
 }
 
-void Console::print(std::string_view timeOfDay, std::string_view words) {
+}  // namespace
+
+Console::Console(bool quiet, bool iso)
+    : output_(kStandardError), terminal_(isTerminal(kStandardError)), quiet_(quiet), iso_(iso) {}
+
+void Console::print(std::string_view words) {
+  print(wallSecond(), words);
+}
+
+void Console::print(std::int64_t second, std::string_view words) {
+  if (!quiet_) printLine(second, words);
+}
+
+void Console::printAlways(std::string_view words) {
+  printLine(wallSecond(), words);
+}
+
+void Console::printLine(std::int64_t second, std::string_view words) {
   showProgress("");
-  write(std::string(timeOfDay) + ' ' + printable(words) + '\n');
+  write((iso_ ? isoTime(second) : timeOfDay(second)) + ' ' + printable(words) + '\n');
 }
 
 void Console::showProgress(const std::string& words) {
   constexpr std::string_view kEraseLine = "\r\x1b[K";
-  if (!terminal_ || words == progress_) return;
+  if (!terminal_ || quiet_ || words == progress_) return;
   progress_ = words;
   write(kEraseLine);
   write(printable(words));
@@ -49,10 +69,14 @@ std::int64_t wallSecond() {
 }
 
 std::string timeOfDay(std::int64_t second) {
-  const std::time_t time = second;
-  std::array<char, 9> text{};
-  const std::tm* const local = std::localtime(&time);
-  return {text.data(), std::strftime(text.data(), text.size(), "%H:%M:%S", local)};
+  return formatted(second, "%H:%M:%S");
+}
+
+// strftime has no form of the zone with a colon.
+std::string isoTime(std::int64_t second) {
+  constexpr std::size_t kMinutesOfZone = 2;
+  std::string time = formatted(second, "%Y-%m-%dT%H:%M:%S%z");
+  return time.insert(time.size() - kMinutesOfZone, 1, ':');
 }
 
 }  // namespace quarnex::tool

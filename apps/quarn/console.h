@@ -11,14 +11,16 @@ namespace quarnex::tool {
 
 class Console {
  public:
-  Console();
+  /// `quiet` drops all messages except those of `printAlways`; `iso` prints dates as well.
+  explicit Console(bool quiet = false, bool iso = false);
 
   OutputWriter& output() { return output_; }
 
   /// Prints "14:20:05 words", as `printable` shows them.
   void print(std::string_view words);
-  /// Prints `words` with the given time of day ("14:20:05").
-  void print(std::string_view timeOfDay, std::string_view words);
+  /// Prints `words` with the given time in seconds since 1970-01-01 UTC.
+  void print(std::int64_t second, std::string_view words);
+  void printAlways(std::string_view words);
 
   /// Shows `words` as the last line of the terminal until the next message or progress; "" removes the line.
   /// Does nothing if standard error is not a terminal.
@@ -27,10 +29,11 @@ class Console {
   void clearProgress();
 
  private:
+  void printLine(std::int64_t second, std::string_view words);
   void write(std::string_view bytes);
 
   OutputWriter output_;
-  bool terminal_;
+  bool terminal_, quiet_, iso_;
   std::string progress_;
 };
 
@@ -42,5 +45,7 @@ std::int64_t wallSecond();
 
 /// Returns the local time of day of `second`, "14:20:05".
 std::string timeOfDay(std::int64_t second);
+/// Returns local date, time and time zone of `second` in the form of ISO 8601, "2026-11-18T14:20:05+01:00".
+std::string isoTime(std::int64_t second);
 
 }  // namespace quarnex::tool

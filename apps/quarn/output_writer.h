@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -22,6 +23,10 @@ class OutputWriter {
   void append(std::string_view bytes);
   /// Appends one line: on a terminal as `printable` shows it, otherwise exactly `text`.
   void appendLine(const std::string& text);
+
+  /// Number of lines that were appended by `appendLine`, and of those that have been written.
+  std::uint64_t linesAppended() const;
+  std::uint64_t linesWritten() const;
 
   /// Number of bytes not written yet.
   std::size_t unwritten() const;

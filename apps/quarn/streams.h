@@ -60,6 +60,9 @@ class LineReader {
 
 bool isTerminal(int descriptor);
 
+/// True if standard input is /dev/null, which `prepareProcess` also opens in place of a closed one.
+bool standardInputIsNull();
+
 /// True if the locale of the process writes characters in UTF-8.
 bool localeUsesUtf8();
 

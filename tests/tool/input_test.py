@@ -143,6 +143,9 @@ class Lines(unittest.TestCase):
         (b"ab|c|de|fg", b"2 of its 4 pieces arrive"),
         (b"a\x03b", b"not sent: ETX"),
         (b"9own", b"other peers may not pass it on"),
+        (b"9ACK", b"not sent, unless --allow-words is given: this is a word of the protocol"),
+        (b"AB|9K", b"not sent, unless --allow-words"),
+        (b"VUOTABUFFER", b"not sent, unless --allow-words"),
         (b"T" * 32750, b""),
         (b"T" * 32751, b"do not fit into one message"),
         (b"T" * 2_000_000, b"far too long"),
@@ -151,16 +154,26 @@ class Lines(unittest.TestCase):
     def test_lines_that_would_change_on_the_way_are_reported_by_number(self):
         text = b"\n".join(line for line, _ in self.ROWS)
         result = run("call", "TEST", str(next(IDENTIFIERS)), "--wait", "0", text=text)
-        self.assertEqual(1, result.returncode)
-        self.assertIn(b"not sent", result.stderr)
+        self.assertEqual(10, result.returncode)
+        self.assertRegex(result.stderr, rb"not done \(status 10, link-never-up\): 0 lines acknowledged, 4 lines dropped, "
+                         rb"7 lines not sent, 0 texts received\n$")
         for number, (_, words) in enumerate(self.ROWS, 1):
             warnings = [line for line in result.stderr.splitlines() if b" line %d: " % number in line]
             with self.subTest(number=number):
                 self.assertEqual(bool(words), bool(warnings), warnings)
                 self.assertIn(words, b"".join(warnings))
 
+    def test_repeated_warnings_are_grouped(self):
+        text = b"\n" * 500 + b"9ACK\nHELLO\n9QRY\n9XYZ\n9ACK\n"
+        messages = run("call", "TEST", str(next(IDENTIFIERS)), "--wait", "0", "--timeout", "1", text=text).stderr
+        for words in (b" line 1: an empty", b" lines 2 to 500: an empty", b" line 501: not sent, ",
+                      b" 2 lines from 503 to 505: not sent, "):
+            self.assertIn(words, messages)
+
     def test_a_session_without_input_ends_at_once(self):
-        self.assertEqual(0, run("listen", "TEST", str(next(IDENTIFIERS))).returncode)
+        result = run("listen", "TEST", str(next(IDENTIFIERS)))
+        self.assertEqual(0, result.returncode)
+        self.assertIn(b"the input is empty; --receive-only receives without input", result.stderr)
 
 
 class CommandLine(unittest.TestCase):
@@ -181,6 +194,9 @@ class CommandLine(unittest.TestCase):
         ("call ABC 12668", 2, "", "use an identifier of at most 12667"),
         ("call ABC 5 --log /no/such/place/", 2, "", "Path not found (76)"),
         ("call ABC 5 --record /no/such/place/file", 2, "", "Path not found (76)"),
+        ("listen ABC 5", 2, "", "closed or /dev/null, so there is nothing to send; use --receive-only"),
+        ("call ABC 5 --timeout 0", 2, "", "--timeout"),
+        ("call ABC 5 --count 0", 2, "", "--count"),
         ("rpc --record /", 2, "", "Path/File access error (75)"),
         ("shrink /dev/null", 2, "", "cannot be read twice; give a regular file"),
         (f"shrink {RECORDING}", 1, "", "nothing to shrink"),
@@ -201,6 +217,8 @@ class CommandLine(unittest.TestCase):
         )],
         ("ports", 0, "PID-TOLV-VIDEO    20306\n", ""),
         ("ports MIRTAN 5", 0, "20308\n", ""),
+        ("ports mirtam 5", 0, "20105\n", "did you mean MIRTAN (20308)?"),
+        ("ports TOLV_VIDEO 5", 0, "20105\n", "did you mean TOLV-VIDEO (20307)?"),
         ("ports ABC -5", 0, "20095\n", "use 0 to 999"),
         ("ports MIRTAN 12668", 1, "", "use an identifier of at most 12667"),
         ("ports ABC -20100", 1, "", "use an identifier of at least -20099"),
@@ -217,13 +235,26 @@ class CommandLine(unittest.TestCase):
     def test_arguments_get_their_exit_status_and_output(self):
         for arguments, status, output, error in self.ROWS:
             with self.subTest(arguments):
-                result = run(*arguments.split())
+                result = run(*arguments.split(), text=None)
                 self.assertEqual(status, result.returncode)
                 self.assertIn(output, result.stdout.decode())
                 self.assertIn(error, result.stderr.decode())
                 self.assertEqual(status == 0, bool(result.stdout))
                 if status == 2:
                     self.assertEqual(1, result.stderr.count(b"\n"), result.stderr)
+
+    def test_each_exit_status_has_one_name(self):
+        """Statuses from 126 to 165 belong to shells and signals."""
+        shown = run("listen", "--help").stdout.decode()
+        statuses = re.findall(r"^  (\d+) +(?:([a-z-]+): |a second signal)", shown, re.M)
+        manual = run("manual", "call").stdout.decode().replace("\\-", "-")
+        self.assertEqual(statuses, re.findall(r"^\\fB(\d+)\\fR\n(?:([a-z-]+): |a second signal)", manual, re.M))
+        self.assertEqual(["129", "130", "143"], [number for number, name in statuses if not name])
+        document = (pathlib.Path(__file__).parents[2] / "docs/operations.md").read_text()
+        self.assertEqual(statuses[:-3], re.findall(r"^\| (\d+) \| `([a-z-]+)` \|", document, re.M))
+        named = {int(number): name for number, name in statuses if name}
+        self.assertEqual(len(statuses) - 3, len(set(named.values())))
+        self.assertLess(max(named), 126)
 
     def test_lost_output_has_an_exit_status_of_its_own(self):
         for arguments in ("ports", f"replay {RECORDING}", "replay /dev/null"):

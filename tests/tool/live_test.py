@@ -1,9 +1,11 @@
 """Tests links over real TCP. Every link waits 10 seconds before it calls or listens, so all scenarios run at once."""
 
 import concurrent.futures
+import json
 import os
 import pty
 import signal
+import subprocess
 import tempfile
 import unittest
 
@@ -106,9 +108,9 @@ def losses_are_reported(identifier):
         session.await_message(b"connected to 127.0.0.1:%d" % (FIRST_PORT + identifier))
         peer.send(b"9K", b"9.")
         session.await_message(b"line 3: may not have arrived")
-        messages = messages_at_end(session, 1)
+        messages = messages_at_end(session, 24)
         CHECK.assertIn(b"line 4: not sent", messages)
-        CHECK.assertIn(b"not done: 2 lines acknowledged, 2 lines lost, 0 texts received", messages)
+        CHECK.assertIn(b"not done (status 24, unknown): 2 lines acknowledged, 1 line dropped, 1 line unknown, 0 texts", messages)
 
 
 def texts_in_the_form_of_reports_are_printed_as_texts(identifier):
@@ -152,13 +154,14 @@ def output_that_is_not_read_does_not_delay_the_end(identifier, *options):
     peer.answer_queries_until(b"9K", b"9CMD", b"9.")
     peer.send(b"9ACK", b"9.")
     peer.connection.close()
-    CHECK.assertEqual(1, session.process.wait(10))
+    CHECK.assertEqual(3, session.process.wait(10))
     return session.process.stderr.read()
 
 
-def output_that_is_not_read_is_reported_behind_the_summary(identifier):
+def output_that_is_not_read_is_reported_before_the_summary(identifier):
     messages = output_that_is_not_read_does_not_delay_the_end(identifier)
-    CHECK.assertRegex(messages, rb"done: 0 lines acknowledged, 4 texts received\n.* \d+ bytes not written\n$")
+    CHECK.assertRegex(messages, rb" \d+ bytes not written\n.* not done \(status 3, output\): 0 lines acknowledged, "
+                      rb"4 texts received\n$")
 
 
 def messages_that_are_not_read_do_not_delay_the_end_either(identifier):
@@ -181,7 +184,7 @@ def signals_end_a_session(identifier):
         session.write(b"never acknowledged")
         peer = Peer.accept(listener, identifier)
         peer.expect(b"never acknowledged", b"9CMD", b"9.")
-        session.process.send_signal(signal.SIGTERM)
+        session.process.send_signal(signal.SIGHUP)
         session.await_message(b"closing; a second Ctrl-C ends the program at once")
         session.process.send_signal(signal.SIGINT)
         messages_at_end(session, 130)
@@ -196,16 +199,62 @@ def broken_output_closes_the_link(identifier):
     session.await_message(b"standard output: Broken pipe")
     peer.answer_queries_until(b"9K", b"9CMD", b"9.")
     peer.connection.close()
-    CHECK.assertIn(b"done: 0 lines acknowledged, 1 text received", messages_at_end(session, 1))
+    CHECK.assertIn(b"not done (status 3, output): 0 lines acknowledged, 1 text received", messages_at_end(session, 3))
+
+
+def an_answer_ends_a_question(identifier):
+    with Peer.listen(identifier) as listener:
+        session = Session("call", identifier, "--message", "\u00e8|9K", "--count", "3", "--timeout", "80", "--encode",
+                          "--decode", "--json", "--quiet")
+        peer = Peer.accept(listener, identifier)
+    peer.expect("~:\u00e8~!9K".encode(), b"9CMD", b"9.")
+    peer.send(b"9ACK", b"9.")
+    peer.expect(b"9QRY", b"9.")
+    peer.send(b"~:\xff~~", b"\xc3\xa8\x1b", b"~:~z", b"beyond", b"9CMD", b"9.")
+    peer.expect(b"9ACK", b"9QRY", b"9.")
+    peer.answer_queries_until(b"9K", b"9CMD", b"9.")
+    peer.send(b"9ACK", b"9.")
+    peer.connection.close()
+    status, output, messages = session.finish()
+    lines = [json.loads(line) for line in output.splitlines()]
+    texts = [(line["text"], line.get("encoding")) for line in lines if line["type"] == "text"]
+    CHECK.assertEqual([("\u00ff~", "bytes"), ("\u00e8\x1b", None), ("~:~z", None)], texts)
+    CHECK.assertEqual([False], [line["decoded"] for line in lines if "decoded" in line])
+    CHECK.assertLessEqual({"type": "end", "status": 0, "cause": "done", "acknowledged": 1, "received": 3,
+                           "written": 3}.items(), lines[-1].items())
+    CHECK.assertEqual((0, b""), (status, messages))
+
+
+def a_peer_that_leaves_ends_a_session(identifier):
+    with Peer.listen(identifier) as listener:
+        session = Session("call", identifier, "--receive-only", "--once", stdin=subprocess.DEVNULL)
+        peer = Peer.accept(listener, identifier)
+    peer.expect(b"9QRY", b"9.")
+    peer.connection.close()
+    CHECK.assertIn(b"not done (status 14, link-lost): ", messages_at_end(session, 14))
+
+
+def silence_ends_a_session(identifier):
+    for options, status in ((("--message", "AB"), b"10, link-never-up"), (("--receive-only",), b"10, link-never-up"),
+                            (("--count", "2"), b"10, link-never-up")):
+        result = run("listen", "TEST", str(identifier), "--timeout", "1", *options)
+        CHECK.assertIn(b"not done (status %s): " % status, result.stderr)
+    with Peer.listen(identifier) as listener:
+        session = Session("call", identifier, "--receive-only", "--timeout", "14")
+        peer = Peer.accept(listener, identifier)
+    peer.answer_queries_until(b"9K", b"9CMD", b"9.")
+    peer.connection.close()
+    CHECK.assertIn(b"not done (status 32, nothing-received): ", messages_at_end(session, 32))
 
 
 SCENARIOS = [client_exchanges_the_exact_bytes, server_exchanges_the_exact_bytes,
              sessions_exchange_lines_and_their_recordings_replay, losses_are_reported,
              texts_in_the_form_of_reports_are_printed_as_texts,
              terminals_and_messages_show_no_control_character, terminals_without_utf8_show_only_ascii,
-             only_allowed_callers_reach_a_listener, output_that_is_not_read_is_reported_behind_the_summary,
+             only_allowed_callers_reach_a_listener, output_that_is_not_read_is_reported_before_the_summary,
              messages_that_are_not_read_do_not_delay_the_end_either, signals_end_a_session,
-             broken_output_closes_the_link]
+             broken_output_closes_the_link, an_answer_ends_a_question, a_peer_that_leaves_ends_a_session,
+             silence_ends_a_session]
 
 
 class LiveLinks(unittest.TestCase):

@@ -9,7 +9,9 @@ QUARN = os.environ["QUARN"]  # the path of the tool
 
 
 def run(*arguments: str, text: bytes = b"") -> subprocess.CompletedProcess:
-    return subprocess.run([QUARN, *arguments], input=text, capture_output=True, timeout=120)
+    """Runs the tool with this standard input; None stands for /dev/null."""
+    source = {"stdin": subprocess.DEVNULL} if text is None else {"input": text}
+    return subprocess.run([QUARN, *arguments], **source, capture_output=True, timeout=120)
 
 
 class Rpc:
@@ -66,10 +68,11 @@ class Rpc:
 class Session:
     """One `quarn listen` or `quarn call` process. Its input stays open until `finish`."""
 
-    def __init__(self, command: str, identifier: int, *options: str, stdout=subprocess.PIPE, locale="C.UTF-8"):
+    def __init__(self, command: str, identifier: int, *options: str, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                 locale="C.UTF-8"):
         self.process = subprocess.Popen(
             [QUARN, command, "TEST", str(identifier), *options], env={**os.environ, "LC_ALL": locale},
-            bufsize=0, stdin=subprocess.PIPE, stdout=stdout, stderr=subprocess.PIPE)
+            bufsize=0, stdin=stdin, stdout=stdout, stderr=subprocess.PIPE)
 
     def write(self, *lines: bytes):
         self.process.stdin.write(b"".join(line + b"\n" for line in lines))

@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstdint>
 #include <cstring>
+#include <deque>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -35,8 +36,11 @@ struct OutputWriter::State {
   const int wake;
   std::mutex mutex;
   std::condition_variable changed;
-  std::string queued;         // not yet taken by the thread
-  std::size_t unwritten = 0;  // those and the bytes that it has taken
+  std::string queued;                        // not yet taken by the thread
+  std::size_t unwritten = 0;                 // those and the bytes that it has taken
+  std::uint64_t appended = 0, accepted = 0;  // bytes in all
+  std::uint64_t linesAppended = 0;
+  std::deque<std::uint64_t> lineEnds;  // of the lines not yet written, in bytes appended
   int failure = 0;
   bool abandoned = false;  // the writer is gone
 };
@@ -85,6 +89,8 @@ void OutputWriter::State::count(ssize_t result) {
     unwritten = 0;
   } else {
     unwritten -= static_cast<std::size_t>(result);
+    accepted += static_cast<std::uint64_t>(result);
+    while (!lineEnds.empty() && lineEnds.front() <= accepted) lineEnds.pop_front();
   }
   changed.notify_all();
   constexpr std::uint64_t kOne = 1;
@@ -126,13 +132,30 @@ void OutputWriter::append(std::string_view bytes) {
     if (state_->failure != 0) return;
     state_->queued += bytes;
     state_->unwritten += bytes.size();
+    state_->appended += bytes.size();
     state_->changed.notify_all();
   }
   if (!std::exchange(started_, true)) startThread([state = state_] { state->writeQueued(); });
 }
 
 void OutputWriter::appendLine(const std::string& text) {
-  append((terminal_ ? printable(text) : text) + '\n');
+  const std::string line = (terminal_ ? printable(text) : text) + '\n';
+  {
+    const std::lock_guard lock(state_->mutex);
+    ++state_->linesAppended;
+    state_->lineEnds.push_back(state_->appended + line.size());
+  }
+  append(line);
+}
+
+std::uint64_t OutputWriter::linesAppended() const {
+  const std::lock_guard lock(state_->mutex);
+  return state_->linesAppended;
+}
+
+std::uint64_t OutputWriter::linesWritten() const {
+  const std::lock_guard lock(state_->mutex);
+  return state_->linesAppended - state_->lineEnds.size();
 }
 
 std::size_t OutputWriter::unwritten() const {

@@ -1,6 +1,7 @@
 // Reads the standard input and turns the tool's loop with poll.
 #include <langinfo.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -28,6 +29,13 @@ void LineReader::readSome() {
 
 bool isTerminal(int descriptor) {
   return isatty(descriptor) == 1;
+}
+
+bool standardInputIsNull() {
+  struct stat input {};
+  struct stat null {};
+  return fstat(kStandardInput, &input) == 0 && stat("/dev/null", &null) == 0 && S_ISCHR(input.st_mode) &&
+         input.st_rdev == null.st_rdev;
 }
 
 bool localeUsesUtf8() {

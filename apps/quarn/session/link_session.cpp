@@ -4,26 +4,29 @@
 #include <vector>
 
 #include "quarn/process_setup.h"
-#include "quarn/session/report_words.h"
+#include "quarn/session/json_line.h"
 #include "quarn/shared_arguments.h"
-#include "quarn/streams.h"
-#include "quarnex/event_report.h"
+#include "quarn/type_hint.h"
 #include "quarnex/times_and_limits.h"
 
 namespace quarnex::tool {
 namespace {
 
+using std::chrono::seconds;
 using std::chrono::steady_clock;
 
 // Received texts stay in the link's queue while more bytes than this are unwritten.
 constexpr std::size_t kUnwrittenBytesMax = std::size_t{16} * 1024 * 1024;
 // A link that is asked to close drops texts that its host has not taken yet, so the peer's host gets this
 // time before the close.
-constexpr std::chrono::seconds kTimeForPeersHost{1};
+constexpr seconds kTimeForPeersHost{1};
 // Standard output and standard error get at least this time at the end, whatever `--wait` has left.
-constexpr std::chrono::seconds kTimeForOutput{1};
-// Attempts during an outage usually fail for the same reason, which is printed again after this time.
-constexpr std::chrono::minutes kReminder{10};
+constexpr seconds kTimeForOutput{1};
+// Longest wait for the close if the session ends because nothing more is expected of the link.
+constexpr seconds kHopelessWait{2};
+// A link listens or calls at the latest after this time.
+constexpr int kComingUpSeconds = kActivationSeconds + 2;
+constexpr std::int32_t kNobodyListens = 10061;
 
 }  // namespace
 
@@ -34,47 +37,44 @@ void LinkSession::open() {
   if (options_.listenOn) quarn_.listenOn(index_, *options_.listenOn);
   if (!options_.callers.empty()) quarn_.allowCallers(index_, options_.callers);
   if (options_.trace) quarn_.AttivaDebug(index_);
+  printHints();
   quarn_.Apri(index_);
+  began_ = steady_clock::now();
   catchInterruptions();
 }
 
-bool LinkSession::run() {
-  while (stage_ != SessionStage::Ended) step();
-  console_.print(summary());
-  const std::vector<std::string> missing = finishFiles(quarn_);
-  for (const std::string& problem : missing) console_.print(problem);
-  flushStreams();
-  return closed_ && lines_.lost() == 0 && !streamFailed_ && missing.empty();
+void LinkSession::printHints() {
+  const std::string hint = typeHint(options_.type);
+  if (!hint.empty()) console_.print('"' + options_.type + "\" is none of the named types; " + hint);
+  if (options_.waitSeconds < kComingUpSeconds) {
+    console_.print("--wait " + std::to_string(options_.waitSeconds) + " is shorter than the " +
+                   std::to_string(kComingUpSeconds) +
+                   " s that a link needs to come up, so lines at the end of the input may be given up");
+  }
 }
 
-// The summary first: it is there even if nobody reads standard output.
-void LinkSession::flushStreams() {
-  const auto deadline = std::max(patienceEnd(), steady_clock::now() + kTimeForOutput);
-  console_.output().flush(deadline);
-  output_.flush(deadline);
-  checkStreams();
-  if (const std::size_t bytes = output_.unwritten(); bytes > 0) {
-    streamFailed_ = true;
-    console_.print("standard output is not read: " + counted(bytes, "byte") + " not written");
-  }
-  console_.output().flush(steady_clock::now() + kTimeForOutput);
+int LinkSession::run() {
+  while (stage_ != SessionStage::Ended) step();
+  return conclude();
 }
 
 void LinkSession::step() {
   const bool reading = stage_ == SessionStage::Open && lines_.wantsInput();
   // The ticks end the wait five times a second.
-  turnHost(loop_, reading ? &input_ : nullptr, {&console_.output(), &output_}, std::chrono::seconds(1));
+  turnHost(loop_, reading ? &input_ : nullptr, {&console_.output(), &output_}, seconds(1));
   const LinkSnapshot link = quarn_.snapshot(index_);
-  takeTraces(link);
+  news_.takeTraces(quarn_, link);
   takeItems(link);
-  printState(link);
+  news_.takeState(link);
   checkStreams();
   checkRecording();
   if (stage_ == SessionStage::Open) lines_.takeLines();
   const std::uint64_t acknowledged = lines_.acknowledged();
   lines_.advance(quarn_, link);
   if (lines_.acknowledged() > acknowledged) lastAcknowledgement_ = steady_clock::now();
-  advanceStage();
+  lines_.printWarnings(false);
+  texts_.printWarnings(false);
+  advanceStage(link);
   const bool printing = output_.unwritten() > 0;  // on the same terminal, perhaps
   console_.showProgress(stage_ == SessionStage::Ended || printing ? "" : progress(link));
 }
@@ -87,66 +87,19 @@ void LinkSession::takeItems(const LinkSnapshot& link) {
   while (output_.unwritten() < kUnwrittenBytesMax && quarn_.MessaggioArrivato(index_)) {
     const bool isReport = quarn_.reportWaits(index_);
     const std::string item = quarn_.GetMessaggioArrivato(index_);
-    isReport ? takeReport(item, link) : takeText(item);
+    isReport ? news_.takeReport(item, link) : texts_.take(item);
   }
-}
-
-void LinkSession::takeReport(const std::string& item, const LinkSnapshot& link) {
-  const std::optional<EventReport> report = parseEventReport(item);
-  if (!report) return console_.print(item);
-  printReport(*report, link);
-  if (options_.raw) console_.print(timeOfReport(*report), item);
-}
-
-void LinkSession::takeText(const std::string& text) {
-  ++received_;
-  console_.clearProgress();
-  output_.appendLine(text);
-}
-
-// The library also reports 702 after each failed attempt, and twice at a close; only the first one is
-// printed.
-void LinkSession::printReport(const EventReport& report, const LinkSnapshot& link) {
-  const bool before = connected_;
-  if (report.code == kConnectedReport) {
-    connected_ = true;
-    printed_.clear();
-  }
-  if (report.code == kDisconnectedReport) connected_ = false;
-  if (report.code == kDisconnectedReport && !before) return;
-  const std::string words = reportInWords(report, link);
-  if (words.empty()) return;
-  const bool replaced = report.code == kConnectedReport && before;
-  console_.print(timeOfReport(report), words + (replaced ? ", a new caller replaced the previous one" : ""));
-}
-
-void LinkSession::takeTraces(const LinkSnapshot& link) {
-  for (int i = 0; i < link.captured; ++i) console_.print("| " + quarn_.GetDebug(index_));
-}
-
-// Reports announce connections; for every other phase the snapshot's sentence contains more than the report.
-void LinkSession::printState(const LinkSnapshot& link) {
-  if (link.phase == LinkPhase::Connected) return;
-  if (link.phase == phaseSeen_ && link.deadline == deadlineSeen_) return;
-  phaseSeen_ = link.phase;
-  deadlineSeen_ = link.deadline;
-  if (!printedLately(link)) console_.print(link.why);
-}
-
-bool LinkSession::printedLately(const LinkSnapshot& link) {
-  const auto now = steady_clock::now();
-  if (now >= printedSince_ + kReminder) {
-    printed_.clear();
-    printedSince_ = now;
-  }
-  return !printed_.insert(outageOf(link)).second;
 }
 
 void LinkSession::checkStreams() {
-  if (streamFailed_) return;
-  if (output_.broken()) console_.print("standard output: " + output_.error() + "; closing");
-  if (!input_.error().empty()) console_.print("standard input: " + input_.error() + "; closing");
-  streamFailed_ = output_.broken() || !input_.error().empty();
+  if (!result_.outputFailed && output_.broken()) {
+    result_.outputFailed = true;
+    console_.print("standard output: " + output_.error() + "; closing");
+  }
+  if (!result_.inputFailed && !input_.error().empty()) {
+    result_.inputFailed = true;
+    console_.print("standard input: " + input_.error() + "; closing");
+  }
 }
 
 void LinkSession::checkRecording() {
@@ -156,30 +109,47 @@ void LinkSession::checkRecording() {
   if (recordingFailed_) console_.print(problem);
 }
 
-void LinkSession::advanceStage() {
-  if (stage_ == SessionStage::Open && (lines_.inputTaken() || interrupted() || output_.broken())) {
-    if (interrupted()) console_.print("closing; a second Ctrl-C ends the program at once");
-    enter(SessionStage::Draining);
-  }
+void LinkSession::advanceStage(const LinkSnapshot& link) {
+  result_.timedOut = result_.timedOut || timeIsOver();
+  if (stage_ == SessionStage::Open && mustEnd(link)) enter(SessionStage::Draining);
   if (stage_ == SessionStage::Draining) drain();
   if (stage_ == SessionStage::Closing) close();
 }
 
+bool LinkSession::mustEnd(const LinkSnapshot& link) {
+  if (interrupted()) {
+    console_.print("closing; a second Ctrl-C ends the program at once");
+    return true;
+  }
+  if (options_.once && link.lastFailure) {
+    result_.failedOnce = link.lastFailure->kind != FailureKind::PeerAskedToClose;
+    return true;
+  }
+  if (result_.outputFailed || result_.inputFailed || result_.timedOut) return true;
+  if (options_.count > 0) return texts_.countReached();
+  if (options_.receiveOnly || !lines_.inputTaken()) return false;
+  if (lines_.taken() == 0) console_.print("the input is empty; --receive-only receives without input");
+  return true;
+}
+
+// Once everything is decided, the time of the close does not count.
+bool LinkSession::timeIsOver() const {
+  const bool decided = stage_ == SessionStage::Draining && lines_.settled();
+  if (options_.timeoutSeconds == 0 || decided || stage_ > SessionStage::Draining) return false;
+  return steady_clock::now() >= began_ + seconds(options_.timeoutSeconds);
+}
+
 void LinkSession::drain() {
   const auto now = steady_clock::now();
-  if (lines_.settled() && now >= lastAcknowledgement_ + kTimeForPeersHost) {
-    enter(SessionStage::Closing);
-    quarn_.Uscita();
-  } else if (!lines_.settled() && now >= patienceEnd()) {
-    lines_.giveUp();
-    quarn_.Uscita();
-    end();
-  }
+  if (!lines_.settled() && now >= patienceEnd()) lines_.giveUp();
+  if (!lines_.settled() || (!hopeless() && now < lastAcknowledgement_ + kTimeForPeersHost)) return;
+  enter(SessionStage::Closing);
+  quarn_.Uscita();
 }
 
 void LinkSession::close() {
-  closed_ = quarn_.ProntoPerUscire() == -1;
-  if (closed_) return end();
+  result_.closed = quarn_.ProntoPerUscire() == -1;
+  if (result_.closed) return end();
   if (steady_clock::now() < patienceEnd()) return;
   console_.print("the peer has not closed the link in time");
   end();
@@ -189,9 +159,9 @@ void LinkSession::close() {
 void LinkSession::end() {
   enter(SessionStage::Ended);
   const LinkSnapshot link = quarn_.snapshot(index_);
-  takeTraces(link);
+  news_.takeTraces(quarn_, link);
   takeItems(link);
-  printState(link);
+  news_.takeState(link);
 }
 
 void LinkSession::enter(SessionStage stage) {
@@ -199,26 +169,88 @@ void LinkSession::enter(SessionStage stage) {
   stageBegan_ = steady_clock::now();
 }
 
+bool LinkSession::hopeless() const {
+  return result_.timedOut || result_.failedOnce || result_.outputFailed;
+}
+
 steady_clock::time_point LinkSession::patienceEnd() const {
-  return std::max(stageBegan_, lastAcknowledgement_) + std::chrono::seconds(options_.waitSeconds);
+  const seconds wait(options_.waitSeconds);
+  if (hopeless() && stage_ == SessionStage::Draining) return stageBegan_;
+  if (hopeless()) return stageBegan_ + std::min(wait, kHopelessWait);
+  return std::max(stageBegan_, lastAcknowledgement_) + wait;
 }
 
 std::string LinkSession::progress(const LinkSnapshot& link) const {
   std::string words = waitInWords(link, wallSecond());
   if (stage_ != SessionStage::Draining && stage_ != SessionStage::Closing) return words;
-  const auto left = std::chrono::ceil<std::chrono::seconds>(patienceEnd() - steady_clock::now()).count();
+  const auto left = std::chrono::ceil<seconds>(patienceEnd() - steady_clock::now()).count();
   if (!words.empty()) words += "; ";
   words += lines_.settled() ? "closing" : counted(lines_.unsettled(), "line") + " to be acknowledged";
   return words + ", gives up in " + std::to_string(std::max<std::int64_t>(left, 0)) + " s";
 }
 
-std::string LinkSession::summary() const {
-  std::string words = closed_ ? "done: " : "not done: ";
+int LinkSession::conclude() {
+  lines_.printWarnings(true);
+  texts_.printWarnings(true);
+  finishOutput();
+  for (const std::string& problem : finishFiles(quarn_)) {
+    result_.filesIncomplete = true;
+    console_.print(problem);
+  }
+  fillResult();
+  const EndCause cause = causeOf(result_);
+  writeEnd(cause);
+  const std::string last = summary(cause);
+  cause == EndCause::Done ? console_.print(last) : console_.printAlways(last);
+  console_.output().flush(steady_clock::now() + kTimeForOutput);
+  return statusOf(cause);
+}
+
+void LinkSession::finishOutput() {
+  output_.flush(std::max(patienceEnd(), steady_clock::now() + kTimeForOutput));
+  checkStreams();
+  const std::size_t bytes = output_.unwritten();
+  if (bytes == 0) return;
+  result_.outputFailed = true;
+  console_.print("standard output is not read: " + counted(bytes, "byte") + " not written");
+}
+
+void LinkSession::fillResult() {
+  const LinkSnapshot link = quarn_.snapshot(index_);
+  result_.wasConnected = news_.wasConnected();
+  result_.callRefused = link.lastFailure && link.lastFailure->number == kNobodyListens;
+  result_.refused = lines_.refused();
+  result_.dropped = lines_.dropped();
+  result_.unknown = lines_.unknown();
+  result_.received = texts_.count();
+  result_.countWanted = options_.count;
+}
+
+// If standard output does not take this line either, nobody reads the status in it.
+void LinkSession::writeEnd(EndCause cause) {
+  if (!options_.json) return;
+  JsonLine line("end");
+  line.text("time", isoTime(wallSecond())).number("status", statusOf(cause)).text("cause", nameOf(cause));
+  const std::pair<const char*, std::uint64_t> counts[] = {
+      {"acknowledged", lines_.acknowledged()}, {"dropped", lines_.dropped()}, {"unknown", lines_.unknown()},
+      {"refused", lines_.refused()},           {"received", texts_.count()},  {"written", texts_.written()}};
+  for (const auto& [name, count] : counts) line.number(name, static_cast<std::int64_t>(count));
+  output_.appendLine(line.finished());
+  output_.flush(steady_clock::now() + kTimeForOutput);
+}
+
+std::string LinkSession::summary(EndCause cause) const {
+  std::string words = "done: ";
+  if (cause != EndCause::Done)
+    words = "not done (status " + std::to_string(statusOf(cause)) + ", " + nameOf(cause) + "): ";
   words += counted(lines_.acknowledged(), "line") + " acknowledged, ";
-  if (lines_.lost() > 0) words += counted(lines_.lost(), "line") + " lost, ";
-  words += counted(received_, "text") + " received";
-  const std::uint64_t refused = quarn_.snapshot(index_).callersRefused;
-  return refused == 0 ? words : words + ", " + counted(refused, "caller") + " refused";
+  if (lines_.dropped() > 0) words += counted(lines_.dropped(), "line") + " dropped, ";
+  if (lines_.unknown() > 0) words += counted(lines_.unknown(), "line") + " unknown, ";
+  if (lines_.refused() > 0) words += counted(lines_.refused(), "line") + " not sent, ";
+  words += counted(texts_.count(), "text") + " received";
+  if (texts_.surplus() > 0) words += ", " + counted(texts_.surplus(), "text") + " beyond --count not written";
+  const std::uint64_t callers = quarn_.snapshot(index_).callersRefused;
+  return callers == 0 ? words : words + ", " + counted(callers, "caller") + " refused";
 }
 
 }  // namespace quarnex::tool

@@ -1,8 +1,7 @@
 #include "quarn/session/report_words.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
+#include <ctime>
 
 namespace quarnex::tool {
 namespace {
@@ -37,10 +36,16 @@ std::string reportInWords(const EventReport& report, const LinkSnapshot& link) {
   }
 }
 
-std::string timeOfReport(const EventReport& report) {
-  std::array<char, 40> text{};
-  std::snprintf(text.data(), text.size(), "%02d:%02d:%02d", report.hour, report.minute, report.second);
-  return text.data();
+std::int64_t secondOfReport(const EventReport& report) {
+  std::tm local{};
+  local.tm_year = report.year - 1900;
+  local.tm_mon = report.month - 1;
+  local.tm_mday = report.day;
+  local.tm_hour = report.hour;
+  local.tm_min = report.minute;
+  local.tm_sec = report.second;
+  local.tm_isdst = -1;
+  return std::mktime(&local);
 }
 
 Outage outageOf(const LinkSnapshot& link) {

@@ -15,8 +15,8 @@ namespace quarnex::tool {
 /// 10061, ...". Returns "" for an error notice, because `LinkSnapshot::why` gives its reason.
 std::string reportInWords(const EventReport& report, const LinkSnapshot& link);
 
-/// Returns the time of day in the report, "14:20:05".
-std::string timeOfReport(const EventReport& report);
+/// The local time in the report as seconds since 1970-01-01 UTC.
+std::int64_t secondOfReport(const EventReport& report);
 
 /// The phase and the last failure of an unconnected link. Equal values mean that two `LinkSnapshot::why`
 /// sentences differ in their times only.

@@ -1,0 +1,44 @@
+// Prints the changes of a link as messages: its reports, states and traces.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "quarn/console.h"
+#include "quarn/session/report_words.h"
+#include "quarnex/quarn_socket.h"
+
+namespace quarnex::tool {
+
+class LinkNews {
+ public:
+  LinkNews(Console& console, bool raw) : console_(console), raw_(raw) {}
+
+  /// Prints a report of the library in words and, on request, as the library returns it.
+  void takeReport(const std::string& item, const LinkSnapshot& link);
+  void takeTraces(QuarnSocket& quarn, const LinkSnapshot& link);
+  /// Prints the snapshot's sentence if the state of an unconnected link has changed. Attempts that fail for
+  /// the same reason are printed again after ten minutes only.
+  void takeState(const LinkSnapshot& link);
+
+  /// True after the first connection.
+  bool wasConnected() const { return wasConnected_; }
+
+ private:
+  void printReport(const EventReport& report, const LinkSnapshot& link);
+  bool printedLately(const LinkSnapshot& link);
+
+  Console& console_;
+  bool raw_;
+  bool connected_ = false;  // according to the reports
+  bool wasConnected_ = false;
+  LinkPhase phaseSeen_ = LinkPhase::Closed;  // phase and deadline at the last `takeState`
+  std::optional<std::int64_t> deadlineSeen_;
+  std::set<Outage> printed_;  // outages printed since the last connection or reminder
+  std::chrono::steady_clock::time_point printedSince_;
+};
+
+}  // namespace quarnex::tool

@@ -1,0 +1,39 @@
+#include "quarn/session/received_texts.h"
+
+#include <optional>
+
+#include "quarn/session/json_line.h"
+#include "quarnex/text_rules.h"
+
+namespace quarnex::tool {
+
+void ReceivedTexts::take(const std::string& text) {
+  if (countReached()) {
+    ++surplus_;
+    return;
+  }
+  ++count_;
+  const std::optional<std::string> decoded = options_.decode ? decodeText(text) : text;
+  if (!decoded) warnings_.add(count_, "decode", "not in the format of --encode, so written as it arrived");
+  write(decoded.value_or(text), decoded.has_value());
+}
+
+void ReceivedTexts::write(const std::string& text, bool decoded) {
+  console_.clearProgress();
+  if (options_.json) {
+    JsonLine line("text");
+    line.text("time", isoTime(wallSecond())).number("number", static_cast<std::int64_t>(count_));
+    if (!decoded) line.flag("decoded", false);
+    output_.appendLine(line.text("text", text).finished());
+  } else {
+    output_.appendLine(text);
+  }
+  waiting_.push_back(output_.linesAppended());
+}
+
+std::uint64_t ReceivedTexts::written() {
+  while (!waiting_.empty() && waiting_.front() <= output_.linesWritten()) waiting_.pop_front();
+  return count_ - waiting_.size();
+}
+
+}  // namespace quarnex::tool
