@@ -1,9 +1,12 @@
 // Composes the process's one library on the POSIX services, on first use, and runs its loop for HostLoop.
 #include "services/process_library.h"
 
+#include <sys/eventfd.h>
+
 #include <utility>
 
 #include "host/engine.h"
+#include "platform/posix/descriptor.h"
 #include "platform/posix/posix_platform.h"
 #include "quarnex/failure.h"
 #include "quarnex/host_loop.h"
@@ -53,24 +56,44 @@ ComposedProcess& process() {
   return only;
 }
 
+ProcessStandIn*& standIn() {
+  static ProcessStandIn* only = nullptr;
+  return only;
+}
+
+// In virtual time the next turn always has something to do.
+int alwaysReadable() {
+  static const Descriptor only(eventfd(1, EFD_CLOEXEC));
+  return only.get();
+}
+
 }  // namespace
 
+bool replaceProcess(ProcessStandIn* other) {
+  if (other != nullptr && standIn() != nullptr) return false;
+  standIn() = other;
+  return true;
+}
+
 Library& processLibrary() {
+  if (standIn() != nullptr) return standIn()->library();
   return process().library;
 }
 
 void wrapProcessServices(const std::function<std::unique_ptr<ServicesWrapper>()>& make) {
+  if (standIn() != nullptr) return;
   ProcessPreparation& prepared = preparation();
   if (prepared.composed || prepared.wrapper) throw Failure(5, "Invalid procedure call or argument");
   prepared.wrapper = make();
 }
 
 void HostLoop::turn(std::chrono::milliseconds maxWait) {
+  if (standIn() != nullptr) return standIn()->turn(maxWait);
   process().platform.turn(maxWait);
 }
 
 int HostLoop::fd() const {
-  return process().platform.fd();
+  return standIn() != nullptr ? alwaysReadable() : process().platform.fd();
 }
 
 }  // namespace quarnex
