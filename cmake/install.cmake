@@ -6,11 +6,18 @@ if(QUARNEX_ASSERTIONS)
 endif()
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Quarnex)
+set(public_headers REGEX "\\.h$")
+if(NOT QUARNEX_SIMULATION)
+  list(APPEND public_headers PATTERN testing.h EXCLUDE)
+endif()
 install(DIRECTORY include/quarnex ${PROJECT_BINARY_DIR}/include/quarnex DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-  COMPONENT development FILES_MATCHING PATTERN "*.h")
+  COMPONENT development FILES_MATCHING ${public_headers})
 install(TARGETS quarnex_static quarnex_shared EXPORT QuarnexTargets
   ARCHIVE COMPONENT development
   LIBRARY COMPONENT runtime NAMELINK_COMPONENT development)
+if(QUARNEX_SIMULATION)
+  install(TARGETS quarnex_testing EXPORT QuarnexTargets ARCHIVE COMPONENT development)
+endif()
 install(EXPORT QuarnexTargets NAMESPACE Quarnex:: DESTINATION ${package_folder} COMPONENT development)
 configure_package_config_file(cmake/QuarnexConfig.cmake.in QuarnexConfig.cmake INSTALL_DESTINATION ${package_folder}
   NO_SET_AND_CHECK_MACRO)

@@ -8,7 +8,8 @@ import subprocess
 import sys
 
 library, headers = sys.argv[1], pathlib.Path(sys.argv[2])
-text = "".join(header.read_text() for header in sorted(headers.glob("quarnex/*.h")))
+# testing.h belongs to the static library of the test kit.
+text = "".join(header.read_text() for header in sorted(headers.glob("quarnex/*.h")) if header.name != "testing.h")
 classes = set(re.findall(r"^(?:class|struct) QUARNEX_API (\w+)", text, re.M))
 functions = re.findall(r"^QUARNEX_API [^(;]*?(\w+)\(", text, re.M)
 wrong = [f"declared in a public header, but not marked: {line}" for line in re.findall(r"^\w.*\);$", text, re.M)

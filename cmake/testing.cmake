@@ -1,0 +1,15 @@
+# The test kit for hosts: a static library with the simulated platform. Programs that link it get the static library of
+# Quarnex with it. It depends only on the standard library.
+file(GLOB simulated_sources CONFIGURE_DEPENDS src/platform/simulated/*.cpp)
+file(GLOB testing_sources CONFIGURE_DEPENDS src/testing/*.cpp)
+
+add_library(quarnex_simulated OBJECT ${simulated_sources})
+set_target_properties(quarnex_simulated PROPERTIES POSITION_INDEPENDENT_CODE ON)
+target_link_libraries(quarnex_simulated PUBLIC quarnex_internals PRIVATE quarnex_warnings)
+
+add_library(quarnex_testing STATIC ${testing_sources} $<TARGET_OBJECTS:quarnex_simulated>)
+set_target_properties(quarnex_testing PROPERTIES POSITION_INDEPENDENT_CODE ON EXPORT_NAME testing)
+target_compile_features(quarnex_testing PUBLIC cxx_std_17)
+target_include_directories(quarnex_testing PRIVATE src)
+target_link_libraries(quarnex_testing PUBLIC quarnex_static PRIVATE $<BUILD_INTERFACE:quarnex_warnings>)
+add_library(Quarnex::testing ALIAS quarnex_testing)
