@@ -133,6 +133,11 @@ class QUARNEX_API QuarnSocket {
   ///     }
   bool reportWaits(Int16 IdxQuarn) const;
 
+  /// The indexes of the links in which received items wait, those that have waited longest first. Takes time
+  /// for these links only, however many links there are. A link is returned again until the host has taken
+  /// all its items. Not part of the component class.
+  std::vector<std::int16_t> linksWithNews();
+
   /// Sets the memory that peers can make the links hold. Throws `Failure` 5 after the first `Add`, and for
   /// limits that leave no room for a whole frame of the permitted length. Not part of the component class.
   void setMemoryLimits(const MemoryLimits& limits);

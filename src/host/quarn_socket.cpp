@@ -9,6 +9,7 @@
 #include "engine/link/activation.h"
 #include "engine/message/outbound.h"
 #include "engine/records/frm_sock.h"
+#include "engine/records/inbound.h"
 #include "engine/records/library.h"
 #include "engine/records/memory_budget.h"
 #include "engine/records/record_operations.h"
@@ -301,6 +302,10 @@ void QuarnSocket::allowCallers(Int16 IdxQuarn, const std::vector<std::string>& d
 
 LinkSnapshot QuarnSocket::snapshot(Int16 IdxQuarn) const {
   return numbered(*library_, [&] { return takeSnapshot(*library_, IdxQuarn); });
+}
+
+std::vector<std::int16_t> QuarnSocket::linksWithNews() {
+  return numbered(*library_, [&] { return linksWithItems(*library_); });
 }
 
 bool QuarnSocket::reportWaits(Int16 IdxQuarn) const {

@@ -4,6 +4,7 @@
 
 #include "engine/diagnostics/trace.h"
 #include "engine/records/frm_sock.h"
+#include "engine/records/inbound.h"
 #include "engine/records/integer.h"
 #include "engine/records/record_operations.h"
 #include "engine/records/trap.h"
@@ -50,7 +51,7 @@ void SegnalaEvento(Library& library, ConnectionRecord& rec, std::int16_t codice,
   if (!dettaglio.empty()) (report += "$S").append(dettaglio) += '$';
   report += ']' + stamp;
   Traccia(library, rec.IdxQuarn, "P:", report);
-  BufferPut(rec.CodaArrivo, report, true);
+  putInbound(library, rec, report, true);
 }
 
 void SegnalaConnesso(Library& library, ConnectionRecord& rec) {

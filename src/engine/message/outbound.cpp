@@ -4,6 +4,7 @@
 
 #include "engine/diagnostics/trace.h"
 #include "engine/message/service_words.h"
+#include "engine/records/inbound.h"
 #include "engine/records/memory_budget.h"
 #include "engine/records/record_operations.h"
 #include "quarnex/times_and_limits.h"
@@ -63,7 +64,7 @@ void ConsegnaLocale(Library& library, std::int16_t IdxQuarn, std::string_view s)
     ConnectionRecord& twin = library.ConnectionTable[index];
     if (index == IdxQuarn || twin.Tipo != sender.Tipo || twin.IdQuarn != sender.IdQuarn) continue;
     ++twin.history.textsReceived;
-    BufferPut(twin.CodaArrivo, s);
+    putInbound(library, twin, s);
     return Traccia(library, index, "R>:", ZeroPadded{twin.CodaArrivo.Count, 5}, ' ', s);
   }
 }

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "engine/records/inbound.h"
 #include "engine/records/trap.h"
 
 namespace quarnex {
@@ -93,7 +94,7 @@ void GestisciServizio(Library& library, ConnectionRecord& rec, std::string_view 
   ignored([&] {
     if (const ServiceWord* word = wordOf(campo)) return word->effect(rec);
     ++rec.history.textsReceived;
-    BufferPut(rec.CodaArrivo, campo);
+    putInbound(library, rec, campo);
   });
 }
 

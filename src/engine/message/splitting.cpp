@@ -5,6 +5,7 @@
 #include "engine/diagnostics/event_reports.h"
 #include "engine/diagnostics/trace.h"
 #include "engine/message/service_words.h"
+#include "engine/records/inbound.h"
 #include "engine/records/integer.h"
 #include "engine/records/memory_budget.h"
 #include "engine/records/record_operations.h"
@@ -19,7 +20,7 @@ void deliverField(Library& library, ConnectionRecord& rec, std::string_view fiel
   if (field.front() == '9') return GestisciServizio(library, rec, field);
   rec.RicevutoCMD = true;
   ++rec.history.textsReceived;
-  BufferPut(rec.CodaArrivo, field);
+  putInbound(library, rec, field);
   Traccia(library, rec.IdxQuarn, "X:", field);
 }
 

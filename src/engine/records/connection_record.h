@@ -27,6 +27,9 @@ constexpr std::int16_t kExchangeIdle = 3;
 constexpr std::int16_t kHandlerFree = -1;
 constexpr std::int16_t kHandlerRunning = 0;
 
+/// `nextWithItems` of a link that is not in the list.
+constexpr std::int16_t kNotListed = -1;
+
 /// History of a link, for `LinkSnapshot` only. It does not affect the behaviour of the link.
 struct LinkHistory {
   Instant since;                 // last change between connected, disconnected and closed
@@ -84,6 +87,8 @@ struct alignas(kCacheLine) ConnectionRecord {
   bool Aperto = false;                // opened by the host and not closed since
   bool NonRispondeSegnalato = false;  // 109 given and no 112 since
   bool AnomaliaSegnalata = false;     // 991 given and no 992 since
+  std::int16_t nextWithItems =
+      kNotListed;  // link behind this one in the list of `linksWithItems`, 0 = the last
 
   std::size_t bytesHeld = 0;  // as counted last, see `countHeldBytes`
 

@@ -49,6 +49,9 @@ struct Library {
   std::vector<std::int16_t> ClientLinks;  // ClientSocket number k to IdxQuarn, at k - 1
   std::vector<std::int16_t> ServerLinks;  // ServerSocket and SrvAccept number k to IdxQuarn, at k - 1
 
+  std::int16_t firstWithItems = 0;  // of the list of `linksWithItems`, 0 = it is empty
+  std::int16_t lastWithItems = 0;
+
   MemoryLimits limits;
   std::size_t bytesHeld = 0;  // by all links, as counted last for each
 
