@@ -32,6 +32,7 @@ install(FILES ${PROJECT_BINARY_DIR}/quarnex.pc DESTINATION ${CMAKE_INSTALL_LIBDI
 
 if(QUARNEX_TOOLS)
   install(TARGETS quarn RUNTIME COMPONENT tools)
+  install(FILES packaging/quarn.service DESTINATION ${CMAKE_INSTALL_DATADIR}/quarnex COMPONENT tools)
   install(DIRECTORY ${quarn_documents}/man1 DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT tools)
   install(FILES ${quarn_documents}/quarn DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
   install(FILES ${quarn_documents}/_quarn DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT tools)

@@ -5,6 +5,7 @@ import json
 import os
 import pty
 import signal
+import socket
 import subprocess
 import tempfile
 import unittest
@@ -247,6 +248,21 @@ def silence_ends_a_session(identifier):
     CHECK.assertIn(b"not done (status 32, nothing-received): ", messages_at_end(session, 32))
 
 
+def a_service_manager_is_notified(identifier):
+    with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as manager:
+        manager.bind(f"\0quarn-{identifier}")
+        manager.settimeout(10)
+        session = Session("listen", identifier, "--receive-only", stdin=subprocess.DEVNULL,
+                          NOTIFY_SOCKET=f"@quarn-{identifier}", WATCHDOG_USEC="800000")
+        messages = [manager.recv(1000) for _ in range(5)]
+        CHECK.assertEqual((b"READY=1", 3), (messages[0], messages.count(b"WATCHDOG=1")))
+        CHECK.assertRegex(messages[1], b"^STATUS=down since .*: not connected yet; listens again at ")
+        session.process.send_signal(signal.SIGTERM)
+        while manager.recv(1000) != b"STOPPING=1":
+            pass
+        messages_at_end(session)
+
+
 SCENARIOS = [client_exchanges_the_exact_bytes, server_exchanges_the_exact_bytes,
              sessions_exchange_lines_and_their_recordings_replay, losses_are_reported,
              texts_in_the_form_of_reports_are_printed_as_texts,
@@ -254,7 +270,7 @@ SCENARIOS = [client_exchanges_the_exact_bytes, server_exchanges_the_exact_bytes,
              only_allowed_callers_reach_a_listener, output_that_is_not_read_is_reported_before_the_summary,
              messages_that_are_not_read_do_not_delay_the_end_either, signals_end_a_session,
              broken_output_closes_the_link, an_answer_ends_a_question, a_peer_that_leaves_ends_a_session,
-             silence_ends_a_session]
+             silence_ends_a_session, a_service_manager_is_notified]
 
 
 class LiveLinks(unittest.TestCase):

@@ -74,6 +74,7 @@ void LinkSession::step() {
   if (lines_.acknowledged() > acknowledged) lastAcknowledgement_ = steady_clock::now();
   lines_.printWarnings(false);
   texts_.printWarnings(false);
+  service_.update(link.why);
   advanceStage(link);
   const bool printing = output_.unwritten() > 0;  // on the same terminal, perhaps
   console_.showProgress(stage_ == SessionStage::Ended || printing ? "" : progress(link));
@@ -111,7 +112,10 @@ void LinkSession::checkRecording() {
 
 void LinkSession::advanceStage(const LinkSnapshot& link) {
   result_.timedOut = result_.timedOut || timeIsOver();
-  if (stage_ == SessionStage::Open && mustEnd(link)) enter(SessionStage::Draining);
+  if (stage_ == SessionStage::Open && mustEnd(link)) {
+    service_.stopping();
+    enter(SessionStage::Draining);
+  }
   if (stage_ == SessionStage::Draining) drain();
   if (stage_ == SessionStage::Closing) close();
 }

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "quarn/console.h"
+#include "quarn/service_notifier.h"
 #include "quarn/session/ending.h"
 #include "quarn/session/link_news.h"
 #include "quarn/session/outgoing_lines.h"
@@ -61,6 +62,7 @@ class LinkSession {
   OutgoingLines lines_{input_, console_, options_};
   ReceivedTexts texts_{output_, console_, options_};
   LinkNews news_{console_, options_.raw};
+  ServiceNotifier service_;
   std::int16_t index_ = 0;
 
   SessionStage stage_ = SessionStage::Open;
