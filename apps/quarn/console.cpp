@@ -2,12 +2,27 @@
 
 #include <array>
 #include <chrono>
+#include <cstdlib>
 #include <ctime>
 
 #include "quarn/printable.h"
+#include "quarn/process_setup.h"
 
 namespace quarnex::tool {
 namespace {
+
+constexpr int kRowsMin = 4;  // of a terminal that can spare one
+
+// Control sequences of a terminal.
+constexpr std::string_view kSaveCursor = "\x1b\x37", kRestoreCursor = "\x1b\x38";
+constexpr std::string_view kRowBelow = "\x1b\x44", kRowAbove = "\x1b[A";  // in the same column
+constexpr std::string_view kEmptyLastRow = "\x1b[999;1H\x1b[2K";
+
+std::string shortened(const std::string& words, std::size_t width) {
+  constexpr std::string_view kRest = "...";
+  if (words.size() <= width || width < kRest.size()) return words.substr(0, width);
+  return words.substr(0, width - kRest.size()).append(kRest);
+}
 
 std::string formatted(std::int64_t second, const char* format) {
   const std::time_t time = second;
@@ -34,22 +49,47 @@ void Console::printAlways(std::string_view words) {
 }
 
 void Console::printLine(std::int64_t second, std::string_view words) {
-  showProgress("");
+  if (!typedText_) showProgress("");
   write((iso_ ? isoTime(second) : timeOfDay(second)) + ' ' + printable(words) + '\n');
 }
 
+void Console::keepTypedText() {
+  const char* const type = std::getenv("TERM");
+  const bool simple = type == nullptr || *type == '\0' || std::string_view(type) == "dumb";
+  typedText_ = true;
+  terminal_ = terminal_ && !simple && terminalSize(kStandardError).rows >= kRowsMin;
+}
+
 void Console::showProgress(const std::string& words) {
-  constexpr std::string_view kEraseLine = "\r\x1b[K";
   if (!terminal_ || quiet_ || words == progress_) return;
   progress_ = words;
-  write(kEraseLine);
-  write(printable(words));
+  const auto width = static_cast<std::size_t>(terminalSize(kStandardError).columns - 1);
+  const std::string shown = shortened(printable(words), width);
+  typedText_ ? showInLastRow(shown) : write("\r\x1b[K" + shown);
+}
+
+// The cursor keeps its place: a row is free below it, before the region that scrolls ends above the last row.
+void Console::showInLastRow(const std::string& words) {
+  const int rows = words.empty() ? 0 : terminalSize(kStandardError).rows;
+  std::string bytes;
+  if (rows != rowsReserved_ && rowsReserved_ > 0) bytes += kFreeLastRow;
+  if (rows != rowsReserved_ && rows > 0) {
+    bytes += kRowBelow;
+    bytes += kSaveCursor;
+    bytes += "\x1b[1;" + std::to_string(rows - 1) + 'r';
+    bytes += kRestoreCursor;
+    bytes += kRowAbove;
+  }
+  rowsReserved_ = rows;
+  freeLastRowAfterSignal(rows > 0);
+  if (rows > 0) bytes.append(kSaveCursor).append(kEmptyLastRow).append(words).append(kRestoreCursor);
+  write(bytes);
 }
 
 // The other output has a thread of its own, so its line could be faster.
 void Console::clearProgress() {
   constexpr std::chrono::milliseconds kPatience{100};
-  if (progress_.empty()) return;
+  if (progress_.empty() || typedText_) return;
   showProgress("");
   output_.flush(std::chrono::steady_clock::now() + kPatience);
 }

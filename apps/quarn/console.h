@@ -14,6 +14,11 @@ class Console {
   /// `quiet` drops all messages except those of `printAlways`; `iso` prints dates as well.
   explicit Console(bool quiet = false, bool iso = false);
 
+  /// Somebody may type on the terminal, whose lines the program does not see before they are finished. So the
+  /// progress moves to the last row of the terminal, and all other output scrolls above it. A terminal that
+  /// cannot do that shows no progress.
+  void keepTypedText();
+
   OutputWriter& output() { return output_; }
 
   /// Prints "14:20:05 words", as `printable` shows them.
@@ -23,17 +28,21 @@ class Console {
   void printAlways(std::string_view words);
 
   /// Shows `words` as the last line of the terminal until the next message or progress; "" removes the line.
-  /// Does nothing if standard error is not a terminal.
+  /// Cuts them to the width of the terminal. Does nothing if standard error is not a terminal.
   void showProgress(const std::string& words);
-  /// Removes the progress line before another output to the terminal.
+  /// Removes the progress line before another output to the terminal, unless it has a row of its own.
   void clearProgress();
+  bool progressHasOwnRow() const { return rowsReserved_ > 0; }
 
  private:
   void printLine(std::int64_t second, std::string_view words);
+  void showInLastRow(const std::string& words);
   void write(std::string_view bytes);
 
   OutputWriter output_;
   bool terminal_, quiet_, iso_;
+  bool typedText_ = false;
+  int rowsReserved_ = 0;  // rows of the terminal when its last one was reserved, 0 = not reserved
   std::string progress_;
 };
 

@@ -2,6 +2,8 @@
 // terminal's encoding, and catches Ctrl-C, SIGTERM and SIGHUP.
 #pragma once
 
+#include <string_view>
+
 namespace quarnex::tool {
 
 /// Opens /dev/null in place of a standard descriptor that the caller has closed, because a socket would take
@@ -12,6 +14,12 @@ void prepareProcess();
 /// Catches SIGINT, SIGTERM and, unless the caller ignores it as nohup does, SIGHUP. The second signal ends
 /// the process at once with 128 + its number, the status that shells report for it.
 void catchInterruptions();
+
+/// The control sequence that ends the reservation of a terminal's last row and empties that row.
+inline constexpr std::string_view kFreeLastRow = "\x1b\x37\x1b[r\x1b[999;1H\x1b[2K\x1b\x38";
+
+/// Makes the second signal write that sequence to standard error before it ends the process, or not.
+void freeLastRowAfterSignal(bool on);
 
 /// True after the first signal. The signal interrupts a wait in `turnHost`, or else the next tick ends it.
 bool interrupted();

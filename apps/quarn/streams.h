@@ -60,6 +60,13 @@ class LineReader {
 
 bool isTerminal(int descriptor);
 
+struct TerminalSize {
+  int rows, columns;
+};
+
+/// The present size of a terminal; 24 rows of 80 columns if it does not know.
+TerminalSize terminalSize(int descriptor);
+
 /// True if standard input is /dev/null, which `prepareProcess` also opens in place of a closed one.
 bool standardInputIsNull();
 

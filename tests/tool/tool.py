@@ -69,10 +69,10 @@ class Session:
     """One `quarn listen` or `quarn call` process. Its input stays open until `finish`."""
 
     def __init__(self, command: str, identifier: int, *options: str, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                 locale="C.UTF-8", **environment: str):
+                 stderr=subprocess.PIPE, locale="C.UTF-8", **environment: str):
         self.process = subprocess.Popen(
             [QUARN, command, "TEST", str(identifier), *options], bufsize=0,
-            env={**os.environ, "LC_ALL": locale, **environment}, stdin=stdin, stdout=stdout, stderr=subprocess.PIPE)
+            env={**os.environ, "LC_ALL": locale, **environment}, stdin=stdin, stdout=stdout, stderr=stderr)
 
     def write(self, *lines: bytes):
         self.process.stdin.write(b"".join(line + b"\n" for line in lines))

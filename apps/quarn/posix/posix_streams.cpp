@@ -1,6 +1,7 @@
 // Reads the standard input and turns the tool's loop with poll.
 #include <langinfo.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -29,6 +30,13 @@ void LineReader::readSome() {
 
 bool isTerminal(int descriptor) {
   return isatty(descriptor) == 1;
+}
+
+TerminalSize terminalSize(int descriptor) {
+  constexpr TerminalSize kUsual{24, 80};
+  winsize size{};
+  if (ioctl(descriptor, TIOCGWINSZ, &size) != 0 || size.ws_row == 0 || size.ws_col == 0) return kUsual;
+  return {size.ws_row, size.ws_col};
 }
 
 bool standardInputIsNull() {

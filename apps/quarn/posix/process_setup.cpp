@@ -26,10 +26,12 @@ void raiseDescriptorLimit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-volatile std::sig_atomic_t signalled = 0;
+volatile std::sig_atomic_t signalled = 0, lastRowReserved = 0;
 
 extern "C" void onSignal(int number) {
   constexpr int kFirstSignalStatus = 128;
+  if (signalled != 0 && lastRowReserved != 0)
+    static_cast<void>(!write(STDERR_FILENO, kFreeLastRow.data(), kFreeLastRow.size()));
   if (signalled != 0) _exit(kFirstSignalStatus + number);
   signalled = 1;
 }
@@ -53,6 +55,10 @@ void catchInterruptions() {
   struct sigaction before {};
   sigaction(SIGHUP, nullptr, &before);
   if (before.sa_handler != SIG_IGN) sigaction(SIGHUP, &action, nullptr);
+}
+
+void freeLastRowAfterSignal(bool on) {
+  lastRowReserved = on ? 1 : 0;
 }
 
 bool interrupted() {

@@ -37,6 +37,7 @@ void LinkSession::open() {
   if (options_.listenOn) quarn_.listenOn(index_, *options_.listenOn);
   if (!options_.callers.empty()) quarn_.allowCallers(index_, options_.callers);
   if (options_.trace) quarn_.AttivaDebug(index_);
+  if (options_.readsInput() && isTerminal(kStandardInput)) console_.keepTypedText();
   printHints();
   quarn_.Apri(index_);
   began_ = steady_clock::now();
@@ -77,7 +78,8 @@ void LinkSession::step() {
   service_.update(link.why);
   advanceStage(link);
   const bool printing = output_.unwritten() > 0;  // on the same terminal, perhaps
-  console_.showProgress(stage_ == SessionStage::Ended || printing ? "" : progress(link));
+  if (stage_ == SessionStage::Ended) return console_.showProgress("");
+  if (!printing || console_.progressHasOwnRow()) console_.showProgress(progress(link));
 }
 
 void LinkSession::takeItems(const LinkSnapshot& link) {

@@ -61,7 +61,7 @@ std::string waitInWords(const LinkSnapshot& link, std::int64_t now) {
     case LinkPhase::Calling:
       return "calling, gives up in " + seconds(link, now);
     case LinkPhase::Listening:
-      return "waiting for a call, listens again in " + seconds(link, now);
+      return "no caller yet, listens again in " + seconds(link, now);
     default:
       return "";
   }
