@@ -9,7 +9,7 @@ scripts/packages.sh package
 if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
 
 readonly build=$PWD/build/package work=$PWD/build/installed
-readonly root=$work/root example=$PWD/examples/embed.cpp
+readonly root=$work/root example=$PWD/examples/methods.cpp
 version=$(<VERSION)
 libraries=$root/usr/lib/$(dpkg-architecture -q DEB_HOST_MULTIARCH)
 readonly version libraries
