@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "quarnex/link_snapshot.h"
 #include "quarnex/text_rules.h"
@@ -27,6 +28,17 @@ std::string toJson(const LinkSnapshot& link);
 template <class Type>
 std::string toJson(const std::optional<Type>& value) {
   return value ? toJson(*value) : "null";
+}
+
+/// An array with what `toItem` makes of each row.
+std::string jsonArray(const auto& rows, const auto& toItem) {
+  std::string items;
+  for (const auto& row : rows) items += (items.empty() ? "" : ",") + toItem(row);
+  return '[' + items + ']';
+}
+template <class Type>
+std::string toJson(const std::vector<Type>& values) {
+  return jsonArray(values, [](const Type& value) { return toJson(value); });
 }
 
 /// Collects the members of an object.

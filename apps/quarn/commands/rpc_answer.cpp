@@ -155,7 +155,8 @@ std::vector<Value> parametersOf(const Request& request, const RpcMethod& method)
 std::string callMethod(RpcSession& session, const Request& request) {
   try {
     const RpcMethod& method = methodOf(request);
-    return method.call(session, method, parametersOf(request, method));
+    const std::vector<Value> parameters = parametersOf(request, method);
+    return method.call({session, method, parameters});
   } catch (const Failure& failure) {
     throw RpcError{failure.number(), failure.description()};
   } catch (const std::bad_alloc&) {

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "quarn/json_values.h"
+#include "quarnex/host.h"
 #include "quarnex/version.h"
 
 namespace quarnex::tool {
@@ -17,6 +18,7 @@ constexpr std::string_view kText =
 constexpr std::string_view kPath =
     R"({"type":"string","description":"the beginning of a path, any Unicode text"})";
 constexpr std::string_view kTextOrNull = R"({"type":["string","null"]})";
+constexpr std::string_view kIndexes = R"({"type":"array","items":{"type":"integer"}})";
 constexpr std::string_view kObject = R"({"type":"object"})";
 constexpr std::string_view kObjectOrNull = R"({"type":["object","null"]})";
 
@@ -35,9 +37,7 @@ std::string_view schemaOf(ValueKind kind, bool isPath = false) {
 
 // In the order of methodTable.
 constexpr std::string_view kHostSummaries[] = {
-    "register a link and return its index: ConnessioneClient true calls, false listens; UsaTcp false stays "
-    "inside the "
-    "process",
+    "register a link and return its index; it calls (ConnessioneClient true) or listens, over TCP or inside",
     "take the oldest received text or report, \"\" if there is none",
     "return -1 if no link over TCP is in service any more, otherwise 0",
     "queue a text for the peer",
@@ -55,53 +55,36 @@ constexpr std::string_view kHostSummaries[] = {
 };
 static_assert(std::size(kHostSummaries) == methodTable().size());
 
-std::string toJson(const Value& value) {
-  return std::visit(
-      [](const auto& held) -> std::string {
-        if constexpr (std::is_same_v<std::decay_t<decltype(held)>, std::monostate>)
-          return "null";
-        else
-          return tool::toJson(held);
-      },
-      value);
+std::string callHostMethod(const RpcCall& call) {
+  const auto toResult = [](const auto& held) -> std::string {
+    if constexpr (std::is_same_v<std::decay_t<decltype(held)>, std::monostate>)
+      return "null";
+    else
+      return toJson(held);
+  };
+  return std::visit(toResult, call.method.hostMethod->call(call.quarn(), call.values));
 }
 
-std::string callHostMethod(RpcSession& session, const RpcMethod& row, std::span<const Value> values) {
-  return toJson(row.hostMethod->call(session.quarn, values));
-}
-
-std::int16_t linkOf(std::span<const Value> values) {
-  return std::get<std::int16_t>(values.front());
-}
-
-const std::string& textOf(std::span<const Value> values) {
-  return std::get<std::string>(values.back());
-}
-
+constexpr std::span<const Parameter> kNone;
 constexpr Parameter kLink[] = {{"link", ValueKind::Integer}};
 constexpr Parameter kOneText[] = {{"text", ValueKind::String}};
 
-using Values = std::span<const Value>;
-
 constexpr RpcMethod kEnglishMethods[] = {
+    {"receive", "take the oldest received text and discard the reports before it, null if there is none",
+     kLink, kTextOrNull,
+     [](const RpcCall& call) { return toJson(Link(call.quarn(), call.link()).receive()); }},
+    {"linksWithNews", "return the indexes of the links in which texts or reports wait", kNone, kIndexes,
+     [](const RpcCall& call) { return toJson(call.quarn().linksWithNews()); }},
     {"snapshot", "describe a link, null if there is no such link", kLink, kObjectOrNull,
-     [](RpcSession& session, const RpcMethod&, Values values) {
-       return tool::toJson(session.quarn.snapshot(linkOf(values)));
-     }},
+     [](const RpcCall& call) { return toJson(call.quarn().snapshot(call.link())); }},
     {"checkText", "name the first rule that a text breaks, and the place; rule \"\" if it arrives unchanged",
-     kOneText, kObject,
-     [](RpcSession&, const RpcMethod&, Values values) { return tool::toJson(checkText(textOf(values))); }},
+     kOneText, kObject, [](const RpcCall& call) { return toJson(checkText(call.text())); }},
     {"encodeText", "convert any bytes to a text that arrives unchanged, null if it would be too long",
-     kOneText, kTextOrNull,
-     [](RpcSession&, const RpcMethod&, Values values) { return tool::toJson(encodeText(textOf(values))); }},
+     kOneText, kTextOrNull, [](const RpcCall& call) { return toJson(encodeText(call.text())); }},
     {"decodeText", "convert a text of encodeText back, null if it is not in that format", kOneText,
-     kTextOrNull,
-     [](RpcSession&, const RpcMethod&, Values values) { return tool::toJson(decodeText(textOf(values))); }},
-    {"rpc.discover",
-     "return this list of methods as an OpenRPC document",
-     {},
-     kObject,
-     [](RpcSession&, const RpcMethod&, Values) { return openRpcDocument(); }},
+     kTextOrNull, [](const RpcCall& call) { return toJson(decodeText(call.text())); }},
+    {"rpc.discover", "return this list of methods as an OpenRPC document", kNone, kObject,
+     [](const RpcCall&) { return openRpcDocument(); }},
 };
 
 std::vector<RpcMethod> makeTable() {
@@ -116,12 +99,6 @@ std::vector<RpcMethod> makeTable() {
   return table;
 }
 
-std::string arrayOf(const auto& rows, const auto& toItem) {
-  std::string items;
-  for (const auto& row : rows) items += (items.empty() ? "" : ",") + toItem(row);
-  return '[' + items + ']';
-}
-
 std::string describe(const RpcMethod& method) {
   const auto describeParameter = [&](const Parameter& parameter) {
     return JsonObject()
@@ -134,7 +111,7 @@ std::string describe(const RpcMethod& method) {
       .add("name", method.name)
       .add("summary", method.summary)
       .add("paramStructure", "by-position")
-      .addJson("params", arrayOf(method.parameters, describeParameter))
+      .addJson("params", jsonArray(method.parameters, describeParameter))
       .addJson("result", JsonObject().add("name", "result").addJson("schema", method.resultSchema).text())
       .text();
 }
@@ -162,7 +139,7 @@ std::string openRpcDocument() {
   return JsonObject()
       .add("openrpc", "1.3.2")
       .addJson("info", JsonObject().add("title", "quarn rpc").add("version", QUARNEX_VERSION).text())
-      .addJson("methods", arrayOf(rpcMethods(), describe))
+      .addJson("methods", jsonArray(rpcMethods(), describe))
       .text();
 }
 

@@ -15,13 +15,26 @@ struct RpcSession {
   QuarnSocket& quarn;
 };
 
+struct RpcMethod;
+
+/// One call, with parameters of the kinds that its row lists.
+struct RpcCall {
+  QuarnSocket& quarn() const { return session.quarn; }
+  std::int16_t link() const { return std::get<std::int16_t>(values.front()); }
+  const std::string& text() const { return std::get<std::string>(values.back()); }
+
+  RpcSession& session;
+  const RpcMethod& method;
+  std::span<const Value> values;
+};
+
 struct RpcMethod {
   std::string_view name;
   std::string_view summary;
   std::span<const Parameter> parameters;
   std::string_view resultSchema;  ///< a JSON Schema of the result
   /// Returns the result as JSON. Throws like the method of the library.
-  std::string (*call)(RpcSession& session, const RpcMethod& row, std::span<const Value> values);
+  std::string (*call)(const RpcCall& call);
   const Method* hostMethod = nullptr;  ///< of the rows that are methods of `methodTable`
   bool takesPath = false;              ///< its text is the beginning of a path, in Unicode
 };
