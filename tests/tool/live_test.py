@@ -161,8 +161,29 @@ def output_that_is_not_read_does_not_delay_the_end(identifier, *options):
 
 def output_that_is_not_read_is_reported_before_the_summary(identifier):
     messages = output_that_is_not_read_does_not_delay_the_end(identifier)
-    CHECK.assertRegex(messages, rb" \d+ bytes not written\n.* not done \(status 3, output\): 0 lines acknowledged, "
+    CHECK.assertRegex(messages, rb" \d+ bytes not written; text 2 of 4 is the last one written\n.* not done \(status 3, output\): 0 lines acknowledged, "
                       rb"4 texts received\n$")
+
+
+def output_that_stays_full_closes_the_link_until_it_is_read(identifier):
+    with Peer.listen(identifier) as listener:
+        texts = [b"T" * 32_700]
+        session = Session("call", identifier)
+        peer = Peer.accept(listener, identifier)
+        peer.expect(b"9QRY", b"9.")
+        peer.send(*texts, b"9CMD", b"9.")
+        sent = 1 + peer.answer_queries_until(b"9K", b"9CMD", b"9.", b"9ACK", query=(b"9ACK", b"9QRY", b"9."),
+                                             answer=(*texts, b"9CMD", b"9."))
+        peer.connection.close()
+        session.await_message(b"is the last one written; closing the link, so that it acknowledges no further texts")
+        left = sent * len(texts[0] + b"\n")
+        while left > 0:
+            left -= len(os.read(session.process.stdout.fileno(), left))
+        session.await_message(b"standard output is read again: opening the link")
+        peer = Peer.accept(listener, identifier)
+    peer.expect(b"9QRY", b"9.")
+    peer.send(b"9K", b"9.")
+    CHECK.assertIn(b"done: 0 lines acknowledged, %d texts received" % sent, messages_at_end(session))
 
 
 def messages_that_are_not_read_do_not_delay_the_end_either(identifier):
@@ -268,7 +289,7 @@ SCENARIOS = [client_exchanges_the_exact_bytes, server_exchanges_the_exact_bytes,
              texts_in_the_form_of_reports_are_printed_as_texts,
              terminals_and_messages_show_no_control_character, terminals_without_utf8_show_only_ascii,
              only_allowed_callers_reach_a_listener, output_that_is_not_read_is_reported_before_the_summary,
-             messages_that_are_not_read_do_not_delay_the_end_either, signals_end_a_session,
+             output_that_stays_full_closes_the_link_until_it_is_read, messages_that_are_not_read_do_not_delay_the_end_either, signals_end_a_session,
              broken_output_closes_the_link, an_answer_ends_a_question, a_peer_that_leaves_ends_a_session,
              silence_ends_a_session, a_service_manager_is_notified]
 

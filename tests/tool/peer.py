@@ -93,10 +93,13 @@ class Peer:
         if rest:
             raise AssertionError(f"expected the close, got {rest!r}")
 
-    def answer_queries_until(self, *fields: bytes):
-        """Answers a client's queries with "no data" until it sends `fields`."""
-        query = frame(message(self.identifier, b"9QRY", b"9."))
-        while self.connection.recv(len(query), socket.MSG_PEEK | socket.MSG_WAITALL) == query:
-            self.expect(b"9QRY", b"9.")
-            self.send(b"9NODATA", b"9.")
+    def answer_queries_until(self, *fields: bytes, query=(b"9QRY", b"9."), answer=(b"9NODATA", b"9.")) -> int:
+        """Answers a client's queries, with "no data" for example, until it sends `fields`. Returns their number."""
+        expected = frame(message(self.identifier, *query))
+        answers = 0
+        while self.connection.recv(len(expected), socket.MSG_PEEK | socket.MSG_WAITALL) == expected:
+            self.expect(*query)
+            self.send(*answer)
+            answers += 1
         self.expect(*fields)
+        return answers

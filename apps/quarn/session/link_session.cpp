@@ -15,8 +15,9 @@ namespace {
 using std::chrono::seconds;
 using std::chrono::steady_clock;
 
-// Received texts stay in the link's queue while more bytes than this are unwritten.
-constexpr std::size_t kUnwrittenBytesMax = std::size_t{16} * 1024 * 1024;
+// A link goes on acknowledging texts as long as it is open, so it is closed while more bytes than this are
+// unwritten. The fastest link delivers them in 26 seconds.
+constexpr std::size_t kUnwrittenBytesMax = std::size_t{4} * 1024 * 1024;
 // A link that is asked to close drops texts that its host has not taken yet, so the peer's host gets this
 // time before the close.
 constexpr seconds kTimeForPeersHost{1};
@@ -69,7 +70,10 @@ void LinkSession::step() {
   news_.takeState(link);
   checkStreams();
   checkRecording();
-  if (stage_ == SessionStage::Open) lines_.takeLines();
+  if (stage_ == SessionStage::Open) {
+    limitUnwritten(link);
+    lines_.takeLines();
+  }
   const std::uint64_t acknowledged = lines_.acknowledged();
   lines_.advance(quarn_, link);
   if (lines_.acknowledged() > acknowledged) lastAcknowledgement_ = steady_clock::now();
@@ -83,21 +87,31 @@ void LinkSession::step() {
 }
 
 void LinkSession::takeItems(const LinkSnapshot& link) {
-  if (link.inbound >= kQueueCapacityMax && !queueFilled_) {
-    queueFilled_ = true;
-    console_.print("standard output is not read: received texts are being dropped, the oldest first");
-  }
-  while (output_.unwritten() < kUnwrittenBytesMax && quarn_.MessaggioArrivato(index_)) {
+  while (quarn_.MessaggioArrivato(index_)) {
     const bool isReport = quarn_.reportWaits(index_);
     const std::string item = quarn_.GetMessaggioArrivato(index_);
     isReport ? news_.takeReport(item, link) : texts_.take(item);
   }
 }
 
+void LinkSession::limitUnwritten(const LinkSnapshot& link) {
+  const std::size_t bytes = output_.unwritten();
+  if (!paused_ && bytes >= kUnwrittenBytesMax) {
+    paused_ = true;
+    console_.print("standard output is not read: " + texts_.lastWritten() +
+                   "; closing the link, so that it acknowledges no further texts");
+    quarn_.Chiudi(index_);
+  } else if (paused_ && bytes == 0 && link.phase == LinkPhase::Closed && !link.closing) {
+    paused_ = false;
+    console_.print("standard output is read again: opening the link");
+    quarn_.Apri(index_);
+  }
+}
+
 void LinkSession::checkStreams() {
   if (!result_.outputFailed && output_.broken()) {
     result_.outputFailed = true;
-    console_.print("standard output: " + output_.error() + "; closing");
+    console_.print("standard output: " + output_.error() + "; " + texts_.lastWritten() + "; closing");
   }
   if (!result_.inputFailed && !input_.error().empty()) {
     result_.inputFailed = true;
@@ -218,7 +232,8 @@ void LinkSession::finishOutput() {
   const std::size_t bytes = output_.unwritten();
   if (bytes == 0) return;
   result_.outputFailed = true;
-  console_.print("standard output is not read: " + counted(bytes, "byte") + " not written");
+  console_.print("standard output is not read: " + counted(bytes, "byte") + " not written; " +
+                 texts_.lastWritten());
 }
 
 void LinkSession::fillResult() {

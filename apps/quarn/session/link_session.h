@@ -35,6 +35,7 @@ class LinkSession {
   void printHints();
   void step();
   void takeItems(const LinkSnapshot& link);
+  void limitUnwritten(const LinkSnapshot& link);
   void checkStreams();
   void checkRecording();
   void advanceStage(const LinkSnapshot& link);
@@ -69,7 +70,7 @@ class LinkSession {
   std::chrono::steady_clock::time_point began_, stageBegan_, lastAcknowledgement_;
   SessionResult result_;
   bool recordingFailed_ = false;
-  bool queueFilled_ = false;
+  bool paused_ = false;  // the link is closed until standard output is read again
 };
 
 }  // namespace quarnex::tool

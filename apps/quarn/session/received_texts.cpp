@@ -36,4 +36,10 @@ std::uint64_t ReceivedTexts::written() {
   return count_ - waiting_.size();
 }
 
+std::string ReceivedTexts::lastWritten() {
+  const std::uint64_t last = written();
+  if (last == 0) return "none of " + counted(count_, "text") + " was written";
+  return "text " + std::to_string(last) + " of " + std::to_string(count_) + " is the last one written";
+}
+
 }  // namespace quarnex::tool

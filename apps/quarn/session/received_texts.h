@@ -29,6 +29,8 @@ class ReceivedTexts {
   bool countReached() const { return options_.count > 0 && count_ >= options_.count; }
   /// Number of texts that standard output has accepted, which is also the number of the last one.
   std::uint64_t written();
+  /// "text 41 of 45 is the last one written".
+  std::string lastWritten();
 
  private:
   void write(const std::string& text, bool decoded);
