@@ -76,10 +76,16 @@ class TestHost {
     TestHost* before_;
   };
   void requireRunning() const;
+  /// Lets the calling thread use the library of the running process.
+  void adoptThread() const;
 
   virtual void create() = 0;
   virtual void afterTurn() = 0;
   virtual void destroy() = 0;
+  /// Waits for the next turn if the host's code has a thread of its own, otherwise returns false.
+  virtual bool waitForTurn() { return false; }
+  /// The host's code has ended, and the process with it.
+  virtual bool ended() const { return false; }
 
  private:
   friend class Stage;
@@ -118,6 +124,16 @@ class HostOf final : public TestHost {
   std::function<Code*()> make_;
   std::function<void(Code&)> afterTurn_;
   std::unique_ptr<Code> code_;
+};
+
+/// A host whose code is a whole program with a loop of its own.
+class TestProgram : public TestHost {
+ public:
+  /// The result of the program; nothing while it runs, and if it was killed.
+  virtual std::optional<int> exitStatus() const = 0;
+
+ protected:
+  using TestHost::TestHost;
 };
 
 /// A fault of the network or of a host that lasts as long as this object. Faults may overlap.
@@ -166,10 +182,43 @@ class TestSite {
     return added;
   }
 
+  /// Adds a host whose code is `program`, such as the renamed `main` of a program, and starts it. The program
+  /// gets a thread of its own, which runs only while `program` is not inside `HostLoop::turn` and nothing
+  /// else runs; a turn takes the time until the next tick. The process ends when `program` returns. `kill`
+  /// unwinds it from `HostLoop::turn` with an exception that is not derived from `std::exception`. An
+  /// exception of the program ends the test.
+  TestProgram& addProgram(std::string name, std::function<int()> program) {
+    return adoptProgram(std::move(name), std::move(program), [] { return QuarnSocket(); });
+  }
+
   /// The seed of this run, for random numbers of the test and of the host's code.
   std::uint64_t seed() const;
   /// Virtual time, which starts at 2030-01-01 00:00:00 UTC. The clock of a host may differ, see `clock`.
   std::chrono::system_clock::time_point now() const;
+
+  // Faults. Each lasts until the returned object's scope or its `end`.
+
+  /// Frames between the two hosts are lost, as if a program between them swallowed them: connections stay,
+  /// calls get no answer, and a link finds out by its time-outs.
+  Fault silence(const TestHost& one, const TestHost& other);
+  /// The same from `to` to `from` only: `from` still reaches `to`.
+  Fault oneWay(const TestHost& from, const TestHost& to);
+  /// Frames between the two hosts wait until the fault ends, and then arrive in order; calls get no answer.
+  Fault hold(const TestHost& one, const TestHost& other);
+  /// Calls to the links of `called` are refused, also if it does not run.
+  Fault refusal(const TestHost& called);
+  /// Connections between the two hosts are reset, and each new one as soon as it is made. `reset(...).end()`
+  /// resets once.
+  Fault reset(const TestHost& one, const TestHost& other);
+  /// Of a thousand frames from `from` to `to`, so many have a changed bit; 1 to 1000.
+  Fault damage(const TestHost& from, const TestHost& to, unsigned perThousand = 1000);
+  /// The host does not turn its loop, as if its program stood still; ends up to 0.2 s after the fault.
+  Fault stall(const TestHost& host);
+  /// The system's clock of the host is set by `by`, and set back at the end. The library's own clock never
+  /// goes back.
+  Fault clock(const TestHost& host, Duration by);
+
+  // Time.
 
   /// Lets time pass.
   void run(Duration duration);
@@ -194,6 +243,7 @@ class TestSite {
   explicit TestSite(Stage& stage) : stage_(&stage) {}
   Stage& stage() { return *stage_; }
   void adopt(std::unique_ptr<TestHost> host, QuarnSocket (*probe)());
+  TestProgram& adoptProgram(std::string name, std::function<int()> program, QuarnSocket (*probe)());
 
   Stage* stage_;
 };

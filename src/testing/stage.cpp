@@ -1,6 +1,7 @@
 #include "testing/stage.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "quarnex/times_and_limits.h"
@@ -65,7 +66,7 @@ Library& Stage::library() {
 void Stage::turn(std::chrono::milliseconds maxWait) {
   if (current == nullptr)
     throw WrongUse("HostLoop::turn was called outside the simulated hosts: call TestSite::run instead");
-  if (std::exchange(castOf(*current).turnIsOver, false)) return;
+  if (current->waitForTurn() || std::exchange(castOf(*current).turnIsOver, false)) return;
   const Milliseconds most = kTickMilliseconds;
   const Milliseconds wait = maxWait.count() > 0 ? std::min<Milliseconds>(maxWait.count(), most) : most;
   TestHost* const host = std::exchange(current, nullptr);
@@ -78,6 +79,10 @@ void Stage::adopt(std::unique_ptr<TestHost> host, QuarnSocket (*probe)()) {
   engine.stop();
   TestHost& added = *host;
   Cast& cast = casts_.emplace_back(Cast{std::move(host), engine});
+  engine.faults.choose = [this, &added](const ServiceCall&) {
+    rules_.performing = &added;
+    return std::optional<simulation::OperationFault>();
+  };
   engine.makeWrapper = [&cast] { return std::make_unique<HostServices>(cast.tape); };
   requireOwnLibrary(added, probe);
   start(added);
@@ -105,9 +110,8 @@ void Stage::start(TestHost& host) {
   log.tapes.push_back(cast.tape);
   cast.engine.start();
   host.running_ = true;
-  const TestHost::Scope inside(host);
-  host.create();
-  scheduleTurn(cast);
+  runCode(cast, &TestHost::create);
+  if (host.running_) scheduleTurn(cast);
 }
 
 // Without links the library ignores everything that the destructor of the host's code asks of it.
@@ -132,13 +136,42 @@ void Stage::scheduleTurn(Cast& cast) {
 }
 
 void Stage::finishTurn(Cast& cast) {
-  TestHost& host = *cast.host;
   scheduleTurn(cast);
   if (cast.engine.loop.stalled()) return;
-  const TestHost::Scope inside(host);
   cast.turnIsOver = true;
-  host.afterTurn();
+  runCode(cast, &TestHost::afterTurn);
   cast.turnIsOver = false;
+}
+
+void Stage::runCode(Cast& cast, void (TestHost::*code)()) {
+  {
+    const TestHost::Scope inside(*cast.host);
+    (*cast.host.*code)();
+  }
+  if (cast.host->ended()) kill(*cast.host);
+}
+
+Cast& Stage::castOf(const TestHost& host) {
+  return casts_[static_cast<std::size_t>(host.number_)];
+}
+
+Fault Stage::stall(const TestHost& host) {
+  const auto lasts = std::make_shared<bool>(true);
+  keepStalled(castOf(host), lasts);
+  return Fault([lasts] { *lasts = false; });
+}
+
+void Stage::keepStalled(Cast& cast, const std::shared_ptr<bool>& lasts) {
+  if (!*lasts) return;
+  cast.engine.loop.stall(kTickMilliseconds);
+  simulation::VirtualTime& time = world_.time();
+  time.at(time.now() + kTickMilliseconds / 2, [this, &cast, lasts] { keepStalled(cast, lasts); });
+}
+
+Fault Stage::shiftClock(const TestHost& host, Milliseconds by) {
+  simulation::VirtualClock& clock = castOf(host).engine.clock;
+  clock.jump(by);
+  return Fault([&clock, by] { clock.jump(-by); });
 }
 
 bool Stage::runUntil(Milliseconds latest, const std::function<bool()>& stop) {
@@ -151,6 +184,21 @@ bool Stage::runUntil(Milliseconds latest, const std::function<bool()>& stop) {
     }
   }
   return true;
+}
+
+bool Stage::nothingTravels() {
+  for (const auto& connection : world_.network().connections()) {
+    simulated::End& caller = connection->caller;
+    simulated::End& called = connection->called;
+    if (caller.arrived() + caller.unsent() + called.arrived() + called.unsent() > 0) return false;
+  }
+  return std::ranges::none_of(casts_, [](const Cast& cast) {
+    if (!cast.engine.running()) return false;
+    Library& library = cast.engine.library();
+    for (int link = 1; link <= library.ConnectionCount; ++link)
+      if (!library.ConnectionTable[static_cast<std::int16_t>(link)].Ricevuto.empty()) return true;
+    return false;
+  });
 }
 
 void Stage::fail(const std::string& text) {

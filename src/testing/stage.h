@@ -13,10 +13,9 @@
 #include "services/process_library.h"
 #include "simulation/sites/world.h"
 #include "testing/engine_tape.h"
+#include "testing/network_rules.h"
 
 namespace quarnex::testkit {
-
-using simulation::Milliseconds;
 
 /// "12.345 s".
 std::string secondsOf(Milliseconds time);
@@ -48,7 +47,7 @@ class Stage final : public ProcessStandIn {
   void adopt(std::unique_ptr<TestHost> host, QuarnSocket (*probe)());
   void start(TestHost& host);
   void kill(TestHost& host);
-  Cast& castOf(const TestHost& host) { return casts_[static_cast<std::size_t>(host.number_)]; }
+  Cast& castOf(const TestHost& host);
   const std::deque<Cast>& casts() const { return casts_; }
   /// The host whose code runs; nullptr while the test or the network does.
   TestHost* current = nullptr;
@@ -58,10 +57,18 @@ class Stage final : public ProcessStandIn {
   Milliseconds now() { return world_.time().now(); }
   /// Lets time pass until `stop` returns true, at most until `latest`; true if it did.
   bool runUntil(Milliseconds latest, const std::function<bool()>& stop);
+  /// True while no bytes are on their way and no received bytes wait for a tick.
+  bool nothingTravels();
   /// Throws `TestFailed` with the time.
   [[noreturn]] void fail(const std::string& text);
   /// Calls `look(host, snapshot)` for each link of each running host.
   void forEachLink(const std::function<void(const TestHost&, const LinkSnapshot&)>& look);
+
+  NetworkRules& rules() { return rules_; }
+  /// The host does not turn its loop until the fault ends, and up to 0.2 s longer.
+  Fault stall(const TestHost& host);
+  /// Sets the clock of the host by `by`, and back at the end.
+  Fault shiftClock(const TestHost& host, Milliseconds by);
 
   const std::uint64_t seed;
   RunLog& log;
@@ -70,9 +77,13 @@ class Stage final : public ProcessStandIn {
   void requireOwnLibrary(TestHost& host, QuarnSocket (*probe)());
   void scheduleTurn(Cast& cast);
   void finishTurn(Cast& cast);
+  void runCode(Cast& cast, void (TestHost::*code)());
+
+  void keepStalled(Cast& cast, const std::shared_ptr<bool>& lasts);
 
   simulation::World world_;
   std::deque<Cast> casts_;
+  NetworkRules rules_{*this};
 };
 
 }  // namespace quarnex::testkit

@@ -4,10 +4,13 @@
 
 #include "quarnex/testing.h"
 #include "recording/format/text_codes.h"
+#include "testing/program_host.h"
 #include "testing/stage.h"
 
 namespace quarnex::testkit {
 namespace {
+
+using Effect = NetworkRule::Effect;
 
 constexpr Milliseconds kSettleMax = 3 * simulation::kMinute;
 constexpr Milliseconds kQuietTime = 2 * simulation::kMinute;
@@ -31,7 +34,7 @@ std::string busyLink(Stage& stage) {
              (link.batchInFlight ? " and a batch is not acknowledged" : "");
     }
   });
-  return busy;
+  return busy.empty() && !stage.nothingTravels() ? "bytes are on their way" : busy;
 }
 
 // The counts that do not change while nothing happens, by a sentence about their change.
@@ -91,8 +94,13 @@ void TestHost::start() {
   stage_.start(*this);
 }
 
+void TestHost::adoptThread() const {
+  stage_.castOf(*this).engine.library().thread = std::this_thread::get_id();
+}
+
 QuarnSocket TestHost::quarn() const {
   requireRunning();
+  adoptThread();
   return QuarnSocket(stage_.castOf(*this).engine.library());
 }
 
@@ -110,6 +118,13 @@ void TestSite::adopt(std::unique_ptr<TestHost> host, QuarnSocket (*probe)()) {
   stage_->adopt(std::move(host), probe);
 }
 
+TestProgram& TestSite::adoptProgram(std::string name, std::function<int()> program, QuarnSocket (*probe)()) {
+  auto host = std::make_unique<ProgramHost>(*stage_, std::move(name), std::move(program));
+  TestProgram& added = *host;
+  stage_->adopt(std::move(host), probe);
+  return added;
+}
+
 std::uint64_t TestSite::seed() const {
   return stage_->seed;
 }
@@ -117,6 +132,41 @@ std::uint64_t TestSite::seed() const {
 std::chrono::system_clock::time_point TestSite::now() const {
   return std::chrono::system_clock::time_point(std::chrono::seconds(stage_->world().start.second)) +
          Duration(stage_->now());
+}
+
+Fault TestSite::silence(const TestHost& one, const TestHost& other) {
+  return stage_->rules().add({{Effect::Lose, &one, &other}, {Effect::Lose, &other, &one}});
+}
+
+Fault TestSite::oneWay(const TestHost& from, const TestHost& to) {
+  return stage_->rules().add({{Effect::Lose, &to, &from}});
+}
+
+Fault TestSite::hold(const TestHost& one, const TestHost& other) {
+  return stage_->rules().add({{Effect::Hold, &one, &other}, {Effect::Hold, &other, &one}});
+}
+
+Fault TestSite::refusal(const TestHost& called) {
+  return stage_->rules().add({{Effect::Refuse, nullptr, &called}});
+}
+
+Fault TestSite::reset(const TestHost& one, const TestHost& other) {
+  return stage_->rules().add({{Effect::Reset, &one, &other}});
+}
+
+Fault TestSite::damage(const TestHost& from, const TestHost& to, unsigned perThousand) {
+  simulation::Damage damage;
+  damage.flip = perThousand;
+  return stage_->rules().add(
+      {{Effect::Damage, &from, &to, simulation::Damaging(damage, stage_->world().random())}});
+}
+
+Fault TestSite::stall(const TestHost& host) {
+  return stage_->stall(host);
+}
+
+Fault TestSite::clock(const TestHost& host, Duration by) {
+  return stage_->shiftClock(host, by.count());
 }
 
 void TestSite::run(Duration duration) {

@@ -27,6 +27,9 @@ struct EndHost {
   bool connected() { return quarn.Connesso(link); }
   void afterTurn() {
     loop.turn(200ms);
+    takeAll();
+  }
+  void takeAll() {
     while (quarn.MessaggioArrivato(link)) {
       auto& items = quarn.reportWaits(link) ? reports : texts;
       items.push_back(quarn.GetMessaggioArrivato(link));
@@ -41,6 +44,10 @@ struct EndHost {
 
 struct TestPair {
   explicit TestPair(TestSite& in) : site(in) {}
+  static std::optional<FailureKind> failureOf(const TestHost& host) {
+    const auto failure = host.quarn().snapshot(1).lastFailure;
+    return failure ? std::optional(failure->kind) : std::nullopt;
+  }
 
   TestSite& site;
   HostOf<EndHost>& server = site.add(
@@ -106,6 +113,105 @@ TEST_F(TestKit, AHostWritesItsLogIntoASimulatedFile) {
     site.settle();
     EXPECT_NE(pair.client.file("/var/log/LOGQUARNNET01012030000000.txt"), "");
     EXPECT_EQ(pair.client.file("/var/log/other"), "");
+  });
+}
+
+TEST_F(TestKit, ProgramsWithALoopOfTheirOwnRunTogether) {
+  simulate([](TestSite& site) {
+    auto& client = site.addProgram("client", [] {
+      EndHost host(true);
+      while (!host.connected()) host.loop.turn(1s);
+      host.send("question");
+      for (; host.texts.empty(); host.takeAll()) host.loop.turn(1s);
+      return 3;
+    });
+    const auto server = [] {
+      EndHost host(false);
+      for (;; host.takeAll()) {
+        host.loop.turn(0ms);
+        if (!host.texts.empty()) host.send("answer to " + host.texts.front());
+        host.texts.clear();
+      }
+      return 0;
+    };
+    auto& peer = site.addProgram("server", server);
+    site.runUntil([&] { return !client.running(); }, 1min);
+    EXPECT_EQ(client.exitStatus(), 3);
+    peer.kill();
+    EXPECT_EQ(peer.exitStatus(), std::nullopt);
+    peer.start();
+    EXPECT_TRUE(peer.running());
+  });
+  EXPECT_EQ(thrownBy<std::runtime_error>(
+                [](TestSite& site) {
+                  site.addProgram("broken", []() -> int { throw std::runtime_error("no configuration"); });
+                },
+                settings),
+            "no configuration");
+}
+
+TEST_F(TestKit, EachFaultShowsAndEndsWithItsScope) {
+  using Shows = bool (*)(TestPair & pair);
+  const Shows clientTimedOut = [](TestPair& pair) {
+    return pair.failureOf(pair.client) == FailureKind::KeepAliveTimeout;
+  };
+  const struct {
+    const char* name;
+    Fault (*begin)(TestPair& pair);
+    Shows shows;
+  } rows[] = {
+      {"silence", [](TestPair& pair) { return pair.site.silence(pair.server, pair.client); }, clientTimedOut},
+      {"one way", [](TestPair& pair) { return pair.site.oneWay(pair.client, pair.server); }, clientTimedOut},
+      {"hold", [](TestPair& pair) { return pair.site.hold(pair.server, pair.client); }, clientTimedOut},
+      {"refusal",
+       [](TestPair& pair) {
+         pair.site.reset(pair.client, pair.server).end();
+         return pair.site.refusal(pair.server);
+       },
+       [](TestPair& pair) { return pair.failureOf(pair.client) == FailureKind::CallFailed; }},
+      {"reset", [](TestPair& pair) { return pair.site.reset(pair.server, pair.client); },
+       [](TestPair& pair) { return pair.failureOf(pair.client) == FailureKind::ConnectionBroken; }},
+      {"damage", [](TestPair& pair) { return pair.site.damage(pair.server, pair.client); },
+       [](TestPair& pair) { return pair.client.quarn().snapshot(1).badChecksums > 0; }},
+      {"stall", [](TestPair& pair) { return pair.site.stall(pair.server); },
+       [](TestPair& pair) { return pair.client.quarn().snapshot(1).repetitions > 0; }},
+      {"clock", [](TestPair& pair) { return pair.site.clock(pair.client, 1h); },
+       [](TestPair& pair) {
+         const std::chrono::seconds deadline(pair.client.quarn().snapshot(1).keepAliveDeadline.value_or(0));
+         return deadline - pair.site.now().time_since_epoch() > 59min;
+       }},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    simulate([&](TestSite& site) {
+      TestPair pair(site);
+      site.settle();
+      {
+        const Fault fault = row.begin(pair);
+        pair.client->send("during");
+        site.runUntil([&] { return row.shows(pair); }, 2min, "the fault shows");
+      }
+      site.settle();
+      pair.server->texts.clear();
+      pair.client->send("after");
+      site.settle();
+      EXPECT_EQ(pair.server->texts, std::vector<std::string>{"after"});
+    });
+  }
+}
+
+TEST_F(TestKit, HeldFramesArriveInOrderWhenTheFaultEnds) {
+  simulate([](TestSite& site) {
+    TestPair pair(site);
+    site.settle();
+    Fault held = site.hold(pair.server, pair.client);
+    pair.client->send("first");
+    site.run(2s);
+    pair.client->send("second");
+    site.never([&] { return !pair.server->texts.empty(); }, 2s);
+    held.end();
+    site.settle();
+    EXPECT_EQ(pair.server->texts, (std::vector<std::string>{"first", "second"}));
   });
 }
 
