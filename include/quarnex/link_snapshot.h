@@ -1,11 +1,14 @@
 // Describes the present state of a link and the reason of its last failure, as values and in words.
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
 
 #include "quarnex/export.h"
+#include "quarnex/receipts.h"
 
 namespace quarnex {
 
@@ -57,6 +60,20 @@ struct LinkFailure {
 /// by the remote host".
 QUARNEX_API std::string inWords(const LinkFailure& failure);
 
+/// A time without connection of a link that the host wants open, or the time before its first one.
+struct LinkOutage {
+  std::uint32_t number = 0;         ///< from 1, in the order of the link's outages
+  std::int64_t start = 0;           ///< second since 1970-01-01 UTC, as in `LinkSnapshot`
+  std::optional<std::int64_t> end;  ///< none while it lasts
+  LinkFailure reason;               ///< with which it began
+  std::uint32_t attempts = 0;       ///< to connect that failed
+  std::array<std::uint64_t, kReceiptCauseCount> dropped{};  ///< texts meanwhile, indexed by `ReceiptCause`
+  std::string why;  ///< one sentence for people; times of day are local time
+};
+
+/// Outages that a link remembers; the oldest is forgotten first.
+constexpr std::size_t kOutagesMax = 32;
+
 /// A read-only view of one link. Times are seconds since 1970-01-01 UTC of the library's clock, which never
 /// goes back: after the system's clock was set back, they stay ahead of it. Counts start when the link is
 /// added.
@@ -89,7 +106,13 @@ struct LinkSnapshot {
   std::optional<LinkFailure> lastFailure;  ///< why the link went down last; none before the first failure
   std::string lastError;  ///< text of the last error notice that had a code, until the link begins anew
   std::uint64_t textsSent = 0, textsReceived = 0;  ///< texts of the hosts, without words of the protocol
+  OutcomeCounts outcomes;                          ///< of the texts that have one
+  std::uint64_t undecided = 0;                     ///< texts without an outcome
+  std::uint64_t receivedDropped = 0;               ///< received texts dropped before the host took them
   std::uint64_t framesSent = 0, framesReceived = 0;
+  std::optional<std::int64_t> lastHeard;         ///< time of the last message of the peer
+  std::optional<std::int64_t> lastSent;          ///< time of the last frame
+  std::optional<std::int64_t> lastAcknowledged;  ///< time of the last acknowledgement
   std::uint64_t repetitions = 0, badChecksums = 0, reconnections = 0;
   /// Bytes held because of the peer: received and not handled, and queued for the host; and sent, but not yet
   /// accepted by the system. `MemoryLimits` bounds them.

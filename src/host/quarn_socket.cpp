@@ -6,6 +6,7 @@
 
 #include "engine/diagnostics/log.h"
 #include "engine/diagnostics/trace.h"
+#include "engine/events/telling.h"
 #include "engine/link/activation.h"
 #include "engine/message/outbound.h"
 #include "engine/records/frm_sock.h"
@@ -15,6 +16,7 @@
 #include "engine/records/record_operations.h"
 #include "engine/records/text_pieces.h"
 #include "engine/records/trap.h"
+#include "host/host_boundary.h"
 #include "host/link_registration.h"
 #include "host/method_table.h"
 #include "host/snapshot.h"
@@ -35,16 +37,6 @@ Value valueOf(bool flag) {
 }
 Value valueOf(std::string_view text) {
   return std::string(text);
-}
-
-/// Runs `body` and converts its exceptions to failures with a number.
-template <class Body>
-auto numbered(const Library& library, Body&& body) {
-  try {
-    return body();
-  } catch (const std::exception& thrown) {
-    throw failureOf(library, thrown);
-  }
 }
 
 /// Runs `body` and reports the call, its result or its failure to the observer. Without an observer it does
@@ -74,11 +66,11 @@ auto hostCall(Library& library, Body&& body, const Parameters&... parameters) {
   }
 }
 
-void queueText(Library& library, std::int16_t IdxQuarn, std::string_view s) {
+void acceptText(Library& library, std::int16_t IdxQuarn, std::string_view s) {
   ConnectionRecord& record = library.ConnectionTable[IdxQuarn];
-  if (s == "VUOTABUFFER") return SvuotaCode(library, IdxQuarn);
+  if (s == "VUOTABUFFER") return SvuotaCode(library, IdxQuarn, ReceiptCause::QueuesEmptied);
   if (record.UsaTcp) {
-    BufferPut(record.CodaInvio, s);
+    queueText(library, record, s);
     return Traccia(library, IdxQuarn, "COMANDO:", ZeroPadded{record.CodaInvio.Count, 5}, ' ', s);
   }
   Traccia(library, IdxQuarn, "I>:", ZeroPadded{record.CodaInvio.Count, 5}, ' ', s);
@@ -97,7 +89,7 @@ void openLink(Library& library, std::int16_t IdxQuarn) {
   record.AnomaliaSegnalata = false;
   record.Aperto = true;
   trap([&] { RinnovaAlive(library, record); });
-  trap([&] { AttivaSocket(library, record); });
+  trap([&] { AttivaSocket(library, record, ReceiptCause::Reopened); });
   if (trap.pending()) {
     Traccia(library, IdxQuarn, trap.number(), " error TCP Apri scheda ", ':', trap.description());
   }
@@ -169,7 +161,7 @@ void QuarnSocket::Invia(Int16 IdxQuarn, std::string_view s) {
       *library_,
       [&] {
         if (!s.empty() && library_->validIndex(IdxQuarn) && !library_->InUscita)
-          queueText(*library_, IdxQuarn, s);
+          acceptText(*library_, IdxQuarn, s);
       },
       IdxQuarn, s);
 }

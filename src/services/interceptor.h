@@ -89,6 +89,10 @@ class InterceptedSocket final : public SocketInstance {
     if (policy.inner) policy.inner->allowCallers(dotted);
   }
   std::uint64_t refusedCallers() const override { return policy.inner ? policy.inner->refusedCallers() : 0; }
+  std::int32_t callerPort() const override { return policy.inner ? policy.inner->callerPort() : 0; }
+  void hangUp() override {
+    if (policy.inner) policy.inner->hangUp();
+  }
   void send(std::string_view bytes) override {
     around(Operation::Send, bytes, [bytes](auto& socket) { socket.send(bytes); });
   }
@@ -203,6 +207,8 @@ class Interceptor : public SocketService,
     return derived().around(ServiceCall{Operation::UtcOffset},
                             [&] { return inner_.clock.utcOffset(instant); });
   }
+
+  Moment moment() override { return inner_.clock.moment(); }
 
   void create(const std::string& name) override {
     derived().around(ServiceCall{Operation::CreateLog, {}, name}, [&] { inner_.logFile.create(name); });

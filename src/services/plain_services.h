@@ -105,6 +105,7 @@ struct PlainServices : SocketService, TimerService, WallClock, TextFile {
 
   Instant now() override { return time; }
   std::int32_t utcOffset(Instant) override { return offset; }
+  Moment moment() override { return {time.second, time.second * 1000}; }
 
   void create(const std::string&) override {}
   void write(std::string_view) override {}

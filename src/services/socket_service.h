@@ -117,6 +117,10 @@ class SocketInstance {
   virtual void allowCallers(const std::vector<std::string>& /*dotted*/) {}
   /// Number of callers that were reset for this reason. For observation only.
   virtual std::uint64_t refusedCallers() const { return 0; }
+  /// Port of the attached caller, 0 if there is none or it is unknown. For observation only.
+  virtual std::int32_t callerPort() const { return 0; }
+  /// Ends the connection, if there is one, so that its close event follows as if the peer had closed it.
+  virtual void hangUp() {}
 };
 
 /// Receiver of the socket events. Codes are Windows Sockets numbers, 0 for success. Called on the library's

@@ -24,12 +24,21 @@ struct LocalTime {
   int month = 1, day = 1, hour = 0, minute = 0, second = 0;
 };
 
+/// A moment for people: the second that the system's clock shows, which may go back, and milliseconds of a
+/// clock that never does, since an arbitrary moment.
+struct Moment {
+  std::int64_t systemSecond = 0;
+  std::int64_t milliseconds = 0;
+};
+
 class WallClock {
  public:
   virtual ~WallClock() = default;
   virtual Instant now() = 0;
   /// Seconds that local time is ahead of UTC at `instant`.
   virtual std::int32_t utcOffset(Instant instant) = 0;
+  /// For observation only: never recorded.
+  virtual Moment moment() { return {}; }
 };
 
 /// Local time of `instant` where clocks are `utcOffset` seconds ahead of UTC (Gregorian calendar, no leap

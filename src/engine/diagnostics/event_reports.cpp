@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "engine/diagnostics/trace.h"
+#include "engine/events/telling.h"
 #include "engine/records/frm_sock.h"
-#include "engine/records/inbound.h"
 #include "engine/records/integer.h"
 #include "engine/records/record_operations.h"
 #include "engine/records/trap.h"
@@ -51,7 +51,7 @@ void SegnalaEvento(Library& library, ConnectionRecord& rec, std::int16_t codice,
   if (!dettaglio.empty()) (report += "$S").append(dettaglio) += '$';
   report += ']' + stamp;
   Traccia(library, rec.IdxQuarn, "P:", report);
-  putInbound(library, rec, report, true);
+  queueReport(library, rec, report);
 }
 
 void SegnalaConnesso(Library& library, ConnectionRecord& rec) {
@@ -69,12 +69,14 @@ void SegnalaRisponde(Library& library, ConnectionRecord& rec) {
   if (rec.NonRispondeSegnalato) {
     rec.NonRispondeSegnalato = false;
     SegnalaEvento(library, rec, kAnsweringAgainReport, "");
+    tell(library, rec, EventType::AnsweringAgain);
   }
   rec.ContaNonRisponde = 0;
 }
 
 void SegnalaAnomalia(Library& library, ConnectionRecord& rec, std::string_view motivo) {
   if (!rec.AnomaliaSegnalata) {
+    tellFailure(library, rec, EventType::Failure);
     SegnalaEvento(library, rec, kFailureBegunReport, concat(DescriviPunto(library, rec), ' ', motivo));
   }
   rec.AnomaliaSegnalata = true;
@@ -83,6 +85,7 @@ void SegnalaAnomalia(Library& library, ConnectionRecord& rec, std::string_view m
 void SegnalaAnomaliaRientrata(Library& library, ConnectionRecord& rec) {
   if (!rec.AnomaliaSegnalata) return;
   rec.AnomaliaSegnalata = false;
+  tell(library, rec, EventType::FailureOver);
   SegnalaEvento(library, rec, kFailureEndedReport, "");
 }
 

@@ -3,6 +3,7 @@
 #include <memory>
 #include <utility>
 
+#include "engine/events/telling.h"
 #include "engine/records/text_pieces.h"
 #include "engine/records/trap.h"
 #include "services/socket_errors.h"
@@ -20,6 +21,7 @@ LinkPhase phaseOfFailure(const ConnectionRecord& rec) {
 void rememberConnection(Library& library, ConnectionRecord& rec) {
   rec.history.since = library.services.clock.now();
   rec.history.messageReceived = false;
+  tellConnected(library, rec);
 }
 
 void rememberFailure(Library& library, ConnectionRecord& rec, LinkFailure failure) {
@@ -28,6 +30,7 @@ void rememberFailure(Library& library, ConnectionRecord& rec, LinkFailure failur
     failure.at = library.services.clock.now().second;
     failure.phase = phaseOfFailure(rec);
     rec.history.lastFailure = std::make_unique<LinkFailure>(std::move(failure));
+    tellDown(library, rec);
   });
 }
 

@@ -6,6 +6,7 @@
 
 #include "engine/diagnostics/failure_reasons.h"
 #include "engine/diagnostics/trace.h"
+#include "engine/events/telling.h"
 #include "engine/exchange/frame.h"
 #include "engine/exchange/receiving.h"
 #include "engine/exchange/sending.h"
@@ -86,9 +87,11 @@ void answerQuery(Library& library, ConnectionRecord& record) {
 // Answers every received word, in this order; the sub-state set last remains.
 void answerWords(Library& library, ConnectionRecord& record, Trap& trap) {
   if (record.RicevutoACK) {
+    noteAcknowledged(library, record);
     clearText(record.UltimoInviato);
     record.AttesaRitrasmissione = 0;
     ImpostaStatoB(library, record, kExchangeReady);
+    record.history.lastAcknowledged = {record.ScadenzaB.second - kReplySeconds};
     record.RicevutoACK = false;
   }
   if (record.RicevutoCMD) {
@@ -96,10 +99,12 @@ void answerWords(Library& library, ConnectionRecord& record, Trap& trap) {
     record.RicevutoCMD = false;
   }
   if (record.RicevutoQRY) {
+    noteQuery(library, record);
     trap([&] { answerQuery(library, record); });
     record.RicevutoQRY = false;
   }
   if (record.RicevutoNODATA) {
+    noteNoData(library, record);
     ImpostaStatoB(library, record, kExchangeIdle);
     record.ScadenzaB = CalcolaScadenza(library, 0);
     record.RicevutoNODATA = false;
@@ -152,6 +157,7 @@ void Handler_ADV(Library& library, ConnectionRecord& record) {
     record.ChiusuraRemota = false;
     trap([&] { rememberFailure(library, record, {FailureKind::PeerAskedToClose}); });
     trap([&] { ETH_Riconnetti(library, record); });
+    if (!record.Attivo) tellClosed(library, record, false);
   }
   if (trap.pending()) {
     trap([&] { TracciaErrore(library, record.IdxQuarn, toInteger(trap.number()), "error ETH Handler_ADV"); });

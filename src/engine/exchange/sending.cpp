@@ -4,12 +4,14 @@
 
 #include "engine/diagnostics/event_reports.h"
 #include "engine/diagnostics/trace.h"
+#include "engine/events/telling.h"
 #include "engine/exchange/frame.h"
 #include "engine/link/failure_handling.h"
 #include "engine/records/frm_sock.h"
 #include "engine/records/integer.h"
 #include "engine/records/record_operations.h"
 #include "engine/records/trap.h"
+#include "quarnex/times_and_limits.h"
 #include "services/assertion.h"
 
 namespace quarnex {
@@ -47,9 +49,11 @@ void handleSendFailure(Library& library, ConnectionRecord& record, Trap& trap) {
 void InviaFrame(Library& library, ConnectionRecord& record, std::string_view messaggio) {
   Trap trap{library};
   if (messaggio.empty()) return record.UltimoInviato.clear();
+  noteDataSent(record, messaggio.data() != record.UltimoInviato.data());
   trap([&] { record.UltimoInviato.assign(messaggio); });
   if (!trap.pending()) sendFrame(library, record, record.UltimoInviato, trap);
   ImpostaStatoB(library, record, kExchangeWaiting);
+  record.history.lastSent = {record.ScadenzaB.second - kReplySeconds};
   handleSendFailure(library, record, trap);
 }
 
@@ -62,8 +66,10 @@ void InviaComando(Library& library, ConnectionRecord& record, std::string_view c
     if (!argomento.empty()) message.append("|9").append(argomento);
     message += "|9.|";
   });
+  if (argomento == "QRY" || comando == "QRY") record.history.acks.sendsQuery();
   if (!trap.pending()) sendFrame(library, record, message, trap);
   ImpostaStatoB(library, record, kExchangeReady);
+  record.history.lastSent = {record.ScadenzaB.second - kReplySeconds};
   handleSendFailure(library, record, trap);
 }
 

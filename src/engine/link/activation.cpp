@@ -4,6 +4,7 @@
 
 #include "engine/diagnostics/event_reports.h"
 #include "engine/diagnostics/trace.h"
+#include "engine/events/telling.h"
 #include "engine/message/outbound.h"
 #include "engine/records/frm_sock.h"
 #include "engine/records/record_operations.h"
@@ -20,15 +21,16 @@ void reportClosedForGood(Library& library, ConnectionRecord& record, Trap& trap,
   RinnovaAlive(library, record);
   trap([&] { SegnalaDisconnesso(library, record); });
   trap([&] { ErroreETH(library, record.IdxQuarn, 0, testo); });
+  tellClosed(library, record, true);
 }
 
 }  // namespace
 
-void AttivaSocket(Library& library, ConnectionRecord& record) {
+void AttivaSocket(Library& library, ConnectionRecord& record, ReceiptCause cause) {
   Trap trap{library};
   if (record.Stato != kConnected) {
     ResetScambio(library, record);
-    SvuotaCode(library, record.IdxQuarn);
+    SvuotaCode(library, record.IdxQuarn, cause);
     trap([&] {
       Traccia(library, record.IdxQuarn, "ATTIVATO SOCKET ", record.ConnessioneClient ? "CLIENT " : "SERVER ",
               [&] { return EthTag(library, record.IdxQuarn); });
@@ -59,7 +61,9 @@ void ChiudiSocket(Library& library, ConnectionRecord& record) {
 }
 
 void AccodaChiusura(Library& library, std::int16_t IdxQuarn) {
-  BufferPut(library.ConnectionTable[IdxQuarn].CodaInvio, "9K");
+  ConnectionRecord& record = library.ConnectionTable[IdxQuarn];
+  queueWord(library, record, "9K");
+  tell(library, record, EventType::Closing);
 }
 
 void ChiudiServer(Library& library, std::int16_t IdxQuarn) {

@@ -8,8 +8,9 @@
 namespace quarnex {
 
 /// Puts a link into service: unless it is connected, its exchange is reset, its queues are emptied and it
-/// waits `kActivationSeconds` for its first listen or call. Starts the timer if it does not run. Never fails.
-void AttivaSocket(Library& library, ConnectionRecord& record);
+/// waits `kActivationSeconds` for its first listen or call. Starts the timer if it does not run. `cause`: why
+/// texts that wait are dropped. Never fails.
+void AttivaSocket(Library& library, ConnectionRecord& record, ReceiptCause cause);
 
 /// Takes a link out of service at the host's request: at once, or by asking the connected peer to close.
 /// Never fails.

@@ -5,6 +5,7 @@
 #include "engine/diagnostics/event_reports.h"
 #include "engine/diagnostics/failure_reasons.h"
 #include "engine/diagnostics/trace.h"
+#include "engine/events/telling.h"
 #include "engine/link/activation.h"
 #include "engine/records/frm_sock.h"
 #include "engine/records/integer.h"
@@ -21,6 +22,7 @@ void countFailure(Library& library, ConnectionRecord& record, std::string_view m
   ++record.ContaNonRisponde;
   if (record.ContaNonRisponde <= library.MaxTentativi) return;
   record.NonRispondeSegnalato = true;
+  tellFailure(library, record, EventType::NotAnswering);
   record.ContaNonRisponde = 0;
   SegnalaEvento(library, record, kNotAnsweringReport, concat(DescriviPunto(library, record), ' ', motivo));
 }
@@ -52,18 +54,20 @@ void NonRisponde(Library& library, ConnectionRecord& record, LinkFailure failure
   ETH_Riconnetti(library, record);
   countFailure(library, record, motivo);
   SegnalaAnomalia(library, record, motivo);
+  if (!record.Attivo) tellClosed(library, record, false);
 }
 
 void ETH_Riconnetti(Library& library, ConnectionRecord& record) {
   Trap trap{library};
   ++record.history.reconnections;
+  tellDisconnected(library, record, false);
   trap([&] {
     Traccia(library, record.IdxQuarn, "ETH_Riconnetti ", [&] { return EthTag(library, record.IdxQuarn); });
   });
   record.ChiusuraRemota = false;
   record.ConnessioneClient ? takeDownClient(library, record, trap) : takeDownServer(library, record, trap);
   ImpostaStato(library, record, kSocketPhase, kActivationSeconds);
-  trap([&] { AttivaSocket(library, record); });
+  trap([&] { AttivaSocket(library, record, ReceiptCause::Reconnection); });
   trap([&] { SegnalaDisconnesso(library, record); });
   if (library.InUscita) record.Attivo = false;
 }
@@ -87,7 +91,7 @@ void ErroreSocketServer(Library& library, std::int16_t IdxQuarn, std::int16_t co
 }
 
 void keepAliveExpired(Library& library, ConnectionRecord& rec) {
-  BufferPut(rec.CodaInvio, "9!");
+  queueWord(library, rec, "9!");
   rec.ContaAlive = toInteger(rec.ContaAlive + 1);
   ArmaAlive(library, rec);
   if (rec.ContaAlive <= kSilentPeriodsTolerated) return;

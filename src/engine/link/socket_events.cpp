@@ -7,6 +7,7 @@
 #include "engine/diagnostics/event_reports.h"
 #include "engine/diagnostics/failure_reasons.h"
 #include "engine/diagnostics/trace.h"
+#include "engine/events/telling.h"
 #include "engine/link/activation.h"
 #include "engine/link/failure_handling.h"
 #include "engine/link/socket_phase.h"
@@ -49,6 +50,7 @@ void traceServer(Library& library, std::int16_t i, std::int16_t Index, std::stri
 void noteClose(Library& library, ConnectionRecord& record, std::int16_t ErrorCode) {
   rememberFailure(library, record,
                   {ErrorCode == 0 ? FailureKind::ClosedByPeer : FailureKind::ConnectionBroken, ErrorCode});
+  tellDisconnected(library, record, record.Aperto);
 }
 
 void connected(Library& library, ConnectionRecord& record, std::int16_t Index, Trap& trap) {
@@ -125,7 +127,7 @@ void ClientSocket_Close(Library& library, std::int16_t Index, std::int16_t Error
   ConnectionRecord* record = linkOf(library, library.ClientLinks, Index);
   if (record == nullptr) return;
   Trap trap{library};
-  trap([&] { noteClose(library, *record, ErrorCode); });
+  noteClose(library, *record, ErrorCode);
   trap([&] { SegnalaDisconnesso(library, *record); });
   trap([&] { ScartaRicezione(library, record->IdxQuarn); });
   trap([&] { ClientSocket(library, Index).close(); });
@@ -164,7 +166,7 @@ void ServerSocket_Close(Library& library, std::int16_t Index, std::int16_t Error
   if (record == nullptr) return;
   Trap trap{library};
   trap([&] { TracciaSocketServer(library, record->IdxQuarn, Index); });
-  trap([&] { noteClose(library, *record, ErrorCode); });
+  noteClose(library, *record, ErrorCode);
   trap([&] { SegnalaDisconnesso(library, *record); });
   trap([&] { ScartaRicezione(library, record->IdxQuarn); });
   trap([&] { SrvAccept(library, Index).close(); });
@@ -183,7 +185,7 @@ void SrvAccept_Close(Library& library, std::int16_t Index, std::int16_t ErrorCod
   if (record == nullptr) return;
   Trap trap{library};
   trap([&] { TracciaSocketServer(library, record->IdxQuarn, Index); });
-  trap([&] { noteClose(library, *record, ErrorCode); });
+  noteClose(library, *record, ErrorCode);
   trap([&] { SegnalaDisconnesso(library, *record); });
   trap([&] { ScartaRicezione(library, record->IdxQuarn); });
   trap([&] { traceServer(library, record->IdxQuarn, Index, "Accept CHIUDE ", SrvAccept); });

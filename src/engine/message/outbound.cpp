@@ -1,16 +1,40 @@
 #include "engine/message/outbound.h"
 
+#include <algorithm>
 #include <string>
+#include <vector>
 
 #include "engine/diagnostics/trace.h"
+#include "engine/events/telling.h"
 #include "engine/message/service_words.h"
-#include "engine/records/inbound.h"
 #include "engine/records/memory_budget.h"
 #include "engine/records/record_operations.h"
 #include "quarnex/times_and_limits.h"
 
 namespace quarnex {
 namespace {
+
+// True if one message with such texts arrives as it was sent. Otherwise a text ends the message or one of its
+// fields early, or the message is too long, and the fate of its other texts is unknown as well.
+bool isIntact(std::string_view message, std::size_t texts) {
+  constexpr std::size_t separatorsBesides = 3;  // before "9CMD", and around "9."
+  return message.size() <= kMessageLengthMax && message.find_first_of("\2\3") == std::string_view::npos &&
+         static_cast<std::size_t>(std::ranges::count(message, '|')) == texts + separatorsBesides;
+}
+
+// Tells which texts of the host are in the batch, and which of them the peer does not pass to its host.
+void note(ConnectionRecord& rec, const std::vector<std::string_view>& texts) {
+  if (!rec.ledger) return;
+  const std::uint32_t words = BufferMarks(rec.CodaInvio);
+  std::size_t own = 0;
+  std::uint32_t spoilt = 0;
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    if ((words >> i & 1) != 0) continue;
+    if (texts[i].size() < kTextLengthMin || isServiceWord(texts[i])) spoilt |= 1U << own;
+    ++own;
+  }
+  notePrepared(rec, own, isIntact(rec.UltimoLotto, texts.size()) ? spoilt : UINT32_MAX);
+}
 
 // The texts leave the queue only when the complete message is built: if memory is exhausted they stay.
 void buildBatch(ConnectionRecord& rec) {
@@ -21,6 +45,7 @@ void buildBatch(ConnectionRecord& rec) {
   message += concat("000", ZeroPadded{rec.IdQuarn, 3}, fields);
   for (const std::string_view text : texts) (message += '|') += text;
   message += "|9CMD|9.|";
+  note(rec, texts);
   for (const std::string_view text : texts)
     if (!isServiceWord(text)) ++rec.history.textsSent;
   for (std::size_t sent = texts.size(); sent > 0; --sent) BufferDrop(rec.CodaInvio);
@@ -63,14 +88,17 @@ void ConsegnaLocale(Library& library, std::int16_t IdxQuarn, std::string_view s)
     const auto index = static_cast<std::int16_t>(i);
     ConnectionRecord& twin = library.ConnectionTable[index];
     if (index == IdxQuarn || twin.Tipo != sender.Tipo || twin.IdQuarn != sender.IdQuarn) continue;
-    ++twin.history.textsReceived;
-    putInbound(library, twin, s);
+    queueReceived(library, twin, s);
+    noteLocal(library, library.ConnectionTable[IdxQuarn], true);
     return Traccia(library, index, "R>:", ZeroPadded{twin.CodaArrivo.Count, 5}, ' ', s);
   }
+  noteLocal(library, library.ConnectionTable[IdxQuarn], false);
 }
 
-void SvuotaCode(Library& library, std::int16_t IdxQuarn) {
+void SvuotaCode(Library& library, std::int16_t IdxQuarn, ReceiptCause cause) {
   ConnectionRecord& rec = library.ConnectionTable[IdxQuarn];
+  noteAbandoned(library, rec, cause);
+  tellReceivedDropped(library, rec, BufferUnmarked(rec.CodaArrivo), cause);
   empty(rec.CodaInvio);
   rec.AttesaRitrasmissione = 0;
   empty(rec.CodaArrivo);

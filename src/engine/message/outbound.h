@@ -21,7 +21,7 @@ bool ScegliInvio(Library& library, ConnectionRecord& rec);
 /// Delivers a text of a link without TCP to the first other link of the same type and identifier.
 void ConsegnaLocale(Library& library, std::int16_t IdxQuarn, std::string_view s);
 
-/// Empties `CodaInvio` and `CodaArrivo` and forgets the batch in flight.
-void SvuotaCode(Library& library, std::int16_t IdxQuarn);
+/// Empties `CodaInvio` and `CodaArrivo` and forgets the batch in flight, for this reason.
+void SvuotaCode(Library& library, std::int16_t IdxQuarn, ReceiptCause cause);
 
 }  // namespace quarnex

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "engine/records/inbound.h"
+#include "engine/events/telling.h"
 #include "engine/records/trap.h"
 
 namespace quarnex {
@@ -13,29 +13,29 @@ enum class Match { Exact, Prefix };
 struct ServiceWord {
   std::string_view word;
   Match match;
-  void (*effect)(ConnectionRecord& rec);
+  void (*effect)(Library& library, ConnectionRecord& rec);
 };
 
-void none(ConnectionRecord&) {}
-void queueProbe(ConnectionRecord& rec) {
-  BufferPut(rec.CodaInvio, "9!");
+void none(Library&, ConnectionRecord&) {}
+void queueProbe(Library& library, ConnectionRecord& rec) {
+  queueWord(library, rec, "9!");
 }
-void queueOkay(ConnectionRecord& rec) {
-  BufferPut(rec.CodaInvio, "9OKAY000");
+void queueOkay(Library& library, ConnectionRecord& rec) {
+  queueWord(library, rec, "9OKAY000");
 }
-void raiseAck(ConnectionRecord& rec) {
+void raiseAck(Library&, ConnectionRecord& rec) {
   rec.RicevutoACK = true;
 }
-void raiseQry(ConnectionRecord& rec) {
+void raiseQry(Library&, ConnectionRecord& rec) {
   rec.RicevutoQRY = true;
 }
-void raiseCmd(ConnectionRecord& rec) {
+void raiseCmd(Library&, ConnectionRecord& rec) {
   rec.RicevutoCMD = true;
 }
-void raiseNoData(ConnectionRecord& rec) {
+void raiseNoData(Library&, ConnectionRecord& rec) {
   rec.RicevutoNODATA = true;
 }
-void raiseRemoteClose(ConnectionRecord& rec) {
+void raiseRemoteClose(Library&, ConnectionRecord& rec) {
   rec.ChiusuraRemota = true;
 }
 
@@ -92,9 +92,8 @@ const ServiceWord* wordOf(std::string_view field) {
 void GestisciServizio(Library& library, ConnectionRecord& rec, std::string_view campo) {
   Trap ignored{library};
   ignored([&] {
-    if (const ServiceWord* word = wordOf(campo)) return word->effect(rec);
-    ++rec.history.textsReceived;
-    putInbound(library, rec, campo);
+    if (const ServiceWord* word = wordOf(campo)) return word->effect(library, rec);
+    queueReceived(library, rec, campo);
   });
 }
 

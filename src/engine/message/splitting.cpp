@@ -1,11 +1,12 @@
 #include "engine/message/splitting.h"
 
 #include <string>
+#include <utility>
 
 #include "engine/diagnostics/event_reports.h"
 #include "engine/diagnostics/trace.h"
+#include "engine/events/telling.h"
 #include "engine/message/service_words.h"
-#include "engine/records/inbound.h"
 #include "engine/records/integer.h"
 #include "engine/records/memory_budget.h"
 #include "engine/records/record_operations.h"
@@ -19,8 +20,7 @@ void deliverField(Library& library, ConnectionRecord& rec, std::string_view fiel
   if (field.size() < kTextLengthMin) return;
   if (field.front() == '9') return GestisciServizio(library, rec, field);
   rec.RicevutoCMD = true;
-  ++rec.history.textsReceived;
-  putInbound(library, rec, field);
+  queueReceived(library, rec, field);
   Traccia(library, rec.IdxQuarn, "X:", field);
 }
 
@@ -46,7 +46,8 @@ void DividiMessaggio(Library& library, ConnectionRecord& rec, std::string_view m
   trap([&] { length = toInteger(static_cast<std::int64_t>(messaggio.size())); });
   if (length >= kMessageLengthMin) {
     RinnovaAlive(library, rec);
-    rec.history.messageReceived = true;
+    rec.history.lastHeard = aliveSince(rec);
+    if (!std::exchange(rec.history.messageReceived, true)) tell(library, rec, EventType::Heard);
     trap([&] { SegnalaRisponde(library, rec); });
     trap([&] { SegnalaAnomaliaRientrata(library, rec); });
     rec.ChiusuraRemota = false;

@@ -5,6 +5,8 @@
 #include <memory>
 #include <string>
 
+#include "engine/records/ack_tally.h"
+#include "engine/records/link_ledger.h"
 #include "engine/records/text_buffer.h"
 #include "quarnex/link_snapshot.h"
 #include "services/byte_queue.h"
@@ -40,6 +42,8 @@ struct LinkHistory {
   std::uint64_t repetitions = 0;
   std::uint32_t badChecksums = 0, reconnections = 0;  // at most one of each a tick
   Instant limitSince;                                 // since then the link may not fetch; 0 = it may
+  Instant lastHeard, lastSent, lastAcknowledged;      // 0 = never
+  AckTally acks;
 };
 
 /// A tick reads only the first cache line of a quiet link, so all fields that it needs are there, up to the
@@ -93,6 +97,7 @@ struct alignas(kCacheLine) ConnectionRecord {
   std::size_t bytesHeld = 0;  // as counted last, see `countHeldBytes`
 
   LinkHistory history;
+  std::unique_ptr<LinkLedger> ledger;  // answers for the host; null until the first one
 };
 
 }  // namespace quarnex

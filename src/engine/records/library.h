@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "engine/records/connection_table.h"
+#include "engine/records/event_queue.h"
 #include "quarnex/failure.h"
 #include "quarnex/times_and_limits.h"
 #include "services/services.h"
@@ -57,6 +58,11 @@ struct Library {
 
   std::int16_t MaxTentativi = 0;  // failures that a link tolerates before 109
   bool InUscita = false;          // shutting down, for good
+
+  std::unique_ptr<EventQueue> events;  // of all links; null until the host asks for them
+  Moment lastTick;                     // while there are events
+  int drains = 0;                      // links that are being drained
+  bool draining = false;               // drainAndLeave has been called
 
   bool LogAperto = false;
   std::uint64_t toldLogBytes = 0;  // missing in the log, as the host knows

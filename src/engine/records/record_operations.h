@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "engine/records/library.h"
+#include "quarnex/times_and_limits.h"
 
 namespace quarnex {
 
@@ -25,6 +26,12 @@ void ImpostaStatoB(Library& library, ConnectionRecord& record, std::int16_t valo
 void ArmaAlive(Library& library, ConnectionRecord& record);
 /// Arms the keep-alive and resets the count of its expiries.
 void RinnovaAlive(Library& library, ConnectionRecord& record);
+
+/// The time at which the keep-alive was armed last.
+inline Instant aliveSince(const ConnectionRecord& record) {
+  return {record.ScadenzaAlive.second -
+          (record.ConnessioneClient ? kClientAliveSeconds : kServerAliveSeconds)};
+}
 
 /// Resets the fields of receiving and exchange. Also frees the handler's guard, even if the handler is
 /// running further up the stack.

@@ -28,6 +28,18 @@ std::string_view firstText(std::string_view items) {
   return items.substr(sizeof(Head), firstHead(items) & ~kMarked);
 }
 
+/// Calls `use` with the head of each item, oldest first, while it returns true.
+template <class Use>
+void visitHeads(const TextBuffer& buffer, const Use& use) {
+  if (buffer.Count <= 0) return;
+  buffer.Items->visit([&](std::string_view items) {
+    bool more = true;
+    for (; more && !items.empty(); items.remove_prefix(sizeof(Head) + firstText(items).size()))
+      more = use(firstHead(items));
+    return more;
+  });
+}
+
 // The count, the capacity and the stored bytes agree.
 [[maybe_unused]] bool isSound(const TextBuffer& buffer) {
   const bool anyStored = buffer.Items && !buffer.Items->empty();
@@ -73,6 +85,25 @@ void BufferDrop(TextBuffer& buffer) {
   if (buffer.Count <= 0) return;
   buffer.Items->consume(sizeof(Head) + BufferFront(buffer).size());
   --buffer.Count;
+}
+
+std::uint32_t BufferMarks(const TextBuffer& buffer) {
+  std::uint32_t marks = 0;
+  std::size_t item = 0;
+  visitHeads(buffer, [&](Head head) {
+    if ((head & kMarked) != 0) marks |= 1U << item;
+    return ++item < 32;
+  });
+  return marks;
+}
+
+std::size_t BufferUnmarked(const TextBuffer& buffer) {
+  std::size_t count = 0;
+  visitHeads(buffer, [&](Head head) {
+    if ((head & kMarked) == 0) ++count;
+    return true;
+  });
+  return count;
 }
 
 std::vector<std::string_view> BufferTexts(const TextBuffer& buffer, std::size_t most) {

@@ -40,5 +40,9 @@ void BufferDrop(TextBuffer& buffer);
 
 /// The oldest items, at most `most`. Valid until the next change.
 std::vector<std::string_view> BufferTexts(const TextBuffer& buffer, std::size_t most);
+/// Bit i = item i of the oldest 32 is marked.
+std::uint32_t BufferMarks(const TextBuffer& buffer);
+/// Number of items that are not marked.
+std::size_t BufferUnmarked(const TextBuffer& buffer);
 
 }  // namespace quarnex

@@ -1,6 +1,7 @@
 #include "engine/tick/tick.h"
 
 #include "engine/diagnostics/trace.h"
+#include "engine/events/telling.h"
 #include "engine/exchange/handler.h"
 #include "engine/link/socket_phase.h"
 #include "engine/records/frm_sock.h"
@@ -31,6 +32,7 @@ void fetchAhead(Library& library, int link) {
 
 void HiTime_QUARN_Tick(Library& library) {
   QUARNEX_ASSERT(library.thread == std::this_thread::get_id());
+  watchClock(library);
   const int n = library.ConnectionCount;
   for (int i = 1; i <= n; ++i) {
     fetchAhead(library, i);

@@ -26,6 +26,10 @@ class PosixPlatform {
     using Wait = std::chrono::milliseconds::rep;
     reactor_.turn(static_cast<int>(std::clamp<Wait>(maxWait.count(), -1, std::numeric_limits<int>::max())));
   }
+  /// Like `HostLoop::nextDeadline`, for this loop.
+  std::chrono::milliseconds nextDeadline() const {
+    return std::chrono::milliseconds(reactor_.hasUndelivered() ? 0 : timer_.untilTick());
+  }
   /// Like `HostLoop::fd`, for this loop.
   int fd() const { return reactor_.fd(); }
 

@@ -219,6 +219,17 @@ void PosixSocket::send(std::string_view bytes) {
   if (inOrder) reportAgain();
 }
 
+std::int32_t PosixSocket::callerPort() const {
+  sockaddr_in peer{};
+  socklen_t size = sizeof peer;
+  return ::getpeername(descriptor_.get(), asSockaddr(peer), &size) == 0 ? ntohs(peer.sin_port) : 0;
+}
+
+// The system reports the end of the connection like one by the peer.
+void PosixSocket::hangUp() {
+  if (state_ == kSocketConnected) ::shutdown(descriptor_.get(), SHUT_RDWR);
+}
+
 void PosixSocket::onReady(std::uint32_t events) {
   switch (state_) {
     case kSocketListening:
@@ -273,7 +284,8 @@ void PosixSocket::acceptCallers() {
       closeWithReset(incoming);
       continue;
     }
-    const std::int32_t handle = sockets.offer({std::move(incoming), std::move(host)});
+    const std::int32_t handle =
+        sockets.offer({std::move(incoming), std::move(host)});
     events_.onAccept(array_, index_, handle, 0);
     sockets.withdrawOffer();
   }

@@ -34,6 +34,12 @@ void PosixTimer::setPeriod(std::int16_t milliseconds) {
   period_ = milliseconds;
 }
 
+std::int64_t PosixTimer::untilTick() const {
+  itimerspec left{};
+  if (period_ == 0 || ::timerfd_gettime(timer_.get(), &left) != 0) return -1;
+  return left.it_value.tv_sec * 1000 + (left.it_value.tv_nsec + 999'999) / 1'000'000;
+}
+
 // One read collects all periods that have passed, so a late loop gets one tick. After a new setting of the
 // timer there may be nothing to read.
 void PosixTimer::onReady(std::uint32_t) {
@@ -41,6 +47,12 @@ void PosixTimer::onReady(std::uint32_t) {
   if (::read(timer_.get(), &periods, sizeof periods) != sizeof periods) return;
   reactor_.beginTick();
   if (events_ != nullptr) events_->onTick();
+}
+
+Moment PosixClock::moment() {
+  timespec since{};
+  ::clock_gettime(CLOCK_BOOTTIME, &since);
+  return {systemSecond_(), since.tv_sec * 1000 + since.tv_nsec / 1'000'000};
 }
 
 std::int64_t secondOfSystem() {

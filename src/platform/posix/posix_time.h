@@ -23,6 +23,8 @@ class PosixTimer final : public TimerService, private Watcher {
   std::int16_t period() override { return period_; }
   /// Failure 5 for a negative period.
   void setPeriod(std::int16_t milliseconds) override;
+  /// Milliseconds until the next tick, rounded up; -1 while the timer is stopped.
+  std::int64_t untilTick() const;
 
  private:
   void onReady(std::uint32_t events) override;
@@ -46,6 +48,8 @@ class PosixClock final : public WallClock {
   Instant now() override { return forward_.follow(systemSecond_()); }
   /// Looks once a second whether the time zone has changed, which costs one call of stat(2).
   std::int32_t utcOffset(Instant instant) override;
+  /// The milliseconds continue while the machine is suspended (CLOCK_BOOTTIME).
+  Moment moment() override;
 
  private:
   SystemSecond systemSecond_;

@@ -5,6 +5,7 @@
 
 #include <utility>
 
+#include "host/draining.h"
 #include "host/engine.h"
 #include "platform/posix/descriptor.h"
 #include "platform/posix/posix_platform.h"
@@ -90,6 +91,11 @@ void wrapProcessServices(const std::function<std::unique_ptr<ServicesWrapper>()>
 void HostLoop::turn(std::chrono::milliseconds maxWait) {
   if (standIn() != nullptr) return standIn()->turn(maxWait);
   process().platform.turn(maxWait);
+  serviceDrains(process().library);
+}
+
+std::chrono::milliseconds HostLoop::nextDeadline() const {
+  return process().platform.nextDeadline();
 }
 
 int HostLoop::fd() const {

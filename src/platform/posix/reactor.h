@@ -40,6 +40,9 @@ class Reactor {
   /// Readable when `turn` has work.
   int fd() const { return main_.get(); }
 
+  /// True if a watcher has thrown, so that the next turn has events to deliver at once.
+  bool hasUndelivered() const { return next_ < end_; }
+
   /// Waits until a descriptor is ready, at most `maxWait` milliseconds (-1 = no limit), and calls the
   /// watchers. A signal ends the wait. If a watcher throws, the next turn delivers the remaining events.
   /// Throws `Failure` if the set has become unusable: 10009 or 10022, for example after the host has closed

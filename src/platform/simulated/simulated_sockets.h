@@ -156,6 +156,9 @@ class SimulatedSocket final : public SocketInstance, private NetworkUser {
   void listenOn(std::string_view dotted) override { setLocalAddress(dotted); }
   void allowCallers(const std::vector<std::string>& dotted) override { callers_.allow(dotted); }
   std::uint64_t refusedCallers() const override { return callers_.refused(); }
+  void hangUp() override {
+    if (end_) post(EventKind::Close, 0);
+  }
 
  private:
   friend class SimulatedSockets;

@@ -22,6 +22,8 @@ class VirtualClock final : public WallClock {
                                    : std::prev(utcOffsets_.upper_bound(instant))->second;
   }
 
+  Moment moment() override { return {wholeSeconds(shown()), time_.now()}; }
+
   /// Sets the clock forward, or back if negative.
   void jump(Milliseconds by) {
     shown_ += by;

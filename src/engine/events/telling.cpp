@@ -1,0 +1,366 @@
+#include "engine/events/telling.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "engine/records/frm_sock.h"
+#include "engine/records/inbound.h"
+#include "engine/records/text_pieces.h"
+#include "engine/records/trap.h"
+#include "quarnex/times_and_limits.h"
+
+namespace quarnex {
+namespace {
+
+constexpr std::int64_t kStepMilliseconds =
+    2000;  // a smaller step of the clock, or pause of the loop, is none
+
+bool isFull(const TextBuffer& queue) {
+  return queue.Count >= queue.Capacity && queue.Capacity >= kQueueCapacityMax;
+}
+
+bool dropsText(const TextBuffer& queue) {
+  return isFull(queue) && !BufferFrontMarked(queue);
+}
+
+bool hasEvents(const Library& library, const ConnectionRecord& rec) {
+  return library.events && rec.ledger && rec.ledger->eventsOn;
+}
+
+LinkCounts countsOf(const ConnectionRecord& rec) {
+  const LinkLedger& ledger = *rec.ledger;
+  return {ledger.book.accepted(),
+          ledger.outcomes.acknowledged,
+          ledger.outcomes.of(Outcome::Dropped),
+          ledger.outcomes.of(Outcome::Unknown),
+          rec.history.textsReceived,
+          ledger.receivedDropped,
+          rec.history.reconnections};
+}
+
+LinkEvent madeNow(Library& library, EventType type) {
+  LinkEvent event;
+  const Moment now = library.services.clock.moment();
+  event.type = type;
+  event.at = now.systemSecond;
+  event.milliseconds = now.milliseconds;
+  return event;
+}
+
+/// Makes an event of the link, lets `fill` complete it, and queues it.
+template <class Fill>
+void add(Library& library, ConnectionRecord& rec, EventType type, const Fill& fill) {
+  if (!hasEvents(library, rec)) return;
+  Trap withoutMemory{library};
+  withoutMemory([&] {
+    LinkEvent event = madeNow(library, type);
+    event.link = rec.IdxQuarn;
+    event.counts = countsOf(rec);
+    fill(event);
+    rec.ledger->joinable.latest = library.events->add(std::move(event));
+  });
+}
+
+/// Lets an occurrence join the event with the serial number `serial`, or makes an event of its own.
+template <class Join>
+void addOrJoin(Library& library, ConnectionRecord& rec, EventType type, std::uint64_t& serial,
+               const Join& join) {
+  if (!hasEvents(library, rec)) return;
+  if (LinkEvent* event = library.events->find(serial)) {
+    event->counts = countsOf(rec);
+    return join(*event);
+  }
+  add(library, rec, type, [&](LinkEvent& event) {
+    event.count = 0;
+    join(event);
+  });
+  serial = rec.ledger->joinable.latest;
+}
+
+void addOfProcess(Library& library, EventType type, std::int64_t count) {
+  if (!library.events) return;
+  Trap withoutMemory{library};
+  withoutMemory([&] {
+    LinkEvent event = madeNow(library, type);
+    event.count = count;
+    library.events->add(std::move(event));
+  });
+}
+
+bool joins(const Receipt& earlier, const Receipt& later) {
+  return earlier.to + 1 == later.from && earlier.outcome == later.outcome && earlier.cause == later.cause &&
+         earlier.connection == later.connection;
+}
+
+void join(Receipt& earlier, const Receipt& later) {
+  earlier.to = later.to;
+  if (later.frames > earlier.frames) earlier.frames = later.frames;
+}
+
+void append(std::vector<Receipt>& receipts, const Receipt& receipt) {
+  if (!receipts.empty() && joins(receipts.back(), receipt)) return join(receipts.back(), receipt);
+  receipts.push_back(receipt);
+}
+
+/// Counts the decisions about a link's texts, and tells the host.
+class ReceiptTeller final : public DecisionSink {
+ public:
+  ReceiptTeller(Library& library, ConnectionRecord& rec) : library_(library), rec_(rec) {}
+
+  void decided(const Receipt& receipt) override {
+    Trap withoutMemory{library_};
+    LinkLedger& ledger = *rec_.ledger;
+    count(ledger, receipt);
+    if (ledger.drain.phase != DrainPhase::None)
+      withoutMemory([&] { append(ledger.drain.receipts, receipt); });
+    if (!joinsLatest(receipt))
+      add(library_, rec_, EventType::Receipts, [&](LinkEvent& event) { event.receipt = receipt; });
+  }
+
+ private:
+  static void count(LinkLedger& ledger, const Receipt& receipt) {
+    const std::uint64_t texts = receipt.to - receipt.from + 1;
+    const auto cause = static_cast<std::size_t>(receipt.cause);
+    if (receipt.outcome == Outcome::Acknowledged) ledger.outcomes.acknowledged += texts;
+    if (receipt.outcome == Outcome::Unknown) ledger.outcomes.unknown[cause] += texts;
+    if (receipt.outcome != Outcome::Dropped) return;
+    ledger.outcomes.dropped[cause] += texts;
+    if (!ledger.outages.empty() && !ledger.outages.back().end) ledger.outages.back().dropped[cause] += texts;
+  }
+  bool joinsLatest(const Receipt& receipt) {
+    if (!hasEvents(library_, rec_)) return false;
+    LinkEvent* const latest = library_.events->find(rec_.ledger->joinable.latest);
+    if (latest == nullptr || latest->type != EventType::Receipts || !joins(latest->receipt, receipt))
+      return false;
+    join(latest->receipt, receipt);
+    latest->counts = countsOf(rec_);
+    return true;
+  }
+
+  Library& library_;
+  ConnectionRecord& rec_;
+};
+
+/// Runs `use` on the book of a link that has one.
+template <class Use>
+void withBook(Library& library, ConnectionRecord& rec, const Use& use) {
+  if (!rec.ledger) return;
+  ReceiptTeller teller(library, rec);
+  use(rec.ledger->book, teller);
+}
+
+void put(Library& library, ConnectionRecord& rec, std::string_view text, bool word) {
+  const bool dropped = dropsText(rec.CodaInvio);
+  BufferPut(rec.CodaInvio, text, word);
+  if (dropped) {
+    withBook(library, rec,
+             [](ReceiptBook& book, DecisionSink& sink) { book.dropOldest(ReceiptCause::QueueFull, sink); });
+  }
+}
+
+void putReceived(Library& library, ConnectionRecord& rec, std::string_view item, bool report) {
+  const bool dropped = dropsText(rec.CodaArrivo);
+  putInbound(library, rec, item, report);
+  if (dropped) tellReceivedDropped(library, rec, 1, ReceiptCause::QueueFull);
+}
+
+void beginOutage(LinkLedger& ledger, const LinkFailure& failure) {
+  if (ledger.outages.size() == kOutagesMax) {
+    ledger.outages.erase(ledger.outages.begin());
+    ++ledger.outagesBefore;
+  }
+  const auto number = static_cast<std::uint32_t>(ledger.outagesBefore + ledger.outages.size() + 1);
+  ledger.outages.push_back({number, failure.at, std::nullopt, failure, 0, {}, {}});
+}
+
+void endOutage(ConnectionRecord& rec) {
+  if (!rec.ledger || rec.ledger->outages.empty() || rec.ledger->outages.back().end) return;
+  LinkOutage& outage = rec.ledger->outages.back();
+  outage.end = std::max(outage.start, rec.history.since.second);
+}
+
+std::string endpointInWords(Library& library, const ConnectionRecord& rec) {
+  SocketInstance& socket = frameSocket(library, rec);
+  return concat(socket.remoteHost(), ':', rec.ConnessioneClient ? socket.remotePort() : socket.callerPort());
+}
+
+}  // namespace
+
+LinkLedger& ledgerOf(ConnectionRecord& rec) {
+  if (!rec.ledger) rec.ledger = std::make_unique<LinkLedger>();
+  return *rec.ledger;
+}
+
+void tell(Library& library, ConnectionRecord& rec, EventType type) {
+  add(library, rec, type, [](LinkEvent&) {});
+}
+
+void tellFailure(Library& library, ConnectionRecord& rec, EventType type) {
+  add(library, rec, type, [&](LinkEvent& event) {
+    if (rec.history.lastFailure) event.reason = *rec.history.lastFailure;
+  });
+}
+
+void tellConnected(Library& library, ConnectionRecord& rec) {
+  rec.history.acks.begin();
+  withBook(library, rec,
+           [&](ReceiptBook& book, DecisionSink& sink) { book.connectionEnded(rec.history.acks, sink); });
+  endOutage(rec);
+  add(library, rec, EventType::Connected,
+      [&](LinkEvent& event) { event.endpoint = endpointInWords(library, rec); });
+}
+
+void tellDisconnected(Library& library, ConnectionRecord& rec, bool staysQueued) {
+  if (rec.Stato != kConnected) return;
+  withBook(library, rec,
+           [&](ReceiptBook& book, DecisionSink& sink) { book.connectionEnded(rec.history.acks, sink); });
+  add(library, rec, EventType::Disconnected, [&](LinkEvent& event) {
+    if (rec.history.lastFailure) event.reason = *rec.history.lastFailure;
+    event.count = static_cast<std::int64_t>(rec.ledger->book.undecided());
+    event.staysQueued = staysQueued;
+  });
+}
+
+void tellDown(Library& library, ConnectionRecord& rec) {
+  const LinkFailure& failure = *rec.history.lastFailure;
+  if (!rec.Aperto) return;
+  Trap withoutMemory{library};
+  withoutMemory([&] {
+    LinkLedger& ledger = ledgerOf(rec);
+    if (ledger.outages.empty() || ledger.outages.back().end) beginOutage(ledger, failure);
+    if (failure.phase == LinkPhase::Connected) return;
+    ++ledger.outages.back().attempts;
+    addOrJoin(library, rec, EventType::AttemptFailed, ledger.joinable.attemptFailed, [&](LinkEvent& event) {
+      event.reason = failure;
+      ++event.count;
+    });
+  });
+}
+
+void tellClosed(Library& library, ConnectionRecord& rec, bool byHost) {
+  const bool timedOut = rec.ledger && rec.ledger->drain.timedOut;
+  noteAbandoned(library, rec, timedOut ? ReceiptCause::Timeout : ReceiptCause::Closed);
+  endOutage(rec);
+  tellDrained(library, rec);
+  byHost ? tell(library, rec, EventType::Closed) : tellFailure(library, rec, EventType::Closed);
+}
+
+void tellDrained(Library& library, ConnectionRecord& rec) {
+  if (!rec.ledger || rec.ledger->drain.phase == DrainPhase::None) return;
+  LinkDrain drain = std::exchange(rec.ledger->drain, {});
+  --library.drains;
+  add(library, rec, EventType::Drained, [&](LinkEvent& event) {
+    event.receipts = std::move(drain.receipts);
+    event.timedOut = drain.timedOut;
+  });
+}
+
+void tellLeft(Library& library) {
+  addOfProcess(library, EventType::Drained, 0);
+}
+
+void queueText(Library& library, ConnectionRecord& rec, std::string_view text) {
+  LinkLedger& ledger = ledgerOf(rec);
+  put(library, rec, text, false);
+  ledger.book.accept();
+  if (!rec.Attivo) noteAbandoned(library, rec, ReceiptCause::Closed);
+}
+
+void queueWord(Library& library, ConnectionRecord& rec, std::string_view word) {
+  put(library, rec, word, true);
+}
+
+void queueReceived(Library& library, ConnectionRecord& rec, std::string_view text) {
+  putReceived(library, rec, text, false);
+  ++rec.history.textsReceived;
+  if (!hasEvents(library, rec)) return;
+  addOrJoin(library, rec, EventType::TextsReceived, rec.ledger->joinable.textsReceived,
+            [](LinkEvent& event) { ++event.count; });
+}
+
+void queueReport(Library& library, ConnectionRecord& rec, std::string_view report) {
+  putReceived(library, rec, report, true);
+}
+
+void tellReceivedDropped(Library& library, ConnectionRecord& rec, std::uint64_t texts, ReceiptCause cause) {
+  if (texts == 0) return;
+  Trap withoutMemory{library};
+  withoutMemory([&] {
+    LinkLedger& ledger = ledgerOf(rec);
+    ledger.receivedDropped += texts;
+    LinkEvent* const earlier =
+        library.events ? library.events->find(ledger.joinable.receivedDropped) : nullptr;
+    if (earlier != nullptr && earlier->receipt.cause != cause) ledger.joinable.receivedDropped = 0;
+    addOrJoin(library, rec, EventType::ReceivedDropped, ledger.joinable.receivedDropped,
+              [&](LinkEvent& event) {
+                event.receipt.cause = cause;
+                event.count += static_cast<std::int64_t>(texts);
+              });
+  });
+}
+
+void notePrepared(ConnectionRecord& rec, std::size_t texts, std::uint32_t spoilt) {
+  if (rec.ledger) rec.ledger->book.prepare(texts, spoilt);
+}
+
+void noteDataSent(ConnectionRecord& rec, bool first) {
+  rec.history.acks.sendsData();
+  if (rec.ledger) rec.ledger->book.sent(first, rec.history.acks);
+}
+
+// A message of a client can bring the acknowledgement that it carries again, but not after the client has
+// queried: then it has no message under way that is older than the query.
+void noteAcknowledged(Library& library, ConnectionRecord& rec) {
+  AckTally& tally = rec.history.acks;
+  const bool isAnswer = !rec.ConnessioneClient && tally.queried() && !rec.UltimoInviato.empty();
+  tally.acknowledges(!rec.RicevutoCMD || isAnswer);
+  withBook(library, rec, [&](ReceiptBook& book, DecisionSink& sink) {
+    book.acknowledged(tally, rec.history.lastHeard.second, sink);
+  });
+}
+
+void noteQuery(Library& library, ConnectionRecord& rec) {
+  const bool settled = rec.history.acks.queries();
+  withBook(library, rec, [&](ReceiptBook& book, DecisionSink& sink) {
+    settled ? book.settle(rec.history.acks, sink)
+            : book.settleOld(rec.history.acks, rec.history.lastHeard.second, sink);
+  });
+}
+
+void noteNoData(Library& library, ConnectionRecord& rec) {
+  const bool settled = rec.history.acks.answersQuery();
+  withBook(library, rec, [&](ReceiptBook& book, DecisionSink& sink) {
+    settled ? book.settle(rec.history.acks, sink)
+            : book.settleOld(rec.history.acks, rec.history.lastHeard.second, sink);
+  });
+}
+
+void noteAbandoned(Library& library, ConnectionRecord& rec, ReceiptCause cause) {
+  withBook(library, rec,
+           [&](ReceiptBook& book, DecisionSink& sink) { book.abandon(cause, rec.history.acks, sink); });
+}
+
+void noteLocal(Library& library, ConnectionRecord& rec, bool delivered) {
+  Trap withoutMemory{library};
+  withoutMemory([&] {
+    const std::uint64_t number = ledgerOf(rec).book.accept();
+    ReceiptTeller teller(library, rec);
+    rec.ledger->book.passBy();
+    teller.decided({number, number, delivered ? Outcome::Acknowledged : Outcome::Dropped,
+                    delivered ? ReceiptCause::None : ReceiptCause::NoPeer});
+  });
+}
+
+void watchClock(Library& library) {
+  if (!library.events) return;
+  const Moment now = library.services.clock.moment();
+  const Moment before = std::exchange(library.lastTick, now);
+  if (before.milliseconds == 0) return;
+  const std::int64_t gap = now.milliseconds - before.milliseconds;
+  const std::int64_t step = (now.systemSecond - before.systemSecond) * 1000 - gap;
+  if (step >= kStepMilliseconds || step <= -kStepMilliseconds)
+    addOfProcess(library, EventType::ClockStepped, step / 1000);
+  if (gap >= kStepMilliseconds) addOfProcess(library, EventType::HostStoodStill, gap / 1000);
+}
+
+}  // namespace quarnex
