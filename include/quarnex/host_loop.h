@@ -19,6 +19,11 @@ class QUARNEX_API HostLoop {
   /// of the loop: the links are dead then. A daemon closes inherited descriptors before it uses the library.
   void turn(std::chrono::milliseconds maxWait);
 
+  /// The time that the host may sleep before it calls `turn(0ms)`, if no descriptor becomes ready; negative =
+  /// no limit, because no link has been opened. For a loop that takes a timeout beside the descriptor. Throws
+  /// like `turn`.
+  std::chrono::milliseconds nextDeadline() const;
+
   /// A descriptor that becomes readable when a turn has work to do, for a loop of the host's own (poll, GLib,
   /// Qt, Asio, asyncio): wait for it together with the host's descriptors, then call `turn(0ms)`. The library
   /// owns the descriptor. Throws like `turn`.

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,8 +12,10 @@
 #include "quarnex/export.h"
 #include "quarnex/failure.h"
 #include "quarnex/int16.h"
+#include "quarnex/link_event.h"
 #include "quarnex/link_snapshot.h"
 #include "quarnex/process_snapshot.h"
+#include "quarnex/receipts.h"
 #include "quarnex/times_and_limits.h"
 
 namespace quarnex {
@@ -167,6 +171,51 @@ class QUARNEX_API QuarnSocket {
   /// `LinkSnapshot::callersRefused` counts them. Affects calls that arrive from now on. Throws `Failure` 5
   /// like `listenOn`. Not part of the component class.
   void allowCallers(Int16 IdxQuarn, const std::vector<std::string>& dotted);
+
+  /// Queues a text like `Invia` and returns its number on this link, which counts all texts of `Invia` and
+  /// `send` from 1; or refuses it, with the reason. Each number gets exactly one outcome: see `nextEvent` and
+  /// `Receipt`. A text that does not arrive unchanged is refused (`checkText`, `encodeText`). Not part of the
+  /// component class, like all methods below; `send` is recorded as `Invia`.
+  SendResult send(Int16 link, std::string_view text);
+  /// The number of the last text that the link accepted; 0 before the first one and for an invalid index.
+  std::uint64_t accepted(Int16 link) const;
+  /// All texts up to this number have their outcome. Later ones may have theirs, too: a full queue drops its
+  /// oldest text while the batch before it waits. 0 for an invalid index.
+  std::uint64_t decidedUpTo(Int16 link) const;
+  /// The texts without an outcome, in order: at most three ranges. Empty for an invalid index.
+  std::vector<PendingTexts> pending(Int16 link) const;
+
+  /// Starts or stops queueing the events of a link, and from then on those of the whole process. Throws
+  /// `Failure` 5 for an invalid index.
+  void enableEvents(Int16 link, bool on = true);
+  /// Takes the oldest event of all links; none if the queue is empty. Events arise only in `HostLoop::turn`
+  /// and in the host's own calls, so drain the queue after each turn: nothing has to wake the host. At most
+  /// `kEventsMax` events wait; if more arise, the oldest are replaced by one event `Lost`, and the snapshots
+  /// tell the state. No text of a peer can make an event other than `TextsReceived`.
+  std::optional<LinkEvent> nextEvent();
+  /// Takes up to `most` events into an array, oldest first, and returns their number.
+  std::size_t nextEvents(LinkEvent* into, std::size_t most);
+  /// Does the same with the elements of a span, an array or a vector.
+  template <class Events>
+  std::size_t nextEvents(Events&& into) {
+    return nextEvents(into.data(), into.size());
+  }
+  /// Number of events in the queue.
+  std::size_t eventsWaiting() const;
+
+  /// Closes a link without loss: waits until every text has its outcome, at most `within` (0 = not at all),
+  /// allows the peer's host one second to take the last ones, then closes the link, and hangs up if the peer
+  /// has not done so in 5 seconds (after a timeout in 1 second). What is left then gets the cause `Timeout`.
+  /// `send` refuses texts meanwhile, and the link does not come up again. The event `Drained` tells the
+  /// outcome, then `Closed` follows. A second call changes the limit. It does not turn the loop: each turn
+  /// and each `nextEvent` go on with it. Throws `Failure` 5 for an invalid index and a link without TCP.
+  void drainAndClose(Int16 link, std::chrono::milliseconds within);
+  /// Does the same for all links, then calls `Uscita`. An event `Drained` of link 0 follows the last link's.
+  void drainAndLeave(std::chrono::milliseconds within);
+
+  /// The latest times without connection of a link, at most `kOutagesMax`, oldest first; the last one may be
+  /// under way. Empty for an invalid index.
+  std::vector<LinkOutage> outages(Int16 link) const;
 
   /// The library behind this instance.
   Library& library() const { return *library_; }

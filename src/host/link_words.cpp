@@ -79,6 +79,16 @@ std::string_view signOfLife(const LinkSnapshot& snapshot) {
 
 }  // namespace
 
+std::string outageSentence(Library& library, const LinkOutage& outage) {
+  std::uint64_t dropped = 0;
+  for (const std::uint64_t texts : outage.dropped) dropped += texts;
+  return concat(
+      "outage ", outage.number, ", ", timeOfDay(library, outage.start),
+      outage.end ? concat(" to ", timeOfDay(library, *outage.end), " (", *outage.end - outage.start, " s)")
+                 : std::string(" until now"),
+      ": ", inWords(outage.reason), "; ", outage.attempts, " failed attempts, ", dropped, " texts dropped");
+}
+
 std::string whySentence(Library& library, const ConnectionRecord& record, const LinkSnapshot& snapshot) {
   switch (snapshot.phase) {
     case LinkPhase::Local:

@@ -1,5 +1,7 @@
 #include "host/snapshot.h"
 
+#include <optional>
+
 #include "engine/diagnostics/event_reports.h"
 #include "engine/records/frm_sock.h"
 #include "engine/records/library.h"
@@ -45,6 +47,10 @@ void fillDeadlines(LinkSnapshot& snapshot, const ConnectionRecord& record) {
   }
 }
 
+std::optional<std::int64_t> timeOf(Instant instant) {
+  return instant == Instant{} ? std::nullopt : std::optional(instant.second);
+}
+
 void fillCounts(LinkSnapshot& snapshot, const ConnectionRecord& record) {
   snapshot.outbound = record.CodaInvio.Count;
   snapshot.inbound = record.CodaArrivo.Count;
@@ -53,6 +59,14 @@ void fillCounts(LinkSnapshot& snapshot, const ConnectionRecord& record) {
   snapshot.failures = record.ContaNonRisponde;
   snapshot.textsSent = record.history.textsSent;
   snapshot.textsReceived = record.history.textsReceived;
+  snapshot.lastHeard = timeOf(record.history.lastHeard);
+  snapshot.lastSent = timeOf(record.history.lastSent);
+  snapshot.lastAcknowledged = timeOf(record.history.lastAcknowledged);
+  if (record.ledger) {
+    snapshot.outcomes = record.ledger->outcomes;
+    snapshot.undecided = record.ledger->book.undecided();
+    snapshot.receivedDropped = record.ledger->receivedDropped;
+  }
   snapshot.framesSent = record.history.framesSent;
   snapshot.framesReceived = record.history.framesReceived;
   snapshot.repetitions = record.history.repetitions;

@@ -14,6 +14,9 @@ namespace quarnex {
 /// their defaults. Throws only if memory is exhausted.
 LinkSnapshot takeSnapshot(Library& library, std::int16_t IdxQuarn);
 
+/// The sentence `LinkOutage::why`, from the rest of the outage.
+std::string outageSentence(Library& library, const LinkOutage& outage);
+
 /// The sentence `LinkSnapshot::why`, from the rest of the snapshot.
 std::string whySentence(Library& library, const ConnectionRecord& record, const LinkSnapshot& snapshot);
 
