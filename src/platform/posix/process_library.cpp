@@ -89,13 +89,12 @@ void wrapProcessServices(const std::function<std::unique_ptr<ServicesWrapper>()>
 }
 
 void HostLoop::turn(std::chrono::milliseconds maxWait) {
-  if (standIn() != nullptr) return standIn()->turn(maxWait);
-  process().platform.turn(maxWait);
-  serviceDrains(process().library);
+  standIn() != nullptr ? standIn()->turn(maxWait) : process().platform.turn(maxWait);
+  serviceDrains(processLibrary());
 }
 
 std::chrono::milliseconds HostLoop::nextDeadline() const {
-  return process().platform.nextDeadline();
+  return standIn() != nullptr ? std::chrono::milliseconds(0) : process().platform.nextDeadline();
 }
 
 int HostLoop::fd() const {
