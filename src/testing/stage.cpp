@@ -26,6 +26,7 @@ class HostServices final : public ServicesWrapper, private WallClock {
 
  private:
   Instant now() override { return forward_.follow(clock_->now().second); }
+  Moment moment() override { return clock_->moment(); }
   std::int32_t utcOffset(Instant instant) override {
     return forward_.offsetOf(clock_->utcOffset({forward_.systemSecond(instant)}));
   }
