@@ -1,4 +1,4 @@
-// The smallest host: the two ends of one link in one process. A host of your own usually has one end only.
+// The two ends of one link in one process, with the 15 methods. A host of your own usually has one end only.
 #include <chrono>
 #include <iostream>
 

@@ -9,7 +9,7 @@ scripts/packages.sh package
 if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
 
 readonly build=$PWD/build/package work=$PWD/build/installed
-readonly root=$work/root example=$PWD/examples/methods.cpp
+readonly root=$work/root example=$PWD/examples/embed.cpp
 version=$(<VERSION)
 libraries=$root/usr/lib/$(dpkg-architecture -q DEB_HOST_MULTIARCH)
 readonly version libraries
@@ -76,7 +76,7 @@ try_example() {
     "build_with_${1//-/_}" "$2"
     [[ $(linked_kind "$folder/embed") == "$2" ]] || { echo "linked with another kind of library"; return 1; }
     LD_LIBRARY_PATH=$libraries alone "$folder/embed" >"$folder/printed"
-    diff - "$folder/printed" <<<$'report 701 127.0.0.1:20107\nreceived HELLO\nreport 702 '
+    diff - "$folder/printed" <<<'received HELLO'
 }
 
 try_all_examples() {

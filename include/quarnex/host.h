@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "quarnex/host_loop.h"
+#include "quarnex/link_event.h"
 #include "quarnex/link_snapshot.h"
 #include "quarnex/quarn_socket.h"
 
@@ -27,8 +28,20 @@ class Link {
   /// Opens the link: it listens or calls after `kActivationSeconds` and after each failure (`Apri`).
   void open() { quarn_.Apri(index_); }
 
-  /// Closes the link, and drops what is not acknowledged yet (`Chiudi`).
+  /// Closes the link, and drops the texts that have no outcome yet (`Chiudi`).
   void close() { quarn_.Chiudi(index_); }
+
+  /// Queues a text for the peer and returns its number, or the reason why it is refused
+  /// (`QuarnSocket::send`; `Invia` is the one without a number). Send while the link is connected: each
+  /// attempt to connect empties the queue.
+  SendResult send(std::string_view text) { return quarn_.send(index_, text); }
+
+  /// Closes the link once all its texts have an outcome, at most `within` later
+  /// (`QuarnSocket::drainAndClose`; `Chiudi` does not wait).
+  void drainAndClose(std::chrono::milliseconds within) { quarn_.drainAndClose(index_, within); }
+
+  /// Starts or stops queueing the link's events for `Host::nextEvent` (`QuarnSocket::enableEvents`).
+  void enableEvents(bool on = true) { quarn_.enableEvents(index_, on); }
 
   /// The oldest received text, or nothing if none waits (`GetMessaggioArrivato`). Discards the reports before
   /// it. A host that needs the reports calls `GetMessaggioArrivato` instead.
@@ -105,6 +118,14 @@ class Host {
     for (const std::int16_t index : quarn_.linksWithNews()) links.push_back(link(index));
     return links;
   }
+
+  /// The oldest event of the links with `Link::enableEvents`, or nothing (`QuarnSocket::nextEvent`). The 15
+  /// methods have reports instead.
+  std::optional<LinkEvent> nextEvent() { return quarn_.nextEvent(); }
+
+  /// Closes all links for good, each once all its texts have an outcome, at most `within` later
+  /// (`QuarnSocket::drainAndLeave`; `Uscita` does not wait). Turn the loop until `readyToExit`.
+  void leave(std::chrono::milliseconds within) { quarn_.drainAndLeave(within); }
 
   /// True if no link over TCP is in service any more (`ProntoPerUscire`).
   bool readyToExit() { return quarn_.ProntoPerUscire() != 0; }

@@ -30,6 +30,29 @@ TEST(HostInEnglish, ReceivesTextsAndDiscardsReports) {
   EXPECT_EQ(Link(stub.quarn, 2).receive(), std::nullopt);
 }
 
+TEST(HostInEnglish, SendsReportsAndClosesWithoutLoss) {
+  StubHost stub;
+  stub.addConnected(kServer);
+  Host host(stub.quarn);
+  Link link = host.link(1);
+  link.enableEvents();
+  EXPECT_EQ(link.send("FIRST").number, 1U);
+  EXPECT_EQ(link.send("A|B").check.rule, TextRule::Separator);
+  host.leave(std::chrono::seconds(9));
+  EXPECT_EQ(link.send("LATE").refusal, Refusal::Draining);
+  stub.receive(1, "0000051|9QRY|9.|");
+  stub.receive(1, "0000051|9ACK|9.|");
+  const auto events = [&] {
+    std::vector<std::string> types;
+    while (const auto event = host.nextEvent()) types.push_back(nameOf(event->type));
+    return types;
+  };
+  EXPECT_THAT(events(), ElementsAre("heard", "receipts"));
+  stub.tickAfter(1);
+  EXPECT_THAT(events(), ElementsAre("closing"));
+  EXPECT_EQ(link.snapshot().outcomes.acknowledged, 1U);
+}
+
 TEST(HostInEnglish, AddsLinksOfEachKind) {
   StubHost stub;
   Host host(stub.quarn);
