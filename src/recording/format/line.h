@@ -21,10 +21,10 @@ namespace quarnex::recording {
 /// The keys of the JSON objects. Those before "missing" each determine the kind of a line; a line has exactly
 /// one of them, or "missing" or "limit".
 inline constexpr auto kKeys = std::to_array<std::string_view>(
-    {"call",   "tick",       "event",  "trace",       "did",     "sent",    "result",      "failure",
-     "end",    "fetched",    "failed", "property",    "now",     "missing", "at",          "params",
-     "nested", "utc_offset", "socket", "index",       "code",    "handle",  "remote_host", "text",
-     "value",  "name",       "number", "description", "quarnex", "version", "limit"});
+    {"call",        "tick",    "event",    "trace",  "did",         "sent", "result", "failure", "end",
+     "fetched",     "failed",  "property", "now",    "missing",     "at",   "params", "nested",  "utc_offset",
+     "socket",      "index",   "code",     "handle", "remote_host", "text", "value",  "name",    "number",
+     "description", "quarnex", "version",  "limit",  "idle_calls",  "ms"});
 
 /// A key, by its place in `kKeys`.
 enum class Key : std::uint8_t {};
@@ -65,13 +65,17 @@ struct True {};
 /// The first members of every step.
 struct StepStart {
   Instant at;
-  std::optional<std::int32_t> utcOffset;  ///< seconds; set if it has changed
-  bool nested = false;                    ///< inside an operation
+  std::optional<std::int32_t> utcOffset;       ///< seconds; set if it has changed
+  bool nested = false;                         ///< inside an operation
+  std::optional<std::int64_t> idleCalls = {};  ///< host calls without news that were left out before the step
+  std::optional<std::int64_t> ms = {};         ///< milliseconds since the recording began
 
   static void members(auto& visit, auto& self) {
     visit("at"_key, self.at);
     visit("utc_offset"_key, self.utcOffset);
     visit("nested"_key, self.nested);
+    visit("idle_calls"_key, self.idleCalls);
+    visit("ms"_key, self.ms);
   }
 };
 

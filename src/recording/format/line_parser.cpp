@@ -56,7 +56,7 @@ class JsonFields {
 
   bool has(Key key) const { return (present_ & bit(key)) != 0; }
   /// The keys that are present, as bits by enumerator.
-  std::uint32_t present() const { return present_; }
+  std::uint64_t present() const { return present_; }
   /// The value as parsed, for members of more than one type.
   JsonValue& field(Key key) { return fields_[static_cast<std::size_t>(key)]; }
 
@@ -118,8 +118,8 @@ class JsonFields {
  private:
   static constexpr int kDepthMax = 8;           // a recording needs 2; unknown keys may hold more
   static constexpr std::size_t kParamsMax = 5;  // one more than any method has
-  static constexpr std::uint32_t bit(Key key) { return 1U << static_cast<unsigned>(key); }
-  static_assert(kKeys.size() <= 32);
+  static constexpr std::uint64_t bit(Key key) { return std::uint64_t{1} << static_cast<unsigned>(key); }
+  static_assert(kKeys.size() <= 64);
 
   // False for a value outside of the object.
   bool put(JsonValue::Type type, std::int64_t number = 0) {
@@ -145,7 +145,7 @@ class JsonFields {
     return false;
   }
 
-  std::uint32_t present_ = 0;
+  std::uint64_t present_ = 0;
   std::array<JsonValue, kKeys.size()> fields_;
   std::vector<JsonValue> params_;
   int depth_ = 0;           // of the next value
@@ -215,6 +215,9 @@ struct MemberParser {
   }
   void operator()(Key key, std::optional<std::int32_t>& offset) {
     if (fields.has(key)) offset = offsetOf(fields);
+  }
+  void operator()(Key key, std::optional<std::int64_t>& count) {
+    if (fields.has(key)) count = fields.integer<std::int64_t>(key, 0);
   }
   void operator()(Key key, EventKind& event) { event = oneOf<EventKind>(kEvents, fields.utf8(key)); }
   void operator()(Key key, Operation& operation) {
@@ -291,10 +294,10 @@ constexpr auto kKinds = []<class... Lines>(std::type_identity<std::variant<Lines
 }(std::type_identity<Line>{});
 
 // "missing" and "limit" count only without any other.
-constexpr std::uint32_t kKindBits = (1U << static_cast<unsigned>("missing"_key)) - 1;
+constexpr std::uint64_t kKindBits = (std::uint64_t{1} << static_cast<unsigned>("missing"_key)) - 1;
 
 Key kindKeyOf(const JsonFields& fields) {
-  const std::uint32_t kinds = fields.present() & kKindBits;
+  const std::uint64_t kinds = fields.present() & kKindBits;
   if (kinds == 0 && fields.has("missing"_key)) return "missing"_key;
   if (kinds == 0 && fields.has("limit"_key)) return "limit"_key;
   if (kinds == 0) throw LineError("is not a line of a recording");

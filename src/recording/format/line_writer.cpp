@@ -99,7 +99,8 @@ class MemberWriter {
     if (flag) (*this)(key, True{});
   }
   void operator()(Key key, Instant instant) { (*this)(key, instant.second); }
-  void operator()(Key key, const std::optional<std::int32_t>& number) {
+  template <std::integral Number>
+  void operator()(Key key, const std::optional<Number>& number) {
     if (number) (*this)(key, *number);
   }
   void operator()(Key key, EventKind event) { word(key, kEvents[static_cast<std::size_t>(event)]); }
@@ -183,6 +184,7 @@ void LineWriter::take(const Line& line) {
 }
 
 void LineWriter::pause() {
+  if (lines_.empty()) return;
   sink_->write(lines_);
   lines_.clear();
   if (lines_.capacity() > kKeptBytes) lines_.shrink_to_fit();

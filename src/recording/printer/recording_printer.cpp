@@ -103,6 +103,11 @@ std::string timeOf(const LocalTime& time) {
   return concat(ZeroPadded{time.hour, 2}, ':', ZeroPadded{time.minute, 2}, ':', ZeroPadded{time.second, 2});
 }
 
+// In seconds since the recording began, "" if not recorded.
+std::string timeIn(const StepStart& start) {
+  return start.ms ? concat("  (", *start.ms / 1000, '.', ZeroPadded{*start.ms % 1000, 3}, " s)") : "";
+}
+
 std::string counted(std::size_t number, std::string_view what) {
   return concat(number, ' ', what, number == 1 ? "" : "s");
 }
@@ -164,9 +169,10 @@ class RecordingPrinter {
   void showStep(const Line& step, const StepStart& start) {
     utcOffset_ = start.utcOffset.value_or(utcOffset_);
     depth_ = start.nested ? depth_ + 1 : 0;
+    quietPolls_ += static_cast<std::size_t>(start.idleCalls.value_or(0));
     const bool ofHost = std::holds_alternative<CallLine>(step);
     const Heading heading{reader_.number(), start.at, ofHost ? "host" : tagFor(step),
-                          std::visit(LineWords(), step), isPoll(step)};
+                          std::visit(LineWords(), step) + timeIn(start), isPoll(step)};
     if (heading.isPoll || (std::holds_alternative<TickLine>(step) && !start.nested)) {
       unsettled_ = heading;
     } else {

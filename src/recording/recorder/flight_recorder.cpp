@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "recording/recorder/file_sink.h"
+#include "recording/recorder/quiet_lines.h"
 #include "recording/recorder/recorder.h"
 #include "services/background_writer.h"
 #include "services/process_library.h"
@@ -22,7 +23,7 @@ Flight*& processFlight() {
 
 class Flight final : public ServicesWrapper {
  public:
-  explicit Flight(std::shared_ptr<recording::FileSink> sink) : sink_(std::move(sink)), recorder_(sink_) {}
+  explicit Flight(std::shared_ptr<recording::FileSink> sink) : sink_(std::move(sink)) {}
   // The host can no longer ask.
   ~Flight() override {
     processFlight() = nullptr;
@@ -48,7 +49,7 @@ class Flight final : public ServicesWrapper {
 
  private:
   std::shared_ptr<recording::FileSink> sink_;
-  recording::ServicesRecorder recorder_;
+  recording::ServicesRecorder recorder_{std::make_shared<recording::QuietLines>(sink_)};
   std::uint64_t toldBytes_ = 0;  // missing bytes that the host knows of
 };
 

@@ -31,8 +31,9 @@ struct MemberHash {
   void operator()(recording::Key key, recording::True) { (*this)(key, true); }
   void operator()(recording::Key key, std::monostate) { (*this)(key, false); }
   void operator()(recording::Key key, Instant instant) { (*this)(key, instant.second); }
-  void operator()(recording::Key key, const std::optional<std::int32_t>& offset) {
-    if (offset) (*this)(key, *offset);
+  template <class Number>
+  void operator()(recording::Key key, const std::optional<Number>& number) {
+    if (number) (*this)(key, *number);
   }
   void operator()(SocketId socket) {
     using recording::operator""_key;

@@ -58,6 +58,7 @@ TEST(RecordingReader, ReportsTheDamageOfALine) {
       {R"({"at":"1","tick":true})", "\"at\" is of another type"},
       {R"({"at":1.0,"tick":true})", "\"at\" is of another type"},
       {R"({"at":253402300800,"tick":true})", "\"at\" is out of its range"},
+      {R"({"at":1,"ms":-1,"tick":true})", "\"ms\" is out of its range"},
       {R"({"at":1,"tick":false})", "has false where only true is valid"},
       {R"({"tick":true})", "\"at\" is missing"},
       {R"({"at":1,"call":"Open"})", "calls a method that does not exist"},
@@ -119,7 +120,7 @@ TEST(RecordingPrinter, PrintsTimeLinkAndWordsOfAllLinesBeforeADamagedOne) {
 {"result":""}
 {"at":86400,"call":"MessaggioArrivato","params":[1]}
 {"result":true}
-{"at":86400,"tick":true}
+{"at":86400,"idle_calls":3,"ms":61002,"tick":true}
 {"trace":1,"text":"\u0002\u009bx"}
 {"did":"connect","socket":"ClientSocket","index":1}
 {"at":86401,"event":"Close","socket":"ClientSocket","index":1,"code":10054,"nested":true}
@@ -142,7 +143,8 @@ TEST(RecordingPrinter, PrintsTimeLinkAndWordsOfAllLinesBeforeADamagedOne) {
 1970-01-02
       13  01:00:00  host                MessaggioArrivato(1)
       14                                returns true
-      15  01:00:00                      tick
+                                        (3 polls without effect)
+      15  01:00:00                      tick  (61.002 s)
       16            ETH 05 AB           \u0002\u009bx
       17            ETH 05 AB           > connect ClientSocket 1
       18  01:00:01  ETH 05 AB             Close on ClientSocket 1, code 10054 Connection reset by peer
