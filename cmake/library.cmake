@@ -1,5 +1,5 @@
 # The library that hosts link: the engine, the adapter of this platform and the flight recorder. It depends only on the
-# standard library. One set of position-independent objects makes both the static and the shared library.
+# standard library. Compressed recordings need zlib: its header here, and libz.so.1 when one begins. One set of position-independent objects makes both the static and the shared library.
 configure_file(cmake/version.h.in include/quarnex/version.h @ONLY)
 
 file(GLOB_RECURSE engine_sources CONFIGURE_DEPENDS src/services/*.cpp src/engine/*.cpp src/host/*.cpp)
@@ -11,7 +11,8 @@ list(FILTER recorder_sources EXCLUDE REGEX "/(line_parser|recording_reader).cpp$
 add_library(quarnex_objects OBJECT ${engine_sources} ${platform_sources} ${recorder_sources})
 set_target_properties(quarnex_objects PROPERTIES
   POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
-target_include_directories(quarnex_objects PRIVATE include ${PROJECT_BINARY_DIR}/include src)
+find_path(QUARNEX_ZLIB_HEADERS zlib.h REQUIRED)
+target_include_directories(quarnex_objects PRIVATE include ${PROJECT_BINARY_DIR}/include src ${QUARNEX_ZLIB_HEADERS})
 target_link_libraries(quarnex_objects PRIVATE quarnex_warnings)
 
 # The names that the shared library exports are versioned with the number of its binary interface.
@@ -30,7 +31,7 @@ foreach(library quarnex_static quarnex_shared)
   target_compile_features(${library} PUBLIC cxx_std_17)
   target_include_directories(${library} INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
     $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
-  target_link_libraries(${library} PRIVATE Threads::Threads)
+  target_link_libraries(${library} PRIVATE Threads::Threads ${CMAKE_DL_LIBS})
   add_library(Quarnex::${library} ALIAS ${library})
 endforeach()
 

@@ -22,6 +22,7 @@ supervises, repeats and reconnects, on the host's own thread.")
 # the dependencies of this package.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libquarnex${PROJECT_VERSION_MAJOR})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS zlib1g)
 set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "TCP links to Quarn peers (shared library)
 ${about}
 

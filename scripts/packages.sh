@@ -6,7 +6,7 @@
 set -euo pipefail
 
 declare -A packages=(
-    [tool]="cmake ninja-build g++ libcli11-dev nlohmann-json3-dev"
+    [tool]="cmake ninja-build g++ zlib1g-dev libcli11-dev nlohmann-json3-dev"
     [test]="libgtest-dev libgmock-dev python3 git clang llvm libclang-rt-dev clang-format clang-tidy shellcheck libbenchmark-dev"
     [package]="dpkg-dev pkg-config lintian zsh fish"
     [bench]="libbenchmark-dev python3"

@@ -69,11 +69,13 @@ std::string identifierWarning(std::int16_t identifier) {
 }
 
 Argument recordOption(std::optional<std::string>& file) {
-  return {.name = "--record",
-          .placeholder = "FILE",
-          .help = "record everything, for quarn replay; an existing FILE is emptied",
-          .store = storeIn(file),
-          .completion = Completion::Files};
+  return {
+      .name = "--record",
+      .placeholder = "FILE",
+      .help =
+          "record everything, for quarn replay, compressed if FILE ends in .gz; an existing FILE is emptied",
+      .store = storeIn(file),
+      .completion = Completion::Files};
 }
 
 bool beginRecording(const std::optional<std::string>& file) {

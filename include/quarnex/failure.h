@@ -12,10 +12,11 @@ namespace quarnex {
 /// A run-time failure: a number and a description.
 ///
 /// Failures of the library itself carry the classic numbers: 5 invalid procedure call, 6 overflow, 7 out of
-/// memory, 9 subscript out of range, 13 type mismatch, 14 out of string space, 52 bad file name, 61 disk
-/// full, 70 permission denied, 75 path/file access error, 76 path not found, 340 control array element does
-/// not exist. Socket failures carry the Windows Sockets error number (10000 and up). docs/reports.md lists
-/// all of them. The description is one line of text, bytes of any code.
+/// memory, 9 subscript out of range, 13 type mismatch, 14 out of string space, 52 bad file name, 53 file
+/// not found (zlib, for compressed recordings), 58 file already exists, 61 disk full, 70 permission denied,
+/// 75 path/file access error, 76 path not found, 340 control array element does not exist. Socket failures
+/// carry the Windows Sockets error number (10000 and up). docs/reports.md lists all of them. The description
+/// is one line of text, bytes of any code.
 ///
 /// Example:
 ///

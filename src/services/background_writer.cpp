@@ -7,13 +7,6 @@
 #include <utility>
 
 namespace quarnex {
-namespace {
-
-// Between two writes: collects the lines of a busy host, yet a crash loses little.
-constexpr std::chrono::milliseconds kPause{20};
-
-}  // namespace
-
 struct BackgroundWriter::Shared {
   Shared(std::unique_ptr<Storage> storage, WriterPlan how)
       : plan(std::move(how)), file(std::move(storage)), marked(*file, plan.mark) {}
@@ -116,7 +109,7 @@ void BackgroundWriter::Shared::run() {
     writing.lines.clear();
     writing.dropped = {};
     progress.notify_all();
-    wake.wait_for(lock, kPause, [this] { return ending || flushes > 0 || isUrgent(); });
+    wake.wait_for(lock, plan.pause, [this] { return ending || flushes > 0 || isUrgent(); });
   }
   lock.unlock();
   file.reset();
@@ -127,7 +120,7 @@ void BackgroundWriter::Shared::run() {
 
 void BackgroundWriter::Shared::writeOut() {
   const std::size_t bytes = writing.lines.size() + plan.lastLine.size();
-  if (marked.wholeBytes() + bytes > plan.fileBytesMax && !beginNextFile()) return;
+  if (file->fileBytes() + bytes > plan.fileBytesMax && !beginNextFile()) return;
   marked.write(writing);
   marked.finish();
 }
@@ -142,7 +135,7 @@ bool BackgroundWriter::Shared::beginNextFile() {
     }
     return true;
   }
-  const std::uintmax_t reserved = marked.wholeBytes() + plan.lastLine.size();
+  const std::uintmax_t reserved = file->fileBytes() + plan.lastLine.size();
   const std::size_t room = plan.fileBytesMax > reserved ? plan.fileBytesMax - reserved : 0;
   const std::size_t lines = writing.lines.substr(0, room).rfind('\n') + 1;
   marked.write({writing.lines.substr(0, lines) + plan.lastLine, {}});

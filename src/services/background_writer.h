@@ -22,7 +22,9 @@ constexpr std::chrono::milliseconds kHangingDiskPatience{2000};
 
 /// How a background writer treats its file.
 struct WriterPlan {
-  LossMark mark = nullptr;                             ///< the line in the place of missing ones
+  LossMark mark = nullptr;  ///< the line in the place of missing ones
+  /// Between two writes: collects the lines of a busy host, yet a crash loses little.
+  std::chrono::milliseconds pause{20};
   std::size_t waitingBytesMax = std::size_t{8} << 20;  ///< in memory, while as many are being written
   std::uintmax_t fileBytesMax = std::numeric_limits<std::uintmax_t>::max();
   /// Makes the file for the lines behind `fileBytesMax`, on the writer's thread; nullptr = not yet, the
@@ -33,7 +35,7 @@ struct WriterPlan {
 };
 
 /// Lines beyond `waitingBytesMax`, and lines that the disk refuses, are dropped, counted and marked in their
-/// place. Lines are in the file within a second, mostly within 20 ms.
+/// place. The others are in the file soon after the pause.
 class BackgroundWriter {
  public:
   BackgroundWriter(std::unique_ptr<Storage> file, WriterPlan plan);

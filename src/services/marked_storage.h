@@ -74,8 +74,6 @@ class MarkedStorage {
     storage_ = &storage;
     wholeBytes_ = 0;
   }
-  /// Bytes of complete lines and marks in the storage.
-  std::uintmax_t wholeBytes() const { return wholeBytes_; }
   /// All lines that are missing so far.
   const WriteLosses& losses() const { return losses_; }
 
@@ -111,8 +109,8 @@ class MarkedStorage {
 
   Storage* storage_;
   LossMark mark_;
-  std::uintmax_t wholeBytes_ = 0;
-  WriteLosses notWritten_;  // missing behind them
+  std::uintmax_t wholeBytes_ = 0;  // of complete lines and marks in the storage
+  WriteLosses notWritten_;         // missing behind them
   WriteLosses losses_;
 };
 

@@ -21,13 +21,21 @@ class Storage {
   virtual void cutTo(std::uintmax_t bytes) = 0;
   /// Bytes in the file: fewer than were written if another program has truncated it.
   virtual std::uintmax_t size() = 0;
+  /// Size of the file on the disk, which differs if it is compressed.
+  virtual std::uintmax_t fileBytes() { return size(); }
 };
 
-/// Creates `path`, emptying an existing file, so that the process's user alone can read and write it; with
-/// `groupMayRead` its group can read it. Throws `Failure` 76 (path not found), 70 (permission denied), 61
-/// (disk full) or 75 (other): among others if `path` is a symbolic link, or not a regular file. Use the file
-/// on a thread of `startQuietThread`: a failing write may raise SIGXFSZ.
-std::unique_ptr<Storage> createStorage(const std::filesystem::path& path, bool groupMayRead = false);
+/// How a file is created.
+struct StorageAccess {
+  bool groupMayRead = false;  ///< otherwise the process's user alone can read the file
+  bool mustBeNew = false;     ///< otherwise an existing file is emptied
+};
+
+/// Creates `path`, which the process's user alone can write. Throws `Failure` 58 (exists, but must be new),
+/// 76 (path not found), 70 (permission denied), 61 (disk full) or 75 (other): among others if `path` is a
+/// symbolic link, or not a regular file. Use the file on a thread of `startQuietThread`: a failing write may
+/// raise SIGXFSZ.
+std::unique_ptr<Storage> createStorage(const std::filesystem::path& path, StorageAccess access = {});
 
 /// Starts a thread that blocks all signals. Signals to the process go to the host's own threads. A signal
 /// that a write of this thread raises (SIGXFSZ) has no effect; the write fails instead.

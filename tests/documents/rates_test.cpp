@@ -3,12 +3,17 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <string>
+#include <utility>
 
 #include "quarnex/event_report.h"
 #include "quarnex/times_and_limits.h"
 #include "recording/format/line_writer.h"
+#include "recording/recorder/quiet_lines.h"
 #include "recording/recorder/recorder.h"
+#include "services/compression.h"
 #include "simulation/pair.h"
+#include "support/test_files.h"
 
 namespace quarnex::simulation {
 namespace {
@@ -63,39 +68,66 @@ INSTANTIATE_TEST_SUITE_P(, RatesOfTexts,
 
 struct Growth {
   const char* name;
-  bool connected;
-  bool pollsItems, pollsConnesso;  // after each turn of the loop
-  double megabytesADay;
+  bool connected, polls;  // all methods without effect, after each turn of the loop
+  double megabytesADay, compressed;
+};
+
+/// Compresses the lines as a recorder does that writes every five seconds.
+class CompressedSink final : public recording::Sink {
+ public:
+  void write(std::string_view lines) override { waiting_ += lines; }
+  void passOn() { EXPECT_EQ(storage_->writeAt(storage_->size(), std::exchange(waiting_, "")), 0); }
+  std::uintmax_t bytes() const { return storage_->size(); }
+  std::uintmax_t fileBytes() const { return storage_->fileBytes(); }
+
+ private:
+  TemporaryFolder folder_;
+  std::unique_ptr<Storage> storage_ = compressed(createStorage(folder_.path() / "recording"));
+  std::string waiting_;
 };
 
 class GrowthOfRecordings : public testing::TestWithParam<Growth> {};
 
 TEST_P(GrowthOfRecordings, IsThatOfTheDocument) {
-  constexpr std::int64_t kMeasuredSeconds = 45;  // a server listens longer
   Pair pair;
-  const auto file = std::make_shared<recording::MemorySink>();
-  pair.server.makeWrapper = [&] { return std::make_unique<recording::ServicesRecorder>(file); };
+  const auto sink = std::make_shared<CompressedSink>();
+  pair.server.makeWrapper = [&] {
+    const auto elapsed = [&] { return std::chrono::milliseconds(pair.world.time().now()); };
+    return std::make_unique<recording::ServicesRecorder>(
+        std::make_shared<recording::QuietLines>(sink, elapsed));
+  };
   pair.server.start();
   pair.add();
   pair.server.quarn().Apri(1);
   if (GetParam().connected) pair.client.quarn().Apri(1);
-  pair.world.run(14);
+  const auto run = [&](int seconds) {
+    for (int turn = 1; turn <= seconds * kSecond / kTickMilliseconds; ++turn) {
+      pair.world.runMilliseconds(kTickMilliseconds);
+      if (GetParam().polls) {
+        Pair::take(pair.server);
+        pair.server.quarn().Connesso(1);
+        pair.server.quarn().ProntoPerUscire();
+      }
+      if (turn % 25 == 0) sink->passOn();
+    }
+  };
+  run(60);
   ASSERT_EQ(pair.server.quarn().Connesso(1), GetParam().connected);
-  file->clear();
-  for (int turn = 0; turn < 5 * kMeasuredSeconds; ++turn) {
-    pair.world.runMilliseconds(kTickMilliseconds);
-    if (GetParam().pollsItems) pair.server.quarn().MessaggioArrivato(1);
-    if (GetParam().pollsConnesso) pair.server.quarn().Connesso(1);
-  }
-  const double bytesADay = static_cast<double>(file->text().size()) / kMeasuredSeconds * 86'400;
-  EXPECT_NEAR(bytesADay / 1e6, GetParam().megabytesADay, 2);
+  const double before = static_cast<double>(sink->bytes()),
+               fileBefore = static_cast<double>(sink->fileBytes());
+  constexpr int kMeasuredSeconds = 1'200;
+  run(kMeasuredSeconds);
+  constexpr double kDays = kMeasuredSeconds / 86'400.0, kMega = 1e6;
+  EXPECT_NEAR((static_cast<double>(sink->bytes()) - before) / kDays / kMega, GetParam().megabytesADay, 1);
+  EXPECT_NEAR((static_cast<double>(sink->fileBytes()) - fileBefore) / kDays / kMega, GetParam().compressed,
+              0.1);
 }
 
 INSTANTIATE_TEST_SUITE_P(, GrowthOfRecordings,
-                         testing::Values(Growth{"ticks", false, false, false, 13},
-                                         Growth{"idleLink", true, false, false, 13 + 34},
-                                         Growth{"pollForItems", true, true, false, 13 + 34 + 33},
-                                         Growth{"pollConnesso", true, true, true, 13 + 34 + 33 + 28}),
+                         testing::Values(Growth{"ticks", false, false, 14.3, 0.5},
+                                         Growth{"polls", false, true, 21, 0.6},
+                                         Growth{"idleLink", true, false, 48, 1.4},
+                                         Growth{"idleLinkAndPolls", true, true, 55, 1.4}),
                          [](const auto& growth) { return growth.param.name; });
 
 }  // namespace

@@ -78,7 +78,7 @@ def server_exchanges_the_exact_bytes(identifier):
 
 def sessions_exchange_lines_and_their_recordings_replay(identifier):
     with tempfile.TemporaryDirectory() as directory:
-        recordings = f"{directory}/server", f"{directory}/client"
+        recordings = f"{directory}/server", f"{directory}/client.gz"
         server = Session("listen", identifier, "--record", recordings[0])
         client = Session("call", identifier, "--trace", "--record", recordings[1])
         up, down = [b"up %d" % i for i in range(45)], [b"down %d" % i for i in range(45)]

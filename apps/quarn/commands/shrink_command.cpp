@@ -34,10 +34,11 @@ std::string systemError() {
   return std::generic_category().message(errno);
 }
 
-// "site.jsonl" becomes "site.min.jsonl".
+// "site.jsonl" and "site.jsonl.gz" become "site.min.jsonl".
 std::string outputOf(const ShrinkOptions& options) {
   if (!options.output.empty()) return options.output;
   std::filesystem::path file = options.file;
+  if (file.extension() == ".gz") file.replace_extension();
   if (file.extension() == ".jsonl") file.replace_extension();
   return file.string() + ".min.jsonl";
 }

@@ -84,6 +84,8 @@ Failure socketFailure(int systemError) {
 
 Failure fileFailure(int systemError) {
   switch (systemError) {
+    case EEXIST:
+      return Failure(58, "File already exists");
     case ENOENT:
     case ENOTDIR:
       return Failure(76, "Path not found");

@@ -64,9 +64,11 @@ void restrictAccess(const Descriptor& file, const struct stat& now, mode_t mode)
 
 // Not through a symbolic link, which may lead to any file of this user (open(2), O_NOFOLLOW), and not a pipe
 // or a device: opening a pipe would wait for its reader (O_NONBLOCK), and writing would wait, too.
-std::unique_ptr<Storage> createStorage(const std::filesystem::path& path, bool groupMayRead) {
-  const mode_t mode = groupMayRead ? 0640 : 0600;
-  Descriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, mode));
+std::unique_ptr<Storage> createStorage(const std::filesystem::path& path, StorageAccess access) {
+  const mode_t mode = access.groupMayRead ? 0640 : 0600;
+  const int exclusively = access.mustBeNew ? O_EXCL : 0;
+  Descriptor file(
+      ::open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | exclusively, mode));
   if (!file.valid()) throw fileFailure(errno);
   struct stat now {};
   if (::fstat(file.get(), &now) != 0) throw fileFailure(errno);

@@ -55,7 +55,7 @@ class FileSeries {
     name += kSuffix;
     if (name == latest) return nullptr;
     try {
-      auto file = createStorage(name, settings_.groupMayRead);
+      auto file = createStorage(name, {settings_.groupMayRead});
       names_.push_back(std::move(name));
       removeOldest();
       return file;
@@ -88,7 +88,8 @@ void PosixTextFile::create(const std::string& name) {
     plan.fileBytesMax = settings_.bytesMax;
     plan.nextFile = [series = FileSeries(name, settings_)]() mutable { return series.next(); };
   }
-  writer_ = std::make_unique<BackgroundWriter>(createStorage(name, settings_.groupMayRead), std::move(plan));
+  writer_ =
+      std::make_unique<BackgroundWriter>(createStorage(name, {settings_.groupMayRead}), std::move(plan));
 }
 
 void PosixTextFile::close() {

@@ -1,5 +1,7 @@
 #include "recording/format/recording_reader.h"
 
+#include "services/compression.h"
+
 namespace quarnex::recording {
 namespace {
 
@@ -30,11 +32,13 @@ DamagedLine damageOf(const MissingLine& missing, std::size_t number) {
                       " bytes could not be recorded here; nothing behind it can be replayed"};
 }
 
-RecordingReader::RecordingReader(std::istream& in) : in_(in) {
+RecordingReader::RecordingReader(std::istream& in) : in_(&in) {
+  constexpr int kFirstOfGzip = 0x1F;
   try {
+    if (in.peek() == kFirstOfGzip) in_ = (decompressed_ = decompressed(in)).get();
     if (!nextText()) throw LineError("is missing: the file is empty");
     utcOffset_ = parser_.parseHeader(text_);
-  } catch (const LineError& damage) {
+  } catch (const std::runtime_error& damage) {
     throw DamagedLine(1, damage.what());
   }
 }
@@ -44,7 +48,7 @@ bool RecordingReader::next(Line& line) {
     if (!nextText()) return false;
     line = parser_.parse(text_);
     return true;
-  } catch (const LineError& damage) {
+  } catch (const std::runtime_error& damage) {
     throw DamagedLine(number_, damage.what());
   }
 }
@@ -55,14 +59,14 @@ bool RecordingReader::nextText() {
   text_.clear();
   ++number_;
   for (;;) {
-    in_.getline(block, kBlock);
-    const auto count = static_cast<std::size_t>(in_.gcount());
-    text_.append(block, in_.good() ? count - 1 : count);  // without the line feed
-    if (in_.good()) return true;
-    if (in_.bad()) throw LineError("cannot be read: the system reports an error");
-    if (in_.eof()) break;
+    in_->getline(block, kBlock);
+    const auto count = static_cast<std::size_t>(in_->gcount());
+    text_.append(block, in_->good() ? count - 1 : count);  // without the line feed
+    if (in_->good()) return true;
+    if (in_->bad()) throw LineError("cannot be read: the system reports an error");
+    if (in_->eof()) break;
     if (text_.size() > kLineMax) throw LineError("is longer than 64 MiB");
-    in_.clear();  // the block is full
+    in_->clear();  // the block is full
   }
   if (!text_.empty()) throw LineError("does not end with a line feed, as if the file had been cut off here");
   --number_;

@@ -33,8 +33,8 @@ DamagedLine damageOf(const MissingLine& missing, std::size_t number);
 /// Keeps only one line in memory. A line of more than 64 MiB counts as damaged.
 class RecordingReader {
  public:
-  /// Reads the first line of `in`, which outlives the reader. Throws `DamagedLine`, also for an unknown
-  /// version.
+  /// Reads the first line of `in`, which outlives the reader and may be compressed by gzip. Throws
+  /// `DamagedLine`, also for an unknown version.
   explicit RecordingReader(std::istream& in);
 
   /// Offset of local time from UTC at the beginning of the recording, in seconds.
@@ -51,7 +51,8 @@ class RecordingReader {
  private:
   bool nextText();
 
-  std::istream& in_;
+  std::unique_ptr<std::istream> decompressed_;
+  std::istream* in_;
   std::string text_;
   std::size_t number_ = 0;
   std::int32_t utcOffset_ = 0;

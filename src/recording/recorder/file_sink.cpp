@@ -2,11 +2,24 @@
 
 #include <utility>
 
+#include "services/compression.h"
+#include "services/storage.h"
+
 namespace quarnex::recording {
 namespace {
 
-WriterPlan planOf(std::uint64_t bytesMax, std::size_t waitingBytesMax) {
+bool isCompressed(const std::filesystem::path& path) {
+  return path.extension() == ".gz";
+}
+
+std::unique_ptr<Storage> createFile(const std::filesystem::path& path, const RecordingSettings& settings) {
+  auto file = createStorage(path, {settings.groupMayRead, settings.mustBeNew});
+  return isCompressed(path) ? compressed(std::move(file)) : std::move(file);
+}
+
+WriterPlan planOf(const std::filesystem::path& path, std::uint64_t bytesMax, std::size_t waitingBytesMax) {
   WriterPlan plan;
+  if (isCompressed(path)) plan.pause = kCompressedPause;
   plan.mark = markOf;
   plan.waitingBytesMax = waitingBytesMax;
   plan.fileBytesMax = bytesMax;
@@ -22,6 +35,6 @@ std::string markOf(const WriteLosses& missing) {
 
 FileSink::FileSink(const std::filesystem::path& path, const RecordingSettings& settings,
                    std::size_t waitingBytesMax)
-    : writer_(createStorage(path, settings.groupMayRead), planOf(settings.bytesMax, waitingBytesMax)) {}
+    : writer_(createFile(path, settings), planOf(path, settings.bytesMax, waitingBytesMax)) {}
 
 }  // namespace quarnex::recording

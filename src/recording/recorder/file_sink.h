@@ -17,7 +17,8 @@ std::string markOf(const WriteLosses& missing);
 
 class FileSink final : public Sink {
  public:
-  /// Creates `path` or throws, as `createStorage` does. See `WriterPlan` for `waitingBytesMax`.
+  /// Creates `path`, compressed if its name ends in ".gz". Throws as `createStorage` and `compressed` do. See
+  /// `WriterPlan` for `waitingBytesMax`.
   explicit FileSink(const std::filesystem::path& path, const RecordingSettings& settings = {},
                     std::size_t waitingBytesMax = WriterPlan().waitingBytesMax);
 

@@ -132,16 +132,22 @@ TEST_F(FileSinkTest, SurvivesADiskThatRefusesEverything) {
 }
 
 TEST_F(FileSinkTest, EndsARecordingAtItsLimitWithALineThatReplayTakesForItsEnd) {
-  sink = std::make_unique<FileSink>(file, RecordingSettings{.bytesMax = kDiskBytes});
-  sink->write(kHeader);
-  while (!sink->full()) sink->write(kTick);
-  end();
-  const std::string text = contentOf(file);
-  EXPECT_LE(text.size(), kDiskBytes);
-  EXPECT_TRUE(text.ends_with("{\"limit\":" + std::to_string(kDiskBytes) + "}\n"));
-  const ReplayResult result = replayText(text);
-  EXPECT_FALSE(result.damage || result.mismatch);
-  EXPECT_GT(result.steps, 0U);
+  for (const char* suffix : {"", ".gz"}) {
+    file += suffix;
+    sink = std::make_unique<FileSink>(file, RecordingSettings{.bytesMax = kDiskBytes, .mustBeNew = true});
+    EXPECT_EQ(failureOf([&] { FileSink again(file, RecordingSettings{.mustBeNew = true}); }), 58);
+    sink->write(kHeader);
+    while (!sink->full()) sink->write(kTick);
+    end();
+    const std::string text = contentOf(file);
+    EXPECT_LE(text.size(), kDiskBytes);
+    std::istringstream in(text);
+    RecordingReader reader(in);
+    const ReplayResult result = replay(reader);
+    EXPECT_FALSE(result.damage || result.mismatch);
+    EXPECT_GT(result.steps, 0U);
+    EXPECT_EQ(reader.text(), "{\"limit\":" + std::to_string(kDiskBytes) + '}');
+  }
 }
 
 }  // namespace
