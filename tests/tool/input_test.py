@@ -1,5 +1,6 @@
 """Tests the tool's command line, its JSON-RPC requests and its input lines. No test waits for a link."""
 
+import gzip
 import json
 import os
 import pathlib
@@ -255,6 +256,24 @@ class CommandLine(unittest.TestCase):
         named = {int(number): name for number, name in statuses if name}
         self.assertEqual(len(statuses) - 3, len(set(named.values())))
         self.assertLess(max(named), 126)
+
+    def test_the_environment_enables_recordings_that_replay_also_compressed_and_damaged(self):
+        with tempfile.TemporaryDirectory() as directory:
+            for folder, error in ((directory, b""), (directory, b""), (f"{directory}/none", b"none\" (QUARNEX_RECORD_DIR): Path")):
+                result = run("rpc", text=request("Init", ["x"]).encode(), QUARNEX_RECORD_DIR=folder)
+                self.assertEqual((0, b'{"jsonrpc":"2.0","id":1,"result":null}\n'), (result.returncode, result.stdout))
+                self.assertIn(error, result.stderr)
+            files = [f"{directory}/{name}" for name in os.listdir(directory)]
+            self.assertEqual(2, len(files))
+            for file in files:
+                with gzip.open(file) as text:
+                    self.assertIn(b'"call":"Init","params":["x"]', text.read())
+            self.assertEqual(2, run("replay", *files).stdout.count(b": no difference: 1 step"))
+            with open(files[0], "ab") as end:
+                end.write(b"rubbish")
+            result = run("replay", files[0])
+            self.assertIn(b"no difference before the damaged line: 1 step", result.stdout)
+            self.assertIn(b"line 4: cannot be read: damaged in its compressed form", result.stderr)
 
     def test_lost_output_has_an_exit_status_of_its_own(self):
         for arguments in ("ports", f"replay {RECORDING}", "replay /dev/null"):

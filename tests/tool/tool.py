@@ -8,10 +8,10 @@ import time
 QUARN = os.environ["QUARN"]  # the path of the tool
 
 
-def run(*arguments: str, text: bytes = b"") -> subprocess.CompletedProcess:
+def run(*arguments: str, text: bytes = b"", **environment: str) -> subprocess.CompletedProcess:
     """Runs the tool with this standard input; None stands for /dev/null."""
     source = {"stdin": subprocess.DEVNULL} if text is None else {"input": text}
-    return subprocess.run([QUARN, *arguments], **source, capture_output=True, timeout=120)
+    return subprocess.run([QUARN, *arguments], **source, capture_output=True, timeout=120, env=os.environ | environment)
 
 
 class Rpc:

@@ -1,8 +1,16 @@
 // Composes the process's one library on the POSIX services, on first use, and runs its loop for HostLoop.
+// Records the library if the environment asks for it.
 #include "services/process_library.h"
 
 #include <sys/eventfd.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <string>
 #include <utility>
 
 #include "host/draining.h"
@@ -10,6 +18,7 @@
 #include "platform/posix/descriptor.h"
 #include "platform/posix/posix_platform.h"
 #include "quarnex/failure.h"
+#include "quarnex/flight_recorder.h"
 #include "quarnex/host_loop.h"
 #include "services/background_writer.h"
 
@@ -25,6 +34,46 @@ struct ProcessPreparation {
 ProcessPreparation& preparation() {
   static ProcessPreparation only;
   return only;
+}
+
+constexpr const char* kRecordingFolder = "QUARNEX_RECORD_DIR";
+constexpr std::int32_t kFileExists = 58;
+
+// Of the `attempt`-th file that this process tries to create: program, time (UTC) and process.
+std::string recordingName(int attempt) {
+  const std::time_t now = std::time(nullptr);
+  std::tm utc{};
+  ::gmtime_r(&now, &utc);
+  char stamp[32];
+  std::strftime(stamp, sizeof stamp, "-%Y%m%dT%H%M%SZ-", &utc);
+  const std::string again = attempt > 1 ? '-' + std::to_string(attempt) : "";
+  return ::program_invocation_short_name + (stamp + std::to_string(::getpid())) + again + ".jsonl.gz";
+}
+
+// Recordings of earlier processes are kept: containers use the same process number again and again.
+void recordInto(const std::filesystem::path& folder) {
+  RecordingSettings settings;
+  settings.mustBeNew = true;
+  for (int attempt = 1;; ++attempt) {
+    try {
+      return recordFlight(folder / recordingName(attempt), settings);
+    } catch (const Failure& failure) {
+      if (failure.number() != kFileExists) throw;
+    }
+  }
+}
+
+// A recording that cannot begin does not keep the host from its work. A program with the rights of another
+// user does not write where its caller says.
+void recordIfAsked() {
+  const char* folder = ::secure_getenv(kRecordingFolder);
+  if (folder == nullptr || *folder == '\0') return;
+  try {
+    recordInto(folder);
+  } catch (const Failure& failure) {
+    std::fprintf(stderr, "quarnex: cannot record into the folder \"%s\" (%s): %s (%d)\n", folder,
+                 kRecordingFolder, failure.what(), static_cast<int>(failure.number()));
+  }
 }
 
 struct ComposedProcess {
@@ -45,6 +94,7 @@ struct ComposedProcess {
 
   static Services wrapped(const Services& services) {
     const auto& wrapper = preparation().wrapper;
+    if (!wrapper) recordIfAsked();
     return wrapper ? wrapper->wrap(services) : services;
   }
 
