@@ -12,7 +12,7 @@ import time
 import unittest
 
 from peer import IDENTIFIERS
-from tool import Session
+from tool import QUARN, Session
 
 ROWS = 8
 
@@ -123,6 +123,22 @@ class Terminals(unittest.TestCase):
                 self.assertFalse(any(shown.match(row) for row in self.screen.rows), self.screen.rows)
                 self.assertEqual(10, session.process.wait(10))
                 session.process.stdout.close()
+
+    def test_a_simulation_shows_its_progress_and_its_totals_after_ctrl_c(self):
+        for arguments, progress, total in (("--hours 100000", b"of 6000000 minutes", b"interrupted before the faults ended"),
+                                           ("--seeds 100000", b"of 100000 seeds", b" up to the interruption\n")):
+            with self.subTest(arguments):
+                master, slave = pty.openpty()
+                process = subprocess.Popen([QUARN, "simulate", "--seed", "7", *arguments.split()],
+                                           stdout=subprocess.PIPE, stderr=slave, env=os.environ | {"TERM": "xterm"})
+                shown = b""
+                while progress not in shown:
+                    shown += os.read(master, 100)
+                process.send_signal(signal.SIGINT)
+                totals = process.communicate(timeout=60)[0]
+                self.assertEqual(4, process.returncode)
+                self.assertIn(total, totals)
+                self.assertRegex(totals, rb"\ntexts +\d+ sent")
 
 
 if __name__ == "__main__":

@@ -20,6 +20,7 @@
 #include "quarn/commands.h"
 #include "quarn/commands/simulation_report.h"
 #include "quarn/console.h"
+#include "quarn/process_setup.h"
 #include "quarnex/times_and_limits.h"
 #include "simulation/runs/simulate_run.h"
 #include "simulation/sites/site.h"
@@ -28,6 +29,7 @@ namespace quarnex::tool {
 namespace {
 
 constexpr int kBroken = 1;
+constexpr int kInterrupted = 4;
 constexpr std::uint64_t kHoursMax = 100'000;
 constexpr std::uint64_t kSeedsMax = 1'000'000;
 constexpr std::uint64_t kJobsMax = 256;
@@ -92,6 +94,15 @@ void requireUsableDirectory(const ManyPlan& many) {
                                 "\": give a directory that you can create or write to");
 }
 
+void showProgress(Console& console, const std::string& words) {
+  console.showProgress(words);
+  console.output().flush(std::chrono::steady_clock::now() + std::chrono::seconds(1));
+}
+
+void endProgress(Console& console) {
+  showProgress(console, "");
+}
+
 void printFinding(const simulation::RunPlan& plan, std::uint64_t seed, const recording::Finding& finding) {
   std::cout.flush();
   std::cerr << "quarn: seed " << seed << ", " << inSeconds(finding.at);
@@ -115,9 +126,16 @@ void keepRecordings(simulation::RunPlan plan, std::uint64_t seed) {
   }
 }
 
-int simulateOne(const simulation::RunPlan& plan) {
+int simulateOne(simulation::RunPlan plan) {
   const Stopwatch watch;
+  Console console;
+  plan.goesOn = [&](simulation::Milliseconds passed) {
+    showProgress(console, std::to_string(passed / simulation::kMinute) + " of " +
+                              std::to_string(plan.faultTime / simulation::kMinute) + " minutes");
+    return !interrupted();
+  };
   const simulation::RunResult result = simulation::simulate(plan);
+  endProgress(console);
   printRun(plan, result);
   std::cout.flush();
   printSpeed(result, watch.cpuSeconds(), watch.elapsedSeconds());
@@ -127,57 +145,56 @@ int simulateOne(const simulation::RunPlan& plan) {
   }
   if (!result.recordingsWhole)
     std::cerr << "quarn: the disk did not accept all recordings; give a directory on a larger disk\n";
-  return result.finding || !result.recordingsWhole ? kBroken : 0;
+  if (result.finding || !result.recordingsWhole) return kBroken;
+  return result.complete ? 0 : kInterrupted;
 }
 
-// Shows the limit that ends the run: the number of seeds or the link-hours.
-void showProgress(Console& console, const ManyPlan& many, std::uint64_t runs, double linkHours) {
+// Names the limit that ends the run: the number of seeds or the link-hours.
+std::string progressOf(const ManyPlan& many, std::uint64_t runs, double linkHours) {
   std::string words = std::to_string(runs);
   if (many.linkHoursMax == 0) words += " of " + std::to_string(many.seeds);
   words += " seeds, " + std::to_string(std::llround(linkHours));
   if (many.linkHoursMax > 0) words += " of " + std::to_string(std::llround(many.linkHoursMax));
-  console.showProgress(words + " link-hours");
-  console.output().flush(std::chrono::steady_clock::now() + std::chrono::seconds(1));
-}
-
-void endProgress(Console& console) {
-  console.showProgress("");
-  console.output().flush(std::chrono::steady_clock::now() + std::chrono::seconds(1));
+  return words + " link-hours";
 }
 
 // Starts no further seed after the first failed one; runs already started finish.
-int simulateSeveral(const ManyPlan& many) {
+int simulateSeveral(ManyPlan many) {
   const Stopwatch watch;
   Console console;
   simulation::RunNumbers sums;
-  std::uint64_t runs = 0;
+  std::uint64_t runs = 0, endedRuns = 0;
   std::optional<std::uint64_t> failed;
+  many.plan.goesOn = [](simulation::Milliseconds) { return !interrupted(); };
   simulation::simulateMany(many.plan, many.seeds, many.jobs, [&](std::uint64_t seed, const auto& result) {
-    ++runs;
+    ++(result.complete ? runs : endedRuns);
     sums.add(result);
-    showProgress(console, many, runs, sums.linkHours);
+    showProgress(console, progressOf(many, runs, sums.linkHours));
     if (result.finding) {
       endProgress(console);
       printFinding(many.plan, seed, *result.finding);
       failed = failed.value_or(seed);
     }
-    return !failed && (many.linkHoursMax == 0 || sums.linkHours < many.linkHoursMax);
+    return !failed && !interrupted() && (many.linkHoursMax == 0 || sums.linkHours < many.linkHoursMax);
   });
   endProgress(console);
-  printRuns(many.plan, runs, sums);
+  printRuns(many.plan, runs, endedRuns, sums);
   std::cout.flush();
   printSpeed(sums, watch.cpuSeconds(), watch.elapsedSeconds());
   if (failed) keepRecordings(many.plan, *failed);
-  if (!many.expectAll) return failed ? kBroken : 0;
+  if (failed) return kBroken;
+  if (interrupted()) return kInterrupted;
+  if (!many.expectAll) return 0;
   const auto missing = sums.seenLessThan(kOccurrencesMin, many.plan.faults);
   for (const std::string& name : missing)
     std::cerr << "quarn: " << name << " occurred fewer than " << kOccurrencesMin << " times\n";
-  return failed || !missing.empty() ? kBroken : 0;
+  return missing.empty() ? 0 : kBroken;
 }
 
 int runSimulation(const ManyPlan& many) {
   try {
     requireUsableDirectory(many);
+    catchInterruptions();
     return many.seeds == 1 && !many.expectAll ? simulateOne(many.plan) : simulateSeveral(many);
   } catch (const std::invalid_argument& wrong) {
     std::cerr << "quarn: " << wrong.what() << '\n';
@@ -250,11 +267,14 @@ Command simulateCommand() {
           {"Two machines run two hosts each. Links in both roles connect the machines, and texts travel "
            "on all of them. The faults end after the last hour, and then every link must recover. A seed "
            "that breaks a rule runs again and is recorded into a new folder in TMPDIR or /tmp, unless "
-           "--record is given.",
+           "--record is given. Ctrl-C ends the faults of the running seeds and prints the totals so far; a "
+           "second one ends the command at once.",
            "Faults: " + allNames(", ")},
       .statuses = {{0, "no rule was broken"},
                    {kBroken, "a rule was broken; seed, host, link and moment are named"},
-                   {kNotStarted, "an argument is invalid"}},
+                   {kNotStarted, "an argument is invalid"},
+                   {kOutputNotWritten, "standard output could not be written"},
+                   {kInterrupted, "Ctrl-C ended it before any rule was broken"}},
       .examples = {{"quarn simulate --seed 7 --hours 24", ""},
                    {"quarn simulate --seed 1 --seeds 1000 --jobs 2 --hours 25 --expect-all", ""},
                    {"quarn simulate --seed 7 --hours 1 --faults clock-back,stall --record /tmp/seven", ""},

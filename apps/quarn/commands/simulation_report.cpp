@@ -81,6 +81,10 @@ void printRun(const simulation::RunPlan& plan, const simulation::RunResult& resu
   printTexts(result);
   printReports(result);
   printWork(result);
+  if (!result.complete) {
+    std::cout << "interrupted before the faults ended\n";
+    return;
+  }
   std::cout << "recovery    " << inSeconds(result.recovery) << ", after " << inSeconds(result.aftermath)
             << " of stalls and clocks behind; exit " << inSeconds(result.exit) << '\n';
   char hash[32];
@@ -88,15 +92,18 @@ void printRun(const simulation::RunPlan& plan, const simulation::RunResult& resu
   std::cout << "recordings  " << hash << '\n';
 }
 
-void printRuns(const simulation::RunPlan& plan, std::uint64_t runs, const simulation::RunNumbers& sums) {
-  std::cout << "seeds       " << runs << " from " << plan.seed << " on\n"
-            << "time        " << withOneDigit(sums.linkHours) << " link-hours, "
+void printRuns(const simulation::RunPlan& plan, std::uint64_t runs, std::uint64_t endedRuns,
+               const simulation::RunNumbers& sums) {
+  std::cout << "seeds       " << runs << " from " << plan.seed << " on";
+  if (endedRuns > 0) std::cout << ", and " << endedRuns << " up to the interruption";
+  std::cout << "\ntime        " << withOneDigit(sums.linkHours) << " link-hours, "
             << withOneDigit(sums.linkHours / kHoursPerYear) << " link-years\n";
   printFaults(sums, plan.faults);
   printTexts(sums);
   printReports(sums);
   printTraces(sums);
   printWork(sums);
+  if (runs == 0) return;
   std::cout << "recovery    " << inSeconds(sums.recovery) << " at most; exit " << inSeconds(sums.exit)
             << " at most\n";
 }

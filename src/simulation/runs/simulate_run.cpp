@@ -77,9 +77,11 @@ class Run {
   RunResult live() {
     try {
       runFaults();
-      recover();
-      settle();
-      leave();
+      if (result_.complete) {
+        recover();
+        settle();
+        leave();
+      }
     } catch (const TimeStandsStill& stuck) {
       report(stuck.what());
     }
@@ -141,9 +143,10 @@ class Run {
     site_.start();
     setTraffic(kTextPause);
     faults_.begin();
-    for (Milliseconds left = plan_.faultTime; left > 0; left -= kMinute) {
+    for (Milliseconds left = plan_.faultTime; left > 0 && result_.complete; left -= kMinute) {
       pass(std::min(left, kMinute));
       requireLittleMemory();
+      result_.complete = !plan_.goesOn || plan_.goesOn(world_.time().now());
     }
     faults_.end();
   }
@@ -351,6 +354,7 @@ void simulateMany(const RunPlan& plan, std::uint64_t seeds, unsigned jobs,
 std::filesystem::path recordAgain(RunPlan plan, const std::filesystem::path& place) {
   auto folder = freshFolder(place / ("quarn-simulate-" + std::to_string(plan.seed)));
   plan.recordDirectory = folder;
+  plan.goesOn = nullptr;
   if (simulate(plan).recordingsWhole) return folder;
   throw std::runtime_error("the disk did not take all of " + folder.string());
 }

@@ -24,6 +24,8 @@ struct RunPlan {
   int links = 10;                         ///< of each of the four hosts, 1 to 32767
   FaultSet faults = *faultsNamed("all");  ///< from which the seed draws its plan
   std::optional<std::filesystem::path> recordDirectory;  ///< exists; receives a recording of each engine
+  std::function<bool(Milliseconds passed)>
+      goesOn;  ///< if set, called each minute with faults; false ends them and the run
 };
 
 /// Counts of one run or of many.
@@ -47,6 +49,7 @@ struct RunResult : RunNumbers {
   FaultSet enabled;
   std::uint64_t hash = 0;       ///< of all recordings
   bool recordingsWhole = true;  ///< false if the disk did not take one
+  bool complete = true;         ///< false if `goesOn` ended the run
   Milliseconds duration = 0;
   Milliseconds aftermath = 0;  ///< rest of stalls and clocks behind when the faults ended
 };

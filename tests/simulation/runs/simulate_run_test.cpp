@@ -84,9 +84,14 @@ TEST(RecordedRun, RepeatsExactlyAndItsRecordingsReplay) {
   EXPECT_EQ(files, recorded.engines);
 }
 
-TEST(RecordedRun, IsRecordedAgainIntoANewFolder) {
+TEST(RecordedRun, IsRecordedAgainIntoANewFolderAfterARunThatWasEnded) {
   const TemporaryFolder place;
   RunPlan plan = planOf(5);
+  plan.goesOn = [](Milliseconds passed) { return passed < 2 * kMinute; };
+  const RunResult ended = simulate(plan);
+  EXPECT_FALSE(ended.complete || ended.finding);
+  EXPECT_EQ(ended.duration, 2 * kMinute);
+  EXPECT_GT(ended.texts.sent, 0U);
   plan.faultTime = kSecond;
   for (const char* name : {"quarn-simulate-5", "quarn-simulate-5-2", "quarn-simulate-5-3"}) {
     const std::filesystem::path folder = recordAgain(plan, place.path());
