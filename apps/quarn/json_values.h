@@ -7,7 +7,9 @@
 #include <string_view>
 #include <vector>
 
+#include "quarnex/link_event.h"
 #include "quarnex/link_snapshot.h"
+#include "quarnex/receipts.h"
 #include "quarnex/text_rules.h"
 
 namespace quarnex::tool {
@@ -22,6 +24,14 @@ std::string toJson(std::integral auto value) {
 /// An object with the members of the structure, under their names.
 std::string toJson(const TextCheck& check);
 std::string toJson(const LinkFailure& failure);
+std::string toJson(const Receipt& receipt);
+std::string toJson(const PendingTexts& texts);
+std::string toJson(const SendResult& result);
+std::string toJson(const LinkOutage& outage);
+/// Without the members that events of this type do not use.
+std::string toJson(const LinkEvent& event);
+/// The causes that occurred, with their numbers of texts.
+std::string toJson(const OutcomeCounts& counts);
 /// null for the snapshot of a link that does not exist.
 std::string toJson(const LinkSnapshot& link);
 /// null if there is no value.

@@ -76,6 +76,28 @@ def server_exchanges_the_exact_bytes(identifier):
         CHECK.assertEqual([f"X000E0702[#I{identifier}#$TTEST$]"], rpc.items(link, 1))
 
 
+def events_and_receipts_reach_a_subscriber(identifier):
+    with Rpc() as rpc:
+        links = [rpc.Add("TEST", identifier, client, True) for client in (False, True)]
+        for link in links:
+            rpc.enableEvents(link, True)
+            rpc.Apri(link)
+        rpc.subscribe(True)
+        server, client = links
+        rpc.wait_for(lambda: rpc.Connesso(server) and rpc.Connesso(client))
+        CHECK.assertEqual({"number": 1}, rpc.send(client, "HELLO"))
+        rpc.wait_for(lambda: rpc.receive(server) == "HELLO")
+        rpc.drainAndLeave(9)
+        CHECK.assertEqual({"number": 0, "refusal": "draining"}, rpc.send(client, "late"))
+        rpc.wait_for(lambda: rpc.ProntoPerUscire() == -1)
+        own = [event for event in rpc.events if event["link"] == client]
+        CHECK.assertEqual(["connected", "heard", "receipts", "closing", "disconnected", "drained", "closed"],
+                          [event["type"] for event in own])
+        CHECK.assertEqual({"from": 1, "to": 1, "outcome": "acknowledged", "cause": "", "frames": 1, "connection": 1},
+                          own[2]["receipt"])
+        CHECK.assertEqual({"acknowledged": 1, "dropped": {}, "unknown": {}}, rpc.snapshot(client)["outcomes"])
+
+
 def sessions_exchange_lines_and_their_recordings_replay(identifier):
     with tempfile.TemporaryDirectory() as directory:
         recordings = f"{directory}/server", f"{directory}/client.gz"
@@ -285,6 +307,7 @@ def a_service_manager_is_notified(identifier):
 
 
 SCENARIOS = [client_exchanges_the_exact_bytes, server_exchanges_the_exact_bytes,
+             events_and_receipts_reach_a_subscriber,
              sessions_exchange_lines_and_their_recordings_replay, losses_are_reported,
              texts_in_the_form_of_reports_are_printed_as_texts,
              terminals_and_messages_show_no_control_character, terminals_without_utf8_show_only_ascii,

@@ -20,6 +20,7 @@ class Rpc:
     def __init__(self):
         self.process = subprocess.Popen([QUARN, "rpc"], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
         self.count = 0
+        self.events = []  # of the notifications so far
 
     def __enter__(self):
         self.Init("")
@@ -38,7 +39,8 @@ class Rpc:
             request = {"jsonrpc": "2.0", "id": self.count, "method": method, "params": parameters}
             self.process.stdin.write(json.dumps(request).encode() + b"\n")
             self.process.stdin.flush()
-            answer = json.loads(self.process.stdout.readline())
+            while "method" in (answer := json.loads(self.process.stdout.readline())):
+                self.events.append(answer["params"])
             if answer["id"] != self.count or "result" not in answer:
                 raise AssertionError(f"{request} was answered by {answer}")
             return answer["result"]

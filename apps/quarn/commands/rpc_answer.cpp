@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "quarn/commands/json_scanner.h"
+#include "quarn/json_values.h"
 #include "recording/format/text_codes.h"
 
 namespace quarnex::tool {
@@ -181,6 +182,10 @@ std::string answer(RpcSession& session, std::string_view line) {
 }
 
 }  // namespace
+
+std::string notificationOf(const LinkEvent& event) {
+  return R"({"jsonrpc":"2.0","method":"event","params":)" + toJson(event) + '}';
+}
 
 std::string refuseLongRequest() {
   return errorResponse("", {kNoRequest, "a request is a line of at most 1 MiB"});

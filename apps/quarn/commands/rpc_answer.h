@@ -19,6 +19,9 @@ constexpr std::size_t kRequestBytesMax = std::size_t{1024} * 1024;
 /// method.
 std::string answerRequest(RpcSession& session, std::string_view line);
 
+/// An event as a notification, one line without a line end.
+std::string notificationOf(const LinkEvent& event);
+
 /// The response to a line that is longer than `kRequestBytesMax`, and therefore not a request.
 std::string refuseLongRequest();
 

@@ -34,6 +34,7 @@ class RpcHost {
  private:
   bool mayAnswer() const { return output_.unwritten() < kUnwrittenBytesMax; }
   void answerRequests();
+  void pushEvents();
   void flush();
   int end();
 
@@ -50,6 +51,7 @@ int RpcHost::run() {
     const bool reading = !mayHaveLine_ && mayAnswer();
     turnHost(loop_, reading ? &input_ : nullptr, {&output_}, mayHaveLine_ && mayAnswer() ? 0ms : -1ms);
     answerRequests();
+    pushEvents();
   }
   flush();
   return end();
@@ -85,6 +87,16 @@ void RpcHost::answerRequests() {
     if (!line) return;
     const std::string answer = line->tooLong ? refuseLongRequest() : answerRequest(session_, line->text);
     if (!answer.empty()) output_.appendLine(answer);
+  }
+}
+
+// Behind the answers, so that a number is known before its outcome. While the output is not read, events wait
+// in the library's queue, which is bounded.
+void RpcHost::pushEvents() {
+  while (session_.subscribed && mayAnswer()) {
+    const std::optional<LinkEvent> event = quarn_.nextEvent();
+    if (!event) return;
+    output_.appendLine(notificationOf(*event));
   }
 }
 

@@ -19,6 +19,7 @@ constexpr std::string_view kPath =
     R"({"type":"string","description":"the beginning of a path, any Unicode text"})";
 constexpr std::string_view kTextOrNull = R"({"type":["string","null"]})";
 constexpr std::string_view kIndexes = R"({"type":"array","items":{"type":"integer"}})";
+constexpr std::string_view kObjects = R"({"type":"array","items":{"type":"object"}})";
 constexpr std::string_view kObject = R"({"type":"object"})";
 constexpr std::string_view kObjectOrNull = R"({"type":["object","null"]})";
 
@@ -67,9 +68,45 @@ std::string callHostMethod(const RpcCall& call) {
 
 constexpr std::span<const Parameter> kNone;
 constexpr Parameter kLink[] = {{"link", ValueKind::Integer}};
+constexpr Parameter kLinkAndText[] = {{"link", ValueKind::Integer}, {"text", ValueKind::String}};
+constexpr Parameter kLinkAndOn[] = {{"link", ValueKind::Integer}, {"on", ValueKind::Boolean}};
+constexpr Parameter kLinkAndTime[] = {{"link", ValueKind::Integer}, {"withinSeconds", ValueKind::Integer}};
+constexpr Parameter kTime[] = {{"withinSeconds", ValueKind::Integer}};
+constexpr Parameter kOn[] = {{"on", ValueKind::Boolean}};
 constexpr Parameter kOneText[] = {{"text", ValueKind::String}};
 
 constexpr RpcMethod kEnglishMethods[] = {
+    {"send", "queue a text like Invia and return its number, or 0 and the reason why it is refused",
+     kLinkAndText, kObject,
+     [](const RpcCall& call) { return toJson(call.quarn().send(call.link(), call.text())); }},
+    {"pending", "return the ranges of numbers whose texts have no outcome yet", kLink, kObjects,
+     [](const RpcCall& call) { return toJson(call.quarn().pending(call.link())); }},
+    {"enableEvents", "start or stop queueing the events of a link", kLinkAndOn, kNull,
+     [](const RpcCall& call) {
+       call.quarn().enableEvents(call.link(), call.on());
+       return std::string("null");
+     }},
+    {"nextEvent", "take the oldest event of all links, null if there is none", kNone, kObjectOrNull,
+     [](const RpcCall& call) { return toJson(call.quarn().nextEvent()); }},
+    {"subscribe",
+     "from now on write each event as a notification \"event\", or keep the events for nextEvent", kOn, kNull,
+     [](const RpcCall& call) {
+       call.session.subscribed = call.on();
+       return std::string("null");
+     }},
+    {"outages", "return the latest times without connection of a link", kLink, kObjects,
+     [](const RpcCall& call) { return toJson(call.quarn().outages(call.link())); }},
+    {"drainAndClose", "close a link once each of its texts has an outcome, at the latest after this time",
+     kLinkAndTime, kNull,
+     [](const RpcCall& call) {
+       call.quarn().drainAndClose(call.link(), call.seconds());
+       return std::string("null");
+     }},
+    {"drainAndLeave", "do the same for all links, for good", kTime, kNull,
+     [](const RpcCall& call) {
+       call.quarn().drainAndLeave(call.seconds());
+       return std::string("null");
+     }},
     {"receive", "take the oldest received text and discard the reports before it, null if there is none",
      kLink, kTextOrNull,
      [](const RpcCall& call) { return toJson(Link(call.quarn(), call.link()).receive()); }},

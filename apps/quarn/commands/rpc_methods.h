@@ -1,6 +1,7 @@
 // Lists the methods of quarn rpc once, for its answers, its help and its OpenRPC document.
 #pragma once
 
+#include <chrono>
 #include <span>
 #include <string>
 #include <string_view>
@@ -13,6 +14,7 @@ namespace quarnex::tool {
 /// The host behind the requests of one process.
 struct RpcSession {
   QuarnSocket& quarn;
+  bool subscribed = false;  ///< events are written as notifications as soon as they arise
 };
 
 struct RpcMethod;
@@ -21,6 +23,8 @@ struct RpcMethod;
 struct RpcCall {
   QuarnSocket& quarn() const { return session.quarn; }
   std::int16_t link() const { return std::get<std::int16_t>(values.front()); }
+  std::chrono::seconds seconds() const { return std::chrono::seconds(std::get<std::int16_t>(values.back())); }
+  bool on() const { return std::get<bool>(values.back()); }
   const std::string& text() const { return std::get<std::string>(values.back()); }
 
   RpcSession& session;
