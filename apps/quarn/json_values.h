@@ -43,7 +43,10 @@ std::string toJson(const std::optional<Type>& value) {
 /// An array with what `toItem` makes of each row.
 std::string jsonArray(const auto& rows, const auto& toItem) {
   std::string items;
-  for (const auto& row : rows) items += (items.empty() ? "" : ",") + toItem(row);
+  for (const auto& row : rows) {
+    if (!items.empty()) items += ',';
+    items += toItem(row);
+  }
   return '[' + items + ']';
 }
 template <class Type>
