@@ -227,6 +227,10 @@ class DecompressedStream final : private InflatingBuffer, public std::istream {
 
 }  // namespace
 
+void requireCompression() {
+  Zlib::loaded();
+}
+
 std::unique_ptr<Storage> compressed(std::unique_ptr<Storage> file) {
   return std::make_unique<CompressedStorage>(std::move(file));
 }

@@ -13,6 +13,7 @@ bool isCompressed(const std::filesystem::path& path) {
 }
 
 std::unique_ptr<Storage> createFile(const std::filesystem::path& path, const RecordingSettings& settings) {
+  if (isCompressed(path)) requireCompression();
   auto file = createStorage(path, {settings.groupMayRead, settings.mustBeNew});
   return isCompressed(path) ? compressed(std::move(file)) : std::move(file);
 }

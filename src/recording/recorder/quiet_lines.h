@@ -14,21 +14,13 @@
 
 namespace quarnex::recording {
 
-/// Time since its creation by a clock that never goes back.
-struct Stopwatch {
-  std::chrono::steady_clock::time_point begin = std::chrono::steady_clock::now();
-  std::chrono::milliseconds operator()() const {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begin);
-  }
-};
-
 /// Leaves out polls that find nothing and queries with the answer of the time before, unless anything else
 /// happens in them; the next step states their number. The first call of each kind is kept. A step in which
 /// nothing happens has no milliseconds: they would be half the recording of an idle host.
 class QuietLines final : public LineSink {
  public:
-  explicit QuietLines(std::shared_ptr<Sink> sink,
-                      std::function<std::chrono::milliseconds()> elapsed = Stopwatch())
+  /// `elapsed`, if given, returns the time since the recording began.
+  explicit QuietLines(std::shared_ptr<Sink> sink, std::function<std::chrono::milliseconds()> elapsed = {})
       : lines_(std::move(sink)), elapsed_(std::move(elapsed)) {}
 
   void begin(std::int32_t utcOffset) override { lines_.begin(utcOffset); }
@@ -70,14 +62,21 @@ class QuietLines final : public LineSink {
   void passStep(bool withTime) {
     if (!step_) return;
     auto& start = const_cast<StepStart&>(*stepStartOf(*step_));
-    if (withTime) start.ms = elapsed_().count();
+    if (withTime) start.ms = milliseconds();
     if (idleCalls_ > 0) start.idleCalls = std::exchange(idleCalls_, 0);
     lines_.take(*step_);
     step_.reset();
   }
 
+  std::int64_t milliseconds() const {
+    using std::chrono::duration_cast, std::chrono::milliseconds;
+    return (elapsed_ ? elapsed_() : duration_cast<milliseconds>(SteadyClock::now() - begin_)).count();
+  }
+
+  using SteadyClock = std::chrono::steady_clock;  // never goes back
   LineWriter lines_;
-  std::function<std::chrono::milliseconds()> elapsed_;
+  const SteadyClock::time_point begin_ = SteadyClock::now();
+  const std::function<std::chrono::milliseconds()> elapsed_;
   std::optional<Line> step_;  // waits for the step's second line
   std::int64_t idleCalls_ = 0;
   std::map<std::pair<const Method*, Value>, Value> answers_;  // to the last call for each link
