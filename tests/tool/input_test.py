@@ -282,6 +282,17 @@ class CommandLine(unittest.TestCase):
             self.assertIn(b"no difference before the damaged line: 1 step", result.stdout)
             self.assertIn(b"line 4: cannot be read: damaged in its compressed form", result.stderr)
 
+    def test_sessions_without_a_link_end_with_the_status_of_the_cause(self):
+        rows = {"call TEST {id} --message 9K": "20, text-refused", "call TEST {id} </": "40, input",
+                "listen TEST {id} --record {folder}/recording": "42, files",  # no file may have a byte
+                "listen TEST {id} --receive-only --timeout 1": "10, link-never-up"}
+        for arguments, status in rows.items():
+            with self.subTest(arguments), tempfile.TemporaryDirectory() as folder:
+                arguments = arguments.format(id=next(IDENTIFIERS), folder=folder)
+                result = subprocess.run(f"ulimit -f 0; {QUARN} {arguments}", shell=True, input=b"", capture_output=True)
+                self.assertEqual(int(status.split(",")[0]), result.returncode)
+                self.assertRegex(result.stderr.decode(), rf" not done \(status {status}\): 0 lines .*\n$")
+
     def test_lost_output_has_an_exit_status_of_its_own(self):
         for arguments in ("ports", f"replay {RECORDING}", "replay /dev/null"):
             with self.subTest(arguments), open("/dev/full", "wb") as full:

@@ -270,22 +270,51 @@ def an_answer_ends_a_question(identifier):
 
 
 def a_peer_that_leaves_ends_a_session(identifier):
-    with Peer.listen(identifier) as listener:
-        session = Session("call", identifier, "--receive-only", "--once", stdin=subprocess.DEVNULL)
-        peer = Peer.accept(listener, identifier)
-    peer.expect(b"9QRY", b"9.")
+    session, peer = accepted_call(identifier, "--receive-only", "--once", stdin=subprocess.DEVNULL)
     peer.connection.close()
     CHECK.assertIn(b"not done (status 14, link-lost): ", messages_at_end(session, 14))
 
 
-def silence_ends_a_session(identifier):
-    for options, status in ((("--message", "AB"), b"10, link-never-up"), (("--receive-only",), b"10, link-never-up"),
-                            (("--count", "2"), b"10, link-never-up")):
-        result = run("listen", "TEST", str(identifier), "--timeout", "1", *options)
-        CHECK.assertIn(b"not done (status %s): " % status, result.stderr)
+def refused_calls_end_a_session(identifier):
+    CHECK.assertIn(b"not done (status 12, call-refused): ",
+                   run("call", "TEST", str(identifier), "--message", "AB", "--timeout", "14").stderr)
+
+
+def session_with_one_text(identifier, *options):
     with Peer.listen(identifier) as listener:
-        session = Session("call", identifier, "--receive-only", "--timeout", "14")
+        session = Session("call", identifier, *options, stdin=subprocess.DEVNULL)
         peer = Peer.accept(listener, identifier)
+    peer.expect(b"9QRY", b"9.")
+    peer.send(b"first", b"9CMD", b"9.")
+    CHECK.assertEqual([b"first"], session.read(1))
+    peer.expect(b"9ACK", b"9QRY", b"9.")
+    peer.send(b"9NODATA", b"9.")
+    return session, peer
+
+
+def missing_texts_end_a_session(identifier):
+    session, peer = session_with_one_text(identifier, "--count", "2", "--timeout", "14")
+    peer.answer_queries_until(b"9K", b"9CMD", b"9.")
+    peer.connection.close()
+    CHECK.assertIn(b"not done (status 30, timeout): ", messages_at_end(session, 30))
+
+
+def a_signal_ends_a_session_before_its_count(identifier):
+    session, peer = session_with_one_text(identifier, "--count", "2")
+    session.process.send_signal(signal.SIGTERM)
+    peer.answer_queries_until(b"9K", b"9CMD", b"9.")
+    peer.connection.close()
+    CHECK.assertIn(b"not done (status 34, count-not-reached): ", messages_at_end(session, 34))
+
+
+def a_peer_that_does_not_close_is_reported(identifier):
+    session, _peer = session_with_one_text(identifier, "--count", "1", "--wait", "2")
+    CHECK.assertIn(b"not done (status 36, not-closed): ", messages_at_end(session, 36))
+
+
+def silence_ends_a_session(identifier):
+    session, peer = accepted_call(identifier, "--receive-only", "--timeout", "14")
+    peer.send(b"9NODATA", b"9.")
     peer.answer_queries_until(b"9K", b"9CMD", b"9.")
     peer.connection.close()
     CHECK.assertIn(b"not done (status 32, nothing-received): ", messages_at_end(session, 32))
@@ -314,7 +343,8 @@ SCENARIOS = [client_exchanges_the_exact_bytes, server_exchanges_the_exact_bytes,
              only_allowed_callers_reach_a_listener, output_that_is_not_read_is_reported_before_the_summary,
              output_that_stays_full_closes_the_link_until_it_is_read, messages_that_are_not_read_do_not_delay_the_end_either, signals_end_a_session,
              broken_output_closes_the_link, an_answer_ends_a_question, a_peer_that_leaves_ends_a_session,
-             silence_ends_a_session, a_service_manager_is_notified]
+             silence_ends_a_session, refused_calls_end_a_session, missing_texts_end_a_session,
+             a_signal_ends_a_session_before_its_count, a_peer_that_does_not_close_is_reported, a_service_manager_is_notified]
 
 
 class LiveLinks(unittest.TestCase):
