@@ -8,6 +8,7 @@ import signal
 import socket
 import subprocess
 import tempfile
+import time
 import unittest
 
 from peer import FIRST_PORT, IDENTIFIERS, Peer
@@ -130,10 +131,46 @@ def losses_are_reported(identifier):
         peer.expect(b"A|BB", b"9CMD", b"9.")  # alone: a text that the peer splits must not displace others
         session.await_message(b"connected to 127.0.0.1:%d" % (FIRST_PORT + identifier))
         peer.send(b"9K", b"9.")
-        session.await_message(b"line 3: may not have arrived")
+        session.await_message(b"line 3: cannot arrive intact (unknown: content, in 1 frame)")
         messages = messages_at_end(session, 24)
-        CHECK.assertIn(b"line 4: not sent", messages)
+        CHECK.assertIn(b"line 4: did not arrive (dropped: reconnection)", messages)
         CHECK.assertIn(b"not done (status 24, unknown): 2 lines acknowledged, 1 line dropped, 1 line unknown, 0 texts", messages)
+
+
+def dropped_lines_are_sent_again_on_request(identifier):
+    """A line that was in a frame may then arrive twice."""
+    session = Session("listen", identifier, "--resend")
+    session.write(b"first", b"second")
+    peer = Peer.call(identifier)
+    session.await_message(b" connected to ")
+    time.sleep(1)
+    peer.send(b"9K", b"9.")
+    session.await_message(b" lines 1 to 2: sent again (dropped: reconnection)")
+    peer = Peer.call(identifier)
+    peer.send(b"9QRY", b"9.")
+    peer.expect(b"first", b"second", b"9CMD", b"9.")
+    peer.send(b"9K", b"9.")
+    session.await_message(b" lines 1 to 2: sent again, may arrive twice (unknown: reconnection, in 1 frame)")
+    peer = Peer.call(identifier)
+    peer.send(b"9QRY", b"9.")
+    peer.expect(b"first", b"second", b"9CMD", b"9.")
+    peer.send(b"9ACK", b"9.")
+    session.process.send_signal(signal.SIGINT)
+    time.sleep(2)
+    peer.send(b"9K", b"9.")
+    CHECK.assertIn(b"done: 2 lines acknowledged, 4 lines sent again, 0 texts", messages_at_end(session))
+
+
+def callers_are_named(identifier):
+    session = Session("listen", identifier)
+    session.write(b"never in a frame")
+    callers = Peer.call(identifier), None
+    session.await_message(b"connected to 127.0.0.1:%d, caller %s" % (FIRST_PORT + identifier, callers[0].name()))
+    callers = callers[0], Peer.call(identifier)
+    session.await_message(b"caller %s, a new caller replaced the previous one, %s" % (callers[1].name(), callers[0].name()))
+    callers[1].send(b"9K", b"9.")
+    session.await_message(b"line 1: did not arrive (dropped: reconnection)")
+    CHECK.assertIn(b"not done (status 22, dropped): 0 lines acknowledged, 1 line dropped, ", messages_at_end(session, 22))
 
 
 def texts_in_the_form_of_reports_are_printed_as_texts(identifier):
@@ -261,6 +298,9 @@ def an_answer_ends_a_question(identifier):
     peer.connection.close()
     status, output, messages = session.finish()
     lines = [json.loads(line) for line in output.splitlines()]
+    CHECK.assertLessEqual({"connected", "heard", "closed"}, {line["type"] for line in lines})
+    receipt = {"from": 1, "to": 1, "outcome": "acknowledged", "cause": "", "lines": {"first": 1, "last": 1, "count": 1}}
+    CHECK.assertTrue(any(receipt.items() <= line.items() for line in lines), lines)
     texts = [(line["text"], line.get("encoding")) for line in lines if line["type"] == "text"]
     CHECK.assertEqual([("\u00ff~", "bytes"), ("\u00e8\x1b", None), ("~:~z", None)], texts)
     CHECK.assertEqual([False], [line["decoded"] for line in lines if "decoded" in line])
@@ -338,6 +378,7 @@ def a_service_manager_is_notified(identifier):
 SCENARIOS = [client_exchanges_the_exact_bytes, server_exchanges_the_exact_bytes,
              events_and_receipts_reach_a_subscriber,
              sessions_exchange_lines_and_their_recordings_replay, losses_are_reported,
+             dropped_lines_are_sent_again_on_request, callers_are_named,
              texts_in_the_form_of_reports_are_printed_as_texts,
              terminals_and_messages_show_no_control_character, terminals_without_utf8_show_only_ascii,
              only_allowed_callers_reach_a_listener, output_that_is_not_read_is_reported_before_the_summary,

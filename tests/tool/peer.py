@@ -74,6 +74,9 @@ class Peer:
                     raise
                 time.sleep(0.2)
 
+    def name(self) -> bytes:
+        return b"127.0.0.1:%d" % self.connection.getsockname()[1]
+
     def send(self, *fields: bytes):
         self.connection.sendall(frame(message(self.identifier, *fields)))
 

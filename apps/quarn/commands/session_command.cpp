@@ -80,6 +80,10 @@ std::vector<Argument> exchangeArguments(SessionOptions& options) {
                    options.encode),
       flagArgument("--decode", "decode received texts, which the peer has sent with --encode",
                    options.decode),
+      flagArgument("--resend",
+                   "send lines again that were dropped, and those whose fate is unknown: these may arrive "
+                   "twice",
+                   options.resend),
       flagArgument("--allow-words", "send also lines that are words of the protocol, on which libraries act",
                    options.allowWords),
       {.name = "--wait",

@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "quarn/console.h"
 #include "quarn/utf8.h"
 #include "recording/format/text_codes.h"
 
@@ -23,6 +24,18 @@ std::optional<std::string> escapedUtf8(std::string_view text) {
   return escaped;
 }
 
+void addReason(JsonLine& line, const LinkFailure& failure) {
+  line.text("reason", nameOf(failure.kind)).number("error", failure.number);
+  line.text("phase", nameOf(failure.phase)).text("words", inWords(failure));
+}
+
+void addReceipt(JsonLine& line, const Receipt& receipt) {
+  line.number("from", static_cast<std::int64_t>(receipt.from));
+  line.number("to", static_cast<std::int64_t>(receipt.to));
+  line.text("outcome", nameOf(receipt.outcome)).text("cause", nameOf(receipt.cause));
+  line.number("frames", receipt.frames).number("connection", receipt.connection);
+}
+
 }  // namespace
 
 JsonLine::JsonLine(std::string_view type) : line_("{\"type\":" + recording::jsonString(type)) {}
@@ -41,6 +54,16 @@ JsonLine& JsonLine::number(std::string_view name, std::int64_t value) {
   return *this;
 }
 
+JsonLine& JsonLine::numbers(std::string_view name,
+                            std::initializer_list<std::pair<const char*, std::uint64_t>> values) {
+  begin(name);
+  std::string members;
+  for (const auto& [member, value] : values)
+    members += (members.empty() ? "\"" : ",\"") + std::string(member) + "\":" + std::to_string(value);
+  line_ += '{' + members + '}';
+  return *this;
+}
+
 JsonLine& JsonLine::flag(std::string_view name, bool value) {
   begin(name);
   line_ += value ? "true" : "false";
@@ -49,6 +72,25 @@ JsonLine& JsonLine::flag(std::string_view name, bool value) {
 
 void JsonLine::begin(std::string_view name) {
   line_.append(",\"").append(name).append("\":");
+}
+
+JsonLine jsonOf(const LinkEvent& event) {
+  JsonLine line(nameOf(event.type));
+  line.text("time", isoTime(event.at)).number("milliseconds", event.milliseconds);
+  if (!event.endpoint.empty()) line.text("endpoint", event.endpoint);
+  if (event.reason) addReason(line, *event.reason);
+  if (event.type == EventType::Receipts) addReceipt(line, event.receipt);
+  if (event.type == EventType::ReceivedDropped) line.text("cause", nameOf(event.receipt.cause));
+  if (event.type == EventType::Disconnected) line.flag("staysQueued", event.staysQueued);
+  if (event.type != EventType::Receipts) line.number("count", event.count);
+  const LinkCounts& counts = event.counts;
+  return line.numbers("counts", {{"accepted", counts.accepted},
+                                 {"acknowledged", counts.acknowledged},
+                                 {"dropped", counts.dropped},
+                                 {"unknown", counts.unknown},
+                                 {"textsReceived", counts.textsReceived},
+                                 {"receivedDropped", counts.receivedDropped},
+                                 {"reconnections", counts.reconnections}});
 }
 
 }  // namespace quarnex::tool

@@ -2,8 +2,12 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <string_view>
+#include <utility>
+
+#include "quarnex/link_event.h"
 
 namespace quarnex::tool {
 
@@ -16,6 +20,9 @@ class JsonLine {
   /// byte is one character of the same code, 0 to 255, and the object gets the member "encoding":"bytes".
   JsonLine& text(std::string_view name, std::string_view bytes);
   JsonLine& number(std::string_view name, std::int64_t value);
+  /// Adds an object of numbers.
+  JsonLine& numbers(std::string_view name,
+                    std::initializer_list<std::pair<const char*, std::uint64_t>> values);
   JsonLine& flag(std::string_view name, bool value);
 
   /// The finished object, without a line end.
@@ -26,5 +33,8 @@ class JsonLine {
 
   std::string line_;
 };
+
+/// The members of an event that have a meaning for its type.
+JsonLine jsonOf(const LinkEvent& event);
 
 }  // namespace quarnex::tool

@@ -9,11 +9,21 @@ constexpr std::chrono::seconds kGroupingTime{10};
 
 }  // namespace
 
+void NumberedRange::add(std::uint64_t number) {
+  if (count++ == 0) first = number;
+  last = number;
+}
+
+std::string NumberedRange::inWords(const std::string& noun) const {
+  if (count == 1) return noun + ' ' + std::to_string(first);
+  const std::string range = std::to_string(first) + " to " + std::to_string(last);
+  return last - first + 1 == count ? noun + "s " + range : counted(count, noun) + " from " + range;
+}
+
 void LineWarnings::add(std::uint64_t number, const std::string& kind, const std::string& words) {
   const auto [place, isNew] = groups_.try_emplace(kind);
   Group& group = place->second;
-  if (group.count++ == 0) group.first = number;
-  group.last = number;
+  group.numbers.add(number);
   group.words = words;
   if (isNew) print(group);
 }
@@ -21,23 +31,14 @@ void LineWarnings::add(std::uint64_t number, const std::string& kind, const std:
 void LineWarnings::printGroups(bool all) {
   const auto now = steady_clock::now();
   for (auto& [kind, group] : groups_) {
-    if (group.count > 0 && (all || now >= group.printed + kGroupingTime)) print(group);
+    if (group.numbers.count > 0 && (all || now >= group.printed + kGroupingTime)) print(group);
   }
 }
 
 void LineWarnings::print(Group& group) {
-  const bool adjacent = group.last - group.first + 1 == group.count;
-  const std::string lines = adjacent ? nameOfRange(noun_, group.first, group.last)
-                                     : counted(group.count, noun_) + " from " + std::to_string(group.first) +
-                                           " to " + std::to_string(group.last);
-  console_.print(lines + ": " + group.words);
-  group.count = 0;
+  console_.print(group.numbers.inWords(noun_) + ": " + group.words);
+  group.numbers = {};
   group.printed = steady_clock::now();
-}
-
-std::string nameOfRange(const std::string& noun, std::uint64_t first, std::uint64_t last) {
-  if (first == last) return noun + ' ' + std::to_string(first);
-  return noun + "s " + std::to_string(first) + " to " + std::to_string(last);
 }
 
 }  // namespace quarnex::tool

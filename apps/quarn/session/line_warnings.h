@@ -11,6 +11,15 @@
 
 namespace quarnex::tool {
 
+/// Ascending numbers of lines or texts.
+struct NumberedRange {
+  std::uint64_t first = 0, last = 0, count = 0;
+
+  void add(std::uint64_t number);
+  /// Returns "line 4", "lines 4 to 9", or "3 lines from 4 to 9" if some of them are not meant.
+  std::string inWords(const std::string& noun) const;
+};
+
 /// The first warning of each kind appears at once. The next ones of that kind are counted and printed
 /// together, as "lines 4 to 9: ..." or "7 lines from 4 to 20: ...", 10 seconds later or at the end.
 class LineWarnings {
@@ -24,8 +33,8 @@ class LineWarnings {
 
  private:
   struct Group {
-    std::uint64_t first = 0, last = 0, count = 0;
-    std::string words;  // of the last warning
+    NumberedRange numbers;  // not yet printed
+    std::string words;      // of the last warning
     std::chrono::steady_clock::time_point printed;
   };
 
@@ -35,8 +44,5 @@ class LineWarnings {
   std::string noun_;
   std::map<std::string, Group> groups_;
 };
-
-/// Returns "line 4" or "lines 4 to 9".
-std::string nameOfRange(const std::string& noun, std::uint64_t first, std::uint64_t last);
 
 }  // namespace quarnex::tool

@@ -1,5 +1,7 @@
 #include "quarn/session/link_news.h"
 
+#include <utility>
+
 namespace quarnex::tool {
 namespace {
 
@@ -10,35 +12,31 @@ constexpr std::chrono::minutes kReminder{10};
 
 }  // namespace
 
-void LinkNews::takeReport(const std::string& item, const LinkSnapshot& link) {
-  const std::optional<EventReport> report = parseEventReport(item);
-  if (!report) return console_.print(item);
-  printReport(*report, link);
-  if (raw_) console_.print(secondOfReport(*report), item);
+void LinkNews::takeEvent(const LinkEvent& event, const LinkSnapshot& link) {
+  const std::string words = eventInWords(event, link) + replacement(event);
+  if (!words.empty()) console_.print(event.at, words);
 }
 
-// The library also reports 702 after each failed attempt, and twice at a close; only the first one is
-// printed.
-void LinkNews::printReport(const EventReport& report, const LinkSnapshot& link) {
-  const bool before = connected_;
-  if (report.code == kConnectedReport) {
-    connected_ = wasConnected_ = true;
-    printed_.clear();
-  }
-  if (report.code == kDisconnectedReport) connected_ = false;
-  if (report.code == kDisconnectedReport && !before) return;
-  const std::string words = reportInWords(report, link);
-  if (words.empty()) return;
-  const bool replaced = report.code == kConnectedReport && before;
-  console_.print(secondOfReport(report),
-                 words + (replaced ? ", a new caller replaced the previous one" : ""));
+// A caller takes the place of the one before without a disconnection.
+std::string LinkNews::replacement(const LinkEvent& event) {
+  if (event.type == EventType::Disconnected || event.type == EventType::Closed) caller_.clear();
+  if (event.type != EventType::Connected) return "";
+  wasConnected_ = true;
+  printed_.clear();
+  const std::string before = std::exchange(caller_, event.endpoint);
+  return before.empty() ? "" : ", a new caller replaced the previous one, " + before;
+}
+
+void LinkNews::takeReport(const std::string& item) {
+  const std::optional<EventReport> report = parseEventReport(item);
+  if (raw_) console_.print(report ? secondOfReport(*report) : wallSecond(), item);
 }
 
 void LinkNews::takeTraces(QuarnSocket& quarn, const LinkSnapshot& link) {
   for (int i = 0; i < link.captured; ++i) console_.print("| " + quarn.GetDebug(link.index));
 }
 
-// Reports announce connections; for every other phase the snapshot's sentence contains more than the report.
+// Events announce connections; for every other phase the snapshot's sentence contains more than the event.
 void LinkNews::takeState(const LinkSnapshot& link) {
   if (link.phase == LinkPhase::Connected) return;
   if (link.phase == phaseSeen_ && link.deadline == deadlineSeen_) return;

@@ -1,4 +1,4 @@
-// Prints the changes of a link as messages: its reports, states and traces.
+// Prints the changes of a link as messages: its events, states and traces.
 #pragma once
 
 #include <chrono>
@@ -17,8 +17,10 @@ class LinkNews {
  public:
   LinkNews(Console& console, bool raw) : console_(console), raw_(raw) {}
 
-  /// Prints a report of the library in words and, on request, as the library returns it.
-  void takeReport(const std::string& item, const LinkSnapshot& link);
+  /// Prints an event in words.
+  void takeEvent(const LinkEvent& event, const LinkSnapshot& link);
+  /// Prints a report as the library returns it, if that was requested.
+  void takeReport(const std::string& item);
   void takeTraces(QuarnSocket& quarn, const LinkSnapshot& link);
   /// Prints the snapshot's sentence if the state of an unconnected link has changed. Attempts that fail for
   /// the same reason are printed again after ten minutes only.
@@ -28,13 +30,13 @@ class LinkNews {
   bool wasConnected() const { return wasConnected_; }
 
  private:
-  void printReport(const EventReport& report, const LinkSnapshot& link);
+  std::string replacement(const LinkEvent& event);
   bool printedLately(const LinkSnapshot& link);
 
   Console& console_;
   bool raw_;
-  bool connected_ = false;  // according to the reports
   bool wasConnected_ = false;
+  std::string caller_;                       // of the present connection
   LinkPhase phaseSeen_ = LinkPhase::Closed;  // phase and deadline at the last `takeState`
   std::optional<std::int64_t> deadlineSeen_;
   std::set<Outage> printed_;  // outages printed since the last connection or reminder

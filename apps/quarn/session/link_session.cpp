@@ -40,6 +40,7 @@ void LinkSession::open() {
   if (options_.trace) quarn_.AttivaDebug(index_);
   if (options_.readsInput() && isTerminal(kStandardInput)) console_.keepTypedText();
   printHints();
+  quarn_.enableEvents(index_);
   quarn_.Apri(index_);
   began_ = steady_clock::now();
   catchInterruptions();
@@ -66,7 +67,8 @@ void LinkSession::step() {
   turnHost(loop_, reading ? &input_ : nullptr, {&console_.output(), &output_}, seconds(1));
   const LinkSnapshot link = quarn_.snapshot(index_);
   news_.takeTraces(quarn_, link);
-  takeItems(link);
+  takeEvents(link);
+  takeItems();
   news_.takeState(link);
   checkStreams();
   checkRecording();
@@ -74,9 +76,7 @@ void LinkSession::step() {
     limitUnwritten(link);
     lines_.takeLines();
   }
-  const std::uint64_t acknowledged = lines_.acknowledged();
   lines_.advance(quarn_, link);
-  if (lines_.acknowledged() > acknowledged) lastAcknowledgement_ = steady_clock::now();
   lines_.printWarnings(false);
   texts_.printWarnings(false);
   service_.update(link.why);
@@ -86,11 +86,26 @@ void LinkSession::step() {
   if (!printing || console_.progressHasOwnRow()) console_.showProgress(progress(link));
 }
 
-void LinkSession::takeItems(const LinkSnapshot& link) {
+// The texts received have lines of their own.
+void LinkSession::takeEvents(const LinkSnapshot& link) {
+  const std::uint64_t acknowledged = lines_.acknowledged();
+  while (const std::optional<LinkEvent> event = quarn_.nextEvent()) {
+    JsonLine line = jsonOf(*event);
+    if (event->type == EventType::Receipts) {
+      const NumberedRange lines = lines_.takeReceipt(event->receipt);
+      line.numbers("lines", {{"first", lines.first}, {"last", lines.last}, {"count", lines.count}});
+    }
+    news_.takeEvent(*event, link);
+    if (options_.json && event->type != EventType::TextsReceived) output_.appendLine(line.finished());
+  }
+  if (lines_.acknowledged() > acknowledged) lastAcknowledgement_ = steady_clock::now();
+}
+
+void LinkSession::takeItems() {
   while (quarn_.MessaggioArrivato(index_)) {
     const bool isReport = quarn_.reportWaits(index_);
     const std::string item = quarn_.GetMessaggioArrivato(index_);
-    isReport ? news_.takeReport(item, link) : texts_.take(item);
+    isReport ? news_.takeReport(item) : texts_.take(item);
   }
 }
 
@@ -161,7 +176,7 @@ bool LinkSession::timeIsOver() const {
 
 void LinkSession::drain() {
   const auto now = steady_clock::now();
-  if (!lines_.settled() && now >= patienceEnd()) lines_.giveUp();
+  if (!lines_.settled() && now >= patienceEnd()) lines_.giveUp(quarn_, index_);
   if (!lines_.settled() || (!hopeless() && now < lastAcknowledgement_ + kTimeForPeersHost)) return;
   enter(SessionStage::Closing);
   quarn_.Uscita();
@@ -180,7 +195,8 @@ void LinkSession::end() {
   enter(SessionStage::Ended);
   const LinkSnapshot link = quarn_.snapshot(index_);
   news_.takeTraces(quarn_, link);
-  takeItems(link);
+  takeEvents(link);
+  takeItems();
   news_.takeState(link);
 }
 
@@ -252,9 +268,13 @@ void LinkSession::writeEnd(EndCause cause) {
   if (!options_.json) return;
   JsonLine line("end");
   line.text("time", isoTime(wallSecond())).number("status", statusOf(cause)).text("cause", nameOf(cause));
-  const std::pair<const char*, std::uint64_t> counts[] = {
-      {"acknowledged", lines_.acknowledged()}, {"dropped", lines_.dropped()}, {"unknown", lines_.unknown()},
-      {"refused", lines_.refused()},           {"received", texts_.count()},  {"written", texts_.written()}};
+  const std::pair<const char*, std::uint64_t> counts[] = {{"acknowledged", lines_.acknowledged()},
+                                                          {"dropped", lines_.dropped()},
+                                                          {"unknown", lines_.unknown()},
+                                                          {"refused", lines_.refused()},
+                                                          {"sentAgain", lines_.sentAgain()},
+                                                          {"received", texts_.count()},
+                                                          {"written", texts_.written()}};
   for (const auto& [name, count] : counts) line.number(name, static_cast<std::int64_t>(count));
   output_.appendLine(line.finished());
   output_.flush(steady_clock::now() + kTimeForOutput);
@@ -267,6 +287,7 @@ std::string LinkSession::summary(EndCause cause) const {
   words += counted(lines_.acknowledged(), "line") + " acknowledged, ";
   if (lines_.dropped() > 0) words += counted(lines_.dropped(), "line") + " dropped, ";
   if (lines_.unknown() > 0) words += counted(lines_.unknown(), "line") + " unknown, ";
+  if (lines_.sentAgain() > 0) words += counted(lines_.sentAgain(), "line") + " sent again, ";
   if (lines_.refused() > 0) words += counted(lines_.refused(), "line") + " not sent, ";
   words += counted(texts_.count(), "text") + " received";
   if (texts_.surplus() > 0) words += ", " + counted(texts_.surplus(), "text") + " beyond --count not written";

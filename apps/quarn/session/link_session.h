@@ -34,7 +34,8 @@ class LinkSession {
 
   void printHints();
   void step();
-  void takeItems(const LinkSnapshot& link);
+  void takeEvents(const LinkSnapshot& link);
+  void takeItems();
   void limitUnwritten(const LinkSnapshot& link);
   void checkStreams();
   void checkRecording();

@@ -1,5 +1,6 @@
 #include "quarn/session/outgoing_lines.h"
 
+#include <iterator>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -13,6 +14,9 @@ namespace {
 
 // Reserved for acknowledgements, "9ACK|": each repetition of a batch may carry one more.
 constexpr std::size_t kAcknowledgementBytesMax = 200;
+// Lines in the link's queue: so many that it never waits for this program, and so few that a reconnection
+// drops few.
+constexpr std::size_t kQueuedLinesMax = 2 * kTextsPerBatchMax;
 
 // A word of the protocol, as a whole line or between two separators: a library acts on it.
 bool makesLibrariesAct(const std::string& text, TextRule rule) {
@@ -62,49 +66,77 @@ void OutgoingLines::refuse(std::uint64_t number, const std::string& kind, const 
 }
 
 void OutgoingLines::advance(QuarnSocket& quarn, const LinkSnapshot& link) {
-  settle(link);
-  if (outstanding_.empty() && link.phase == LinkPhase::Connected) sendBatch(quarn, link);
-}
-
-void OutgoingLines::settle(const LinkSnapshot& link) {
-  if (outstanding_.empty()) return;
-  if (link.reconnections != reconnections_) {
-    loseBatch("may not have arrived: the link was reconnected before the acknowledgement");
-  } else if (link.outbound == 0 && !link.batchInFlight) {
-    acknowledged_ += outstanding_.size();
-    outstanding_.clear();
-  }
-}
-
-void OutgoingLines::sendBatch(QuarnSocket& quarn, const LinkSnapshot& link) {
-  reconnections_ = link.reconnections;
-  std::size_t bytes = 0;
-  bool alone = false;
-  while (!held_.empty() && outstanding_.size() < kTextsPerBatchMax && !alone) {
-    const HeldLine& line = held_.front();
-    bytes += line.text.size();
-    alone = line.alone;
-    const bool fits =
-        messageLength(outstanding_.size() + 1, bytes) + kAcknowledgementBytesMax <= kMessageLengthMax;
-    if (!outstanding_.empty() && (alone || !fits)) return;
-    quarn.Invia(link.index, line.text);
-    if (line.text != kEmptyQueuesCommand) outstanding_.push_back(line.number);
+  if (link.phase != LinkPhase::Connected || givenUp_) return;
+  auto queued = static_cast<std::size_t>(link.outbound);
+  while (!held_.empty() && mayFollow(held_.front(), queued)) {
+    const std::uint64_t before = quarn.accepted(link.index);
+    quarn.Invia(link.index, held_.front().text);
+    const std::uint64_t text = quarn.accepted(link.index);
+    if (text > before) sent_.push_back({text, std::move(held_.front())});
     held_.pop_front();
+    ++queued;
   }
 }
 
-void OutgoingLines::giveUp() {
-  if (!outstanding_.empty()) loseBatch("may not have arrived: not acknowledged");
-  if (!held_.empty())
-    console_.print(nameOfRange("line", held_.front().number, held_.back().number) + ": not sent");
-  dropped_ += held_.size();
-  held_.clear();
+// The link chooses the batches, so each row of queued lines that could become one has to fit into a message.
+bool OutgoingLines::mayFollow(const HeldLine& next, std::size_t queued) const {
+  if (queued == 0 || sent_.empty()) return queued == 0;
+  if (queued >= kQueuedLinesMax || next.alone || sent_.back().line.alone) return false;
+  std::size_t texts = 1, bytes = next.text.size();
+  for (auto sent = sent_.rbegin(); sent != sent_.rend() && texts < kTextsPerBatchMax && texts <= queued;
+       ++sent)
+    bytes += sent->line.text.size(), ++texts;
+  return messageLength(texts, bytes) + kAcknowledgementBytesMax <= kMessageLengthMax;
 }
 
-void OutgoingLines::loseBatch(const std::string& fate) {
-  unknown_ += outstanding_.size();
-  console_.print(nameOfRange("line", outstanding_.front(), outstanding_.back()) + ": " + fate);
-  outstanding_.clear();
+NumberedRange OutgoingLines::takeReceipt(const Receipt& receipt) {
+  NumberedRange lines;
+  std::deque<HeldLine> repeated;
+  for (auto sent = sent_.begin(); sent != sent_.end();) {
+    if (sent->text < receipt.from || sent->text > receipt.to) {
+      ++sent;
+      continue;
+    }
+    lines.add(sent->line.number);
+    if (isRepeated(receipt)) repeated.push_back(std::move(sent->line));
+    sent = sent_.erase(sent);
+  }
+  if (lines.count > 0) count(receipt, lines);
+  held_.insert(held_.begin(), std::move_iterator(repeated.begin()), std::move_iterator(repeated.end()));
+  return lines;
+}
+
+bool OutgoingLines::isRepeated(const Receipt& receipt) const {
+  if (!options_.resend || givenUp_ || receipt.outcome == Outcome::Acknowledged) return false;
+  return receipt.cause != ReceiptCause::Content && receipt.cause != ReceiptCause::QueuesEmptied;
+}
+
+void OutgoingLines::count(const Receipt& receipt, const NumberedRange& lines) {
+  if (receipt.outcome == Outcome::Acknowledged) {
+    acknowledged_ += lines.count;
+    return;
+  }
+  const bool unknown = receipt.outcome == Outcome::Unknown, again = isRepeated(receipt);
+  (again ? sentAgain_ : unknown ? unknown_ : dropped_) += lines.count;
+  std::string fate = unknown ? "may not have arrived" : "did not arrive";
+  if (again) fate = unknown ? "sent again, may arrive twice" : "sent again";
+  if (receipt.cause == ReceiptCause::Content) fate = "cannot arrive intact";
+  std::string reason = std::string(nameOf(receipt.outcome)) + ": " + nameOf(receipt.cause);
+  if (receipt.frames > 0) reason += ", in " + counted(receipt.frames, "frame");
+  console_.print(lines.inWords("line") + ": " + fate + " (" + reason + ')');
+}
+
+void OutgoingLines::giveUp(QuarnSocket& quarn, std::int16_t link) {
+  givenUp_ = true;
+  for (const PendingTexts& texts : quarn.pending(link)) {
+    const Outcome outcome = texts.inFrame ? Outcome::Unknown : Outcome::Dropped;
+    takeReceipt({texts.from, texts.to, outcome, ReceiptCause::Timeout});
+  }
+  NumberedRange lines;
+  for (const HeldLine& held : held_) lines.add(held.number);
+  if (lines.count > 0) console_.print(lines.inWords("line") + ": not sent");
+  dropped_ += lines.count;
+  held_.clear();
 }
 
 }  // namespace quarnex::tool

@@ -6,19 +6,18 @@
 #include <deque>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "quarn/console.h"
 #include "quarn/session/line_warnings.h"
 #include "quarn/session/session_options.h"
 #include "quarn/streams.h"
 #include "quarnex/quarn_socket.h"
+#include "quarnex/receipts.h"
 
 namespace quarnex::tool {
 
-/// A reconnection empties the link's queues, so lines wait here. The next batch goes to the link when the
-/// link is connected and the peer has acknowledged the batch before, so a reconnection loses at most one
-/// batch. This costs no time, because the link itself keeps only one batch in flight. No line is sent twice.
+/// A reconnection empties the link's queue, so most lines wait here. The queue holds two batches beside the
+/// one in flight, so that the link sends without a pause.
 class OutgoingLines {
  public:
   /// Takes the lines of `input` or, if there are any, of `SessionOptions::messages`.
@@ -35,15 +34,19 @@ class OutgoingLines {
   /// a library act, unless `SessionOptions::allowWords` is set.
   void takeLines();
 
-  /// Counts acknowledged and lost lines, and sends the next batch when the last one is finished.
+  /// Gives lines to the link while it is connected.
   void advance(QuarnSocket& quarn, const LinkSnapshot& link);
 
-  /// True if every taken line is acknowledged, lost or refused.
-  bool settled() const { return held_.empty() && outstanding_.empty(); }
-  /// Number of lines that are not yet sent or not yet acknowledged.
-  std::size_t unsettled() const { return held_.size() + outstanding_.size(); }
-  /// Counts all unsettled lines as dropped or unknown and reports their numbers.
-  void giveUp();
+  /// Counts the lines of a receipt. Reports lines that were not acknowledged or, with
+  /// `SessionOptions::resend`, sends them again. Returns the lines.
+  NumberedRange takeReceipt(const Receipt& receipt);
+
+  /// True if every taken line has an outcome or was refused.
+  bool settled() const { return held_.empty() && sent_.empty(); }
+  /// Number of lines that have no outcome.
+  std::size_t unsettled() const { return held_.size() + sent_.size(); }
+  /// Sends nothing more. Counts all unsettled lines as dropped or unknown and reports their numbers.
+  void giveUp(QuarnSocket& quarn, std::int16_t link);
   /// Prints grouped warnings that are due, or all of them.
   void printWarnings(bool all) { warnings_.printGroups(all); }
 
@@ -52,6 +55,7 @@ class OutgoingLines {
   std::uint64_t refused() const { return refused_; }
   std::uint64_t dropped() const { return dropped_; }
   std::uint64_t unknown() const { return unknown_; }
+  std::uint64_t sentAgain() const { return sentAgain_; }
 
  private:
   static constexpr std::size_t kHeldLinesMax = 200;
@@ -61,24 +65,28 @@ class OutgoingLines {
     std::string text;
     bool alone;
   };
+  struct SentLine {
+    std::uint64_t text;  // number of the text on the link
+    HeldLine line;
+  };
 
   std::optional<InputLine> nextLine();
   void takeLine(InputLine line);
   void refuse(std::uint64_t number, const std::string& kind, const std::string& words);
-  void settle(const LinkSnapshot& link);
-  void sendBatch(QuarnSocket& quarn, const LinkSnapshot& link);
-  void loseBatch(const std::string& fate);
+  bool mayFollow(const HeldLine& next, std::size_t queued) const;
+  bool isRepeated(const Receipt& receipt) const;
+  void count(const Receipt& receipt, const NumberedRange& lines);
 
   LineReader& input_;
   Console& console_;
   LineWarnings warnings_;
   const SessionOptions& options_;
   bool noLineWaits_ = false;
+  bool givenUp_ = false;
   std::uint64_t taken_ = 0;
   std::deque<HeldLine> held_;
-  std::vector<std::uint64_t> outstanding_;  // line numbers of the batch in the link
-  std::uint64_t reconnections_ = 0;         // of the link when that batch was sent
-  std::uint64_t acknowledged_ = 0, refused_ = 0, dropped_ = 0, unknown_ = 0;
+  std::deque<SentLine> sent_;  // given to the link, without an outcome
+  std::uint64_t acknowledged_ = 0, refused_ = 0, dropped_ = 0, unknown_ = 0, sentAgain_ = 0;
 };
 
 }  // namespace quarnex::tool

@@ -1,7 +1,10 @@
 #include "quarn/session/report_words.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <ctime>
+
+#include "quarn/console.h"
 
 namespace quarnex::tool {
 namespace {
@@ -17,20 +20,28 @@ std::string seconds(const LinkSnapshot& link, std::int64_t now) {
 
 }  // namespace
 
-std::string reportInWords(const EventReport& report, const LinkSnapshot& link) {
-  switch (report.code) {
-    case kConnectedReport:
-      return "connected to " + link.endpoint;
-    case kDisconnectedReport:
+std::string eventInWords(const LinkEvent& event, const LinkSnapshot& link) {
+  switch (event.type) {
+    case EventType::Connected:
+      return "connected to " + link.endpoint + (link.client ? "" : ", caller " + event.endpoint);
+    case EventType::Disconnected:
       return "disconnected";
-    case kNotAnsweringReport:
+    case EventType::NotAnswering:
       return "not answering: " + endpointAndReason(link);
-    case kAnsweringAgainReport:
+    case EventType::AnsweringAgain:
       return "answering again";
-    case kFailureBegunReport:
+    case EventType::Failure:
       return "failure: " + endpointAndReason(link);
-    case kFailureEndedReport:
+    case EventType::FailureOver:
       return "failure over";
+    case EventType::ReceivedDropped:
+      return counted(static_cast<std::uint64_t>(event.count), "received text") +
+             " dropped before it was taken";
+    case EventType::ClockStepped:
+      return "the system's clock was set " + std::string(event.count < 0 ? "back" : "forward") + " by " +
+             std::to_string(std::abs(event.count)) + " s";
+    case EventType::HostStoodStill:
+      return "this program stood still for " + std::to_string(event.count) + " s";
     default:
       return "";
   }

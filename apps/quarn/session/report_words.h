@@ -1,4 +1,4 @@
-// Describes a link's reports, failures and waits in plain words.
+// Describes a link's events, failures and waits in plain words.
 #pragma once
 
 #include <compare>
@@ -7,13 +7,15 @@
 #include <string>
 
 #include "quarnex/event_report.h"
+#include "quarnex/link_event.h"
 #include "quarnex/link_snapshot.h"
 
 namespace quarnex::tool {
 
-/// Describes a report about `link`: "connected to 127.0.0.1:20308", "not answering: 127.0.0.1:20308, error
-/// 10061, ...". Returns "" for an error notice, because `LinkSnapshot::why` gives its reason.
-std::string reportInWords(const EventReport& report, const LinkSnapshot& link);
+/// Describes an event of `link`: "connected to 127.0.0.1:20308", "not answering: 127.0.0.1:20308, error
+/// 10061,
+/// ...". Returns "" for events that other messages describe better.
+std::string eventInWords(const LinkEvent& event, const LinkSnapshot& link);
 
 /// The local time in the report as seconds since 1970-01-01 UTC.
 std::int64_t secondOfReport(const EventReport& report);

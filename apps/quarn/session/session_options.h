@@ -29,6 +29,7 @@ struct SessionOptions {
   bool json = false;                     ///< write received texts and events as lines of JSON
   bool encode = false;                   ///< encode each line before it is sent
   bool decode = false;                   ///< decode each received text
+  bool resend = false;                   ///< send lines again that were dropped or are unknown
   bool allowWords = false;               ///< send lines on which the libraries act
 
   bool readsInput() const { return !receiveOnly && messages.empty(); }
