@@ -38,8 +38,8 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${CPACK_DEBIAN_RUNTIME_PACKAGE_NAM
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "TCP links to Quarn peers (development files)
 ${about}
 
-This package contains the headers, the static library, the CMake package
-and the pkg-config file.")
+This package contains the headers, the static library, the test kit for
+hosts, the CMake package and the pkg-config file.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME quarnex-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION net)

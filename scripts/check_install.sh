@@ -102,6 +102,15 @@ try_recording() {
     done
 }
 
+try_test_kit() {
+    local kind message
+    for kind in static shared; do
+        [[ $("$work/cmake-$kind/station_test") == passed ]]
+        message=$(cd "$work" && LD_LIBRARY_PATH=$libraries "$work/cmake-$kind/mixed_test" 2>/dev/null || true)
+        [[ $message == "failed: the host's code would use the real library"* ]] || { echo "$message"; return 1; }
+    done
+}
+
 try_language_standards() {
     local headers message
     headers=$(cd "$root/usr/include" && printf '#include <%s>\n' quarnex/*.h)
@@ -138,4 +147,6 @@ step "example of the README: CMake and pkg-config, static and shared"
 try_all_examples
 step "a host that records"
 try_recording
+step "the test kit for hosts, and a program that mixes it with the shared library"
+try_test_kit
 echo "The packages of Quarnex $version install, and hosts build and run with them."

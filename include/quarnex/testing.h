@@ -231,8 +231,11 @@ class TestSite {
   void settle();
   /// Lets `within` pass and throws `TestFailed` as soon as `condition` is true.
   void never(const std::function<bool()>& condition, Duration within, std::string_view name = "");
-  /// Lets 2 minutes pass and throws `TestFailed` if a host receives a text or a report, or a link changes
-  /// between connected and not connected.
+  /// Ends rare mode in this run: from now on nothing rare is caused. `runUntil` and `settle` do so when their
+  /// time is over, and then wait 3 more minutes. Without rare mode it does nothing.
+  void calm();
+  /// In rare mode calms the site and settles first. Lets 2 minutes pass and throws `TestFailed` if a host
+  /// receives a text or a report, or a link changes between connected and not connected.
   void nothingMoreHappens();
   /// Throws `TestFailed` with `text` and the virtual time unless `condition` is true; for tests without a
   /// framework.
@@ -253,6 +256,10 @@ struct TestSettings {
   std::uint64_t seed = 1;  ///< `QUARNEX_TEST_SEED`
   /// Runs the test twice and compares everything that the libraries did; `QUARNEX_TEST_TWICE`=1.
   bool twice = false;
+  /// If not 0, runs the test so often in rare mode, with the seeds from `seed` on: rare outcomes that are
+  /// documented happen to the hosts, such as a batch that arrives twice, a port in use or a host that stands
+  /// still. `QUARNEX_TEST_RARE`.
+  unsigned rareRuns = 0;
   /// Where the recordings of a failed test are kept, in a new folder; `QUARNEX_TEST_RECORDINGS`.
   std::filesystem::path recordings = ".";
   /// Asks the test framework whether the test has failed, for frameworks that do not use exceptions. For
@@ -260,10 +267,17 @@ struct TestSettings {
   std::function<bool()> failed{};
 };
 
+/// An outcome that a host's code has to cope with, and that tests seldom meet.
+struct RareOutcome {
+  std::string_view name;     ///< for programs; no later version changes it
+  std::string_view meaning;  ///< for people
+};
+
 /// Runs `test` on a site without hosts. If it fails (`test` throws, or `settings.failed` returns true),
 /// prints the seed to standard error, keeps the recordings of all hosts, which `quarn replay` replays, and
 /// rethrows the exception. Throws `TestFailed` with the first difference if two runs of the same seed differ.
-/// Not reentrant.
+/// Not reentrant. In rare mode, prints the rare outcomes that no host has met in any of the runs, and returns
+/// them.
 ///
 ///     quarnex::testkit::simulate([](quarnex::testkit::TestSite& site) {
 ///       auto& meteo = site.add("meteo", [] { return Station("METEO", 7, false); }, &Station::takeAll);
@@ -272,6 +286,6 @@ struct TestSettings {
 ///       meteo.kill();
 ///       ...
 ///     });
-void simulate(const std::function<void(TestSite&)>& test, TestSettings settings = {});
+std::vector<RareOutcome> simulate(const std::function<void(TestSite&)>& test, TestSettings settings = {});
 
 }  // namespace quarnex::testkit

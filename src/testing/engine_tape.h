@@ -39,6 +39,7 @@ class EngineTape final : public recording::LineSink {
   void take(const recording::Line& line) override {
     if (ended_) return;
     writer_.take(line);
+    if (std::holds_alternative<recording::FailureLine>(line)) ++callsFailed_;
     const auto* result = std::get_if<recording::ResultLine>(&line);
     const auto* text = result != nullptr ? std::get_if<std::string>(result->value) : nullptr;
     if (text != nullptr && !text->empty()) {
@@ -60,6 +61,8 @@ class EngineTape final : public recording::LineSink {
   const std::string& text() const { return sink_->text(); }
   /// Texts, reports and captured traces.
   std::uint64_t itemsTaken() const { return itemsTaken_; }
+  /// Calls of the host that threw a `Failure`.
+  std::uint64_t callsFailed() const { return callsFailed_; }
   const std::string& latestItem() const { return latestItem_; }
 
  private:
@@ -72,6 +75,7 @@ class EngineTape final : public recording::LineSink {
   std::shared_ptr<recording::MemorySink> sink_ = std::make_shared<recording::MemorySink>();
   recording::LineWriter writer_{sink_};
   std::uint64_t itemsTaken_ = 0;
+  std::uint64_t callsFailed_ = 0;
   std::string latestItem_;
   bool ended_ = false;
 };

@@ -65,6 +65,7 @@ simulated::CallFate NetworkRules::fateOf(const simulated::Call& call) const {
     const bool stopsCalls = rule.effect == Effect::Lose || rule.effect == Effect::Hold;
     fate.hangs = fate.hangs || (stopsCalls && rule.joins(performing, called));
   }
+  if (stage_.rare() != nullptr && !fate.hangs && fate.code == 0) stage_.rare()->decide(fate);
   return fate;
 }
 
@@ -89,7 +90,9 @@ std::vector<simulated::Piece> NetworkRules::pass(Route& route, bool fromCaller, 
     if (rule.effect == Effect::Lose) return {};
     if (rule.effect == Effect::Damage && !pieces.empty()) pieces = rule.tamper(pieces[0].bytes);
   }
-  return pieces;
+  const auto connection = route.connection.lock();
+  if (stage_.rare() == nullptr || !connection) return pieces;
+  return stage_.rare()->pass(*connection, fromCaller, std::move(pieces));
 }
 
 // Resets connections and holds their directions, or releases them, as the rules want it now.

@@ -4,6 +4,7 @@
 #include <optional>
 #include <utility>
 
+#include "host/draining.h"
 #include "quarnex/times_and_limits.h"
 #include "recording/recorder/recorder.h"
 #include "services/forward_clock.h"
@@ -43,7 +44,9 @@ std::string secondsOf(Milliseconds time) {
   return std::to_string(time / 1000) + '.' + milliseconds.substr(1) + " s";
 }
 
-Stage::Stage(std::uint64_t seedOfRun, RunLog& logOfRun) : seed(seedOfRun), log(logOfRun), world_(seedOfRun) {
+Stage::Stage(std::uint64_t seedOfRun, RunLog& logOfRun, bool rareMode)
+    : seed(seedOfRun), log(logOfRun), world_(seedOfRun) {
+  if (rareMode) rare_.emplace(*this, seedOfRun);
   world_.start = kStart;
   if (!replaceProcess(this)) throw WrongUse("simulate was called inside a simulated test");
 }
@@ -80,9 +83,9 @@ void Stage::adopt(std::unique_ptr<TestHost> host, QuarnSocket (*probe)()) {
   engine.stop();
   TestHost& added = *host;
   Cast& cast = casts_.emplace_back(Cast{std::move(host), engine});
-  engine.faults.choose = [this, &added](const ServiceCall&) {
+  engine.faults.choose = [this, &added](const ServiceCall& call) {
     rules_.performing = &added;
-    return std::optional<simulation::OperationFault>();
+    return rare_ ? rare_->failureOf(call) : std::nullopt;
   };
   engine.makeWrapper = [&cast] { return std::make_unique<HostServices>(cast.tape); };
   requireOwnLibrary(added, probe);
@@ -139,6 +142,8 @@ void Stage::scheduleTurn(Cast& cast) {
 void Stage::finishTurn(Cast& cast) {
   scheduleTurn(cast);
   if (cast.engine.loop.stalled()) return;
+  serviceDrains(cast.engine.library());
+  if (rare_) rare_->turned(cast);
   cast.turnIsOver = true;
   runCode(cast, &TestHost::afterTurn);
   cast.turnIsOver = false;
@@ -158,6 +163,7 @@ Cast& Stage::castOf(const TestHost& host) {
 
 Fault Stage::stall(const TestHost& host) {
   const auto lasts = std::make_shared<bool>(true);
+  if (rare_) rare_->meet("host-stood-still");
   keepStalled(castOf(host), lasts);
   return Fault([lasts] { *lasts = false; });
 }
@@ -172,6 +178,7 @@ void Stage::keepStalled(Cast& cast, const std::shared_ptr<bool>& lasts) {
 Fault Stage::shiftClock(const TestHost& host, Milliseconds by) {
   simulation::VirtualClock& clock = castOf(host).engine.clock;
   clock.jump(by);
+  if (rare_) rare_->meet("clock-stepped");
   return Fault([&clock, by] { clock.jump(-by); });
 }
 
@@ -200,6 +207,13 @@ bool Stage::nothingTravels() {
       if (!library.ConnectionTable[static_cast<std::int16_t>(link)].Ricevuto.empty()) return true;
     return false;
   });
+}
+
+bool Stage::await(Milliseconds within, const std::function<bool()>& stop) {
+  if (runUntil(now() + within, stop)) return true;
+  if (!rare_ || rare_->isCalm()) return false;
+  rare_->calm();
+  return runUntil(now() + std::max(within, kSettleMax), stop);
 }
 
 void Stage::fail(const std::string& text) {

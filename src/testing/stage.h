@@ -5,6 +5,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,8 +15,12 @@
 #include "simulation/sites/world.h"
 #include "testing/engine_tape.h"
 #include "testing/network_rules.h"
+#include "testing/rare_mode.h"
 
 namespace quarnex::testkit {
+
+/// Longer than a link needs to connect again and to send what waits, after the last fault.
+constexpr Milliseconds kSettleMax = 3 * simulation::kMinute;
 
 /// "12.345 s".
 std::string secondsOf(Milliseconds time);
@@ -34,7 +39,7 @@ struct Cast {
 class Stage final : public ProcessStandIn {
  public:
   /// Throws `WrongUse` if another one exists.
-  Stage(std::uint64_t seed, RunLog& log);
+  Stage(std::uint64_t seed, RunLog& log, bool rareMode);
   ~Stage() override;
   Stage(const Stage&) = delete;
   Stage& operator=(const Stage&) = delete;
@@ -57,6 +62,8 @@ class Stage final : public ProcessStandIn {
   Milliseconds now() { return world_.time().now(); }
   /// Lets time pass until `stop` returns true, at most until `latest`; true if it did.
   bool runUntil(Milliseconds latest, const std::function<bool()>& stop);
+  /// The same within `within`. In rare mode, if that is not enough, calms the site and waits longer.
+  bool await(Milliseconds within, const std::function<bool()>& stop);
   /// True while no bytes are on their way and no received bytes wait for a tick.
   bool nothingTravels();
   /// Throws `TestFailed` with the time.
@@ -65,6 +72,8 @@ class Stage final : public ProcessStandIn {
   void forEachLink(const std::function<void(const TestHost&, const LinkSnapshot&)>& look);
 
   NetworkRules& rules() { return rules_; }
+  /// nullptr outside of rare mode.
+  RareMode* rare() { return rare_ ? &*rare_ : nullptr; }
   /// The host does not turn its loop until the fault ends, and up to 0.2 s longer.
   Fault stall(const TestHost& host);
   /// Sets the clock of the host by `by`, and back at the end.
@@ -84,6 +93,7 @@ class Stage final : public ProcessStandIn {
   simulation::World world_;
   std::deque<Cast> casts_;
   NetworkRules rules_{*this};
+  std::optional<RareMode> rare_;
 };
 
 }  // namespace quarnex::testkit

@@ -1,11 +1,13 @@
 // Runs a test: with its seed, once or twice, and keeps the recordings if it fails.
 #include <algorithm>
 #include <cstdlib>
+#include <deque>
 #include <exception>
 #include <fstream>
 #include <iostream>
 #include <map>
 #include <optional>
+#include <set>
 #include <sstream>
 #include <utility>
 
@@ -31,6 +33,8 @@ void applyEnvironment(TestSettings& settings) {
   if (const auto seed = variable("QUARNEX_TEST_SEED")) settings.seed = numberIn("QUARNEX_TEST_SEED", *seed);
   if (const auto twice = variable("QUARNEX_TEST_TWICE"))
     settings.twice = numberIn("QUARNEX_TEST_TWICE", *twice) != 0;
+  if (const auto runs = variable("QUARNEX_TEST_RARE"))
+    settings.rareRuns = static_cast<unsigned>(numberIn("QUARNEX_TEST_RARE", *runs));
   if (const auto folder = variable("QUARNEX_TEST_RECORDINGS")) settings.recordings = *folder;
 }
 
@@ -49,20 +53,6 @@ void keep(const RunLog& log, const std::filesystem::path& folder) {
     std::ofstream file(folder / tape->fileName(), std::ios::binary);
     file << tape->text();
     if (!file.flush()) throw std::runtime_error("the disk does not take " + tape->fileName());
-  }
-}
-
-// Never throws, because the failure of the test matters more.
-void explain(const TestSettings& settings, const RunLog& log) {
-  std::cerr << "quarnex: the test failed with seed " << settings.seed
-            << "; repeat it with QUARNEX_TEST_SEED=" << settings.seed << '\n';
-  try {
-    const std::filesystem::path folder = newFolder(settings.recordings, settings.seed);
-    keep(log, folder);
-    std::cerr << "quarnex: " << log.tapes.size() << " recordings are in " << folder.string()
-              << ", for quarn replay --print\n";
-  } catch (const std::exception& problem) {
-    std::cerr << "quarnex: the recordings are not kept: " << problem.what() << '\n';
   }
 }
 
@@ -104,7 +94,7 @@ std::string firstDifference(const RunLog& one, const RunLog& other) {
 /// One run of a test.
 struct TestRun {
   TestRun(const std::function<void(TestSite&)>& test, const TestSettings& settings) {
-    Stage stage(settings.seed, log);
+    Stage stage(settings.seed, log, settings.rareRuns > 0);
     TestSite site = stage.site();
     try {
       test(site);
@@ -112,27 +102,72 @@ struct TestRun {
       thrown = std::current_exception();
     }
     failed = thrown || (settings.failed && settings.failed());
+    if (const RareMode* rare = stage.rare()) {
+      met = rare->met();
+      latestCauses = rare->latestCauses();
+    }
   }
 
   RunLog log;
   std::exception_ptr thrown;
+  std::set<std::string> met;  // in rare mode
+  std::deque<std::string> latestCauses;
   bool failed = false;
 };
 
-}  // namespace
+// Never throws, because the failure of the test matters more.
+void explain(const TestSettings& settings, const TestRun& run) {
+  const std::string seed = std::to_string(settings.seed);
+  for (const std::string& cause : run.latestCauses) std::cerr << "quarnex: " << cause << '\n';
+  std::cerr << "quarnex: the test failed with seed " << seed << "; repeat it with QUARNEX_TEST_SEED=" << seed
+            << (settings.rareRuns > 0 ? " QUARNEX_TEST_RARE=1\n" : "\n");
+  try {
+    const std::filesystem::path folder = newFolder(settings.recordings, settings.seed);
+    keep(run.log, folder);
+    std::cerr << "quarnex: " << run.log.tapes.size() << " recordings are in " << folder.string()
+              << ", for quarn replay --print\n";
+  } catch (const std::exception& problem) {
+    std::cerr << "quarnex: the recordings are not kept: " << problem.what() << '\n';
+  }
+}
 
-void simulate(const std::function<void(TestSite&)>& test, TestSettings settings) {
-  applyEnvironment(settings);
-  const TestRun first(test, settings);
-  if (first.failed) explain(settings, first.log);
-  if (first.thrown) std::rethrow_exception(first.thrown);
-  if (first.failed || !settings.twice) return;
+// Repeats a run and compares the two.
+void runAgain(const std::function<void(TestSite&)>& test, const TestSettings& settings,
+              const TestRun& first) {
   const TestRun second(test, settings);
   const std::string difference = firstDifference(first.log, second.log);
-  if (second.failed || !difference.empty()) explain(settings, second.log);
+  if (second.failed || !difference.empty()) explain(settings, second);
   if (!difference.empty())
     throw TestFailed("two runs with seed " + std::to_string(settings.seed) + " differ: " + difference);
   if (second.thrown) std::rethrow_exception(second.thrown);
+}
+
+/// Returns the outcomes that are not in `met`, and prints them.
+std::vector<RareOutcome> neverMet(const std::set<std::string>& met, unsigned runs) {
+  std::vector<RareOutcome> missing = rareOutcomes();
+  std::erase_if(missing,
+                [&met](const RareOutcome& outcome) { return met.contains(std::string(outcome.name)); });
+  std::cerr << "quarnex: " << runs << " runs in rare mode; " << missing.size()
+            << " rare outcomes never happened\n";
+  for (const RareOutcome& outcome : missing)
+    std::cerr << "quarnex:   " << outcome.name << ": " << outcome.meaning << '\n';
+  return missing;
+}
+
+}  // namespace
+
+std::vector<RareOutcome> simulate(const std::function<void(TestSite&)>& test, TestSettings settings) {
+  applyEnvironment(settings);
+  std::set<std::string> met;
+  for (unsigned runs = std::max(settings.rareRuns, 1U); runs > 0; --runs, ++settings.seed) {
+    TestRun run(test, settings);
+    if (run.failed) explain(settings, run);
+    if (run.thrown) std::rethrow_exception(run.thrown);
+    if (run.failed) return {};
+    if (settings.twice) runAgain(test, settings, run);
+    met.merge(run.met);
+  }
+  return settings.rareRuns > 0 ? neverMet(met, settings.rareRuns) : std::vector<RareOutcome>();
 }
 
 }  // namespace quarnex::testkit

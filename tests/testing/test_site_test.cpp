@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,7 @@ struct EndHost {
     takeAll();
   }
   void takeAll() {
+    while (quarn.nextEvent()) ++events;
     while (quarn.MessaggioArrivato(link)) {
       auto& items = quarn.reportWaits(link) ? reports : texts;
       items.push_back(quarn.GetMessaggioArrivato(link));
@@ -40,6 +42,7 @@ struct EndHost {
   HostLoop loop;
   std::int16_t link;
   std::vector<std::string> texts, reports;
+  int events = 0;
 };
 
 struct TestPair {
@@ -280,6 +283,39 @@ TEST_F(TestKit, AFailedTestPrintsItsSeedAndKeepsTheRecordings) {
     const std::string text = contentOf(folder.path() / "quarnex-test-7" / name);
     EXPECT_NE(text.find("ADD 1 : 5 ABC ABC"), std::string::npos) << name;
   }
+}
+
+TEST_F(TestKit, RareModeCausesRareOutcomesFromItsSeed) {
+  const auto exchanging = [](TestSite& site) {
+    TestPair pair(site);
+    pair.client->quarn.enableEvents(1);
+    for (int i = 0; i < 30; ++i) {
+      pair.client->send("question" + std::to_string(i));
+      pair.server->send("answer" + std::to_string(i));
+      site.run(3s);
+    }
+    site.calm();
+    site.settle();
+    pair.client->send("last");
+    site.nothingMoreHappens();
+    EXPECT_EQ(pair.server->texts.back(), "last");
+  };
+  settings.rareRuns = 30;
+  testing::internal::CaptureStderr();
+  const std::vector<RareOutcome> missing = simulate(exchanging, settings);
+  const std::string printed = testing::internal::GetCapturedStderr();
+  // The host itself would have to cause these.
+  const std::set<std::string_view> expected{"failed-method",   "receipt-reopened", "receipt-queues-emptied",
+                                            "receipt-closed",  "receipt-content",  "receipt-queue-full",
+                                            "receipt-timeout", "receipt-no-peer",  "peer-asked-to-close",
+                                            "received-dropped"};
+  for (const RareOutcome& outcome : missing) {
+    EXPECT_TRUE(expected.contains(outcome.name)) << outcome.name << " did not happen";
+    EXPECT_NE(printed.find(std::string(outcome.name) + ": "), std::string::npos);
+  }
+  settings.rareRuns = 3;
+  settings.twice = true;
+  EXPECT_EQ(thrownBy<TestFailed>(exchanging, settings), "nothing was thrown");
 }
 
 TEST_F(TestKit, TwoRunsOfASeedAreCompared) {

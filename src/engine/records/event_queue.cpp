@@ -21,7 +21,7 @@ const char* nameOf(EventType type) {
 }
 
 std::uint64_t EventQueue::add(LinkEvent&& event) {
-  if (events_.size() == kEventsMax) {
+  while (events_.size() >= limit_) {
     lose(events_.front());
     events_.pop_front();
     ++taken_;

@@ -21,10 +21,15 @@ class EventQueue {
   /// Removes and returns the oldest event; a `Lost` comes first.
   std::optional<LinkEvent> take();
   std::size_t size() const { return events_.size() + (lost_ ? 1 : 0); }
+  /// A `Lost` waits.
+  bool hasLost() const { return lost_.has_value(); }
+  /// From now on at most so many events wait, 1 to `kEventsMax`; for tests of hosts.
+  void setLimit(std::size_t limit) { limit_ = limit; }
 
  private:
   void lose(const LinkEvent& event);
 
+  std::size_t limit_ = kEventsMax;
   std::deque<LinkEvent> events_;
   std::uint64_t taken_ = 0;  // serial number before the oldest
   std::optional<LinkEvent> lost_;
