@@ -111,6 +111,10 @@ class Host {
   /// Waits for at most `maxWait` and runs everything that is due (`HostLoop::turn`).
   void turn(std::chrono::milliseconds maxWait) { HostLoop().turn(maxWait); }
 
+  /// A descriptor that becomes readable when `turn` has work to do, for a loop of the host's own
+  /// (`HostLoop::fd`).
+  int fd() const { return HostLoop().fd(); }
+
   /// The links in which received texts or reports wait, those that have waited longest first
   /// (`QuarnSocket::linksWithNews`). Call it after each turn instead of polling every link.
   std::vector<Link> linksWithNews() {
@@ -124,7 +128,9 @@ class Host {
   std::optional<LinkEvent> nextEvent() { return quarn_.nextEvent(); }
 
   /// Closes all links for good, each once all its texts have an outcome, at most `within` later
-  /// (`QuarnSocket::drainAndLeave`; `Uscita` does not wait). Turn the loop until `readyToExit`.
+  /// (`QuarnSocket::drainAndLeave`; `Uscita` does not wait). Turn the loop until `readyToExit`. A link does
+  /// not wait for the others: if both ends of one link are in this process, wait until neither has
+  /// `undecided` texts before the call.
   void leave(std::chrono::milliseconds within) { quarn_.drainAndLeave(within); }
 
   /// True if no link over TCP is in service any more (`ProntoPerUscire`).

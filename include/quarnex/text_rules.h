@@ -15,7 +15,7 @@ namespace quarnex {
 /// The text that `Invia` does not send: it empties the link's outbound and inbound queues.
 constexpr std::string_view kEmptyQueuesCommand = "VUOTABUFFER";
 
-/// The rules for texts. A text that breaks several of them is checked in this order.
+/// The rules for texts. `checkText` returns the first of them that a text breaks, in this order.
 enum class TextRule : std::uint8_t {
   None,            ///< the text arrives unchanged
   Empty,           ///< "" is not sent

@@ -23,7 +23,7 @@ TEST(TextRules, WarnOfEachTextThatDoesNotArriveUnchanged) {
       {longest + 'x', "do not fit into one message", true, true, "too-long", longest.size()},
       {"", "is not sent", true, false, "empty"},
       {"VUOTABUFFER", "empties the link's queues", true, false, "empties-queues"},
-      {"A|B\3C", "ETX", true, true, "end-character", 3},
+      {"A|B\3C", "early: the peer never accepts it", true, true, "end-character", 3},
       {"|", "none of its 2 pieces arrive", true, false, "separator"},
       {"AB|C", "1 of its 2 pieces arrive", true, false, "separator", 2},
       {"9ACK|AB", "1 of its 2 pieces arrive", true, false, "separator", 4},
