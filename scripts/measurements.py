@@ -37,6 +37,9 @@ MEASUREMENTS = {
     "threads": ("scripts/endurance.sh threads", 4),
     "simulation": ("scripts/simulate.sh 25", 18),
     "recording": ("scripts/endurance.sh recording", 12),
+    "recording-sizes": ("cmake --preset release -B build/bench -DQUARNEX_BENCH=ON -DQUARNEX_TESTS=OFF -DQUARNEX_TOOLS=OFF && "
+                        "cmake --build build/bench --target quarnex_recording_sizes && "
+                        "build/bench/bin/quarnex_recording_sizes 4", 8),
     "benchmarks": ("scripts/bench.sh", 50),
     "mutations": ("tests/mutations/check_tests.py", 72),
     "rule-mutations": ("tests/mutations/check_tests.py --rule 150", 12),
