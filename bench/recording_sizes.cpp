@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -113,5 +114,10 @@ void measure(const Row& row, double hours) {
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
-  for (const Row& row : kRows) measure(row, argumentCount > 1 ? std::atof(arguments[1]) : 1);
+  try {
+    for (const Row& row : kRows) measure(row, argumentCount > 1 ? std::atof(arguments[1]) : 1);
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "%s\n", failure.what());
+    return 1;
+  }
 }
