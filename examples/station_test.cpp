@@ -1,49 +1,51 @@
 // Tests a host's code in virtual time, without a test framework: the peer dies and returns after a minute.
 #include <algorithm>
 #include <chrono>
-#include <cstdint>
+#include <exception>
 #include <iostream>
 #include <string>
 #include <vector>
 
-#include "quarnex/quarn_socket.h"
+#include "quarnex/host.h"
 #include "quarnex/testing.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 
-/// The code under test: one end of a link. It sends its latest report again whenever the link has come up.
+/// The code under test: one end of a link, which sends its latest report on each new connection.
 class Station {
  public:
-  Station(std::string type, bool client) : link_(quarn_.Add(type, 7, client, true)) { quarn_.Apri(link_); }
+  static Station listening() { return Station(false); }
+  static Station calling() { return Station(true); }
 
-  void report(const std::string& text) { quarn_.Invia(link_, latest_ = text); }
+  void report(const std::string& text) {
+    latest_ = text;
+    if (connected_) link_.send(latest_);
+  }
   void afterTurn() {
-    while (quarn_.MessaggioArrivato(link_)) {
-      const bool isReport = quarn_.reportWaits(link_);
-      const std::string item = quarn_.GetMessaggioArrivato(link_);
-      if (!isReport) received_.push_back(item);
-    }
+    while (const auto text = link_.receive()) received_.push_back(*text);
     const bool wasConnected = connected_;
-    connected_ = quarn_.Connesso(link_);
-    if (connected_ && !wasConnected && !latest_.empty()) quarn_.Invia(link_, latest_);
+    connected_ = link_.connected();
+    if (connected_ && !wasConnected && !latest_.empty()) link_.send(latest_);
   }
   bool has(const std::string& text) const { return std::count(received_.begin(), received_.end(), text) > 0; }
 
  private:
-  quarnex::QuarnSocket quarn_;
-  std::int16_t link_;
+  explicit Station(bool calls) : link_(calls ? host_.call("METEO", 7) : host_.listen("METEO", 7)) {
+    link_.open();
+  }
+
+  quarnex::Host host_;
+  quarnex::Link link_;
   std::string latest_;
   std::vector<std::string> received_;
   bool connected_ = false;
 };
 
 void sendsAgainAfterThePeerReturns(quarnex::testkit::TestSite& site) {
-  auto& tower = site.add(
-      "tower", [] { return Station("METEO", false); }, &Station::afterTurn);
-  auto& meteo = site.add(
-      "meteo", [] { return Station("METEO", true); }, &Station::afterTurn);
+  auto& tower = site.add("tower", Station::listening, &Station::afterTurn);
+  auto& meteo = site.add("meteo", Station::calling, &Station::afterTurn);
   site.settle();
   tower.kill();
   site.run(1min);

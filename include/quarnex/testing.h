@@ -166,7 +166,7 @@ class TestSite {
   /// `afterTurn`, a member or a function that takes the object, is called after each turn of the loop. All
   /// hosts are on one machine, because a client link calls 127.0.0.1.
   ///
-  ///     auto& tower = site.add("tower", [] { return Tower("METEO", 7); }, &Tower::takeAll);
+  ///     auto& tower = site.add("tower", [] { return Station("METEO", 7); }, &Station::afterTurn);
   template <class Make>
   auto& add(std::string name, Make make) {
     return add(std::move(name), std::move(make), std::function<void(std::invoke_result_t<Make&>&)>());
@@ -280,11 +280,13 @@ struct RareOutcome {
 /// them.
 ///
 ///     quarnex::testkit::simulate([](quarnex::testkit::TestSite& site) {
-///       auto& meteo = site.add("meteo", [] { return Station("METEO", 7, false); }, &Station::takeAll);
-///       auto& tower = site.add("tower", [] { return Station("METEO", 7, true); }, &Station::takeAll);
+///       auto& tower = site.add("tower", Station::listening, &Station::afterTurn);
+///       auto& meteo = site.add("meteo", Station::calling, &Station::afterTurn);
 ///       site.settle();
-///       meteo.kill();
-///       ...
+///       tower.kill();
+///       site.run(1min);
+///       tower.start();
+///       site.runUntil([&] { return meteo->connected(); }, 2min);
 ///     });
 std::vector<RareOutcome> simulate(const std::function<void(TestSite&)>& test, TestSettings settings = {});
 

@@ -51,6 +51,7 @@ Stage::Stage(std::uint64_t seedOfRun, RunLog& logOfRun, bool rareMode)
   if (!replaceProcess(this)) throw WrongUse("simulate was called inside a simulated test");
 }
 
+// NOLINTNEXTLINE(bugprone-exception-escape): destructors of hosts do not throw
 Stage::~Stage() {
   for (const Cast& cast : casts_) kill(*cast.host);
   replaceProcess(nullptr);

@@ -40,7 +40,7 @@ class Stage final : public ProcessStandIn {
  public:
   /// Throws `WrongUse` if another one exists.
   Stage(std::uint64_t seed, RunLog& log, bool rareMode);
-  ~Stage() override;
+  ~Stage() override;  // NOLINT(bugprone-exception-escape)
   Stage(const Stage&) = delete;
   Stage& operator=(const Stage&) = delete;
 
