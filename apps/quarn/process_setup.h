@@ -7,7 +7,8 @@
 namespace quarnex::tool {
 
 /// Opens /dev/null in place of a standard descriptor that the caller has closed, because a socket would take
-/// its number and receive our output. Ignores SIGPIPE and SIGXFSZ. Raises the descriptor limit to the hard
+/// its number and receive our output; in place of standard output for reading, so that every command reports
+/// that it cannot write. Ignores SIGPIPE and SIGXFSZ. Raises the descriptor limit to the hard
 /// limit. Takes the encoding of characters from the environment (LC_ALL, LC_CTYPE, LANG).
 void prepareProcess();
 

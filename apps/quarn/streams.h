@@ -69,6 +69,8 @@ TerminalSize terminalSize(int descriptor);
 
 /// True if standard input is /dev/null, which `prepareProcess` also opens in place of a closed one.
 bool standardInputIsNull();
+/// False if the caller has closed standard output.
+bool standardOutputIsWritable();
 
 /// True if the locale of the process writes characters in UTF-8.
 bool localeUsesUtf8();

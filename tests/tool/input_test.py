@@ -173,8 +173,9 @@ class Lines(unittest.TestCase):
 
     def test_repeated_warnings_are_grouped(self):
         text = b"\n" * 500 + b"9ACK\nHELLO\n9QRY\n9XYZ\n9ACK\n"
-        messages = run("call", "TEST", str(next(IDENTIFIERS)), "--wait", "0", "--timeout", "1", text=text).stderr
-        for words in (b" line 1: an empty", b" lines 2 to 500: an empty", b" line 501: not sent, ",
+        messages = run("call", "VARDI", str(next(IDENTIFIERS)), "--wait", "0", "--timeout", "1", text=text).stderr
+        for words in (b'"VARDI" is none of the named types; did you mean VARDO (20303)?', b"--wait 0 is shorter than",
+                      b" line 1: an empty", b" lines 2 to 500: an empty", b" line 501: not sent, ",
                       b" 2 lines from 503 to 505: not sent, "):
             self.assertIn(words, messages)
 
@@ -205,6 +206,7 @@ class CommandLine(unittest.TestCase):
         ("listen ABC 5", 2, "", "closed or /dev/null, so there is nothing to send; use --receive-only"),
         ("call ABC 5 --timeout 0", 2, "", "--timeout"),
         ("call ABC 5 --count 0", 2, "", "--count"),
+        ("call ABC 5 --count 18446744073709551616", 2, "", "--count"),
         ("rpc --record /", 2, "", "Path/File access error (75)"),
         ("shrink /dev/null", 2, "", "cannot be read twice; give a regular file"),
         (f"shrink {RECORDING}", 1, "", "nothing to shrink"),
@@ -298,6 +300,8 @@ class CommandLine(unittest.TestCase):
             with self.subTest(arguments), open("/dev/full", "wb") as full:
                 status = subprocess.run([QUARN, *arguments.split()], stdout=full, stderr=subprocess.DEVNULL).returncode
                 self.assertEqual(2 if "null" in arguments else 3, status)
+        for command in ("ports", f"listen TEST {next(IDENTIFIERS)} --receive-only"):
+            self.assertEqual(3, subprocess.run(f"{QUARN} {command} 2>/dev/null >&-", shell=True).returncode)
 
     def test_bash_completes_commands_types_and_options(self):
         rows = {"li": "listen", "call MI": "MIRTAN", "call ABC 5 --tr": "--trace", "call ABC 5 --wait 1": "",

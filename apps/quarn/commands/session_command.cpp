@@ -50,6 +50,11 @@ int runSession(const SessionOptions& options) {
                  "--receive-only to receive without input\n";
     return kNotStarted;
   }
+  if (!standardOutputIsWritable()) {
+    std::cerr
+        << "quarn: standard output is closed, so received texts would be lost; use >/dev/null to drop them\n";
+    return statusOf(EndCause::Output);
+  }
   return session.run();
 }
 

@@ -1,4 +1,5 @@
 // Reads the standard input and turns the tool's loop with poll.
+#include <fcntl.h>
 #include <langinfo.h>
 #include <poll.h>
 #include <sys/ioctl.h>
@@ -44,6 +45,10 @@ bool standardInputIsNull() {
   struct stat null {};
   return fstat(kStandardInput, &input) == 0 && stat("/dev/null", &null) == 0 && S_ISCHR(input.st_mode) &&
          input.st_rdev == null.st_rdev;
+}
+
+bool standardOutputIsWritable() {
+  return (fcntl(kStandardOutput, F_GETFL) & O_ACCMODE) != O_RDONLY;
 }
 
 bool localeUsesUtf8() {

@@ -11,12 +11,12 @@
 namespace quarnex::tool {
 namespace {
 
+// Each takes the lowest free number. Writing to a standard output that was closed has to fail.
 void fillStandardDescriptors() {
-  int opened = 0;
-  do {
-    opened = open("/dev/null", O_RDWR);
-  } while (opened >= 0 && opened <= STDERR_FILENO);
-  if (opened > STDERR_FILENO) close(opened);
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(descriptor, F_GETFD) >= 0) continue;
+    if (open("/dev/null", descriptor == STDERR_FILENO ? O_WRONLY : O_RDONLY) < 0) return;
+  }
 }
 
 void raiseDescriptorLimit() {

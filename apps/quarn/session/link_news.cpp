@@ -27,6 +27,12 @@ std::string LinkNews::replacement(const LinkEvent& event) {
   return before.empty() ? "" : ", a new caller replaced the previous one, " + before;
 }
 
+void LinkNews::takeOutages(const std::vector<LinkOutage>& outages) {
+  if (outages.empty() || !outages.back().end || outages.back().number == outagePrinted_) return;
+  outagePrinted_ = outages.back().number;
+  console_.print(outages.back().why);
+}
+
 void LinkNews::takeReport(const std::string& item) {
   const std::optional<EventReport> report = parseEventReport(item);
   if (raw_) console_.print(report ? secondOfReport(*report) : wallSecond(), item);

@@ -6,6 +6,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "quarn/console.h"
 #include "quarn/session/report_words.h"
@@ -19,6 +20,8 @@ class LinkNews {
 
   /// Prints an event in words.
   void takeEvent(const LinkEvent& event, const LinkSnapshot& link);
+  /// Prints the latest outage in one sentence if it is over and was not printed yet.
+  void takeOutages(const std::vector<LinkOutage>& outages);
   /// Prints a report as the library returns it, if that was requested.
   void takeReport(const std::string& item);
   void takeTraces(QuarnSocket& quarn, const LinkSnapshot& link);
@@ -37,6 +40,7 @@ class LinkNews {
   bool raw_;
   bool wasConnected_ = false;
   std::string caller_;                       // of the present connection
+  std::uint32_t outagePrinted_ = 0;          // number of the last one
   LinkPhase phaseSeen_ = LinkPhase::Closed;  // phase and deadline at the last `takeState`
   std::optional<std::int64_t> deadlineSeen_;
   std::set<Outage> printed_;  // outages printed since the last connection or reminder

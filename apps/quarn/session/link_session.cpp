@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "quarn/process_setup.h"
-#include "quarn/session/json_line.h"
+#include "quarn/session/json_lines.h"
 #include "quarn/shared_arguments.h"
 #include "quarn/type_hint.h"
 #include "quarnex/times_and_limits.h"
@@ -49,7 +49,8 @@ void LinkSession::open() {
 void LinkSession::printHints() {
   const std::string hint = typeHint(options_.type);
   if (!hint.empty()) console_.print('"' + options_.type + "\" is none of the named types; " + hint);
-  if (options_.waitSeconds < kComingUpSeconds) {
+  const bool sends = options_.readsInput() || !options_.messages.empty();
+  if (sends && options_.waitSeconds < kComingUpSeconds) {
     console_.print("--wait " + std::to_string(options_.waitSeconds) + " is shorter than the " +
                    std::to_string(kComingUpSeconds) +
                    " s that a link needs to come up, so lines at the end of the input may be given up");
@@ -90,13 +91,11 @@ void LinkSession::step() {
 void LinkSession::takeEvents(const LinkSnapshot& link) {
   const std::uint64_t acknowledged = lines_.acknowledged();
   while (const std::optional<LinkEvent> event = quarn_.nextEvent()) {
-    JsonLine line = jsonOf(*event);
-    if (event->type == EventType::Receipts) {
-      const NumberedRange lines = lines_.takeReceipt(event->receipt);
-      line.numbers("lines", {{"first", lines.first}, {"last", lines.last}, {"count", lines.count}});
-    }
+    NumberedRange lines;
+    if (event->type == EventType::Receipts) lines = lines_.takeReceipt(event->receipt);
     news_.takeEvent(*event, link);
-    if (options_.json && event->type != EventType::TextsReceived) output_.appendLine(line.finished());
+    if (event->type == EventType::Connected) news_.takeOutages(quarn_.outages(index_));
+    if (options_.json && event->type != EventType::TextsReceived) output_.appendLine(lineOf(*event, lines));
   }
   if (lines_.acknowledged() > acknowledged) lastAcknowledgement_ = steady_clock::now();
 }
@@ -266,17 +265,12 @@ void LinkSession::fillResult() {
 // If standard output does not take this line either, nobody reads the status in it.
 void LinkSession::writeEnd(EndCause cause) {
   if (!options_.json) return;
-  JsonLine line("end");
-  line.text("time", isoTime(wallSecond())).number("status", statusOf(cause)).text("cause", nameOf(cause));
-  const std::pair<const char*, std::uint64_t> counts[] = {{"acknowledged", lines_.acknowledged()},
-                                                          {"dropped", lines_.dropped()},
-                                                          {"unknown", lines_.unknown()},
-                                                          {"refused", lines_.refused()},
-                                                          {"sentAgain", lines_.sentAgain()},
-                                                          {"received", texts_.count()},
-                                                          {"written", texts_.written()}};
-  for (const auto& [name, count] : counts) line.number(name, static_cast<std::int64_t>(count));
-  output_.appendLine(line.finished());
+  JsonObject line = beginLine("end");
+  line.add("status", statusOf(cause)).add("cause", nameOf(cause));
+  line.add("acknowledged", lines_.acknowledged()).add("dropped", lines_.dropped());
+  line.add("unknown", lines_.unknown()).add("refused", lines_.refused()).add("sentAgain", lines_.sentAgain());
+  line.add("received", texts_.count()).add("written", texts_.written());
+  output_.appendLine(line.text());
   output_.flush(steady_clock::now() + kTimeForOutput);
 }
 

@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "quarn/session/json_line.h"
+#include "quarn/session/json_lines.h"
 #include "quarnex/text_rules.h"
 
 namespace quarnex::tool {
@@ -21,10 +21,11 @@ void ReceivedTexts::take(const std::string& text) {
 void ReceivedTexts::write(const std::string& text, bool decoded) {
   console_.clearProgress();
   if (options_.json) {
-    JsonLine line("text");
-    line.text("time", isoTime(wallSecond())).number("number", static_cast<std::int64_t>(count_));
-    if (!decoded) line.flag("decoded", false);
-    output_.appendLine(line.text("text", text).finished());
+    JsonObject line = beginLine("text");
+    line.add("number", count_);
+    if (!decoded) line.add("decoded", false);
+    addText(line, text);
+    output_.appendLine(line.text());
   } else {
     output_.appendLine(text);
   }
