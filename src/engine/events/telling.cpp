@@ -23,6 +23,11 @@ bool dropsText(const TextBuffer& queue) {
   return isFull(queue) && !BufferFrontMarked(queue);
 }
 
+// The next opening empties the queues. It would not if a late event had connected the link meanwhile.
+bool isClosed(const ConnectionRecord& rec) {
+  return !rec.Attivo && rec.Stato != kConnected;
+}
+
 bool hasEvents(const Library& library, const ConnectionRecord& rec) {
   return library.events && rec.ledger && rec.ledger->eventsOn;
 }
@@ -239,7 +244,7 @@ void tellDown(Library& library, ConnectionRecord& rec) {
 
 void tellClosed(Library& library, ConnectionRecord& rec, bool byHost) {
   const bool timedOut = rec.ledger && rec.ledger->drain.timedOut;
-  noteAbandoned(library, rec, timedOut ? ReceiptCause::Timeout : ReceiptCause::Closed);
+  if (isClosed(rec)) noteAbandoned(library, rec, timedOut ? ReceiptCause::Timeout : ReceiptCause::Closed);
   endOutage(rec);
   tellDrained(library, rec);
   byHost ? tell(library, rec, EventType::Closed) : tellFailure(library, rec, EventType::Closed);
@@ -263,7 +268,7 @@ void queueText(Library& library, ConnectionRecord& rec, std::string_view text) {
   LinkLedger& ledger = ledgerOf(rec);
   put(library, rec, text, false);
   ledger.book.accept();
-  if (!rec.Attivo) noteAbandoned(library, rec, ReceiptCause::Closed);
+  if (isClosed(rec)) noteAbandoned(library, rec, ReceiptCause::Closed);
 }
 
 void queueWord(Library& library, ConnectionRecord& rec, std::string_view word) {

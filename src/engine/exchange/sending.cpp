@@ -66,7 +66,7 @@ void InviaComando(Library& library, ConnectionRecord& record, std::string_view c
     if (!argomento.empty()) message.append("|9").append(argomento);
     message += "|9.|";
   });
-  if (argomento == "QRY" || comando == "QRY") record.history.acks.sendsQuery();
+  record.history.acks.sendsWords(argomento == "QRY" || comando == "QRY");
   if (!trap.pending()) sendFrame(library, record, message, trap);
   ImpostaStatoB(library, record, kExchangeReady);
   record.history.lastSent = {record.ScadenzaB.second - kReplySeconds};

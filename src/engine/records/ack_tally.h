@@ -14,9 +14,10 @@ namespace quarnex {
 /// A damaged frame breaks that count until something proves that no acknowledgement is still under way:
 /// - On a client, the server's "9NODATA" answers one query, in order. More of them than queries before the
 ///   last data frame: one has answered a query after it, so every acknowledgement has come before.
-/// - On a server, the client queries only while it has no message of its own under way, and gives up after
-///   `kOverdueAnswersTolerated` + 1 times without an answer. So many queries in a row that no data frame
-///   preceded show that it has read this side's frames.
+/// - On a server, the client sends at most `kUnansweredMax` frames in a row without having received one, or
+/// it
+///   gives up. That many queries for each frame of this side that may still be under way, with no data frame
+///   between them, show that it has received all of these.
 class AckTally {
  public:
   void begin() {
@@ -27,9 +28,13 @@ class AckTally {
   void sendsData() {
     ++frames_;
     queriesBefore_ = queries_;
+    sentBefore_ = ++sent_;
     quietQueries_ = 0;
   }
-  void sendsQuery() { ++queries_; }
+  void sendsWords(bool query) {
+    ++sent_;
+    if (query) ++queries_;
+  }
 
   /// A certain acknowledgement answers one data frame. An uncertain one can be a repetition.
   void acknowledges(bool certain) {
@@ -45,7 +50,7 @@ class AckTally {
   bool queries() {
     queried_ = true;
     ++quietQueries_;
-    return quietQueries_ > kQuietQueries && settle(0);
+    return quietQueries_ > kUnansweredMax * (sentBefore_ + 1) && settle(0);
   }
 
   /// The link's connections so far.
@@ -58,7 +63,7 @@ class AckTally {
   bool queried() const { return queried_; }
 
  private:
-  static constexpr std::uint32_t kQuietQueries = 16;
+  static constexpr std::uint32_t kUnansweredMax = 7;
 
   bool settle(std::uint32_t answered) {
     acks_ = frames_;
@@ -67,15 +72,17 @@ class AckTally {
   }
   void forgetQueries(std::uint32_t answered) {
     queries_ -= answered < queries_ ? answered : queries_;
-    answers_ = queriesBefore_ = 0;
+    sent_ -= sentBefore_;
+    answers_ = queriesBefore_ = sentBefore_ = 0;
   }
 
   std::uint32_t connection_ = 0;
   std::uint32_t frames_ = 0, acks_ = 0;
   std::uint32_t queries_ = 0,
-                queriesBefore_ = 0;  // sent and not certainly answered; before the last data frame
-  std::uint32_t answers_ = 0;        // "9NODATA" since then
-  std::uint32_t quietQueries_ = 0;   // received since the last data frame
+                queriesBefore_ = 0;          // sent and not certainly answered; before the last data frame
+  std::uint32_t answers_ = 0;                // "9NODATA" since then
+  std::uint32_t sent_ = 0, sentBefore_ = 0;  // frames since then; up to the last data frame
+  std::uint32_t quietQueries_ = 0;           // received since the last data frame
   bool queried_ = false;
 };
 

@@ -20,6 +20,7 @@
 #include "simulation/checks/invariants.h"
 #include "simulation/checks/missed_work.h"
 #include "simulation/checks/queues.h"
+#include "simulation/checks/receipt_soundness.h"
 #include "simulation/checks/watched_services.h"
 
 namespace quarnex::simulation {
@@ -194,7 +195,7 @@ class EngineWatch final : public ServicesWrapper, public PassingObserver {
 
   EngineRecords engine_;
   CheckList<RecordInvariants, Queues, Delivery, FrameFormat, ReportOrder, Pacing, Descriptors, EarlyDeadlines,
-            MissedWork>
+            MissedWork, ReceiptSoundness>
       checks_{engine_};
   recording::ServicesRecorder recorder_;
   std::optional<WatchedServices<EngineWatch>> services_;

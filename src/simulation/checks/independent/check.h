@@ -38,6 +38,7 @@ struct SiteObservations : SiteCounts {
   const VirtualTime& time;
   bool peersKnown;  ///< their engines are checked too, so the ledger knows every text they sent
   TextLedger ledger{};
+  std::uint64_t receiptsExcused = 0;  ///< wrong ones after a frame that fitted by chance or was repeated
 };
 
 /// A link as its host added it.

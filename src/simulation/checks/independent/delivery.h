@@ -38,7 +38,8 @@ class Delivery : public Check {
     if (begins(text, "P:X000E0701")) engine_.excuse(link, Cause::Connected);
     if (begins(text, "P:X000E0702")) engine_.excuse(link, Cause::Disconnected);
     if (begins(text, "IN CANNA:")) links_[link].batch = fieldsOf(text);
-    if (begins(text, "R>") && engine_.at(link).tcp) engine_.at(link).received->receiveBody(text.substr(2));
+    if (begins(text, "R>") && engine_.at(link).tcp)
+      engine_.at(link).received->receiveBody(text.substr(2), engine_.site.time.now());
   }
   void performs(std::int16_t link, const ServiceCall& call) {
     TextFlow* const flow = engine_.at(link).sent;

@@ -11,6 +11,7 @@
 #include <functional>
 #include <iterator>
 #include <map>
+#include <set>
 #include <string_view>
 #include <utility>
 
@@ -108,12 +109,18 @@ class TextFlow {
   /// Records the body of a sent frame. One at most leaves on a tick, and it arrives within two minutes.
   void sendBody(std::string_view body) {
     bodies_.push_back(hashOf(body));
-    if (bodies_.size() > kBodiesRemembered) bodies_.pop_front();
+    if (bodies_.size() <= kBodiesRemembered) return;
+    bodies_.pop_front();
+    if (nextBody_ > 0) --nextBody_;
   }
   /// Records the body of a frame received with the right checksum: nearly always the latest that was sent.
-  void receiveBody(std::string_view body) {
-    if (foreignBody_) return;
-    foreignBody_ = std::find(bodies_.rbegin(), bodies_.rend(), hashOf(body)) == bodies_.rend();
+  void receiveBody(std::string_view body, std::int64_t at) {
+    const std::uint64_t hash = hashOf(body);
+    foreignBody_ = foreignBody_ || std::find(bodies_.rbegin(), bodies_.rend(), hash) == bodies_.rend();
+    while (nextBody_ < bodies_.size() && bodies_[nextBody_] != hash) ++nextBody_;
+    const bool repeated = nextBody_ == bodies_.size();
+    if (!repeated) ++nextBody_;
+    if (repeated || foreignBody_) confusedAt_ = at;
   }
   /// Texts sent until `at` that have not arrived may be lost or arrive again because of this.
   void excuse(Cause cause, std::int64_t at) {
@@ -134,9 +141,29 @@ class TextFlow {
   /// True once a body has arrived that the peer never sent: a stranger's, or pieces of several frames with a
   /// fitting checksum. Until the flow restarts, texts may arrive that the peer did not send, in any order.
   bool hasForeignBody() const { return foreignBody_; }
+  /// True for some minutes after a frame that the peer never sent, or not so often.
+  bool isConfused(std::int64_t now) const { return confusedAt_ >= 0 && now <= confusedAt_ + kConfusionMax; }
+
+  /// The receiver has a new connection, which brings none of the frames sent before.
+  void reconnect() { nextBody_ = bodies_.size(); }
+
+  /// The number of such a text, 0 for any other.
+  static std::uint64_t numberOf(std::string_view text) { return textOf(text).number; }
+  /// The receiver has put a text into its queue. False if its sender counts it as dropped.
+  bool queue(std::uint64_t number) {
+    remember(foreignBody_ ? doubtful_ : queued_, number);
+    return !dropped_.contains(number);
+  }
+  bool queued(std::uint64_t number) const { return queued_.contains(number) || doubtful_.contains(number); }
+  /// The sender counts a text as dropped. False if the receiver has had it in its queue.
+  bool drop(std::uint64_t number) {
+    remember(dropped_, number);
+    return !queued_.contains(number);
+  }
 
  private:
   static constexpr std::size_t kBatchMax = 20;
+  static constexpr std::int64_t kConfusionMax = 180'000;  // longer than a receipt waits for certainty
   static constexpr std::size_t kBodiesRemembered = 1024;
   // More than a host sends, bursts included, while its peer stands still for days with one in its queue.
   static constexpr std::size_t kTextsRemembered = 200'000;
@@ -192,6 +219,10 @@ class TextFlow {
     if (delivered_.empty()) delivered_.push_back(number - 1);
   }
   // Some causes leave one acknowledgement too many, which stays in the exchange until the connection ends.
+  static void remember(std::set<std::uint64_t>& numbers, std::uint64_t number) {
+    numbers.insert(number);
+    if (numbers.size() > kTextsRemembered) numbers.erase(numbers.begin());
+  }
   Cause causeOf(const Text& text) const {
     for (std::size_t cause = 0; cause < kCauseCount; ++cause) {
       if (latest_[cause] >= text.at) return static_cast<Cause>(cause);
@@ -204,8 +235,12 @@ class TextFlow {
 
   TextCounts& counts_;
   std::deque<std::uint64_t> bodies_;  // hashes of the latest ones sent
+  std::size_t nextBody_ = 0;          // behind the one that was received last
   bool foreignBody_ = false;
-  bool uncertain_ = false;  // restarted after a foreign body, and nothing has arrived since
+  std::int64_t confusedAt_ = -1;
+  std::set<std::uint64_t> queued_, dropped_;  // numbers of texts
+  std::set<std::uint64_t> doubtful_;          // queued, perhaps as an echo of a stranger
+  bool uncertain_ = false;                    // restarted after a foreign body, and nothing has arrived since
   std::int64_t restarted_ = 0;
   std::deque<Text> sent_;                         // the latest, ascending
   std::deque<std::uint64_t> delivered_;           // numbers of the latest, ascending
