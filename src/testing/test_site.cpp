@@ -183,8 +183,10 @@ void TestSite::run(Duration duration) {
 }
 
 void TestSite::runUntil(const std::function<bool()>& condition, Duration within, std::string_view name) {
-  if (!stage_->await(within.count(), condition))
-    stage_->fail(quoted(name) + " did not become true within " + std::to_string(within.count()) + " ms");
+  if (stage_->await(within.count(), condition)) return;
+  const std::string busy = busyLink(*stage_);
+  stage_->fail(quoted(name) + " did not become true within " + std::to_string(within.count()) + " ms" +
+               (busy.empty() ? "" : "; " + busy));
 }
 
 void TestSite::never(const std::function<bool()>& condition, Duration within, std::string_view name) {

@@ -160,25 +160,29 @@ TEST_F(TestKit, EachFaultShowsAndEndsWithItsScope) {
   };
   const struct {
     const char* name;
+    bool arrives;  // what the client sends meanwhile
     Fault (*begin)(TestPair& pair);
     Shows shows;
   } rows[] = {
-      {"silence", [](TestPair& pair) { return pair.site.silence(pair.server, pair.client); }, clientTimedOut},
-      {"one way", [](TestPair& pair) { return pair.site.oneWay(pair.client, pair.server); }, clientTimedOut},
-      {"hold", [](TestPair& pair) { return pair.site.hold(pair.server, pair.client); }, clientTimedOut},
-      {"refusal",
+      {"silence", false, [](TestPair& pair) { return pair.site.silence(pair.server, pair.client); },
+       clientTimedOut},
+      {"one way", true, [](TestPair& pair) { return pair.site.oneWay(pair.client, pair.server); },
+       clientTimedOut},
+      {"hold", false, [](TestPair& pair) { return pair.site.hold(pair.server, pair.client); },
+       clientTimedOut},
+      {"refusal", false,
        [](TestPair& pair) {
          pair.site.reset(pair.client, pair.server).end();
          return pair.site.refusal(pair.server);
        },
        [](TestPair& pair) { return pair.failureOf(pair.client) == FailureKind::CallFailed; }},
-      {"reset", [](TestPair& pair) { return pair.site.reset(pair.server, pair.client); },
+      {"reset", false, [](TestPair& pair) { return pair.site.reset(pair.server, pair.client); },
        [](TestPair& pair) { return pair.failureOf(pair.client) == FailureKind::ConnectionBroken; }},
-      {"damage", [](TestPair& pair) { return pair.site.damage(pair.server, pair.client); },
+      {"damage", true, [](TestPair& pair) { return pair.site.damage(pair.server, pair.client); },
        [](TestPair& pair) { return pair.client.quarn().snapshot(1).badChecksums > 0; }},
-      {"stall", [](TestPair& pair) { return pair.site.stall(pair.server); },
+      {"stall", false, [](TestPair& pair) { return pair.site.stall(pair.server); },
        [](TestPair& pair) { return pair.client.quarn().snapshot(1).repetitions > 0; }},
-      {"clock", [](TestPair& pair) { return pair.site.clock(pair.client, 1h); },
+      {"clock", false, [](TestPair& pair) { return pair.site.clock(pair.client, 1h); },
        [](TestPair& pair) {
          const std::chrono::seconds deadline(pair.client.quarn().snapshot(1).keepAliveDeadline.value_or(0));
          return deadline - pair.site.now().time_since_epoch() > 59min;
@@ -193,6 +197,7 @@ TEST_F(TestKit, EachFaultShowsAndEndsWithItsScope) {
         const Fault fault = row.begin(pair);
         pair.client->send("during");
         site.runUntil([&] { return row.shows(pair); }, 2min, "the fault shows");
+        EXPECT_EQ(!pair.server->texts.empty(), row.arrives);
       }
       site.settle();
       pair.server->texts.clear();
@@ -223,7 +228,7 @@ TEST_F(TestKit, FailuresStateTimeAndReason) {
     const char* text;
     void (*fail)(TestPair&);
   } rows[] = {
-      {"after 1.000 s: \"up\" did not become true within 1000 ms",
+      {"after 1.000 s: \"up\" did not become true within 1000 ms; link 1 of server: down",
        [](TestPair& pair) { pair.site.runUntil([&] { return pair.client->connected(); }, 1s, "up"); }},
       {"after 20.000 s: wanted",
        [](TestPair& pair) { pair.site.run(20s), pair.site.require(false, "wanted"); }},
@@ -273,6 +278,7 @@ TEST_F(TestKit, WrongUseIsExplained) {
 
 TEST_F(TestKit, AFailedTestPrintsItsSeedAndKeepsTheRecordings) {
   settings.seed = 7;
+  settings.rareRuns = 1;
   settings.failed = [] { return true; };
   testing::internal::CaptureStderr();
   simulate([](TestSite& site) { TestPair(site).site.run(20s); }, settings);
@@ -316,6 +322,14 @@ TEST_F(TestKit, RareModeCausesRareOutcomesFromItsSeed) {
   settings.rareRuns = 3;
   settings.twice = true;
   EXPECT_EQ(thrownBy<TestFailed>(exchanging, settings), "nothing was thrown");
+}
+
+TEST_F(TestKit, TheEnvironmentOverridesTheSettings) {
+  ::setenv("QUARNEX_TEST_SEED", "12", 1);
+  simulate([](TestSite& site) { EXPECT_EQ(site.seed(), 12U); }, settings);
+  ::setenv("QUARNEX_TEST_SEED", "12x", 1);
+  EXPECT_EQ(thrownBy<WrongUse>([](TestSite&) {}, settings), "QUARNEX_TEST_SEED is not a number: 12x");
+  ::unsetenv("QUARNEX_TEST_SEED");
 }
 
 TEST_F(TestKit, TwoRunsOfASeedAreCompared) {
