@@ -99,13 +99,13 @@ constexpr Spoiled kSpoiled[] = {
     {"Text", [](Stage& on) { on.arrived({"text 7"}); }, "a text was delivered that nobody sent: text 7"},
     {"TextOnceTorn",
      [](Stage& on) {
-       on.towardsClient().receiveBody("of a stranger");
+       on.towardsClient().receiveBody("of a stranger", 0);
        on.arrived({"\xA7", "text 7"});
      },
      "a text was delivered that nobody sent: text 7"},
     {"OrderAnew",
      [](Stage& on) {
-       on.towardsClient().receiveBody("of a stranger");
+       on.towardsClient().receiveBody("of a stranger", 0);
        on.towardsClient().restart(31'000);
        on.sent({"text 1", "text 2", "text 3"}, 0);
        on.arrived({"text 2", "text 3", "text 1"});
