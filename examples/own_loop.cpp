@@ -40,9 +40,11 @@ int main() {
     const bool takesInput = inputOpen && client.connected();
     pollfd waited[] = {{host.fd(), POLLIN, 0}, {takesInput ? STDIN_FILENO : -1, POLLIN, 0}};
     poll(waited, 2, -1);
-    if (waited[1].revents != 0) inputOpen = sendLines(client, pending);
+    if (waited[1].revents != 0 && !sendLines(client, pending)) {
+      inputOpen = false;
+      host.leave(1min);
+    }
     if (waited[0].revents != 0) host.turn(0ms);
     while (const auto text = server.receive()) std::cout << *text << std::endl;
-    if (!inputOpen && client.snapshot().undecided == 0) host.leave(10s);
   }
 }

@@ -127,10 +127,8 @@ class Host {
   /// methods have reports instead.
   std::optional<LinkEvent> nextEvent() { return quarn_.nextEvent(); }
 
-  /// Closes all links for good, each once all its texts have an outcome, at most `within` later
-  /// (`QuarnSocket::drainAndLeave`; `Uscita` does not wait). Turn the loop until `readyToExit`. A link does
-  /// not wait for the others: if both ends of one link are in this process, wait until neither has
-  /// `undecided` texts before the call.
+  /// Closes all links for good once all their texts have an outcome, at most `within` later
+  /// (`QuarnSocket::drainAndLeave`; `Uscita` does not wait). Turn the loop until `readyToExit`.
   void leave(std::chrono::milliseconds within) { quarn_.drainAndLeave(within); }
 
   /// True if no link over TCP is in service any more (`ProntoPerUscire`).

@@ -210,7 +210,8 @@ class QUARNEX_API QuarnSocket {
   /// outcome, then `Closed` follows. A second call changes the limit. It does not turn the loop: each turn
   /// and each `nextEvent` go on with it. Throws `Failure` 5 for an invalid index and a link without TCP.
   void drainAndClose(Int16 link, std::chrono::milliseconds within);
-  /// Does the same for all links, then calls `Uscita`. An event `Drained` of link 0 follows the last link's.
+  /// Does the same for all links, then calls `Uscita`. No link is closed before all have their outcomes. An
+  /// event `Drained` of link 0 follows the last link's.
   void drainAndLeave(std::chrono::milliseconds within);
 
   /// The latest times without connection of a link, at most `kOutagesMax`, oldest first; the last one may be

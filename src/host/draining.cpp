@@ -34,12 +34,14 @@ void close(Library& library, ConnectionRecord& record, std::int64_t patience) {
   QuarnSocket(library).Chiudi(record.IdxQuarn);
 }
 
-void wait(Library& library, ConnectionRecord& record) {
+void wait(Library& library, ConnectionRecord& record, bool forOthers) {
   LinkDrain& drain = record.ledger->drain;
+  const bool over = now(library) >= drain.deadline;
   if (record.ledger->book.undecided() == 0) {
+    if (forOthers && !over) return;
     drain.phase = DrainPhase::Lingering;
     drain.deadline = now(library) + (record.Stato == kConnected ? kLingerMilliseconds : 0);
-  } else if (now(library) >= drain.deadline) {
+  } else if (over) {
     drain.timedOut = true;
     close(library, record, kLastMilliseconds);
   }
@@ -55,9 +57,9 @@ void finish(Library& library, ConnectionRecord& record) {
   unreachable([&] { frameSocket(library, record).hangUp(); });
 }
 
-void service(Library& library, ConnectionRecord& record) {
+void service(Library& library, ConnectionRecord& record, bool othersWait) {
   const LinkDrain& drain = record.ledger->drain;
-  if (drain.phase == DrainPhase::Waiting) wait(library, record);
+  if (drain.phase == DrainPhase::Waiting) wait(library, record, othersWait);
   if (drain.phase == DrainPhase::Lingering && now(library) >= drain.deadline)
     close(library, record, kHangUpMilliseconds);
   if (drain.phase == DrainPhase::Closing && record.Attivo) finish(library, record);
@@ -71,6 +73,15 @@ template <class Use>
 void forEachLink(Library& library, const Use& use) {
   for (int i = 1; i <= library.ConnectionCount; ++i)
     use(library.ConnectionTable[static_cast<std::int16_t>(i)]);
+}
+
+// The other end of a link may be in this process, so no link hangs up before all have their outcomes.
+bool leavingWaits(Library& library) {
+  bool waits = false;
+  forEachLink(library, [&](ConnectionRecord& record) {
+    if (isDraining(record) && record.ledger->book.undecided() > 0) waits = true;
+  });
+  return library.draining && waits;
 }
 
 void leave(Library& library) {
@@ -98,8 +109,9 @@ void beginLeaving(Library& library, std::chrono::milliseconds within) {
 
 void serviceDrains(Library& library) {
   if (library.drains > 0) {
+    const bool othersWait = leavingWaits(library);
     forEachLink(library, [&](ConnectionRecord& record) {
-      if (isDraining(record)) service(library, record);
+      if (isDraining(record)) service(library, record, othersWait);
     });
   }
   if (library.draining && library.drains == 0) leave(library);

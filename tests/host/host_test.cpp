@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include "simulation/sites/world.h"
 #include "support/stub_host.h"
 
 namespace quarnex::test {
@@ -51,6 +52,26 @@ TEST(HostInEnglish, SendsReportsAndClosesWithoutLoss) {
   stub.tickAfter(1);
   EXPECT_THAT(events(), ElementsAre("closing"));
   EXPECT_EQ(link.snapshot().outcomes.acknowledged, 1U);
+}
+
+TEST(HostInEnglish, LeavesWhenTheTextsOfBothEndsHaveTheirOutcome) {
+  simulation::World world{1};
+  Host host(QuarnSocket(world.addHost().library()));
+  Link server = host.listen("A", 1), client = host.call("A", 1);
+  server.open();
+  client.open();
+  ASSERT_TRUE(world.runUntil([&] { return server.connected() && client.connected(); }, 60));
+  for (int i = 0; i < 50; ++i) client.send("text");
+  host.leave(std::chrono::minutes(1));
+  int received = 0;
+  EXPECT_TRUE(world.runUntil(
+      [&] {
+        host.nextEvent();
+        while (server.receive()) ++received;
+        return host.readyToExit();
+      },
+      20));
+  EXPECT_EQ(received, 50);
 }
 
 TEST(HostInEnglish, AddsLinksOfEachKind) {
