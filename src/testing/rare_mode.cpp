@@ -1,9 +1,11 @@
 #include "testing/rare_mode.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <iterator>
 
 #include "services/socket_errors.h"
+#include "simulation/peers/wire_format.h"
 #include "testing/stage.h"
 
 namespace quarnex::testkit {
@@ -23,6 +25,7 @@ constexpr std::string_view kDoubledFrame = "a frame arrives twice";
 constexpr std::string_view kDamagedFrame = "a frame is damaged";
 constexpr std::string_view kReset = "a connection is reset";
 constexpr std::string_view kEnd = "a connection is ended in the orderly way";
+constexpr std::string_view kCloseRequest = "a peer asks to close the link";
 constexpr std::string_view kRefusedCall = "a call is refused";
 constexpr std::string_view kUnansweredCall = "a call gets no answer";
 constexpr std::string_view kSilence = "two hosts do not reach each other for a while";
@@ -36,11 +39,10 @@ constexpr std::string_view kFewEvents = "the queue of events holds only a few";
 constexpr std::string_view kFailedLog = "a log cannot be created";
 
 constexpr Cause kCauses[] = {
-    {kLateFrame, 10},   {kLostFrame, 20},  {kDoubledFrame, 20},  {kDamagedFrame, 20},
-    {kReset, 10},       {kEnd, 10},        {kRefusedCall, 300},  {kSilence, 3},
-    {kStall, 3},        {kClock, 3},       {kFailedListen, 300}, {kUnansweredCall, 100},
-    {kFailedCall, 200}, {kFailedSend, 20}, {kFailedAccept, 5},   {kFailedLog, 500},
-    {kFewEvents, 20},
+    {kLateFrame, 10},   {kLostFrame, 20},     {kDoubledFrame, 20},    {kDamagedFrame, 20}, {kReset, 10},
+    {kCloseRequest, 5}, {kEnd, 10},           {kRefusedCall, 300},    {kSilence, 3},       {kStall, 3},
+    {kClock, 3},        {kFailedListen, 300}, {kUnansweredCall, 100}, {kFailedCall, 200},  {kFailedSend, 20},
+    {kFailedAccept, 5}, {kFailedLog, 500},    {kFewEvents, 20},
 };
 constexpr std::uint32_t kEnabledPerThousand = 300;  // of the causes, in one run
 constexpr std::size_t kLatestMax = 10;
@@ -55,9 +57,10 @@ constexpr RareOutcome kOutcomes[] = {
     {"host-stood-still", "a host does not turn its loop for more than five seconds"},
     {"clock-stepped", "the system's clock is set"},
     {"receipt-reconnection", "texts are dropped or unknown, because the link reconnected"},
-    {"receipt-reopened", "the same, because the host opened the link anew"},
-    {"receipt-closed", "the same, because the link was closed"},
-    {"receipt-queues-emptied", "the same, because the host emptied the queues with VUOTABUFFER"},
+    {"receipt-reopened", "texts are dropped or unknown, because the host opened the link anew"},
+    {"receipt-closed", "texts are dropped or unknown, because the link was closed"},
+    {"receipt-queues-emptied",
+     "texts are dropped or unknown, because the host emptied the queues with VUOTABUFFER"},
     {"receipt-queue-full", "texts are dropped, because 5,000 later ones waited"},
     {"receipt-stray-acknowledgement", "texts are dropped or unknown, because an acknowledgement came twice"},
     {"receipt-content", "texts break the text rules, or share a message with a text that does"},
@@ -84,6 +87,12 @@ constexpr FailureMeaning kFailures[] = {
     {FailureKind::ConnectionBroken, "the connection is reset"},
     {FailureKind::PeerAskedToClose, "the peer's host closes the link"},
 };
+
+// The request of the host that has sent `frame`: STX, "9999000", three digits of the identifier, and more.
+std::string closeRequestLike(std::string_view frame) {
+  const std::string digits(frame.substr(8, 3));
+  return simulation::wire::frame(simulation::wire::message(std::atoi(digits.c_str()), {"9K", "9CMD", "9."}));
+}
 
 std::int16_t codeOf(std::string_view cause) {
   return cause == kFailedListen ? 10048 : 10055;
@@ -166,6 +175,7 @@ std::vector<simulated::Piece> RareMode::pass(simulated::Connection& connection, 
     follow(direction, frame);
     pieces.push_back(pieces[0]);
   }
+  if (happens(kCloseRequest)) pieces.push_back({closeRequestLike(pieces[0].bytes)});
   if (happens(kReset)) cutLater(connection, simulated::kConnectionReset);
   if (happens(kEnd)) cutLater(connection, 0);
   return pieces;

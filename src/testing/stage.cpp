@@ -197,9 +197,8 @@ bool Stage::runUntil(Milliseconds latest, const std::function<bool()>& stop) {
 
 bool Stage::nothingTravels() {
   for (const auto& connection : world_.network().connections()) {
-    simulated::End& caller = connection->caller;
-    simulated::End& called = connection->called;
-    if (caller.arrived() + caller.unsent() + called.arrived() + called.unsent() > 0) return false;
+    for (const simulated::End* end : {&connection->caller, &connection->called})
+      if (end->leftOf(end->conditions.window) > 0) return false;
   }
   return std::ranges::none_of(casts_, [](const Cast& cast) {
     if (!cast.engine.running()) return false;

@@ -24,6 +24,7 @@ LAYERS = {
                        "include/quarnex"],
     # The kit shows hosts only public headers, which include nothing of these.
     "src/testing": ["src/simulation/sites", "src/simulation/faults/tampering.h", "src/simulation/faults/faulty_services.h",
+                    "src/simulation/peers/wire_format.h",
                     "src/platform/simulated", "src/recording/recorder", "src/recording/format", "src/host", "src/services",
                     "src/engine/records", "include/quarnex"],
     # Programs that call by name iterate over the method table.
