@@ -32,6 +32,8 @@ class LineReader {
 
   int descriptor() const { return descriptor_; }
 
+  /// True if `readSome` does not block.
+  bool isReadable() const;
   /// Reads once, at most 64 KiB. Does not block if poll has reported the descriptor as readable.
   void readSome();
 

@@ -179,6 +179,10 @@ class Lines(unittest.TestCase):
                       b" 2 lines from 503 to 505: not sent, "):
             self.assertIn(words, messages)
 
+    def test_lines_that_were_read_and_not_sent_count_as_dropped(self):
+        result = run("call", "TEST", str(next(IDENTIFIERS)), "--timeout", "1", text=b"HELLO\n" * 300)
+        self.assertRegex(result.stderr, b"lines 201 to 300: not sent\n(?s:.)*lines 1 to 200: not sent\n(?s:.)* 300 lines dropped")
+
     def test_a_session_without_input_ends_at_once(self):
         result = run("listen", "TEST", str(next(IDENTIFIERS)))
         self.assertEqual(0, result.returncode)

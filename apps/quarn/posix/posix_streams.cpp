@@ -14,6 +14,11 @@
 #include "quarn/streams.h"
 
 namespace quarnex::tool {
+bool LineReader::isReadable() const {
+  pollfd waited{descriptor_, POLLIN, 0};
+  return poll(&waited, 1, 0) > 0;
+}
+
 void LineReader::readSome() {
   constexpr std::size_t kReadBytesMax = std::size_t{64} * 1024;
   buffer_.erase(0, start_);

@@ -144,6 +144,7 @@ void LinkSession::advanceStage(const LinkSnapshot& link) {
   result_.timedOut = result_.timedOut || timeIsOver();
   if (stage_ == SessionStage::Open && mustEnd(link)) {
     service_.stopping();
+    lines_.dropRest();
     enter(SessionStage::Draining);
   }
   if (stage_ == SessionStage::Draining) drain();

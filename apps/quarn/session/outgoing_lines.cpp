@@ -45,6 +45,18 @@ void OutgoingLines::takeLines() {
   }
 }
 
+void OutgoingLines::dropRest() {
+  if (options_.readsInput() && !input_.ended() && input_.isReadable()) input_.readSome();
+  NumberedRange lines;
+  for (; std::optional<InputLine> line = nextLine(); ++taken_) lines.add(line->number);
+  dropUnsent(lines);
+}
+
+void OutgoingLines::dropUnsent(const NumberedRange& lines) {
+  if (lines.count > 0) console_.print(lines.inWords("line") + ": not sent");
+  dropped_ += lines.count;
+}
+
 void OutgoingLines::takeLine(InputLine line) {
   ++taken_;
   std::optional<std::string> text = line.tooLong ? std::nullopt : std::optional(std::move(line.text));
@@ -134,8 +146,7 @@ void OutgoingLines::giveUp(QuarnSocket& quarn, std::int16_t link) {
   }
   NumberedRange lines;
   for (const HeldLine& held : held_) lines.add(held.number);
-  if (lines.count > 0) console_.print(lines.inWords("line") + ": not sent");
-  dropped_ += lines.count;
+  dropUnsent(lines);
   held_.clear();
 }
 

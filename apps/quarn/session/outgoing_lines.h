@@ -34,6 +34,9 @@ class OutgoingLines {
   /// a library act, unless `SessionOptions::allowWords` is set.
   void takeLines();
 
+  /// Takes no more lines. Counts those that have been read, or can be read now, as dropped.
+  void dropRest();
+
   /// Gives lines to the link while it is connected.
   void advance(QuarnSocket& quarn, const LinkSnapshot& link);
 
@@ -75,6 +78,7 @@ class OutgoingLines {
   void refuse(std::uint64_t number, const std::string& kind, const std::string& words);
   bool mayFollow(const HeldLine& next, std::size_t queued) const;
   bool isRepeated(const Receipt& receipt) const;
+  void dropUnsent(const NumberedRange& lines);
   void count(const Receipt& receipt, const NumberedRange& lines);
 
   LineReader& input_;
