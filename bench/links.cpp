@@ -15,6 +15,7 @@
 #include "platform/posix/posix_platform.h"
 #include "quarnex/quarn_socket.h"
 #include "recording/recorder/file_sink.h"
+#include "recording/recorder/quiet_lines.h"
 #include "recording/recorder/recorder.h"
 
 namespace {
@@ -30,7 +31,7 @@ class OptionalRecording {
   explicit OptionalRecording(const Workload& workload) {
     if (!workload.recorded()) return;
     const auto file = std::filesystem::temp_directory_path() / ("quarnex-bench-" + std::to_string(getpid()));
-    recorder_.emplace(std::make_shared<recording::FileSink>(file));
+    recorder_.emplace(std::make_shared<recording::QuietLines>(std::make_shared<recording::FileSink>(file)));
     std::filesystem::remove(file);
   }
   Services wrap(const Services& services) { return recorder_ ? recorder_->wrap(services) : services; }
