@@ -284,8 +284,7 @@ void PosixSocket::acceptCallers() {
       closeWithReset(incoming);
       continue;
     }
-    const std::int32_t handle =
-        sockets.offer({std::move(incoming), std::move(host)});
+    const std::int32_t handle = sockets.offer({std::move(incoming), std::move(host)});
     events_.onAccept(array_, index_, handle, 0);
     sockets.withdrawOffer();
   }
