@@ -186,7 +186,10 @@ void endOutage(ConnectionRecord& rec) {
 
 std::string endpointInWords(Library& library, const ConnectionRecord& rec) {
   SocketInstance& socket = frameSocket(library, rec);
-  return concat(socket.remoteHost(), ':', rec.ConnessioneClient ? socket.remotePort() : socket.callerPort());
+  // One after the other, because compilers choose the order of two reads in one call.
+  const std::string host = socket.remoteHost();
+  const std::int32_t port = rec.ConnessioneClient ? socket.remotePort() : socket.callerPort();
+  return concat(host, ':', port);
 }
 
 }  // namespace
