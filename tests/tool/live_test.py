@@ -318,7 +318,7 @@ def a_peer_that_leaves_ends_a_session(identifier):
 
 def refused_calls_end_a_session(identifier):
     CHECK.assertIn(b"not done (status 12, call-refused): ",
-                   run("call", "TEST", str(identifier), "--message", "AB", "--resend", "--timeout", "14").stderr)
+                   run("call", "TEST", str(identifier), "--message", "AB", "--resend", "--timeout", "17").stderr)
 
 
 def session_with_one_text(identifier, *options):
@@ -334,7 +334,7 @@ def session_with_one_text(identifier, *options):
 
 
 def missing_texts_end_a_session(identifier):
-    session, peer = session_with_one_text(identifier, "--count", "2", "--timeout", "14")
+    session, peer = session_with_one_text(identifier, "--count", "2", "--timeout", "17")
     peer.answer_queries_until(b"9K", b"9CMD", b"9.")
     peer.connection.close()
     CHECK.assertIn(b"not done (status 30, timeout): ", messages_at_end(session, 30))
@@ -354,7 +354,7 @@ def a_peer_that_does_not_close_is_reported(identifier):
 
 
 def silence_ends_a_session(identifier):
-    session, peer = accepted_call(identifier, "--receive-only", "--timeout", "14")
+    session, peer = accepted_call(identifier, "--receive-only", "--timeout", "17")
     peer.send(b"9NODATA", b"9.")
     peer.answer_queries_until(b"9K", b"9CMD", b"9.")
     peer.connection.close()
