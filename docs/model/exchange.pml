@@ -110,6 +110,17 @@ typedef Record {
   byte delivered[TEXTS];              /* how often the peer put it into CodaArrivo; 2 = twice or more */
   byte flying[TEXTS];                 /* frames under way that carry it */
   bool waits[TEXTS]                   /* in the peer's CodaArrivo, not yet taken, with COLLECT only */
+#ifdef RECEIPTS
+  ;
+  byte frames, acks;                  /* data frames of this connection, and their acknowledgements */
+  byte queries, queriesBefore;        /* sent since all were acknowledged; before the last data frame */
+  byte answers;                       /* "9NODATA" since then */
+  bool queried;                       /* the peer has queried on this connection */
+  byte here, before;                  /* data frames of the batch here; of others before them */
+  bool inFrame;                       /* the batch was in a frame of any connection */
+  byte unsure, unsureEnd;             /* texts whose acknowledgement may be another one's */
+  bool dropped[TEXTS]                 /* has the outcome "dropped" */
+#endif
 }
 
 Record link[2];
@@ -181,6 +192,121 @@ inline checkAcknowledged(i, f, e) {
   skip
 }
 
+/* -------- receipts, with RECEIPTS only: an acknowledged text was delivered, a dropped one never is */
+#ifdef RECEIPTS
+#define SETTLE_UNSURE(i) link[i].unsure = 0; link[i].unsureEnd = 0
+#define NOTE_QUERY_SENT(i) link[i].queries++
+#define NOTE_QUERY(i) link[i].queried = true
+#else
+#define NOTE_QUERY_SENT(i) skip
+#define NOTE_QUERY(i) skip
+#endif
+
+inline noteDropped(i, f, e) {
+#ifdef RECEIPTS
+  k = f;
+  do
+  :: k < e -> assert(link[i].delivered[k] == 0); link[i].dropped[k] = true; k++
+  :: else -> break
+  od
+#else
+  skip
+#endif
+}
+
+inline claimAcknowledged(i, f, e) {
+  k = f;
+  do
+  :: k < e -> assert(link[i].delivered[k] > 0); k++
+  :: else -> break
+  od
+}
+
+inline noteAbandoned(i) {
+#ifdef RECEIPTS
+  SETTLE_UNSURE(i);
+  if :: link[i].attesa && !link[i].inFrame -> noteDropped(i, link[i].lotto, link[i].lottoEnd) :: else fi;
+  noteDropped(i, link[i].head, link[i].queued)
+#else
+  skip
+#endif
+}
+
+inline noteConnection(i) {
+#ifdef RECEIPTS
+  SETTLE_UNSURE(i);
+  link[i].frames = 0; link[i].acks = 0; link[i].queries = 0; link[i].queriesBefore = 0; link[i].answers = 0;
+  link[i].queried = false; link[i].here = 0; link[i].before = 0
+#else
+  skip
+#endif
+}
+
+inline noteDataSent(i) {
+#ifdef RECEIPTS
+  if
+  :: link[i].attesa && link[i].inviatoFrom == link[i].lotto && link[i].inviatoEnd == link[i].lottoEnd ->
+    if :: link[i].here == 0 -> link[i].before = link[i].frames :: else fi;
+    link[i].here++;
+    link[i].inFrame = true
+  :: else
+  fi;
+  link[i].frames++;
+  link[i].queriesBefore = link[i].queries
+#else
+  skip
+#endif
+}
+
+inline noteAck(i, data) {
+#ifdef RECEIPTS
+  if
+  :: (!(data) || (i == SERVER && link[i].queried && link[i].inviato)) && link[i].acks < link[i].frames ->
+    link[i].acks++
+  :: else
+  fi;
+  if
+  :: link[i].attesa && link[i].here == 0 ->
+    SETTLE_UNSURE(i);
+    if :: !link[i].inFrame -> noteDropped(i, link[i].lotto, link[i].lottoEnd) :: else fi
+  :: link[i].attesa && link[i].here > 0 && link[i].unsureEnd == 0 && link[i].acks > link[i].before ->
+    claimAcknowledged(i, link[i].lotto, link[i].lottoEnd)
+  :: link[i].attesa && link[i].here > 0 && !(link[i].unsureEnd == 0 && link[i].acks > link[i].before) ->
+    if :: link[i].unsureEnd != link[i].lotto -> link[i].unsure = link[i].lotto :: else fi;
+    link[i].unsureEnd = link[i].lottoEnd
+  :: else
+  fi;
+  link[i].here = 0;
+  if
+  :: link[i].acks == link[i].frames ->
+    claimAcknowledged(i, link[i].unsure, link[i].unsureEnd);
+    SETTLE_UNSURE(i);
+    link[i].frames = 0; link[i].acks = 0; link[i].before = 0; /* the same, with fewer states */
+    link[i].queries = link[i].queries - link[i].queriesBefore;
+    link[i].queriesBefore = 0; link[i].answers = 0
+  :: else
+  fi
+#else
+  skip
+#endif
+}
+
+inline noteNoData(i) {
+#ifdef RECEIPTS
+  link[i].answers++;
+  if
+  :: link[i].answers > link[i].queriesBefore ->
+    SETTLE_UNSURE(i);
+    link[i].frames = (link[i].here > 0 -> 1 : 0); link[i].acks = link[i].frames; link[i].before = 0;
+    link[i].queries = (link[i].queries > link[i].answers -> link[i].queries - link[i].answers : 0);
+    link[i].queriesBefore = 0; link[i].answers = 0
+  :: else
+  fi
+#else
+  skip
+#endif
+}
+
 /* -------- frames */
 inline say(i, w, f, e) {
   printf("STEP %d sends", i);
@@ -236,6 +362,9 @@ inline ScegliInvio(i) {
       (link[i].queued - link[i].head > BATCH -> link[i].head + BATCH : link[i].queued);
     link[i].head = link[i].lottoEnd;
     link[i].attesa = true;
+#ifdef RECEIPTS
+    link[i].here = 0; link[i].inFrame = false;
+#endif
     printf("STEP %d makes a batch\n", i)
   :: else
   fi;
@@ -243,6 +372,7 @@ inline ScegliInvio(i) {
 }
 
 inline SendUltimoInviato(i) {
+  noteDataSent(i);
   send(i, link[i].inviato, link[i].inviatoFrom, link[i].inviatoEnd);
 #ifdef FORGETFUL /* a variant: the sender awaits no acknowledgement */
   SvuotaUltimoInviato(i); ConcludiLotto(i);
@@ -262,6 +392,8 @@ inline EndConnection() {
   :: else -> break
   od;
   hole = false;
+  noteConnection(CLIENT);
+  noteConnection(SERVER);
   link[CLIENT].quiet = 0; link[SERVER].quiet = 0
 }
 
@@ -288,6 +420,7 @@ inline ETH_Riconnetti(i) {
 #endif
   EndConnection();
   Report702();
+  noteAbandoned(i);
   SvuotaUltimoInviato(i);
   ConcludiLotto(i);
   DropUncollected(i);
@@ -304,6 +437,9 @@ inline Deliver(i) {
   :: k < until && !(PEER(i) == CLOSER && k == LIMIT(CLOSER) - 1) ->
     printf("STEP %d gives TEXT%d%d to its host\n", i, PEER(i), k);
     checkDelivery(PEER(i), k);
+#ifdef RECEIPTS
+    assert(!link[PEER(i)].dropped[k]);
+#endif
     if :: link[PEER(i)].delivered[k] < 2 -> link[PEER(i)].delivered[k]++ :: else fi;
 #ifdef COLLECT
     link[PEER(i)].waits[k] = true;
@@ -313,7 +449,8 @@ inline Deliver(i) {
   od
 }
 
-inline AnswerAck(i) {
+inline AnswerAck(i, data) {
+  noteAck(i, data);
   if :: link[i].attesa -> checkAcknowledged(i, link[i].lotto, link[i].lottoEnd) :: else fi;
   SvuotaUltimoInviato(i);
   ConcludiLotto(i);
@@ -329,6 +466,7 @@ inline AnswerData(i) {
     ScegliInvio(i);
     if
     :: link[i].inviato == 0 && !ready ->
+      NOTE_QUERY_SENT(i);
       send(i, ACK_WORD | QRY, 0, 0);
       link[i].stato = WAITING
     :: link[i].inviato ->
@@ -341,6 +479,7 @@ inline AnswerData(i) {
 }
 
 inline AnswerQuery(i) {
+  NOTE_QUERY(i);
   if
   :: link[i].inviato -> SendUltimoInviato(i)
   :: else ->
@@ -363,10 +502,10 @@ inline HandleFrame(i) {
     Deliver(i);
     bool close9K = (until > from && PEER(i) == CLOSER && until == LIMIT(CLOSER));
     byte got = words;
-    if :: got & ACK -> AnswerAck(i) :: else fi;
+    if :: got & ACK -> AnswerAck(i, got & CMD) :: else fi;
     if :: got & CMD -> AnswerData(i) :: else fi;
     if :: got & QRY -> AnswerQuery(i) :: else fi;
-    if :: got & NODATA -> link[i].stato = IDLE :: else fi;
+    if :: got & NODATA -> noteNoData(i); link[i].stato = IDLE :: else fi;
     if :: close9K -> ETH_Riconnetti(i); closed = true :: else fi;
     close9K = false; got = 0
   fi
@@ -379,7 +518,7 @@ inline HandleStato_A(i) {
     ScegliInvio(i);
     if
     :: ready -> SendLotto(i, CMD)
-    :: else -> send(i, QRY, 0, 0)
+    :: else -> NOTE_QUERY_SENT(i); send(i, QRY, 0, 0)
     fi
   fi;
   link[i].stato = WAITING
@@ -449,11 +588,15 @@ end:
   :: d_step { !closed && link[i].queued < LIMIT(i) ->
        printf("STEP %d is given TEXT%d%d\n", i, i, link[i].queued);
        link[i].queued++;
-       if :: link[i].queued - link[i].head > CAPACITY -> link[i].head++ :: else fi;
+       if
+       :: link[i].queued - link[i].head > CAPACITY -> noteDropped(i, link[i].head, link[i].head + 1); link[i].head++
+       :: else
+       fi;
        finish() }
   :: d_step { !closed && clears > 0 ->
        printf("STEP %d is given VUOTABUFFER\n", i);
        clears--;
+       noteAbandoned(i);
        ConcludiLotto(i);
        link[i].head = link[i].queued; link[i].excused = link[i].queued; finish() }
 #ifdef COLLECT

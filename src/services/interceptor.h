@@ -89,7 +89,7 @@ class InterceptedSocket final : public SocketInstance {
     if (policy.inner) policy.inner->allowCallers(dotted);
   }
   std::uint64_t refusedCallers() const override { return policy.inner ? policy.inner->refusedCallers() : 0; }
-  std::int32_t callerPort() const override { return policy.inner ? policy.inner->callerPort() : 0; }
+  std::string peer() const override { return policy.inner ? policy.inner->peer() : std::string(); }
   void hangUp() override {
     if (policy.inner) policy.inner->hangUp();
   }

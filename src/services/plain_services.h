@@ -45,6 +45,7 @@ class PlainSocket final : public SocketInstance {
   std::int32_t bytesWaiting() override { return reportedBytes.value_or(0); }
   void fetch() override;
   std::string_view receivedText() override { return received; }
+  std::string peer() const override { return settings.remoteHost; }
   void send(std::string_view) override {}
 
   /// Sets state and status text.

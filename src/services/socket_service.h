@@ -117,8 +117,9 @@ class SocketInstance {
   virtual void allowCallers(const std::vector<std::string>& /*dotted*/) {}
   /// Number of callers that were reset for this reason. For observation only.
   virtual std::uint64_t refusedCallers() const { return 0; }
-  /// Port of the attached caller, 0 if there is none or it is unknown. For observation only.
-  virtual std::int32_t callerPort() const { return 0; }
+  /// Address and, where it is known, port of the other end of the connection: "192.0.2.1:50000". For
+  /// observation only.
+  virtual std::string peer() const { return {}; }
   /// Ends the connection, if there is one, so that its close event follows as if the peer had closed it.
   virtual void hangUp() {}
 };

@@ -5,7 +5,6 @@
 
 #include "engine/records/frm_sock.h"
 #include "engine/records/inbound.h"
-#include "engine/records/text_pieces.h"
 #include "engine/records/trap.h"
 #include "quarnex/times_and_limits.h"
 
@@ -184,14 +183,6 @@ void endOutage(ConnectionRecord& rec) {
   outage.end = std::max(outage.start, rec.history.since.second);
 }
 
-std::string endpointInWords(Library& library, const ConnectionRecord& rec) {
-  SocketInstance& socket = frameSocket(library, rec);
-  // One after the other, because compilers choose the order of two reads in one call.
-  const std::string host = socket.remoteHost();
-  const std::int32_t port = rec.ConnessioneClient ? socket.remotePort() : socket.callerPort();
-  return concat(host, ':', port);
-}
-
 }  // namespace
 
 LinkLedger& ledgerOf(ConnectionRecord& rec) {
@@ -215,7 +206,7 @@ void tellConnected(Library& library, ConnectionRecord& rec) {
            [&](ReceiptBook& book, DecisionSink& sink) { book.connectionEnded(rec.history.acks, sink); });
   endOutage(rec);
   add(library, rec, EventType::Connected,
-      [&](LinkEvent& event) { event.endpoint = endpointInWords(library, rec); });
+      [&](LinkEvent& event) { event.endpoint = frameSocket(library, rec).peer(); });
 }
 
 void tellDisconnected(Library& library, ConnectionRecord& rec, bool staysQueued) {

@@ -219,10 +219,11 @@ void PosixSocket::send(std::string_view bytes) {
   if (inOrder) reportAgain();
 }
 
-std::int32_t PosixSocket::callerPort() const {
-  sockaddr_in peer{};
-  socklen_t size = sizeof peer;
-  return ::getpeername(descriptor_.get(), asSockaddr(peer), &size) == 0 ? ntohs(peer.sin_port) : 0;
+std::string PosixSocket::peer() const {
+  sockaddr_in there{};
+  socklen_t size = sizeof there;
+  if (::getpeername(descriptor_.get(), asSockaddr(there), &size) != 0) return {};
+  return dotted(there.sin_addr) + ':' + std::to_string(ntohs(there.sin_port));
 }
 
 // The system reports the end of the connection like one by the peer.

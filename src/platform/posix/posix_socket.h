@@ -56,7 +56,7 @@ class PosixSocket final : public SocketInstance, private Watcher {
   void listenOn(std::string_view dotted) override { setLocalAddress(dotted); }
   void allowCallers(const std::vector<std::string>& dotted) override;
   std::uint64_t refusedCallers() const override { return callers_ ? callers_->refused() : 0; }
-  std::int32_t callerPort() const override;
+  std::string peer() const override;
   void hangUp() override;
 
   SocketArray array() const { return array_; }

@@ -156,6 +156,11 @@ class SimulatedSocket final : public SocketInstance, private NetworkUser {
   void listenOn(std::string_view dotted) override { setLocalAddress(dotted); }
   void allowCallers(const std::vector<std::string>& dotted) override { callers_.allow(dotted); }
   std::uint64_t refusedCallers() const override { return callers_.refused(); }
+  // Callers have no ports.
+  std::string peer() const override {
+    if (array_ == SocketArray::ClientSocket) return remoteHost_ + ':' + std::to_string(remotePort_);
+    return end_ ? end_->peerAddress : std::string();
+  }
   void hangUp() override {
     if (end_) post(EventKind::Close, 0);
   }

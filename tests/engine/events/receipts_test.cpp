@@ -161,6 +161,15 @@ TEST(ReceiptTest, PendingTextsAreInAFrameOrNot) {
   EXPECT_EQ(host.quarn.decidedUpTo(1), 0U);
 }
 
+TEST(ReceiptTest, ARepetitionOnRequestIsCounted) {
+  StubHost host;
+  host.addConnected(kServer);
+  EXPECT_TRUE(host.quarn.send(1, "t1"));
+  host.receive(1, kQuery);
+  host.receive(1, kQuery);
+  EXPECT_EQ(host.quarn.snapshot(1).repetitions, 1U);
+}
+
 TEST(ReceiptTest, SendRefusesWithAReason) {
   StubHost host;
   host.addOpen(kClient);

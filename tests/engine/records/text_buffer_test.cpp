@@ -63,6 +63,7 @@ TEST(TextBuffer, TakesTextsOfAnySizeAndKeepsOnlyLittleMemoryOfThem) {
   const std::string large(200'000, 'x');
   const std::string_view texts[] = {"a", large, ""};
   for (const std::string_view text : texts) BufferPut(buffer, text);
+  EXPECT_TRUE(BufferTexts({}, 1).empty());
   EXPECT_THAT(BufferTexts(buffer, 2), testing::ElementsAre("a", large));
   for (const std::string_view text : texts) EXPECT_EQ(BufferGet(buffer), text);
   EXPECT_EQ(BufferFront(buffer), "");

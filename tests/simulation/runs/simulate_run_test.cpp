@@ -44,7 +44,7 @@ TEST_P(SeededRuns, BreakNoRuleAndKeepTheirRecordings) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, SeededRuns,
-                         testing::Values(SeededRun{2, 0xdec7d27232b62d0c}, SeededRun{3, 0xda6a10b079498192},
+                         testing::Values(SeededRun{2, 0x98680cf59ec83f85}, SeededRun{3, 0xda6a10b079498192},
                                          SeededRun{8, 0x341fba13888f018a}, SeededRun{19, 0xf8a31426c46cfd85},
                                          SeededRun{1, 0x115f4a43b6475bce, 500, 5'000}),
                          [](const auto& row) { return std::to_string(row.param.seed); });
@@ -80,7 +80,7 @@ TEST(RecordedRun, RepeatsExactlyAndItsRecordingsReplay) {
     hash.add(file.path().filename().string() + text.str());
     bytes ^= hash.value();
   }
-  EXPECT_EQ(bytes, 0x5e16eca82f7e0179) << "with every compiler, with and without sanitizers";
+  EXPECT_EQ(bytes, 0x4c8f78be160848c5) << "with every compiler, with and without sanitizers";
   EXPECT_EQ(files, recorded.engines);
 }
 
