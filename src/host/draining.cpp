@@ -29,15 +29,15 @@ std::int64_t deadlineAfter(Library& library, std::chrono::milliseconds within) {
 }
 
 void close(Library& library, ConnectionRecord& record, std::int64_t patience) {
-  record.ledger->drain.phase = DrainPhase::Closing;
-  record.ledger->drain.deadline = now(library) + patience;
+  record.history.ledger->drain.phase = DrainPhase::Closing;
+  record.history.ledger->drain.deadline = now(library) + patience;
   QuarnSocket(library).Chiudi(record.IdxQuarn);
 }
 
 void wait(Library& library, ConnectionRecord& record, bool forOthers) {
-  LinkDrain& drain = record.ledger->drain;
+  LinkDrain& drain = record.history.ledger->drain;
   const bool over = now(library) >= drain.deadline;
-  if (record.ledger->book.undecided() == 0) {
+  if (record.history.ledger->book.undecided() == 0) {
     if (forOthers && !over) return;
     drain.phase = DrainPhase::Lingering;
     drain.deadline = now(library) + (record.Stato == kConnected ? kLingerMilliseconds : 0);
@@ -49,7 +49,7 @@ void wait(Library& library, ConnectionRecord& record, bool forOthers) {
 
 // A link that reconnects meanwhile is not connected, so the second call closes it at once.
 void finish(Library& library, ConnectionRecord& record) {
-  LinkDrain& drain = record.ledger->drain;
+  LinkDrain& drain = record.history.ledger->drain;
   if (record.Stato != kConnected) return QuarnSocket(library).Chiudi(record.IdxQuarn);
   if (now(library) < drain.deadline) return;
   drain.deadline = now(library) + kHangUpMilliseconds;
@@ -58,7 +58,7 @@ void finish(Library& library, ConnectionRecord& record) {
 }
 
 void service(Library& library, ConnectionRecord& record, bool othersWait) {
-  const LinkDrain& drain = record.ledger->drain;
+  const LinkDrain& drain = record.history.ledger->drain;
   if (drain.phase == DrainPhase::Waiting) wait(library, record, othersWait);
   if (drain.phase == DrainPhase::Lingering && now(library) >= drain.deadline)
     close(library, record, kHangUpMilliseconds);
@@ -66,7 +66,7 @@ void service(Library& library, ConnectionRecord& record, bool othersWait) {
 }
 
 bool isDraining(const ConnectionRecord& record) {
-  return record.ledger && record.ledger->drain.phase != DrainPhase::None;
+  return record.history.ledger && record.history.ledger->drain.phase != DrainPhase::None;
 }
 
 template <class Use>
@@ -79,7 +79,7 @@ void forEachLink(Library& library, const Use& use) {
 bool leavingWaits(Library& library) {
   bool waits = false;
   forEachLink(library, [&](ConnectionRecord& record) {
-    if (isDraining(record) && record.ledger->book.undecided() > 0) waits = true;
+    if (isDraining(record) && record.history.ledger->book.undecided() > 0) waits = true;
   });
   return library.draining && waits;
 }

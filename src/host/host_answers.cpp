@@ -28,7 +28,7 @@ ConnectionRecord& requireTcpLink(Library& library, std::int16_t link) {
 /// The book of a link, or nullptr if it has accepted no text yet.
 const ReceiptBook* bookOf(Library& library, std::int16_t link) {
   if (!library.validIndex(link)) return nullptr;
-  const auto& ledger = library.ConnectionTable[link].ledger;
+  const auto& ledger = library.ConnectionTable[link].history.ledger;
   return ledger ? &ledger->book : nullptr;
 }
 
@@ -36,7 +36,7 @@ Refusal refusalOf(Library& library, std::int16_t link) {
   if (!library.validIndex(link)) return Refusal::UnknownLink;
   const ConnectionRecord& record = library.ConnectionTable[link];
   if (library.InUscita) return Refusal::Leaving;
-  if (library.draining || (record.ledger && record.ledger->drain.phase != DrainPhase::None))
+  if (library.draining || (record.history.ledger && record.history.ledger->drain.phase != DrainPhase::None))
     return Refusal::Draining;
   return record.UsaTcp && !record.Attivo ? Refusal::NotOpen : Refusal::None;
 }
@@ -117,9 +117,9 @@ void QuarnSocket::drainAndLeave(std::chrono::milliseconds within) {
 
 std::vector<LinkOutage> QuarnSocket::outages(Int16 link) const {
   return numbered(*library_, [&] {
-    if (!library_->validIndex(link) || !library_->ConnectionTable[link].ledger)
+    if (!library_->validIndex(link) || !library_->ConnectionTable[link].history.ledger)
       return std::vector<LinkOutage>();
-    std::vector<LinkOutage> outages = library_->ConnectionTable[link].ledger->outages;
+    std::vector<LinkOutage> outages = library_->ConnectionTable[link].history.ledger->outages;
     for (LinkOutage& outage : outages) outage.why = outageSentence(*library_, outage);
     return outages;
   });

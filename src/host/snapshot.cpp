@@ -35,7 +35,7 @@ void fillPast(LinkSnapshot& snapshot, const ConnectionRecord& record) {
   snapshot.since = record.history.since.second;
   snapshot.messageReceived = snapshot.phase == LinkPhase::Connected && record.history.messageReceived;
   snapshot.overdue = snapshot.messageReceived && (record.ContaTimeoutB > 0 || record.ContaAlive > 0);
-  if (record.history.lastFailure) snapshot.lastFailure = *record.history.lastFailure;
+  if (record.history.ledger) snapshot.lastFailure = record.history.ledger->lastFailure;
 }
 
 void fillDeadlines(LinkSnapshot& snapshot, const ConnectionRecord& record) {
@@ -47,8 +47,8 @@ void fillDeadlines(LinkSnapshot& snapshot, const ConnectionRecord& record) {
   }
 }
 
-std::optional<std::int64_t> timeOf(Instant instant) {
-  return instant == Instant{} ? std::nullopt : std::optional(instant.second);
+std::optional<std::int64_t> timeOf(ShortInstant instant) {
+  return instant.isSet() ? std::optional<std::int64_t>(instant.second) : std::nullopt;
 }
 
 void fillCounts(LinkSnapshot& snapshot, const ConnectionRecord& record) {
@@ -62,10 +62,10 @@ void fillCounts(LinkSnapshot& snapshot, const ConnectionRecord& record) {
   snapshot.lastHeard = timeOf(record.history.lastHeard);
   snapshot.lastSent = timeOf(record.history.lastSent);
   snapshot.lastAcknowledged = timeOf(record.history.lastAcknowledged);
-  if (record.ledger) {
-    snapshot.outcomes = record.ledger->outcomes;
-    snapshot.undecided = record.ledger->book.undecided();
-    snapshot.receivedDropped = record.ledger->receivedDropped;
+  if (record.history.ledger) {
+    snapshot.outcomes = record.history.ledger->outcomes;
+    snapshot.undecided = record.history.ledger->book.undecided();
+    snapshot.receivedDropped = record.history.ledger->receivedDropped;
   }
   snapshot.framesSent = record.history.framesSent;
   snapshot.framesReceived = record.history.framesReceived;
@@ -76,7 +76,7 @@ void fillCounts(LinkSnapshot& snapshot, const ConnectionRecord& record) {
 
 void fillMemory(Library& library, LinkSnapshot& snapshot, const ConnectionRecord& record) {
   snapshot.bytesHeld = record.bytesHeld;
-  if (record.history.limitSince != Instant{}) snapshot.limitSince = record.history.limitSince.second;
+  snapshot.limitSince = timeOf(record.history.limitSince);
   if (snapshot.phase == LinkPhase::Connected)
     snapshot.bytesUnsent = frameSocket(library, record).unsentBytes();
 }

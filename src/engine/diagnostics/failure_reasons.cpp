@@ -29,7 +29,7 @@ void rememberFailure(Library& library, ConnectionRecord& rec, LinkFailure failur
   withoutMemory([&] {
     failure.at = library.services.clock.now().second;
     failure.phase = phaseOfFailure(rec);
-    rec.history.lastFailure = std::make_unique<LinkFailure>(std::move(failure));
+    ledgerOf(rec).lastFailure = std::move(failure);
     tellDown(library, rec);
   });
 }

@@ -28,11 +28,11 @@ bool isClosed(const ConnectionRecord& rec) {
 }
 
 bool hasEvents(const Library& library, const ConnectionRecord& rec) {
-  return library.events && rec.ledger && rec.ledger->eventsOn;
+  return library.events && rec.history.ledger && rec.history.ledger->eventsOn;
 }
 
 LinkCounts countsOf(const ConnectionRecord& rec) {
-  const LinkLedger& ledger = *rec.ledger;
+  const LinkLedger& ledger = *rec.history.ledger;
   return {ledger.book.accepted(),
           ledger.outcomes.acknowledged,
           ledger.outcomes.of(Outcome::Dropped),
@@ -61,7 +61,7 @@ void add(Library& library, ConnectionRecord& rec, EventType type, const Fill& fi
     event.link = rec.IdxQuarn;
     event.counts = countsOf(rec);
     fill(event);
-    rec.ledger->joinable.latest = library.events->add(std::move(event));
+    rec.history.ledger->joinable.latest = library.events->add(std::move(event));
   });
 }
 
@@ -78,7 +78,7 @@ void addOrJoin(Library& library, ConnectionRecord& rec, EventType type, std::uin
     event.count = 0;
     join(event);
   });
-  serial = rec.ledger->joinable.latest;
+  serial = rec.history.ledger->joinable.latest;
 }
 
 void addOfProcess(Library& library, EventType type, std::int64_t count) {
@@ -113,7 +113,7 @@ class ReceiptTeller final : public DecisionSink {
 
   void decided(const Receipt& receipt) override {
     Trap withoutMemory{library_};
-    LinkLedger& ledger = *rec_.ledger;
+    LinkLedger& ledger = *rec_.history.ledger;
     count(ledger, receipt);
     if (ledger.drain.phase != DrainPhase::None)
       withoutMemory([&] { append(ledger.drain.receipts, receipt); });
@@ -133,7 +133,7 @@ class ReceiptTeller final : public DecisionSink {
   }
   bool joinsLatest(const Receipt& receipt) {
     if (!hasEvents(library_, rec_)) return false;
-    LinkEvent* const latest = library_.events->find(rec_.ledger->joinable.latest);
+    LinkEvent* const latest = library_.events->find(rec_.history.ledger->joinable.latest);
     if (latest == nullptr || latest->type != EventType::Receipts || !joins(latest->receipt, receipt))
       return false;
     join(latest->receipt, receipt);
@@ -148,9 +148,17 @@ class ReceiptTeller final : public DecisionSink {
 /// Runs `use` on the book of a link that has one.
 template <class Use>
 void withBook(Library& library, ConnectionRecord& rec, const Use& use) {
-  if (!rec.ledger) return;
+  if (!rec.history.ledger) return;
   ReceiptTeller teller(library, rec);
-  use(rec.ledger->book, teller);
+  use(rec.history.ledger->book, teller);
+}
+
+/// Settles the book of a link if no acknowledgement is on its way, or if that has been uncertain for long.
+void settle(Library& library, ConnectionRecord& rec, bool noneOnItsWay) {
+  withBook(library, rec, [&](ReceiptBook& book, DecisionSink& sink) {
+    noneOnItsWay ? book.settle(rec.history.acks, sink)
+                 : book.settleOld(rec.history.acks, rec.history.lastHeard.second, sink);
+  });
 }
 
 void put(Library& library, ConnectionRecord& rec, std::string_view text, bool word) {
@@ -178,16 +186,17 @@ void beginOutage(LinkLedger& ledger, const LinkFailure& failure) {
 }
 
 void endOutage(ConnectionRecord& rec) {
-  if (!rec.ledger || rec.ledger->outages.empty() || rec.ledger->outages.back().end) return;
-  LinkOutage& outage = rec.ledger->outages.back();
-  outage.end = std::max(outage.start, rec.history.since.second);
+  if (!rec.history.ledger || rec.history.ledger->outages.empty() || rec.history.ledger->outages.back().end)
+    return;
+  LinkOutage& outage = rec.history.ledger->outages.back();
+  outage.end = std::max(outage.start, std::int64_t{rec.history.since.second});
 }
 
 }  // namespace
 
 LinkLedger& ledgerOf(ConnectionRecord& rec) {
-  if (!rec.ledger) rec.ledger = std::make_unique<LinkLedger>();
-  return *rec.ledger;
+  if (!rec.history.ledger) rec.history.ledger = std::make_unique<LinkLedger>();
+  return *rec.history.ledger;
 }
 
 void tell(Library& library, ConnectionRecord& rec, EventType type) {
@@ -195,9 +204,7 @@ void tell(Library& library, ConnectionRecord& rec, EventType type) {
 }
 
 void tellFailure(Library& library, ConnectionRecord& rec, EventType type) {
-  add(library, rec, type, [&](LinkEvent& event) {
-    if (rec.history.lastFailure) event.reason = *rec.history.lastFailure;
-  });
+  add(library, rec, type, [&](LinkEvent& event) { event.reason = rec.history.ledger->lastFailure; });
 }
 
 void tellConnected(Library& library, ConnectionRecord& rec) {
@@ -214,18 +221,18 @@ void tellDisconnected(Library& library, ConnectionRecord& rec, bool staysQueued)
   withBook(library, rec,
            [&](ReceiptBook& book, DecisionSink& sink) { book.connectionEnded(rec.history.acks, sink); });
   add(library, rec, EventType::Disconnected, [&](LinkEvent& event) {
-    if (rec.history.lastFailure) event.reason = *rec.history.lastFailure;
-    event.count = static_cast<std::int64_t>(rec.ledger->book.undecided());
+    event.reason = rec.history.ledger->lastFailure;
+    event.count = static_cast<std::int64_t>(rec.history.ledger->book.undecided());
     event.staysQueued = staysQueued;
   });
 }
 
 void tellDown(Library& library, ConnectionRecord& rec) {
-  const LinkFailure& failure = *rec.history.lastFailure;
   if (!rec.Aperto) return;
+  LinkLedger& ledger = *rec.history.ledger;
+  const LinkFailure& failure = *ledger.lastFailure;
   Trap withoutMemory{library};
   withoutMemory([&] {
-    LinkLedger& ledger = ledgerOf(rec);
     if (ledger.outages.empty() || ledger.outages.back().end) beginOutage(ledger, failure);
     if (failure.phase == LinkPhase::Connected) return;
     ++ledger.outages.back().attempts;
@@ -237,7 +244,7 @@ void tellDown(Library& library, ConnectionRecord& rec) {
 }
 
 void tellClosed(Library& library, ConnectionRecord& rec, bool byHost) {
-  const bool timedOut = rec.ledger && rec.ledger->drain.timedOut;
+  const bool timedOut = rec.history.ledger && rec.history.ledger->drain.timedOut;
   if (isClosed(rec)) noteAbandoned(library, rec, timedOut ? ReceiptCause::Timeout : ReceiptCause::Closed);
   endOutage(rec);
   tellDrained(library, rec);
@@ -245,8 +252,8 @@ void tellClosed(Library& library, ConnectionRecord& rec, bool byHost) {
 }
 
 void tellDrained(Library& library, ConnectionRecord& rec) {
-  if (!rec.ledger || rec.ledger->drain.phase == DrainPhase::None) return;
-  LinkDrain drain = std::exchange(rec.ledger->drain, {});
+  if (!rec.history.ledger || rec.history.ledger->drain.phase == DrainPhase::None) return;
+  LinkDrain drain = std::exchange(rec.history.ledger->drain, {});
   --library.drains;
   add(library, rec, EventType::Drained, [&](LinkEvent& event) {
     event.receipts = std::move(drain.receipts);
@@ -273,7 +280,7 @@ void queueReceived(Library& library, ConnectionRecord& rec, std::string_view tex
   putReceived(library, rec, text, false);
   ++rec.history.textsReceived;
   if (!hasEvents(library, rec)) return;
-  addOrJoin(library, rec, EventType::TextsReceived, rec.ledger->joinable.textsReceived,
+  addOrJoin(library, rec, EventType::TextsReceived, rec.history.ledger->joinable.textsReceived,
             [](LinkEvent& event) { ++event.count; });
 }
 
@@ -299,12 +306,12 @@ void tellReceivedDropped(Library& library, ConnectionRecord& rec, std::uint64_t 
 }
 
 void notePrepared(ConnectionRecord& rec, std::size_t texts, std::uint32_t spoilt) {
-  if (rec.ledger) rec.ledger->book.prepare(texts, spoilt);
+  if (rec.history.ledger) rec.history.ledger->book.prepare(texts, spoilt);
 }
 
 void noteDataSent(ConnectionRecord& rec, bool first) {
-  rec.history.acks.sendsData();
-  if (rec.ledger) rec.ledger->book.sent(first, rec.history.acks);
+  rec.history.acks.sendsData(rec.ConnessioneClient);
+  if (rec.history.ledger) rec.history.ledger->book.sent(first, rec.history.acks);
 }
 
 // A message of a client can bring the acknowledgement that it carries again, but not after the client has
@@ -319,19 +326,11 @@ void noteAcknowledged(Library& library, ConnectionRecord& rec) {
 }
 
 void noteQuery(Library& library, ConnectionRecord& rec) {
-  const bool settled = rec.history.acks.queries();
-  withBook(library, rec, [&](ReceiptBook& book, DecisionSink& sink) {
-    settled ? book.settle(rec.history.acks, sink)
-            : book.settleOld(rec.history.acks, rec.history.lastHeard.second, sink);
-  });
+  if (!rec.ConnessioneClient) settle(library, rec, rec.history.acks.queries());
 }
 
 void noteNoData(Library& library, ConnectionRecord& rec) {
-  const bool settled = rec.history.acks.answersQuery();
-  withBook(library, rec, [&](ReceiptBook& book, DecisionSink& sink) {
-    settled ? book.settle(rec.history.acks, sink)
-            : book.settleOld(rec.history.acks, rec.history.lastHeard.second, sink);
-  });
+  if (rec.ConnessioneClient) settle(library, rec, rec.history.acks.answersQuery());
 }
 
 void noteAbandoned(Library& library, ConnectionRecord& rec, ReceiptCause cause) {
@@ -344,7 +343,7 @@ void noteLocal(Library& library, ConnectionRecord& rec, bool delivered) {
   withoutMemory([&] {
     const std::uint64_t number = ledgerOf(rec).book.accept();
     ReceiptTeller teller(library, rec);
-    rec.ledger->book.passBy();
+    rec.history.ledger->book.passBy();
     teller.decided({number, number, delivered ? Outcome::Acknowledged : Outcome::Dropped,
                     delivered ? ReceiptCause::None : ReceiptCause::NoPeer});
   });

@@ -22,7 +22,7 @@ void tellFailure(Library& library, ConnectionRecord& rec, EventType type);
 void tellConnected(Library& library, ConnectionRecord& rec);
 /// The connection ends. `staysQueued`: queue and batch go on with the next one.
 void tellDisconnected(Library& library, ConnectionRecord& rec, bool staysQueued);
-/// The link goes down, or an attempt to connect fails, for the reason `history.lastFailure`.
+/// The link goes down, or an attempt to connect fails, for the reason `LinkLedger::lastFailure`.
 void tellDown(Library& library, ConnectionRecord& rec);
 /// The link is out of service: its remaining texts are dropped.
 void tellClosed(Library& library, ConnectionRecord& rec, bool byHost);

@@ -91,7 +91,7 @@ void answerWords(Library& library, ConnectionRecord& record, Trap& trap) {
     clearText(record.UltimoInviato);
     record.AttesaRitrasmissione = 0;
     ImpostaStatoB(library, record, kExchangeReady);
-    record.history.lastAcknowledged = {record.ScadenzaB.second - kReplySeconds};
+    record.history.lastAcknowledged = Instant{record.ScadenzaB.second - kReplySeconds};
     record.RicevutoACK = false;
   }
   if (record.RicevutoCMD) {

@@ -53,7 +53,7 @@ void InviaFrame(Library& library, ConnectionRecord& record, std::string_view mes
   trap([&] { record.UltimoInviato.assign(messaggio); });
   if (!trap.pending()) sendFrame(library, record, record.UltimoInviato, trap);
   ImpostaStatoB(library, record, kExchangeWaiting);
-  record.history.lastSent = {record.ScadenzaB.second - kReplySeconds};
+  record.history.lastSent = Instant{record.ScadenzaB.second - kReplySeconds};
   handleSendFailure(library, record, trap);
 }
 
@@ -66,10 +66,10 @@ void InviaComando(Library& library, ConnectionRecord& record, std::string_view c
     if (!argomento.empty()) message.append("|9").append(argomento);
     message += "|9.|";
   });
-  record.history.acks.sendsWords(argomento == "QRY" || comando == "QRY");
+  record.history.acks.sendsWords(record.ConnessioneClient, argomento == "QRY" || comando == "QRY");
   if (!trap.pending()) sendFrame(library, record, message, trap);
   ImpostaStatoB(library, record, kExchangeReady);
-  record.history.lastSent = {record.ScadenzaB.second - kReplySeconds};
+  record.history.lastSent = Instant{record.ScadenzaB.second - kReplySeconds};
   handleSendFailure(library, record, trap);
 }
 

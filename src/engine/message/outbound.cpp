@@ -24,7 +24,7 @@ bool isIntact(std::string_view message, std::size_t texts) {
 
 // Tells which texts of the host are in the batch, and which of them the peer does not pass to its host.
 void note(ConnectionRecord& rec, const std::vector<std::string_view>& texts) {
-  if (!rec.ledger) return;
+  if (!rec.history.ledger) return;
   const std::uint32_t words = BufferMarks(rec.CodaInvio);
   std::size_t own = 0;
   std::uint32_t spoilt = 0;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 
 namespace quarnex {
 
@@ -18,6 +19,9 @@ namespace quarnex {
 /// it
 ///   gives up. That many queries for each frame of this side that may still be under way, with no data frame
 ///   between them, show that it has received all of these.
+///
+/// Every link has a tally, so the counts are small. One that has reached its limit stays there, and nothing
+/// is certain or proved on that connection any more.
 class AckTally {
  public:
   void begin() {
@@ -25,36 +29,41 @@ class AckTally {
     *this = {};
     connection_ = next;
   }
-  void sendsData() {
-    ++frames_;
-    queriesBefore_ = queries_;
-    sentBefore_ = ++sent_;
-    quietQueries_ = 0;
+  void sendsData(bool client) {
+    add(frames_);
+    if (!client) {
+      add(sent_);
+      signs_ = 0;
+    }
+    before_ = sent_;
   }
-  void sendsWords(bool query) {
-    ++sent_;
-    if (query) ++queries_;
+  void sendsWords(bool client, bool query) {
+    if (query || !client) add(sent_);
   }
 
   /// A certain acknowledgement answers one data frame. An uncertain one can be a repetition.
   void acknowledges(bool certain) {
-    if (!certain || acks_ == frames_) return;
-    ++acks_;
-    if (acks_ == frames_) forgetQueries(queriesBefore_);
+    if (!certain || acks_ == frames_ || frames_ == kMax) return;
+    add(acks_);
+    if (acks_ < frames_) return;
+    acks_ = frames_ = 0;
+    forget(before_);
   }
-  /// Return true if this proves that no acknowledgement is on its way any more.
+  /// On a client: the server has no data. Returns true if this proves that no acknowledgement is on its way.
   bool answersQuery() {
-    ++answers_;
-    return answers_ > queriesBefore_ && settle(answers_);
+    add(signs_);
+    return signs_ > before_ && settle(signs_);
   }
+  /// On a server: the client queries. Returns true if this proves that no acknowledgement is on its way.
   bool queries() {
     queried_ = true;
-    ++quietQueries_;
-    return quietQueries_ > kUnansweredMax * (sentBefore_ + 1) && settle(0);
+    add(signs_);
+    return signs_ > kUnansweredMax * (before_ + 1) && settle(before_);
   }
 
   /// The link's connections so far.
   std::uint32_t connection() const { return connection_; }
+  /// Since all were acknowledged last.
   std::uint32_t frames() const { return frames_; }
   std::uint32_t acks() const { return acks_; }
   bool allAcknowledged() const { return acks_ == frames_; }
@@ -63,26 +72,28 @@ class AckTally {
   bool queried() const { return queried_; }
 
  private:
-  static constexpr std::uint32_t kUnansweredMax = 7;
+  using Count = std::uint16_t;
+  static constexpr Count kMax = std::numeric_limits<Count>::max();
+  static constexpr int kUnansweredMax = 7;
 
-  bool settle(std::uint32_t answered) {
-    acks_ = frames_;
-    forgetQueries(answered);
+  static void add(Count& count) {
+    if (count < kMax) ++count;
+  }
+  bool settle(Count answered) {
+    if (frames_ < kMax) acks_ = frames_;
+    forget(answered);
     return true;
   }
-  void forgetQueries(std::uint32_t answered) {
-    queries_ -= answered < queries_ ? answered : queries_;
-    sent_ -= sentBefore_;
-    answers_ = queriesBefore_ = sentBefore_ = 0;
+  void forget(Count answered) {
+    if (sent_ < kMax) sent_ = static_cast<Count>(answered < sent_ ? sent_ - answered : 0);
+    signs_ = before_ = 0;
   }
 
   std::uint32_t connection_ = 0;
-  std::uint32_t frames_ = 0, acks_ = 0;
-  std::uint32_t queries_ = 0,
-                queriesBefore_ = 0;          // sent and not certainly answered; before the last data frame
-  std::uint32_t answers_ = 0;                // "9NODATA" since then
-  std::uint32_t sent_ = 0, sentBefore_ = 0;  // frames since then; up to the last data frame
-  std::uint32_t quietQueries_ = 0;           // received since the last data frame
+  Count frames_ = 0, acks_ = 0;
+  Count sent_ = 0;    // queries (client) or frames (server) that may still be unanswered or under way
+  Count before_ = 0;  // of these up to the last data frame
+  Count signs_ = 0;   // "9NODATA" (client) or queries (server) since then
   bool queried_ = false;
 };
 

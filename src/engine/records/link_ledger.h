@@ -1,8 +1,9 @@
-// Holds the answers of a link for its host: receipts, outages, and where its events are. Links without texts
-// and failures have none.
+// Holds the answers of a link for its host: receipts, failures, outages, and where its events are. Links
+// without texts and failures have none.
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "engine/records/receipt_book.h"
@@ -28,6 +29,7 @@ struct LinkDrain {
 };
 
 struct LinkLedger {
+  std::optional<LinkFailure> lastFailure;
   ReceiptBook book;
   OutcomeCounts outcomes;
   std::uint64_t receivedDropped = 0;

@@ -35,10 +35,10 @@ bool mayFetch(Library& library, ConnectionRecord& record) {
   countHeldBytes(library, record);
   const bool allowed = unhandledBytes(record) <= library.limits.unhandled &&
                        record.bytesHeld + kFetchBytesMax <= freeBytes(library);
-  Instant& since = record.history.limitSince;
+  ShortInstant& since = record.history.limitSince;
   if (allowed) {
     since = {};
-  } else if (since == Instant{}) {
+  } else if (!since.isSet()) {
     since = library.services.clock.now();
   }
   return allowed;

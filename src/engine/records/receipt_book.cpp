@@ -96,7 +96,8 @@ std::uint64_t ReceiptBook::undecided() const {
 }
 
 void ReceiptBook::endBatch(const AckTally& tally, std::int64_t second, DecisionSink& sink) {
-  const bool certain = framesHere_ > 0 && uncertain_.empty() && tally.acks() > framesBefore_;
+  const bool isOwn = tally.allAcknowledged() || tally.acks() > framesBefore_;
+  const bool certain = framesHere_ > 0 && uncertain_.empty() && isOwn;
   const bool continues = uncertain_.empty() || uncertain_.to + 1 == batch_.from;
   if (framesHere_ == 0 || spoilt_ != 0 || !continues) settle(tally, sink);
   if (framesHere_ == 0) {

@@ -46,7 +46,6 @@ class ReceiptBook {
   void abandon(ReceiptCause cause, const AckTally& tally, DecisionSink& sink);
 
   std::uint64_t accepted() const { return accepted_; }
-  bool isUncertain() const { return !uncertain_.empty(); }
   std::uint64_t decidedUpTo() const;
   std::uint64_t undecided() const;
   /// Calls `use` with each range of undecided texts, in order.
@@ -78,7 +77,7 @@ class ReceiptBook {
   std::uint32_t uncertainFrames_ = 0;
   std::uint32_t batchFrames_ = 0;   // that the batch was in, on all connections
   std::uint32_t framesHere_ = 0;    // of them on this connection
-  std::uint32_t framesBefore_ = 0;  // data frames of this connection before the batch's first
+  std::uint32_t framesBefore_ = 0;  // data frames before the batch's first, see `AckTally::frames`
   std::uint32_t spoilt_ = 0;
   bool repeatsBatch_ = false;  // the message that is repeated is the batch
 };
