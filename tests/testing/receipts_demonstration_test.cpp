@@ -29,6 +29,7 @@ struct CountingSender {
       quarn.send(link, "number " + std::to_string(quarn.accepted(link) + 1));
     while (const auto event = quarn.nextEvent()) {
       if (event->type == EventType::Receipts) decide(event->receipt);
+      if (event->link == 0) ofProcess.push_back(nameOf(event->type) + (' ' + std::to_string(event->count)));
       last = event->type;
       if (last == EventType::Drained) timedOut = event->timedOut;
     }
@@ -42,6 +43,7 @@ struct CountingSender {
   bool sends = true, timedOut = false;
   EventType last{};
   std::map<std::uint64_t, Outcome> fates;
+  std::vector<std::string> ofProcess;
 };
 
 /// Counts how often each text arrived, beyond the life of its process.
@@ -154,6 +156,17 @@ TEST(LeavingWithoutLoss, ClosesEveryLinkAndLeaves) {
     site.run(1s);
     EXPECT_EQ(on.arrivals[1], 1);
     EXPECT_EQ(on.sender->quarn.send(1, "number 2").refusal, Refusal::Leaving);
+  });
+}
+
+TEST(EventsOfTheProcess, TellThatTheClockWasSet) {
+  simulate([](TestSite& site) {
+    Demonstration on(site);
+    site.run(15s);
+    const Fault changed = site.clock(on.sender, -1h);
+    site.run(1s);
+    const std::vector<std::string> expected{"clock-stepped -3600"};
+    EXPECT_EQ(on.sender->ofProcess, expected);
   });
 }
 

@@ -44,6 +44,9 @@ void printTexts(const simulation::RunNumbers& numbers) {
             << texts.of(Old) << " late, " << texts.of(Foreign) << " damaged or from strangers\n";
   printCauses("lost", texts.lost);
   printCauses("repeated", texts.doubled);
+  std::cout << "receipts    " << numbers.receipts[0] << " acknowledged, " << numbers.receipts[1]
+            << " dropped, " << numbers.receipts[2]
+            << " unknown; wrong after damage that a checksum hides: " << numbers.receiptsExcused << '\n';
 }
 
 void printReports(const simulation::RunNumbers& numbers) {

@@ -55,6 +55,7 @@ class ReceiptSoundness : public RecordCheck {
     for (std::uint64_t number = receipt.from; number <= receipt.to; ++number) {
       const auto text = link.numbers.extract(number);
       if (text.empty()) return engine_.report(index, "a text has two outcomes: " + std::to_string(number));
+      ++engine_.site.receipts[static_cast<std::size_t>(receipt.outcome)];
       judge(index, receipt.outcome, text.mapped());
     }
   }

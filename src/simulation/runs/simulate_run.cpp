@@ -303,6 +303,8 @@ void RunNumbers::add(const RunNumbers& other) {
   traces.add(other.traces);
   texts.add(other.texts);
   framesSent += other.framesSent;
+  for (std::size_t i = 0; i < receipts.size(); ++i) receipts[i] += other.receipts[i];
+  receiptsExcused += other.receiptsExcused;
   connections += other.connections;
   steps += other.steps;
   engines += other.engines;

@@ -141,6 +141,7 @@ TEST_P(PosixSocketsTest, AtTheDescriptorLimitAWaitingCallerIsRetriedOnceATick) {
 
 TEST_P(PosixSocketsTest, TheLoopsDescriptorIsReadableForEveryEventExceptData) {
   timer().setPeriod(0);
+  EXPECT_EQ(posix().platform.nextDeadline(), -1ms);
   listenOn(harness->freePort());
   EXPECT_FALSE(readable());
   const auto peer = harness->call(server().localPort());
@@ -162,6 +163,7 @@ TEST_P(PosixSocketsTest, TheLoopsDescriptorIsReadableForEveryEventExceptData) {
   posix().platform.turn(-1ms);
   EXPECT_THAT(events, ElementsAre("ServerSocket 1 Accept 0", "SrvAccept 1 Close 0"));
   timer().setPeriod(1);
+  EXPECT_LE(posix().platform.nextDeadline(), 1ms);
   posix().platform.turn(-1ms);
   EXPECT_EQ(ticks, 1);
 }

@@ -4,6 +4,7 @@
 // service operations, its trace texts, and the calls of its host.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -29,6 +30,8 @@ struct SiteCounts {
   std::map<int, std::uint64_t> reports{};  ///< event reports, by code
   std::uint64_t steps = 0;
   std::uint64_t framesSent = 0;
+  std::array<std::uint64_t, 3> receipts{};  ///< numbers of texts, by outcome
+  std::uint64_t receiptsExcused = 0;  ///< wrong ones after a frame that fitted by chance or was repeated
 };
 
 /// What the checks of all engines of one site share.
@@ -38,7 +41,6 @@ struct SiteObservations : SiteCounts {
   const VirtualTime& time;
   bool peersKnown;  ///< their engines are checked too, so the ledger knows every text they sent
   TextLedger ledger{};
-  std::uint64_t receiptsExcused = 0;  ///< wrong ones after a frame that fitted by chance or was repeated
 };
 
 /// A link as its host added it.
