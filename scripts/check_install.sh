@@ -106,7 +106,7 @@ try_test_kit() {
     local kind message
     for kind in static shared; do
         [[ $("$work/cmake-$kind/station_test") == passed ]]
-        message=$(cd "$work" && LD_LIBRARY_PATH=$libraries "$work/cmake-$kind/mixed_test" 2>/dev/null || true)
+        message=$(cd "$work" && LD_LIBRARY_PATH=$libraries "$work/cmake-$kind/mixed_test" 2>/dev/null) || true
         [[ $message == "failed: the host's code would use the real library"* ]] || { echo "$message"; return 1; }
     done
 }

@@ -375,6 +375,7 @@ TEST_P(ServicesContract, CallersThatMayNotCallDisturbNobody) {
   join();
   server().allowCallers({"192.0.2.1", "127.0.0.9"});
   std::vector<std::unique_ptr<Peer>> strangers;
+  strangers.reserve(100);
   for (int i = 0; i < 100; ++i) strangers.push_back(harness->call(server().localPort()));
   for (const auto& stranger : strangers) EXPECT_TRUE(runUntil([&] { return stranger->ended(); }));
   EXPECT_EQ(server().refusedCallers(), 100U);
