@@ -6,20 +6,15 @@
 #include "engine/records/frm_sock.h"
 #include "engine/records/inbound.h"
 #include "engine/records/trap.h"
-#include "quarnex/times_and_limits.h"
 
 namespace quarnex {
 namespace {
 
-constexpr std::int64_t kStepMilliseconds =
-    2000;  // a smaller step of the clock, or pause of the loop, is none
-
-bool isFull(const TextBuffer& queue) {
-  return queue.Count >= queue.Capacity && queue.Capacity >= kQueueCapacityMax;
-}
+// Smaller steps of the clock and shorter pauses of the loop are no events.
+constexpr std::int64_t kStepMilliseconds = 2000;
 
 bool dropsText(const TextBuffer& queue) {
-  return isFull(queue) && !BufferFrontMarked(queue);
+  return BufferIsFull(queue) && !BufferFrontMarked(queue);
 }
 
 // The next opening empties the queues. It would not if a late event had connected the link meanwhile.
@@ -51,18 +46,22 @@ LinkEvent madeNow(Library& library, EventType type) {
   return event;
 }
 
-/// Makes an event of the link, lets `fill` complete it, and queues it.
+/// Makes an event of the link, lets `fill` complete it, and queues it. Returns its serial number, 0 if there
+/// is none.
 template <class Fill>
-void add(Library& library, ConnectionRecord& rec, EventType type, const Fill& fill) {
-  if (!hasEvents(library, rec)) return;
+std::uint64_t add(Library& library, ConnectionRecord& rec, EventType type, const Fill& fill) {
+  if (!hasEvents(library, rec)) return 0;
+  std::uint64_t serial = 0;
   Trap withoutMemory{library};
   withoutMemory([&] {
     LinkEvent event = madeNow(library, type);
     event.link = rec.IdxQuarn;
     event.counts = countsOf(rec);
     fill(event);
-    rec.history.ledger->joinable.latest = library.events->add(std::move(event));
+    serial = library.events->add(std::move(event));
   });
+  rec.history.ledger->joinable.latest = serial;
+  return serial;
 }
 
 /// Lets an occurrence join the event with the serial number `serial`, or makes an event of its own.
@@ -74,11 +73,10 @@ void addOrJoin(Library& library, ConnectionRecord& rec, EventType type, std::uin
     event->counts = countsOf(rec);
     return join(*event);
   }
-  add(library, rec, type, [&](LinkEvent& event) {
+  serial = add(library, rec, type, [&](LinkEvent& event) {
     event.count = 0;
     join(event);
   });
-  serial = rec.history.ledger->joinable.latest;
 }
 
 void addOfProcess(Library& library, EventType type, std::int64_t count) {

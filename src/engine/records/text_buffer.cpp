@@ -54,6 +54,10 @@ void BufferInit(TextBuffer& buffer, std::int16_t capacity) {
   buffer.Capacity = capacity;
 }
 
+bool BufferIsFull(const TextBuffer& buffer) {
+  return buffer.Count >= buffer.Capacity && buffer.Capacity >= kQueueCapacityMax;
+}
+
 void BufferPut(TextBuffer& buffer, std::string_view text, bool marked) {
   QUARNEX_ASSERT(isSound(buffer));
   if (buffer.Capacity <= 0) return;

@@ -28,6 +28,9 @@ void BufferInit(TextBuffer& buffer, std::int16_t capacity);
 /// memory.
 void BufferPut(TextBuffer& buffer, std::string_view text, bool marked = false);
 
+/// True if the next item drops the oldest one.
+bool BufferIsFull(const TextBuffer& buffer);
+
 /// Removes and returns the oldest item; "" if there is none (`Count` distinguishes the two).
 std::string BufferGet(TextBuffer& buffer);
 
