@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "quarn/commands/json_scanner.h"
-#include "quarn/json_values.h"
+#include "answers/json_values.h"
 #include "recording/format/text_codes.h"
 
 namespace quarnex::tool {

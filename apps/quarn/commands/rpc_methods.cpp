@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "quarn/json_values.h"
+#include "answers/json_values.h"
 #include "quarnex/host.h"
 #include "quarnex/version.h"
 

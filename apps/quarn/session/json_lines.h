@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "quarn/json_values.h"
+#include "answers/json_values.h"
 #include "quarn/session/line_warnings.h"
 
 namespace quarnex::tool {

@@ -1,4 +1,4 @@
-#include "quarn/json_values.h"
+#include "answers/json_values.h"
 
 #include "recording/format/text_codes.h"
 
