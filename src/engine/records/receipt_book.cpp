@@ -38,9 +38,10 @@ void ReceiptBook::dropOldest(ReceiptCause cause, DecisionSink& sink) {
 }
 
 void ReceiptBook::prepare(std::size_t texts, std::uint32_t spoilt) {
-  QUARNEX_ASSERT(batch_.empty() && queueFrom_ + texts <= accepted_ + 1);
-  batch_ = {queueFrom_, queueFrom_ + texts - 1};
-  queueFrom_ += texts;
+  QUARNEX_ASSERT(batch_.empty());
+  const std::uint64_t undecided = std::min<std::uint64_t>(texts, accepted_ + 1 - queueFrom_);
+  batch_ = {queueFrom_, queueFrom_ + undecided - 1};
+  queueFrom_ += undecided;
   spoilt_ = spoilt;
   batchFrames_ = framesHere_ = 0;
   repeatsBatch_ = false;

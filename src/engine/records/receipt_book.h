@@ -30,6 +30,8 @@ class ReceiptBook {
   /// The oldest text of the queue has been dropped.
   void dropOldest(ReceiptCause cause, DecisionSink& sink);
   /// The oldest `texts` of the queue are the batch now. Bit i of `spoilt` = its text i cannot arrive intact.
+  /// After `abandon`, texts that still stand in the queue keep the outcome that they have: a link that an
+  /// event closes inside a step makes a batch that cannot be sent.
   void prepare(std::size_t texts, std::uint32_t spoilt);
   /// A data frame has left; `first` = not a repetition. Call it after `AckTally::sendsData`.
   void sent(bool first, const AckTally& tally);
