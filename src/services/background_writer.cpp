@@ -1,7 +1,6 @@
 #include "services/background_writer.h"
 
 #include <algorithm>
-#include <condition_variable>
 #include <cstdio>
 #include <mutex>
 #include <utility>
@@ -23,66 +22,63 @@ struct BackgroundWriter::Shared {
   std::unique_ptr<Storage> file;  // used by the thread alone, like the next member
   MarkedStorage marked;
 
-  std::mutex mutex;  // guards the members below
-  std::condition_variable wake, progress;
+  Monitor monitor;  // guards the members below
   Backlog waiting;
   Backlog writing;  // changed by the thread alone, and constant while it writes
   WriteLosses losses;
   int flushes = 0;  // that wait now
   bool ending = false;
-  std::chrono::steady_clock::time_point endBy;
+  SteadyTime endBy;
   bool full = false;
   bool closed = false;  // the last use of this by the thread
 };
 
 BackgroundWriter::BackgroundWriter(std::unique_ptr<Storage> file, WriterPlan plan)
     : shared_(std::make_shared<Shared>(std::move(file), std::move(plan))),
-      thread_(startQuietThread([shared = shared_] { shared->run(); })) {}
+      thread_([shared = shared_] { shared->run(); }) {}
 
 BackgroundWriter::~BackgroundWriter() {
   end();
-  std::unique_lock lock(shared_->mutex);
+  const std::lock_guard lock(shared_->monitor);
   const bool closed =
-      shared_->progress.wait_until(lock, hanging_ ? std::chrono::steady_clock::time_point() : shared_->endBy,
-                                   [&] { return shared_->closed; });
-  lock.unlock();
-  closed ? thread_.join() : thread_.detach();
+      shared_->monitor.waitUntil(hanging_ ? SteadyTime() : shared_->endBy, [&] { return shared_->closed; });
+  if (!closed) thread_.detach();
 }
 
 void BackgroundWriter::write(std::string_view lines) {
   bool worthWaking = false;
   {
-    const std::lock_guard lock(shared_->mutex);
+    const std::lock_guard lock(shared_->monitor);
     if (shared_->full) return;
     worthWaking = shared_->waiting.empty() || shared_->isUrgent();
     shared_->waiting.add(lines, shared_->plan.waitingBytesMax);
   }
-  if (worthWaking) shared_->wake.notify_one();
+  if (worthWaking) shared_->monitor.notifyAll();
 }
 
 bool BackgroundWriter::flush(std::chrono::milliseconds maxWait) {
-  std::unique_lock lock(shared_->mutex);
+  const std::lock_guard lock(shared_->monitor);
   ++shared_->flushes;
-  shared_->wake.notify_one();
-  auto deadline = std::chrono::steady_clock::now() + maxWait;
+  shared_->monitor.notifyAll();
+  auto deadline = steadyNow() + maxWait;
   if (shared_->ending) deadline = std::min(deadline, shared_->endBy);
-  hanging_ = !shared_->progress.wait_until(lock, deadline, [&] { return shared_->isWritten(); });
+  hanging_ = !shared_->monitor.waitUntil(deadline, [&] { return shared_->isWritten(); });
   --shared_->flushes;
   return !hanging_;
 }
 
 void BackgroundWriter::end() {
   {
-    const std::lock_guard lock(shared_->mutex);
+    const std::lock_guard lock(shared_->monitor);
     if (shared_->ending) return;
     shared_->ending = true;
-    shared_->endBy = std::chrono::steady_clock::now() + kHangingDiskPatience;
+    shared_->endBy = steadyNow() + kHangingDiskPatience;
   }
-  shared_->wake.notify_one();
+  shared_->monitor.notifyAll();
 }
 
 WriteLosses BackgroundWriter::losses() const {
-  const std::lock_guard lock(shared_->mutex);
+  const std::lock_guard lock(shared_->monitor);
   WriteLosses losses = shared_->losses;
   if (!hanging_) return losses;
   for (const Backlog* backlog : {&shared_->writing, &shared_->waiting}) {
@@ -93,14 +89,14 @@ WriteLosses BackgroundWriter::losses() const {
 }
 
 bool BackgroundWriter::full() const {
-  const std::lock_guard lock(shared_->mutex);
+  const std::lock_guard lock(shared_->monitor);
   return shared_->full;
 }
 
 void BackgroundWriter::Shared::run() {
-  std::unique_lock lock(mutex);
+  std::unique_lock lock(monitor);
   while (!ending || !waiting.empty()) {
-    wake.wait(lock, [this] { return ending || !waiting.empty(); });
+    monitor.wait([this] { return ending || !waiting.empty(); });
     std::swap(writing, waiting);
     lock.unlock();
     writeOut();
@@ -108,14 +104,14 @@ void BackgroundWriter::Shared::run() {
     losses = marked.losses();
     writing.lines.clear();
     writing.dropped = {};
-    progress.notify_all();
-    wake.wait_for(lock, plan.pause, [this] { return ending || flushes > 0 || isUrgent(); });
+    monitor.notifyAll();
+    monitor.waitUntil(steadyNow() + plan.pause, [this] { return ending || flushes > 0 || isUrgent(); });
   }
   lock.unlock();
   file.reset();
   lock.lock();
   closed = true;
-  progress.notify_all();
+  monitor.notifyAll();
 }
 
 void BackgroundWriter::Shared::writeOut() {
@@ -140,7 +136,7 @@ bool BackgroundWriter::Shared::beginNextFile() {
   const std::size_t lines = writing.lines.substr(0, room).rfind('\n') + 1;
   marked.write({writing.lines.substr(0, lines) + plan.lastLine, {}});
   marked.finish();
-  const std::lock_guard lock(mutex);
+  const std::lock_guard lock(monitor);
   full = true;
   return false;
 }

@@ -10,10 +10,10 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <thread>
 
 #include "services/marked_storage.h"
 #include "services/storage.h"
+#include "services/threads.h"
 
 namespace quarnex {
 
@@ -63,7 +63,7 @@ class BackgroundWriter {
   struct Shared;
 
   std::shared_ptr<Shared> shared_;  // with the thread
-  std::thread thread_;
+  QuietThread thread_;
   bool hanging_ = false;  // the last flush gave up
 };
 

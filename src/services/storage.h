@@ -1,13 +1,10 @@
-// Interface of an open file with positioned writes and truncation, which follows the file when it is renamed,
-// and of the threads that may use it.
+// Interface of an open file with positioned writes and truncation, which follows the file when it is renamed.
 #pragma once
 
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <string_view>
-#include <thread>
 
 namespace quarnex {
 
@@ -33,12 +30,8 @@ struct StorageAccess {
 
 /// Creates `path`, which the process's user alone can write. Throws `Failure` 58 (exists, but must be new),
 /// 76 (path not found), 70 (permission denied), 61 (disk full) or 75 (other): among others if `path` is a
-/// symbolic link, or not a regular file. Use the file on a thread of `startQuietThread`: a failing write may
+/// symbolic link, or not a regular file. Use the file on a `QuietThread`: a failing write may
 /// raise SIGXFSZ.
 std::unique_ptr<Storage> createStorage(const std::filesystem::path& path, StorageAccess access = {});
-
-/// Starts a thread that blocks all signals. Signals to the process go to the host's own threads. A signal
-/// that a write of this thread raises (SIGXFSZ) has no effect; the write fails instead.
-std::thread startQuietThread(std::function<void()> body);
 
 }  // namespace quarnex

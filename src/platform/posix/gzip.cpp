@@ -14,6 +14,7 @@
 
 #include "quarnex/failure.h"
 #include "services/compression.h"
+#include "services/threads.h"
 
 namespace quarnex {
 namespace {
@@ -92,7 +93,7 @@ class CompressedStorage final : public Storage {
     std::string out = endsMember ? endOfMember() : "";
     End next = end();
     if (endsMember || !next.inMember) {
-      next = {next.text, next.file + out.size(), true, next.file + out.size(), steady_clock::now(), 0, 0};
+      next = {next.text, next.file + out.size(), true, next.file + out.size(), steadyNow(), 0, 0};
       out += kMemberBegin;
     }
     deflate(out, bytes, Z_SYNC_FLUSH);
@@ -120,14 +121,12 @@ class CompressedStorage final : public Storage {
   std::uintmax_t fileBytes() override { return end().file + kMemberEndsBytes; }
 
  private:
-  using steady_clock = std::chrono::steady_clock;
-
   // Where a write ended.
   struct End {
     std::uintmax_t text = 0, file = 0;  // bytes before it
     bool inMember = false;
     std::uintmax_t memberBegin = 0;  // in the file, like the following
-    steady_clock::time_point memberSince = {};
+    SteadyTime memberSince = {};
     std::uint32_t length = 0;  // of the text of the member, like the following
     uLong checksum = 0;
   };
@@ -135,8 +134,7 @@ class CompressedStorage final : public Storage {
 
   const End& end() const { return ends_.back(); }
   bool isMemberFull() const {
-    return end().file - end().memberBegin >= kMemberBytes ||
-           steady_clock::now() - end().memberSince >= kMemberTime;
+    return end().file - end().memberBegin >= kMemberBytes || steadyNow() - end().memberSince >= kMemberTime;
   }
   // Deflate needs nothing of the bytes that it has seen, so it can continue behind any write.
   void restart() {

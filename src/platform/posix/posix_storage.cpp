@@ -1,5 +1,4 @@
-// Stores logs and recordings in POSIX files, and starts the threads that write them without receiving
-// signals.
+// Stores logs and recordings in POSIX files.
 #include "services/storage.h"
 
 #include <fcntl.h>
@@ -7,7 +6,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <utility>
 
 #include "platform/posix/descriptor.h"
@@ -76,17 +74,6 @@ std::unique_ptr<Storage> createStorage(const std::filesystem::path& path, Storag
   restrictAccess(file, now, mode);
   if (::ftruncate(file.get(), 0) != 0) throw fileFailure(errno);
   return std::make_unique<PosixStorage>(std::move(file));
-}
-
-// A new thread inherits the signal mask of the thread that starts it (pthread_create(3)).
-std::thread startQuietThread(std::function<void()> body) {
-  sigset_t all{};
-  sigset_t before{};
-  ::sigfillset(&all);
-  ::pthread_sigmask(SIG_SETMASK, &all, &before);
-  std::thread thread(std::move(body));
-  ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  return thread;
 }
 
 }  // namespace quarnex

@@ -10,10 +10,10 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <utility>
 
 #include "quarnex/times_and_limits.h"
+#include "services/threads.h"
 #include "simulation/checks/engine_watch.h"
 #include "simulation/checks/memory_bound.h"
 #include "simulation/faults/fault_plan.h"
@@ -338,7 +338,7 @@ std::vector<std::string> RunNumbers::seenLessThan(std::uint64_t least, const Fau
 void simulateMany(const RunPlan& plan, std::uint64_t seeds, unsigned jobs,
                   const std::function<bool(std::uint64_t seed, const RunResult& result)>& done) {
   std::atomic<std::uint64_t> next{0};
-  std::mutex ending;
+  Monitor ending;
   const auto work = [&] {
     for (std::uint64_t i = next++; i < seeds; i = next++) {
       RunPlan mine = plan;
@@ -348,7 +348,7 @@ void simulateMany(const RunPlan& plan, std::uint64_t seeds, unsigned jobs,
       if (!done(mine.seed, result)) next = seeds;
     }
   };
-  std::vector<std::jthread> others;
+  std::vector<QuietThread> others;
   for (unsigned i = 1; i < jobs; ++i) others.emplace_back(work);
   work();
 }
