@@ -2,7 +2,7 @@
 
 #include "recording/format/text_codes.h"
 
-namespace quarnex::tool {
+namespace quarnex {
 namespace {
 
 // The enumerators that `counts`, indexed by them, counts more than 0 of.
@@ -188,4 +188,4 @@ std::string toJson(const LinkSnapshot& link) {
       .text();
 }
 
-}  // namespace quarnex::tool
+}  // namespace quarnex

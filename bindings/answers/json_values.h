@@ -1,4 +1,4 @@
-// Writes values of the library as JSON, for programs that read the tool's output.
+// Writes values of the library as JSON, for bindings whose results are texts.
 #pragma once
 
 #include <concepts>
@@ -12,7 +12,7 @@
 #include "quarnex/receipts.h"
 #include "quarnex/text_rules.h"
 
-namespace quarnex::tool {
+namespace quarnex {
 
 /// A string of JSON in UTF-8: one character for each byte of `bytes`.
 std::string toJson(std::string_view bytes);
@@ -65,4 +65,4 @@ class JsonObject {
   std::string text_ = "{";
 };
 
-}  // namespace quarnex::tool
+}  // namespace quarnex

@@ -4,24 +4,17 @@
 #include <iterator>
 
 #include "answers/json_values.h"
-#include "quarnex/host.h"
 #include "quarnex/version.h"
 
 namespace quarnex::tool {
 namespace {
 
-constexpr std::string_view kNull = R"({"type":"null"})";
 constexpr std::string_view kInteger16 = R"({"type":"integer","minimum":-32768,"maximum":32767})";
 constexpr std::string_view kBoolean = R"({"type":"boolean"})";
 constexpr std::string_view kText =
     R"({"type":"string","description":"one character, code 0 to 255, is one byte"})";
 constexpr std::string_view kPath =
     R"({"type":"string","description":"the beginning of a path, any Unicode text"})";
-constexpr std::string_view kTextOrNull = R"({"type":["string","null"]})";
-constexpr std::string_view kIndexes = R"({"type":"array","items":{"type":"integer"}})";
-constexpr std::string_view kObjects = R"({"type":"array","items":{"type":"object"}})";
-constexpr std::string_view kObject = R"({"type":"object"})";
-constexpr std::string_view kObjectOrNull = R"({"type":["object","null"]})";
 
 std::string_view schemaOf(ValueKind kind, bool isPath = false) {
   switch (kind) {
@@ -32,7 +25,7 @@ std::string_view schemaOf(ValueKind kind, bool isPath = false) {
     case ValueKind::String:
       return isPath ? kPath : kText;
     default:
-      return kNull;
+      return kNullSchema;
   }
 }
 
@@ -66,61 +59,24 @@ std::string callHostMethod(const RpcCall& call) {
   return std::visit(toResult, call.method.hostMethod->call(call.quarn(), call.values));
 }
 
-constexpr std::span<const Parameter> kNone;
-constexpr Parameter kLink[] = {{"link", ValueKind::Integer}};
-constexpr Parameter kLinkAndText[] = {{"link", ValueKind::Integer}, {"text", ValueKind::String}};
-constexpr Parameter kLinkAndOn[] = {{"link", ValueKind::Integer}, {"on", ValueKind::Boolean}};
-constexpr Parameter kLinkAndTime[] = {{"link", ValueKind::Integer}, {"withinSeconds", ValueKind::Integer}};
-constexpr Parameter kTime[] = {{"withinSeconds", ValueKind::Integer}};
-constexpr Parameter kOn[] = {{"on", ValueKind::Boolean}};
-constexpr Parameter kOneText[] = {{"text", ValueKind::String}};
+std::string callAnswer(const RpcCall& call) {
+  return call.method.answer->call({call.quarn(), call.values});
+}
 
-constexpr RpcMethod kEnglishMethods[] = {
-    {"send", "queue a text like Invia and return its number, or 0 and the reason why it is refused",
-     kLinkAndText, kObject,
-     [](const RpcCall& call) { return toJson(call.quarn().send(call.link(), call.text())); }},
-    {"pending", "return the ranges of numbers whose texts have no outcome yet", kLink, kObjects,
-     [](const RpcCall& call) { return toJson(call.quarn().pending(call.link())); }},
-    {"enableEvents", "start or stop queueing the events of a link", kLinkAndOn, kNull,
-     [](const RpcCall& call) {
-       call.quarn().enableEvents(call.link(), call.on());
-       return std::string("null");
-     }},
-    {"nextEvent", "take the oldest event of all links, null if there is none", kNone, kObjectOrNull,
-     [](const RpcCall& call) { return toJson(call.quarn().nextEvent()); }},
+constexpr Parameter kOn[] = {{"on", ValueKind::Boolean}};
+
+constexpr RpcMethod kMethodsOfTheSession[] = {
     {"subscribe",
-     "from now on write each event as a notification \"event\", or keep the events for nextEvent", kOn, kNull,
+     "from now on write each event as a notification \"event\", or keep the events for nextEvent", kOn,
+     kNullSchema,
      [](const RpcCall& call) {
-       call.session.subscribed = call.on();
+       call.session.subscribed = std::get<bool>(call.values.back());
        return std::string("null");
      }},
-    {"outages", "return the latest times without connection of a link", kLink, kObjects,
-     [](const RpcCall& call) { return toJson(call.quarn().outages(call.link())); }},
-    {"drainAndClose", "close a link once each of its texts has an outcome, at the latest after this time",
-     kLinkAndTime, kNull,
-     [](const RpcCall& call) {
-       call.quarn().drainAndClose(call.link(), call.seconds());
-       return std::string("null");
-     }},
-    {"drainAndLeave", "do the same for all links, for good", kTime, kNull,
-     [](const RpcCall& call) {
-       call.quarn().drainAndLeave(call.seconds());
-       return std::string("null");
-     }},
-    {"receive", "take the oldest received text and discard the reports before it, null if there is none",
-     kLink, kTextOrNull,
-     [](const RpcCall& call) { return toJson(Link(call.quarn(), call.link()).receive()); }},
-    {"linksWithNews", "return the indexes of the links in which texts or reports wait", kNone, kIndexes,
-     [](const RpcCall& call) { return toJson(call.quarn().linksWithNews()); }},
-    {"snapshot", "describe a link, null if there is no such link", kLink, kObjectOrNull,
-     [](const RpcCall& call) { return toJson(call.quarn().snapshot(call.link())); }},
-    {"checkText", "name the first rule that a text breaks, and the place; rule \"\" if it arrives unchanged",
-     kOneText, kObject, [](const RpcCall& call) { return toJson(checkText(call.text())); }},
-    {"encodeText", "convert any bytes to a text that arrives unchanged, null if it would be too long",
-     kOneText, kTextOrNull, [](const RpcCall& call) { return toJson(encodeText(call.text())); }},
-    {"decodeText", "convert a text of encodeText back, null if it is not in that format", kOneText,
-     kTextOrNull, [](const RpcCall& call) { return toJson(decodeText(call.text())); }},
-    {"rpc.discover", "return this list of methods as an OpenRPC document", kNone, kObject,
+    {"rpc.discover",
+     "return this list of methods as an OpenRPC document",
+     {},
+     kObjectSchema,
      [](const RpcCall&) { return openRpcDocument(); }},
 };
 
@@ -130,9 +86,13 @@ std::vector<RpcMethod> makeTable() {
     // The beginning of the log file's name is a path, in Unicode; every other text is one for the wire.
     const bool isPath = method.dispatchId == static_cast<std::int32_t>(DispatchId::Init);
     table.push_back({method.name, kHostSummaries[table.size()], method.parameters, schemaOf(method.result),
-                     callHostMethod, &method, isPath});
+                     callHostMethod, &method, nullptr, isPath});
   }
-  table.insert(table.end(), std::begin(kEnglishMethods), std::end(kEnglishMethods));
+  for (const Answer& answer : answers()) {
+    table.push_back(
+        {answer.name, answer.summary, answer.parameters, answer.resultSchema, callAnswer, nullptr, &answer});
+  }
+  table.insert(table.end(), std::begin(kMethodsOfTheSession), std::end(kMethodsOfTheSession));
   return table;
 }
 

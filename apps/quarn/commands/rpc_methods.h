@@ -1,13 +1,12 @@
 // Lists the methods of quarn rpc once, for its answers, its help and its OpenRPC document.
 #pragma once
 
-#include <chrono>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "host/method_table.h"
+#include "answers/answers.h"
 
 namespace quarnex::tool {
 
@@ -22,10 +21,6 @@ struct RpcMethod;
 /// One call, with parameters of the kinds that its row lists.
 struct RpcCall {
   QuarnSocket& quarn() const { return session.quarn; }
-  std::int16_t link() const { return std::get<std::int16_t>(values.front()); }
-  std::chrono::seconds seconds() const { return std::chrono::seconds(std::get<std::int16_t>(values.back())); }
-  bool on() const { return std::get<bool>(values.back()); }
-  const std::string& text() const { return std::get<std::string>(values.back()); }
 
   RpcSession& session;
   const RpcMethod& method;
@@ -40,10 +35,11 @@ struct RpcMethod {
   /// Returns the result as JSON. Throws like the method of the library.
   std::string (*call)(const RpcCall& call);
   const Method* hostMethod = nullptr;  ///< of the rows that are methods of `methodTable`
+  const Answer* answer = nullptr;      ///< of the rows of `answers`
   bool takesPath = false;              ///< its text is the beginning of a path, in Unicode
 };
 
-/// The 15 methods of `methodTable` in their order, then the methods in English.
+/// The 15 methods of `methodTable` in their order, those of `answers`, then those of the session.
 std::span<const RpcMethod> rpcMethods();
 
 /// The method with exactly this name, or nullptr.

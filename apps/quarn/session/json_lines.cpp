@@ -24,6 +24,8 @@ std::optional<std::string> escapedUtf8(std::string_view text) {
   return escaped;
 }
 
+using quarnex::toJson;
+
 std::string toJson(const NumberedRange& lines) {
   return JsonObject().add("first", lines.first).add("last", lines.last).add("count", lines.count).text();
 }
