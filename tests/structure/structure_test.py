@@ -1,6 +1,8 @@
 """Holds the sources against the rules of the architecture that can be checked as text, and prints the rule each breaks."""
+import itertools
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
 
@@ -29,6 +31,7 @@ LAYERS = {
                     "src/engine/records", "include/quarnex"],
     # Programs that call by name iterate over the method table.
     "apps": ["include/quarnex", "src/recording", "src/simulation", "src/host/method_table.h", "bindings/answers"],
+    "bindings/c": ["include/quarnex"],
     "bindings/answers": ["include/quarnex", "src/host/method_table.h", "src/recording/format/text_codes.h"],
 }
 PURE = ("src/engine/", "src/host/")
@@ -37,6 +40,9 @@ MAY_CATCH = {"src/engine/records/trap.h": "the trap helper", "src/host/quarn_soc
              "src/host/host_boundary.h": "the host boundary"}
 FILE_LINES_MAX = 450
 CHECK_LINES_MAX = 150
+C_HEADER = "include/quarnex/quarnex.h"
+C_STANDARDS = ("c99", "c17", "c++17", "c++20")
+WARNINGS = ("-Wall", "-Wextra", "-Wpedantic", "-Wconversion", "-Werror")
 CHECK = re.compile(r"^class \w+(?: final)? : public (?:Record)?Check(, )?", re.M)
 SYSTEM_HEADER = re.compile(r"#include <((?:sys|netinet|arpa|linux)/|(?:unistd|fcntl|errno|signal|poll|pthread|windows|"
                            r"winsock2?|ws2tcpip)\.h>)")
@@ -126,13 +132,16 @@ def check_check(file, text):
 
 
 def check_public_header(file):
-    """A public header compiles alone."""
-    compiler = sys.argv[1] if len(sys.argv) > 1 else "c++"
-    command = [compiler, "-std=c++17", "-fsyntax-only", "-Wall", "-Wextra", "-Wpedantic", "-Werror", "-I.", "-xc++", "-"]
-    result = subprocess.run(command, cwd=ROOT / "include", input=f'#include "{file.removeprefix("include/")}"\n',
-                            capture_output=True, text=True)
-    if result.returncode != 0:
-        find(file, 1, "a public header is self-contained:\n" + result.stderr)
+    """A public header compiles alone; the header of the C interface does so with every compiler and language."""
+    compilers, standards = [sys.argv[1] if len(sys.argv) > 1 else "c++"], ["c++17"]
+    if file == C_HEADER:
+        compilers, standards = filter(shutil.which, {*compilers, "g++", "clang++"}), C_STANDARDS
+    for compiler, standard in itertools.product(compilers, standards):
+        command = [compiler, "-std=" + standard, "-fsyntax-only", *WARNINGS, "-I.", "-xc++" if "+" in standard else "-xc", "-"]
+        result = subprocess.run(command, cwd=ROOT / "include", input=f'#include "{file.removeprefix("include/")}"\n',
+                                capture_output=True, text=True)
+        if result.returncode != 0:
+            find(file, 1, f"a public header is self-contained, with {compiler} and {standard} too:\n{result.stderr}")
 
 
 def check_names(files):
@@ -160,7 +169,7 @@ def check_rules():
 def main():
     check_rules()
     listed = [path for folder in ("include", "src", "apps", "bindings", "tests", "bench", "fuzz", "examples")
-              for path in sorted((ROOT / folder).rglob("*")) if path.suffix in (".h", ".cpp")]
+              for path in sorted((ROOT / folder).rglob("*")) if path.suffix in (".h", ".cpp", ".c")]
     files = [str(path.relative_to(ROOT)) for path in listed]
     for path, file in zip(listed, files):
         lines = list(code_lines(path))
