@@ -19,7 +19,6 @@ constexpr Parameter kLinkAndText[] = {{"link", ValueKind::Integer}, {"text", Val
 constexpr Parameter kLinkAndOn[] = {{"link", ValueKind::Integer}, {"on", ValueKind::Boolean}};
 constexpr Parameter kLinkAndTime[] = {{"link", ValueKind::Integer}, {"withinSeconds", ValueKind::Integer}};
 constexpr Parameter kTime[] = {{"withinSeconds", ValueKind::Integer}};
-constexpr Parameter kOn[] = {{"on", ValueKind::Boolean}};
 constexpr Parameter kOneText[] = {{"text", ValueKind::String}};
 
 constexpr Answer kAnswers[] = {

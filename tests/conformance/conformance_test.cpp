@@ -1,0 +1,92 @@
+// Holds the conversations with the bindings of this process, in virtual time.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+
+#include "answers/answers.h"
+#include "conformance/conversation.h"
+#include "quarnex/host_loop.h"
+#include "quarnex/testing.h"
+
+namespace quarnex::test {
+namespace {
+
+using namespace std::chrono_literals;
+using nlohmann::json;
+
+std::string bytesOf(const std::string& utf8) {
+  std::string bytes;
+  for (std::size_t i = 0; i < utf8.size(); ++i) {
+    const auto lead = static_cast<unsigned char>(utf8[i]);
+    if (lead >= 0xC4) throw Failure(5, "a character above 255");
+    bytes += lead < 0x80 ? utf8[i] : static_cast<char>((lead & 3) << 6 | (utf8[++i] & 0x3F));
+  }
+  return bytes;
+}
+
+Value valueOf(const json& parameter) {
+  if (parameter.is_boolean()) return parameter.get<bool>();
+  if (parameter.is_string()) return bytesOf(parameter);
+  return static_cast<std::int16_t>(Int16(parameter.get<std::int64_t>()));
+}
+
+json resultOf(const Value& value) {
+  if (const auto* number = std::get_if<std::int16_t>(&value)) return *number;
+  if (const auto* flag = std::get_if<bool>(&value)) return *flag;
+  if (const auto* text = std::get_if<std::string>(&value)) {
+    std::string utf8;
+    for (const char c : *text) appendUtf8(utf8, static_cast<unsigned char>(c));
+    return utf8;
+  }
+  return nullptr;
+}
+
+class CppBinding final : public Binding {
+ public:
+  std::string_view name() const override { return "bytes"; }
+  json call(const std::string& method, const json& parameters) override {
+    std::vector<Value> values;
+    for (const json& parameter : parameters) values.push_back(valueOf(parameter));
+    if (const Method* found = findMethod(method)) return resultOf(invoke(quarn_, *found, values));
+    const auto answer = std::ranges::find(answers(), method, &Answer::name);
+    return json::parse(answer->call({quarn_, values}));
+  }
+  void turn() override { HostLoop().turn(200ms); }
+
+ private:
+  QuarnSocket quarn_;
+};
+
+struct Column {
+  const char* name;
+  std::function<std::unique_ptr<Binding>()> make;
+};
+const Column kColumns[] = {
+    {"Cpp", [] { return std::make_unique<CppBinding>(); }},
+};
+
+class Conformance : public testing::TestWithParam<std::tuple<Column, json>> {};
+
+TEST_P(Conformance, HoldsTheConversation) {
+  const auto& [column, conversation] = GetParam();
+  std::string wrong = "it did not end";
+  testkit::simulate([&, make = column.make, steps = conversation](testkit::TestSite& site) {
+    const testkit::TestProgram& host = site.addProgram("host", [&] {
+      wrong = hold(*make(), steps, {});
+      return 0;
+    });
+    site.runUntil([&] { return !host.running(); }, 5min);
+  });
+  EXPECT_EQ(wrong, "") << conversation["name"];
+}
+
+INSTANTIATE_TEST_SUITE_P(Bindings, Conformance,
+                         testing::Combine(testing::ValuesIn(kColumns), testing::ValuesIn(conversations())),
+                         [](const auto& row) {
+                           return std::string(std::get<0>(row.param).name) + std::to_string(row.index);
+                         });
+
+}  // namespace
+}  // namespace quarnex::test
