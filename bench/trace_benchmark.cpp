@@ -11,7 +11,7 @@
 #include "engine/diagnostics/log.h"
 #include "engine/diagnostics/trace.h"
 #include "host/engine.h"
-#include "platform/posix/posix_text_file.h"
+#include "platform/common/log_text_file.h"
 #include "platform/posix/posix_time.h"
 #include "quarnex/quarn_socket.h"
 #include "services/plain_services.h"

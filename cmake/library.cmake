@@ -4,7 +4,7 @@ configure_file(cmake/version.h.in include/quarnex/version.h @ONLY)
 
 file(GLOB_RECURSE engine_sources CONFIGURE_DEPENDS src/services/*.cpp src/engine/*.cpp src/host/*.cpp)
 file(GLOB c_binding_sources CONFIGURE_DEPENDS bindings/c/*.cpp)
-file(GLOB platform_sources CONFIGURE_DEPENDS src/platform/posix/*.cpp)
+file(GLOB platform_sources CONFIGURE_DEPENDS src/platform/common/*.cpp src/platform/posix/*.cpp)
 file(GLOB recorder_sources CONFIGURE_DEPENDS src/recording/recorder/*.cpp src/recording/format/*.cpp)
 # The sources that read recordings need a JSON parser and belong to the tools.
 list(FILTER recorder_sources EXCLUDE REGEX "/(line_parser|recording_reader).cpp$")

@@ -13,7 +13,7 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 ENGINE = ["src/services", "src/engine", "src/host"]
-ADAPTERS = ["src/platform/posix", "src/platform/simulated"]
+ADAPTERS = ["src/platform/common", "src/platform/posix", "src/platform/simulated"]
 ADAPTERS_MIN = 0.95
 
 

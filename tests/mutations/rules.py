@@ -3,7 +3,7 @@ removed. Each changes one line, so a mutation names its file, line number and th
 import random
 import re
 
-FOLDERS = ["src/engine", "src/host", "src/platform/posix", "src/services"]
+FOLDERS = ["src/engine", "src/host", "src/platform/common", "src/platform/posix", "src/services"]
 OPERATORS = {"==": "!=", "!=": "==", "<=": "<", ">=": ">", "&&": "||", "||": "&&", " < ": " <= ", " > ": " >= ",
              " + ": " - ", " - ": " + ", "++": "--", "--": "++", "+=": "-=", "-=": "+="}
 CONSTANTS = {"true": "false", "false": "true"}

@@ -5,8 +5,8 @@
 #include <chrono>
 #include <limits>
 
+#include "platform/common/log_text_file.h"
 #include "platform/posix/posix_sockets.h"
-#include "platform/posix/posix_text_file.h"
 #include "platform/posix/posix_time.h"
 #include "platform/posix/reactor.h"
 #include "services/services.h"

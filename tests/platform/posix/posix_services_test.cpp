@@ -1,6 +1,6 @@
 // Tests the text file with invalid names, a file size limit, links and full files, and the offset of local
 // time across daylight saving changes and a change of the time zone.
-#include "platform/posix/posix_text_file.h"
+#include "platform/common/log_text_file.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

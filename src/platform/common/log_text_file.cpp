@@ -1,4 +1,4 @@
-#include "platform/posix/posix_text_file.h"
+#include "platform/common/log_text_file.h"
 
 #include <algorithm>
 #include <array>
