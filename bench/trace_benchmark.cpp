@@ -58,7 +58,7 @@ std::string temporaryPrefix() {
 void logged_line(benchmark::State& state) {
   PlainServices quiet;
   PosixClock clock{secondOfSystem};
-  PosixTextFile file;
+  LogTextFile file;
   Engine library{{quiet, quiet, clock, file}};
   QuarnSocket quarn(library);
   const std::string prefix = temporaryPrefix();
@@ -80,7 +80,7 @@ BENCHMARK(logged_line)->Iterations(2000)->MeasureProcessCPUTime();
 // Floor: copies finished lines together and writes them.
 void logged_line_floor(benchmark::State& state) {
   const std::string name = temporaryPrefix() + "floor.txt";
-  PosixTextFile file;
+  LogTextFile file;
   file.create(name);
   std::string line = "001 12:00:00 R>";
   line.append(kBody).append("\r\n");

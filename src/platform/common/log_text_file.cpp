@@ -2,12 +2,13 @@
 
 #include <algorithm>
 #include <array>
-#include <ctime>
+#include <cstdio>
 #include <deque>
 #include <filesystem>
 #include <system_error>
 #include <utility>
 
+#include "platform/common/host_platform.h"
 #include "quarnex/failure.h"
 
 namespace quarnex {
@@ -26,11 +27,11 @@ std::string markOf(const WriteLosses& missing) {
 
 // The present local date and time, "ddmmyyyyhhmmss".
 std::string stampNow() {
-  const std::time_t now = std::time(nullptr);
-  std::tm local{};
-  ::localtime_r(&now, &local);
-  std::array<char, 32> text{};
-  return {text.data(), std::strftime(text.data(), text.size(), "%d%m%Y%H%M%S", &local)};
+  const LocalTime now = localTimeOfSystem();
+  std::array<char, 64> text{};
+  std::snprintf(text.data(), text.size(), "%02d%02d%04d%02d%02d%02d", now.day, now.month,
+                static_cast<int>(now.year), now.hour, now.minute, now.second);
+  return text.data();
 }
 
 // The files of one log, which the writer's thread begins one after another.
@@ -55,7 +56,7 @@ class FileSeries {
     name += kSuffix;
     if (name == latest) return nullptr;
     try {
-      auto file = createStorage(name, {settings_.groupMayRead});
+      auto file = createStorage(pathOf(name), {settings_.groupMayRead});
       names_.push_back(std::move(name));
       removeOldest();
       return file;
@@ -68,7 +69,7 @@ class FileSeries {
   void removeOldest() {
     while (settings_.filesMax > 0 && names_.size() > static_cast<std::size_t>(settings_.filesMax)) {
       std::error_code ignored;
-      std::filesystem::remove(names_.front(), ignored);
+      std::filesystem::remove(pathOf(names_.front()), ignored);
       names_.pop_front();
     }
   }
@@ -79,7 +80,7 @@ class FileSeries {
 
 }  // namespace
 
-void PosixTextFile::create(const std::string& name) {
+void LogTextFile::create(const std::string& name) {
   close();
   if (name.find('\0') != std::string::npos) throw Failure(52, "Bad file name or number");
   WriterPlan plan;
@@ -88,18 +89,18 @@ void PosixTextFile::create(const std::string& name) {
     plan.fileBytesMax = settings_.bytesMax;
     plan.nextFile = [series = FileSeries(name, settings_)]() mutable { return series.next(); };
   }
-  writer_ =
-      std::make_unique<BackgroundWriter>(createStorage(name, {settings_.groupMayRead}), std::move(plan));
+  writer_ = std::make_unique<BackgroundWriter>(createStorage(pathOf(name), {settings_.groupMayRead}),
+                                               std::move(plan));
 }
 
-void PosixTextFile::close() {
+void LogTextFile::close() {
   if (!writer_) return;
   writer_->flushPatiently();
   earlier_ += writer_->losses();
   writer_.reset();
 }
 
-WriteLosses PosixTextFile::losses() const {
+WriteLosses LogTextFile::losses() const {
   WriteLosses losses = earlier_;
   if (writer_) losses += writer_->losses();
   return losses;

@@ -10,12 +10,12 @@
 
 namespace quarnex {
 
-class PosixTextFile final : public TextFile {
+class LogTextFile final : public TextFile {
  public:
-  PosixTextFile() = default;
-  ~PosixTextFile() override { close(); }
-  PosixTextFile(const PosixTextFile&) = delete;
-  PosixTextFile& operator=(const PosixTextFile&) = delete;
+  LogTextFile() = default;
+  ~LogTextFile() override { close(); }
+  LogTextFile(const LogTextFile&) = delete;
+  LogTextFile& operator=(const LogTextFile&) = delete;
 
   void create(const std::string& name) override;
   void write(std::string_view line) override {

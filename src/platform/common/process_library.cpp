@@ -1,22 +1,16 @@
-// Composes the process's one library on the POSIX services, on first use, and runs its loop for HostLoop.
-// Records the library if the environment asks for it.
+// Composes the process's one library on the services of this system, on first use, and runs its loop for
+// HostLoop. Records the library if the environment asks for it.
 #include "services/process_library.h"
 
-#include <sys/eventfd.h>
-#include <unistd.h>
-
-#include <cerrno>
+#include <array>
 #include <cstdio>
-#include <cstdlib>
-#include <ctime>
 #include <filesystem>
 #include <string>
 #include <utility>
 
 #include "host/draining.h"
 #include "host/engine.h"
-#include "platform/posix/descriptor.h"
-#include "platform/posix/posix_platform.h"
+#include "platform/common/host_platform.h"
 #include "quarnex/failure.h"
 #include "quarnex/flight_recorder.h"
 #include "quarnex/host_loop.h"
@@ -40,23 +34,22 @@ constexpr const char* kRecordingFolder = "QUARNEX_RECORD_DIR";
 constexpr std::int32_t kFileExists = 58;
 
 // Of the `attempt`-th file that this process tries to create: program, time (UTC) and process.
-std::string recordingName(int attempt) {
-  const std::time_t now = std::time(nullptr);
-  std::tm utc{};
-  ::gmtime_r(&now, &utc);
-  char stamp[32];
-  std::strftime(stamp, sizeof stamp, "-%Y%m%dT%H%M%SZ-", &utc);
+std::string recordingName(WallClock& clock, int attempt) {
+  const LocalTime utc = localTime({clock.moment().systemSecond}, 0);
+  std::array<char, 80> stamp{};
+  std::snprintf(stamp.data(), stamp.size(), "-%04d%02d%02dT%02d%02d%02dZ-%lu", static_cast<int>(utc.year),
+                utc.month, utc.day, utc.hour, utc.minute, utc.second, processNumber());
   const std::string again = attempt > 1 ? '-' + std::to_string(attempt) : "";
-  return ::program_invocation_short_name + (stamp + std::to_string(::getpid())) + again + ".jsonl.gz";
+  return programName() + stamp.data() + again + ".jsonl.gz";
 }
 
 // Recordings of earlier processes are kept: containers use the same process number again and again.
-void recordInto(const std::filesystem::path& folder) {
+void recordInto(const std::filesystem::path& folder, WallClock& clock) {
   RecordingSettings settings;
   settings.mustBeNew = true;
   for (int attempt = 1;; ++attempt) {
     try {
-      return recordFlight(folder / recordingName(attempt), settings);
+      return recordFlight(folder / recordingName(clock, attempt), settings);
     } catch (const Failure& failure) {
       if (failure.number() != kFileExists) throw;
     }
@@ -65,14 +58,15 @@ void recordInto(const std::filesystem::path& folder) {
 
 // A recording that cannot begin does not keep the host from its work. A program with the rights of another
 // user does not write where its caller says.
-void recordIfAsked() {
-  const char* folder = ::secure_getenv(kRecordingFolder);
-  if (folder == nullptr || *folder == '\0') return;
+void recordIfAsked(WallClock& clock) {
+  const std::filesystem::path folder = trustedFolder(kRecordingFolder);
+  if (folder.empty()) return;
   try {
-    recordInto(folder);
+    recordInto(folder, clock);
   } catch (const Failure& failure) {
-    std::fprintf(stderr, "quarnex: cannot record into the folder \"%s\" (%s): %s (%d)\n", folder,
-                 kRecordingFolder, failure.what(), static_cast<int>(failure.number()));
+    std::fprintf(stderr, "quarnex: cannot record into the folder \"%s\" (%s): %s (%d)\n",
+                 folder.string().c_str(), kRecordingFolder, failure.what(),
+                 static_cast<int>(failure.number()));
   }
 }
 
@@ -81,11 +75,12 @@ struct ComposedProcess {
     ProcessPreparation& prepared = preparation();
     prepared.composed = true;
     if (prepared.wrapper) prepared.wrapper->watch(library);
+    platform->afterTicks([this] { serviceDrains(library); });
   }
   // The log and the recording wait for a hanging disk at the same time.
   ~ComposedProcess() {
     if (const auto& wrapper = preparation().wrapper) wrapper->end();
-    TextFile& log = platform.services().logFile;
+    TextFile& log = platform->services().logFile;
     log.close();
     printLosses("log", log.losses(), library.toldLogBytes);
   }
@@ -94,12 +89,12 @@ struct ComposedProcess {
 
   static Services wrapped(const Services& services) {
     const auto& wrapper = preparation().wrapper;
-    if (!wrapper) recordIfAsked();
+    if (!wrapper) recordIfAsked(services.clock);
     return wrapper ? wrapper->wrap(services) : services;
   }
 
-  PosixPlatform platform;
-  Engine library{wrapped(platform.services())};
+  std::unique_ptr<HostPlatform> platform = makeHostPlatform();
+  Engine library{wrapped(platform->services())};
 };
 
 ComposedProcess& process() {
@@ -110,12 +105,6 @@ ComposedProcess& process() {
 ProcessStandIn*& standIn() {
   static ProcessStandIn* only = nullptr;
   return only;
-}
-
-// In virtual time the next turn always has something to do.
-int alwaysReadable() {
-  static const Descriptor only(eventfd(1, EFD_CLOEXEC));
-  return only.get();
 }
 
 }  // namespace
@@ -139,16 +128,16 @@ void wrapProcessServices(const std::function<std::unique_ptr<ServicesWrapper>()>
 }
 
 void HostLoop::turn(std::chrono::milliseconds maxWait) {
-  standIn() != nullptr ? standIn()->turn(maxWait) : process().platform.turn(maxWait);
+  standIn() != nullptr ? standIn()->turn(maxWait) : process().platform->turn(maxWait);
   serviceDrains(processLibrary());
 }
 
 std::chrono::milliseconds HostLoop::nextDeadline() const {
-  return standIn() != nullptr ? std::chrono::milliseconds(0) : process().platform.nextDeadline();
+  return standIn() != nullptr ? std::chrono::milliseconds(0) : process().platform->nextDeadline();
 }
 
-int HostLoop::fd() const {
-  return standIn() != nullptr ? alwaysReadable() : process().platform.fd();
+HostPlatform* processPlatform() {
+  return standIn() != nullptr ? nullptr : process().platform.get();
 }
 
 }  // namespace quarnex

@@ -18,14 +18,14 @@
 namespace quarnex {
 namespace {
 
-class PosixTextFileTest : public testing::Test {
+class LogTextFileTest : public testing::Test {
  protected:
   TemporaryFolder folder;
   std::string name = (folder.path() / "log.txt").string();
-  PosixTextFile file;
+  LogTextFile file;
 };
 
-TEST_F(PosixTextFileTest, CreatingAnImpossibleNameFailsWithTheMatchingNumber) {
+TEST_F(LogTextFileTest, CreatingAnImpossibleNameFailsWithTheMatchingNumber) {
   const struct {
     std::string name;
     int failure;
@@ -38,7 +38,7 @@ TEST_F(PosixTextFileTest, CreatingAnImpossibleNameFailsWithTheMatchingNumber) {
   }
 }
 
-TEST_F(PosixTextFileTest, ALineBeyondTheSizeLimitIsDroppedWholeCountedAndMarked) {
+TEST_F(LogTextFileTest, ALineBeyondTheSizeLimitIsDroppedWholeCountedAndMarked) {
   file.create(name);
   const auto write = [&](const char* line) {
     file.write(line);
@@ -56,7 +56,7 @@ TEST_F(PosixTextFileTest, ALineBeyondTheSizeLimitIsDroppedWholeCountedAndMarked)
   EXPECT_EQ(file.losses().lastError, 75);
 }
 
-TEST_F(PosixTextFileTest, FilesArePrivateAndNeverReachedThroughALink) {
+TEST_F(LogTextFileTest, FilesArePrivateAndNeverReachedThroughALink) {
   const std::string target = (folder.path() / "target").string();
   for (const bool groupMayRead : {false, true}) {
     for (const bool exists : {false, true}) {
@@ -79,7 +79,7 @@ TEST_F(PosixTextFileTest, FilesArePrivateAndNeverReachedThroughALink) {
 }
 
 // Two files of one log differ in the second of their names, so the second rotation waits for the next second.
-TEST_F(PosixTextFileTest, AFullFileIsFollowedByOneOfTheSameForm) {
+TEST_F(LogTextFileTest, AFullFileIsFollowedByOneOfTheSameForm) {
   const std::string first = (folder.path() / "LOGQUARNNET01012020000000.txt").string();
   for (const int kept : {0, 1}) {
     file.configure({.bytesMax = 10, .filesMax = kept});

@@ -117,7 +117,7 @@ TEST_P(PosixSocketsTest, AtTheDescriptorLimitNewSocketsFailAndOpenOnesKeepWorkin
   EXPECT_EQ(failureOf([&] { listenOn(port, 2); }), 10024);
   EXPECT_EQ(failureOf([&] { callTo(port, 2); }), 10024);
   EXPECT_EQ(failureOf([] { PosixPlatform another; }), 10024);
-  PosixTextFile file;
+  LogTextFile file;
   EXPECT_EQ(failureOf([&] { file.create("log.txt"); }), 75);
   client().send("still here");
   EXPECT_EQ(takeAll(accepted(), 10), "still here");
