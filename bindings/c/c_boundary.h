@@ -48,6 +48,7 @@ std::int32_t guarded(quarnex_error* error, const Body& body) noexcept {
 }
 
 [[noreturn]] void refuse(const char* reason);
+constexpr const char* kUnknownMember = "a struct asks for something that this version does not know";
 
 template <class Type>
 Type& required(Type* pointer) {
@@ -78,7 +79,7 @@ Struct completed(const Struct* pointer) {
   const char* const bytes = reinterpret_cast<const char*>(pointer);
   if (size > sizeof full &&
       std::any_of(bytes + sizeof full, bytes + size, [](char byte) { return byte != 0; }))
-    refuse("a struct asks for something that this version does not know");
+    refuse(kUnknownMember);
   std::memcpy(&full, pointer, std::min(size, sizeof full));
   return full;
 }

@@ -42,6 +42,11 @@ quarnex_link_failure reasonOf(const std::optional<LinkFailure>& failure) {
   return failure ? converted(*failure) : quarnex_link_failure{};
 }
 
+// A later version may give the member a meaning.
+void requireUnused(std::int32_t reserved) {
+  if (reserved != 0) refuse(kUnknownMember);
+}
+
 std::size_t bytesOr(std::uint64_t bytes, std::size_t otherwise) {
   if (bytes > std::numeric_limits<std::size_t>::max()) throw Failure(6, "Overflow");
   return bytes > 0 ? static_cast<std::size_t>(bytes) : otherwise;
@@ -171,16 +176,19 @@ LinkFailure converted(const quarnex_link_failure& failure) {
 }
 
 MemoryLimits converted(const quarnex_memory_limits& limits) {
+  requireUnused(limits.reserved);
   const MemoryLimits defaults;
   return {bytesOr(limits.unhandled, defaults.unhandled), bytesOr(limits.frame, defaults.frame),
           bytesOr(limits.unsent, defaults.unsent), bytesOr(limits.process, defaults.process)};
 }
 
 LogSettings converted(const quarnex_log_settings& settings) {
+  requireUnused(settings.reserved);
   return {settings.bytes_max, settings.files_max, settings.group_may_read != 0};
 }
 
 RecordingSettings converted(const quarnex_recording_settings& settings) {
+  requireUnused(settings.reserved);
   RecordingSettings chosen;
   if (settings.bytes_max > 0) chosen.bytesMax = settings.bytes_max;
   chosen.groupMayRead = settings.group_may_read != 0;
