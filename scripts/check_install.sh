@@ -102,6 +102,23 @@ try_recording() {
     done
 }
 
+try_c_host() {
+    local kind flags
+    for kind in static shared; do
+        local shared=ON options=() static=()
+        [[ $kind == shared ]] || { shared=OFF; static=(--static) options=(-static); }
+        cmake -G Ninja -S tests/install/c -B "$work/c-$kind" -DCMAKE_PREFIX_PATH="$root/usr" -DBUILD_SHARED_LIBS=$shared \
+            -DEXAMPLES="$PWD/examples" >/dev/null
+        cmake --build "$work/c-$kind" >/dev/null
+        [[ $(linked_kind "$work/c-$kind/poll_host") == "$kind" ]]
+        flags=$(PKG_CONFIG_PATH=$libraries/pkgconfig pkg-config "${static[@]}" --cflags --libs quarnex)
+        # shellcheck disable=SC2086 # the flags are words
+        cc -std=c99 -D_POSIX_C_SOURCE=200809L "${options[@]}" examples/poll_host.c $flags -o "$work/c-$kind/host" \
+            2>"$work/c-$kind.log"
+        [[ $(LD_LIBRARY_PATH=$libraries alone "$work/c-$kind/host" <<<"HELLO") == HELLO ]]
+    done
+}
+
 try_test_kit() {
     local kind message
     for kind in static shared; do
@@ -147,6 +164,8 @@ step "example of the README: CMake and pkg-config, static and shared"
 try_all_examples
 step "a host that records"
 try_recording
+step "a host in C: CMake and pkg-config, static and shared"
+try_c_host
 step "the test kit for hosts, and a program that mixes it with the shared library"
 try_test_kit
 echo "The packages of Quarnex $version install, and hosts build and run with them."

@@ -9,9 +9,10 @@ def check(program, given, expected):
         sys.exit(f"{program}: status {done.returncode}, printed {done.stdout!r}, expected {expected!r}")
 
 
-embed, methods, own_loop = sys.argv[1:]
+embed, methods, *loops = sys.argv[1:]
 lines = "".join(f"line {number}\n" for number in range(1, 2000))
 check(embed, "", "received HELLO\n")
 check(methods, "", "report 701 127.0.0.1:20107\nreceived HELLO\nreport 702 \n")
-check(own_loop, "", "")
-check(own_loop, lines, lines)
+for loop in loops:
+    check(loop, "", "")
+    check(loop, lines, lines)
