@@ -1,27 +1,27 @@
 #!/usr/bin/env bash
 # Tests real processes for a long time: kills hosts at random moments of their exchange, attacks a host, sets the clock of
-# hosts, reconnects thousands of times under valgrind, and runs the code with a thread under ThreadSanitizer. Takes about 40
-# minutes, or five with --quick.
+# hosts, reconnects thousands of times and loads the library a thousand times under valgrind, and runs the code with a thread
+# under ThreadSanitizer. Takes about 45 minutes, or five with --quick.
 # "recording" records real links for an hour (a minute with --quick) and replays the recordings; it runs only if named.
 # Exit status 0 only if every part passes.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 usage() {
-    echo "usage: scripts/endurance.sh [--quick] [kills] [attacks] [clock] [reconnections] [threads] [recording]:" \
+    echo "usage: scripts/endurance.sh [--quick] [kills] [attacks] [clock] [reconnections] [loads] [threads] [recording]:" \
         "the named parts, or all except recording" >&2
     exit 2
 }
 
-kill_options=(--kills 1000 --pairs 50) rounds=100 repetitions=50 recorded_kills=540 attack_options=(--seconds 120)
+kill_options=(--kills 1000 --pairs 50) rounds=100 loads=1000 repetitions=50 recorded_kills=540 attack_options=(--seconds 120)
 if [[ ${1:-} == --quick ]]; then
-    kill_options=(--kills 20 --pairs 20) repetitions=3 recorded_kills=9 attack_options=(--seconds 25 --links 40)
+    kill_options=(--kills 20 --pairs 20) loads=50 repetitions=3 recorded_kills=9 attack_options=(--seconds 25 --links 40)
     shift
 fi
 for name in "$@"; do
-    [[ $name =~ ^(kills|attacks|clock|reconnections|threads|recording)$ ]] || usage
+    [[ $name =~ ^(kills|attacks|clock|reconnections|loads|threads|recording)$ ]] || usage
 done
-[[ $# -gt 0 ]] || set -- reconnections threads clock attacks kills
+[[ $# -gt 0 ]] || set -- reconnections loads threads clock attacks kills
 
 scripts/packages.sh endurance
 export PYTHONDONTWRITEBYTECODE=1
@@ -74,6 +74,15 @@ reconnections() {
     build/bench/bin/quarnex_reconnections 100 "$rounds"
     valgrind -q --leak-check=full --show-leak-kinds=all --errors-for-leak-kinds=all --error-exitcode=1 \
         build/bench/bin/quarnex_reconnections 100 "$rounds"
+}
+
+# The library is loaded, used and unloaded. The loader's own memory stays reachable.
+loads() {
+    cmake --preset release >/dev/null
+    build build/release quarnex_shared
+    build build/release load_and_unload
+    valgrind -q --keep-debuginfo=yes --leak-check=full --errors-for-leak-kinds=definite,indirect,possible --error-exitcode=1 \
+        build/release/bin/load_and_unload build/release/libquarnex.so "$loads" build/release/
 }
 
 threads() {
