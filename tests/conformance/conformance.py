@@ -90,11 +90,15 @@ def take(binding, row, folder, identifier):
         binding.turn()
 
 
+def hold(make_binding, conversation):
+    with tempfile.TemporaryDirectory() as folder, make_binding() as binding:
+        identifier = free_identifier()
+        for row in conversation["steps"]:
+            take(binding, row, folder, identifier)
+    print(f"{binding.column}: {conversation['name']}", flush=True)
+
+
 def hold_all(make_binding):
     """Holds each conversation with a binding of its own."""
     for conversation in CONVERSATIONS:
-        with tempfile.TemporaryDirectory() as folder, make_binding() as binding:
-            identifier = free_identifier()
-            for row in conversation["steps"]:
-                take(binding, row, folder, identifier)
-        print(f"{binding.column}: {conversation['name']}", flush=True)
+        hold(make_binding, conversation)

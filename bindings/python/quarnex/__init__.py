@@ -1,0 +1,21 @@
+"""Keeps TCP links between this program and its peers, with the library Quarnex.
+
+:class:`QuarnSocket` has the 15 methods. Texts are ``bytes``.
+"""
+from . import events
+from ._library import C as _C
+from ._library import Failure, WrongUse
+from .quarn_socket import QuarnSocket, Refused
+from .recorder import flight_losses, flush_flight, record_flight
+from .text_rules import check_text, decode_text, encode_text, parse_report, port_for_type
+from .values import (Cause, EventType, FailureKind, FileLosses, LinkFailure, Outage, Outcome, OutcomeCounts, PendingTexts,
+                     Phase, ProcessSnapshot, Receipt, Refusal, Report, Rule, Snapshot, TextCheck)
+
+__version__: str = _C.version().decode("ascii")
+
+__all__ = [
+    "Cause", "EventType", "Failure", "FailureKind", "FileLosses", "LinkFailure", "Outage", "Outcome",
+    "OutcomeCounts", "PendingTexts", "Phase", "ProcessSnapshot", "QuarnSocket", "Receipt", "Refusal", "Refused", "Report",
+    "Rule", "Snapshot", "TextCheck", "WrongUse", "check_text", "decode_text", "encode_text", "events", "flight_losses",
+    "flush_flight", "parse_report", "port_for_type", "record_flight",
+]

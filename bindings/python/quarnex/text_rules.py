@@ -1,0 +1,45 @@
+"""Rules and codes for texts, reports and ports, which need no link. The first use counts as a call of the library."""
+from __future__ import annotations
+
+import functools
+from typing import Optional
+
+from ._library import C, TYPES, Instance, call_process, new, number, string
+from .values import Report, TextCheck, value
+
+
+@functools.lru_cache(maxsize=None)
+def _instance() -> Instance:
+    return Instance()
+
+
+def check_text(text: bytes) -> TextCheck:
+    """Predicts the effect of a text of any length over TCP if it is sent in a batch of its own."""
+    struct = new("text_check")
+    _instance().call(C.check_text, *string(text), struct)
+    return value(TextCheck, struct)
+
+
+def encode_text(text: bytes) -> Optional[bytes]:
+    """Converts any bytes to a text that arrives unchanged. Up to 799 bytes always can be; None if a longer text cannot."""
+    return _instance().optional_text(C.encode_text, *string(text))
+
+
+def decode_text(text: bytes) -> Optional[bytes]:
+    """Converts a text of :func:`encode_text` back; None if no such call made it."""
+    return _instance().optional_text(C.decode_text, *string(text))
+
+
+def parse_report(text: bytes) -> Optional[Report]:
+    """Takes apart a report of the library, such as ``b"X000E0701[#I5#$TABC$$S127.0.0.1:20105$]09300518112026"``; None for
+    any other text. A peer can send a text in this form: ``QuarnSocket.next_item`` distinguishes the two."""
+    struct = new("report")
+    _instance().call(C.parse_report, *string(text), struct)
+    return value(Report, struct) if struct.code else None
+
+
+def port_for_type(type: bytes, identifier: int) -> int:
+    """The TCP port of a link. Raises Failure 6 if there is none for this identifier."""
+    port = TYPES["int32"]()
+    call_process(C.port_for_type, *string(type, "a type"), number(identifier), port)
+    return int(port.value)
