@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "answers/answers.h"
+#include "conformance/c_binding.h"
 #include "conformance/conversation.h"
 #include "quarnex/host_loop.h"
 #include "quarnex/testing.h"
@@ -15,16 +16,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using nlohmann::json;
-
-std::string bytesOf(const std::string& utf8) {
-  std::string bytes;
-  for (std::size_t i = 0; i < utf8.size(); ++i) {
-    const auto lead = static_cast<unsigned char>(utf8[i]);
-    if (lead >= 0xC4) throw Failure(5, "a character above 255");
-    bytes += lead < 0x80 ? utf8[i] : static_cast<char>((lead & 3) << 6 | (utf8[++i] & 0x3F));
-  }
-  return bytes;
-}
 
 Value valueOf(const json& parameter) {
   if (parameter.is_boolean()) return parameter.get<bool>();
@@ -65,6 +56,7 @@ struct Column {
 };
 const Column kColumns[] = {
     {"Cpp", [] { return std::make_unique<CppBinding>(); }},
+    {"C", makeCBinding},
 };
 
 class Conformance : public testing::TestWithParam<std::tuple<Column, json>> {};

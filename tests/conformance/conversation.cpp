@@ -94,6 +94,16 @@ void appendUtf8(std::string& utf8, int code) {
   utf8 += static_cast<char>(code >= 0x80 ? 0x80 | (code & 0x3F) : code);
 }
 
+std::string bytesOf(const std::string& utf8) {
+  std::string bytes;
+  for (std::size_t i = 0; i < utf8.size(); ++i) {
+    const auto lead = static_cast<unsigned char>(utf8[i]);
+    if (lead >= 0xC4) throw Failure(5, "a character above 255");
+    bytes += lead < 0x80 ? utf8[i] : static_cast<char>((lead & 3) << 6 | (utf8[++i] & 0x3F));
+  }
+  return bytes;
+}
+
 const std::vector<json>& conversations() {
   static const auto all = json::parse(std::ifstream(QUARNEX_CONVERSATIONS)).get<std::vector<json>>();
   return all;

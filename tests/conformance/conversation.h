@@ -22,6 +22,8 @@ class Binding {
 
 /// Appends the character of this code, below 0x800.
 void appendUtf8(std::string& utf8, int code);
+/// The bytes with the codes of the characters. Throws `Failure` 5 for a character above 255.
+std::string bytesOf(const std::string& utf8);
 
 /// All conversations, in the order of their file.
 const std::vector<nlohmann::json>& conversations();
