@@ -29,6 +29,10 @@ def at_least(measured, _, limit):
     return measured >= limit
 
 
+def difference_at_most(measured, floor, limit):
+    return measured <= floor + limit
+
+
 def ratio_at_most(measured, floor, limit):
     return measured <= limit * floor
 
@@ -54,6 +58,8 @@ def micro():
         "50 ns")
     row("a trace without any sink", best["trace_without_sink"]["cpu_time"], "ns", None, 5, at_most, "5 ns")
     row("a logged line", each("logged_line"), "ns", each("logged_line_floor"), 150, at_most, "150 ns")
+    for name, calls in (("connected", "a question"), ("text", "a text in or out"), ("snapshot", "a snapshot")):
+        row(f"{calls} in C, beside C++", each(name + "_c"), "ns", each(name + "_cpp"), 20, difference_at_most, "+20 ns")
     for name, part in (("quiet_tick", "engine"), ("posix_quiet_tick", "with its adapter")):
         row(f"tick of one quiet link, {part}", each(name + "/manual_time" if name + "/manual_time" in best else name),
             "ns", each("quiet_tick_floor"), 40, at_most, "40 ns")

@@ -30,7 +30,7 @@ int32_t quarnex_pending(quarnex_instance* instance, int32_t link, const quarnex_
     const quarnex_pending_texts*& first = required(ranges);
     size_t& number = required(count);
     quarnex_instance& owner = required(instance);
-    convert(owner.pending, owner.quarn.pending(link));
+    convertAll(owner.pending, owner.quarn.pending(link));
     first = owner.pending.data();
     number = owner.pending.size();
   });
@@ -51,7 +51,7 @@ int32_t quarnex_snapshot(quarnex_instance* instance, int32_t link, quarnex_link_
     quarnex_link_snapshot& into = sized(snapshot);
     quarnex_instance& owner = required(instance);
     owner.snapshot = owner.quarn.snapshot(link);
-    fill(into, converted(owner.snapshot));
+    fillFrom(into, owner.snapshot);
   });
 }
 
@@ -67,7 +67,7 @@ int32_t quarnex_outage(quarnex_instance* instance, int32_t link, size_t position
     std::vector<quarnex::LinkOutage> outages = owner.quarn.outages(link);
     if (position >= outages.size()) throw quarnex::Failure(9, "Subscript out of range");
     owner.outage = std::move(outages[position]);
-    fill(into, converted(owner.outage));
+    fillFrom(into, owner.outage);
   });
 }
 
@@ -93,8 +93,8 @@ int32_t quarnex_next_event(quarnex_instance* instance, quarnex_event* event, int
     if (owner.eventGiven) owner.event = owner.quarn.nextEvent();
     owner.eventGiven = !owner.event;
     if (owner.event) {
-      convert(owner.receipts, owner.event->receipts);
-      fill(into, converted(*owner.event, owner.receipts));
+      convertAll(owner.receipts, owner.event->receipts);
+      fillFrom(into, *owner.event, owner.receipts);
     }
     found = owner.event.has_value();
     owner.eventGiven = true;
@@ -121,7 +121,7 @@ int32_t quarnex_flush_log(quarnex_instance* instance, int64_t max_wait_ms, quarn
                           quarnex_error* error) {
   return guarded(error, [&] {
     quarnex_file_losses& into = sized(losses);
-    fill(into, converted(required(instance).quarn.flushLog(duration(max_wait_ms))));
+    fillFrom(into, required(instance).quarn.flushLog(duration(max_wait_ms)));
   });
 }
 
@@ -129,7 +129,7 @@ int32_t quarnex_process_snapshot(quarnex_instance* instance, quarnex_process_sta
                                  quarnex_error* error) {
   return guarded(error, [&] {
     quarnex_process_state& into = sized(state);
-    fill(into, converted(required(instance).quarn.processSnapshot()));
+    fillFrom(into, required(instance).quarn.processSnapshot());
   });
 }
 

@@ -12,20 +12,23 @@
 #include <utility>
 #include <vector>
 
+#include "quarnex/event_report.h"
 #include "quarnex/host_loop.h"
 #include "quarnex/quarn_socket.h"
 #include "quarnex/quarnex.h"
+#include "quarnex/text_rules.h"
 
 /// The handle of a C host, with everything that the results of its last calls point to.
 struct quarnex_instance {
   quarnex::QuarnSocket quarn;
   quarnex::HostLoop loop;
   std::string text;
-  std::string detail;
   std::vector<std::int16_t> links;
   std::vector<quarnex_pending_texts> pending;
   quarnex::LinkSnapshot snapshot;
   quarnex::LinkOutage outage;
+  quarnex::EventReport report;
+  quarnex::TextCheck check;
   std::optional<quarnex::LinkEvent> event;
   std::vector<quarnex_receipt> receipts;
   bool eventGiven = true;  ///< `event` has reached the host, so the next call takes another
@@ -63,11 +66,15 @@ Struct& sized(Struct* pointer) {
   return *pointer;
 }
 
-/// Copies as much of `full` as the caller's struct holds.
-template <class Struct>
-void fill(Struct& into, Struct full) {
-  full.size = into.size;
-  std::memcpy(&into, &full, std::min<std::size_t>(into.size, sizeof full));
+/// Lets `convert` fill a struct, and copies as much of it as the caller's struct holds.
+template <class Struct, class Convert>
+void fill(Struct& into, const Convert& convert) {
+  const std::uint32_t size = into.size;
+  if (size >= sizeof into) return convert(into);
+  Struct full{};
+  convert(full);
+  full.size = size;
+  std::memcpy(&into, &full, size);
 }
 
 /// The caller's struct with 0 in the members that it lacks; all 0 if there is none.

@@ -31,7 +31,7 @@ static_assert(number(TextRule::Separator) == QUARNEX_RULE_SEPARATOR &&
 
 void copy(std::uint64_t (&into)[QUARNEX_CAUSES],
           const std::array<std::uint64_t, kReceiptCauseCount>& counts) {
-  std::copy(counts.begin(), counts.end(), into);
+  std::fill(std::copy(counts.begin(), counts.end(), into), std::end(into), 0);
 }
 
 std::int64_t timeOf(const std::optional<std::int64_t>& time) {
@@ -67,8 +67,7 @@ quarnex_link_failure converted(const LinkFailure& failure) {
   return {number(failure.kind), failure.number, number(failure.phase), 0, failure.at, view(failure.text)};
 }
 
-quarnex_link_snapshot converted(const LinkSnapshot& from) {
-  quarnex_link_snapshot to{};
+void convert(const LinkSnapshot& from, quarnex_link_snapshot& to) {
   to.index = from.index;
   to.identifier = from.identifier;
   to.client = from.client;
@@ -114,23 +113,20 @@ quarnex_link_snapshot converted(const LinkSnapshot& from) {
   to.bytes_held = from.bytesHeld;
   to.bytes_unsent = from.bytesUnsent;
   to.callers_refused = from.callersRefused;
-  return to;
 }
 
-quarnex_link_outage converted(const LinkOutage& from) {
-  quarnex_link_outage to{};
+void convert(const LinkOutage& from, quarnex_link_outage& to) {
   to.number = from.number;
   to.attempts = from.attempts;
+  to.reserved = 0;
   to.start = from.start;
   to.end = timeOf(from.end);
   to.reason = converted(from.reason);
   copy(to.dropped, from.dropped);
   to.why = view(from.why);
-  return to;
 }
 
-quarnex_event converted(const LinkEvent& from, const std::vector<quarnex_receipt>& receipts) {
-  quarnex_event to{};
+void convert(const LinkEvent& from, const std::vector<quarnex_receipt>& receipts, quarnex_event& to) {
   to.type = number(from.type);
   to.link = from.link;
   to.has_reason = from.reason.has_value();
@@ -148,7 +144,8 @@ quarnex_event converted(const LinkEvent& from, const std::vector<quarnex_receipt
   to.lost_to = from.lost.to;
   to.lost_events = from.lost.events.data();
   to.lost_events_count = from.lost.events.size();
-  std::copy(std::begin(from.lost.texts), std::end(from.lost.texts), to.lost_texts);
+  std::fill(std::copy(std::begin(from.lost.texts), std::end(from.lost.texts), to.lost_texts),
+            std::end(to.lost_texts), 0);
   to.accepted = from.counts.accepted;
   to.acknowledged = from.counts.acknowledged;
   to.dropped = from.counts.dropped;
@@ -156,15 +153,23 @@ quarnex_event converted(const LinkEvent& from, const std::vector<quarnex_receipt
   to.texts_received = from.counts.textsReceived;
   to.received_dropped = from.counts.receivedDropped;
   to.reconnections = from.counts.reconnections;
-  return to;
 }
 
-quarnex_file_losses converted(const FileLosses& losses) {
-  return {0, losses.lastError, losses.bytes, losses.lines};
+void convert(const EventReport& report, quarnex_report& to) {
+  to = {to.size,    report.code,  report.identifier, report.hour, report.minute,     report.second,
+        report.day, report.month, report.year,       0,           view(report.type), view(report.detail)};
 }
 
-quarnex_process_state converted(const ProcessSnapshot& process) {
-  return {0, process.log.lastError, process.log.bytes, process.log.lines, process.bytesHeld};
+void convert(const TextCheck& check, quarnex_text_check& to) {
+  to = {to.size, number(check.rule), check.alone, check.never, check.position, view(check.warning)};
+}
+
+void convert(const FileLosses& losses, quarnex_file_losses& to) {
+  to = {to.size, losses.lastError, losses.bytes, losses.lines};
+}
+
+void convert(const ProcessSnapshot& process, quarnex_process_state& to) {
+  to = {to.size, process.log.lastError, process.log.bytes, process.log.lines, process.bytesHeld};
 }
 
 LinkFailure converted(const quarnex_link_failure& failure) {

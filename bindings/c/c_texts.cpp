@@ -26,12 +26,8 @@ int32_t quarnex_parse_report(quarnex_instance* instance, const char* text, size_
   return guarded(error, [&] {
     quarnex_report& into = sized(report);
     quarnex_instance& owner = required(instance);
-    auto parsed = quarnex::parseEventReport(CallerText{text, length});
-    if (!parsed) return fill(into, {});
-    owner.text = std::move(parsed->type);
-    owner.detail = std::move(parsed->detail);
-    fill(into, {0, parsed->code, parsed->identifier, parsed->hour, parsed->minute, parsed->second,
-                parsed->day, parsed->month, parsed->year, 0, view(owner.text), view(owner.detail)});
+    owner.report = quarnex::parseEventReport(CallerText{text, length}).value_or(quarnex::EventReport{});
+    fillFrom(into, owner.report);
   });
 }
 
@@ -40,10 +36,8 @@ int32_t quarnex_check_text(quarnex_instance* instance, const char* text, size_t 
   return guarded(error, [&] {
     quarnex_text_check& into = sized(check);
     quarnex_instance& owner = required(instance);
-    quarnex::TextCheck checked = quarnex::checkText(CallerText{text, length});
-    owner.text = std::move(checked.warning);
-    fill(into, {0, static_cast<int32_t>(checked.rule), checked.alone, checked.never, checked.position,
-                view(owner.text)});
+    owner.check = quarnex::checkText(CallerText{text, length});
+    fillFrom(into, owner.check);
   });
 }
 
@@ -76,11 +70,11 @@ int32_t quarnex_record_flight(const char* path, size_t length, const quarnex_rec
 }
 
 int32_t quarnex_flight_losses(quarnex_file_losses* losses, quarnex_error* error) {
-  return guarded(error, [&] { fill(sized(losses), converted(quarnex::flightLosses())); });
+  return guarded(error, [&] { fillFrom(sized(losses), quarnex::flightLosses()); });
 }
 
 int32_t quarnex_flush_flight(int64_t max_wait_ms, quarnex_file_losses* losses, quarnex_error* error) {
-  return guarded(error, [&] { fill(sized(losses), converted(quarnex::flushFlight(duration(max_wait_ms)))); });
+  return guarded(error, [&] { fillFrom(sized(losses), quarnex::flushFlight(duration(max_wait_ms))); });
 }
 
 const char* quarnex_outcome_name(int32_t outcome) {
