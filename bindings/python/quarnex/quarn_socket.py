@@ -8,7 +8,7 @@ from typing import Iterable, List, Optional, Tuple, Type
 from ._library import C, TYPES, Instance, milliseconds, new, number, settings, string
 from .events import Event, event_of
 from .text_rules import check_text
-from .values import (FileLosses, Outage, PendingTexts, ProcessSnapshot, Refusal, Rule, Snapshot, TextCheck, named, value)
+from .values import (FileLosses, Outage, PendingTexts, ProcessSnapshot, Refusal, Snapshot, TextCheck, named, value)
 
 _ITEM_NONE, _ITEM_REPORT = 0, 2
 
@@ -29,8 +29,8 @@ class QuarnSocket:
     """A handle on the links of this process, which all instances share, with the 15 methods under their names and the
     others in English.
 
-    Nothing ever calls the host back: everything happens while it calls :meth:`turn`. All calls of a process come from one
-    thread; a second one gets WrongUse.
+    Nothing ever calls the host back: everything happens while it calls :meth:`turn`, or in the asyncio loop of a
+    :class:`~quarnex.host.Host`. All calls of a process come from one thread; a second one gets WrongUse.
 
     Texts are ``bytes``, each byte one character of code 0 to 255; latin-1 converts a ``str``. A link index is valid from
     1 to the number of links added. Every method that takes one does nothing for an invalid index and returns ``b""`` or,
