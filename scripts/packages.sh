@@ -7,7 +7,7 @@ set -euo pipefail
 
 declare -A packages=(
     [tool]="cmake ninja-build g++ zlib1g-dev libcli11-dev nlohmann-json3-dev"
-    [test]="libgtest-dev libgmock-dev python3 python3-pip python3-setuptools python3-wheel python3-venv mypy git clang llvm libclang-rt-dev clang-format clang-tidy shellcheck libbenchmark-dev libuv1-dev abigail-tools"
+    [test]="libgtest-dev libgmock-dev python3 python3-pip python3-setuptools python3-wheel python3-venv mypy git clang llvm libclang-rt-dev clang-format clang-tidy shellcheck libbenchmark-dev libuv1-dev abigail-tools lua5.4 liblua5.4-dev"
     [package]="dpkg-dev pkg-config lintian zsh fish"
     [bench]="libbenchmark-dev python3"
     [model]="spin gcc libc6-dev"

@@ -33,6 +33,7 @@ LAYERS = {
     # Programs that call by name iterate over the method table.
     "apps": ["include/quarnex", "src/recording", "src/simulation", "src/host/method_table.h", "bindings/answers"],
     "bindings/c": ["include/quarnex"],
+    "bindings/lua": ["include/quarnex/quarnex.h"],
     "bindings/answers": ["include/quarnex", "src/host/method_table.h", "src/recording/format/text_codes.h"],
 }
 PURE = ("src/engine/", "src/host/")
