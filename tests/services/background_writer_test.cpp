@@ -22,6 +22,8 @@ struct TestDisk {
     explicit File(TestDisk& on) : disk(on), text(on.texts.emplace_back()) { ++disk.open; }
     ~File() override { --disk.open; }
     std::int16_t writeAt(std::uintmax_t position, std::string_view bytes) override {
+      disk.reached = true;
+      disk.reached.notify_all();
       disk.hanging.wait(true);
       if (disk.full) return 61;
       text.resize(std::max<std::size_t>(text.size(), position));  // a hole, as on a real disk
@@ -40,6 +42,7 @@ struct TestDisk {
   }
 
   std::atomic<bool> hanging = false, full = false;
+  std::atomic<bool> reached = false;  // by a write
   std::atomic<int> open = 0;      // files that a writer still uses
   std::deque<std::string> texts;  // of its files
 };
@@ -76,6 +79,7 @@ class BackgroundWriterTest : public testing::Test {
 TEST_F(BackgroundWriterTest, ADiskThatHangsDelaysNobodyAndWhatWaitsCountsAsMissing) {
   disk.setHanging(true);
   writer().write("one\n");
+  disk.reached.wait(false);
   EXPECT_FALSE(writer().flush(10ms));
   EXPECT_EQ(writer().losses().bytes, 4U);
   for (const char* line : {"two\n", "three\n", "four\n", "five\n"}) writer().write(line);
