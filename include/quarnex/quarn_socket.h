@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -54,7 +55,7 @@ class QUARNEX_API QuarnSocket {
   /// 10024 if no descriptors are left for the loop, which the first call in a process creates.
   QuarnSocket();
   /// An instance on `library`, which outlives it; for simulations and tests.
-  explicit QuarnSocket(Library& library) : library_(&library) {}
+  explicit QuarnSocket(Library& library);
 
   /// Registers a link with the peer of type `Tipo` and identifier `IdQUARN` (any 16-bit value) and returns
   /// its index, from 1 upwards. `ConnessioneClient`: true = this side calls 127.0.0.1, false = it listens on
@@ -223,6 +224,7 @@ class QUARNEX_API QuarnSocket {
 
  private:
   Library* library_;
+  std::shared_ptr<void> use_;  // a share of the library's count of instances
 };
 
 }  // namespace quarnex

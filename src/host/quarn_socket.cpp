@@ -126,7 +126,9 @@ std::string takeOldest(Library& library, std::int16_t IdxQuarn, TextBuffer Conne
 
 }  // namespace
 
-QuarnSocket::QuarnSocket() : library_(&processLibrary()) {}
+QuarnSocket::QuarnSocket() : QuarnSocket(processLibrary()) {}
+
+QuarnSocket::QuarnSocket(Library& library) : library_(&library), use_(library.instances) {}
 
 std::int16_t QuarnSocket::Add(std::string_view Tipo, Int16 IdQUARN, bool ConnessioneClient, bool UsaTcp) {
   return hostCall<&QuarnSocket::Add>(

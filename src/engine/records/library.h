@@ -80,6 +80,8 @@ struct Library {
   Instant stampSecond{-1};
   std::array<char, 8> stamp{};
 
+  std::shared_ptr<void> instances = std::make_shared<char>();  // a share for each `QuarnSocket`
+
   std::thread::id thread = std::this_thread::get_id();  // all calls must come from this thread
 };
 

@@ -97,9 +97,16 @@ struct ComposedProcess {
   Engine library{wrapped(platform->services())};
 };
 
-ComposedProcess& process() {
-  static ComposedProcess only;
+std::unique_ptr<ComposedProcess>& processSlot() {
+  preparation();
+  static std::unique_ptr<ComposedProcess> only;
   return only;
+}
+
+ComposedProcess& process() {
+  std::unique_ptr<ComposedProcess>& slot = processSlot();
+  if (!slot) slot = std::make_unique<ComposedProcess>();
+  return *slot;
 }
 
 ProcessStandIn*& standIn() {
@@ -118,6 +125,17 @@ bool replaceProcess(ProcessStandIn* other) {
 Library& processLibrary() {
   if (standIn() != nullptr) return standIn()->library();
   return process().library;
+}
+
+Library* composedLibrary() {
+  if (standIn() != nullptr) return &standIn()->library();
+  return processSlot() ? &processSlot()->library : nullptr;
+}
+
+void endProcessLibrary() {
+  if (standIn() != nullptr || !processSlot()) return;
+  processSlot().reset();
+  preparation() = {};
 }
 
 void wrapProcessServices(const std::function<std::unique_ptr<ServicesWrapper>()>& make) {
