@@ -251,5 +251,19 @@ TEST(CInterface, HoldsAConversationInVirtualTime) {
   });
 }
 
+TEST(CInterface, EndsTheTurnOfAKilledProgramWithAFailure) {
+  std::int32_t ended = 0;
+  testkit::simulate([&](testkit::TestSite& site) {
+    testkit::TestProgram& program = site.addProgram("program", [&] {
+      const Instance quarn;
+      while (ended == 0) ended = quarnex_turn(quarn.handle, -1, nullptr);
+      return 0;
+    });
+    site.run(1s);
+    program.kill();
+  });
+  EXPECT_EQ(ended, 51);
+}
+
 }  // namespace
 }  // namespace quarnex
