@@ -3,13 +3,13 @@
 configure_file(cmake/version.h.in include/quarnex/version.h @ONLY)
 
 file(GLOB_RECURSE engine_sources CONFIGURE_DEPENDS src/services/*.cpp src/engine/*.cpp src/host/*.cpp)
-file(GLOB c_binding_sources CONFIGURE_DEPENDS bindings/c/*.cpp)
+file(GLOB binding_sources CONFIGURE_DEPENDS bindings/answers/*.cpp bindings/c/*.cpp bindings/component/*.cpp)
 file(GLOB platform_sources CONFIGURE_DEPENDS src/platform/common/*.cpp src/platform/posix/*.cpp)
 file(GLOB recorder_sources CONFIGURE_DEPENDS src/recording/recorder/*.cpp src/recording/format/*.cpp)
 # The sources that read recordings need a JSON parser and belong to the tools.
 list(FILTER recorder_sources EXCLUDE REGEX "/(line_parser|recording_reader).cpp$")
 
-add_library(quarnex_objects OBJECT ${engine_sources} ${platform_sources} ${recorder_sources} ${c_binding_sources})
+add_library(quarnex_objects OBJECT ${engine_sources} ${platform_sources} ${recorder_sources} ${binding_sources})
 set_target_properties(quarnex_objects PROPERTIES
   POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
 find_path(QUARNEX_ZLIB_HEADERS zlib.h REQUIRED)

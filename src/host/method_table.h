@@ -23,6 +23,7 @@ enum class ValueKind : std::uint8_t { None, Integer, Boolean, String };
 struct Parameter {
   std::string_view name;
   ValueKind kind;
+  bool byReference = false;  ///< in the component class, where the method still only reads it
 };
 
 /// Dispatch identifiers of the methods, in the order of the interface.
@@ -50,6 +51,7 @@ struct Method {
   std::int32_t dispatchId;
   std::span<const Parameter> parameters;
   ValueKind result;
+  bool variantResult;  ///< the component class returns a variant that holds the result
   Value (*call)(QuarnSocket& quarn, std::span<const Value> parameters);
 };
 
@@ -92,7 +94,7 @@ struct Signature<Result (QuarnSocket::*)(Types...)> {
 
   template <Name... names>
   static constexpr std::array<Parameter, sizeof...(Types)> parameters{
-      Parameter{names.characters, kindOf<Types>()}...};
+      Parameter{names.characters, kindOf<Types>(), true}...};
 
   template <auto method>
   static Value call(QuarnSocket& quarn, std::span<const Value> values) {
@@ -116,7 +118,7 @@ template <DispatchId id, auto method, Name name, Name... parameterNames>
 constexpr Method row() {
   return {name.characters, static_cast<std::int32_t>(id),
           SignatureOf<method>::template parameters<parameterNames...>, SignatureOf<method>::result,
-          SignatureOf<method>::template call<method>};
+          id == DispatchId::ProntoPerUscire, SignatureOf<method>::template call<method>};
 }
 
 // One word gives identifier, function and name of a row, so that the three cannot differ.

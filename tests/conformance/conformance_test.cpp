@@ -8,6 +8,7 @@
 #include "answers/answers.h"
 #include "conformance/c_binding.h"
 #include "conformance/conversation.h"
+#include "quarnex/component.h"
 #include "quarnex/host_loop.h"
 #include "quarnex/testing.h"
 
@@ -23,15 +24,20 @@ Value valueOf(const json& parameter) {
   return static_cast<std::int16_t>(Int16(parameter.get<std::int64_t>()));
 }
 
-json resultOf(const Value& value) {
-  if (const auto* number = std::get_if<std::int16_t>(&value)) return *number;
-  if (const auto* flag = std::get_if<bool>(&value)) return *flag;
-  if (const auto* text = std::get_if<std::string>(&value)) {
-    std::string utf8;
-    for (const char c : *text) appendUtf8(utf8, static_cast<unsigned char>(c));
-    return utf8;
-  }
+json jsonOf(std::monostate) {
   return nullptr;
+}
+json jsonOf(const std::string& text) {
+  std::string utf8;
+  for (const char c : text) appendUtf8(utf8, static_cast<unsigned char>(c));
+  return utf8;
+}
+json jsonOf(auto number) {
+  return number;
+}
+
+json resultOf(const auto& value) {
+  return std::visit([](const auto& held) { return jsonOf(held); }, value);
 }
 
 class CppBinding final : public Binding {
@@ -50,6 +56,29 @@ class CppBinding final : public Binding {
   QuarnSocket quarn_;
 };
 
+class ComponentBinding final : public Binding {
+ public:
+  std::string_view name() const override { return "bytes"; }
+  json call(const std::string& method, const json& parameters) override {
+    std::vector<ComponentValue> values;
+    for (const json& parameter : parameters) values.push_back(componentValueOf(parameter));
+    if (findMethod(method) == nullptr)
+      return json::parse(std::get<std::string>(answers_.invoke(method, values)));
+    return resultOf(quarn_.invoke(method, values));
+  }
+  void turn() override { answers_.invoke("turn", {std::int16_t{200}}); }
+
+ private:
+  static ComponentValue componentValueOf(const json& parameter) {
+    if (parameter.is_boolean()) return parameter.get<bool>();
+    if (parameter.is_string()) return bytesOf(parameter);
+    return parameter.get<std::int32_t>();
+  }
+
+  DispatchObject quarn_{quarnSocketClass(), processOwner()};
+  DispatchObject answers_{quarnAnswersClass(), processOwner()};
+};
+
 struct Column {
   const char* name;
   std::function<std::unique_ptr<Binding>()> make;
@@ -57,6 +86,7 @@ struct Column {
 const Column kColumns[] = {
     {"Cpp", [] { return std::make_unique<CppBinding>(); }},
     {"C", makeCBinding},
+    {"Component", [] { return std::make_unique<ComponentBinding>(); }},
 };
 
 class Conformance : public testing::TestWithParam<std::tuple<Column, json>> {};

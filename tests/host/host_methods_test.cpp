@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "engine/diagnostics/trace.h"
-#include "host/component_model.h"
 #include "host/link_registration.h"
 #include "host/method_table.h"
 #include "support/failure_of.h"
@@ -202,34 +201,6 @@ TEST(Registration, FillsTheTableAndRefusesTheNextLink) {
   host.quarn.Apri(static_cast<std::int16_t>(32'000));
   host.tickAfter(11);
   EXPECT_EQ(host.socket("ClientSocket32").inner->settings.state, kSocketCalling);
-}
-
-TEST(ComponentModel, RegistersCreatesInvokesAndUnloads) {
-  StubHost host;
-  ClassRegistry registry;
-  const ComponentServer server(host.library);
-  EXPECT_THROW(server.classObject(registry, kProgrammaticName), Failure);
-  ComponentServer::registerServer(registry);
-  EXPECT_THROW(server.classObject(registry, "Quarnex.Other"), Failure);
-  {
-    const auto object = server.classObject(registry, kProgrammaticName)->createInstance();
-    EXPECT_FALSE(server.canUnload());
-    const Value add[] = {std::string("ABC"), std::int16_t{1}, true, false};
-    EXPECT_EQ(std::get<std::int16_t>(object->invoke(0x60030000, add)), 1);
-    EXPECT_EQ(std::get<std::int16_t>(object->invoke("ProntoPerUscire", {})), -1);
-    EXPECT_EQ(DispatchObject::dispatchIdOf("Connesso"), 0x6003000E);
-    const struct {
-      const char* name;
-      std::vector<Value> parameters;
-      int number;
-    } refused[] = {{"connesso", {std::int16_t{1}}, 438}, {"Connesso", {}, 450}, {"Connesso", {true}, 13}};
-    EXPECT_THROW(object->invoke(0x6003000F, {}), Failure);
-    for (const auto& row : refused)
-      EXPECT_EQ(failureOf([&] { object->invoke(row.name, row.parameters); }), row.number) << row.name;
-  }
-  EXPECT_TRUE(server.canUnload());
-  ComponentServer::unregisterServer(registry);
-  EXPECT_THROW(server.classObject(registry, kProgrammaticName), Failure);
 }
 
 }  // namespace

@@ -34,6 +34,8 @@ LAYERS = {
     "apps": ["include/quarnex", "src/recording", "src/simulation", "src/host/method_table.h", "bindings/answers"],
     "bindings/c": ["include/quarnex"],
     "bindings/lua": ["include/quarnex/quarnex.h"],
+    "bindings/component": ["include/quarnex", "src/host/method_table.h", "src/services/process_library.h",
+                           "src/engine/records/library.h", "bindings/answers"],
     "bindings/answers": ["include/quarnex", "src/host/method_table.h", "src/recording/format/text_codes.h"],
 }
 PURE = ("src/engine/", "src/host/")
