@@ -8,7 +8,7 @@ endif()
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Quarnex)
 set(public_headers REGEX "\\.h$")
 if(NOT QUARNEX_SIMULATION)
-  list(APPEND public_headers PATTERN testing.h EXCLUDE)
+  list(APPEND public_headers PATTERN "*testing.h" EXCLUDE)
 endif()
 install(DIRECTORY include/quarnex ${PROJECT_BINARY_DIR}/include/quarnex DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   COMPONENT development FILES_MATCHING ${public_headers})
@@ -17,6 +17,7 @@ install(TARGETS quarnex_static quarnex_shared EXPORT QuarnexTargets
   LIBRARY COMPONENT runtime NAMELINK_COMPONENT development)
 if(QUARNEX_SIMULATION)
   install(TARGETS quarnex_testing EXPORT QuarnexTargets ARCHIVE COMPONENT development)
+  install(TARGETS quarnex_c_testing LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/quarnex COMPONENT development)
 endif()
 install(EXPORT QuarnexTargets NAMESPACE Quarnex:: DESTINATION ${package_folder} COMPONENT development)
 configure_package_config_file(cmake/QuarnexConfig.cmake.in QuarnexConfig.cmake INSTALL_DESTINATION ${package_folder}

@@ -13,6 +13,14 @@ target_compile_features(quarnex_testing PUBLIC cxx_std_17)
 target_include_directories(quarnex_testing PRIVATE src)
 target_link_libraries(quarnex_testing PUBLIC quarnex_static PRIVATE $<BUILD_INTERFACE:quarnex_warnings>)
 add_library(Quarnex::testing ALIAS quarnex_testing)
+
+# The same kit for hosts in C and in Python, which load it in place of the library: it has the C interface, too.
+add_library(quarnex_c_testing SHARED bindings/c_testing/c_testing.cpp $<TARGET_OBJECTS:quarnex_objects>)
+set_target_properties(quarnex_c_testing PROPERTIES OUTPUT_NAME quarnex_testing
+  CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/testing_exports.map)
+target_include_directories(quarnex_c_testing PRIVATE src bindings)
+target_link_libraries(quarnex_c_testing PRIVATE quarnex_testing quarnex_warnings Threads::Threads ${CMAKE_DL_LIBS})
+target_link_options(quarnex_c_testing PRIVATE -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/testing_exports.map)
 if(NOT QUARNEX_INSTALL)
-  set_target_properties(quarnex_simulated quarnex_testing PROPERTIES EXCLUDE_FROM_ALL ON)
+  set_target_properties(quarnex_simulated quarnex_testing quarnex_c_testing PROPERTIES EXCLUDE_FROM_ALL ON)
 endif()

@@ -33,6 +33,7 @@ LAYERS = {
     # Programs that call by name iterate over the method table.
     "apps": ["include/quarnex", "src/recording", "src/simulation", "src/host/method_table.h", "bindings/answers"],
     "bindings/c": ["include/quarnex"],
+    "bindings/c_testing": ["include/quarnex", "bindings/c/c_boundary.h"],
     "bindings/lua": ["include/quarnex/quarnex.h"],
     "bindings/component": ["include/quarnex", "src/host/method_table.h", "src/services/process_library.h",
                            "src/engine/records/library.h", "bindings/answers"],

@@ -135,17 +135,18 @@ class WrongUse(RuntimeError):
     has changed nothing; the text states the reason."""
 
 
-_SCALARS: Dict[str, Any] = {
+#: The types of C by their names in the tables.
+TYPES: Dict[str, Any] = {
     "int16": ctypes.c_int16, "int32": ctypes.c_int32, "uint32": ctypes.c_uint32, "int64": ctypes.c_int64,
     "uint64": ctypes.c_uint64, "size": ctypes.c_size_t, "instance": ctypes.c_void_p, "char": ctypes.c_char,
 }
 
 
-def _members(declaration: str, types: Dict[str, Any]) -> List[Tuple[str, Any]]:
+def _members(declaration: str) -> List[Tuple[str, Any]]:
     members: List[Tuple[str, Any]] = []
     for base, star, names in re.findall(r"(?:const )?(?:quarnex_)?(\w+?)(?:_t)?(\*?) ([^;]+);", declaration):
         for name, length in re.findall(r"(\w+)(?:\[(\w+)\])?", names):
-            member = types[base]
+            member = TYPES[base]
             if length:
                 member = member * (CAUSES if length == "QUARNEX_CAUSES" else int(length))
             if star:
@@ -154,14 +155,13 @@ def _members(declaration: str, types: Dict[str, Any]) -> List[Tuple[str, Any]]:
     return members
 
 
-def _declare_structs() -> Dict[str, Any]:
-    types = dict(_SCALARS)
-    for name, declaration in STRUCTS.items():
-        types[name] = type(name, (ctypes.Structure,), {"_fields_": _members(declaration, types)})
-    return types
+def declare(structs: Dict[str, str]) -> None:
+    """Adds structs to TYPES."""
+    for name, declaration in structs.items():
+        TYPES[name] = type(name, (ctypes.Structure,), {"_fields_": _members(declaration)})
 
 
-TYPES = _declare_structs()
+declare(STRUCTS)
 
 
 def new(name: str) -> Any:
@@ -184,31 +184,32 @@ def _argument_types(parameters: str) -> List[Any]:
     return [*found, ctypes.POINTER(TYPES["error"])]
 
 
-def _load() -> SimpleNamespace:
+def load(functions: Dict[str, str]) -> SimpleNamespace:
+    """Loads functions of the library."""
     path = os.environ.get("QUARNEX_LIBRARY") or LIBRARY
-    functions = SimpleNamespace(path=path)
+    loaded = SimpleNamespace()
     try:
         quick, waiting = ctypes.PyDLL(path), ctypes.CDLL(path)
-        for name, parameters in FUNCTIONS.items():
+        for name, parameters in functions.items():
             function = getattr(waiting if name in WAITING else quick, "quarnex_" + name)
             function.argtypes, function.restype = _argument_types(parameters), ctypes.c_int32
-            setattr(functions, name, function)
+            setattr(loaded, name, function)
         for name in NAMES:
             function = getattr(quick, f"quarnex_{name}_name")
             function.argtypes, function.restype = [ctypes.c_int32], ctypes.c_char_p
-            setattr(functions, name + "_name", function)
-        quick.quarnex_version.restype = ctypes.c_char_p
-        quick.quarnex_destroy.argtypes, quick.quarnex_destroy.restype = [ctypes.c_void_p], None
-        functions.version, functions.destroy = quick.quarnex_version, quick.quarnex_destroy
+            setattr(loaded, name + "_name", function)
+        loaded.version, loaded.destroy = quick.quarnex_version, quick.quarnex_destroy
+        loaded.version.restype = ctypes.c_char_p
+        loaded.destroy.argtypes, loaded.destroy.restype = [ctypes.c_void_p], None
     except OSError as problem:
         raise ImportError(f"the Quarnex library cannot be loaded: {problem}. Install it, or set QUARNEX_LIBRARY to its "
                           "path.") from problem
     except AttributeError as problem:
         raise ImportError(f"the Quarnex library {path} is older than this package: {problem}") from problem
-    return functions
+    return loaded
 
 
-C = _load()
+C = load(FUNCTIONS)
 
 
 class _Owner:
@@ -261,6 +262,7 @@ class Instance:
         self._text = TYPES["text"]()
         self._text_at = ctypes.byref(self._text)
         self._finalizer = weakref.finalize(self, C.destroy, handle)
+        Process.current.instances.add(self)
 
     def close(self) -> None:
         self._finalizer()
@@ -291,6 +293,20 @@ class Instance:
     def optional_text(self, function: Callable[..., int], *arguments: Any) -> Optional[bytes]:
         text = self.text(function, *arguments)
         return text if self._text.bytes is not None else None
+
+
+class Process:
+    """What belongs to this process, or in a test to a simulated one."""
+
+    current: Process
+
+    def __init__(self) -> None:
+        self.instances: weakref.WeakSet[Instance] = weakref.WeakSet()
+        self.texts: Optional[Instance] = None  #: for functions that need no link
+        self.host: Optional[weakref.ref[Any]] = None  #: the Host that works
+
+
+Process.current = Process()
 
 
 def string(text: bytes, what: str = "a text") -> Tuple[bytes, int]:

@@ -2,12 +2,13 @@
 from __future__ import annotations
 
 import asyncio
+import itertools
 import weakref
 from collections import deque
 from types import TracebackType
-from typing import Any, AsyncIterator, Deque, Dict, List, Optional, Set, Type
+from typing import Any, AsyncIterator, Deque, Dict, List, Optional, Type
 
-from ._library import Failure, WrongUse
+from ._library import Failure, Process, WrongUse
 from .events import Event, Lost, Receipts
 from .link import Link
 from .quarn_socket import QuarnSocket
@@ -71,27 +72,28 @@ class Host:
     If the loop of a Host is closed before its end, calls raise WrongUse, and a new Host can go on with the links.
     """
 
-    _working: Optional[weakref.ref[Host]] = None
-
     def __init__(self, quarn: Optional[QuarnSocket] = None) -> None:
         """``quarn``: the handle to use, by default one of its own. Raises Failure 10024 like QuarnSocket."""
         self._quarn = quarn or QuarnSocket()
         self._loop: Optional[asyncio.AbstractEventLoop] = None
         self._fd = -1
         self._links: Dict[int, Link] = {}
-        self._changes: Dict[int, Set[asyncio.Future[None]]] = {}
+        # Dictionaries keep the order, so that a test in virtual time runs the same way again.
+        self._changes: Dict[int, Dict[asyncio.Future[None], None]] = {}
         self._receipts: Dict[int, Dict[int, asyncio.Future[Receipt]]] = {}
-        self._streams: weakref.WeakSet[EventStream] = weakref.WeakSet()
+        self._streams: weakref.WeakValueDictionary[int, EventStream] = weakref.WeakValueDictionary()
+        self._stream_numbers = itertools.count()
         self._collection: Optional[asyncio.Handle] = None
 
     async def __aenter__(self) -> Host:
-        other = Host._working() if Host._working else None
+        process = Process.current
+        other: Optional[Host] = process.host() if process.host else None
         if other is not None and other._loop is not None and not other._loop.is_closed():
             raise WrongUse("another Host of this process is working: share it")
         loop = asyncio.get_running_loop()
         self._fd = self._quarn.fd()
         loop.add_reader(self._fd, self._turn)
-        self._loop, Host._working = loop, weakref.ref(self)
+        self._loop, process.host = loop, weakref.ref(self)
         self.collect_soon()
         return self
 
@@ -145,19 +147,19 @@ class Host:
         """The events of a link, or with 0 of all links."""
         self.quarn  # raises WrongUse if nothing would come
         stream = EventStream(link)
-        self._streams.add(stream)
+        self._streams[next(self._stream_numbers)] = stream
         return stream
 
     async def change(self, link: int) -> None:
         """Waits until something happens to a link; with 0, until the library has been turned."""
         assert self._loop is not None
         change: asyncio.Future[None] = self._loop.create_future()
-        waiting = self._changes.setdefault(link, set())
-        waiting.add(change)
+        waiting = self._changes.setdefault(link, {})
+        waiting[change] = None
         try:
             await change
         finally:
-            waiting.discard(change)
+            waiting.pop(change, None)
 
     async def receipt(self, link: int, number: int) -> Receipt:
         """Waits for the outcome of a text."""
@@ -196,7 +198,7 @@ class Host:
         self._wake(_WHOLE_PROCESS)
 
     def _settle(self, event: Event) -> None:
-        for stream in list(self._streams):
+        for stream in list(self._streams.values()):
             stream.offer(event)
         if isinstance(event, Receipts):
             self._resolve(event.link, event.receipt)
@@ -229,7 +231,7 @@ class Host:
         if not self._loop.is_closed():
             self._loop.remove_reader(self._fd)
         self._loop = None
-        for stream in list(self._streams):
+        for stream in list(self._streams.values()):
             stream.end()
         waiting: List[asyncio.Future[Any]] = [each for link in self._changes.values() for each in link]
         waiting += [each for numbers in self._receipts.values() for each in numbers.values()]

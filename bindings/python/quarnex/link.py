@@ -34,7 +34,7 @@ class Link(AsyncIterator[bytes]):
         """Closes the link: without loss within 10 seconds, or after an exception at once."""
         if error is not None:
             self.close()
-        elif self.snapshot().tcp:
+        elif self._phase() not in (Phase.CLOSED, Phase.LOCAL):
             await self.drain_and_close()
 
     def open(self) -> None:

@@ -1,16 +1,16 @@
 """Rules and codes for texts, reports and ports, which need no link. The first use counts as a call of the library."""
 from __future__ import annotations
 
-import functools
 from typing import Optional
 
-from ._library import C, TYPES, Instance, call_process, new, number, string
+from ._library import C, TYPES, Instance, Process, call_process, new, number, string
 from .values import Report, TextCheck, value
 
 
-@functools.lru_cache(maxsize=None)
 def _instance() -> Instance:
-    return Instance()
+    process = Process.current
+    process.texts = process.texts or Instance()
+    return process.texts
 
 
 def check_text(text: bytes) -> TextCheck:

@@ -13,13 +13,15 @@ FOLDER = pathlib.Path(sys.argv[1]).absolute()
 PYTHON = FOLDER / "environment/bin/python3"
 FROM_INSTALLED = """
 import inspect, quarnex
-from quarnex import _library
-public = [getattr(quarnex, name) for name in quarnex.__all__]
+from quarnex import _library, testing
+public = [quarnex, testing, *(getattr(quarnex, name) for name in quarnex.__all__), testing.Site, testing.TestHost]
 members = [member for each in public if inspect.isclass(each) and each.__module__.startswith("quarnex")
            for name, member in vars(each).items() if inspect.isfunction(member) and not name.startswith("_")]
 for each in [*public, *members]:
     assert inspect.getdoc(each), f"no docstring: {each}"
-print(repr((quarnex.__version__, quarnex.__file__, _library.STRUCTS, _library.FUNCTIONS)))
+structs, functions = ({**one, **other} for one, other in (
+    (_library.STRUCTS, testing.STRUCTS), (_library.FUNCTIONS, testing.FUNCTIONS)))
+print(repr((quarnex.__version__, quarnex.__file__, structs, functions)))
 """
 
 
@@ -51,7 +53,7 @@ def declared():
     for name, parameters in re.findall(r"QUARNEX_C_API int32_t quarnex_(\w+)\(([^)]*)\);", header):
         parameters = re.sub(r"const char\* \w+, size_t \w*length", "string text", parameters)
         types = [re.fullmatch(r"(?:const )?(?:quarnex_)?(\w+?)(?:_t)?(\**) \w+", each.strip()) for each in parameters.split(",")]
-        functions[name] = " ".join(each[2][each[1] == "instance":] + each[1] for each in types if each[1] != "error")
+        functions[name] = " ".join(each[2][each[1] in ("instance", "test_site"):] + each[1] for each in types if each[1] != "error")
     return structs, functions
 
 
