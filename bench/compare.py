@@ -4,6 +4,7 @@
     compare.py BIN_FOLDER [--quick]
 """
 import json
+import os
 import subprocess
 import sys
 
@@ -60,6 +61,11 @@ def micro():
     row("a logged line", each("logged_line"), "ns", each("logged_line_floor"), 150, at_most, "150 ns")
     for name, calls in (("connected", "a question"), ("text", "a text in or out"), ("snapshot", "a snapshot")):
         row(f"{calls} in C, beside C++", each(name + "_c"), "ns", each(name + "_cpp"), 20, difference_at_most, "+20 ns")
+    python = json.loads(subprocess.run(["python3", "bench/python_calls.py"], capture_output=True, check=True,
+                                       env={**os.environ, "QUARNEX_LIBRARY": f"{BIN}/../libquarnex.so.1"}).stdout)
+    for name, calls, most in (("connected", "a question", 2), ("text", "a text in or out", 2), ("snapshot", "a snapshot", 15)):
+        row(f"{calls} in Python, beside C++", python[name], "ns", each(name + "_cpp"), most * 1000, difference_at_most,
+            f"+{most} us")
     for name, part in (("quiet_tick", "engine"), ("posix_quiet_tick", "with its adapter")):
         row(f"tick of one quiet link, {part}", each(name + "/manual_time" if name + "/manual_time" in best else name),
             "ns", each("quiet_tick_floor"), 40, at_most, "40 ns")

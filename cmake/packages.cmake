@@ -35,11 +35,12 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/debian/trig
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libquarnex-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME} (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS ON) # of the test kit for C and Python
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "TCP links to Quarn peers (development files)
 ${about}
 
 This package contains the headers, the static library, the test kit for
-hosts, the CMake package and the pkg-config file.")
+hosts in C++, C and Python, the CMake package and the pkg-config file.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME quarnex-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION net)

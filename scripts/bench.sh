@@ -9,5 +9,5 @@ if [[ $# -gt 1 || ( $# -eq 1 && $1 != --quick ) ]]; then
 fi
 scripts/packages.sh bench
 cmake --preset release -B build/bench -DQUARNEX_BENCH=ON -DQUARNEX_TESTS=OFF -DQUARNEX_TOOLS=OFF >/dev/null
-cmake --build build/bench -j "$(nproc)" --target quarnex_benchmarks quarnex_links quarnex_floor
+cmake --build build/bench -j "$(nproc)" --target quarnex_benchmarks quarnex_links quarnex_floor quarnex_shared
 python3 bench/compare.py build/bench/bin "$@"

@@ -1,7 +1,7 @@
 """The host's interface: adds, opens and closes links, exchanges texts over them, and describes them."""
 from __future__ import annotations
 
-import ctypes
+from ctypes import POINTER, byref, c_char_p, c_void_p, cast
 from types import TracebackType
 from typing import Iterable, List, Optional, Tuple, Type
 
@@ -166,7 +166,7 @@ class QuarnSocket:
         """Takes out the oldest received item, as :meth:`GetMessaggioArrivato` does. Returns it, or None if there is none,
         and true if it is a report of the library."""
         kind = self._instance.int32
-        item = self._instance.text(C.next_item, number(link), ctypes.byref(kind))
+        item = self._instance.text(C.next_item, number(link), byref(kind))
         return (item if kind.value != _ITEM_NONE else None), kind.value == _ITEM_REPORT
 
     def receive(self, link: int) -> Optional[bytes]:
@@ -182,8 +182,8 @@ class QuarnSocket:
 
     def links_with_news(self) -> List[int]:
         """The indexes of the links in which received items wait, those that have waited longest first."""
-        indexes = ctypes.POINTER(TYPES["int16"])()
-        size = self._instance.ask(C.links_with_news, self._instance.size, ctypes.byref(indexes))
+        indexes = POINTER(TYPES["int16"])()
+        size = self._instance.ask(C.links_with_news, self._instance.size, byref(indexes))
         return indexes[:size]
 
     # Texts and their outcomes.
@@ -193,7 +193,7 @@ class QuarnSocket:
         one outcome, which an event :class:`~quarnex.events.Receipts` reports. Send while the link is connected: each
         attempt to connect empties the queue."""
         sent = self._instance.uint64
-        reason = self._instance.ask(C.send, self._instance.int32, number(link), *string(text), ctypes.byref(sent))
+        reason = self._instance.ask(C.send, self._instance.int32, number(link), *string(text), byref(sent))
         if reason:
             refusal = named(Refusal, reason)
             raise Refused(refusal, check_text(text) if refusal is Refusal.TEXT else None)
@@ -209,8 +209,8 @@ class QuarnSocket:
 
     def pending(self, link: int) -> List[PendingTexts]:
         """The texts without an outcome, in order: at most three ranges."""
-        ranges = ctypes.POINTER(TYPES["pending_texts"])()
-        size = self._instance.ask(C.pending, self._instance.size, number(link), ctypes.byref(ranges))
+        ranges = POINTER(TYPES["pending_texts"])()
+        size = self._instance.ask(C.pending, self._instance.size, number(link), byref(ranges))
         return [value(PendingTexts, each) for each in ranges[:size]]
 
     def drain_and_close(self, link: int, within: float) -> None:
@@ -228,7 +228,7 @@ class QuarnSocket:
     def snapshot(self, link: int) -> Optional[Snapshot]:
         """Describes the state of the link and the reason why it is down; None for an invalid index."""
         struct = new("link_snapshot")
-        self._instance.call(C.snapshot, number(link), struct)
+        self._instance.call(C.snapshot, number(link), byref(struct))
         return value(Snapshot, struct) if struct.index else None
 
     def outages(self, link: int) -> List[Outage]:
@@ -236,7 +236,7 @@ class QuarnSocket:
         found: List[Outage] = []
         for position in range(self._instance.ask(C.outages, self._instance.size, number(link))):
             struct = new("link_outage")
-            self._instance.call(C.outage, number(link), position, struct)
+            self._instance.call(C.outage, number(link), position, byref(struct))
             found.append(value(Outage, struct))
         return found
 
@@ -248,7 +248,7 @@ class QuarnSocket:
         """Takes the oldest event of all links; None if there is none. Take all events after each turn: at most 10,000
         wait."""
         struct = new("event")
-        taken = self._instance.ask(C.next_event, self._instance.int32, ctypes.byref(struct))
+        taken = self._instance.ask(C.next_event, self._instance.int32, byref(struct))
         return event_of(struct) if taken else None
 
     def events_waiting(self) -> int:
@@ -261,24 +261,24 @@ class QuarnSocket:
         """Sets the memory that peers can make the links hold: received and not handled, of one frame, sent and not
         accepted by the system (each for one link), and of all links. Raises Failure 5 after the first :meth:`Add`."""
         limits = settings("memory_limits", unhandled=unhandled, frame=frame, unsent=unsent, process=process)
-        self._instance.call(C.set_memory_limits, limits)
+        self._instance.call(C.set_memory_limits, byref(limits))
 
     def set_log_settings(self, *, bytes_max: int = 0, files_max: int = 0, group_may_read: bool = False) -> None:
         """Sets how the log files are kept that :meth:`AttivaLog` creates from now on: the size at which the next file
         begins, the number of files kept, and who may read them. 0 = no limit."""
-        self._instance.call(C.set_log_settings, settings("log_settings", bytes_max=bytes_max, files_max=files_max,
-                                                         group_may_read=group_may_read))
+        kept = settings("log_settings", bytes_max=bytes_max, files_max=files_max, group_may_read=group_may_read)
+        self._instance.call(C.set_log_settings, byref(kept))
 
     def flush_log(self, seconds: float) -> FileLosses:
         """Waits until all log lines are in the file or dropped, at most ``seconds``, and returns what is missing."""
         struct = new("file_losses")
-        self._instance.call(C.flush_log, milliseconds(seconds), struct)
+        self._instance.call(C.flush_log, milliseconds(seconds), byref(struct))
         return value(FileLosses, struct)
 
     def process_snapshot(self) -> ProcessSnapshot:
         """What the library holds and has lost in the whole process."""
         struct = new("process_state")
-        self._instance.call(C.process_snapshot, struct)
+        self._instance.call(C.process_snapshot, byref(struct))
         return value(ProcessSnapshot, struct)
 
     def listen_on(self, link: int, dotted: str) -> None:
@@ -292,5 +292,5 @@ class QuarnSocket:
         texts = [each.encode("latin-1") for each in dotted]
         array = (TYPES["text"] * len(texts))()
         for struct, text in zip(array, texts):
-            struct.bytes, struct.length = ctypes.cast(ctypes.c_char_p(text), ctypes.c_void_p), len(text)
+            struct.bytes, struct.length = cast(c_char_p(text), c_void_p), len(text)
         self._instance.call(C.allow_callers, number(link), array, len(texts))

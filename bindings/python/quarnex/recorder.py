@@ -2,6 +2,7 @@
 from __future__ import annotations
 
 import os
+from ctypes import byref
 from typing import Any, Callable, Union
 
 from ._library import C, call_process, milliseconds, new, settings, string
@@ -18,7 +19,7 @@ def record_flight(path: Union[str, bytes, os.PathLike[str]], *, bytes_max: int =
     or 75 (other).
     """
     kept = settings("recording_settings", bytes_max=bytes_max, group_may_read=group_may_read, must_be_new=must_be_new)
-    call_process(C.record_flight, *string(os.fsencode(path)), kept)
+    call_process(C.record_flight, *string(os.fsencode(path)), byref(kept))
 
 
 def flight_losses() -> FileLosses:
@@ -34,5 +35,5 @@ def flush_flight(seconds: float) -> FileLosses:
 
 def _losses(function: Callable[..., int], *arguments: Any) -> FileLosses:
     struct = new("file_losses")
-    call_process(function, *arguments, struct)
+    call_process(function, *arguments, byref(struct))
     return value(FileLosses, struct)

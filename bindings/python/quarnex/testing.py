@@ -18,6 +18,7 @@ from __future__ import annotations
 
 import asyncio
 import ctypes
+from ctypes import byref
 from types import TracebackType
 from typing import Any, Callable, Coroutine, List, Optional, Type, TypeVar, Union
 
@@ -205,7 +206,7 @@ class Site:
         struct.start, struct.after_turn, struct.end = host._callbacks
         self._hosts.append(host)
         number = TYPES["int32"]()
-        self.call(C.test_add, *string(name.encode()), struct, number)
+        self.call(C.test_add, *string(name.encode()), byref(struct), byref(number))
         host.number = number.value
         return host
 
@@ -248,7 +249,7 @@ class Site:
     def now(self) -> float:
         """Virtual time in seconds since 1970-01-01 UTC."""
         if self.at is not None:
-            self.call(C.test_now, self._now)
+            self.call(C.test_now, byref(self._now))
         return float(self._now.value) / 1000
 
     def run(self, seconds: float) -> None:
@@ -305,7 +306,7 @@ class Site:
 
     def _fault(self, kind: int, one: TestHost, other: TestHost, amount: int = 0) -> Fault:
         number = TYPES["int32"]()
-        self.call(C.test_fault, kind, one.number, other.number, amount, number)
+        self.call(C.test_fault, kind, one.number, other.number, amount, byref(number))
         return Fault(self, int(number.value))
 
 
@@ -335,6 +336,6 @@ def simulate(test: Callable[[Site], object], *, seed: int = 1, twice: bool = Fal
     folder = ctypes.c_char_p(recordings.encode())
     struct.recordings.bytes, struct.recordings.length = ctypes.cast(folder, ctypes.c_void_p), len(recordings.encode())
     try:
-        call_process(C.test_simulate, struct, _BODY(body), None)
+        call_process(C.test_simulate, byref(struct), _BODY(body), None)
     except Failure as failure:
         raise problems[0] if problems else TestFailed(failure.description) from None

@@ -1,6 +1,7 @@
 """Rules and codes for texts, reports and ports, which need no link. The first use counts as a call of the library."""
 from __future__ import annotations
 
+from ctypes import byref
 from typing import Optional
 
 from ._library import C, TYPES, Instance, Process, call_process, new, number, string
@@ -16,7 +17,7 @@ def _instance() -> Instance:
 def check_text(text: bytes) -> TextCheck:
     """Predicts the effect of a text of any length over TCP if it is sent in a batch of its own."""
     struct = new("text_check")
-    _instance().call(C.check_text, *string(text), struct)
+    _instance().call(C.check_text, *string(text), byref(struct))
     return value(TextCheck, struct)
 
 
@@ -34,12 +35,12 @@ def parse_report(text: bytes) -> Optional[Report]:
     """Takes apart a report of the library, such as ``b"X000E0701[#I5#$TABC$$S127.0.0.1:20105$]09300518112026"``; None for
     any other text. A peer can send a text in this form: ``QuarnSocket.next_item`` distinguishes the two."""
     struct = new("report")
-    _instance().call(C.parse_report, *string(text), struct)
+    _instance().call(C.parse_report, *string(text), byref(struct))
     return value(Report, struct) if struct.code else None
 
 
 def port_for_type(type: bytes, identifier: int) -> int:
     """The TCP port of a link. Raises Failure 6 if there is none for this identifier."""
     port = TYPES["int32"]()
-    call_process(C.port_for_type, *string(type, "a type"), number(identifier), port)
+    call_process(C.port_for_type, *string(type, "a type"), number(identifier), byref(port))
     return int(port.value)

@@ -350,5 +350,6 @@ _Value = TypeVar("_Value")
 def value(kind: Type[_Value], struct: Any) -> _Value:
     """Converts a struct of the C interface to a dataclass, whose fields have the names of the members and state their
     types. A dataclass without a member of its own takes its fields from the whole struct."""
-    readers = _readers(typing.cast(Any, kind))
-    return kind(**{name: read(struct) for name, read in readers})
+    made = object.__new__(kind)
+    made.__dict__.update({name: read(struct) for name, read in _readers(typing.cast(Any, kind))})
+    return made
