@@ -43,7 +43,7 @@ build_and_test() {
 }
 
 check_format() {
-    git ls-files -z '*.cpp' '*.h' | xargs -0 clang-format --dry-run --Werror
+    git ls-files -z '*.cpp' '*.h' '*.c' | xargs -0 clang-format --dry-run --Werror
 }
 
 everywhere_the_same() {

@@ -331,7 +331,7 @@ METHOD(close) {
 }
 
 METHOD(create) {
-  quarnex_instance** const created = lua_newuserdatauv(L, sizeof *created, 0);
+  quarnex_instance** const created = lua_newuserdatauv(L, sizeof(quarnex_instance*), 0);
   *created = NULL;
   luaL_setmetatable(L, TYPE_NAME);
   CALL(create, created);
