@@ -77,16 +77,21 @@ std::string_view signOfLife(const LinkSnapshot& snapshot) {
   return snapshot.overdue ? "; the peer does not answer" : "";
 }
 
+std::string counted(std::uint64_t count, std::string_view noun) {
+  return concat(count, ' ', noun, count == 1 ? "" : "s");
+}
+
 }  // namespace
 
 std::string outageSentence(Library& library, const LinkOutage& outage) {
   std::uint64_t dropped = 0;
   for (const std::uint64_t texts : outage.dropped) dropped += texts;
-  return concat(
-      "outage ", outage.number, ", ", timeOfDay(library, outage.start),
-      outage.end ? concat(" to ", timeOfDay(library, *outage.end), " (", *outage.end - outage.start, " s)")
-                 : std::string(" until now"),
-      ": ", inWords(outage.reason), "; ", outage.attempts, " failed attempts, ", dropped, " texts dropped");
+  return concat("outage ", outage.number, ", ", timeOfDay(library, outage.start),
+                outage.end
+                    ? concat(" to ", timeOfDay(library, *outage.end), " (", *outage.end - outage.start, " s)")
+                    : std::string(" until now"),
+                ": ", inWords(outage.reason), "; ", counted(outage.attempts, "failed attempt"), ", ",
+                counted(dropped, "text"), " dropped");
 }
 
 std::string whySentence(Library& library, const ConnectionRecord& record, const LinkSnapshot& snapshot) {

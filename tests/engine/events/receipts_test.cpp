@@ -208,17 +208,20 @@ TEST(EventTest, AnOutageFromItsBeginningToItsEnd) {
   ASSERT_EQ(outages.size(), 1U);
   EXPECT_THAT(outages[0].why, testing::StartsWith("outage 1, "));
   EXPECT_THAT(outages[0].why,
-              testing::HasSubstr("the peer closed the connection; 1 failed attempts, 1 texts"));
+              testing::HasSubstr("the peer closed the connection; 1 failed attempt, 1 text dropped"));
 }
 
 TEST(EventTest, AFullQueueSaysWhatIsMissing) {
   StubHost host;
   host.addConnected(kClient);
   host.quarn.enableEvents(1);
+  const std::int64_t begin = host.time.second;
   for (std::size_t i = 0; i < kEventsMax + 5; ++i) (i % 2 == 0 ? connectionEnds(0) : connected())(host);
   const auto lost = host.quarn.nextEvent();
   ASSERT_TRUE(lost && lost->type == EventType::Lost);
   EXPECT_GT(lost->lost.events[static_cast<std::size_t>(EventType::Disconnected)], 1U);
+  EXPECT_GE(lost->lost.from, begin);
+  EXPECT_LE(lost->lost.from, lost->lost.to);
   EXPECT_EQ(host.quarn.eventsWaiting(), kEventsMax);
 }
 
