@@ -1,7 +1,9 @@
 // Tests that all QuarnSocket instances share the process's one library, and that HostLoop runs it.
 #include <gmock/gmock.h>
 #include <poll.h>
+#include <sys/resource.h>
 
+#include <cstdlib>
 #include <filesystem>
 
 #include "quarnex/host_loop.h"
@@ -34,6 +36,22 @@ TEST(ProcessLibrary, EveryInstanceUsesItWhichLogsWithoutATurnAndTicks) {
   EXPECT_EQ(::poll(&waited, 1, 10'000), 1);  // the first tick
   loop.turn(-1ms);
   quarn.Chiudi(link);
+}
+
+// Standard error may be a file as well, so the limit has room for the message.
+[[noreturn]] void endWithAFullLog(const std::filesystem::path& folder) {
+  const rlimit room{2000, 2000};
+  ::setrlimit(RLIMIT_FSIZE, &room);
+  QuarnSocket quarn;
+  quarn.Init(folder.string() + "/");
+  quarn.AttivaLog();
+  for (int i = 0; i < 100; ++i) quarn.Add("LOCAL", 7, true, false);
+  std::exit(0);
+}
+
+TEST(ProcessLibraryDeathTest, StatesAtTheEndWhatIsMissingInTheLog) {
+  const TemporaryFolder folder;
+  EXPECT_EXIT(endWithAFullLog(folder.path()), testing::ExitedWithCode(0), "lines .* are missing in the log");
 }
 
 }  // namespace
