@@ -2,9 +2,14 @@
 #include <gmock/gmock.h>
 #include <poll.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
+#include <fstream>
+#include <string>
 
 #include "quarnex/host_loop.h"
 #include "quarnex/quarn_socket.h"
@@ -52,6 +57,32 @@ TEST(ProcessLibrary, EveryInstanceUsesItWhichLogsWithoutATurnAndTicks) {
 TEST(ProcessLibraryDeathTest, StatesAtTheEndWhatIsMissingInTheLog) {
   const TemporaryFolder folder;
   EXPECT_EXIT(endWithAFullLog(folder.path()), testing::ExitedWithCode(0), "lines .* are missing in the log");
+}
+
+// Creates the files whose names the recording would have in the next seconds, then begins it.
+[[noreturn]] void recordWhereTheNamesAreTaken(const std::filesystem::path& folder) {
+  endProcessLibrary();
+  ::setenv("QUARNEX_RECORD_DIR", folder.c_str(), 1);
+  for (const std::time_t second = std::time(nullptr); const int later : {0, 1, 2, 3, 4, 5}) {
+    char stamp[32];
+    const std::time_t taken = second + later;
+    std::strftime(stamp, sizeof stamp, "-%Y%m%dT%H%M%SZ-", std::gmtime(&taken));
+    const std::string name =
+        program_invocation_short_name + (stamp + std::to_string(::getpid())) + ".jsonl.gz";
+    std::ofstream(folder / name) << "kept";
+  }
+  QuarnSocket();
+  std::exit(0);
+}
+
+TEST(ProcessLibraryDeathTest, KeepsTheRecordingsOfEarlierProcesses) {
+  const TemporaryFolder folder;
+  EXPECT_EXIT(recordWhereTheNamesAreTaken(folder.path()), testing::ExitedWithCode(0), "^$");
+  int kept = 0, other = 0;
+  for (const auto& file : std::filesystem::directory_iterator(folder.path()))
+    ++(contentOf(file.path()) == "kept" ? kept : other);
+  EXPECT_EQ(kept, 6);
+  EXPECT_EQ(other, 1);
 }
 
 }  // namespace
