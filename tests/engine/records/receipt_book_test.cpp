@@ -1,0 +1,60 @@
+// Tests the decisions about texts whose acknowledgement is in doubt when a later batch ends.
+#include "engine/records/receipt_book.h"
+
+#include <gmock/gmock.h>
+
+#include <string>
+#include <vector>
+
+namespace quarnex {
+namespace {
+
+struct Decisions final : DecisionSink {
+  void decided(const Receipt& receipt) override {
+    all.push_back(std::to_string(receipt.from) + '-' + std::to_string(receipt.to) + ' ' +
+                  nameOf(receipt.outcome));
+  }
+  std::vector<std::string> all;
+};
+
+// A client whose first data frame has no acknowledgement, so that of the next batch is in doubt.
+struct DoubtfulBook {
+  DoubtfulBook() {
+    tally.begin();
+    tally.sendsData(true);
+    for (int i = 0; i < 2; ++i) book.accept();
+    runBatch(1, 0, true);
+  }
+  void runBatch(std::size_t texts, std::uint32_t spoilt, bool leaves) {
+    book.prepare(texts, spoilt);
+    if (leaves) {
+      tally.sendsData(true);
+      book.sent(true, tally);
+    }
+    tally.acknowledges(true);
+    book.acknowledged(tally, 100, decisions);
+  }
+
+  ReceiptBook book;
+  AckTally tally;
+  Decisions decisions;
+};
+
+TEST(ReceiptBook, EndsTheDoubtBeforeALaterBatchIsDecided) {
+  const struct {
+    bool leaves;
+    std::uint32_t spoilt;
+    std::vector<std::string> decided;
+  } rows[] = {
+      {false, 0, {"1-1 unknown", "2-2 dropped"}}, {true, 1, {"1-1 unknown", "2-2 unknown"}}, {true, 0, {}}};
+  for (const auto& row : rows) {
+    DoubtfulBook each;
+    EXPECT_THAT(each.decisions.all, testing::IsEmpty());
+    EXPECT_EQ(each.book.decidedUpTo(), 0U);
+    each.runBatch(1, row.spoilt, row.leaves);
+    EXPECT_EQ(each.decisions.all, row.decided);
+  }
+}
+
+}  // namespace
+}  // namespace quarnex
