@@ -12,6 +12,7 @@
 #include "bench/process.h"
 #include "engine/exchange/frame.h"
 #include "quarnex/event_report.h"
+#include "quarnex/times_and_limits.h"
 #include "simulation/checks/invariants.h"
 #include "support/stub_host.h"
 
@@ -140,6 +141,7 @@ class OutOfMemory : public testing::TestWithParam<Work> {
     run(host, n, all);
     if (!ScarceHeap::refused) return false;
     EXPECT_EQ(&host.record(1), &record);
+    for (const std::string& message : host.sent()) EXPECT_GE(message.size(), std::size_t{kMessageLengthMin});
     expectOrder(host);
     if (record.history.reconnections == reconnections && !GetParam().empties) expectEarlierTexts(record);
     expectWork(host);

@@ -43,15 +43,15 @@ void ReceiptBook::prepare(std::size_t texts, std::uint32_t spoilt) {
   batch_ = {queueFrom_, queueFrom_ + undecided - 1};
   queueFrom_ += undecided;
   spoilt_ = spoilt;
-  batchFrames_ = framesHere_ = 0;
-  repeatsBatch_ = false;
+  batchFrames_ = 0;
+  leftHere_ = repeatsBatch_ = false;
 }
 
 void ReceiptBook::sent(bool first, const AckTally& tally) {
   if (first) repeatsBatch_ = true;
   if (!repeatsBatch_) return;
-  if (framesHere_ == 0) framesBefore_ = tally.frames() - 1;
-  ++framesHere_;
+  if (!leftHere_) framesBefore_ = tally.frames() - 1;
+  leftHere_ = true;
   ++batchFrames_;
 }
 
@@ -71,7 +71,7 @@ void ReceiptBook::settleOld(const AckTally& tally, std::int64_t second, Decision
 
 void ReceiptBook::connectionEnded(const AckTally& tally, DecisionSink& sink) {
   settle(tally, sink);
-  framesHere_ = 0;
+  leftHere_ = false;
 }
 
 void ReceiptBook::abandon(ReceiptCause cause, const AckTally& tally, DecisionSink& sink) {
@@ -98,10 +98,10 @@ std::uint64_t ReceiptBook::undecided() const {
 
 void ReceiptBook::endBatch(const AckTally& tally, std::int64_t second, DecisionSink& sink) {
   const bool isOwn = tally.allAcknowledged() || tally.acks() > framesBefore_;
-  const bool certain = framesHere_ > 0 && uncertain_.empty() && isOwn;
+  const bool certain = leftHere_ && uncertain_.empty() && isOwn;
   const bool continues = uncertain_.empty() || uncertain_.to + 1 == batch_.from;
-  if (framesHere_ == 0 || spoilt_ != 0 || !continues) settle(tally, sink);
-  if (framesHere_ == 0) {
+  if (!leftHere_ || spoilt_ != 0 || !continues) settle(tally, sink);
+  if (!leftHere_) {
     const Outcome outcome = batchFrames_ == 0 ? Outcome::Dropped : Outcome::Unknown;
     decideBatch(outcome, ReceiptCause::StrayAcknowledgement, tally, sink);
   } else if (spoilt_ != 0) {
@@ -115,7 +115,8 @@ void ReceiptBook::endBatch(const AckTally& tally, std::int64_t second, DecisionS
 
 void ReceiptBook::forgetBatch() {
   batch_ = {};
-  batchFrames_ = framesHere_ = spoilt_ = 0;
+  batchFrames_ = spoilt_ = 0;
+  leftHere_ = false;
 }
 
 void ReceiptBook::decideBatch(Outcome outcome, ReceiptCause cause, const AckTally& tally,

@@ -78,9 +78,9 @@ class ReceiptBook {
   std::int64_t uncertainSince_ = 0;
   std::uint32_t uncertainFrames_ = 0;
   std::uint32_t batchFrames_ = 0;   // that the batch was in, on all connections
-  std::uint32_t framesHere_ = 0;    // of them on this connection
   std::uint32_t framesBefore_ = 0;  // data frames before the batch's first, see `AckTally::frames`
   std::uint32_t spoilt_ = 0;
+  bool leftHere_ = false;      // the batch has been in a frame on this connection
   bool repeatsBatch_ = false;  // the message that is repeated is the batch
 };
 

@@ -81,6 +81,21 @@ TEST(Receiving, LeavesTheBytesBehindACompleteFrame) {
   EXPECT_EQ(record.Ricevuto.text(), "\2next\3");
 }
 
+TEST(Receiving, FetchesWhileALinkHoldsNoMoreThanItMay) {
+  const std::string left = "\2next\3";
+  for (const std::size_t missing : {0U, 1U}) {
+    StubHost host;
+    ConnectionRecord& record = host.record(host.addConnected(true));
+    record.FrameCompleto = true;
+    host.carrier(1).incoming.push_back(left);
+    RiceviFrame(host.library, record);
+    host.library.limits.unhandled = left.size() - missing;
+    host.carrier(1).incoming.push_back("more");
+    RiceviFrame(host.library, record);
+    EXPECT_EQ(record.Ricevuto.text(), missing == 0 ? left + "more" : left);
+  }
+}
+
 TEST(Answers, AreNotSentForADamagedFrame) {
   StubHost host;
   ConnectionRecord& record = host.record(host.addConnected(true));

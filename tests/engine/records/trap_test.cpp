@@ -6,6 +6,8 @@
 #include <new>
 #include <stdexcept>
 
+#include "engine/diagnostics/event_reports.h"
+#include "engine/diagnostics/trace.h"
 #include "engine/link/failure_handling.h"
 #include "quarnex/failure.h"
 #include "support/stub_host.h"
@@ -60,6 +62,23 @@ TEST_F(Traps, EndInAnyOrderAndLeaveTheOthersPending) {
   EXPECT_EQ(outer.number(), 9);
   outer.clear();
   EXPECT_EQ(host.library.pendingTraps, nullptr);
+}
+
+TEST(TrapOfACaller, IsSettledByANotice) {
+  const struct {
+    const char* name;
+    void (*notice)(Library&);
+  } rows[] = {{"error", [](Library& library) { ErroreETH(library, 1, 0, "x"); }},
+              {"warning", [](Library& library) { AvvisoETH(library, 1, 0, "x"); }},
+              {"trace", [](Library& library) { TracciaErrore(library, 1, 5, "x"); }}};
+  for (const auto& row : rows) {
+    test::StubHost host;
+    host.addConnected(true);
+    Trap caller(host.library);
+    caller([] { throw Failure(5, "boom"); });
+    row.notice(host.library);
+    EXPECT_FALSE(caller.pending()) << row.name;
+  }
 }
 
 // Also if the reconnection fails at its first step, because the endpoint cannot be read.
