@@ -9,12 +9,12 @@ async def print_texts(link: quarnex.Link) -> None:
         print("received", text.decode("latin-1"))
 
 
-async def main() -> None:
+async def main(identifier: int = 7) -> None:
     async with quarnex.Host() as host:
-        server = host.listen(b"METEO", 7)  # port 20107
+        server = host.listen(b"METEO", identifier)  # port 20107
         server.open()
         printing = asyncio.create_task(print_texts(server))
-        async with host.call(b"METEO", 7) as client:  # opens it, and closes it without loss
+        async with host.call(b"METEO", identifier) as client:  # opens it, and closes it without loss
             await client.connected()
             receipt = await client.send(b"HELLO")
             print("the text is", receipt.outcome)

@@ -17,15 +17,16 @@ from .host import EventStream, Host
 from .link import Link
 from .quarn_socket import QuarnSocket, Refused
 from .recorder import flight_losses, flush_flight, record_flight
-from .text_rules import check_text, decode_text, encode_text, parse_report, port_for_type
+from .text_rules import check_text, decode_text, encode_text, in_words, parse_report, port_for_type
 from .values import (Cause, EventType, FailureKind, FileLosses, LinkFailure, Outage, Outcome, OutcomeCounts, PendingTexts,
                      Phase, ProcessSnapshot, Receipt, Refusal, Report, Rule, Snapshot, TextCheck)
 
 __version__: str = _C.version().decode("ascii")
 
 __all__ = [
-    "Cause", "EventStream", "EventType", "Failure", "FailureKind", "FileLosses", "Host", "Link", "LinkFailure", "Outage", "Outcome",
-    "OutcomeCounts", "PendingTexts", "Phase", "ProcessSnapshot", "QuarnSocket", "Receipt", "Refusal", "Refused", "Report",
-    "Rule", "Snapshot", "TextCheck", "WrongUse", "check_text", "decode_text", "encode_text", "events", "flight_losses",
-    "flush_flight", "parse_report", "port_for_type", "record_flight",
+    "Cause", "EventStream", "EventType", "Failure", "FailureKind", "FileLosses", "Host", "Link", "LinkFailure",
+    "Outage", "Outcome", "OutcomeCounts", "PendingTexts", "Phase", "ProcessSnapshot", "QuarnSocket", "Receipt",
+    "Refusal", "Refused", "Report", "Rule", "Snapshot", "TextCheck", "WrongUse", "check_text", "decode_text",
+    "encode_text", "events", "flight_losses", "flush_flight", "in_words", "parse_report", "port_for_type",
+    "record_flight",
 ]

@@ -325,6 +325,13 @@ def number(value: int) -> int:
     return min(max(value.__index__(), INT32_MIN), INT32_MAX)
 
 
+def truth(value: bool) -> int:
+    """A truth value as the library takes it."""
+    if not isinstance(value, int):
+        raise TypeError(f"a truth value is a bool, not {type(value).__name__}")
+    return 1 if value else 0
+
+
 def milliseconds(seconds: float) -> int:
     """A duration as the library takes it; a fraction of a millisecond counts as one."""
     return math.ceil(min(max(seconds, -1.0), LONGEST_SECONDS) * 1000)

@@ -25,7 +25,7 @@ class Counts:
 
 @dataclass(frozen=True)
 class Event:
-    """Common to all events. An event of a type that only a newer library knows has this class."""
+    """Common to all events."""
 
     type: ClassVar[EventType]
     link: int
@@ -180,5 +180,8 @@ _CLASSES: Dict[EventType, Type[Event]] = {each.type: each for each in Event.__su
 
 
 def event_of(struct: Any) -> Event:
-    """Converts an event of the C interface."""
-    return value(_CLASSES.get(named(EventType, struct.type), Event), struct)
+    """Converts an event of the C interface. A type that only a newer library knows gets a class without details."""
+    kind = named(EventType, struct.type)
+    if kind not in _CLASSES:
+        _CLASSES[kind] = type("Event", (Event,), {"type": kind})
+    return value(_CLASSES[kind], struct)

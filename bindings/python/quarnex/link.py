@@ -4,6 +4,7 @@ from __future__ import annotations
 from types import TracebackType
 from typing import TYPE_CHECKING, AsyncIterator, List, Optional, Type
 
+from ._library import WrongUse
 from .events import Drained
 from .values import Outage, Phase, Receipt, Snapshot
 
@@ -55,12 +56,12 @@ class Link(AsyncIterator[bytes]):
         stream = self.events()
         self._host.quarn.drain_and_close(self.index, within)
         self._host.collect_soon()
-        drained = await stream.__anext__()
-        while not isinstance(drained, Drained):
-            drained = await stream.__anext__()
-        while self._phase() is not Phase.CLOSED:
-            await self._host.change(self.index)
-        return drained
+        async for event in stream:
+            if isinstance(event, Drained):
+                while self._phase() is not Phase.CLOSED:
+                    await self._host.change(self.index)
+                return event
+        raise WrongUse("the Host has ended")
 
     @property
     def is_connected(self) -> bool:

@@ -5,7 +5,7 @@ from ctypes import POINTER, byref, c_char_p, c_void_p, cast
 from types import TracebackType
 from typing import Iterable, List, Optional, Tuple, Type
 
-from ._library import C, TYPES, Instance, milliseconds, new, number, settings, string
+from ._library import C, TYPES, Instance, milliseconds, new, number, settings, string, truth
 from .events import Event, event_of
 from .text_rules import check_text
 from .values import (FileLosses, Outage, PendingTexts, ProcessSnapshot, Refusal, Snapshot, TextCheck, named, value)
@@ -77,8 +77,8 @@ class QuarnSocket:
         false: texts go to the first other link of the same type and identifier in this process. Over TCP only the
         identifiers 0 to 999 can exchange texts.
         """
-        client, tcp = bool(ConnessioneClient), bool(UsaTcp)
-        return self._instance.ask(C.Add, self._instance.int32, *string(Tipo, "a type"), number(IdQUARN), client, tcp)
+        return self._instance.ask(C.Add, self._instance.int32, *string(Tipo, "a type"), number(IdQUARN),
+                                  truth(ConnessioneClient), truth(UsaTcp))
 
     def GetMessaggioArrivato(self, IdxQuarn: int) -> bytes:
         """Takes out the oldest received item, a text of the peer or a report of the library; ``b""`` if there is none."""
@@ -242,7 +242,7 @@ class QuarnSocket:
 
     def enable_events(self, link: int, on: bool = True) -> None:
         """Starts or stops queueing the events of a link. Raises Failure 5 for an invalid index."""
-        self._instance.call(C.enable_events, number(link), bool(on))
+        self._instance.call(C.enable_events, number(link), truth(on))
 
     def next_event(self) -> Optional[Event]:
         """Takes the oldest event of all links; None if there is none. Take all events after each turn: at most 10,000

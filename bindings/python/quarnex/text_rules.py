@@ -1,11 +1,11 @@
 """Rules and codes for texts, reports and ports, which need no link. The first use counts as a call of the library."""
 from __future__ import annotations
 
-from ctypes import byref
+from ctypes import byref, c_char_p, c_void_p, cast
 from typing import Optional
 
 from ._library import C, TYPES, Instance, Process, call_process, new, number, string
-from .values import Report, TextCheck, value
+from .values import LinkFailure, Report, TextCheck, number_of, value
 
 
 def _instance() -> Instance:
@@ -37,6 +37,16 @@ def parse_report(text: bytes) -> Optional[Report]:
     struct = new("report")
     _instance().call(C.parse_report, *string(text), byref(struct))
     return value(Report, struct) if struct.code else None
+
+
+def in_words(failure: LinkFailure) -> str:
+    """The reason of a link's failure in plain words, such as "error 10061, The requested connection has been refused by
+    the remote host"."""
+    struct = TYPES["link_failure"]()
+    text = failure.text.encode("latin-1")
+    struct.kind, struct.number = number_of(failure.kind), failure.number
+    struct.text.bytes, struct.text.length = cast(c_char_p(text), c_void_p), len(text)
+    return _instance().text(C.in_words, byref(struct)).decode("latin-1")
 
 
 def port_for_type(type: bytes, identifier: int) -> int:

@@ -13,7 +13,7 @@ import typing
 from dataclasses import dataclass
 from typing import Any, Callable, Dict, List, Optional, Tuple, Type, TypeVar
 
-from ._library import C
+from ._library import INT16_MAX, C
 
 
 class Named(str, enum.Enum):
@@ -147,6 +147,11 @@ def named(enumeration: Type[_Enumeration], number: int) -> _Enumeration:
     """The member for a number of the C interface."""
     member: _Enumeration = _member(enumeration, number)
     return member
+
+
+def number_of(member: Named) -> int:
+    """The number of a member in the C interface."""
+    return next(number for number in range(INT16_MAX) if named(type(member), number) is member)
 
 
 @dataclass(frozen=True)

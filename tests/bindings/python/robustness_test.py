@@ -1,13 +1,20 @@
 #!/usr/bin/env python3
 """Calls that cannot work get a clear exception and change nothing in the links."""
 import asyncio
-import gc
 import os
+import pathlib
+import resource
+import signal
+import subprocess
+import sys
 import threading
 import unittest
 
 import quarnex
 from quarnex import Failure, WrongUse
+
+sys.path.insert(0, str(pathlib.Path(__file__).parents[2] / "conformance"))
+import conformance  # noqa: E402
 
 QUARN = quarnex.QuarnSocket()
 ONE, OTHER = (QUARN.Add(b"ABC", 5, client, False) for client in (True, False))
@@ -17,6 +24,7 @@ WRONG_VALUES = [
     (TypeError, "bytes, not bytearray", lambda: QUARN.send(ONE, bytearray(b"HELLO"))),
     (TypeError, "an int, not float", lambda: QUARN.Apri(1.0)),
     (TypeError, "an int, not NoneType", lambda: QUARN.Connesso(None)),
+    (TypeError, "a bool, not str", lambda: QUARN.Add(b"ABC", 5, "client", True)),
     (TypeError, "missing 2 required", lambda: QUARN.Add(b"ABC", 5)),
     (Failure, r"Overflow \(6\)", lambda: QUARN.Add(b"ABC", 70000, True, True)),
     (Failure, r"\(6\)", lambda: QUARN.Apri(2**32 + 1)),
@@ -29,6 +37,9 @@ WRONG_VALUES = [
     (quarnex.Refused, "text: an empty text is not sent", lambda: QUARN.send(ONE, b"")),
     (WrongUse, "between the beginning and the end", lambda: quarnex.Host().call(b"ABC", 5)),
 ]
+
+
+EXAMPLE = str(pathlib.Path(__file__).parents[3] / "examples/embed.py")
 
 
 async def new_host():
@@ -78,9 +89,11 @@ class Robustness(unittest.TestCase):
         with self.assertRaisesRegex(WrongUse, "it has been closed"):
             quarn.receive(OTHER)
         self.assertEqual(QUARN.receive(OTHER), b"HELLO")
-        quarn = quarnex.QuarnSocket()
-        del quarn
-        gc.collect()
+        before = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
+        for _ in range(5000):
+            quarn = quarnex.QuarnSocket()
+            quarn.snapshot(ONE)
+        self.assertLess(resource.getrusage(resource.RUSAGE_SELF).ru_maxrss - before, 1024, "KiB")
 
     def test_a_host_survives_the_end_of_its_loop(self):
         loop = asyncio.new_event_loop()
@@ -103,6 +116,26 @@ class Robustness(unittest.TestCase):
             with self.assertRaisesRegex(WrongUse, "the Host has ended"):
                 await waiting
         asyncio.run(go_on())
+
+
+    def test_a_library_that_does_not_fit_is_named(self):
+        for library, module, words in (("nowhere.so", "quarnex", "cannot be loaded: nowhere.so"),
+                                       ("libc.so.6", "quarnex", "libc.so.6 is older than this package"),
+                                       (os.environ["QUARNEX_LIBRARY"], "quarnex.testing", "to libquarnex_testing.so")):
+            environment = {**os.environ, "QUARNEX_LIBRARY": library}
+            program = [sys.executable, "-c", f"import {module}"]
+            self.assertIn(words, subprocess.run(program, env=environment, stderr=subprocess.PIPE, text=True).stderr)
+
+    def test_a_signal_ends_a_turn(self):
+        signal.signal(signal.SIGALRM, lambda *_: sys.exit("alarm"))
+        signal.setitimer(signal.ITIMER_REAL, 0.2)
+        with self.assertRaisesRegex(SystemExit, "alarm"):
+            QUARN.turn(-1)
+
+    def test_the_example_works_over_tcp(self):
+        program = f"import asyncio, runpy; asyncio.run(runpy.run_path({EXAMPLE!r})['main']({conformance.free_identifier()}))"
+        printed = subprocess.run([sys.executable, "-X", "dev", "-c", program], check=True, capture_output=True, text=True)
+        self.assertEqual((printed.stdout, printed.stderr), ("received HELLO\nthe text is acknowledged\n", ""))
 
 
 unittest.main()

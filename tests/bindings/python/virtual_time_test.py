@@ -2,9 +2,9 @@
 """Coroutines of two hosts exchange texts, under faults and in virtual time."""
 import asyncio
 import contextlib
-import importlib.util
 import io
 import pathlib
+import runpy
 import tempfile
 import unittest
 
@@ -88,6 +88,7 @@ class VirtualTime(unittest.TestCase):
             self.assertEqual(meteo.link.outages()[-1].reason.kind, quarnex.FailureKind.KEEP_ALIVE_TIMEOUT)
             lost = [event for event in meteo.events if isinstance(event, events.Disconnected)]
             self.assertEqual([event.reason.kind.value for event in lost], ["keep-alive-timeout"])
+            self.assertIn("no message", meteo.host.inside(lambda: quarnex.in_words(lost[0].reason)))
         self.simulate(test)
 
     def test_a_killed_host_starts_again_with_fresh_handles(self):
@@ -112,13 +113,10 @@ class VirtualTime(unittest.TestCase):
                 self.simulate(lambda site, tower, meteo: site.add("third", make))
 
     def test_the_example_prints_both_ends(self):
-        spec = importlib.util.spec_from_file_location("embed", EXAMPLE)
-        example = importlib.util.module_from_spec(spec)
-        spec.loader.exec_module(example)
-        printed = io.StringIO()
+        example, printed = runpy.run_path(str(EXAMPLE)), io.StringIO()
 
         def test(site):
-            host = site.add("both", example.main)
+            host = site.add("both", example["main"])
             site.run_until(lambda: host.done, 60)
         with contextlib.redirect_stdout(printed):
             self.simulate(test, names=())

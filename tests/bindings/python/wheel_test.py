@@ -11,6 +11,7 @@ import venv
 ROOT = pathlib.Path(__file__).parents[3]
 FOLDER = pathlib.Path(sys.argv[1]).absolute()
 PYTHON = FOLDER / "environment/bin/python3"
+HANDLES = ("instance", "test_site")
 FROM_INSTALLED = """
 import inspect, quarnex
 from quarnex import _library, testing
@@ -52,8 +53,9 @@ def declared():
     functions = {}
     for name, parameters in re.findall(r"QUARNEX_C_API int32_t quarnex_(\w+)\(([^)]*)\);", header):
         parameters = re.sub(r"const char\* \w+, size_t \w*length", "string text", parameters)
-        types = [re.fullmatch(r"(?:const )?(?:quarnex_)?(\w+?)(?:_t)?(\**) \w+", each.strip()) for each in parameters.split(",")]
-        functions[name] = " ".join(each[2][each[1] in ("instance", "test_site"):] + each[1] for each in types if each[1] != "error")
+        types = [re.fullmatch(r"(?:const )?(?:quarnex_)?(\w+?)(?:_t)?(\**) \w+", each.strip())
+                 for each in parameters.split(",")]
+        functions[name] = " ".join(each[2][each[1] in HANDLES:] + each[1] for each in types if each[1] != "error")
     return structs, functions
 
 
@@ -70,4 +72,6 @@ assert place.startswith(str(FOLDER)), f"imported from {place}"
 header_structs, header_functions = declared()
 compare("struct", *({name: members(body) for name, body in each.items()} for each in (structs, header_structs)))
 compare("function", functions, header_functions)
-print(run(sys.executable, "-m", "mypy", "--strict", "--cache-dir", FOLDER / "types", pathlib.Path(place).parent))
+for checked in (pathlib.Path(place).parent, ROOT / "examples/embed.py"):
+    print(run(sys.executable, "-m", "mypy", "--strict", "--python-executable", PYTHON, "--cache-dir", FOLDER / "types",
+              checked))
