@@ -128,6 +128,14 @@ try_test_kit() {
     done
 }
 
+try_python() {
+    export PYTHONPATH=bindings/python PYTHONDONTWRITEBYTECODE=1
+    [[ $(LD_LIBRARY_PATH=$libraries python3 -c 'import quarnex; print(quarnex.__version__)') == "$version" ]]
+    LD_LIBRARY_PATH=$libraries alone python3 examples/embed.py >"$work/python"
+    diff - "$work/python" <<<$'received HELLO\nthe text is acknowledged'
+    QUARNEX_LIBRARY=$libraries/quarnex/libquarnex_testing.so python3 -c 'import quarnex.testing'
+}
+
 try_language_standards() {
     local headers message
     headers=$(cd "$root/usr/include" && printf '#include <%s>\n' quarnex/*.h)
@@ -166,6 +174,8 @@ step "a host that records"
 try_recording
 step "a host in C: CMake and pkg-config, static and shared"
 try_c_host
+step "Python: the library and the test kit"
+try_python
 step "the test kit for hosts, and a program that mixes it with the shared library"
 try_test_kit
 echo "The packages of Quarnex $version install, and hosts build and run with them."
