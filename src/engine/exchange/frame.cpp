@@ -68,10 +68,8 @@ std::string HexDump(std::string_view testo) {
   std::string dump;
   dump.reserve(3 * testo.size());
   for (const char character : testo) {
-    const auto code = static_cast<unsigned char>(character);
     dump += ' ';
-    dump += kHexDigits[code >> 4];
-    dump += kHexDigits[code & 15];
+    dump += HexByte(static_cast<unsigned char>(character));
   }
   return dump;
 }

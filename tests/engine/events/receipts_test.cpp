@@ -225,6 +225,23 @@ TEST(EventTest, AFullQueueSaysWhatIsMissing) {
   EXPECT_EQ(host.quarn.eventsWaiting(), kEventsMax);
 }
 
+TEST(EventTest, OccurrencesDoNotJoinTheFirstEventOfAnotherType) {
+  for (const bool before : {false, true}) {
+    StubHost host;
+    host.addConnected(kClient);
+    const auto receiveAndDrop = [&] {
+      host.receive(1, "0000053|unread|9CMD|9.|");
+      host.quarn.Invia(1, "VUOTABUFFER");
+    };
+    if (before) receiveAndDrop();
+    host.quarn.enableEvents(1);
+    sequence(connectionEnds(0), connected())(host);
+    receiveAndDrop();
+    EXPECT_THAT(eventsOf(host, false), testing::ElementsAre("disconnected 0", "connected 1", "heard 1",
+                                                            "texts-received 1", "received-dropped 1"));
+  }
+}
+
 TEST(EventTest, NoTextOfAPeerMakesAnotherEvent) {
   StubHost host;
   host.addConnected(kClient);

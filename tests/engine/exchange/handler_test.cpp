@@ -9,6 +9,7 @@
 #include "engine/exchange/receiving.h"
 #include "engine/exchange/sending.h"
 #include "engine/message/outbound.h"
+#include "engine/records/memory_budget.h"
 #include "support/stub_host.h"
 
 namespace quarnex::test {
@@ -93,6 +94,17 @@ TEST(Receiving, FetchesWhileALinkHoldsNoMoreThanItMay) {
     host.carrier(1).incoming.push_back("more");
     RiceviFrame(host.library, record);
     EXPECT_EQ(record.Ricevuto.text(), missing == 0 ? left + "more" : left);
+  }
+}
+
+TEST(Receiving, AcceptsAFrameUpToItsLimit) {
+  StubHost host;
+  ConnectionRecord& record = host.record(host.addConnected(true));
+  host.carrier(1).incoming.push_back("\2long");
+  RiceviFrame(host.library, record);
+  for (const std::size_t missing : {0U, 1U}) {
+    host.library.limits.frame = record.FrameInCorso.size() - missing;
+    EXPECT_EQ(isFrameTooLong(host.library, record), missing > 0);
   }
 }
 

@@ -56,5 +56,13 @@ TEST(ReceiptBook, EndsTheDoubtBeforeALaterBatchIsDecided) {
   }
 }
 
+TEST(ReceiptBook, EndsADoubtAfterAMinute) {
+  DoubtfulBook each;
+  each.book.settleOld(each.tally, 160, each.decisions);
+  EXPECT_THAT(each.decisions.all, testing::IsEmpty());
+  each.book.settleOld(each.tally, 161, each.decisions);
+  EXPECT_THAT(each.decisions.all, testing::ElementsAre("1-1 unknown"));
+}
+
 }  // namespace
 }  // namespace quarnex

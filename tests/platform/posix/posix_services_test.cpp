@@ -100,6 +100,20 @@ TEST_F(LogTextFileTest, AFullFileIsFollowedByOneOfTheSameForm) {
   }
 }
 
+TEST_F(LogTextFileTest, AFileWithoutADateInItsNameIsFollowedByNone) {
+  for (const std::string& path : {(folder.path() / "log").string(), (folder.path() / "log.txt").string()}) {
+    file.configure({.bytesMax = 10});
+    file.create(path);
+    for (const char* line : {"\n", "two lines\r\n", "three lines\r\n"}) {
+      file.write(line);
+      EXPECT_TRUE(file.flush(std::chrono::seconds(20)));
+    }
+    EXPECT_EQ(file.losses().bytes, 0U);
+    file.close();
+    EXPECT_EQ(contentOf(path), "\ntwo lines\r\nthree lines\r\n");
+  }
+}
+
 TEST(PosixClock, OffsetChangesInTheExactSecondThatTheZoneDefines) {
   constexpr std::int64_t kSpring = 1774746000;  // 2026-03-29 01:00:00 UTC
   constexpr std::int64_t kAutumn = 1792890000;  // 2026-10-25 01:00:00 UTC
