@@ -43,8 +43,8 @@ struct TestDisk {
 
   std::atomic<bool> hanging = false, full = false;
   std::atomic<bool> reached = false;  // by a write
-  std::atomic<int> open = 0;      // files that a writer still uses
-  std::deque<std::string> texts;  // of its files
+  std::atomic<int> open = 0;          // files that a writer still uses
+  std::deque<std::string> texts;      // of its files
 };
 
 class BackgroundWriterTest : public testing::Test {
@@ -97,10 +97,13 @@ TEST_F(BackgroundWriterTest, LeavesAFileThatHangsToItsThread) {
   disk.setHanging(true);
   writer().write("late\n");
   EXPECT_FALSE(writer().flush(10ms));
+  const auto latest = std::chrono::steady_clock::now() + kNeverReached;
+  writer().end();
+  EXPECT_FALSE(writer().flush(2 * kNeverReached));
+  EXPECT_LT(std::chrono::steady_clock::now(), latest);
   writer_.reset();
   EXPECT_EQ(disk.open, 1);
   disk.setHanging(false);
-  const auto latest = std::chrono::steady_clock::now() + kNeverReached;
   while (disk.open > 0 && std::chrono::steady_clock::now() < latest) std::this_thread::sleep_for(1ms);
   EXPECT_EQ(disk.texts[0], "late\n");
 }

@@ -56,6 +56,21 @@ TEST(ReceiptBook, EndsTheDoubtBeforeALaterBatchIsDecided) {
   }
 }
 
+// More rounds than the tally can count.
+TEST(AckTally, ProvesAgainAfterEachRound) {
+  AckTally client;
+  AckTally server;
+  for (int round = 0; round < 70'000; ++round) {
+    client.sendsData(true);
+    client.sendsWords(true, true);
+    ASSERT_TRUE(client.answersQuery()) << round;
+    server.sendsData(false);
+    bool proved = false;
+    for (int query = 0; query < 15; ++query) proved = server.queries();
+    ASSERT_TRUE(proved) << round;
+  }
+}
+
 TEST(ReceiptBook, EndsADoubtAfterAMinute) {
   DoubtfulBook each;
   each.book.settleOld(each.tally, 160, each.decisions);

@@ -114,6 +114,17 @@ TEST_F(LogTextFileTest, AFileWithoutADateInItsNameIsFollowedByNone) {
   }
 }
 
+TEST(ForwardClock, StaysForASecondThatTheSystemShowsTwice) {
+  ForwardClock clock;
+  const struct {
+    std::int64_t system, reading, ahead;
+  } rows[] = {{100, 100, 0}, {99, 100, 0}, {100, 100, 0}, {98, 100, 2}, {99, 101, 2}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(clock.follow(row.system).second, row.reading) << row.system;
+    EXPECT_EQ(clock.ahead(), row.ahead) << row.system;
+  }
+}
+
 TEST(PosixClock, OffsetChangesInTheExactSecondThatTheZoneDefines) {
   constexpr std::int64_t kSpring = 1774746000;  // 2026-03-29 01:00:00 UTC
   constexpr std::int64_t kAutumn = 1792890000;  // 2026-10-25 01:00:00 UTC
