@@ -22,10 +22,12 @@ import sys
 import rules
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-COPY = ROOT / "build" / "mutants" / "source"
-BUILD = ROOT / "build" / "mutants" / "build"
+IS_DRAWN = "--rule" in sys.argv
+COPY = ROOT / "build" / "mutants" / ("drawn" if IS_DRAWN else "written") / "source"
+BUILD = COPY.parent / "build"
 TARGETS = ["quarnex_tests", "quarnex_memory_tests", "quarn", "fuzz_received", "fuzz_message"]
 SECONDS_MAX = 400
+TABLE_SECONDS_MAX = 150  # ten times what the tables take; a mutation can make a loop endless
 SEEDS = range(1, 31)  # of the simulated sites; each takes about 2 seconds
 
 QUARN = f"{BUILD}/bin/quarn"
@@ -49,6 +51,15 @@ DETECTORS = {
     "adapters": tests(f"'{SUITES['adapters']}'"),
     "corpora": " && ".join(f"{BUILD}/bin/fuzz_{name} {COPY}/fuzz/corpus/{name}" for name in ("received", "message")),
 }
+
+
+# Included before every source, so that one build holds many mutations, of which the environment chooses one.
+MUTANTS = """#include <cstdlib>
+namespace mutants {
+inline const int chosen = [] { const char* text = std::getenv("QUARNEX_MUTANT"); return text ? std::atoi(text) : 0; }();
+inline bool isOn(int number) { return number == chosen; }
+}
+"""
 
 
 class Mutation:
@@ -96,27 +107,30 @@ def copy_sources():
             shutil.copy(ROOT / file, copy)
 
 
-def build(*targets):
-    return subprocess.run(["cmake", "--build", BUILD, "--target", *(targets or TARGETS)],
-                          capture_output=True).returncode == 0
+def build(*targets, output=None):
+    """Returns whether the targets build, by default all; `output` receives all messages of the compiler."""
+    result = subprocess.run(["cmake", "--build", BUILD, "--target", *(targets or TARGETS), "--",
+                             *(["-k", "0"] if output is not None else [])], capture_output=True, text=True)
+    if output is not None:
+        output.append(result.stdout)
+    return result.returncode == 0
 
 
-def notices(command):
+def notices(command, chosen=0, seconds=SECONDS_MAX):
     """Returns whether a detector reports a fault. A run that exceeds the time limit counts as a report."""
     process = subprocess.Popen(command, shell=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-                               start_new_session=True)
+                               start_new_session=True, env={**os.environ, "QUARNEX_MUTANT": str(chosen)})
     try:
-        return process.wait(SECONDS_MAX) != 0
+        return process.wait(seconds) != 0
     except subprocess.TimeoutExpired:
         os.killpg(process.pid, signal.SIGKILL)
         return True
 
 
-def is_noticed():
-    """Runs the detectors one after another, the fastest first, up to the first that reports the fault. The tests have
-    been built; the other programs are built only for what the tests miss."""
-    return notices(DETECTORS["tables"]) or not build() or any(
-        notices(DETECTORS[name]) for name in ("replay", "corpora", "adapters", "simulation"))
+def is_noticed(chosen=0):
+    """Runs the detectors one after another, the fastest first, up to the first that reports the fault."""
+    return notices(DETECTORS["tables"], chosen, TABLE_SECONDS_MAX) or any(
+        notices(DETECTORS[name], chosen) for name in ("replay", "corpora", "adapters", "simulation"))
 
 
 def all_notices():
@@ -135,12 +149,20 @@ def require_tests():
 
 def prepare():
     copy_sources()
-    options = ["-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-O1"]
+    flags = "-O1"
+    if IS_DRAWN:
+        (COPY.parent / "mutants.h").write_text(MUTANTS)
+        flags += f" -w -include {COPY.parent}/mutants.h"
+    options = ["-DCMAKE_BUILD_TYPE=Debug", f"-DCMAKE_CXX_FLAGS_DEBUG={flags}"]
     if shutil.which("ccache"):
         options.append("-DCMAKE_CXX_COMPILER_LAUNCHER=ccache")
     if shutil.which("ld.lld"):
         options.append("-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=lld")
     subprocess.run(["cmake", "-G", "Ninja", "-S", COPY, "-B", BUILD, *options], check=True, stdout=subprocess.DEVNULL)
+
+
+def require_success():
+    """The tree builds, and no detector reports anything."""
     if not build():
         sys.exit("the code does not build as it is")
     require_tests()
@@ -149,27 +171,78 @@ def prepare():
         sys.exit(f"already failing without any mutation: {', '.join(wrong)}")
 
 
+def write_together(drawn, files):
+    """Writes the mutations into the copy so that the environment chooses one by its place from 1 on."""
+    for file in files:
+        lines = (ROOT / file).read_text().splitlines()
+        for place, each in drawn.items():
+            if each.file == file:
+                lines[each.number - 1] = each.guarded(f"::mutants::isOn({place})")
+        text = "\n".join([*lines, ""])
+        if (COPY / file).read_text() != text:
+            (COPY / file).write_text(text)
+
+
+def build_together(drawn):
+    """Builds the copy with those mutations that can stand in it together, and returns them with their places."""
+    together = {place: each for place, each in enumerate(drawn, 1) if each.guarded("true") is not None}
+    files = {each.file for each in together.values()}
+    while True:
+        write_together(together, files)
+        output = []
+        if build(output=output):
+            return together
+        errors = set(re.findall(r"source/(\S+?):(\d+):\d+: error", output[0]))
+        refused = {place for place, each in together.items() if (each.file, str(each.number)) in errors}
+        if not refused:
+            sys.exit("the code does not build as it is:\n" + output[0])
+        together = {place: each for place, each in together.items() if place not in refused}
+
+
+def is_noticed_alone(each):
+    """Like is_noticed, for a mutation that needs a build of its own; None if it does not build."""
+    path = COPY / each.file
+    before = path.read_text()
+    lines = before.splitlines(True)
+    lines[each.number - 1] = each.new + "\n"
+    path.write_text("".join(lines))
+    noticed = (not build() or is_noticed()) if build(*TARGETS[:2]) else None
+    path.write_text(before)
+    return noticed
+
+
+def outcomes(count, seed):
+    """Yields each drawn mutation with its outcome. One that does not build is replaced by the next of the seed."""
+    drawn = rules.draw(ROOT, tracked_files(), seed)
+    first = [each for _, each in zip(range(count), drawn)]
+    together = build_together(first)
+    require_success()
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        yield from zip(together.values(), pool.map(is_noticed, together))
+    missing = count - len(together)
+    for each in [*(each for place, each in enumerate(first, 1) if place not in together), *drawn]:
+        if missing == 0:
+            return
+        noticed = is_noticed_alone(each)
+        if noticed is not None:
+            missing -= 1
+            yield each, noticed
+
+
 def check_drawn(count, seed):
-    """A mutation that does not build is replaced by the next one of the seed."""
     equivalent = (ROOT / "tests/mutations/equivalent.txt").read_text()
-    print(f"seed {seed}")
-    tried, noticed, listed, survivors = 0, 0, 0, []
-    for file, number, old, new in rules.draw(ROOT, tracked_files(), seed):
-        if tried == count:
-            break
-        mutation = Mutation(f"{file}:{number}: {old.strip()}  ->  {new.strip()}", [(file, old, new, number - 1)])
-        mutation.apply()
-        if build(*TARGETS[:2]):
-            tried += 1
-            if is_noticed():
-                noticed += 1
-            elif f"{file}\n-{old.strip()}\n+{new.strip()}" in equivalent:
-                listed += 1
-            else:
-                survivors.append(mutation.name)
-                print(f"not noticed, as number {tried}: {mutation.name}", flush=True)
-        mutation.revert()
-    print(f"{tried} mutations: {noticed} noticed, {listed} listed as equivalent, {len(survivors)} not noticed")
+    print(f"seed {seed}", flush=True)
+    tried, noticed, listed, survivors = 0, 0, 0, 0
+    for each, was_noticed in outcomes(count, seed):
+        tried += 1
+        if was_noticed:
+            noticed += 1
+        elif f"{each.file}\n-{each.old.strip()}\n+{each.new.strip()}" in equivalent:
+            listed += 1
+        else:
+            survivors += 1
+            print(f"not noticed, as number {tried}: {each.name}", flush=True)
+    print(f"{tried} mutations: {noticed} noticed, {listed} listed as equivalent, {survivors} not noticed")
     sys.exit(1 if survivors else 0)
 
 
@@ -186,6 +259,7 @@ def main():
     if not mutations:
         parser.error("no such mutation")
     prepare()
+    require_success()
     print(f"{'mutation':58}" + "".join(f"{name:>12}" for name in DETECTORS))
     survivors, alone = [], 0
     for mutation in mutations:

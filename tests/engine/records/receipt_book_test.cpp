@@ -71,6 +71,12 @@ TEST(AckTally, ProvesAgainAfterEachRound) {
   }
 }
 
+TEST(AckTally, StaysAtItsLimit) {
+  AckTally tally;
+  for (int frame = 0; frame < 70'000; ++frame) tally.sendsData(true);
+  EXPECT_EQ(tally.frames(), 65'535U);
+}
+
 TEST(ReceiptBook, EndsADoubtAfterAMinute) {
   DoubtfulBook each;
   each.book.settleOld(each.tally, 160, each.decisions);
