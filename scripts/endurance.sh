@@ -82,7 +82,7 @@ loads() {
     build build/release quarnex_shared
     build build/release load_and_unload
     valgrind -q --keep-debuginfo=yes --leak-check=full --errors-for-leak-kinds=definite,indirect,possible --error-exitcode=1 \
-        build/release/bin/load_and_unload build/release/libquarnex.so "$loads" build/release/
+        build/release/bin/load_and_unload build/release/libquarnex.so "$loads" build/release/load_and_unload
 }
 
 threads() {

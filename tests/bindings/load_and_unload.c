@@ -1,5 +1,6 @@
 // Loads the library, uses it and unloads it, as often as the second argument states; fails if that uses up
-// descriptors or memory, or leaves the library loaded. Links stay in service and the log stays open.
+// descriptors or memory, or leaves the library loaded. Links stay in service, and the log and a recording
+// stay open; the third argument begins their names.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <malloc.h>
@@ -32,11 +33,14 @@ static void find(void* library, const char* name, void* function) {
 static void use_once(const char* path, const char* log_prefix) {
   void* const library = dlopen(path, RTLD_NOW | RTLD_LOCAL);
   REQUIRE(library != NULL);
+  FIND(quarnex_record_flight);
+  FIND(quarnex_flush_flight);
   FIND(quarnex_create);
   FIND(quarnex_destroy);
   FIND(quarnex_Init);
   FIND(quarnex_AttivaLog);
   FIND(quarnex_Add);
+  FIND(quarnex_allow_callers);
   FIND(quarnex_Apri);
   FIND(quarnex_Invia);
   FIND(quarnex_turn);
@@ -45,14 +49,19 @@ static void use_once(const char* path, const char* log_prefix) {
   quarnex_instance* quarn = NULL;
   quarnex_error error = {.size = sizeof error};
   quarnex_link_snapshot snapshot = {.size = sizeof snapshot};
+  quarnex_recording_settings settings = {.size = sizeof settings, .group_may_read = 1};
+  quarnex_file_losses losses = {.size = sizeof losses};
+  const quarnex_text caller = {"192.0.2.1", 9};
   quarnex_text item = {NULL, 0};
   int32_t one = 0, other = 0, server = 0, kind = 0;
+  REQUIRE(quarnex_record_flight_(log_prefix, strlen(log_prefix), &settings, &error) == 0);
   REQUIRE(quarnex_create_(&quarn, &error) == 0);
   REQUIRE(quarnex_Init_(quarn, log_prefix, strlen(log_prefix), &error) == 0);
   REQUIRE(quarnex_AttivaLog_(quarn, &error) == 0);
   REQUIRE(quarnex_Add_(quarn, "METEO", 5, 11, 1, 0, &one, &error) == 0);
   REQUIRE(quarnex_Add_(quarn, "METEO", 5, 11, 0, 0, &other, &error) == 0);
   REQUIRE(quarnex_Add_(quarn, "METEO", 5, 12, 0, 1, &server, &error) == 0);
+  REQUIRE(quarnex_allow_callers_(quarn, server, &caller, 1, &error) == 0);
   REQUIRE(quarnex_Apri_(quarn, server, &error) == 0);
   REQUIRE(quarnex_Invia_(quarn, one, "HELLO", 5, &error) == 0);
   REQUIRE(quarnex_turn_(quarn, 0, &error) == 0);
@@ -60,6 +69,7 @@ static void use_once(const char* path, const char* log_prefix) {
   REQUIRE(quarnex_snapshot_(quarn, server, &snapshot, &error) == 0 &&
           snapshot.phase == QUARNEX_PHASE_WAITING);
   REQUIRE(quarnex_Add_(quarn, "METEO", 5, 70000, 0, 1, &server, &error) == 6 && error.number == 6);
+  REQUIRE(quarnex_flush_flight_(10000, &losses, &error) == 0 && losses.bytes == 0);
   quarnex_destroy_(quarn);
   REQUIRE(dlclose(library) == 0);
   REQUIRE(dlopen(path, RTLD_NOW | RTLD_NOLOAD) == NULL);
