@@ -147,6 +147,7 @@ void wrapProcessServices(const std::function<std::unique_ptr<ServicesWrapper>()>
 
 void HostLoop::turn(std::chrono::milliseconds maxWait) {
   standIn() != nullptr ? standIn()->turn(maxWait) : process().platform->turn(maxWait);
+  serviceDrains(processLibrary());
 }
 
 std::chrono::milliseconds HostLoop::nextDeadline() const {
