@@ -61,6 +61,11 @@ TEST_P(ReceiptsTest, TellTheFateOfEachTextOnce) {
   host.quarn.enableEvents(1);
   for (const Action& action : GetParam().actions) action(host);
   EXPECT_EQ(eventsOf(host, true), GetParam().receipts);
+  const LinkSnapshot snapshot = host.quarn.snapshot(1);
+  std::uint64_t counted = snapshot.undecided;
+  for (const Outcome outcome : {Outcome::Acknowledged, Outcome::Dropped, Outcome::Unknown})
+    counted += snapshot.outcomes.of(outcome);
+  EXPECT_EQ(counted, host.quarn.accepted(1));
 }
 
 const ReceiptCase kReceiptCases[] = {
