@@ -44,6 +44,7 @@ struct quarnex_test_site {
   std::vector<Host*> hosts{};
   std::map<std::int32_t, Fault> faults{};
   std::int32_t latestFault = 0;
+  std::string file{};
 
   Host& host(std::int32_t number) const {
     if (number < 0 || static_cast<std::size_t>(number) >= hosts.size()) refuse("there is no such host");
@@ -135,6 +136,22 @@ int32_t quarnex_test_inside(quarnex_test_site* site, int32_t host, quarnex_test_
   return guarded(error, [&] {
     required(code);
     required(site).host(host)->run(code, data);
+  });
+}
+
+int32_t quarnex_test_make_folder(quarnex_test_site* site, int32_t host, const char* path, size_t length,
+                                 quarnex_error* error) {
+  return guarded(error, [&] {
+    required(site).host(host).makeFolder(std::string(std::string_view(CallerText{path, length})));
+  });
+}
+
+int32_t quarnex_test_file(quarnex_test_site* site, int32_t host, const char* path, size_t length,
+                          quarnex_text* content, quarnex_error* error) {
+  return guarded(error, [&] {
+    quarnex_text& into = required(content);
+    required(site).file = site->host(host).file(std::string(std::string_view(CallerText{path, length})));
+    into = view(site->file);
   });
 }
 

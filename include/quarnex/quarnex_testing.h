@@ -74,6 +74,13 @@ QUARNEX_C_API int32_t quarnex_test_start(quarnex_test_site* site, int32_t host, 
 QUARNEX_C_API int32_t quarnex_test_inside(quarnex_test_site* site, int32_t host, quarnex_test_code code,
                                           void* data, quarnex_error* error);
 
+/// Creates a folder for files, such as logs, that a host writes through the library.
+QUARNEX_C_API int32_t quarnex_test_make_folder(quarnex_test_site* site, int32_t host, const char* path,
+                                               size_t length, quarnex_error* error);
+/// Sets `content` to that of such a file, "" if there is none. It stays until the next call of this function.
+QUARNEX_C_API int32_t quarnex_test_file(quarnex_test_site* site, int32_t host, const char* path,
+                                        size_t length, quarnex_text* content, quarnex_error* error);
+
 /// Starts a fault, and sets `fault` to its number.
 QUARNEX_C_API int32_t quarnex_test_fault(quarnex_test_site* site, int32_t kind, int32_t one, int32_t other,
                                          int64_t amount, int32_t* fault, quarnex_error* error);

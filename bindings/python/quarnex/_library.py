@@ -308,10 +308,10 @@ class Process:
 Process.current = Process()
 
 
-def string(text: bytes, what: str = "a text") -> Tuple[bytes, int]:
+def string(text: bytes, what: str = "a text", conversion: str = 'text.encode("latin-1")') -> Tuple[bytes, int]:
     """The two parameters of a text."""
     if not isinstance(text, bytes):
-        advice = '; convert a str with text.encode("latin-1")' if isinstance(text, str) else ""
+        advice = f"; convert a str with {conversion}" if isinstance(text, str) else ""
         raise TypeError(f"{what} is bytes, not {type(text).__name__}{advice}")
     return text, len(text)
 

@@ -108,7 +108,7 @@ class QuarnSocket:
     def Init(self, s: bytes) -> None:
         """Sets the beginning of the log file's name (``os.fsencode`` converts a path), and the number of failures in a
         row that a link tolerates before report 109 to 3."""
-        self._instance.call(C.Init, *string(s, "the beginning of a file name"))
+        self._instance.call(C.Init, *string(s, "the beginning of a file name", "os.fsencode"))
 
     def Uscita(self) -> None:
         """Closes all links over TCP like :meth:`Chiudi`, for good."""

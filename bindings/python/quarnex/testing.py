@@ -37,6 +37,8 @@ FUNCTIONS = {
     "test_kill": "test_site int32",
     "test_start": "test_site int32",
     "test_inside": "test_site int32 test_code *void",
+    "test_make_folder": "test_site int32 string",
+    "test_file": "test_site int32 string *text",
     "test_fault": "test_site int32 int32 int32 int64 *int32",
     "test_end_fault": "test_site int32",
     "test_now": "test_site *int64",
@@ -133,6 +135,16 @@ class TestHost:
         results: List[_Result] = []
         self._site.call(C.test_inside, self.number, self._site.guarded(lambda: results.append(function()), self), None)
         return results[0]
+
+    def make_folder(self, path: bytes) -> None:
+        """Creates a folder for files, such as logs, that the process writes through the library."""
+        self._site.call(C.test_make_folder, self.number, *string(path))
+
+    def file(self, path: bytes) -> bytes:
+        """The content of such a file, ``b""`` if there is none. Files survive the process."""
+        content = TYPES["text"]()
+        self._site.call(C.test_file, self.number, *string(path), byref(content))
+        return ctypes.string_at(content.bytes or 0, content.length)
 
     def _begin(self) -> None:
         self.running = True

@@ -24,6 +24,7 @@ WRONG_VALUES = [
     (TypeError, "bytes, not bytearray", lambda: QUARN.send(ONE, bytearray(b"HELLO"))),
     (TypeError, "an int, not float", lambda: QUARN.Apri(1.0)),
     (TypeError, "an int, not NoneType", lambda: QUARN.Connesso(None)),
+    (TypeError, "name is bytes, not str; convert a str with os.fsencode", lambda: QUARN.Init("/var/log/")),
     (TypeError, "a bool, not str", lambda: QUARN.Add(b"ABC", 5, "client", True)),
     (TypeError, "missing 2 required", lambda: QUARN.Add(b"ABC", 5)),
     (Failure, r"Overflow \(6\)", lambda: QUARN.Add(b"ABC", 70000, True, True)),

@@ -6,6 +6,7 @@ import io
 import pathlib
 import runpy
 import tempfile
+import time
 import unittest
 
 import quarnex
@@ -94,11 +95,17 @@ class VirtualTime(unittest.TestCase):
     def test_a_killed_host_starts_again_with_fresh_handles(self):
         def test(site, tower, meteo):
             link = tower.link
+            tower.host.make_folder(b"/log")
+            tower.quarnex.quarn.Init(b"/log/")
+            tower.quarnex.quarn.AttivaLog()
+            log = time.strftime("/log/LOGQUARNNET%d%m%Y%H%M%S.txt", time.gmtime(site.now())).encode()
+            site.run(20)
             tower.host.kill()
             with self.assertRaises(quarnex.WrongUse):
                 link.post(b"dead")
             waiting = meteo.do(meteo.link.connected())
             site.run(30)
+            self.assertRegex(tower.host.file(log), rb"^001 00:00:\d\d \w+")
             tower.host.start()
             site.run_until(waiting.done, 120)
             site.settle()
