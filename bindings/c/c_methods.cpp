@@ -5,7 +5,7 @@
 using quarnex::QuarnSocket;
 using namespace quarnex::c;
 
-const char* quarnex_version(void) {
+const char* quarnex_version() {
   return QUARNEX_VERSION;
 }
 

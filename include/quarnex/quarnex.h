@@ -21,7 +21,7 @@
 //
 // Texts. A text is a pointer to bytes of any code and their number; NULL with the length 0 is "". The library
 // copies the texts that it keeps. All pointers in results point to memory of the instance, which stays as it
-// is until the next call with this instance.
+// is until the next call with this instance. An array without elements may be NULL.
 //
 // Structs. Most begin with their size, which the caller sets; the library neither reads nor writes beyond it.
 // So a host runs with a later library, and with an earlier one, which leaves the members alone that it does
@@ -44,7 +44,6 @@
 extern "C" {
 #endif
 
-// NOLINTNEXTLINE(modernize-use-using)
 typedef struct quarnex_instance quarnex_instance;
 
 /// The version of the library, "MAJOR.MINOR.PATCH".

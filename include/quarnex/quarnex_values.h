@@ -2,7 +2,6 @@
 // rules.
 #pragma once
 
-// NOLINTBEGIN(modernize-deprecated-headers, modernize-use-using)
 #include <stddef.h>
 #include <stdint.h>
 
@@ -266,4 +265,3 @@ typedef struct quarnex_recording_settings {
   int32_t must_be_new;     ///< truth value: 58 if the file exists; otherwise it is emptied
   int32_t reserved;        ///< 0
 } quarnex_recording_settings;
-// NOLINTEND(modernize-deprecated-headers, modernize-use-using)
