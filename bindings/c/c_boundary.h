@@ -21,16 +21,16 @@
 /// The handle of a C host, with everything that the results of its last calls point to.
 struct quarnex_instance {
   quarnex::QuarnSocket quarn;
-  quarnex::HostLoop loop;
-  std::string text;
-  std::vector<std::int16_t> links;
-  std::vector<quarnex_pending_texts> pending;
-  quarnex::LinkSnapshot snapshot;
-  quarnex::LinkOutage outage;
-  quarnex::EventReport report;
-  quarnex::TextCheck check;
-  std::optional<quarnex::LinkEvent> event;
-  std::vector<quarnex_receipt> receipts;
+  quarnex::HostLoop loop{};
+  std::string text{};
+  std::vector<std::int16_t> links{};
+  std::vector<quarnex_pending_texts> pending{};
+  quarnex::LinkSnapshot snapshot{};
+  quarnex::LinkOutage outage{};
+  quarnex::EventReport report{};
+  quarnex::TextCheck check{};
+  std::optional<quarnex::LinkEvent> event{};
+  std::vector<quarnex_receipt> receipts{};
   bool eventGiven = true;  ///< `event` has reached the host, so the next call takes another
 };
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "bench/process.h"
+#include "c/c_boundary.h"
 #include "engine/exchange/frame.h"
 #include "quarnex/event_report.h"
 #include "quarnex/times_and_limits.h"
@@ -221,6 +222,38 @@ TEST_P(OutOfMemory, FailsOnlyTheStepThatNeededTheMemory) {
 const auto kName = [](const auto& row) { return row.param.name; };
 INSTANTIATE_TEST_SUITE_P(HostCalls, OutOfMemory, testing::ValuesIn(kHostCalls), kName);
 INSTANTIATE_TEST_SUITE_P(EventsAndTicks, OutOfMemory, testing::ValuesIn(kEventsAndTicks), kName);
+
+// The types of all events of a drained link, each with its number of receipts. The n-th allocation fails.
+Texts eventsInC(long n) {
+  StubHost host;
+  host.addOpen(kClient);
+  host.quarn.enableEvents(1);
+  host.quarn.send(1, kLong);
+  host.quarn.drainAndClose(1, std::chrono::seconds(0));
+  quarnex_instance instance{host.quarn};
+  quarnex_event event{};
+  event.size = sizeof event;
+  Texts events;
+  const ScarceHeap heap(n, false);
+  for (std::int32_t taken = 1; taken != 0;) {
+    if (const std::int32_t number = quarnex_next_event(&instance, &event, &taken, nullptr)) {
+      EXPECT_EQ(number, 7);
+    } else if (taken != 0) {
+      const StubAtWork succeeding;
+      events.push_back(quarnex_event_name(event.type) + std::to_string(event.receipts_count));
+    }
+  }
+  return events;
+}
+
+TEST(OutOfMemoryInC, LosesNoEvent) {
+  const Texts all = eventsInC(1'000'000);
+  EXPECT_EQ(std::ranges::count(all, "drained1"), 1) << testing::PrintToString(all);
+  long n = 1;
+  do EXPECT_EQ(eventsInC(n), all);
+  while (ScarceHeap::refused && ++n < 100);
+  EXPECT_GT(n, 1);
+}
 
 }  // namespace
 }  // namespace quarnex::test
