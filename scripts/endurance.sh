@@ -81,7 +81,7 @@ loads() {
     cmake --preset release >/dev/null
     build build/release quarnex_shared
     build build/release load_and_unload
-    valgrind -q --keep-debuginfo=yes --leak-check=full --errors-for-leak-kinds=definite,indirect,possible --error-exitcode=1 \
+    valgrind -q --leak-check=full --errors-for-leak-kinds=definite,indirect,possible --error-exitcode=1 \
         build/release/bin/load_and_unload build/release/libquarnex.so "$loads" build/release/load_and_unload
 }
 
