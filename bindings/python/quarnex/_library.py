@@ -264,6 +264,7 @@ class Instance:
         Process.current.instances.add(self)
 
     def close(self) -> None:
+        require_owner()  # whose call may be under way
         self._finalizer()
         self._handle = None
 

@@ -12,7 +12,7 @@ from ._library import Failure, Process, WrongUse
 from .events import Event, Lost, Receipts
 from .link import Link
 from .quarn_socket import QuarnSocket
-from .values import Receipt
+from .values import Cause, Outcome, Receipt
 
 #: Events that an EventStream keeps for a reader that is behind.
 EVENTS_MAX = 10_000
@@ -32,7 +32,8 @@ class EventStream(AsyncIterator[Event]):
 
     def offer(self, event: Event) -> None:
         """For Host: adds an event, if it belongs here."""
-        if self._link not in (_WHOLE_PROCESS, event.link) or self._overrun:
+        belongs = self._link in (_WHOLE_PROCESS, event.link) or isinstance(event, Lost)
+        if not belongs or self._overrun:
             return
         self._overrun = len(self._events) == EVENTS_MAX
         if not self._overrun:
@@ -189,10 +190,13 @@ class Host:
         self._collection = None
         if self._loop is None or self._quarn.closed:
             return
-        event = self._quarn.next_event()
+        event, are_lost = self._quarn.next_event(), False
         while event is not None:
             self._settle(event)
+            are_lost = are_lost or isinstance(event, Lost)
             event = self._quarn.next_event()
+        if are_lost:
+            self._resolve_lost()
         for link in self._quarn.links_with_news():
             self._wake(link)
         self._wake(_WHOLE_PROCESS)
@@ -202,8 +206,6 @@ class Host:
             stream.offer(event)
         if isinstance(event, Receipts):
             self._resolve(event.link, event.receipt)
-        if isinstance(event, Lost):
-            self._give_up_on_receipts()
         self._wake(event.link)
 
     def _resolve(self, link: int, receipt: Receipt) -> None:
@@ -213,12 +215,13 @@ class Host:
             if not future.done():
                 future.set_result(receipt)
 
-    def _give_up_on_receipts(self) -> None:
+    def _resolve_lost(self) -> None:
+        """Texts that are not pending any more had their receipts among the lost events."""
         for link, waiting in self._receipts.items():
-            decided = self._quarn.decided_up_to(link)
-            for number, future in waiting.items():
-                if number <= decided and not future.done():
-                    future.set_exception(WrongUse(f"the receipt was lost: {EVENTS_MAX} events arose without a turn"))
+            pending = self._quarn.pending(link)
+            for number in list(waiting):
+                if not any(texts.from_ <= number <= texts.to for texts in pending):
+                    self._resolve(link, Receipt(number, number, Outcome.UNKNOWN, Cause.NONE, 0, 0))
 
     def _wake(self, link: int) -> None:
         for change in self._changes.pop(link, ()):

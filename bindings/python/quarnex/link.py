@@ -4,9 +4,8 @@ from __future__ import annotations
 from types import TracebackType
 from typing import TYPE_CHECKING, AsyncIterator, List, Optional, Type
 
-from ._library import WrongUse
-from .events import Drained
-from .values import Outage, Phase, Receipt, Snapshot
+from .events import Drained, Lost
+from .values import EventType, Outage, Phase, Receipt, Snapshot
 
 if TYPE_CHECKING:
     from .host import EventStream, Host
@@ -49,19 +48,22 @@ class Link(AsyncIterator[bytes]):
         self._host.quarn.Chiudi(self.index)
         self._host.collect_soon()
 
-    async def drain_and_close(self, within: float = 10.0) -> Drained:
+    async def drain_and_close(self, within: float = 10.0) -> Optional[Drained]:
         """Closes the link once all its texts have an outcome, at most ``within`` seconds later, and returns the fates when
-        it is closed. That takes at most 7 seconds longer. Cancelling it does not keep the link open. Raises Failure 5 for
-        a link without TCP."""
+        it is closed; None if they were among the events that a full queue dropped. That takes at most 7 seconds longer.
+        Cancelling it does not keep the link open. Raises Failure 5 for a link without TCP."""
         stream = self.events()
         self._host.quarn.drain_and_close(self.index, within)
         self._host.collect_soon()
+        drained: Optional[Drained] = None
         async for event in stream:
             if isinstance(event, Drained):
-                while self._phase() is not Phase.CLOSED:
-                    await self._host.change(self.index)
-                return event
-        raise WrongUse("the Host has ended")
+                drained = event
+            if drained or isinstance(event, Lost) and EventType.DRAINED in event.lost_events:
+                break
+        while self._phase() is not Phase.CLOSED:
+            await self._host.change(self.index)
+        return drained
 
     @property
     def is_connected(self) -> bool:
@@ -84,7 +86,8 @@ class Link(AsyncIterator[bytes]):
 
     async def send(self, text: bytes) -> Receipt:
         """Queues a text and returns its receipt, which may cover further texts: acknowledged, or dropped or unknown with
-        the cause. Raises Refused with the reason if the text is not queued. Cancelling it does not cancel the text.
+        the cause. It is unknown without a cause if the receipt was among the events that a full queue dropped. Raises
+        Refused with the reason if the text is not queued. Cancelling it does not cancel the text.
 
         Send while the link is connected: each attempt to connect drops the queued texts.
         """
@@ -109,7 +112,7 @@ class Link(AsyncIterator[bytes]):
         return text
 
     def events(self) -> EventStream:
-        """The events of this link from now on."""
+        """The events of this link from now on, and Lost in place of those that a full queue dropped."""
         return self._host.stream(self.index)
 
     def snapshot(self) -> Snapshot:

@@ -63,7 +63,7 @@ class Robustness(unittest.TestCase):
         found = []
 
         def use():
-            for call in (quarnex.QuarnSocket, lambda: QUARN.Invia(ONE, b"HELLO"), lambda: quarnex.check_text(b"HELLO")):
+            for call in (quarnex.QuarnSocket, QUARN.close, lambda: QUARN.Apri(ONE), lambda: quarnex.check_text(b"HELLO")):
                 try:
                     call()
                 except WrongUse as problem:
@@ -71,7 +71,7 @@ class Robustness(unittest.TestCase):
         thread = threading.Thread(target=use)
         thread.start()
         thread.join()
-        self.assertEqual(found, ["all calls of Quarnex come from one thread, the one that made the first call"] * 3)
+        self.assertEqual(found, ["all calls of Quarnex come from one thread, the one that made the first call"] * 4)
 
     def test_a_forked_child_is_refused(self):
         child = os.fork()

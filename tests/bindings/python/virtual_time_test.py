@@ -114,6 +114,27 @@ class VirtualTime(unittest.TestCase):
                 tower.host.inside(lambda: tower.host.loop.run_until_complete(quarnex.Host().__aenter__()))
         self.simulate(test)
 
+    def test_rare_outcomes_leave_no_answer_out(self):
+        acknowledged = []
+
+        async def sends_again(link):
+            while len(acknowledged) < 5:
+                await link.connected()
+                with contextlib.suppress(quarnex.Refused):
+                    receipt = await link.send(b"text %d" % len(acknowledged))
+                    acknowledged.extend([receipt] * (receipt.outcome == Outcome.ACKNOWLEDGED))
+
+        def test(site):
+            acknowledged.clear()
+            Station(site, "tower")
+            meteo = Station(site, "meteo")
+            sending = meteo.do(sends_again(meteo.link))
+            site.run_until(sending.done, 3600)
+            draining = meteo.do(meteo.link.drain_and_close())
+            site.run_until(draining.done, 60)
+        with tempfile.TemporaryDirectory() as folder:
+            testing.simulate(test, rare_runs=20, recordings=folder)
+
     def test_an_exception_of_the_code_ends_the_test(self):
         for make in (lambda: 1 / 0, lambda: asyncio.sleep(1, 1 / 0)):
             with self.assertRaises(ZeroDivisionError), contextlib.redirect_stderr(io.StringIO()):
