@@ -132,8 +132,9 @@ bool BackgroundWriter::Shared::beginNextFile() {
     return true;
   }
   const std::uintmax_t reserved = file->fileBytes() + plan.lastLine.size();
-  const std::size_t room = plan.fileBytesMax > reserved ? plan.fileBytesMax - reserved : 0;
-  const std::size_t lines = writing.lines.substr(0, room).rfind('\n') + 1;
+  const std::uintmax_t room = plan.fileBytesMax > reserved ? plan.fileBytesMax - reserved : 0;
+  const std::size_t fitting = static_cast<std::size_t>(std::min<std::uintmax_t>(room, writing.lines.size()));
+  const std::size_t lines = writing.lines.substr(0, fitting).rfind('\n') + 1;
   marked.write({writing.lines.substr(0, lines) + plan.lastLine, {}});
   marked.finish();
   const std::lock_guard lock(monitor);

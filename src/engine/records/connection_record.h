@@ -108,6 +108,6 @@ struct alignas(kCacheLine) ConnectionRecord {
 
   LinkHistory history;
 };
-static_assert(sizeof(ConnectionRecord) == 6 * kCacheLine, "ten thousand idle links must stay small");
+static_assert(sizeof(ConnectionRecord) <= 6 * kCacheLine, "ten thousand idle links must stay small");
 
 }  // namespace quarnex

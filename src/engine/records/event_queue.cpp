@@ -31,7 +31,8 @@ std::uint64_t EventQueue::add(LinkEvent&& event) {
 }
 
 LinkEvent* EventQueue::find(std::uint64_t serial) {
-  return serial > taken_ && serial <= taken_ + events_.size() ? &events_[serial - taken_ - 1] : nullptr;
+  const bool waits = serial > taken_ && serial <= taken_ + events_.size();
+  return waits ? &events_[static_cast<std::size_t>(serial - taken_ - 1)] : nullptr;
 }
 
 std::optional<LinkEvent> EventQueue::take() {

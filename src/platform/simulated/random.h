@@ -1,6 +1,7 @@
 // Random: the only source of chance in a simulation. One seed gives the same numbers with every compiler.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace quarnex::simulated {
@@ -20,7 +21,7 @@ class Random {
     return mixed ^ (mixed >> 31);
   }
   /// 0 to `bound` - 1, which is less than 2^32; 0 for a bound of 0.
-  std::uint64_t below(std::uint64_t bound) { return ((next() >> 32) * bound) >> 32; }
+  std::size_t below(std::uint64_t bound) { return static_cast<std::size_t>(((next() >> 32) * bound) >> 32); }
   /// `low` to `high`, both included; they are less than 2^32 apart.
   std::int64_t between(std::int64_t low, std::int64_t high) {
     return low + static_cast<std::int64_t>(below(static_cast<std::uint32_t>(high - low + 1)));

@@ -64,10 +64,11 @@ class DiskSink final : public recording::Sink, private Storage {
     if (removed()) return 0;
     over_ = over_ || position + bytes.size() > kKeptBytesMax;
     full_ = over_ || !disk_.takes(bytes.size());
-    text_.replace(position, bytes.size(), full_ ? bytes.substr(0, bytes.size() / 2) : bytes);
+    text_.replace(static_cast<std::size_t>(position), bytes.size(),
+                  full_ ? bytes.substr(0, bytes.size() / 2) : bytes);
     return full_ ? Disk::kFull : std::int16_t{0};
   }
-  void cutTo(std::uintmax_t bytes) override { text_.resize(bytes); }
+  void cutTo(std::uintmax_t bytes) override { text_.resize(static_cast<std::size_t>(bytes)); }
   std::uintmax_t size() override { return text_.size(); }
   bool removed() const { return disk_.removals != removals_; }
   // Bytes of the lines in the file, and bytes that its gaps state.
