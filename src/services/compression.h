@@ -13,7 +13,8 @@ namespace quarnex {
 /// is killed loses at most.
 constexpr std::chrono::milliseconds kCompressedPause{5000};
 
-/// Throws `Failure` 53 if the system has no zlib (libz.so.1), which all functions below need.
+/// Throws `Failure` 53 if the system has no zlib (libz.so.1; on Windows, zlib1.dll beside the program), which
+/// all functions below need.
 void requireCompression();
 
 /// Returns a storage that compresses what is written and appends it to `file`, which is empty, as a sequence

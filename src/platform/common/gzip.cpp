@@ -1,6 +1,5 @@
 // Compresses recordings with the system's zlib, which is loaded when it is needed first: the library itself
 // depends only on the standard library.
-#include <dlfcn.h>
 #include <zlib.h>
 
 #include <array>
@@ -12,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/common/system_zlib.h"
 #include "quarnex/failure.h"
 #include "services/compression.h"
 #include "services/threads.h"
@@ -34,18 +34,13 @@ Failure withoutMemory() {
   return {7, "Out of memory"};
 }
 
-// The functions of zlib in use. All of them exist in every libz.so.1.
+// The functions of zlib in use.
 class Zlib {
-  void* library_ = ::dlopen("libz.so.1", RTLD_NOW);
-
   template <class Function>
-  Function* find(const char* name) const {
-    return library_ == nullptr ? nullptr : reinterpret_cast<Function*>(::dlsym(library_, name));
+  static Function* find(const char* name) {
+    return reinterpret_cast<Function*>(zlibFunction(name));
   }
-  Zlib() {
-    if (library_ != nullptr) return;
-    throw Failure(53, std::string("cannot be compressed or decompressed without zlib: ") + ::dlerror());
-  }
+  Zlib() = default;
 
  public:
   static const Zlib& loaded() {
