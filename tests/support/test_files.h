@@ -1,12 +1,11 @@
-// Gives a test a temporary folder, and a limit on file sizes that acts as a full disk.
+// Gives a test a temporary folder.
 #pragma once
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
-#include <sys/resource.h>
 
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <sstream>
 #include <string>
 
@@ -24,8 +23,11 @@ class TemporaryFolder {
 
  private:
   static std::filesystem::path make() {
-    std::string pattern = testing::TempDir() + "quarnexXXXXXX";
-    return ::mkdtemp(pattern.data());
+    const std::filesystem::path parent = std::filesystem::temp_directory_path();
+    for (std::random_device random;;) {
+      const auto path = parent / ("quarnex" + std::to_string(random()));
+      if (std::filesystem::create_directory(path)) return path;
+    }
   }
 
   std::filesystem::path path_ = make();
@@ -34,25 +36,5 @@ class TemporaryFolder {
 inline std::string contentOf(const std::filesystem::path& file) {
   return (std::ostringstream() << std::ifstream(file, std::ios::binary).rdbuf()).str();
 }
-
-/// Limits a resource of this process while the object exists.
-template <auto kResource>
-class ResourceLimit {
- public:
-  explicit ResourceLimit(rlim_t most) {
-    ::getrlimit(kResource, &before_);
-    const rlimit limit{most, before_.rlim_max};
-    ::setrlimit(kResource, &limit);
-  }
-  ~ResourceLimit() { ::setrlimit(kResource, &before_); }
-  ResourceLimit(const ResourceLimit&) = delete;
-  ResourceLimit& operator=(const ResourceLimit&) = delete;
-
- private:
-  rlimit before_{};
-};
-
-/// Limits every file to that number of bytes; a longer write is cut short.
-using FileSizeLimit = ResourceLimit<RLIMIT_FSIZE>;
 
 }  // namespace quarnex

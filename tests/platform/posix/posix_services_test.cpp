@@ -13,6 +13,7 @@
 
 #include "platform/posix/posix_time.h"
 #include "support/failure_of.h"
+#include "support/resource_limit.h"
 #include "support/test_files.h"
 
 namespace quarnex {

@@ -22,6 +22,7 @@
 #include "platform/posix/posix_harness.h"
 #include "quarnex/link_snapshot.h"
 #include "services/recorded_harness.h"
+#include "support/resource_limit.h"
 
 // Present only in coverage builds.
 extern "C" int __llvm_profile_write_file() __attribute__((weak));  // NOLINT(bugprone-reserved-identifier)

@@ -17,6 +17,7 @@
 
 #include "recording/player/player.h"
 #include "support/failure_of.h"
+#include "support/resource_limit.h"
 #include "support/test_files.h"
 
 namespace quarnex::recording {
