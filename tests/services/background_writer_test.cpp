@@ -3,9 +3,9 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <deque>
 #include <memory>
+#include <mutex>
 #include <string>
 
 namespace quarnex {
@@ -19,32 +19,40 @@ constexpr auto kNeverReached = 20s;
 // idle.
 struct TestDisk {
   struct File : Storage {
-    explicit File(TestDisk& on) : disk(on), text(on.texts.emplace_back()) { ++disk.open; }
-    ~File() override { --disk.open; }
+    explicit File(TestDisk& on) : disk(on), text(on.texts.emplace_back()) { disk.change(disk.open, true); }
+    ~File() override { disk.change(disk.open, false); }
     std::int16_t writeAt(std::uintmax_t position, std::string_view bytes) override {
-      disk.reached = true;
-      disk.reached.notify_all();
-      disk.hanging.wait(true);
+      const std::lock_guard lock(disk.monitor);
+      disk.used = true;
+      disk.monitor.notifyAll();
+      disk.monitor.wait([&] { return !disk.hanging; });
       if (disk.full) return 61;
-      text.resize(std::max<std::size_t>(text.size(), position));  // a hole, as on a real disk
-      text.replace(position, bytes.size(), bytes);
+      const auto place = static_cast<std::size_t>(position);
+      text.resize(std::max(text.size(), place));  // a hole, as on a real disk
+      text.replace(place, bytes.size(), bytes);
       return 0;
     }
-    void cutTo(std::uintmax_t bytes) override { text.resize(std::min<std::size_t>(text.size(), bytes)); }
+    void cutTo(std::uintmax_t bytes) override {
+      text.resize(static_cast<std::size_t>(std::min<std::uintmax_t>(text.size(), bytes)));
+    }
     std::uintmax_t size() override { return text.size(); }
     TestDisk& disk;
     std::string& text;
   };
   std::unique_ptr<Storage> create() { return std::make_unique<File>(*this); }
-  void setHanging(bool now) {
-    hanging = now;
-    hanging.notify_all();
+  void change(bool& what, bool now) {
+    const std::lock_guard lock(monitor);
+    what = now;
+    monitor.notifyAll();
+  }
+  bool becomes(const bool& what, bool expected) {
+    const std::lock_guard lock(monitor);
+    return monitor.waitUntil(steadyNow() + kNeverReached, [&] { return what == expected; });
   }
 
-  std::atomic<bool> hanging = false, full = false;
-  std::atomic<bool> reached = false;  // by a write
-  std::atomic<int> open = 0;          // files that a writer still uses
-  std::deque<std::string> texts;      // of its files
+  Monitor monitor;  // guards the next line
+  bool hanging = false, full = false, open = false, used = false;
+  std::deque<std::string> texts;  // of its files
 };
 
 class BackgroundWriterTest : public testing::Test {
@@ -77,16 +85,16 @@ class BackgroundWriterTest : public testing::Test {
 };
 
 TEST_F(BackgroundWriterTest, ADiskThatHangsDelaysNobodyAndWhatWaitsCountsAsMissing) {
-  disk.setHanging(true);
+  disk.change(disk.hanging, true);
   writer().write("one\n");
-  disk.reached.wait(false);
+  EXPECT_TRUE(disk.becomes(disk.used, true));
   EXPECT_FALSE(writer().flush(10ms));
   EXPECT_EQ(writer().losses().bytes, 4U);
   for (const char* line : {"two\n", "three\n", "four\n", "five\n"}) writer().write(line);
   EXPECT_EQ(writer().losses().lines, 5U);
   EXPECT_EQ(writer().losses().bytes, 24U);
   EXPECT_EQ(writer().losses().lastError, 0);
-  disk.setHanging(false);
+  disk.change(disk.hanging, false);
   EXPECT_TRUE(writer().flush(kNeverReached));
   EXPECT_EQ(writer().losses().lines, 2U);
   writer().write("six\n");
@@ -94,7 +102,7 @@ TEST_F(BackgroundWriterTest, ADiskThatHangsDelaysNobodyAndWhatWaitsCountsAsMissi
 }
 
 TEST_F(BackgroundWriterTest, LeavesAFileThatHangsToItsThread) {
-  disk.setHanging(true);
+  disk.change(disk.hanging, true);
   writer().write("late\n");
   EXPECT_FALSE(writer().flush(10ms));
   const auto latest = std::chrono::steady_clock::now() + kNeverReached;
@@ -102,15 +110,15 @@ TEST_F(BackgroundWriterTest, LeavesAFileThatHangsToItsThread) {
   EXPECT_FALSE(writer().flush(2 * kNeverReached));
   EXPECT_LT(std::chrono::steady_clock::now(), latest);
   writer_.reset();
-  EXPECT_EQ(disk.open, 1);
-  disk.setHanging(false);
-  while (disk.open > 0 && std::chrono::steady_clock::now() < latest) std::this_thread::sleep_for(1ms);
+  EXPECT_TRUE(disk.open);
+  disk.change(disk.hanging, false);
+  EXPECT_TRUE(disk.becomes(disk.open, false));
   EXPECT_EQ(disk.texts[0], "late\n");
 }
 
 TEST_F(BackgroundWriterTest, MarksLinesThatTheDiskRefusesAndGoesOnBehindThem) {
   for (const char* line : {"one\n", "two\n", "three\n", "four\n"}) {
-    disk.full = line[0] == 't';
+    disk.change(disk.full, line[0] == 't');
     writeEach({line});
   }
   EXPECT_EQ(writer().losses().bytes, 10U);

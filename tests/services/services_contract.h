@@ -53,6 +53,8 @@ class Harness {
   virtual std::int32_t freePort() = 0;
   /// Calls a port of the local host; the connection need not be accepted yet.
   virtual std::unique_ptr<Peer> call(std::int32_t port) = 0;
+  /// The code that the system reports for a reset that it has received.
+  virtual int resetCode() { return 10054; }
   /// Listens on a free port, lets `call` call that, and answers.
   virtual std::unique_ptr<Peer> answer(const std::function<void(std::int32_t port)>& call) = 0;
 };

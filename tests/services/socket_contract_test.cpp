@@ -188,6 +188,7 @@ TEST_P(ServicesContract, ACloseWithUnreadInputKeepsTheLastFrame) {
 }
 
 TEST_P(ServicesContract, AResetIsReportedAtOnce) {
+  if (harness->resetCode() == 0) GTEST_SKIP() << "this system reports a reset as an orderly close";
   const auto peer = callPeer();
   peer->send("unread");
   EXPECT_TRUE(runUntil([&] { return accepted().bytesWaiting() > 0; }));
@@ -248,7 +249,7 @@ TEST_P(ServicesContract, AnEventMayEndAConnectionWhoseEventIsDue) {
   EXPECT_TRUE(seen("ClientSocket 1 Connect 0"));
   EXPECT_TRUE(seen("ClientSocket 2 Connect 0"));
   runTicks(3);
-  EXPECT_THAT(events.front(), testing::MatchesRegex("ClientSocket [12] Close 0"));
+  EXPECT_THAT(events.front(), testing::AnyOf("ClientSocket 1 Close 0", "ClientSocket 2 Close 0"));
   std::sort(events.begin() + 1, events.end());
   events.erase(events.begin());
   EXPECT_THAT(events, ElementsAre("ClientSocket 1 Connect 0", "ClientSocket 2 Connect 0",
@@ -332,8 +333,9 @@ TEST_P(ServicesContract, ACallerThatEndsAndCallsAgainLosesNothing) {
 TEST_P(ServicesContract, AShortConnectionIsReportedAsConnectedHoweverTheLoopIsTurned) {
   const auto peer = harness->answer([&](std::int32_t port) { callTo(port); });
   peer->reset();
-  EXPECT_TRUE(seen("ClientSocket 1 Close 10054"));
-  EXPECT_THAT(events, ElementsAre("ClientSocket 1 Connect 0", "ClientSocket 1 Close 10054"));
+  const std::string end = "ClientSocket 1 Close " + std::to_string(harness->resetCode());
+  EXPECT_TRUE(seen(end));
+  EXPECT_THAT(events, ElementsAre("ClientSocket 1 Connect 0", end));
 }
 
 TEST_P(ServicesContract, AHandleAllowsOneAttachDuringItsEvent) {
@@ -370,6 +372,22 @@ TEST_P(ServicesContract, AListenerHearsOnlyCallsToItsAddress) {
   EXPECT_TRUE(seen("ClientSocket 2 Connect 0"));
 }
 
+TEST_P(ServicesContract, AFloodOfCallersDoesNotStopTheTicks) {
+  listenOn(harness->freePort());
+  std::vector<std::unique_ptr<Peer>> callers(3);
+  std::size_t calls = 0;
+  const bool virtualTime = !harness->setSystemClock(std::chrono::seconds(0));  // stands still in a flood
+  const auto callAgain = [&] {
+    if (virtualTime && calls > 50U * static_cast<unsigned>(ticks + 1)) return;
+    callers[calls++ % callers.size()] = harness->call(server().localPort());
+  };
+  while (calls < callers.size()) callAgain();
+  onEvent = [&](const std::string&) { callAgain(); };
+  runTicks(20);
+  EXPECT_GT(calls, 20U);
+  onEvent = nullptr;
+}
+
 // More callers than one turn accepts.
 TEST_P(ServicesContract, CallersThatMayNotCallDisturbNobody) {
   join();
@@ -383,8 +401,9 @@ TEST_P(ServicesContract, CallersThatMayNotCallDisturbNobody) {
   client().send("still here");
   EXPECT_EQ(takeAll(accepted(), 10), "still here");
   callTo(server().localPort(), 2);
-  EXPECT_TRUE(seen("ClientSocket 2 Close 10054"));
-  EXPECT_THAT(events, ElementsAre("ClientSocket 2 Connect 0", "ClientSocket 2 Close 10054"));
+  const std::string end = "ClientSocket 2 Close " + std::to_string(harness->resetCode());
+  EXPECT_TRUE(seen(end));
+  EXPECT_THAT(events, ElementsAre("ClientSocket 2 Connect 0", end));
   server().allowCallers({"192.0.2.1", "127.0.0.1"});
   callTo(server().localPort(), 3);
   EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
