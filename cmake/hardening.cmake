@@ -1,6 +1,7 @@
 # Makes memory errors harder to exploit in optimised builds of this project's own code. Users of the library inherit none
-# of these options. Sanitizers find the same errors more exactly, so they are built without.
-if(QUARNEX_SANITIZE OR CMAKE_CXX_FLAGS MATCHES "-fsanitize")
+# of these options. Sanitizers find the same errors more exactly, so they are built without. The linker for Windows hardens
+# by itself, and the rest does not exist there.
+if(WIN32 OR QUARNEX_SANITIZE OR CMAKE_CXX_FLAGS MATCHES "-fsanitize")
   return()
 endif()
 

@@ -1,10 +1,17 @@
 # The library that hosts link: the engine, the adapter of this platform and the flight recorder. It depends only on the
-# standard library. Compressed recordings need zlib: its header here, and libz.so.1 when one begins. One set of position-independent objects makes both the static and the shared library.
+# standard library. Compressed recordings need zlib: its header here, and the library itself when one begins. One set of
+# position-independent objects makes both the static and the shared library; on Windows there is only the static one.
 configure_file(cmake/version.h.in include/quarnex/version.h @ONLY)
 
 file(GLOB_RECURSE engine_sources CONFIGURE_DEPENDS src/services/*.cpp src/engine/*.cpp src/host/*.cpp)
 file(GLOB binding_sources CONFIGURE_DEPENDS bindings/answers/*.cpp bindings/c/*.cpp bindings/component/*.cpp)
-file(GLOB platform_sources CONFIGURE_DEPENDS src/platform/common/*.cpp src/platform/posix/*.cpp)
+if(WIN32)
+  set(platform windows)
+  list(FILTER binding_sources EXCLUDE REGEX "/bindings/c/") # its loop has a descriptor
+else()
+  set(platform posix)
+endif()
+file(GLOB platform_sources CONFIGURE_DEPENDS src/platform/common/*.cpp src/platform/${platform}/*.cpp)
 file(GLOB recorder_sources CONFIGURE_DEPENDS src/recording/recorder/*.cpp src/recording/format/*.cpp)
 # The sources that read recordings need a JSON parser and belong to the tools.
 list(FILTER recorder_sources EXCLUDE REGEX "/(line_parser|recording_reader).cpp$")
@@ -17,23 +24,21 @@ target_include_directories(quarnex_objects PRIVATE include ${PROJECT_BINARY_DIR}
   ${QUARNEX_ZLIB_HEADERS})
 target_link_libraries(quarnex_objects PRIVATE quarnex_warnings)
 
-# The names that the shared library exports are versioned with the number of its binary interface.
-configure_file(cmake/exports.map.in exports.map @ONLY)
-find_package(Threads REQUIRED)
 add_library(quarnex_static STATIC $<TARGET_OBJECTS:quarnex_objects>)
-add_library(quarnex_shared SHARED $<TARGET_OBJECTS:quarnex_objects>)
-set_target_properties(quarnex_shared PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
-  LINK_DEPENDS ${PROJECT_BINARY_DIR}/exports.map)
-target_link_options(quarnex_shared PRIVATE -Wl,--version-script=${PROJECT_BINARY_DIR}/exports.map)
-if(NOT QUARNEX_SANITIZE AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
-  target_link_options(quarnex_shared PRIVATE -Wl,-z,defs) # so that a missing object fails this link, not that of a host
+set(libraries quarnex_static)
+if(WIN32)
+  set(system_libraries ws2_32 iphlpapi advapi32)
+else()
+  find_package(Threads REQUIRED)
+  set(system_libraries Threads::Threads ${CMAKE_DL_LIBS})
+  include(cmake/shared_library.cmake)
 endif()
-foreach(library quarnex_static quarnex_shared)
+foreach(library ${libraries})
   set_target_properties(${library} PROPERTIES OUTPUT_NAME quarnex)
   target_compile_features(${library} PUBLIC cxx_std_17)
   target_include_directories(${library} INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
     $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
-  target_link_libraries(${library} PRIVATE Threads::Threads ${CMAKE_DL_LIBS})
+  target_link_libraries(${library} PRIVATE ${system_libraries})
   add_library(Quarnex::${library} ALIAS ${library})
 endforeach()
 

@@ -113,7 +113,9 @@ class Host {
 
   /// A descriptor that becomes readable when `turn` has work to do, for a loop of the host's own
   /// (`HostLoop::fd`).
+#ifndef _WIN32
   int fd() const { return HostLoop().fd(); }
+#endif
 
   /// The links in which received texts or reports wait, those that have waited longest first
   /// (`QuarnSocket::linksWithNews`). Call it after each turn instead of polling every link.

@@ -31,7 +31,12 @@ class QUARNEX_API HostLoop {
   ///     pollfd waited[] = {{loop.fd(), POLLIN, 0}, {mine, POLLIN, 0}};
   ///     poll(waited, 2, -1);
   ///     loop.turn(std::chrono::milliseconds(0));
+  ///
+  /// Windows has no such descriptor: ticks and socket events arrive as messages of the thread that made the
+  /// first call, so a host with a message loop of its own needs neither this nor `turn`.
+#ifndef _WIN32
   int fd() const;
+#endif
 };
 
 }  // namespace quarnex
