@@ -7,6 +7,9 @@ add_library(quarnex_simulated OBJECT ${simulated_sources})
 set_target_properties(quarnex_simulated PROPERTIES POSITION_INDEPENDENT_CODE ON)
 target_link_libraries(quarnex_simulated PUBLIC quarnex_internals PRIVATE quarnex_warnings)
 
+if(WIN32)
+  return() # the kit needs threads of the C++ library
+endif()
 add_library(quarnex_testing STATIC ${testing_sources} $<TARGET_OBJECTS:quarnex_simulated>)
 set_target_properties(quarnex_testing PROPERTIES POSITION_INDEPENDENT_CODE ON EXPORT_NAME testing)
 target_compile_features(quarnex_testing PUBLIC cxx_std_17)
