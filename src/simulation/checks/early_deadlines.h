@@ -11,7 +11,8 @@ class EarlyDeadlines : public RecordCheck {
 
   // After the peer's orderly close a server listens again at once, but in the close event, not in a tick.
   void performs(std::int16_t link, const ServiceCall& call) {
-    if (call.operation == Operation::Send || !isBefore(before(link).stateDeadline)) return;
+    if (call.operation != Operation::Connect && call.operation != Operation::Listen) return;
+    if (!isBefore(before(link).stateDeadline)) return;
     engine_.report(link, call.operation == Operation::Connect ? "a peer was called before the deadline"
                                                               : "a link listened before the deadline");
   }

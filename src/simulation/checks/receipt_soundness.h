@@ -29,11 +29,14 @@ class ReceiptSoundness : public RecordCheck {
   }
   void traced(std::int16_t link, std::string_view text) {
     if (!engine_.at(link).tcp) return;
-    TextFlow& flow = *engine_.at(link).received;
-    if (begins(text, "Client CONNESSO ") || begins(text, "Server CONNESSO ")) flow.reconnect();
     if (!begins(text, "X:")) return;
-    if (!flow.queue(numberOf(text.substr(2))) && !isExcused(link))
+    if (!engine_.at(link).received->queue(numberOf(text.substr(2))) && !isExcused(link))
       engine_.report(link, "a dropped text arrived: " + std::string(text));
+  }
+  // Not the traces of a connection, which fail where the socket cannot be read.
+  void performs(std::int16_t link, const ServiceCall& call) {
+    if (call.operation == Operation::Attach || call.operation == Operation::Connect)
+      engine_.at(link).received->reconnect();
   }
   void changed(std::int16_t, const RecordedState&, const ConnectionRecord&) {
     QuarnSocket quarn(*records_.library);
