@@ -2,6 +2,7 @@
 
 #include <array>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 
@@ -29,6 +30,21 @@ std::string formatted(std::int64_t second, const char* format) {
   std::array<char, 40> text{};
   const std::tm* const local = std::localtime(&time);
   return {text.data(), std::strftime(text.data(), text.size(), format, local)};
+}
+
+// "+01:00". strftime has no form with a colon, and its form is not the same on all systems.
+std::string zoneOf(std::int64_t second) {
+  using namespace std::chrono;
+  const std::time_t time = second;
+  const std::tm* const local = std::localtime(&time);
+  const sys_days day = year(local->tm_year + 1900) / (local->tm_mon + 1) / local->tm_mday;
+  const auto shown = day + hours(local->tm_hour) + minutes(local->tm_min) + seconds(local->tm_sec);
+  const auto ahead = duration_cast<minutes>(shown.time_since_epoch() - seconds(second));
+  const hh_mm_ss zone(ahead);
+  std::array<char, 16> text{};
+  std::snprintf(text.data(), text.size(), "%c%02d:%02d", zone.is_negative() ? '-' : '+',
+                static_cast<int>(zone.hours().count()), static_cast<int>(zone.minutes().count()));
+  return text.data();
 }
 
 }  // namespace
@@ -112,11 +128,8 @@ std::string timeOfDay(std::int64_t second) {
   return formatted(second, "%H:%M:%S");
 }
 
-// strftime has no form of the zone with a colon.
 std::string isoTime(std::int64_t second) {
-  constexpr std::size_t kMinutesOfZone = 2;
-  std::string time = formatted(second, "%Y-%m-%dT%H:%M:%S%z");
-  return time.insert(time.size() - kMinutesOfZone, 1, ':');
+  return formatted(second, "%Y-%m-%dT%H:%M:%S") + zoneOf(second);
 }
 
 }  // namespace quarnex::tool
