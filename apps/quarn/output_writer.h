@@ -11,6 +11,8 @@
 
 namespace quarnex::tool {
 
+class LoopWake;
+
 /// Keeps the bytes that a descriptor has not accepted yet. The thread starts with the first byte.
 class OutputWriter {
  public:
@@ -39,10 +41,8 @@ class OutputWriter {
   /// Description of the write error.
   std::string error() const;
 
-  /// A descriptor that becomes readable when all bytes are written or writing has failed, until `clearWake`.
-  /// Negative if the process has no descriptor left for it; poll ignores it then.
-  int wakeDescriptor() const;
-  void clearWake();
+  /// Signalled when all bytes are written or writing has failed.
+  const LoopWake& wake() const;
 
  private:
   struct State;  // shared with the thread, which may outlive this object in a write that hangs

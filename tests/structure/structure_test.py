@@ -32,7 +32,7 @@ LAYERS = {
                     "src/platform/simulated", "src/recording/recorder", "src/recording/format", "src/host", "src/services",
                     "src/engine/records", "include/quarnex"],
     # Programs that call by name iterate over the method table.
-    "apps": ["include/quarnex", "src/recording", "src/simulation", "src/host/method_table.h", "bindings/answers"],
+    "apps": ["include/quarnex", "src/recording", "src/simulation", "src/services/threads.h", "src/host/method_table.h", "bindings/answers"],
     "bindings/c": ["include/quarnex"],
     "bindings/c_testing": ["include/quarnex", "bindings/c/c_boundary.h"],
     "bindings/lua": ["include/quarnex/quarnex.h"],

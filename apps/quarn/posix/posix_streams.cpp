@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "quarn/output_device.h"
 #include "quarn/streams.h"
 
 namespace quarnex::tool {
@@ -63,11 +64,11 @@ bool localeUsesUtf8() {
 void turnHost(HostLoop& loop, LineReader* input, std::initializer_list<OutputWriter*> outputs,
               std::chrono::milliseconds maxWait) {
   std::vector<pollfd> waited{{loop.fd(), POLLIN, 0}};
-  for (const OutputWriter* output : outputs) waited.push_back({output->wakeDescriptor(), POLLIN, 0});
+  for (const OutputWriter* output : outputs) waited.push_back({output->wake().number(), POLLIN, 0});
   if (input != nullptr) waited.push_back({input->descriptor(), POLLIN, 0});
   const int ready = poll(waited.data(), waited.size(), static_cast<int>(maxWait.count()));
   if (ready > 0 && input != nullptr && waited.back().revents != 0) input->readSome();
-  for (OutputWriter* output : outputs) output->clearWake();
+  for (const OutputWriter* output : outputs) output->wake().clear();
   loop.turn(std::chrono::milliseconds(0));
 }
 
