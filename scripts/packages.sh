@@ -12,7 +12,7 @@ declare -A packages=(
     [bench]="libbenchmark-dev python3"
     [model]="spin gcc libc6-dev"
     [endurance]="libbenchmark-dev valgrind iproute2 faketime python3"
-    [windows]="g++-mingw-w64-x86-64-win32 g++-mingw-w64-i686-win32 mingw-w64-tools libz-mingw-w64-dev wine64 wine libwine-dev libgtest-dev libgmock-dev"
+    [windows]="g++-mingw-w64-x86-64-win32 g++-mingw-w64-i686-win32 mingw-w64-tools libz-mingw-w64-dev wine64 wine libwine-dev libgtest-dev libgmock-dev python3"
     [coverage]="clang-19 llvm-19 libclang-rt-19-dev libgtest-dev libgmock-dev python3"
 )
 

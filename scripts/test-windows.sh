@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds library, tool and tests for 64-bit and 32-bit Windows with the cross-compiler, and runs them under wine: the
 # contract suite, all recordings, a simulation that must not differ from the one of this system's quarn, and links between
-# both systems. Needs no display and changes nothing outside the build folders, except that it installs missing Debian
+# both systems, and the component classes. Needs no display and changes nothing outside the build folders, except that it installs missing Debian
 # packages, but not if QUARNEX_NO_INSTALL=1. Never adds an architecture: 32-bit programs run only where wine can run them
 # already. Exit status 0 only if every check passes. docs/windows.md lists the steps on a real Windows.
 set -euo pipefail
@@ -31,7 +31,7 @@ own_quarn() {
 # Programs may need the system's own libraries and no others.
 check_imports() {
     local system=" advapi32 iphlpapi kernel32 msvcrt ole32 oleaut32 user32 ws2_32 " file name
-    for file in build/windows*/bin/*.exe; do
+    for file in build/windows*/bin/{*.exe,quarnex.dll}; do
         for name in $(x86_64-w64-mingw32-objdump -p "$file" | sed -n 's/.*DLL Name: \(.*\)\.[dD][lL][lL]/\L\1/p'); do
             [[ $system == *" $name "* ]] || { echo "$file needs $name.dll" >&2; return 1; }
         done
@@ -72,6 +72,19 @@ check_link() {
     echo "link: $2 calls $1"
 }
 
+# Registers the component classes and holds the conversations of all bindings with them: early bound, by dispatch, and from
+# a script. Then takes the registration out, twice, since unregistering what is not registered succeeds.
+check_component() {
+    local identifier
+    identifier=$(PYTHONDONTWRITEBYTECODE=1 PYTHONPATH=tests/conformance python3 -c \
+        'import conformance; print(conformance.free_identifier())')
+    wine regsvr32 /s build/windows/bin/quarnex.dll
+    wine build/windows/bin/quarnex_conformance.exe "$identifier" >"$work/component" || { cat "$work/component"; return 1; }
+    grep -c ": " "$work/component" | sed 's/$/ conversations and checks of the component classes/'
+    wine regsvr32 /s /u build/windows/bin/quarnex.dll
+    wine regsvr32 /s /u build/windows/bin/quarnex.dll
+}
+
 scripts/packages.sh --install windows
 build windows
 build windows32
@@ -86,6 +99,7 @@ check_recordings
 check_simulation
 check_link windows_quarn "$quarn"
 check_link "$quarn" windows_quarn
+check_component
 if wine build/windows32/bin/quarnex_windows_tests.exe --gtest_list_tests >/dev/null 2>&1; then
     wine build/windows32/bin/quarnex_windows_tests.exe --gtest_brief=1
 else

@@ -38,10 +38,11 @@ LAYERS = {
     "bindings/lua": ["include/quarnex/quarnex.h"],
     "bindings/component": ["include/quarnex", "src/host/method_table.h", "src/services/process_library.h",
                            "src/engine/records/library.h", "bindings/answers"],
+    "bindings/component/windows": ["bindings/component", "bindings/answers", "src/host/method_table.h", "include/quarnex"],
     "bindings/answers": ["include/quarnex", "src/host/method_table.h", "src/recording/format/text_codes.h"],
 }
 PURE = ("src/engine/", "src/host/")
-SYSTEM_HEADERS_IN = ("src/platform/posix/", "src/platform/windows/", "apps/quarn/posix/", "apps/quarn/windows/")
+SYSTEM_HEADERS_IN = ("src/platform/posix/", "src/platform/windows/", "apps/quarn/posix/", "apps/quarn/windows/", "bindings/component/windows/")
 MAY_CATCH = {"src/engine/records/trap.h": "the trap helper", "src/host/quarn_socket.cpp": "the host boundary",
              "src/host/host_boundary.h": "the host boundary"}
 FILE_LINES_MAX = 450
