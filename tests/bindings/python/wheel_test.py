@@ -26,8 +26,11 @@ print(repr((quarnex.__version__, quarnex.__file__, structs, functions)))
 """
 
 
-def run(*command, **more):
-    return subprocess.run([*map(str, command)], check=True, stdout=subprocess.PIPE, text=True, **more).stdout
+def run(*command):
+    result = subprocess.run([*map(str, command)], stdout=subprocess.PIPE, text=True)
+    if result.returncode != 0:
+        sys.exit(f"{command}\n{result.stdout}")
+    return result.stdout
 
 
 def install():
