@@ -23,7 +23,7 @@ class HostPlatform {
   /// Like `HostLoop::nextDeadline`, for this loop.
   virtual std::chrono::milliseconds nextDeadline() const = 0;
   /// `work` runs after each tick that the host's own loop delivers without a call of `turn`.
-  virtual void afterTicks(std::function<void()> /*work*/) {}
+  virtual void afterTicks(const std::function<void()>& /*work*/) {}
 };
 
 std::unique_ptr<HostPlatform> makeHostPlatform();

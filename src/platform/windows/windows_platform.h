@@ -3,7 +3,6 @@
 
 #include <chrono>
 #include <functional>
-#include <utility>
 
 #include "platform/common/host_platform.h"
 #include "platform/common/log_text_file.h"
@@ -21,7 +20,7 @@ class WindowsPlatform final : public HostPlatform {
   Services services() override { return {sockets_, timer_, clock_, logFile_}; }
   void turn(std::chrono::milliseconds maxWait) override { loop_.turn(maxWait); }
   std::chrono::milliseconds nextDeadline() const override { return loop_.untilTick(); }
-  void afterTicks(std::function<void()> work) override { loop_.afterOwnTick(std::move(work)); }
+  void afterTicks(const std::function<void()>& work) override { loop_.afterOwnTick(work); }
   WindowsLoop& loop() { return loop_; }
 
  private:
