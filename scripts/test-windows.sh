@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Builds library, tool and tests for 64-bit and 32-bit Windows with the cross-compiler, and runs them under wine: the
-# contract suite, all recordings, a simulation that must not differ from the one of this system's quarn, and links between
-# both systems, and the component classes. Needs no display and changes nothing outside the build folders, except that it installs missing Debian
-# packages, but not if QUARNEX_NO_INSTALL=1. Never adds an architecture: 32-bit programs run only where wine can run them
-# already. Exit status 0 only if every check passes. docs/windows.md lists the steps on a real Windows.
+# contract suite, all recordings, a simulation that must not differ from the one of this system's quarn, links between both
+# systems, and the component classes. Needs no display and changes nothing outside the build folders, except that it installs
+# missing Debian packages, but not if QUARNEX_NO_INSTALL=1. Never adds an architecture: 32-bit programs run only where wine can
+# run them already. Exit status 0 only if every check passes. docs/windows.md lists the steps on a real Windows.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
