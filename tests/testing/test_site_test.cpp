@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "quarnex/event_report.h"
+#include "quarnex/flight_recorder.h"
 #include "quarnex/host_loop.h"
 #include "support/test_files.h"
 
@@ -348,6 +349,19 @@ TEST_F(TestKit, TwoRunsOfASeedAreCompared) {
   EXPECT_NE(difference.find("text1"), std::string::npos) << difference;
   settings.seed = 0;
   EXPECT_EQ(thrownBy<TestFailed>(sending("text"), settings), "nothing was thrown");
+}
+
+TEST(Site, RecordsNoProcessOfItsOwn) {
+  const TemporaryFolder folder;
+  const auto path = folder.path() / "links.jsonl";
+  simulate([&](TestSite& site) {
+    const TestProgram& host = site.addProgram("host", [&] {
+      recordFlight(path);
+      return 0;
+    });
+    site.runUntil([&] { return !host.running(); }, 1min);
+  });
+  EXPECT_FALSE(std::filesystem::exists(path));
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // The fate of texts, cause by cause, and the events around them.
 #include "quarnex/receipts.h"
+#include "engine/link/failure_handling.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -228,6 +229,23 @@ TEST(EventTest, AFullQueueSaysWhatIsMissing) {
   EXPECT_GE(lost->lost.from, begin);
   EXPECT_LE(lost->lost.from, lost->lost.to);
   EXPECT_EQ(host.quarn.eventsWaiting(), kEventsMax);
+}
+
+TEST(EventTest, AReconnectionEndsTheConnectionBeforeItDropsTheTexts) {
+  StubHost host;
+  host.addConnected(kClient);
+  host.quarn.enableEvents(1);
+  host.quarn.enableEvents(1);
+  host.quarn.Invia(1, "t1");
+  NonRisponde(host.library, host.record(1), {FailureKind::ReplyTimeout});
+  const auto events = eventsOf(host, false);
+  ASSERT_GE(events.size(), 2U);
+  EXPECT_EQ(events[0], "disconnected 1");
+  EXPECT_EQ(events[1], "1-1 dropped reconnection 0");
+  host.quarn.Invia(1, "t2");
+  host.quarn.Invia(1, "VUOTABUFFER");
+  host.quarn.enableEvents(host.addOpen(kServer));
+  EXPECT_EQ(host.quarn.eventsWaiting(), 1U);
 }
 
 TEST(EventTest, OccurrencesDoNotJoinTheFirstEventOfAnotherType) {

@@ -102,7 +102,9 @@ TEST_F(LogTextFileTest, AFullFileIsFollowedByOneOfTheSameForm) {
 }
 
 TEST_F(LogTextFileTest, AFileWithoutADateInItsNameIsFollowedByNone) {
-  for (const std::string& path : {(folder.path() / "log").string(), (folder.path() / "log.txt").string()}) {
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(folder.path());
+  for (const std::string path : {"log", "log.txt", "LOG01012020000000.log"}) {
     file.configure({.bytesMax = 10});
     file.create(path);
     for (const char* line : {"\n", "two lines\r\n", "three lines\r\n"}) {
@@ -113,6 +115,7 @@ TEST_F(LogTextFileTest, AFileWithoutADateInItsNameIsFollowedByNone) {
     file.close();
     EXPECT_EQ(contentOf(path), "\ntwo lines\r\nthree lines\r\n");
   }
+  std::filesystem::current_path(before);
 }
 
 TEST(ForwardClock, StaysForASecondThatTheSystemShowsTwice) {
