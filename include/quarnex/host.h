@@ -114,7 +114,9 @@ class Host {
   /// A descriptor that becomes readable when `turn` has work to do, for a loop of the host's own
   /// (`HostLoop::fd`).
 #ifndef _WIN32
-  int fd() const { return HostLoop().fd(); }
+  int fd() const {
+    return HostLoop().fd();
+  }
 #endif
 
   /// The links in which received texts or reports wait, those that have waited longest first
@@ -127,17 +129,25 @@ class Host {
 
   /// The oldest event of the links with `Link::enableEvents`, or nothing (`QuarnSocket::nextEvent`). The 15
   /// methods have reports instead.
-  std::optional<LinkEvent> nextEvent() { return quarn_.nextEvent(); }
+  std::optional<LinkEvent> nextEvent() {
+    return quarn_.nextEvent();
+  }
 
   /// Closes all links for good once all their texts have an outcome, at most `within` later
   /// (`QuarnSocket::drainAndLeave`; `Uscita` does not wait). Turn the loop until `readyToExit`.
-  void leave(std::chrono::milliseconds within) { quarn_.drainAndLeave(within); }
+  void leave(std::chrono::milliseconds within) {
+    quarn_.drainAndLeave(within);
+  }
 
   /// True if no link over TCP is in service any more (`ProntoPerUscire`).
-  bool readyToExit() { return quarn_.ProntoPerUscire() != 0; }
+  bool readyToExit() {
+    return quarn_.ProntoPerUscire() != 0;
+  }
 
   /// The 15 methods and everything else that has no name here.
-  QuarnSocket& quarn() { return quarn_; }
+  QuarnSocket& quarn() {
+    return quarn_;
+  }
 
  private:
   Link add(std::string_view type, Int16 identifier, bool client, bool tcp) {

@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include "quarn/commands/json_scanner.h"
 #include "answers/json_values.h"
+#include "quarn/commands/json_scanner.h"
 #include "recording/format/text_codes.h"
 
 namespace quarnex::tool {
