@@ -116,9 +116,12 @@ using SignatureOf = Signature<decltype(method)>;
 /// Kinds of parameters and result follow from the type of `method`, so only names are written out.
 template <DispatchId id, auto method, Name name, Name... parameterNames>
 constexpr Method row() {
-  return {name.characters, static_cast<std::int32_t>(id),
-          SignatureOf<method>::template parameters<parameterNames...>, SignatureOf<method>::result,
-          id == DispatchId::ProntoPerUscire, SignatureOf<method>::template call<method>};
+  return {name.characters,
+          static_cast<std::int32_t>(id),
+          SignatureOf<method>::template parameters<parameterNames...>,
+          SignatureOf<method>::result,
+          id == DispatchId::ProntoPerUscire,
+          SignatureOf<method>::template call<method>};
 }
 
 // One word gives identifier, function and name of a row, so that the three cannot differ.

@@ -1,4 +1,5 @@
-// Gives a test a limit on a resource of its process: on file sizes, which acts as a full disk, or on descriptors.
+// Gives a test a limit on a resource of its process: on file sizes, which acts as a full disk, or on
+// descriptors.
 #pragma once
 
 #include <sys/resource.h>
