@@ -17,9 +17,11 @@ bool dropsText(const TextBuffer& queue) {
   return BufferIsFull(queue) && !BufferFrontMarked(queue);
 }
 
-// The next opening empties the queues. It would not if a late event had connected the link meanwhile.
+// The next opening empties the queues. It would not if a late event, or a caller on a socket that could not
+// be closed, had connected the link meanwhile.
 bool isClosed(const ConnectionRecord& rec) {
-  return !rec.Attivo && rec.Stato != kConnected;
+  const bool mayConnect = rec.history.ledger && rec.history.ledger->mayConnect;
+  return !rec.Attivo && rec.Stato != kConnected && !mayConnect;
 }
 
 bool hasEvents(const Library& library, const ConnectionRecord& rec) {
@@ -239,6 +241,12 @@ void tellDown(Library& library, ConnectionRecord& rec) {
       ++event.count;
     });
   });
+}
+
+void noteClosing(Library& library, ConnectionRecord& rec, bool socketsClosed) {
+  if (socketsClosed && !rec.history.ledger) return;
+  Trap withoutMemory{library};
+  withoutMemory([&] { ledgerOf(rec).mayConnect = !socketsClosed; });
 }
 
 void tellClosed(Library& library, ConnectionRecord& rec, bool byHost) {

@@ -24,6 +24,9 @@ void tellConnected(Library& library, ConnectionRecord& rec);
 void tellDisconnected(Library& library, ConnectionRecord& rec, bool staysQueued);
 /// The link goes down, or an attempt to connect fails, for the reason `LinkLedger::lastFailure`.
 void tellDown(Library& library, ConnectionRecord& rec);
+/// The link goes out of service. If its sockets could not be closed, a peer may still reach it, so the fate
+/// of its texts stays open until it is opened again.
+void noteClosing(Library& library, ConnectionRecord& rec, bool socketsClosed);
 /// The link is out of service: its remaining texts are dropped.
 void tellClosed(Library& library, ConnectionRecord& rec, bool byHost);
 

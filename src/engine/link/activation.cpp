@@ -15,6 +15,7 @@ namespace quarnex {
 namespace {
 
 void reportClosedForGood(Library& library, ConnectionRecord& record, Trap& trap, std::string_view testo) {
+  noteClosing(library, record, !trap.pending());
   record.Chiuso = true;
   record.history.since = library.services.clock.now();
   record.Aperto = false;

@@ -58,8 +58,7 @@ TEST(ReceiptBook, EndsTheDoubtBeforeALaterBatchIsDecided) {
 
 // More rounds than the tally can count.
 TEST(AckTally, ProvesAgainAfterEachRound) {
-  AckTally client;
-  AckTally server;
+  AckTally client, server, acknowledged;
   for (int round = 0; round < 70'000; ++round) {
     client.sendsData(true);
     client.sendsWords(true, true);
@@ -68,6 +67,9 @@ TEST(AckTally, ProvesAgainAfterEachRound) {
     bool proved = false;
     for (int query = 0; query < 15; ++query) proved = server.queries();
     ASSERT_TRUE(proved) << round;
+    acknowledged.sendsData(true);
+    acknowledged.acknowledges(true);
+    ASSERT_TRUE(acknowledged.allAcknowledged()) << round;
   }
 }
 
