@@ -25,7 +25,7 @@ class TemporaryFolder {
   static std::filesystem::path make() {
     const std::filesystem::path parent = std::filesystem::temp_directory_path();
     for (std::random_device random;;) {
-      const auto path = parent / ("quarnex" + std::to_string(random()));
+      auto path = parent / ("quarnex" + std::to_string(random()));
       if (std::filesystem::create_directory(path)) return path;
     }
   }
