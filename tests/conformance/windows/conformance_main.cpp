@@ -55,22 +55,21 @@ bool leavesNothing() {
   return after <= before + 16;
 }
 
+DWORD WINAPI createOnThread(void* result) {
+  ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+  CLSID found{};
+  ::CLSIDFromProgID(L"Quarnex.QuarnSocket", &found);
+  IDispatch* created = nullptr;
+  *static_cast<HRESULT*>(result) = ::CoCreateInstance(found, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch,
+                                                      reinterpret_cast<void**>(&created));
+  ::CoUninitialize();
+  return 0;
+}
+
 bool refusesAnotherThread() {
   const auto first = makeLateBinding();
   HRESULT outcome = S_OK;
-  const HANDLE thread = ::CreateThread(
-      nullptr, 0,
-      [](void* result) -> DWORD {
-        ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-        CLSID found{};
-        ::CLSIDFromProgID(L"Quarnex.QuarnSocket", &found);
-        IDispatch* created = nullptr;
-        *static_cast<HRESULT*>(result) = ::CoCreateInstance(
-            found, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, reinterpret_cast<void**>(&created));
-        ::CoUninitialize();
-        return 0;
-      },
-      &outcome, 0, nullptr);
+  const HANDLE thread = ::CreateThread(nullptr, 0, createOnThread, &outcome, 0, nullptr);
   ::WaitForSingleObject(thread, INFINITE);
   ::CloseHandle(thread);
   std::printf("an object on a second thread: 0x%08lx\n", static_cast<unsigned long>(outcome));
