@@ -21,8 +21,8 @@ class LoopWake {
   /// From any thread.
   void signal() const;
   void clear() const;
-  /// On POSIX a descriptor that is readable from `signal` to `clear`, negative if the process has none left;
-  /// on Windows the number of the thread.
+  /// On POSIX a descriptor, which is readable from `signal` to `clear`, or a negative number if no descriptor
+  /// was left; on Windows the number of the thread.
   int number() const { return number_; }
 
  private:

@@ -212,8 +212,8 @@ C = load(FUNCTIONS)
 
 
 class _Owner:
-    """The thread that all calls come from: the one that made the first. A forked child can make none, because it shares
-    descriptors with its parent."""
+    """The thread of the first call, from which all later calls have to come. A forked child can make no calls, because it
+    shares descriptors with its parent."""
 
     thread: Optional[int] = None
     reason = "all calls of Quarnex come from one thread, the one that made the first call"
