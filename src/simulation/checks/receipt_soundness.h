@@ -36,7 +36,7 @@ class ReceiptSoundness : public RecordCheck {
   // Not the traces of a connection, which fail where the socket cannot be read.
   void performs(std::int16_t link, const ServiceCall& call) {
     if (call.operation == Operation::Attach || call.operation == Operation::Connect)
-      engine_.at(link).received->reconnect();
+      engine_.at(link).received->reconnect(engine_.site.time.now());
   }
   void changed(std::int16_t, const RecordedState&, const ConnectionRecord&) {
     QuarnSocket quarn(*records_.library);

@@ -120,7 +120,9 @@ class TextFlow {
     while (nextBody_ < bodies_.size() && bodies_[nextBody_] != hash) ++nextBody_;
     const bool repeated = nextBody_ == bodies_.size();
     if (!repeated) ++nextBody_;
-    if (repeated || foreignBody_) confusedAt_ = at;
+    if (!repeated && !foreignBody_) return;
+    confused_ = true;
+    confusedAt_ = at;
   }
   /// Texts sent until `at` that have not arrived may be lost or arrive again because of this.
   void excuse(Cause cause, std::int64_t at) {
@@ -141,11 +143,17 @@ class TextFlow {
   /// True once a body has arrived that the peer never sent: a stranger's, or pieces of several frames with a
   /// fitting checksum. Until the flow restarts, texts may arrive that the peer did not send, in any order.
   bool hasForeignBody() const { return foreignBody_; }
-  /// True for some minutes after a frame that the peer never sent, or not so often.
-  bool isConfused(std::int64_t now) const { return confusedAt_ >= 0 && now <= confusedAt_ + kConfusionMax; }
+  /// True from a frame that the peer never sent, or not so often, until some minutes after its connection: a
+  /// busy link keeps one acknowledgement too many as long as the connection lasts.
+  bool isConfused(std::int64_t now) const {
+    return confused_ || (confusedAt_ >= 0 && now <= confusedAt_ + kConfusionMax);
+  }
 
   /// The receiver has a new connection, which brings none of the frames sent before.
-  void reconnect() { nextBody_ = bodies_.size(); }
+  void reconnect(std::int64_t at) {
+    nextBody_ = bodies_.size();
+    if (std::exchange(confused_, false)) confusedAt_ = at;
+  }
 
   /// The number of such a text, 0 for any other.
   static std::uint64_t numberOf(std::string_view text) { return textOf(text).number; }
@@ -237,6 +245,7 @@ class TextFlow {
   std::deque<std::uint64_t> bodies_;  // hashes of the latest ones sent
   std::size_t nextBody_ = 0;          // behind the one that was received last
   bool foreignBody_ = false;
+  bool confused_ = false;  // on this connection
   std::int64_t confusedAt_ = -1;
   std::set<std::uint64_t> queued_, dropped_;  // numbers of texts
   std::set<std::uint64_t> doubtful_;          // queued, perhaps as an echo of a stranger
