@@ -1,5 +1,7 @@
 # Settings of builds for Windows 7 and later.
 add_compile_definitions(_WIN32_WINNT=0x0601 WIN32_LEAN_AND_MEAN NOMINMAX)
+# 64-bit times on 32-bit Windows as well, whose C library otherwise ends in 2038. (64-bit Windows ignores this.)
+add_compile_definitions(__MINGW_USE_VC2005_COMPAT)
 
 # A cross-compiler must not see the other headers of the build machine, so the libraries that consist of headers get a folder
 # of links.
