@@ -15,7 +15,8 @@ build() {
     echo "== build: $1"
     mkdir -p build
     cmake --preset "$1" >"build/$1.log" || { cat "build/$1.log"; return 1; }
-    cmake --build "build/$1" -j "$jobs" "${@:2}" | tail -1
+    cmake --build "build/$1" -j "$jobs" "${@:2}" >"build/$1.log" || { grep -v '^\[' "build/$1.log" | tail -50; return 1; }
+    tail -1 "build/$1.log"
 }
 
 # The name of this system's quarn: of a build that exists, or of one made here.
