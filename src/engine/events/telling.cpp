@@ -207,10 +207,13 @@ void tellFailure(Library& library, ConnectionRecord& rec, EventType type) {
   add(library, rec, type, [&](LinkEvent& event) { event.reason = rec.history.ledger->lastFailure; });
 }
 
-void tellConnected(Library& library, ConnectionRecord& rec) {
+void noteNewConnection(Library& library, ConnectionRecord& rec) {
   rec.history.acks.begin();
   withBook(library, rec,
            [&](ReceiptBook& book, DecisionSink& sink) { book.connectionEnded(rec.history.acks, sink); });
+}
+
+void tellConnected(Library& library, ConnectionRecord& rec) {
   endOutage(rec);
   add(library, rec, EventType::Connected,
       [&](LinkEvent& event) { event.endpoint = frameSocket(library, rec).peer(); });
@@ -244,9 +247,10 @@ void tellDown(Library& library, ConnectionRecord& rec) {
 }
 
 void noteClosing(Library& library, ConnectionRecord& rec, bool socketsClosed) {
-  if (socketsClosed && !rec.history.ledger) return;
+  const bool staysClosed = socketsClosed && library.steps <= 1;
+  if (staysClosed && !rec.history.ledger) return;
   Trap withoutMemory{library};
-  withoutMemory([&] { ledgerOf(rec).mayConnect = !socketsClosed; });
+  withoutMemory([&] { ledgerOf(rec).mayConnect = !staysClosed; });
 }
 
 void tellClosed(Library& library, ConnectionRecord& rec, bool byHost) {

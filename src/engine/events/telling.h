@@ -18,14 +18,18 @@ LinkLedger& ledgerOf(ConnectionRecord& rec);
 void tell(Library& library, ConnectionRecord& rec, EventType type);
 void tellFailure(Library& library, ConnectionRecord& rec, EventType type);
 
+/// A new connection takes the place of the one before. Not if that failed: the one before may go on then, and
+/// bring its acknowledgements.
+void noteNewConnection(Library& library, ConnectionRecord& rec);
 /// The link is connected, perhaps to another caller than before.
 void tellConnected(Library& library, ConnectionRecord& rec);
 /// The connection ends. `staysQueued`: queue and batch go on with the next one.
 void tellDisconnected(Library& library, ConnectionRecord& rec, bool staysQueued);
 /// The link goes down, or an attempt to connect fails, for the reason `LinkLedger::lastFailure`.
 void tellDown(Library& library, ConnectionRecord& rec);
-/// The link goes out of service. If its sockets could not be closed, a peer may still reach it, so the fate
-/// of its texts stays open until it is opened again.
+/// The link goes out of service. If its sockets could not be closed, or an event inside a step closes them
+/// and the step then goes on to use them, a peer may still reach it. So the fate of its texts stays open
+/// until it is opened again.
 void noteClosing(Library& library, ConnectionRecord& rec, bool socketsClosed);
 /// The link is out of service: its remaining texts are dropped.
 void tellClosed(Library& library, ConnectionRecord& rec, bool byHost);

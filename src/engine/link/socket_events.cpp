@@ -54,6 +54,7 @@ void noteClose(Library& library, ConnectionRecord& record, std::int16_t ErrorCod
 }
 
 void connected(Library& library, ConnectionRecord& record, std::int16_t Index, Trap& trap) {
+  noteNewConnection(library, record);
   trap([&] { traceClient(library, record.IdxQuarn, Index, "Client CONNESSO "); });
   rememberConnection(library, record);
   ImpostaStato(library, record, kConnected, kConnectedSeconds);
@@ -70,7 +71,10 @@ void connectFailed(Library& library, ConnectionRecord& record, std::int16_t Inde
 
 void accepted(Library& library, ConnectionRecord& record, std::int16_t Index, std::int32_t SocketHandle,
               Trap& trap) {
-  trap([&] { SrvAccept(library, Index).attach(SocketHandle); });
+  trap([&] {
+    SrvAccept(library, Index).attach(SocketHandle);
+    noteNewConnection(library, record);
+  });
   // The endpoint texts of a server link name the caller stored on the listening socket.
   trap([&] { ServerSocket(library, Index).setRemoteHost(SrvAccept(library, Index).remoteHost()); });
   trap([&] { AzzeraRicezione(library, record.IdxQuarn); });

@@ -5,6 +5,20 @@
 #include "quarnex/failure.h"
 
 namespace quarnex {
+namespace {
+
+class StepCount {
+ public:
+  explicit StepCount(Library& library) : steps_(library.steps) { ++steps_; }
+  ~StepCount() { --steps_; }
+  StepCount(const StepCount&) = delete;
+  StepCount& operator=(const StepCount&) = delete;
+
+ private:
+  int& steps_;
+};
+
+}  // namespace
 
 FrmSock::FrmSock(Library& library) : library_(library) {
   library.services.timer.setEvents(this);
@@ -26,10 +40,12 @@ void FrmSock::noSuchElement(std::int16_t index) {
 }
 
 void FrmSock::onConnect(SocketArray array, std::int16_t index, std::int16_t code) {
+  const StepCount step(library_);
   if (array == SocketArray::ClientSocket) library_.procedures.clientConnect(library_, index, code);
 }
 
 void FrmSock::onClose(SocketArray array, std::int16_t index, std::int16_t code) {
+  const StepCount step(library_);
   switch (array) {
     case SocketArray::ClientSocket:
       return library_.procedures.clientClose(library_, index, code);
@@ -41,15 +57,18 @@ void FrmSock::onClose(SocketArray array, std::int16_t index, std::int16_t code) 
 }
 
 void FrmSock::onReceive(SocketArray array, std::int16_t index, std::int16_t code) {
+  const StepCount step(library_);
   if (array == SocketArray::ClientSocket) library_.procedures.clientReceive(library_, index, code);
   if (array == SocketArray::SrvAccept) library_.procedures.acceptReceive(library_, index, code);
 }
 
 void FrmSock::onAccept(SocketArray array, std::int16_t index, std::int32_t handle, std::int16_t code) {
+  const StepCount step(library_);
   if (array == SocketArray::ServerSocket) library_.procedures.serverAccept(library_, index, handle, code);
 }
 
 void FrmSock::onTick() {
+  const StepCount step(library_);
   library_.procedures.tick(library_);
 }
 

@@ -56,6 +56,8 @@ struct Library {
   MemoryLimits limits;
   std::size_t bytesHeld = 0;  // by all links, as counted last for each
 
+  int steps = 0;  // events and ticks under way: more than one if one is delivered inside another
+
   std::int16_t MaxTentativi = 0;  // failures that a link tolerates before 109
   bool InUscita = false;          // shutting down, for good
 

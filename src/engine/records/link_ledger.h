@@ -34,7 +34,7 @@ struct LinkLedger {
   OutcomeCounts outcomes;
   std::uint64_t receivedDropped = 0;
   bool eventsOn = false;
-  bool mayConnect = false;  // the link is closed, but its sockets could not be closed
+  bool mayConnect = false;  // the link is closed, but a peer may still reach it
   JoinableEvents joinable;
   LinkDrain drain;
   std::vector<LinkOutage> outages;  // the latest ones, oldest first; the last may be under way

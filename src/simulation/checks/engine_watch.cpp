@@ -56,6 +56,8 @@ class EngineWatch final : public ServicesWrapper, public PassingObserver {
   void stepBegins(const SocketEvent* event) {
     begin(event != nullptr ? linkOf(event->socket) : std::int16_t{0});
     if (event == nullptr) ++engine_.step.ticks;
+    if (event != nullptr && event->kind == EventKind::Connect && event->code == 0)
+      connects(linkOf(event->socket));
   }
 
   void begin(std::int16_t link) {
@@ -93,6 +95,10 @@ class EngineWatch final : public ServicesWrapper, public PassingObserver {
   void performs(std::int16_t link, const ServiceCall& call) {
     if (call.operation == Operation::Send) touch(link);
     checks_.each([&](auto& check) { check.performs(link, call); });
+  }
+
+  void connects(std::int16_t link) {
+    checks_.each([&](auto& check) { check.connects(link); });
   }
 
   void fails(std::int16_t link, const ServiceCall& call) {

@@ -33,11 +33,8 @@ class ReceiptSoundness : public RecordCheck {
     if (!engine_.at(link).received->queue(numberOf(text.substr(2))) && !isExcused(link))
       engine_.report(link, "a dropped text arrived: " + std::string(text));
   }
-  // Not the traces of a connection, which fail where the socket cannot be read.
-  void performs(std::int16_t link, const ServiceCall& call) {
-    if (call.operation == Operation::Attach || call.operation == Operation::Connect)
-      engine_.at(link).received->reconnect(engine_.site.time.now());
-  }
+  // Not by its traces, which fail where the socket cannot be read.
+  void connects(std::int16_t link) { engine_.at(link).received->reconnect(engine_.site.time.now()); }
   void changed(std::int16_t, const RecordedState&, const ConnectionRecord&) {
     QuarnSocket quarn(*records_.library);
     while (const auto event = quarn.nextEvent()) {

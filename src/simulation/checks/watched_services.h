@@ -21,12 +21,13 @@ class WatchedSocket {
   auto around(const ServiceCall& call, const Operate& operate) {
     if (call.operation == Operation::BytesWaiting) watcher_.looks(link);
     if (call.operation == Operation::Send || call.operation == Operation::Connect ||
-        call.operation == Operation::Listen || call.operation == Operation::Attach)
+        call.operation == Operation::Listen)
       watcher_.performs(link, call);
     Failing failing{*this, &call};
     if constexpr (std::is_void_v<decltype(operate(*inner))>) {
       operate(*inner);
       failing.call = nullptr;
+      if (call.operation == Operation::Attach) watcher_.connects(link);
     } else {
       auto result = operate(*inner);
       failing.call = nullptr;
@@ -55,8 +56,8 @@ class WatchedSocket {
 /// - `stepBegins(event)` (nullptr for a tick) and `stepEnds()`; steps nest
 /// - `readsClock(now)`
 /// - `created(id, socket)` for each new instance, which then names its link in all further calls
-/// - `looks(link)` for `bytesWaiting`; `performs(link, call)` before `send`, `connect`, `listen` and
-///   `attach`
+/// - `looks(link)` for `bytesWaiting`; `performs(link, call)` before `send`, `connect` and `listen`
+/// - `connects(link)` after an `attach` that did not fail, and on the event of a call that succeeded
 /// - `fails(link, call)` after an operation or a read has failed
 template <class Watcher>
 class WatchedServices final : public Interceptor<WatchedServices<Watcher>, WatchedSocket<Watcher>> {

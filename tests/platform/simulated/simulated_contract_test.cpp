@@ -84,6 +84,7 @@ struct SilentWatcher {
   void created(SocketId, WatchedSocket<SilentWatcher>&) {}
   void looks(std::int16_t) {}
   void performs(std::int16_t, const ServiceCall&) {}
+  void connects(std::int16_t) {}
   void fails(std::int16_t, const ServiceCall&) {}
 };
 

@@ -120,6 +120,8 @@ class Check {
   void traced(std::int16_t /*link*/, std::string_view /*text*/) {}
   /// The engine is about to send, connect or listen.
   void performs(std::int16_t /*link*/, const ServiceCall& /*call*/) {}
+  /// The link has a new connection.
+  void connects(std::int16_t /*link*/) {}
   void fails(std::int16_t /*link*/, const ServiceCall& /*call*/) {}
   /// The outermost step has ended. `before` is the link's record after the step before, `after` its record
   /// now. Links that cannot have changed are left out.
