@@ -7,6 +7,8 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sched.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
 #include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
@@ -77,7 +79,7 @@ bool enterOwnNetwork() {
   request.ifr_name[0] = 'l';
   request.ifr_name[1] = 'o';
   request.ifr_flags = IFF_UP | IFF_RUNNING;
-  if (::ioctl(plainSocket().get(), SIOCSIFFLAGS, &request) != 0) return false;
+  if (::ioctl(PosixSystem::open().get(), SIOCSIFFLAGS, &request) != 0) return false;
   std::ofstream range("/proc/sys/net/ipv4/ip_local_port_range");
   return static_cast<bool>(range << "30000 30001" << std::flush);
 }
@@ -266,7 +268,7 @@ TEST_P(PosixSocketsTest, ACallerThatTakesTheLastDescriptorStaysConnected) {
 
 TEST_P(PosixSocketsTest, UrgentDataArrivesInOrderWithTheOtherBytes) {
   listenOn(harness->freePort());
-  PlainPeer peer(server().localPort());
+  PosixPeer peer(server().localPort());
   EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
   peer.send("ab");
   peer.send("c", MSG_OOB);
@@ -276,9 +278,9 @@ TEST_P(PosixSocketsTest, UrgentDataArrivesInOrderWithTheOtherBytes) {
 
 TEST_P(PosixSocketsTest, ACallAnsweredClosedAndResetBeforeTheTurnReportsConnectDataAndClose) {
   const auto answered = harness->answer([&](std::int32_t port) { callTo(port); });
-  auto& peer = static_cast<PlainPeer&>(*answered);
+  auto& peer = static_cast<PosixPeer&>(*answered);
   peer.send("bye");
-  peer.shutDown();
+  ::shutdown(peer.socket().get(), SHUT_WR);
   peer.reset();
   EXPECT_TRUE(seen("ClientSocket 1 Connect 0"));
   EXPECT_EQ(takeAll(client(), 3), "bye");
@@ -317,6 +319,19 @@ TEST_P(PosixSocketsTest, ALoopWithoutItsDescriptorsFailsInsteadOfSpinning) {
              for (int number = 3; number < 64; ++number) ::close(number);
              return failureOf([&] { posix().platform.turn(50ms); }) == 10009 &&
                     failureOf([&] { posix().platform.turn(50ms); }) == 10009;
+           });
+}
+
+// As a host does that gives the number of a closed descriptor to a set of its own.
+TEST_P(PosixSocketsTest, EventsOfAForeignSetAreIgnored) {
+  expectIn([] { return true; },
+           [&] {
+             const Descriptor ready(::eventfd(1, 0)), foreign(::epoll_create1(0));
+             epoll_event event{EPOLLIN, {.u64 = UINT32_MAX}};
+             ::epoll_ctl(foreign.get(), EPOLL_CTL_ADD, ready.get(), &event);
+             ::dup2(foreign.get(), posix().platform.fd());
+             posix().platform.turn(0ms);
+             return true;
            });
 }
 
