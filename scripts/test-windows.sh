@@ -31,7 +31,7 @@ own_quarn() {
 
 # Programs may need the system's own libraries and no others.
 check_imports() {
-    local system=" advapi32 iphlpapi kernel32 msvcrt ole32 oleaut32 user32 ws2_32 " file name
+    local system=" advapi32 iphlpapi kernel32 msvcrt ole32 oleaut32 shell32 user32 ws2_32 " file name
     for file in build/windows*/bin/{*.exe,quarnex.dll}; do
         for name in $(x86_64-w64-mingw32-objdump -p "$file" | sed -n 's/.*DLL Name: \(.*\)\.[dD][lL][lL]/\L\1/p'); do
             [[ $system == *" $name "* ]] || { echo "$file needs $name.dll" >&2; return 1; }
@@ -82,6 +82,7 @@ check_component() {
     wine regsvr32 /s build/windows/bin/quarnex.dll
     wine build/windows/bin/quarnex_conformance.exe "$identifier" >"$work/component" || { cat "$work/component"; return 1; }
     grep -c ": " "$work/component" | sed 's/$/ conversations and checks of the component classes/'
+    wine build/windows/bin/quarnex_component_calls.exe
     wine regsvr32 /s /u build/windows/bin/quarnex.dll
     wine regsvr32 /s /u build/windows/bin/quarnex.dll
 }

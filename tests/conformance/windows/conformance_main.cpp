@@ -1,4 +1,4 @@
-// Holds the conversations with the registered component classes: conformance FREE_IDENTIFIER
+// Checks the registered component classes, and holds the conversations with them: conformance FREE_IDENTIFIER
 #include <windows.h>
 
 #include <cstdio>
@@ -8,6 +8,7 @@
 #include <string>
 
 #include "conformance/windows/component_bindings.h"
+#include "conformance/windows/component_checks.h"
 #include "quarnex/failure.h"
 
 namespace quarnex::test {
@@ -27,58 +28,9 @@ bool holdAll(std::unique_ptr<Binding> (*make)(), const Surroundings& surrounding
   return right;
 }
 
-// Objects load, work and go: the number of a fresh handle shows whether some remain.
-bool leavesNothing() {
-  const auto freshHandle = [] {
-    const HANDLE event = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
-    ::CloseHandle(event);
-    return reinterpret_cast<std::uintptr_t>(event);
-  };
-  const auto work = [] {
-    const auto binding = makeLateBinding();
-    binding->call("Add", {"ABC", 5, true, true});
-    binding->call("Apri", {1});
-    try {
-      binding->call("drainAndClose", {7, 1});  // fails: an exception inside the server
-    } catch (const Failure&) {
-    }
-  };
-  for (int i = 0; i < 10; ++i) work();
-  const std::uintptr_t before = freshHandle();
-  for (int i = 0; i < 1000; ++i) {
-    work();
-    ::CoFreeUnusedLibrariesEx(0, 0);
-  }
-  const std::uintptr_t after = freshHandle();
-  std::printf("1000 objects: a fresh handle had the number %llu, now %llu\n",
-              static_cast<unsigned long long>(before), static_cast<unsigned long long>(after));
-  return after <= before + 16;
-}
-
-DWORD WINAPI createOnThread(void* result) {
-  ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-  CLSID found{};
-  ::CLSIDFromProgID(L"Quarnex.QuarnSocket", &found);
-  IDispatch* created = nullptr;
-  *static_cast<HRESULT*>(result) = ::CoCreateInstance(found, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch,
-                                                      reinterpret_cast<void**>(&created));
-  ::CoUninitialize();
-  return 0;
-}
-
-bool refusesAnotherThread() {
-  const auto first = makeLateBinding();
-  HRESULT outcome = S_OK;
-  const HANDLE thread = ::CreateThread(nullptr, 0, createOnThread, &outcome, 0, nullptr);
-  ::WaitForSingleObject(thread, INFINITE);
-  ::CloseHandle(thread);
-  std::printf("an object on a second thread: 0x%08lx\n", static_cast<unsigned long>(outcome));
-  return static_cast<ULONG>(outcome) == 0x800A01AD;
-}
-
 int run(int identifier) {
   const Surroundings surroundings{identifier, std::filesystem::temp_directory_path().string()};
-  bool right = refusesAnotherThread() && leavesNothing();
+  bool right = checkClasses();
   for (const auto make : {makeEarlyBinding, makeLateBinding, makeScriptBinding})
     right = holdAll(make, surroundings) && right;
   return right ? 0 : 1;
