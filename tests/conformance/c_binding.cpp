@@ -133,6 +133,24 @@ json byCause(const std::uint64_t (&counts)[QUARNEX_CAUSES]) {
   return named;
 }
 
+json failureIn(const quarnex_link_failure& failure) {
+  return {{"kind", quarnex_failure_kind_name(failure.kind)}, {"number", failure.number}};
+}
+
+json outages(quarnex_instance* instance, const json& parameters) {
+  json list = json::array();
+  std::size_t remembered = 0;
+  quarnex_outages(instance, parameters[0], &remembered, nullptr);
+  for (std::size_t i = 0; i < remembered; ++i) {
+    quarnex_link_outage outage{};
+    outage.size = sizeof outage;
+    quarnex_outage(instance, parameters[0], i, &outage, nullptr);
+    list.push_back(
+        {{"number", outage.number}, {"attempts", outage.attempts}, {"reason", failureIn(outage.reason)}});
+  }
+  return list;
+}
+
 const auto snapshot = [](auto& results) -> json {
   const auto& link = resultIn<quarnex_link_snapshot>(results);
   if (link.index == 0) return nullptr;
@@ -144,6 +162,8 @@ const auto snapshot = [](auto& results) -> json {
           {"phase", quarnex_phase_name(link.phase)},
           {"outbound", link.outbound},
           {"undecided", link.undecided},
+          {"reconnections", link.reconnections},
+          {"lastFailure", link.has_last_failure != 0 ? failureIn(link.last_failure) : json(nullptr)},
           {"outcomes",
            {{"acknowledged", link.acknowledged},
             {"dropped", byCause(link.dropped)},
@@ -157,6 +177,7 @@ const auto event = [](auto& results) -> json {
           {"link", taken.link},
           {"count", taken.count},
           {"timedOut", taken.timed_out != 0},
+          {"reason", taken.has_reason != 0 ? failureIn(taken.reason) : json(nullptr)},
           {"receipt",
            {{"from", taken.receipt.from},
             {"to", taken.receipt.to},
@@ -188,7 +209,7 @@ const std::map<std::string, Call> kCalls{
     {"accepted", calling(quarnex_accepted, textNumber)},
     {"decidedUpTo", calling(quarnex_decided_up_to, textNumber)},
     {"pending", calling(quarnex_pending, ranges)},
-    {"outages", calling(quarnex_outages, [](auto& results) { return json(count(results), nullptr); })},
+    {"outages", outages},
     {"snapshot", calling(quarnex_snapshot, snapshot)},
     {"enableEvents", calling(quarnex_enable_events, nothing)},
     {"nextEvent", calling(quarnex_next_event, event)},
@@ -208,7 +229,7 @@ class CBinding final : public Binding {
   CBinding(const CBinding&) = delete;
   CBinding& operator=(const CBinding&) = delete;
 
-  std::string_view name() const override { return "bytes"; }
+  std::string_view name() const override { return "c"; }
   // `receive` skips reports.
   json call(const std::string& method, const json& parameters) override {
     while (method == "receive" && call("reportWaits", parameters).get<bool>())

@@ -42,7 +42,7 @@ json resultOf(const auto& value) {
 
 class CppBinding final : public Binding {
  public:
-  std::string_view name() const override { return "bytes"; }
+  std::string_view name() const override { return "c++"; }
   json call(const std::string& method, const json& parameters) override {
     std::vector<Value> values;
     for (const json& parameter : parameters) values.push_back(valueOf(parameter));
@@ -58,7 +58,7 @@ class CppBinding final : public Binding {
 
 class ComponentBinding final : public Binding {
  public:
-  std::string_view name() const override { return "bytes"; }
+  std::string_view name() const override { return "component"; }
   json call(const std::string& method, const json& parameters) override {
     std::vector<ComponentValue> values;
     for (const json& parameter : parameters) values.push_back(componentValueOf(parameter));

@@ -18,7 +18,7 @@ end
 
 for line in io.lines() do
   local called, result = pcall(assert(load("local quarn, quarnex = ...; return " .. line)), quarn, quarnex)
-  if not called and type(result) ~= "table" then error(result) end
-  print(json(called and {result = result} or {failure = result.number}))
+  if not called and type(result) ~= "table" and not result:find("bad argument", 1, true) then error(result) end
+  print(json(called and {result = result} or {failure = result.number or "bad argument"}))
   io.flush()
 end

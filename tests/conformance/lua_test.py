@@ -35,7 +35,7 @@ def camel_case(value):
 
 
 class Lua:
-    column = "bytes"
+    column = "lua"
 
     def __enter__(self):
         environment = {**os.environ, "LUA_CPATH": f"{sys.argv[1]}/?.so"}

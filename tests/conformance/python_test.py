@@ -31,7 +31,7 @@ def plain(value):
 
 
 class Python:
-    column = "bytes"
+    column = "python"
 
     def __enter__(self):
         self.quarn = quarnex.QuarnSocket()
@@ -48,6 +48,8 @@ class Python:
             result = plain(function(*arguments))
         except quarnex.Failure as failure:
             raise conformance.Failure(failure.number) from failure
+        except TypeError as error:
+            raise conformance.Failure(type(error).__name__) from error
         except quarnex.Refused as refused:
             return {"number": 0, "refusal": refused.refusal.value}
         return {"number": result} if method == "send" else result
