@@ -5,6 +5,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 
 #include "quarn/commands.h"
 #include "quarnex/version.h"
@@ -138,17 +139,19 @@ void addCommand(CLI::App& app, const Command& command, int& exitStatus) {
 
 }  // namespace
 
-int runCommandLine(const Command& program, const std::vector<Command>& commands, int argc,
-                   const char* const* argv) {
+int runCommandLine(const Command& program, const std::vector<Command>& commands,
+                   std::vector<std::string> arguments) {
   CLI::App app{program.summary, program.name};
   int exitStatus = 0;
   app.set_version_flag("--version", "quarn " QUARNEX_VERSION);
   app.failure_message(usageError);
   app.require_subcommand(1);
+  app.allow_windows_style_options(false);  // "/tmp/site.jsonl" is a path on every system
   app.footer(helpFooter(program));
   for (const Command& command : commands) addCommand(app, command, exitStatus);
   try {
-    app.parse(argc, argv);
+    std::ranges::reverse(arguments);
+    app.parse(std::move(arguments));
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : kNotStarted;
   }

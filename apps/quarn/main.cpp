@@ -44,7 +44,7 @@ int main(int argc, char** argv) {
   std::optional<PrintableStream> output;
   if (isTerminal(kStandardOutput)) output.emplace(std::cout);
   try {
-    const int exitStatus = runCommandLine(program(), commands(), argc, argv);
+    const int exitStatus = runCommandLine(program(), commands(), argumentsOf(argc, argv));
     if (std::cout.flush()) return exitStatus;
     std::cerr << "quarn: standard output cannot be written\n";
     return kOutputNotWritten;

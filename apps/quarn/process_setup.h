@@ -2,7 +2,9 @@
 // terminal's encoding, and catches Ctrl-C, SIGTERM and SIGHUP.
 #pragma once
 
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace quarnex::tool {
 
@@ -11,6 +13,10 @@ namespace quarnex::tool {
 /// that it cannot write. Ignores SIGPIPE and SIGXFSZ. Raises the descriptor limit to the hard
 /// limit. Takes the encoding of characters from the environment (LC_ALL, LC_CTYPE, LANG).
 void prepareProcess();
+
+/// The arguments behind the program's name; in UTF-8 on Windows, where `argv` lacks characters outside the
+/// code page.
+std::vector<std::string> argumentsOf(int argc, char** argv);
 
 /// Catches SIGINT, SIGTERM and, unless the caller ignores it as nohup does, SIGHUP. The second signal ends
 /// the process at once with 128 + its number, the status that shells report for it.

@@ -12,6 +12,7 @@
 #include <system_error>
 #include <vector>
 
+#include "platform/common/host_platform.h"
 #include "quarn/commands.h"
 #include "quarn/console.h"
 #include "quarn/printable.h"
@@ -76,9 +77,9 @@ int print(recording::RecordingReader& reader) {
 
 int handle(const std::string& file, bool printing) {
   std::error_code ignored;
-  if (std::filesystem::is_directory(file, ignored))
+  if (std::filesystem::is_directory(pathOf(file), ignored))
     return reportDamage(file, "is a directory, not a recording");
-  std::ifstream in(file, std::ios::binary);
+  std::ifstream in(pathOf(file), std::ios::binary);
   if (!in) return reportDamage(file, "cannot be opened: " + std::generic_category().message(errno));
   try {
     recording::RecordingReader reader(in);

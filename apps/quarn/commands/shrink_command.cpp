@@ -5,8 +5,10 @@
 #include <iostream>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <system_error>
 
+#include "platform/common/host_platform.h"
 #include "quarn/commands.h"
 #include "quarn/console.h"
 #include "quarn/printable.h"
@@ -25,8 +27,8 @@ struct ShrinkOptions {
   std::string output;
 };
 
-int reportProblem(const std::filesystem::path& file, const std::string& problem, int status = kDamaged) {
-  std::cerr << "quarn: " << printable(file.string()) << ": " << problem << '\n';
+int reportProblem(const std::string& file, const std::string& problem, int status = kDamaged) {
+  std::cerr << "quarn: " << printable(file) << ": " << problem << '\n';
   return status;
 }
 
@@ -37,10 +39,10 @@ std::string systemError() {
 // "site.jsonl" and "site.jsonl.gz" become "site.min.jsonl".
 std::string outputOf(const ShrinkOptions& options) {
   if (!options.output.empty()) return options.output;
-  std::filesystem::path file = options.file;
-  if (file.extension() == ".gz") file.replace_extension();
-  if (file.extension() == ".jsonl") file.replace_extension();
-  return file.string() + ".min.jsonl";
+  std::string_view file = options.file;
+  for (const std::string_view end : {".gz", ".jsonl"})
+    if (file.ends_with(end)) file.remove_suffix(end.size());
+  return std::string(file) + ".min.jsonl";
 }
 
 std::string inWords(const recording::Problem& problem) {
@@ -62,7 +64,7 @@ void printResult(const std::string& file, const recording::ShrinkResult& result,
 
 int writeOut(const ShrinkOptions& options, const recording::ShrinkResult& result) {
   const std::string output = outputOf(options);
-  std::ofstream out(output, std::ios::binary);
+  std::ofstream out(pathOf(output), std::ios::binary);
   out << result.recording << std::flush;
   if (!out) return reportProblem(output, "cannot be written: " + systemError());
   printResult(options.file, result, output);
@@ -83,12 +85,14 @@ int shrink(const ShrinkOptions& options, std::istream& in) {
 
 int openAndShrink(const ShrinkOptions& options) {
   std::error_code ignored;
-  const std::filesystem::path file = options.file, output = outputOf(options);
-  if (std::filesystem::exists(file, ignored) && !std::filesystem::is_regular_file(file, ignored))
+  const std::string& file = options.file;
+  const std::string output = outputOf(options);
+  if (std::filesystem::exists(pathOf(file), ignored) &&
+      !std::filesystem::is_regular_file(pathOf(file), ignored))
     return reportProblem(file, "cannot be read twice; give a regular file");
-  if (std::filesystem::equivalent(file, output, ignored))
+  if (std::filesystem::equivalent(pathOf(file), pathOf(output), ignored))
     return reportProblem(output, "is the recording itself; give another file for the result");
-  std::ifstream in(file, std::ios::binary);
+  std::ifstream in(pathOf(file), std::ios::binary);
   if (!in) return reportProblem(file, "cannot be opened: " + systemError());
   try {
     return shrink(options, in);

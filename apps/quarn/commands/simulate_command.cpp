@@ -17,6 +17,7 @@
 #include <system_error>
 #include <vector>
 
+#include "platform/common/host_platform.h"
 #include "quarn/commands.h"
 #include "quarn/commands/simulation_report.h"
 #include "quarn/console.h"
@@ -233,7 +234,7 @@ std::vector<Argument> argumentsFor(ManyPlan& many) {
       {.name = "--record",
        .placeholder = "DIR",
        .help = "keep a recording of each engine in DIR",
-       .store = [&plan](const std::string& directory) { plan.recordDirectory = directory; },
+       .store = [&plan](const std::string& directory) { plan.recordDirectory = pathOf(directory); },
        .completion = Completion::Folders},
       {.name = "--seeds",
        .placeholder = "N",

@@ -46,6 +46,10 @@ void prepareProcess() {
   std::setlocale(LC_CTYPE, "");
 }
 
+std::vector<std::string> argumentsOf(int argc, char** argv) {
+  return {argv + (argc > 0 ? 1 : 0), argv + argc};
+}
+
 void catchInterruptions() {
   struct sigaction action {};
   action.sa_handler = onSignal;

@@ -3,7 +3,10 @@
 #include <io.h>
 #include <windows.h>
 
+#include <shellapi.h>
+
 #include <clocale>
+#include <cstddef>
 
 #include "quarn/output_device.h"
 #include "quarn/process_setup.h"
@@ -29,6 +32,15 @@ BOOL WINAPI onInterruption(DWORD kind) {
   return TRUE;
 }
 
+std::string utf8Of(const wchar_t* text) {
+  std::string utf8(
+      static_cast<std::size_t>(::WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr)),
+      '\0');
+  ::WideCharToMultiByte(CP_UTF8, 0, text, -1, utf8.data(), static_cast<int>(utf8.size()), nullptr, nullptr);
+  utf8.pop_back();  // the terminating zero
+  return utf8;
+}
+
 // So that a terminal obeys the control sequences of the progress line.
 void enableControlSequences() {
   constexpr DWORD kVirtualTerminal = 4;  // ENABLE_VIRTUAL_TERMINAL_PROCESSING of Windows 10
@@ -47,6 +59,15 @@ void prepareProcess() {
   ::SetConsoleOutputCP(CP_UTF8);
   enableControlSequences();
   std::setlocale(LC_CTYPE, "");
+}
+
+std::vector<std::string> argumentsOf(int /*argc*/, char** /*argv*/) {
+  int count = 0;
+  wchar_t** const wide = ::CommandLineToArgvW(::GetCommandLineW(), &count);
+  std::vector<std::string> arguments;
+  for (int i = 1; i < count; ++i) arguments.push_back(utf8Of(wide[i]));
+  ::LocalFree(wide);
+  return arguments;
 }
 
 void catchInterruptions() {
