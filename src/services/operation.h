@@ -133,7 +133,7 @@ inline constexpr std::array<std::string_view, 4> kEvents = {"Connect", "Close", 
 struct SocketEvent {
   EventKind kind;
   SocketId socket;
-  std::int16_t code = 0;
+  std::int16_t code;
   std::int32_t handle = 0;
 };
 

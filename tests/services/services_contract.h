@@ -81,6 +81,8 @@ class ServicesContract : public testing::TestWithParam<HarnessFactory>,
   SocketInstance& server(std::int16_t index = 1) { return socket(SocketArray::ServerSocket, index); }
   SocketInstance& accepted(std::int16_t index = 1) { return socket(SocketArray::SrvAccept, index); }
 
+  void forget(SocketArray array, std::int16_t index = 1) { instances_.erase({array, index}); }
+
   void listenOn(std::int32_t port, std::int16_t index = 1);
   void callTo(std::int32_t port, std::int16_t index = 1);
   /// Connects client `index` with the accepted instance of the same number and forgets the events of that.

@@ -71,7 +71,12 @@ TEST_P(ServicesContract, AnInvalidPortFails) {
     EXPECT_EQ(failureOf([&] { callTo(port); }), 10049);
     EXPECT_EQ(server().state() + client().state(), 0);
   }
-  EXPECT_EQ(failureOf([&] { callTo(65535); }), 0);
+  for (const std::int32_t port : {1, 65535})
+    EXPECT_EQ(failureOf([&] {
+                callTo(port);
+                client().close();
+              }),
+              0);
 }
 
 TEST_P(ServicesContract, APortInUseFailsUntilItIsClosed) {
@@ -336,6 +341,14 @@ TEST_P(ServicesContract, AShortConnectionIsReportedAsConnectedHoweverTheLoopIsTu
   const std::string end = "ClientSocket 1 Close " + std::to_string(harness->resetCode());
   EXPECT_TRUE(seen(end));
   EXPECT_THAT(events, ElementsAre("ClientSocket 1 Connect 0", end));
+}
+
+TEST_P(ServicesContract, AnInstanceMayEndBeforeItsListener) {
+  join();
+  forget(SocketArray::SrvAccept);
+  onCaller = [](std::int32_t) {};
+  const auto caller = harness->call(server().localPort());
+  EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
 }
 
 TEST_P(ServicesContract, AHandleAllowsOneAttachDuringItsEvent) {

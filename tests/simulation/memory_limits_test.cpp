@@ -5,7 +5,10 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <utility>
 
+#include "host/engine.h"
+#include "services/plain_services.h"
 #include "simulation/checks/memory_bound.h"
 #include "simulation/pair.h"
 #include "support/failure_of.h"
@@ -152,6 +155,18 @@ TEST(MemoryLimits, AreSetBeforeTheFirstLinkAndLeaveRoomForAFrame) {
   EXPECT_EQ(setting({.process = 1024 * kMiB}), 0);
   pair.add();
   EXPECT_EQ(setting({}), 5);
+}
+
+struct NotedLimits : PlainServices {
+  void limitOutput(std::size_t each, std::size_t all) override { noted = {each, all}; }
+  std::pair<std::size_t, std::size_t> noted;
+};
+
+TEST(MemoryLimits, UnsentBytesMayFillAQuarterOfTheProcess) {
+  NotedLimits services;
+  Engine library(services.all());
+  library.setLimits({.unsent = kMiB, .process = 100 * kMiB});
+  EXPECT_EQ(services.noted, std::pair(kMiB, 25 * kMiB));
 }
 
 }  // namespace

@@ -159,6 +159,25 @@ TEST(LeavingWithoutLoss, ClosesEveryLinkAndLeaves) {
   });
 }
 
+TEST(LeavingWithoutLoss, NoLinkHangsUpBeforeAllHaveTheirOutcomes) {
+  std::uint64_t acknowledged = 0;
+  simulate([&](TestSite& site) {
+    const TestProgram& both = site.addProgram("both ends", [&] {
+      QuarnSocket quarn;
+      HostLoop loop;
+      for (const bool client : {false, true}) quarn.Apri(quarn.Add("MIRTAN", 5, client, true));
+      while (!quarn.Connesso(2)) loop.turn(1s);
+      quarn.send(2, "last");
+      quarn.drainAndLeave(60s);
+      while (quarn.ProntoPerUscire() == 0) loop.turn(1s);
+      acknowledged = quarn.snapshot(2).outcomes.acknowledged;
+      return 0;
+    });
+    site.runUntil([&] { return !both.running(); }, 5min);
+  });
+  EXPECT_EQ(acknowledged, 1U);
+}
+
 TEST(EventsOfTheProcess, TellThatTheClockWasSet) {
   simulate([](TestSite& site) {
     Demonstration on(site);

@@ -88,7 +88,10 @@ class CompressedStorage final : public Storage {
     std::string out = endsMember ? endOfMember() : "";
     End next = end();
     if (endsMember || !next.inMember) {
-      next = {next.text, next.file + out.size(), true, next.file + out.size(), steadyNow(), 0, 0};
+      next = {.text = next.text,
+              .inMember = true,
+              .memberBegin = next.file + out.size(),
+              .memberSince = steadyNow()};
       out += kMemberBegin;
     }
     deflate(out, bytes, Z_SYNC_FLUSH);

@@ -1,5 +1,6 @@
 // The fate of texts, cause by cause, and the events around them.
 #include "quarnex/receipts.h"
+#include "engine/events/telling.h"
 #include "engine/link/failure_handling.h"
 
 #include <gmock/gmock.h>
@@ -235,6 +236,16 @@ TEST(EventTest, AnOutageFromItsBeginningToItsEnd) {
               testing::HasSubstr("the peer closed the connection; 1 failed attempt, 1 text dropped"));
 }
 
+TEST(EventTest, TheLatestOutagesAreKept) {
+  StubHost host;
+  host.addConnected(kClient);
+  for (int outage = 1; outage <= 40; ++outage) sequence(connectionEnds(0), connected())(host);
+  const auto outages = host.quarn.outages(1);
+  ASSERT_EQ(outages.size(), 32U);
+  EXPECT_EQ(outages.front().number, 9U);
+  EXPECT_EQ(outages.back().number, 40U);
+}
+
 TEST(EventTest, AFullQueueSaysWhatIsMissing) {
   StubHost host;
   host.addConnected(kClient);
@@ -283,6 +294,18 @@ TEST(EventTest, OccurrencesDoNotJoinTheFirstEventOfAnotherType) {
     EXPECT_THAT(eventsOf(host, false), testing::ElementsAre("disconnected 0", "connected 1", "heard 1",
                                                             "texts-received 1", "received-dropped 1"));
   }
+}
+
+TEST(EventTest, ReceivedTextsThatWereDroppedForAnotherCauseAreAnotherEvent) {
+  StubHost host;
+  host.addConnected(kClient);
+  host.quarn.enableEvents(1);
+  const auto dropOne = [&](ReceiptCause cause) {
+    tellReceivedDropped(host.library, host.record(1), 1, cause);
+  };
+  for (const auto cause : {ReceiptCause::QueueFull, ReceiptCause::QueueFull, ReceiptCause::Closed})
+    dropOne(cause);
+  EXPECT_THAT(eventsOf(host, false), testing::ElementsAre("received-dropped 2", "received-dropped 1"));
 }
 
 TEST(EventTest, NoTextOfAPeerMakesAnotherEvent) {

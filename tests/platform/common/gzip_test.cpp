@@ -105,7 +105,7 @@ TEST(Compression, IsReadByOtherProgramsAndUpToDamage) {
   std::ofstream(path.string() + ".gz", std::ios::binary) << file->bytes;
   EXPECT_EQ(std::system(("gzip -d " + path.string() + ".gz").c_str()), 0);
   EXPECT_TRUE(contentOf(path) == text);
-  EXPECT_NE(file->bytes.find("\x1F\x8B\x08", 1), std::string::npos) << "a second member";
+  EXPECT_LT(file->bytes.find("\x1F\x8B\x08", 1), 1'100'000U) << "a second member";
   for (std::size_t at = 0; at < file->bytes.size(); at += file->bytes.size() / 20 + 1) {
     bool damaged = false;
     EXPECT_TRUE(text.starts_with(textOf(file->bytes.substr(0, at), damaged)) && !damaged) << at;

@@ -52,6 +52,7 @@ TEST_F(LogTextFileTest, ALineBeyondTheSizeLimitIsDroppedWholeCountedAndMarked) {
   }
   write("three\r\n");
   EXPECT_EQ(contentOf(name), "one\r\n--- 3 lines (20 bytes) are missing here: the disk failed\r\nthree\r\n");
+  file.create(name);
   EXPECT_EQ(file.losses().lines, 3U);
   EXPECT_EQ(file.losses().bytes, 20U);
   EXPECT_EQ(file.losses().lastError, 75);

@@ -36,8 +36,9 @@ TEST(ProcessLibrary, EveryInstanceUsesItWhichLogsWithoutATurnAndTicks) {
   quarn.DisattivaLog(0);
 
   const auto link = quarn.Add("MIRTAN", 5, true, true);
-  quarn.Apri(link);
   pollfd waited{loop.fd(), POLLIN, 0};
+  EXPECT_EQ(::poll(&waited, 1, 0), 0);
+  quarn.Apri(link);
   EXPECT_EQ(::poll(&waited, 1, 10'000), 1);  // the first tick
   loop.turn(-1ms);
   quarn.Chiudi(link);
