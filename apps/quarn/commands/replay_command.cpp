@@ -12,10 +12,10 @@
 #include <system_error>
 #include <vector>
 
-#include "platform/common/host_platform.h"
 #include "quarn/commands.h"
 #include "quarn/console.h"
 #include "quarn/printable.h"
+#include "quarn/utf8.h"
 #include "recording/player/player.h"
 #include "recording/printer/recording_printer.h"
 

@@ -8,10 +8,10 @@
 #include <string_view>
 #include <system_error>
 
-#include "platform/common/host_platform.h"
 #include "quarn/commands.h"
 #include "quarn/console.h"
 #include "quarn/printable.h"
+#include "quarn/utf8.h"
 #include "recording/shrinker/shrinker.h"
 #include "simulation/checks/engine_watch.h"
 

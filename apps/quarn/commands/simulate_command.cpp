@@ -17,11 +17,11 @@
 #include <system_error>
 #include <vector>
 
-#include "platform/common/host_platform.h"
 #include "quarn/commands.h"
 #include "quarn/commands/simulation_report.h"
 #include "quarn/console.h"
 #include "quarn/process_setup.h"
+#include "quarn/utf8.h"
 #include "quarnex/times_and_limits.h"
 #include "simulation/runs/simulate_run.h"
 #include "simulation/sites/site.h"
