@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Builds library, tool and tests for 64-bit and 32-bit Windows with the cross-compiler, and runs them under wine: the
 # contract suite, all recordings, a simulation that must not differ from the one of this system's quarn, links between both
-# systems, and the component classes. Needs no display and changes nothing outside the build folders, except that it installs
-# missing Debian packages, but not if QUARNEX_NO_INSTALL=1. Never adds an architecture: 32-bit programs run only where wine can
-# run them already. Exit status 0 only if every check passes. docs/windows.md lists the steps on a real Windows.
+# systems, whose ends are killed and come back, and the component classes. Needs no display and changes nothing outside the
+# build folders, except that it installs missing Debian packages, but not if QUARNEX_NO_INSTALL=1. Never adds an architecture:
+# 32-bit programs run only where wine can run them already. Exit status 0 only if every check passes. docs/windows.md lists
+# the steps on a real Windows.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
@@ -46,31 +47,62 @@ start_wine() {
     wine wineboot -i >/dev/null 2>&1
 }
 
-windows_quarn() {
-    wine build/windows/bin/quarn.exe "$@" 2>>"$work/errors"
+# A program that is killed must not be the child of a shell, so the tool for Windows gets a name of its own.
+name_windows_quarn() {
+    windows_quarn=$work/quarn
+    printf '#!/bin/sh\nexec wine "%s" "$@"\n' "$PWD/build/windows/bin/quarn.exe" >"$windows_quarn"
+    chmod +x "$windows_quarn"
 }
 
 check_recordings() {
     local files=(tests/data/recordings/*.jsonl)
-    windows_quarn replay "${files[@]}" >"$work/replay"
+    "$windows_quarn" replay "${files[@]}" >"$work/replay"
     [[ $(grep -c "no difference" "$work/replay") -eq ${#files[@]} ]]
     echo "all ${#files[@]} recordings replay"
 }
 
 check_simulation() {
-    windows_quarn simulate --seed 7 --hours 2 --record "$work/theirs" >"$work/simulation"
+    "$windows_quarn" simulate --seed 7 --hours 2 --record "$work/theirs" >"$work/simulation"
     "$quarn" simulate --seed 7 --hours 2 --record "$work/ours" >/dev/null
     diff -r "$work/theirs" "$work/ours"
     echo "the same seed gives the same recordings"
 }
 
-# check_link LISTENER CALLER: sends a line over TCP from the caller to the listener.
+# until_connected FILE: waits until the tool whose reports are in FILE is connected, at most for 60 seconds.
+until_connected() {
+    local tries
+    for ((tries = 0; tries < 300; ++tries)); do
+        if grep -q " connected to" "$1"; then return; fi
+        sleep 0.2
+    done
+    return 1
+}
+
+# check_link NAME IDENTIFIER LISTENER CALLER: a link over TCP. First the caller is killed and returns with a text, then the
+# listener. Each end closes in order once it has what it came for.
 check_link() {
-    "$1" listen ABC 717 --listen-on 127.0.0.1 --receive-only --count 1 --timeout 60 >"$work/received" 2>>"$work/errors" &
-    "$2" call ABC 717 --message "from $2" --timeout 60 >/dev/null 2>>"$work/errors"
-    wait $!
-    [[ $(<"$work/received") == "from $2" ]]
-    echo "link: $2 calls $1"
+    local listen=("$3" listen ABC "$2" --listen-on 127.0.0.1 --timeout 120) call=("$4" call ABC "$2" --timeout 120)
+    local place=$work/$2 listener caller
+    "${listen[@]}" --receive-only --count 1 >"$place.received" 2>"$place.listener" &
+    listener=$!
+    "${call[@]}" --receive-only >/dev/null 2>"$place.caller" &
+    caller=$!
+    until_connected "$place.caller"
+    kill -9 "$caller" && ! wait "$caller" 2>/dev/null
+    "${call[@]}" --message "back again" >/dev/null 2>"$place.caller"
+    wait "$listener"
+    [[ $(<"$place.received") == "back again" ]]
+
+    "${listen[@]}" --receive-only >/dev/null 2>"$place.listener" &
+    listener=$!
+    "${call[@]}" --receive-only --count 1 >"$place.received" 2>"$place.caller" &
+    caller=$!
+    until_connected "$place.caller"
+    kill -9 "$listener" && ! wait "$listener" 2>/dev/null
+    "${listen[@]}" --message "here again" >/dev/null 2>"$place.listener"
+    wait "$caller"
+    [[ $(<"$place.received") == "here again" ]]
+    echo "link: $1; each end was killed and came back"
 }
 
 # Registers the component classes and holds the conversations of all bindings with them: early bound, by dispatch, and from
@@ -94,14 +126,18 @@ check_imports
 quarn=$(own_quarn)
 rm -rf "$work"
 mkdir -p "$work/theirs" "$work/ours"
+name_windows_quarn
 start_wine
 echo "== tests under $(wine --version 2>/dev/null)"
 wine build/windows/bin/quarnex_windows_tests.exe --gtest_brief=1
 check_recordings
 check_simulation
-check_link windows_quarn "$quarn"
-check_link "$quarn" windows_quarn
+check_link "Windows listens, this system calls" 717 "$windows_quarn" "$quarn" &
+links=$!
+check_link "this system listens, Windows calls" 718 "$quarn" "$windows_quarn" &
+links+=" $!"
 check_component
+for link in $links; do wait "$link"; done
 # A wine without 32-bit programs ends at once with status 0.
 if [[ $(wine build/windows32/bin/quarnex_windows_tests.exe --gtest_list_tests 2>/dev/null) == *ServicesContract* ]]; then
     wine build/windows32/bin/quarnex_windows_tests.exe --gtest_brief=1
