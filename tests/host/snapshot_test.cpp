@@ -97,7 +97,9 @@ TEST(Snapshot, DescribesLinksThatCannotConnect) {
   host.quarn.Uscita();
   EXPECT_EQ(host.quarn.snapshot(unopened).why, "not opened");
   const std::int16_t portless = host.quarn.Add("A", 12668, true, true);
-  host.quarn.Apri(portless);
+  const std::int16_t ofPortOne = host.quarn.Add("A", -20099, true, true);
+  for (const std::int16_t link : {portless, ofPortOne}) host.quarn.Apri(link);
+  EXPECT_THAT(host.quarn.snapshot(ofPortOne).why, testing::Not(testing::HasSubstr("has no port")));
   EXPECT_THAT(host.quarn.snapshot(portless).why, testing::HasSubstr("identifier 12668 has no port"));
 }
 

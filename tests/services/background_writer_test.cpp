@@ -117,17 +117,20 @@ TEST_F(BackgroundWriterTest, LeavesAFileThatHangsToItsThread) {
 }
 
 TEST_F(BackgroundWriterTest, MarksLinesThatTheDiskRefusesAndGoesOnBehindThem) {
-  for (const char* line : {"one\n", "two\n", "three\n", "four\n"}) {
-    disk.change(disk.full, line[0] == 't');
+  for (const char* line : {"one\n", "two\n", "three\n", "four\n", "\n", "five\n"}) {
+    disk.change(disk.full, line[0] == 't' || line[0] == '\n');
     writeEach({line});
   }
-  EXPECT_EQ(writer().losses().bytes, 10U);
+  EXPECT_EQ(writer().losses().bytes, 11U);
   EXPECT_EQ(writer().losses().lastError, 61);
-  EXPECT_EQ(end(), "one\n<2 10 61>\nfour\n");
+  EXPECT_EQ(end(), "one\n<2 10 61>\nfour\n<1 1 61>\nfive\n");
 }
 
 TEST_F(BackgroundWriterTest, LeavesNoHoleInAFileThatAnotherProgramHasTruncated) {
-  writeEach({"one\n"});
+  plan.pause = 1h;  // a flush does not wait for it
+  writer().write("one\n");
+  EXPECT_TRUE(disk.becomes(disk.used, true));
+  writeEach({"more\n"});
   disk.texts[0].clear();
   writer().write("two\n");
   EXPECT_EQ(end(), "two\n");

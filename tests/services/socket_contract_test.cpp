@@ -182,6 +182,14 @@ TEST_P(ServicesContract, AnOrderlyCloseComesAfterEveryByteBeforeIt) {
   EXPECT_EQ(events.size(), 1U);
 }
 
+TEST_P(ServicesContract, HangingUpEndsTheConnectionForBothEnds) {
+  client().hangUp();
+  join();
+  client().hangUp();
+  EXPECT_TRUE(seen("ClientSocket 1 Close 0"));
+  EXPECT_TRUE(seen("SrvAccept 1 Close 0"));
+}
+
 TEST_P(ServicesContract, ACloseWithUnreadInputKeepsTheLastFrame) {
   join();
   accepted().send("never fetched");

@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "engine/records/memory_budget.h"
 #include "host/engine.h"
 #include "services/plain_services.h"
 #include "simulation/checks/memory_bound.h"
@@ -157,6 +158,16 @@ TEST(MemoryLimits, AreSetBeforeTheFirstLinkAndLeaveRoomForAFrame) {
   EXPECT_EQ(setting({}), 5);
 }
 
+TEST(MemoryLimits, AFrameThatWaitsCountsLikeTheBytesBehindIt) {
+  PlainServices services;
+  Engine library(services.all());
+  ConnectionRecord record;
+  record.Ricevuto.append("12345");
+  record.FrameRicevuto = "123";
+  countHeldBytes(library, record);
+  EXPECT_EQ(library.bytesHeld, 8U);
+}
+
 struct NotedLimits : PlainServices {
   void limitOutput(std::size_t each, std::size_t all) override { noted = {each, all}; }
   std::pair<std::size_t, std::size_t> noted;
@@ -165,6 +176,7 @@ struct NotedLimits : PlainServices {
 TEST(MemoryLimits, UnsentBytesMayFillAQuarterOfTheProcess) {
   NotedLimits services;
   Engine library(services.all());
+  EXPECT_EQ(services.noted, std::pair(MemoryLimits{}.unsent, MemoryLimits{}.process / 4));
   library.setLimits({.unsent = kMiB, .process = 100 * kMiB});
   EXPECT_EQ(services.noted, std::pair(kMiB, 25 * kMiB));
 }

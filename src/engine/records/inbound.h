@@ -10,7 +10,7 @@
 namespace quarnex {
 
 /// Puts a text of the peer, or a report, into `CodaArrivo`. A report is marked.
-void putInbound(Library& library, ConnectionRecord& record, std::string_view item, bool isReport = false);
+void putInbound(Library& library, ConnectionRecord& record, std::string_view item, bool isReport);
 
 /// The links in which items wait, in the order in which they have had some. Takes time for the links that got
 /// items since the call before, not for all links.

@@ -229,6 +229,7 @@ TEST(EventTest, AnOutageFromItsBeginningToItsEnd) {
       testing::ElementsAre("heard 1", "texts-received 1", "disconnected 1", "host-stood-still 21",
                            "attempt-failed 1", "1-1 dropped reconnection 0", "received-dropped 1",
                            "failure 1", "host-stood-still 11", "connected 1", "heard 1", "failure-over 1"));
+  EXPECT_EQ(host.quarn.snapshot(1).framesReceived, 2U);
   const auto outages = host.quarn.outages(1);
   ASSERT_EQ(outages.size(), 1U);
   EXPECT_THAT(outages[0].why, testing::StartsWith("outage 1, "));
@@ -252,6 +253,7 @@ TEST(EventTest, AFullQueueSaysWhatIsMissing) {
   host.quarn.enableEvents(1);
   const std::int64_t begin = host.time.second;
   for (std::size_t i = 0; i < kEventsMax + 5; ++i) (i % 2 == 0 ? connectionEnds(0) : connected())(host);
+  EXPECT_EQ(host.quarn.eventsWaiting(), kEventsMax + 1);
   const auto lost = host.quarn.nextEvent();
   ASSERT_TRUE(lost && lost->type == EventType::Lost);
   const std::uint64_t disconnections = lost->lost.events[static_cast<std::size_t>(EventType::Disconnected)];
@@ -260,6 +262,22 @@ TEST(EventTest, AFullQueueSaysWhatIsMissing) {
   EXPECT_GE(lost->lost.from, begin);
   EXPECT_LE(lost->lost.from, lost->lost.to);
   EXPECT_EQ(host.quarn.eventsWaiting(), kEventsMax);
+  LinkEvent taken[3];
+  taken[2].link = 77;
+  EXPECT_EQ(host.quarn.nextEvents(taken, 2), 2U);
+  EXPECT_EQ(taken[2].link, 77);
+  EXPECT_EQ(host.quarn.eventsWaiting(), kEventsMax - 2);
+}
+
+TEST(EventTest, LostReceiptsCountTheirTexts) {
+  EventQueue queue;
+  queue.setLimit(1);
+  LinkEvent dropped;
+  dropped.type = EventType::Receipts;
+  dropped.receipt = {.from = 3, .to = 5, .outcome = Outcome::Dropped};
+  queue.add(std::move(dropped));
+  queue.add({});
+  EXPECT_EQ(queue.take()->lost.texts[static_cast<std::size_t>(Outcome::Dropped)], 3U);
 }
 
 TEST(EventTest, AReconnectionEndsTheConnectionBeforeItDropsTheTexts) {

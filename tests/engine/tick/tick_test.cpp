@@ -145,10 +145,12 @@ TEST(Tick, ServesTheLinksBehindALinkThatFails) {
   for (int link = 1; link <= 2; ++link) host.addConnected(true);
   host.record(1).StatoB = kExchangeReady;
   host.record(2).StatoB = kExchangeReady;
+  host.quarn.Invia(2, "text");
   host.failing.insert({"send ClientSocket", Failure(10055, "boom")});
-  host.tickAfter(0);
+  host.tickAfter(3);
   EXPECT_EQ(host.record(1).Stato, kSocketPhase);
   EXPECT_EQ(host.quarn.snapshot(2).framesSent, 1U);
+  EXPECT_EQ(host.quarn.snapshot(2).lastSent, host.time.second);
 }
 
 // The rest of a step runs although the failed send has begun the link anew.

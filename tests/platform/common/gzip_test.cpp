@@ -79,11 +79,14 @@ TEST(Compression, KeepsEverythingThatWasWrittenAndNotCutOffAfterEveryWrite) {
     EXPECT_LE(file->bytes.size(), storage->fileBytes());
     ASSERT_TRUE(step % 8 != 0 || textOf(file->bytes, damaged) == text) << step;
   }
-  file->bytes.clear();  // by another program
+  storage->cutTo(0);
+  EXPECT_GT(storage->size(), 0U);  // only the ends of the latest writes are remembered
+  file->bytes.clear();             // by another program
   EXPECT_EQ(storage->size(), 0U);
-  EXPECT_EQ(storage->writeAt(0, "again"), 0);
+  const std::string last = text.substr(text.size() - 1'000);
+  EXPECT_EQ(storage->writeAt(0, last), 0);
   storage.reset();
-  EXPECT_EQ(textOf(file->bytes, damaged), "again");
+  EXPECT_EQ(textOf(file->bytes, damaged), last);
   EXPECT_FALSE(damaged);
 }
 

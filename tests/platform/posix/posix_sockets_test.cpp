@@ -84,11 +84,12 @@ bool enterOwnNetwork() {
   return static_cast<bool>(range << "30000 30001" << std::flush);
 }
 
-// From now on every send of this process fails with ENOBUFS, while its connections stay healthy.
-bool refuseSends() {
+// From now on a system call of this process fails, while its connections stay healthy.
+template <unsigned kCall, unsigned kError>
+bool refuse() {
   sock_filter rules[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-                         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_sendto, 0, 1),
-                         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOBUFS),
+                         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, kCall, 0, 1),
+                         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | kError),
                          BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
   const sock_fprog filter{std::size(rules), rules};
   return ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
@@ -165,6 +166,8 @@ TEST_P(PosixSocketsTest, TheLoopsDescriptorIsReadableForEveryEventExceptData) {
   EXPECT_TRUE(readable());
   posix().platform.turn(-1ms);
   EXPECT_THAT(events, ElementsAre("ServerSocket 1 Accept 0", "SrvAccept 1 Close 0"));
+  timer().setPeriod(900);
+  EXPECT_GE(posix().platform.nextDeadline(), 0ms);
   timer().setPeriod(1);
   EXPECT_LE(posix().platform.nextDeadline(), 1ms);
   posix().platform.turn(-1ms);
@@ -289,9 +292,17 @@ TEST_P(PosixSocketsTest, ACallAnsweredClosedAndResetBeforeTheTurnReportsConnectD
 }
 
 TEST_P(PosixSocketsTest, ASendRefusedByTheSystemRaisesTheCloseEvent) {
-  expectIn(refuseSends, [&] {
+  expectIn(refuse<__NR_sendto, ENOBUFS>, [&] {
     join();
     return failureOf([&] { accepted().send("text"); }) == 0 && seen("SrvAccept 1 Close 10055");
+  });
+}
+
+TEST_P(PosixSocketsTest, ACallerWhomTheNetworkNoLongerReachesRaisesNothing) {
+  expectIn(refuse<__NR_accept4, EHOSTUNREACH>, [&] {
+    const auto peer = callPeer();
+    runTicks(3);
+    return events.empty();
   });
 }
 

@@ -9,10 +9,12 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 
 #include "quarnex/host_loop.h"
 #include "quarnex/quarn_socket.h"
+#include "services/compression.h"
 #include "services/process_library.h"
 #include "support/test_files.h"
 
@@ -72,18 +74,24 @@ TEST(ProcessLibraryDeathTest, StatesAtTheEndWhatIsMissingInTheLog) {
         program_invocation_short_name + (stamp + std::to_string(::getpid())) + ".jsonl.gz";
     std::ofstream(folder / name) << "kept";
   }
-  QuarnSocket();
+  QuarnSocket().Uscita();
   std::exit(0);
 }
 
 TEST(ProcessLibraryDeathTest, KeepsTheRecordingsOfEarlierProcesses) {
   const TemporaryFolder folder;
   EXPECT_EXIT(recordWhereTheNamesAreTaken(folder.path()), testing::ExitedWithCode(0), "^$");
-  int kept = 0, other = 0;
-  for (const auto& file : std::filesystem::directory_iterator(folder.path()))
-    ++(contentOf(file.path()) == "kept" ? kept : other);
+  int kept = 0;
+  std::ostringstream recorded;
+  for (const auto& file : std::filesystem::directory_iterator(folder.path())) {
+    std::ifstream in(file.path(), std::ios::binary);
+    if (contentOf(file.path()) == "kept")
+      ++kept;
+    else
+      recorded << decompressed(in)->rdbuf();
+  }
   EXPECT_EQ(kept, 6);
-  EXPECT_EQ(other, 1);
+  EXPECT_THAT(recorded.str(), testing::HasSubstr("Uscita"));
 }
 
 }  // namespace
