@@ -21,8 +21,10 @@ cmake --build "$build" -j "$(nproc)" --target quarnex_tests quarnex_memory_tests
 rm -f "$build"/*.profraw
 export LLVM_PROFILE_FILE="$PWD/$build/%4m.profraw" # all processes of a program write to the same file
 status=0
+# A process whose files may not grow cannot write its profile either.
+skipped=AssertionDeathTest.*:ProcessLibraryDeathTest.StatesAtTheEndWhatIsMissingInTheLog
 for tests in quarnex_tests quarnex_memory_tests; do
-    "$build/bin/$tests" --gtest_brief=1 --gtest_filter=-AssertionDeathTest.* || status=1
+    "$build/bin/$tests" --gtest_brief=1 --gtest_filter="-$skipped" || status=1
 done
 "$build/bin/quarn" replay tests/data/recordings/*.jsonl >/dev/null
 for seed in 1 2 3; do "$build/bin/quarn" simulate --seed "$seed" --hours 2 >/dev/null 2>&1; done
