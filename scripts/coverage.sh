@@ -22,7 +22,7 @@ rm -f "$build"/*.profraw
 export LLVM_PROFILE_FILE="$PWD/$build/%4m.profraw" # all processes of a program write to the same file
 status=0
 # A process whose files may not grow cannot write its profile either.
-skipped=AssertionDeathTest.*:ProcessLibraryDeathTest.StatesAtTheEndWhatIsMissingInTheLog
+skipped="AssertionDeathTest.*:ProcessLibraryDeathTest.StatesAtTheEndWhatIsMissingInTheLog"
 for tests in quarnex_tests quarnex_memory_tests; do
     "$build/bin/$tests" --gtest_brief=1 --gtest_filter="-$skipped" || status=1
 done
