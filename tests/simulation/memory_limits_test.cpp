@@ -150,8 +150,9 @@ TEST(MemoryLimits, AreSetBeforeTheFirstLinkAndLeaveRoomForAFrame) {
   const auto setting = [&](const MemoryLimits& limits) {
     return failureOf([&] { pair.server.quarn().setMemoryLimits(limits); });
   };
-  for (const MemoryLimits& wrong : {MemoryLimits{.frame = 1000}, MemoryLimits{.process = 16 * kMiB},
-                                    MemoryLimits{.frame = SIZE_MAX}, MemoryLimits{.unhandled = SIZE_MAX}})
+  for (const MemoryLimits& wrong :
+       {MemoryLimits{.frame = 1000}, MemoryLimits{.process = 16 * kMiB}, MemoryLimits{.frame = SIZE_MAX},
+        MemoryLimits{.unhandled = SIZE_MAX}, MemoryLimits{.unhandled = 90 * kMiB, .frame = 90 * kMiB}})
     EXPECT_EQ(setting(wrong), 5);
   EXPECT_EQ(setting({.process = 1024 * kMiB}), 0);
   pair.add();

@@ -237,6 +237,43 @@ TEST(EventTest, AnOutageFromItsBeginningToItsEnd) {
               testing::HasSubstr("the peer closed the connection; 1 failed attempt, 1 text dropped"));
 }
 
+TEST(EventTest, OnlyReceiptsOfTheSameFateAndConnectionJoin) {
+  StubHost host;
+  host.addConnected(kClient);
+  host.quarn.enableEvents(1);
+  const auto drop = [&](ReceiptCause cause) {
+    host.quarn.Invia(1, "text");
+    noteAbandoned(host.library, host.record(1), cause);
+  };
+  for (const auto cause : {ReceiptCause::Closed, ReceiptCause::Closed, ReceiptCause::Timeout}) drop(cause);
+  host.record(1).history.acks.begin();
+  drop(ReceiptCause::Timeout);
+  LinkEvent taken[5];
+  ASSERT_EQ(host.quarn.nextEvents(taken, 5), 3U);
+  EXPECT_EQ(taken[0].receipt.to, 2U);
+  EXPECT_EQ(taken[1].receipt.from, 3U);
+  EXPECT_EQ(taken[2].receipt.from, 4U);
+}
+
+TEST(EventTest, DrainingWaitsOnlyForLinksThatCanBeDrained) {
+  StubHost host;
+  for (int link = 1; link <= 2; ++link) host.addConnected(kClient);
+  host.quarn.Add("LOCAL", 9, true, false);
+  host.quarn.Add("A", 9, true, true);
+  EXPECT_TRUE(host.quarn.outages(4).empty());
+  host.quarn.drainAndClose(4, std::chrono::seconds(1));
+  host.quarn.Invia(2, "never acknowledged");
+  host.quarn.drainAndLeave(std::chrono::seconds(1));
+  for (const std::int64_t seconds : {2, 2}) {
+    host.time.second += seconds;
+    host.quarn.nextEvent();
+  }
+  for (const std::int16_t link : {std::int16_t{1}, std::int16_t{2}}) {
+    host.quarn.drainAndClose(link, std::chrono::seconds(1));
+    EXPECT_TRUE(host.quarn.snapshot(link).closing) << link;
+  }
+}
+
 TEST(EventTest, TheLatestOutagesAreKept) {
   StubHost host;
   host.addConnected(kClient);
@@ -276,7 +313,9 @@ TEST(EventTest, LostReceiptsCountTheirTexts) {
   dropped.type = EventType::Receipts;
   dropped.receipt = {.from = 3, .to = 5, .outcome = Outcome::Dropped};
   queue.add(std::move(dropped));
-  queue.add({});
+  const std::uint64_t last = queue.add({});
+  EXPECT_NE(queue.find(last), nullptr);
+  EXPECT_EQ(queue.find(last + 1), nullptr);
   EXPECT_EQ(queue.take()->lost.texts[static_cast<std::size_t>(Outcome::Dropped)], 3U);
 }
 

@@ -77,6 +77,20 @@ TEST(AckTally, StaysAtItsLimit) {
   AckTally tally;
   for (int frame = 0; frame < 70'000; ++frame) tally.sendsData(true);
   EXPECT_EQ(tally.frames(), 65'535U);
+  tally.acknowledges(true);
+  EXPECT_EQ(tally.acks(), 0U);
+  for (int query = 0; query < 70'000; ++query) tally.sendsWords(true, true);
+  tally.answersQuery();
+  EXPECT_FALSE(tally.allAcknowledged());
+}
+
+TEST(ReceiptBook, EndsADoubtBeforeABatchThatDoesNotFollowIt) {
+  DoubtfulBook each;
+  each.book.dropOldest(ReceiptCause::QueueFull, each.decisions);
+  each.book.dropOldest(ReceiptCause::QueueFull, each.decisions);  // nothing is left
+  each.book.accept();
+  each.runBatch(1, 0, true);
+  EXPECT_THAT(each.decisions.all, testing::ElementsAre("2-2 dropped", "1-1 unknown"));
 }
 
 TEST(ReceiptBook, EndsADoubtAfterAMinute) {
