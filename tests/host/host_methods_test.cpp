@@ -79,7 +79,7 @@ TEST(HostMethods, RestrictServerLinksOverTcpOnly) {
   StubHost host;
   const std::int16_t server = host.quarn.Add("A", 1, false, true);
   for (const char* address :
-       {"", "1.2.3", "1.2.3.", "1.2.3.256", "1.2.3.4.5", "1.2.3.04", "1.2.3.4 ", "a.b.c.d"}) {
+       {"", "1.2.3", "1.2.3.", "1.2.3.256", "1.2.3.4.5", "1.2.3.04", "1.2.3.4 ", "1-2.3.4", "a.b.c.d"}) {
     SCOPED_TRACE(address);
     EXPECT_EQ(failureOf([&] { host.quarn.listenOn(server, address); }), 5);
     EXPECT_THROW(host.quarn.allowCallers(server, {"1.2.3.4", address}), Failure);

@@ -136,6 +136,13 @@ TEST_F(BackgroundWriterTest, LeavesNoHoleInAFileThatAnotherProgramHasTruncated) 
   EXPECT_EQ(end(), "two\n");
 }
 
+TEST_F(BackgroundWriterTest, WritesALineThatIsLongerThanAPieceAsAWhole) {
+  plan.waitingBytesMax = 200'000;
+  const std::string line = std::string(100'000, 'x') + '\n';
+  writer().write(line + "short\n");
+  EXPECT_EQ(end(), line + "short\n");
+}
+
 TEST_F(BackgroundWriterTest, BeginsTheNextFileWhereOneIsFullIfThereIsOne) {
   plan.fileBytesMax = 10;
   int begun = 0;

@@ -316,7 +316,7 @@ void tellReceivedDropped(Library& library, ConnectionRecord& rec, std::uint64_t 
 }
 
 void notePrepared(ConnectionRecord& rec, std::size_t texts, std::uint32_t spoilt) {
-  if (rec.history.ledger) rec.history.ledger->book.prepare(texts, spoilt);
+  rec.history.ledger->book.prepare(texts, spoilt);
 }
 
 void noteDataSent(ConnectionRecord& rec, bool first) {

@@ -48,7 +48,8 @@ void queueReport(Library& library, ConnectionRecord& rec, std::string_view repor
 /// Tells that received texts were dropped before the host took them.
 void tellReceivedDropped(Library& library, ConnectionRecord& rec, std::uint64_t texts, ReceiptCause cause);
 
-/// The oldest `texts` texts of the queue are the batch now. Bit i of `spoilt` = text i cannot arrive intact.
+/// The oldest `texts` texts of the queue of a link with a ledger are the batch now. Bit i of `spoilt` = text
+/// i cannot arrive intact.
 void notePrepared(ConnectionRecord& rec, std::size_t texts, std::uint32_t spoilt);
 /// A data frame leaves; `first` = not a repetition.
 void noteDataSent(ConnectionRecord& rec, bool first);
