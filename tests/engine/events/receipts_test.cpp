@@ -253,6 +253,13 @@ TEST(EventTest, OnlyReceiptsOfTheSameFateAndConnectionJoin) {
   EXPECT_EQ(taken[0].receipt.to, 2U);
   EXPECT_EQ(taken[1].receipt.from, 3U);
   EXPECT_EQ(taken[2].receipt.from, 4U);
+  for (const int frames : {1, 2}) {
+    host.quarn.Invia(1, "text");
+    notePrepared(host.record(1), 1, 0);
+    for (int frame = 0; frame < frames; ++frame) noteDataSent(host.record(1), frame == 0);
+    noteAbandoned(host.library, host.record(1), ReceiptCause::Closed);
+  }
+  EXPECT_EQ(host.quarn.nextEvent()->receipt.frames, 2U);
 }
 
 TEST(EventTest, DrainingWaitsOnlyForLinksThatCanBeDrained) {
@@ -261,7 +268,15 @@ TEST(EventTest, DrainingWaitsOnlyForLinksThatCanBeDrained) {
   host.quarn.Add("LOCAL", 9, true, false);
   host.quarn.Add("A", 9, true, true);
   EXPECT_TRUE(host.quarn.outages(4).empty());
-  host.quarn.drainAndClose(4, std::chrono::seconds(1));
+  EXPECT_EQ(host.quarn.accepted(4), 0U);
+  EXPECT_THROW(host.quarn.drainAndClose(3, std::chrono::seconds(1)), Failure);
+  for (const std::int16_t link : {std::int16_t{4}, host.addOpen(kServer)})
+    host.quarn.drainAndClose(link, std::chrono::seconds(1));
+  host.quarn.drainAndClose(2, std::chrono::seconds(1));
+  for (const auto cause : {ReceiptCause::Closed, ReceiptCause::Timeout}) {
+    host.quarn.Invia(2, "dropped");
+    noteAbandoned(host.library, host.record(2), cause);
+  }
   host.quarn.Invia(2, "never acknowledged");
   host.quarn.drainAndLeave(std::chrono::seconds(1));
   for (const std::int64_t seconds : {2, 2}) {
