@@ -42,7 +42,7 @@ check_imports() {
 
 start_wine() {
     mkdir -p "$WINEPREFIX"
-    wineserver -p
+    wineserver -p || true # one may be running already
     trap 'wineserver -k' EXIT
     wine wineboot -i >/dev/null 2>&1
 }
