@@ -33,7 +33,7 @@ bool makesLibrariesAct(const std::string& text, TextRule rule) {
 std::optional<InputLine> OutgoingLines::nextLine() {
   if (options_.messages.empty()) return input_.next();
   if (taken_ == options_.messages.size()) return std::nullopt;
-  return InputLine{taken_ + 1, options_.messages[taken_], false};
+  return InputLine{taken_ + 1, options_.messages[static_cast<std::size_t>(taken_)], false};
 }
 
 void OutgoingLines::takeLines() {
