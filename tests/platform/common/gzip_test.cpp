@@ -96,7 +96,7 @@ TEST(Compression, IsReadByOtherProgramsAndUpToDamage) {
   {
     const auto storage = compressed(std::make_unique<RamStorage>(file));
     std::mt19937 random;
-    for (std::size_t members = 0; members < 2 * 1'100'000; members += 30'000) {
+    for (std::size_t members = 0; members < 2'200'000; members += 30'000) {
       std::string piece(30'000, 'x');
       for (char& byte : piece) byte = static_cast<char>(random());
       ASSERT_EQ(storage->writeAt(text.size(), piece), 0);
