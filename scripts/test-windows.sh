@@ -72,36 +72,34 @@ check_simulation() {
 until_connected() {
     local tries
     for ((tries = 0; tries < 300; ++tries)); do
-        if grep -q " connected to" "$1"; then return; fi
+        if grep -qs " connected to" "$1"; then return; fi
         sleep 0.2
     done
     return 1
 }
 
-# check_link NAME IDENTIFIER LISTENER CALLER: a link over TCP. First the caller is killed and returns with a text, then the
-# listener. Each end closes in order once it has what it came for.
+# check_return PLACE KILLED SURVIVOR: the last two name arrays with the commands of both ends. The first is killed while they
+# are connected, and comes back with a text. PLACE begins the names of files that do not exist yet.
+check_return() {
+    local -n killed=$2 survivor=$3
+    local surviving victim
+    "${survivor[@]}" --receive-only --count 1 >"$1.received" 2>"$1.survivor" &
+    surviving=$!
+    "${killed[@]}" --receive-only >/dev/null 2>"$1.killed" &
+    victim=$!
+    until_connected "$1.killed"
+    kill -9 "$victim" && ! wait "$victim" 2>/dev/null
+    "${killed[@]}" --message "back again" >/dev/null 2>"$1.returned"
+    wait "$surviving"
+    [[ $(<"$1.received") == "back again" ]]
+}
+
+# check_link NAME IDENTIFIER LISTENER CALLER: a link over TCP. Each end is killed once; both close in order.
+# shellcheck disable=SC2034 # the arrays are used by their names
 check_link() {
     local listen=("$3" listen ABC "$2" --listen-on 127.0.0.1 --timeout 120) call=("$4" call ABC "$2" --timeout 120)
-    local place=$work/$2 listener caller
-    "${listen[@]}" --receive-only --count 1 >"$place.received" 2>"$place.listener" &
-    listener=$!
-    "${call[@]}" --receive-only >/dev/null 2>"$place.caller" &
-    caller=$!
-    until_connected "$place.caller"
-    kill -9 "$caller" && ! wait "$caller" 2>/dev/null
-    "${call[@]}" --message "back again" >/dev/null 2>"$place.caller"
-    wait "$listener"
-    [[ $(<"$place.received") == "back again" ]]
-
-    "${listen[@]}" --receive-only >/dev/null 2>"$place.listener" &
-    listener=$!
-    "${call[@]}" --receive-only --count 1 >"$place.received" 2>"$place.caller" &
-    caller=$!
-    until_connected "$place.caller"
-    kill -9 "$listener" && ! wait "$listener" 2>/dev/null
-    "${listen[@]}" --message "here again" >/dev/null 2>"$place.listener"
-    wait "$caller"
-    [[ $(<"$place.received") == "here again" ]]
+    check_return "$work/$2-call" call listen
+    check_return "$work/$2-listen" listen call
     echo "link: $1; each end was killed and came back"
 }
 
