@@ -130,6 +130,9 @@ STDAPI DllUnregisterServer() {
 
 STDAPI DllGetClassObject(REFCLSID wanted, REFIID identifier, void** found) {
   *found = nullptr;
+  // The compiler's exceptions for 32-bit programs open up to three handles for each load, and never close
+  // them.
+  if constexpr (sizeof(void*) == 4) quarnex::keepLoaded();
   for (const auto* described : {&quarnex::quarnSocketClass(), &quarnex::quarnAnswersClass()}) {
     if (wanted != quarnex::guidOf(described->identifier)) continue;
     auto* const factory = new (std::nothrow) quarnex::ObjectFactory(*described);

@@ -23,6 +23,12 @@ std::wstring modulePath() {
   }
 }
 
+void keepLoaded() {
+  HMODULE module = nullptr;
+  ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
+                       reinterpret_cast<LPCWSTR>(&thisModule), &module);
+}
+
 HRESULT typeInfoOf(std::string_view interfaceIdentifier, ITypeInfo** info) {
   *info = nullptr;
   ITypeLib* library = nullptr;

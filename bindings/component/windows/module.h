@@ -13,6 +13,9 @@ namespace quarnex {
 /// Path of the server's file.
 std::wstring modulePath();
 
+/// Keeps the server's file loaded until the process ends.
+void keepLoaded();
+
 /// The description of an interface, by its identifier "{...}".
 HRESULT typeInfoOf(std::string_view interfaceIdentifier, ITypeInfo** info);
 
