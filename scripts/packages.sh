@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Prints the Debian packages that are missing for a purpose and fails, or installs them:
-#   scripts/packages.sh [--install] tool|test|package|bench|model|endurance|windows|coverage...
+#   scripts/packages.sh [--install] tool|test|package|bench|model|endurance|windows|wine32|coverage...
 # With --install, which only scripts/demo.sh, scripts/test.sh and scripts/test-windows.sh use, installs the missing packages
 # after printing their names, but not if QUARNEX_NO_INSTALL=1.
 set -euo pipefail
@@ -13,6 +13,7 @@ declare -A packages=(
     [model]="spin gcc libc6-dev"
     [endurance]="libbenchmark-dev valgrind iproute2 faketime python3"
     [windows]="g++-mingw-w64-x86-64-win32 g++-mingw-w64-i686-win32 mingw-w64-tools libz-mingw-w64-dev wine64 wine libwine-dev libgtest-dev libgmock-dev python3"
+    [wine32]="mmdebstrap arch-test"
     [coverage]="clang-19 llvm-19 libclang-rt-19-dev libgtest-dev libgmock-dev python3"
 )
 

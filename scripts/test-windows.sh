@@ -2,11 +2,19 @@
 # Builds library, tool and tests for 64-bit and 32-bit Windows with the cross-compiler, and runs them under wine: the
 # contract suite, all recordings, a simulation that must not differ from the one of this system's quarn, links between both
 # systems, whose ends are killed and come back, and the component classes. Needs no display and changes nothing outside the
-# build folders, except that it installs missing Debian packages, but not if QUARNEX_NO_INSTALL=1. Never adds an architecture:
-# 32-bit programs run only where wine can run them already. Exit status 0 only if every check passes. docs/windows.md lists
-# the steps on a real Windows.
+# build folders, except that it installs missing Debian packages, but not if QUARNEX_NO_INSTALL=1. Exit status 0 only if every
+# check passes. docs/windows.md lists the steps on a real Windows.
+#   scripts/test-windows.sh [--wine32]
+# Never adds an architecture to this system: 32-bit programs run only where wine can run them already. With --wine32 they run
+# under the wine of a 32-bit Debian in build/root32, which is made once (850 MB, root only).
 set -euo pipefail
 cd "$(dirname "$0")/.."
+root32=
+case "$*" in
+    "") ;;
+    --wine32) root32=$PWD/build/root32 ;;
+    *) echo "usage: scripts/test-windows.sh [--wine32]" >&2; exit 2 ;;
+esac
 if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
 jobs=$(nproc)
 work=$PWD/build/windows/run
@@ -47,6 +55,26 @@ start_wine() {
     wine wineboot -i >/dev/null 2>&1
 }
 
+make_root32() {
+    scripts/packages.sh --install wine32
+    [[ -d $root32 ]] && return
+    echo "== a 32-bit Debian in build/root32"
+    # shellcheck source=/dev/null
+    mmdebstrap --quiet --variant=apt --architectures=i386 --include=wine32 "$(. /etc/os-release && echo "$VERSION_CODENAME")" \
+        "$root32.new"
+    mkdir -p "$root32.new$PWD"
+    mv "$root32.new" "$root32"
+}
+
+# Runs a program of 32-bit Windows. The mounts last as long as the program, so nobody finds this folder inside itself.
+# shellcheck disable=SC2016 # expanded by the inner shells
+wine32() {
+    [[ -n $root32 ]] || { wine "$@"; return; }
+    WINEPREFIX=${WINEPREFIX}32 WINEARCH=win32 PATH=/usr/lib/wine:/usr/sbin:/usr/bin:/sbin:/bin unshare --mount sh -ec '
+        mount --bind "$PWD" "$0$PWD"; mount --bind /dev "$0/dev"; mount -t proc proc "$0/proc"
+        exec chroot "$0" sh -c "cd \"\$0\" && exec wine \"\$@\"" "$PWD" "$@"' "$root32" "$@"
+}
+
 # A program that is killed must not be the child of a shell, so the tool for Windows gets a name of its own.
 name_windows_quarn() {
     windows_quarn=$work/quarn
@@ -54,15 +82,20 @@ name_windows_quarn() {
     chmod +x "$windows_quarn"
 }
 
-check_recordings() {
-    local files=(tests/data/recordings/*.jsonl)
-    "$windows_quarn" replay "${files[@]}" >"$work/replay"
-    [[ $(grep -c "no difference" "$work/replay") -eq ${#files[@]} ]]
-    echo "all ${#files[@]} recordings replay"
+# The arguments of the next three functions are the name of a wine and the folder of its programs.
+check_adapter() {
+    echo "== tests of $2 under $("$1" --version 2>/dev/null)"
+    "$1" "$2/quarnex_windows_tests.exe" --gtest_brief=1
 }
 
-check_simulation() {
-    "$windows_quarn" simulate --seed 7 --hours 2 --record "$work/theirs" >"$work/simulation"
+check_quarn() {
+    local files=(tests/data/recordings/*.jsonl)
+    "$1" "$2/quarn.exe" replay "${files[@]}" >"$work/replay"
+    [[ $(grep -c "no difference" "$work/replay") -eq ${#files[@]} ]]
+    echo "all ${#files[@]} recordings replay"
+    rm -rf "$work/theirs" "$work/ours"
+    mkdir "$work/theirs" "$work/ours"
+    "$1" "$2/quarn.exe" simulate --seed 7 --hours 2 --record build/windows/run/theirs >"$work/simulation"
     "$quarn" simulate --seed 7 --hours 2 --record "$work/ours" >/dev/null
     diff -r "$work/theirs" "$work/ours"
     echo "the same seed gives the same recordings"
@@ -109,12 +142,12 @@ check_component() {
     local identifier
     identifier=$(PYTHONDONTWRITEBYTECODE=1 PYTHONPATH=tests/conformance python3 -c \
         'import conformance; print(conformance.free_identifier())')
-    wine regsvr32 /s build/windows/bin/quarnex.dll
-    wine build/windows/bin/quarnex_conformance.exe "$identifier" >"$work/component" || { cat "$work/component"; return 1; }
+    "$1" regsvr32 /s "$2/quarnex.dll"
+    "$1" "$2/quarnex_conformance.exe" "$identifier" >"$work/component" || { cat "$work/component"; return 1; }
     grep -c ": " "$work/component" | sed 's/$/ conversations and checks of the component classes/'
-    wine build/windows/bin/quarnex_component_calls.exe
-    wine regsvr32 /s /u build/windows/bin/quarnex.dll
-    wine regsvr32 /s /u build/windows/bin/quarnex.dll
+    "$1" "$2/quarnex_component_calls.exe"
+    "$1" regsvr32 /s /u "$2/quarnex.dll"
+    "$1" regsvr32 /s /u "$2/quarnex.dll"
 }
 
 scripts/packages.sh --install windows
@@ -123,22 +156,23 @@ build windows32
 check_imports
 quarn=$(own_quarn)
 rm -rf "$work"
-mkdir -p "$work/theirs" "$work/ours"
+mkdir -p "$work"
 name_windows_quarn
 start_wine
-echo "== tests under $(wine --version 2>/dev/null)"
-wine build/windows/bin/quarnex_windows_tests.exe --gtest_brief=1
-check_recordings
-check_simulation
+check_adapter wine build/windows/bin
+check_quarn wine build/windows/bin
 check_link "Windows listens, this system calls" 717 "$windows_quarn" "$quarn" &
 links=$!
 check_link "this system listens, Windows calls" 718 "$quarn" "$windows_quarn" &
 links+=" $!"
-check_component
+check_component wine build/windows/bin
 for link in $links; do wait "$link"; done
+if [[ -n $root32 ]]; then make_root32; fi
 # A wine without 32-bit programs ends at once with status 0.
-if [[ $(wine build/windows32/bin/quarnex_windows_tests.exe --gtest_list_tests 2>/dev/null) == *ServicesContract* ]]; then
-    wine build/windows32/bin/quarnex_windows_tests.exe --gtest_brief=1
+if [[ $(wine32 build/windows32/bin/quarnex_windows_tests.exe --gtest_list_tests 2>/dev/null) == *ServicesContract* ]]; then
+    check_adapter wine32 build/windows32/bin
+    check_quarn wine32 build/windows32/bin
+    check_component wine32 build/windows32/bin
 else
-    echo "The 32-bit programs were built but not run: this wine runs 64-bit programs only."
+    echo "The 32-bit programs were built but not run: this wine runs 64-bit programs only. With --wine32 they run."
 fi
