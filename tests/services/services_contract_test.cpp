@@ -124,8 +124,11 @@ TEST_P(ServicesContract, TheTimerTicksUntilItIsStopped) {
   EXPECT_EQ(ticks, stopped);
   atTick = nullptr;
   timer().setPeriod(kShortTickMilliseconds + 1);
+  EXPECT_EQ(failureOf([&] { timer().setPeriod(-1); }), 5);
   EXPECT_EQ(timer().period(), kShortTickMilliseconds + 1);
   runTicks(3);
+  timer().setEvents(nullptr);
+  harness->stall(std::chrono::milliseconds(2 * kShortTickMilliseconds));
 }
 
 TEST_P(ServicesContract, ALateLoopGetsOneTick) {
