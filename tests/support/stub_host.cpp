@@ -17,6 +17,8 @@ constexpr bool isInJournal(Operation operation) {
 void StubSocket::begin(const ServiceCall& call) {
   if (call.operation == Operation::Close) inner->close();
   if (call.operation == Operation::Fetch) inner->received.clear();
+  if (call.operation == Operation::RemoteHost && call.socket.array == SocketArray::SrvAccept)
+    inner->settings.remoteHost = "127.0.0.1";
   if (call.operation == Operation::BytesWaiting) inner->reportedBytes = incoming.empty() ? 0 : 1;
   host_.intercept(call);
   if (call.operation != Operation::Fetch) return;

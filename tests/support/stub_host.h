@@ -8,7 +8,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -37,12 +36,7 @@ class StubSocket {
   template <class Operate>
   auto around(const ServiceCall& call, const Operate& operate) {
     begin(call);
-    if constexpr (std::is_void_v<decltype(operate(*inner))>) {
-      operate(*inner);
-      if (call.operation == Operation::Attach) inner->settings.remoteHost = "127.0.0.1";
-    } else {
-      return operate(*inner);
-    }
+    return operate(*inner);
   }
 
   std::unique_ptr<PlainSocket> inner;
