@@ -32,15 +32,9 @@ class RecordedHarness final : public Inner {
   }
 
  private:
-  struct Nowhere final : recording::LineSink {
-    void begin(std::int32_t) override {}
-    void take(const recording::Line&) override {}
-    void pause() override {}
-  };
-
   void enter() { recorder_.observer().called(*findMethod("Uscita"), {}); }
 
-  recording::ServicesRecorder recorder_{std::make_shared<Nowhere>()};
+  recording::ServicesRecorder recorder_{std::make_shared<recording::Sink>()};
   Services services_{recorder_.wrap(Inner::services())};
 };
 
