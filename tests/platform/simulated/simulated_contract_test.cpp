@@ -1,9 +1,8 @@
-// Runs the contract suite on the simulated adapter and on every wrapper round it, in virtual time.
+// Runs the contract suite on the simulated adapter and on the wrappers round it, in virtual time.
 #include <limits>
 #include <utility>
 
 #include "services/recorded_harness.h"
-#include "simulation/checks/watched_services.h"
 #include "simulation/faults/faulty_services.h"
 #include "simulation/sites/world.h"
 
@@ -23,6 +22,7 @@ class OutsidePeer final : public Peer {
   ScriptedPeer& peer_;
 };
 
+// Operation faults without a fault stand between the adapter and its user, as in every simulated host.
 class SimulatedHarness : public Harness {
  public:
   // The host's own engine has limited its output.
@@ -31,7 +31,7 @@ class SimulatedHarness : public Harness {
     constexpr std::size_t most = std::numeric_limits<std::size_t>::max();
     host_.sockets.limitOutput(most, most);
   }
-  Services services() override { return {host_.sockets, host_.timer, host_.clock, host_.log}; }
+  Services services() override { return faulty_.services(); }
   void stall(std::chrono::milliseconds pause) override {
     host_.loop.stall(pause.count());
     world_.runMilliseconds(pause.count());
@@ -63,45 +63,13 @@ class SimulatedHarness : public Harness {
   }
 
   World world_{1};
-
- protected:
   Host& host_ = world_.addHost();
-};
-
-// Operation faults without a fault.
-class FaultyHarness final : public SimulatedHarness {
- public:
-  Services services() override { return faulty_.services(); }
-
- private:
   FaultyServices faulty_{host_.sockets, host_.timer, host_.clock, host_.log, host_.faults};
-};
-
-struct SilentWatcher {
-  void stepBegins(const SocketEvent*) {}
-  void stepEnds() {}
-  void readsClock(Instant) {}
-  void created(SocketId, WatchedSocket<SilentWatcher>&) {}
-  void looks(std::int16_t) {}
-  void performs(std::int16_t, const ServiceCall&) {}
-  void connects(std::int16_t) {}
-  void fails(std::int16_t, const ServiceCall&) {}
-};
-
-class WatchedHarness final : public SimulatedHarness {
- public:
-  Services services() override { return watched_.services(); }
-
- private:
-  SilentWatcher watcher_;
-  WatchedServices<SilentWatcher> watched_{SimulatedHarness::services(), watcher_};
 };
 
 INSTANTIATE_TEST_SUITE_P(Simulated, ServicesContract, testing::Values(&makeHarness<SimulatedHarness>));
 INSTANTIATE_TEST_SUITE_P(Recorded, ServicesContract,
                          testing::Values(&makeHarness<RecordedHarness<SimulatedHarness>>));
-INSTANTIATE_TEST_SUITE_P(Faulty, ServicesContract, testing::Values(&makeHarness<FaultyHarness>));
-INSTANTIATE_TEST_SUITE_P(Watched, ServicesContract, testing::Values(&makeHarness<WatchedHarness>));
 
 }  // namespace
 }  // namespace quarnex::simulation
