@@ -14,6 +14,7 @@
 #include "engine/records/frm_sock.h"
 #include "host/engine.h"
 #include "platform/posix/posix_platform.h"
+#include "quarnex/link_snapshot.h"
 #include "quarnex/quarn_socket.h"
 
 namespace {
@@ -23,9 +24,9 @@ using namespace quarnex::bench;
 
 constexpr int kFirstPort = 23000;
 constexpr std::int16_t kTickMilliseconds = 2;
-constexpr int kSilentSeconds = 40;  // longer than any link waits for a silent peer
-constexpr int kTicksMax = 1000;     // before a wait is given up
-constexpr int kWarmUpRounds = 6;    // until all buffers have their final size
+constexpr int kSilentSeconds = 40;              // longer than any link waits for a silent peer
+constexpr int kTicksMax = 1000;                 // before a wait is given up
+constexpr int kWarmUpRounds = 2 * kOutagesMax;  // two of three rounds are outages, which a link remembers
 constexpr std::int64_t kGrowthMax = std::int64_t{64} * 1024;
 
 class ReconnectingHost {
