@@ -81,18 +81,12 @@ class InterceptedSocket final : public SocketInstance {
   std::string_view receivedText() override {
     return around(Operation::ReceivedText, [](auto& socket) { return socket.receivedText(); });
   }
-  std::size_t unsentBytes() const override { return policy.inner ? policy.inner->unsentBytes() : 0; }
-  void listenOn(std::string_view dotted) override {
-    if (policy.inner) policy.inner->listenOn(dotted);
-  }
-  void allowCallers(const std::vector<std::string>& dotted) override {
-    if (policy.inner) policy.inner->allowCallers(dotted);
-  }
-  std::uint64_t refusedCallers() const override { return policy.inner ? policy.inner->refusedCallers() : 0; }
-  std::string peer() const override { return policy.inner ? policy.inner->peer() : std::string(); }
-  void hangUp() override {
-    if (policy.inner) policy.inner->hangUp();
-  }
+  std::size_t unsentBytes() const override { return policy.inner->unsentBytes(); }
+  void listenOn(std::string_view dotted) override { policy.inner->listenOn(dotted); }
+  void allowCallers(const std::vector<std::string>& dotted) override { policy.inner->allowCallers(dotted); }
+  std::uint64_t refusedCallers() const override { return policy.inner->refusedCallers(); }
+  std::string peer() const override { return policy.inner->peer(); }
+  void hangUp() override { policy.inner->hangUp(); }
   void send(std::string_view bytes) override {
     around(Operation::Send, bytes, [bytes](auto& socket) { socket.send(bytes); });
   }
