@@ -62,7 +62,7 @@ void service(Library& library, ConnectionRecord& record, bool othersWait) {
   if (drain.phase == DrainPhase::Waiting) wait(library, record, othersWait);
   if (drain.phase == DrainPhase::Lingering && now(library) >= drain.deadline)
     close(library, record, kHangUpMilliseconds);
-  if (drain.phase == DrainPhase::Closing && record.Attivo) finish(library, record);
+  if (drain.phase == DrainPhase::Closing) finish(library, record);
 }
 
 bool isDraining(const ConnectionRecord& record) {
