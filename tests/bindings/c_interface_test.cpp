@@ -1,4 +1,4 @@
-// Tests the C interface: bad arguments to every function, structs of other versions, and a conversation.
+// Tests the C interface: bad arguments to every function, structs of other versions, reports and failures.
 #include "quarnex/quarnex.h"
 
 #include <gtest/gtest.h>
@@ -171,83 +171,23 @@ TEST(CInterface, DescribesAFailureInAsManyBytesAsTheErrorHas) {
   }
 }
 
-template <class Struct>
-Struct sizedStruct() {
-  Struct made{};
-  made.size = sizeof made;
-  return made;
-}
-
-/// A host in C with one link.
-struct CHost {
-  explicit CHost(std::int32_t calls) {
-    quarnex_Add(quarn->handle, "ABC", 3, 5, calls, 1, &link, nullptr);
-    quarnex_enable_events(quarn->handle, link, 1, nullptr);
-    quarnex_Apri(quarn->handle, link, nullptr);
-  }
-  void afterTurn() {
-    std::int32_t kind = 0;
-    quarnex_text text;
-    while (quarnex_next_item(quarn->handle, link, &kind, &text, nullptr) == 0 && kind != QUARNEX_ITEM_NONE) {
-      auto report = sizedStruct<quarnex_report>();
-      const std::string item(text.bytes, text.length);
-      quarnex_parse_report(quarn->handle, item.data(), item.size(), &report, nullptr);
-      items += kind == QUARNEX_ITEM_TEXT ? item + ' ' : std::to_string(report.code) + ' ';
-    }
-    auto event = sizedStruct<quarnex_event>();
-    for (std::int32_t taken = 1; quarnex_next_event(quarn->handle, &event, &taken, nullptr) == 0 && taken;) {
-      events += std::string(quarnex_event_name(event.type)) + ' ';
-      for (std::size_t i = 0; i < event.receipts_count; ++i)
-        events +=
-            std::to_string(event.receipts[i].to) + quarnex_outcome_name(event.receipts[i].outcome) + ' ';
-      if (event.has_reason) events += quarnex_failure_kind_name(event.reason.kind) + std::string(" ");
-    }
-  }
-  std::string outageInWords() {
-    auto outage = sizedStruct<quarnex_link_outage>();
-    quarnex_text words{"", 0};
-    EXPECT_EQ(quarnex_outage(quarn->handle, link, 0, &outage, nullptr), 0);
-    EXPECT_EQ(quarnex_in_words(quarn->handle, &outage.reason, &words, nullptr), 0);
-    EXPECT_EQ(quarnex_outage(quarn->handle, link, 1, &outage, nullptr), 9);
-    return std::string(words.bytes, words.length);
-  }
-  std::uint64_t send(std::string_view text) {
-    std::uint64_t number = 0;
-    std::int32_t refusal = 0;
-    EXPECT_EQ(quarnex_send(quarn->handle, link, text.data(), text.size(), &number, &refusal, nullptr), 0);
-    return refusal == QUARNEX_REFUSAL_NONE ? number : 100 + static_cast<std::uint64_t>(refusal);
-  }
-  std::unique_ptr<Instance> quarn = std::make_unique<Instance>();
-  std::int32_t link = 0;
-  std::string items, events;
-};
-
-TEST(CInterface, HoldsAConversationInVirtualTime) {
-  testkit::simulate([](testkit::TestSite& site) {
-    auto& server = site.add(
-        "server", [] { return CHost(0); }, &CHost::afterTurn);
-    auto& client = site.add(
-        "client", [] { return CHost(1); }, &CHost::afterTurn);
-    site.settle();
-    EXPECT_EQ(client->send("a|b"), 100 + QUARNEX_REFUSAL_TEXT);
-    EXPECT_EQ(client->send("hello"), 1U);
-    const quarnex_pending_texts* ranges = nullptr;
-    std::size_t count = 0;
-    quarnex_pending(client->quarn->handle, client->link, &ranges, &count, nullptr);
-    ASSERT_EQ(count, 1U);
-    EXPECT_EQ(ranges[0].to, 1U);
-    site.settle();
-    EXPECT_EQ(server->items, "701 hello ");
-    site.reset(client, server).end();
-    site.settle();
-    EXPECT_EQ(client->outageInWords(), inWords({FailureKind::ConnectionBroken, 10054}));
-    client->send("last");
-    quarnex_drain_and_close(client->quarn->handle, client->link, 10'000, nullptr);
-    site.run(1min);
-    EXPECT_EQ(server->items, "701 hello 702 993 701 last 702 ");
-    EXPECT_EQ(client->events,
-              "connected heard receipts disconnected connection-broken connected heard receipts closing "
-              "disconnected closed-by-peer drained 2acknowledged closed ");
+TEST(CInterface, ReadsReportsAndPutsFailuresIntoWords) {
+  inHost([] {
+    const Instance quarn;
+    quarnex_report report{};
+    report.size = sizeof report;
+    const std::string_view item = "X000E0701[#I5#$TABC$$S127.0.0.1:20105$]09300518112026";
+    EXPECT_EQ(quarnex_parse_report(quarn.handle, item.data(), item.size(), &report, nullptr), 0);
+    EXPECT_EQ(report.code, 701);
+    quarnex_link_failure failure{};
+    failure.kind = QUARNEX_FAILURE_CONNECTION_BROKEN;
+    failure.number = 10054;
+    quarnex_text words{};
+    EXPECT_EQ(quarnex_in_words(quarn.handle, &failure, &words, nullptr), 0);
+    EXPECT_EQ(std::string(words.bytes, words.length), inWords({FailureKind::ConnectionBroken, 10054}));
+    quarnex_link_outage outage{};
+    outage.size = sizeof outage;
+    EXPECT_EQ(quarnex_outage(quarn.handle, 1, 0, &outage, nullptr), 9);
   });
 }
 
