@@ -3,6 +3,8 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "host/method_table.h"
@@ -13,8 +15,7 @@ namespace quarnex::test {
 
 using nlohmann::json;
 
-OwnVariant::OwnVariant(const json& value) {
-  ::VariantInit(this);
+void OwnVariant::set(const json& value) {
   if (value.is_boolean()) {
     vt = VT_BOOL;
     boolVal = value.get<bool>() ? VARIANT_TRUE : VARIANT_FALSE;
@@ -66,135 +67,90 @@ void requireSuccess(HRESULT result) {
 
 namespace {
 
-// A text for one call.
-struct CallText {
-  explicit CallText(const json& value) : text(textOfJson(value)) {}
-  ~CallText() { ::SysFreeString(text); }
-  CallText(const CallText&) = delete;
-  CallText& operator=(const CallText&) = delete;
-  BSTR text;
-};
-
-// The result of a call that returns a text.
-template <class Call>
-json textResult(const Call& call) {
-  OwnVariant result;
-  result.vt = VT_BSTR;
-  result.bstrVal = nullptr;
-  requireSuccess(call(&result.bstrVal));
-  return jsonOf(result);
+// A parameter as a method declares it. VARIANT_BOOL is the same type as short.
+template <class Type>
+Type parameterOf(VARIANT& value) {
+  if constexpr (std::is_same_v<Type, short>) {
+    return value.iVal;
+  } else if constexpr (std::is_same_v<Type, short*>) {
+    return &value.iVal;
+  } else if constexpr (std::is_same_v<Type, BSTR>) {
+    return value.bstrVal;
+  } else if constexpr (std::is_same_v<Type, BSTR*>) {
+    return &value.bstrVal;
+  } else {
+    return &value;
+  }
 }
 
-template <class Call>
-json booleanResult(const Call& call) {
-  VARIANT_BOOL result = VARIANT_FALSE;
-  requireSuccess(call(&result));
-  return result != VARIANT_FALSE;
-}
+using Call = std::function<json(const json&)>;
 
-VARIANT_BOOL booleanOf(const json& value) {
-  return value.get<bool>() ? VARIANT_TRUE : VARIANT_FALSE;
+/// Calls `method` with the parameters. After them comes the result, which the method declares as `type`,
+/// unless it returns a variant or nothing.
+template <class Interface, class... Types>
+Call calling(const Reference<Interface>& object, HRESULT (STDMETHODCALLTYPE Interface::*method)(Types...),
+             VARTYPE type = VT_EMPTY) {
+  return [&object, method, type](const json& parameters) {
+    OwnVariant values[sizeof...(Types) + 1];
+    for (std::size_t i = 0; i < parameters.size(); ++i) values[i].set(parameters[i]);
+    [&]<std::size_t... at>(std::index_sequence<at...>) {
+      requireSuccess((object.get()->*method)(parameterOf<Types>(values[at])...));
+    }
+    (std::index_sequence_for<Types...>());
+    OwnVariant& result = values[parameters.size()];
+    if (type != VT_EMPTY) result.vt = type;
+    return jsonOf(result);
+  };
 }
 
 class EarlyBinding final : public Binding {
  public:
   std::string_view name() const override { return "early"; }
   json call(const std::string& method, const json& parameters) override {
-    if (isAnswer(method)) return json::parse(answer(method, parameters).get<std::string>());
-    if (const auto found = kIndexMethods.find(method); found != kIndexMethods.end()) {
-      short index = parameters[0].get<short>();
-      requireSuccess((quarn_.get()->*found->second)(&index));
-      return nullptr;
-    }
-    return otherMethod(method, parameters);
+    const json result = calls_.at(method)(parameters);
+    return isAnswer(method) ? json::parse(result.get<std::string>()) : result;
   }
   void turn() override { requireSuccess(answers_->turn(200)); }
 
  private:
-  json otherMethod(const std::string& method, const json& parameters);
-  json answer(const std::string& method, const json& parameters);
-
-  using IndexMethod = HRESULT (STDMETHODCALLTYPE _QuarnSocket::*)(short*);
-  using Answer = HRESULT (STDMETHODCALLTYPE _QuarnAnswers::*)(BSTR*);
-  using LinkAnswer = HRESULT (STDMETHODCALLTYPE _QuarnAnswers::*)(short, BSTR*);
-  using TextAnswer = HRESULT (STDMETHODCALLTYPE _QuarnAnswers::*)(BSTR, BSTR*);
-  static const std::map<std::string, IndexMethod> kIndexMethods;
-  static const std::map<std::string, Answer> kAnswers;
-  static const std::map<std::string, LinkAnswer> kLinkAnswers;
-  static const std::map<std::string, TextAnswer> kTextAnswers;
-
   Reference<_QuarnSocket> quarn_{createObject<_QuarnSocket>(L"Quarnex.QuarnSocket", __uuidof(_QuarnSocket))};
   Reference<_QuarnAnswers> answers_{
       createObject<_QuarnAnswers>(L"Quarnex.QuarnSocket", __uuidof(_QuarnAnswers))};
+  const std::map<std::string, Call> calls_{
+      {"Add", calling(quarn_, &_QuarnSocket::Add, VT_I2)},
+      {"GetMessaggioArrivato", calling(quarn_, &_QuarnSocket::GetMessaggioArrivato, VT_BSTR)},
+      {"ProntoPerUscire", calling(quarn_, &_QuarnSocket::ProntoPerUscire)},
+      {"Invia", calling(quarn_, &_QuarnSocket::Invia)},
+      {"Apri", calling(quarn_, &_QuarnSocket::Apri)},
+      {"Chiudi", calling(quarn_, &_QuarnSocket::Chiudi)},
+      {"Init", calling(quarn_, &_QuarnSocket::Init)},
+      {"Uscita", calling(quarn_, &_QuarnSocket::Uscita)},
+      {"MessaggioArrivato", calling(quarn_, &_QuarnSocket::MessaggioArrivato, VT_BOOL)},
+      {"GetDebug", calling(quarn_, &_QuarnSocket::GetDebug, VT_BSTR)},
+      {"AttivaDebug", calling(quarn_, &_QuarnSocket::AttivaDebug)},
+      {"DisattivaDebug", calling(quarn_, &_QuarnSocket::DisattivaDebug)},
+      {"AttivaLog", calling(quarn_, &_QuarnSocket::AttivaLog)},
+      {"DisattivaLog", calling(quarn_, &_QuarnSocket::DisattivaLog)},
+      {"Connesso", calling(quarn_, &_QuarnSocket::Connesso, VT_BOOL)},
+      {"send", calling(answers_, &_QuarnAnswers::send, VT_BSTR)},
+      {"pending", calling(answers_, &_QuarnAnswers::pending, VT_BSTR)},
+      {"enableEvents", calling(answers_, &_QuarnAnswers::enableEvents, VT_BSTR)},
+      {"nextEvent", calling(answers_, &_QuarnAnswers::nextEvent, VT_BSTR)},
+      {"outages", calling(answers_, &_QuarnAnswers::outages, VT_BSTR)},
+      {"drainAndClose", calling(answers_, &_QuarnAnswers::drainAndClose, VT_BSTR)},
+      {"drainAndLeave", calling(answers_, &_QuarnAnswers::drainAndLeave, VT_BSTR)},
+      {"receive", calling(answers_, &_QuarnAnswers::receive, VT_BSTR)},
+      {"linksWithNews", calling(answers_, &_QuarnAnswers::linksWithNews, VT_BSTR)},
+      {"snapshot", calling(answers_, &_QuarnAnswers::snapshot, VT_BSTR)},
+      {"checkText", calling(answers_, &_QuarnAnswers::checkText, VT_BSTR)},
+      {"encodeText", calling(answers_, &_QuarnAnswers::encodeText, VT_BSTR)},
+      {"decodeText", calling(answers_, &_QuarnAnswers::decodeText, VT_BSTR)},
+      {"accepted", calling(answers_, &_QuarnAnswers::accepted, VT_BSTR)},
+      {"decidedUpTo", calling(answers_, &_QuarnAnswers::decidedUpTo, VT_BSTR)},
+      {"eventsWaiting", calling(answers_, &_QuarnAnswers::eventsWaiting, VT_BSTR)},
+      {"reportWaits", calling(answers_, &_QuarnAnswers::reportWaits, VT_BSTR)},
+  };
 };
-
-const std::map<std::string, EarlyBinding::IndexMethod> EarlyBinding::kIndexMethods{
-    {"Apri", &_QuarnSocket::Apri},
-    {"Chiudi", &_QuarnSocket::Chiudi},
-    {"AttivaDebug", &_QuarnSocket::AttivaDebug},
-    {"DisattivaDebug", &_QuarnSocket::DisattivaDebug},
-    {"DisattivaLog", &_QuarnSocket::DisattivaLog}};
-const std::map<std::string, EarlyBinding::Answer> EarlyBinding::kAnswers{
-    {"nextEvent", &_QuarnAnswers::nextEvent},
-    {"linksWithNews", &_QuarnAnswers::linksWithNews},
-    {"eventsWaiting", &_QuarnAnswers::eventsWaiting}};
-const std::map<std::string, EarlyBinding::LinkAnswer> EarlyBinding::kLinkAnswers{
-    {"pending", &_QuarnAnswers::pending},
-    {"outages", &_QuarnAnswers::outages},
-    {"drainAndLeave", &_QuarnAnswers::drainAndLeave},
-    {"receive", &_QuarnAnswers::receive},
-    {"snapshot", &_QuarnAnswers::snapshot},
-    {"accepted", &_QuarnAnswers::accepted},
-    {"decidedUpTo", &_QuarnAnswers::decidedUpTo},
-    {"reportWaits", &_QuarnAnswers::reportWaits}};
-const std::map<std::string, EarlyBinding::TextAnswer> EarlyBinding::kTextAnswers{
-    {"checkText", &_QuarnAnswers::checkText},
-    {"encodeText", &_QuarnAnswers::encodeText},
-    {"decodeText", &_QuarnAnswers::decodeText}};
-
-json EarlyBinding::otherMethod(const std::string& method, const json& parameters) {
-  short index = !parameters.empty() && parameters[0].is_number() ? parameters[0].get<short>() : short{0};
-  if (method == "GetMessaggioArrivato")
-    return textResult([&](BSTR* text) { return quarn_->GetMessaggioArrivato(&index, text); });
-  if (method == "GetDebug") return textResult([&](BSTR* text) { return quarn_->GetDebug(&index, text); });
-  if (method == "MessaggioArrivato")
-    return booleanResult([&](VARIANT_BOOL* flag) { return quarn_->MessaggioArrivato(&index, flag); });
-  if (method == "Connesso")
-    return booleanResult([&](VARIANT_BOOL* flag) { return quarn_->Connesso(&index, flag); });
-  if (method == "ProntoPerUscire") {
-    OwnVariant ready;
-    requireSuccess(quarn_->ProntoPerUscire(&ready));
-    return jsonOf(ready);
-  }
-  if (method == "Add") {
-    CallText type(parameters[0]);
-    short identifier = parameters[1].get<short>(), added = 0;
-    VARIANT_BOOL client = booleanOf(parameters[2]), tcp = booleanOf(parameters[3]);
-    requireSuccess(quarn_->Add(&type.text, &identifier, &client, &tcp, &added));
-    return added;
-  }
-  if (method == "Uscita") return requireSuccess(quarn_->Uscita()), nullptr;
-  if (method == "AttivaLog") return requireSuccess(quarn_->AttivaLog()), nullptr;
-  CallText text(parameters.back());
-  requireSuccess(method == "Init" ? quarn_->Init(&text.text) : quarn_->Invia(&index, &text.text));
-  return nullptr;
-}
-
-json EarlyBinding::answer(const std::string& method, const json& parameters) {
-  _QuarnAnswers* const answers = answers_.get();
-  return textResult([&](BSTR* result) {
-    if (const auto found = kAnswers.find(method); found != kAnswers.end())
-      return (answers->*found->second)(result);
-    if (const auto found = kTextAnswers.find(method); found != kTextAnswers.end())
-      return (answers->*found->second)(CallText(parameters[0]).text, result);
-    const short first = parameters[0].get<short>();
-    if (const auto found = kLinkAnswers.find(method); found != kLinkAnswers.end())
-      return (answers->*found->second)(first, result);
-    if (method == "send") return answers->send(first, CallText(parameters[1]).text, result);
-    if (method == "enableEvents") return answers->enableEvents(first, booleanOf(parameters[1]), result);
-    return answers->drainAndClose(first, parameters[1].get<short>(), result);
-  });
-}
 
 class LateBinding final : public Binding {
  public:
@@ -220,10 +176,8 @@ class LateBinding final : public Binding {
     DISPID id = 0;
     requireSuccess(object->GetIDsOfNames(IID_NULL, &text, 1, LOCALE_USER_DEFAULT, &id));
     std::vector<OwnVariant> arguments(parameters.size());
-    for (std::size_t i = 0; i < parameters.size(); ++i) {
-      OwnVariant value(parameters[i]);
-      std::swap(static_cast<VARIANT&>(value), static_cast<VARIANT&>(arguments[parameters.size() - 1 - i]));
-    }
+    for (std::size_t i = 0; i < parameters.size(); ++i)
+      arguments[parameters.size() - 1 - i].set(parameters[i]);
     DISPPARAMS passed{arguments.data(), nullptr, static_cast<UINT>(arguments.size()), 0};
     EXCEPINFO failure{};
     const HRESULT outcome = object->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &passed,

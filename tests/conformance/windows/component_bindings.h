@@ -33,10 +33,11 @@ class Reference {
 /// A variant that clears itself.
 struct OwnVariant : VARIANT {
   OwnVariant() { ::VariantInit(this); }
-  explicit OwnVariant(const nlohmann::json& value);
   ~OwnVariant() { ::VariantClear(this); }
   OwnVariant(const OwnVariant&) = delete;
   OwnVariant& operator=(const OwnVariant&) = delete;
+  /// Of a variant that has no value yet.
+  void set(const nlohmann::json& value);
 };
 
 nlohmann::json jsonOf(const VARIANT& value);
