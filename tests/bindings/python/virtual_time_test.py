@@ -3,8 +3,6 @@
 import asyncio
 import contextlib
 import io
-import pathlib
-import runpy
 import tempfile
 import time
 import unittest
@@ -12,7 +10,6 @@ import unittest
 import quarnex
 from quarnex import Cause, Outcome, events, testing
 
-EXAMPLE = pathlib.Path(__file__).parents[3] / "examples/embed.py"
 HALF_SENT = (Outcome.UNKNOWN, Cause.RECONNECTION)
 
 
@@ -47,10 +44,10 @@ class Station:
 
 
 class VirtualTime(unittest.TestCase):
-    def simulate(self, test, names=("tower", "meteo")):
+    def simulate(self, test):
         def run(site):
-            stations = [Station(site, name) for name in names]
-            site.settle() if names else None
+            stations = [Station(site, name) for name in ("tower", "meteo")]
+            site.settle()
             test(site, *stations)
         with tempfile.TemporaryDirectory() as folder:
             testing.simulate(run, twice=True, recordings=folder)
@@ -139,16 +136,6 @@ class VirtualTime(unittest.TestCase):
         for make in (lambda: 1 / 0, lambda: asyncio.sleep(1, 1 / 0)):
             with self.assertRaises(ZeroDivisionError), contextlib.redirect_stderr(io.StringIO()):
                 self.simulate(lambda site, tower, meteo: site.add("third", make))
-
-    def test_the_example_prints_both_ends(self):
-        example, printed = runpy.run_path(str(EXAMPLE)), io.StringIO()
-
-        def test(site):
-            host = site.add("both", example["main"])
-            site.run_until(lambda: host.done, 60)
-        with contextlib.redirect_stdout(printed):
-            self.simulate(test, names=())
-        self.assertEqual(printed.getvalue(), "received HELLO\nthe text is acknowledged\n" * 2)
 
 
 unittest.main()
