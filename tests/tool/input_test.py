@@ -131,6 +131,14 @@ class Requests(unittest.TestCase):
                 self.assertTrue(len(files) == 1 and os.path.join(directory, files[0]).startswith(prefix), files)
                 os.remove(os.path.join(directory, files[0]))
 
+    def test_a_subscriber_receives_events(self):
+        calls = [("Add", ["T", 5, True, False]), ("Add", ["T", 5, False, False]), ("enableEvents", [1, True]),
+                 ("subscribe", [True]), ("send", [1, "HELLO"])]
+        lines = run("rpc", text="\n".join(request(*call) for call in calls).encode()).stdout.splitlines()
+        events = [event for line in lines if (event := json.loads(line)).get("method") == "event"]
+        self.assertEqual([("receipts", "acknowledged")],
+                         [(event["params"]["type"], event["params"]["receipt"]["outcome"]) for event in events])
+
     def test_requests_without_id_are_executed_and_not_answered(self):
         silent = json.dumps({"jsonrpc": "2.0", "method": "Add", "params": ["T", 1, True, False]})
         result = run("rpc", text=f"{silent}\n{request('Add', ['T', 1, True, False], id='x')}\n".encode())

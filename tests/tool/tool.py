@@ -20,7 +20,6 @@ class Rpc:
     def __init__(self):
         self.process = subprocess.Popen([QUARN, "rpc"], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
         self.count = 0
-        self.events = []  # of the notifications so far
 
     def __enter__(self):
         self.Init("")
@@ -39,8 +38,7 @@ class Rpc:
             request = {"jsonrpc": "2.0", "id": self.count, "method": method, "params": parameters}
             self.process.stdin.write(json.dumps(request).encode() + b"\n")
             self.process.stdin.flush()
-            while "method" in (answer := json.loads(self.process.stdout.readline())):
-                self.events.append(answer["params"])
+            answer = json.loads(self.process.stdout.readline())
             if answer["id"] != self.count or "result" not in answer:
                 raise AssertionError(f"{request} was answered by {answer}")
             return answer["result"]
@@ -52,7 +50,7 @@ class Rpc:
         self.Apri(link)
         return link
 
-    def wait_for(self, condition, seconds=25):
+    def wait_for(self, condition, seconds=60):
         """Polls until the condition returns a true value, and returns it."""
         end = time.monotonic() + seconds
         while not (result := condition()):
