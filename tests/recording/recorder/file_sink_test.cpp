@@ -25,17 +25,24 @@ namespace {
 
 const std::string kHeader = "{\"quarnex\":\"recording\",\"version\":1,\"utc_offset\":0}\n";
 const std::string kTick = "{\"at\":1700000000,\"tick\":true}\n";
-constexpr std::size_t kTicks = 100'000;
+// A disk takes or refuses 64 KB at once. Smaller writes could fit behind the first mark and leave no room for
+// the next one.
+const std::string kTicks = [] {
+  std::string ticks;
+  while (ticks.size() + kTick.size() <= std::size_t{64} << 10) ticks += kTick;
+  return ticks;
+}();
+constexpr std::size_t kWrites = 45;
+constexpr std::size_t kWritesTooMany = 4;  // for the disk, but not for the queue
 constexpr std::size_t kBytesMax = 300'000;
-constexpr std::size_t kTicksTooMany = 7'000;  // for the disk, but not for the queue
-// Leaves room for the mark behind the last tick that fits.
-const std::size_t kDiskBytes = kHeader.size() + 6'000 * kTick.size() + kTick.size() - 1;
+const std::size_t kDiskBytes = kHeader.size() + 3 * kTicks.size() - 1;
 
 class FileSinkTest : public testing::Test {
  protected:
   void begin() {
     sink = std::make_unique<FileSink>(file, RecordingSettings{}, kBytesMax);
     sink->write(kHeader);
+    EXPECT_TRUE(sink->writer().flush(std::chrono::minutes(1)));
   }
   void end() {
     EXPECT_TRUE(sink->writer().flush(std::chrono::minutes(1)));
@@ -43,10 +50,10 @@ class FileSinkTest : public testing::Test {
   }
   // The disk is full before the queue is, so that one mark stands for all that is missing.
   void writeTicks() {
-    for (std::size_t i = 0; i < kTicks; ++i) {
-      while (i == kTicksTooMany && !sink->writer().losses().any())
+    for (std::size_t i = 0; i < kWrites; ++i) {
+      while (i == kWritesTooMany && !sink->writer().losses().any())
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
-      sink->write(kTick);
+      sink->write(kTicks);
     }
   }
   TemporaryFolder folder;
@@ -92,8 +99,8 @@ TEST_F(FileSinkTest, MarksLinesThatAFullDiskRefusesAndContinuesOnceThereIsRoom) 
   writeTicks();
   end();
   const std::string text = contentOf(file);
-  expectMarked(text, kHeader.size() + 2 * kTicks * kTick.size());
-  EXPECT_GT(text.size(), kHeader.size() + 6'001 * kTick.size());
+  expectMarked(text, kHeader.size() + 2 * kWrites * kTicks.size());
+  EXPECT_GT(text.size(), kDiskBytes);
 }
 
 TEST_F(FileSinkTest, MarksAndCutsOnlyItsOwnFileAfterItsPathWasReused) {
@@ -111,7 +118,7 @@ TEST_F(FileSinkTest, MarksAndCutsOnlyItsOwnFileAfterItsPathWasReused) {
     writeTicks();
     end();
     expectMarked(std::string(std::istreambuf_iterator<char>(own), {}),
-                 kHeader.size() + kTicks * kTick.size());
+                 kHeader.size() + kWrites * kTicks.size());
     EXPECT_EQ(contentOf(file), replaced ? foreign : "");
     EXPECT_EQ(std::filesystem::exists(elsewhere), !removed);
   }
