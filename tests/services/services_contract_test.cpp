@@ -1,118 +1,7 @@
 // Tests the timer, the wall clock and the text file of every adapter and wrapper.
 #include "services/services_contract.h"
 
-#include <algorithm>
-
 namespace quarnex {
-
-void ServicesContract::SetUp() {
-  harness = GetParam()();
-  timer().setEvents(this);
-  timer().setPeriod(kShortTickMilliseconds);
-}
-
-void ServicesContract::TearDown() {
-  instances_.clear();
-  timer().setEvents(nullptr);
-}
-
-SocketInstance& ServicesContract::socket(SocketArray array, std::int16_t index) {
-  auto& instance = instances_[{array, index}];
-  if (instance == nullptr) instance = harness->services().sockets.create(array, index, *this);
-  return *instance;
-}
-
-void ServicesContract::listenOn(std::int32_t port, std::int16_t index) {
-  accepted(index);
-  server(index).setLocalPort(port);
-  server(index).listen();
-}
-
-void ServicesContract::callTo(std::int32_t port, std::int16_t index) {
-  client(index).setRemoteHost("127.0.0.1");
-  client(index).setRemotePort(port);
-  client(index).connect();
-}
-
-void ServicesContract::join(std::int16_t index) {
-  const std::int32_t port = harness->freePort();
-  listenOn(port, index);
-  callTo(port, index);
-  ASSERT_TRUE(runUntil([&] { return events.size() == 2; }));
-  ASSERT_EQ(client(index).state(), kSocketConnected);
-  ASSERT_EQ(accepted(index).state(), kSocketConnected);
-  events.clear();
-}
-
-std::unique_ptr<Peer> ServicesContract::callPeer() {
-  listenOn(harness->freePort());
-  return harness->call(server().localPort());
-}
-
-std::unique_ptr<Peer> ServicesContract::joinPeer() {
-  auto peer = callPeer();
-  EXPECT_TRUE(seen("ServerSocket 1 Accept 0"));
-  events.clear();
-  return peer;
-}
-
-void ServicesContract::runTicks(int count) {
-  const int last = ticks + count;
-  EXPECT_TRUE(runUntil([&] { return ticks >= last; }));
-}
-
-std::string ServicesContract::take(SocketInstance& instance) {
-  if (instance.bytesWaiting() == 0) return {};
-  instance.fetch();
-  return std::string(instance.receivedText());
-}
-
-std::string ServicesContract::takeAll(SocketInstance& instance, std::size_t size) {
-  std::string all;
-  atTick = [&] { all += take(instance); };
-  EXPECT_TRUE(runUntil([&] { return all.size() >= size; }));
-  atTick = nullptr;
-  return all;
-}
-
-bool ServicesContract::seen(const std::string& event) {
-  return runUntil([&] { return std::count(events.begin(), events.end(), event) > 0; });
-}
-
-void ServicesContract::note(SocketArray array, std::int16_t index, std::string_view what, std::int16_t code) {
-  events.push_back(std::string(nameOf(array)) + ' ' + std::to_string(index) + ' ' + std::string(what) + ' ' +
-                   std::to_string(code));
-  if (const auto hook = onEvent) hook(events.back());  // a copy, because it may replace itself
-}
-
-void ServicesContract::onConnect(SocketArray array, std::int16_t index, std::int16_t code) {
-  note(array, index, "Connect", code);
-}
-
-void ServicesContract::onClose(SocketArray array, std::int16_t index, std::int16_t code) {
-  EXPECT_EQ(socket(array, index).state(), kSocketClosed);
-  note(array, index, "Close", code);
-}
-
-void ServicesContract::onReceive(SocketArray array, std::int16_t index, std::int16_t code) {
-  if (code != 0) note(array, index, "Receive", code);
-}
-
-void ServicesContract::onAccept(SocketArray array, std::int16_t index, std::int32_t handle,
-                                std::int16_t code) {
-  EXPECT_TRUE(code == 0 || handle == 0);
-  if (onCaller) {
-    onCaller(handle);
-  } else if (code == 0) {
-    accepted(index).attach(handle);
-  }
-  note(array, index, "Accept", code);
-}
-
-void ServicesContract::onTick() {
-  ++ticks;
-  if (atTick) atTick();
-}
 
 TEST_P(ServicesContract, TheTimerTicksUntilItIsStopped) {
   EXPECT_EQ(timer().period(), kShortTickMilliseconds);
@@ -177,10 +66,12 @@ TEST_P(ServicesContract, ASystemClockThatIsSetBackMovesOnlyLocalTime) {
   }
 }
 
-TEST_P(ServicesContract, ATextFileKeepsTheBytesOfItsLines) {
+TEST_P(ServicesContract, ATextFileKeepsTheBytesOfItsLinesUnlessItCannotBeCreated) {
   TextFile& file = harness->services().logFile;
   const std::string name = harness->folder() + "/log.txt";
   const std::string bytes("\xFF\0 bytes as they are\r\n", 22);
+  EXPECT_EQ(failureOf([&] { file.create(harness->folder() + "/missing/log.txt"); }), 76);
+  file.write("to nowhere\r\n");
   file.create(name);
   file.write(bytes);
   EXPECT_TRUE(file.flush(std::chrono::seconds(20)));
@@ -191,14 +82,7 @@ TEST_P(ServicesContract, ATextFileKeepsTheBytesOfItsLines) {
   file.write("to nowhere\r\n");
   file.create(name);
   EXPECT_EQ(harness->contentOf(name), "");
-  file.close();
-}
-
-TEST_P(ServicesContract, ATextFileInAMissingFolderFails) {
-  TextFile& file = harness->services().logFile;
-  EXPECT_EQ(failureOf([&] { file.create(harness->folder() + "/missing/log.txt"); }), 76);
   EXPECT_EQ(failureOf([&] { file.create(std::string("a\0b", 3)); }), 52);
-  file.write("to nowhere\r\n");
   file.close();
 }
 

@@ -43,10 +43,9 @@ class PlainPeer final : public Peer {
   explicit PlainPeer(Socket connection) : socket_(std::move(connection)) {
     System::becomeNonBlocking(socket_);
   }
-  void send(std::string_view bytes) override { send(bytes, 0); }
-  void send(std::string_view bytes, int flags) {
+  void send(std::string_view bytes) override {
     const auto sent = ::send(socket_.get(), bytes.data(), static_cast<typename System::Size>(bytes.size()),
-                             System::kSendFlags | flags);
+                             System::kSendFlags);
     EXPECT_EQ(sent, static_cast<decltype(sent)>(bytes.size()));
   }
   std::string receive() override {

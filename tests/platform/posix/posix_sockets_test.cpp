@@ -214,7 +214,7 @@ TEST_P(PosixSocketsTest, UrgentDataArrivesInOrderWithTheOtherBytes) {
   const auto caller = joinPeer();
   auto& peer = static_cast<PosixPeer&>(*caller);
   peer.send("ab");
-  peer.send("c", MSG_OOB);
+  EXPECT_EQ(::send(peer.socket().get(), "c", 1, MSG_OOB), 1);
   peer.send("de");
   EXPECT_EQ(takeAll(accepted(), 5), "abcde");
 }
