@@ -1,4 +1,5 @@
 """Holds the sources against the rules of the architecture that can be checked as text, and prints the rule each breaks."""
+import collections
 import itertools
 import pathlib
 import re
@@ -122,11 +123,6 @@ def check_purity(file, lines):
             find(file, number, f"only {', '.join(SYSTEM_HEADERS_IN)} include system headers")
 
 
-def check_length(file, lines):
-    if len(lines) > FILE_LINES_MAX + 1:
-        find(file, len(lines) - 1, f"no file has more than {FILE_LINES_MAX} lines")
-
-
 def check_check(file, text):
     """A check of the simulation is one short file with one base class, whose first line states its rule."""
     for check in CHECK.finditer(text) if file.startswith("src/simulation/checks/") else ():
@@ -150,12 +146,9 @@ def check_public_header(file):
 
 def check_names(files):
     """No two source files share a name, so that a name finds one place."""
-    places = {}
-    for file in files:
-        places.setdefault(pathlib.PurePath(file).name, []).append(file)
-    for name, where in sorted(places.items()):
-        if len(where) > 1:
-            find(where[0], 1, f"no two source files share a name: {', '.join(where)}")
+    for name, count in collections.Counter(pathlib.PurePath(file).name for file in files).items():
+        if count > 1:
+            find(name, 1, "no two source files share a name")
 
 
 def check_rules():
@@ -179,7 +172,8 @@ def main():
         lines = list(code_lines(path))
         check_includes(file, lines)
         check_purity(file, lines)
-        check_length(file, lines)
+        if len(lines) > FILE_LINES_MAX + 1:
+            find(file, len(lines) - 1, f"no file has more than {FILE_LINES_MAX} lines")
         check_check(file, path.read_text(encoding="latin-1"))
         if file.startswith("include/"):
             check_public_header(file)

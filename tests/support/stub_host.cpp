@@ -32,24 +32,6 @@ StubHost::StubHost() : Interceptor(plain.all()), library(services()), quarn(libr
   quarn.Init("");
 }
 
-void StubHost::tickAfter(std::int64_t seconds) {
-  time.second += seconds;
-  plain.tick();
-}
-
-std::int16_t StubHost::addOpen(bool client) {
-  const std::int16_t index = quarn.Add("MIRTAN", 5, client, true);
-  quarn.Apri(index);
-  happened();
-  return index;
-}
-
-std::int16_t StubHost::addConnected(bool client) {
-  const std::int16_t index = addOpen(client);
-  connect(index);
-  return index;
-}
-
 void StubHost::connect(std::int16_t index) {
   tickAfter(11);  // the link calls or listens
   if (record(index).ConnessioneClient) {
@@ -69,10 +51,6 @@ void StubHost::receive(std::int16_t index, std::string_view message) {
   tickAfter(0);
 }
 
-StubSocket& StubHost::carrier(std::int16_t index) {
-  return socket(record(index).ConnessioneClient ? "ClientSocket" : "SrvAccept");
-}
-
 std::vector<std::string> StubHost::inbound(std::int16_t index) {
   std::vector<std::string> items;
   while (quarn.MessaggioArrivato(index)) {
@@ -85,17 +63,6 @@ std::vector<std::string> StubHost::inbound(std::int16_t index) {
     items.push_back(std::move(item));
   }
   return items;
-}
-
-std::vector<std::string> StubHost::happened() {
-  return std::exchange(journal, {});
-}
-
-std::vector<std::string> StubHost::sent() {
-  std::vector<std::string> messages;
-  for (const std::string& line : happened())
-    if (line.starts_with("I>9999")) messages.push_back(line.substr(6));
-  return messages;
 }
 
 void StubHost::intercept(const ServiceCall& call) {
@@ -112,16 +79,6 @@ void StubHost::intercept(const ServiceCall& call) {
     if (call.operation == Operation::WriteLog) logText += call.text();
   }
   if (event) event();
-}
-
-// The array's name; later instances than the first carry their number.
-std::string StubHost::nameFor(SocketId id) {
-  return std::string(nameOf(id.array)) + (id.index == 1 ? "" : std::to_string(id.index));
-}
-
-void StubHost::traced(std::int16_t, std::string_view text) {
-  const StubAtWork work;
-  journal.emplace_back(text);
 }
 
 }  // namespace quarnex::test

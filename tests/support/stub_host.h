@@ -63,11 +63,23 @@ class StubHost final : StubServices, public Interceptor<StubHost, StubSocket>, O
   SocketEvents& events() { return *socketEvents(); }
 
   /// Lets `seconds` pass, then gives one tick.
-  void tickAfter(std::int64_t seconds);
+  void tickAfter(std::int64_t seconds) {
+    time.second += seconds;
+    plain.tick();
+  }
   /// Adds a link of type MIRTAN, identifier 5, over TCP, and opens it.
-  std::int16_t addOpen(bool client);
+  std::int16_t addOpen(bool client) {
+    const std::int16_t index = quarn.Add("MIRTAN", 5, client, true);
+    quarn.Apri(index);
+    happened();
+    return index;
+  }
   /// Adds, opens and connects a link: 701 reported, journal and inbound queue empty, exchange ready.
-  std::int16_t addConnected(bool client);
+  std::int16_t addConnected(bool client) {
+    const std::int16_t index = addOpen(client);
+    connect(index);
+    return index;
+  }
   /// Connects an open link, for the first time or again.
   void connect(std::int16_t index);
   /// Puts a message, as one frame, into the link's socket and gives one tick.
@@ -75,11 +87,18 @@ class StubHost final : StubServices, public Interceptor<StubHost, StubSocket>, O
   /// Takes all items from the inbound queue; of reports only code and detail: "701 127.0.0.1:20308".
   std::vector<std::string> inbound(std::int16_t index);
   /// Takes the lines that were added to the journal since the last call.
-  std::vector<std::string> happened();
+  std::vector<std::string> happened() { return std::exchange(journal, {}); }
   /// The messages of the frames among them.
-  std::vector<std::string> sent();
+  std::vector<std::string> sent() {
+    std::vector<std::string> messages;
+    for (const std::string& line : happened())
+      if (line.starts_with("I>9999")) messages.push_back(line.substr(6));
+    return messages;
+  }
   /// The socket that carries the connection of a link.
-  StubSocket& carrier(std::int16_t index);
+  StubSocket& carrier(std::int16_t index) {
+    return socket(record(index).ConnessioneClient ? "ClientSocket" : "SrvAccept");
+  }
 
   template <class Operate>
   auto around(const ServiceCall& call, const Operate& operate) {
@@ -106,8 +125,14 @@ class StubHost final : StubServices, public Interceptor<StubHost, StubSocket>, O
     const StubAtWork work;
     return Interceptor::create(array, index, sink);
   }
-  static std::string nameFor(SocketId id);
-  void traced(std::int16_t IdxQuarn, std::string_view text) override;
+  // The array's name; later instances than the first carry their number.
+  static std::string nameFor(SocketId id) {
+    return std::string(nameOf(id.array)) + (id.index == 1 ? "" : std::to_string(id.index));
+  }
+  void traced(std::int16_t, std::string_view text) override {
+    const StubAtWork work;
+    journal.emplace_back(text);
+  }
 
  public:
   // Last, so that the services are still there when the library closes its sockets.
