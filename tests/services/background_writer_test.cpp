@@ -1,4 +1,4 @@
-// Tests the background writer on a disk that hangs, refuses writes, is truncated, or whose files are full.
+// Tests the background writer on a disk that hangs or is truncated, and with files that are full.
 #include "services/background_writer.h"
 
 #include <gtest/gtest.h>
@@ -15,8 +15,7 @@ using namespace std::chrono_literals;
 
 constexpr auto kNeverReached = 20s;
 
-// Files in memory, on a disk that can hang and be full. Used by the thread, and by the test while that is
-// idle.
+// Files in memory, on a disk that can hang. Used by the thread, and by the test while that is idle.
 struct TestDisk {
   struct File : Storage {
     explicit File(TestDisk& on) : disk(on), text(on.texts.emplace_back()) { disk.change(disk.open, true); }
@@ -26,15 +25,12 @@ struct TestDisk {
       disk.used = true;
       disk.monitor.notifyAll();
       disk.monitor.wait([&] { return !disk.hanging; });
-      if (disk.full) return 61;
       const auto place = static_cast<std::size_t>(position);
       text.resize(std::max(text.size(), place));  // a hole, as on a real disk
       text.replace(place, bytes.size(), bytes);
       return 0;
     }
-    void cutTo(std::uintmax_t bytes) override {
-      text.resize(static_cast<std::size_t>(std::min<std::uintmax_t>(text.size(), bytes)));
-    }
+    void cutTo(std::uintmax_t) override {}
     std::uintmax_t size() override { return text.size(); }
     TestDisk& disk;
     std::string& text;
@@ -51,7 +47,7 @@ struct TestDisk {
   }
 
   Monitor monitor;  // guards the next line
-  bool hanging = false, full = false, open = false, used = false;
+  bool hanging = false, open = false, used = false;
   std::deque<std::string> texts;  // of its files
 };
 
@@ -114,16 +110,6 @@ TEST_F(BackgroundWriterTest, LeavesAFileThatHangsToItsThread) {
   disk.change(disk.hanging, false);
   EXPECT_TRUE(disk.becomes(disk.open, false));
   EXPECT_EQ(disk.texts[0], "late\n");
-}
-
-TEST_F(BackgroundWriterTest, MarksLinesThatTheDiskRefusesAndGoesOnBehindThem) {
-  for (const char* line : {"one\n", "two\n", "three\n", "four\n", "\n", "five\n"}) {
-    disk.change(disk.full, line[0] == 't' || line[0] == '\n');
-    writeEach({line});
-  }
-  EXPECT_EQ(writer().losses().bytes, 11U);
-  EXPECT_EQ(writer().losses().lastError, 61);
-  EXPECT_EQ(end(), "one\n<2 10 61>\nfour\n<1 1 61>\nfive\n");
 }
 
 TEST_F(BackgroundWriterTest, LeavesNoHoleInAFileThatAnotherProgramHasTruncated) {

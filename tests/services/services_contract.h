@@ -64,11 +64,7 @@ constexpr std::int16_t kShortTickMilliseconds = 2;
 
 using HarnessFactory = std::unique_ptr<Harness> (*)();
 
-/// An adapter or wrapper joins with one line in a test file of its own:
-///
-///     INSTANTIATE_TEST_SUITE_P(Simulated, ServicesContract,
-///     testing::Values(&makeHarness<SimulatedHarness>));
-///
+/// An adapter or wrapper joins with INSTANTIATE_TEST_SUITE_P in a test file of its own.
 /// The fixture replaces the engine: it lists every event as "ClientSocket 1 Close 10054" and attaches each
 /// caller of ServerSocket k to SrvAccept k, unless the test sets `onCaller`.
 class ServicesContract : public testing::TestWithParam<HarnessFactory>,

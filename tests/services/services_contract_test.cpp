@@ -40,8 +40,6 @@ TEST_P(ServicesContract, TheClockNeverGoesBack) {
     last = now;
   };
   runTicks(10);
-  EXPECT_GE(clock.utcOffset(last), -12 * 3600);
-  EXPECT_LE(clock.utcOffset(last), 14 * 3600);
 }
 
 // What people read follows the system's clock; what deadlines read only goes on. A second may pass during

@@ -22,19 +22,16 @@ struct Content {
   bool full = false;  // the disk takes only a half
 };
 
-class RamStorage final : public Storage {
- public:
-  explicit RamStorage(std::shared_ptr<Content> content) : content_(std::move(content)) {}
+struct RamStorage final : Storage {
+  explicit RamStorage(std::shared_ptr<Content> in) : content(std::move(in)) {}
   std::int16_t writeAt(std::uintmax_t position, std::string_view bytes) override {
-    EXPECT_LE(position, content_->bytes.size());
-    content_->bytes.replace(position, bytes.size(), bytes, 0, bytes.size() / (content_->full ? 2 : 1));
-    return content_->full ? std::int16_t{61} : std::int16_t{0};
+    EXPECT_LE(position, content->bytes.size());
+    content->bytes.replace(position, bytes.size(), bytes, 0, bytes.size() / (content->full ? 2 : 1));
+    return content->full ? std::int16_t{61} : std::int16_t{0};
   }
-  void cutTo(std::uintmax_t bytes) override { content_->bytes.resize(std::min(bytes, size())); }
-  std::uintmax_t size() override { return content_->bytes.size(); }
-
- private:
-  std::shared_ptr<Content> content_;
+  void cutTo(std::uintmax_t bytes) override { content->bytes.resize(std::min(bytes, size())); }
+  std::uintmax_t size() override { return content->bytes.size(); }
+  std::shared_ptr<Content> content;
 };
 
 // Reads up to the end or the damage.

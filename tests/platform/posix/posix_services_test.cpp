@@ -134,15 +134,13 @@ TEST(PosixClock, OffsetChangesInTheExactSecondThatTheZoneDefines) {
               {zone, kAutumn, 3600},     {zone, kAutumn + 899, 3600}, {"NPT-5:45", kSpring, 20700},
               {"BRT3", kSpring, 20700},  {"BRT3", kAutumn, -10800},   {"UTC0", -1, 0},
               {zone, INT64_MAX / 2, 0}};
-  const char* before = std::getenv("TZ");
-  const std::string restored = before == nullptr ? "" : before;
   PosixClock clock{secondOfSystem};
   EXPECT_LE(clock.now().second - std::time(nullptr), 1);
   for (const auto& row : rows) {
     ::setenv("TZ", row.zone, 1);
     EXPECT_EQ(clock.utcOffset({row.second}), row.offset) << row.zone << ' ' << row.second;
   }
-  before == nullptr ? ::unsetenv("TZ") : ::setenv("TZ", restored.c_str(), 1);
+  ::unsetenv("TZ");
   ::tzset();
 }
 
