@@ -81,18 +81,9 @@ TEST(RecordingReader, ReportsTheDamageOfALine) {
             "line 2: does not end with a line feed, as if the file had been cut off here");
 }
 
-TEST(RecordingReader, AcceptsOutputsThatNoEngineProduces) {
-  for (const char* line :
-       {R"({"did":"open","socket":"SrvAccept","index":1})", R"({"did":"setPeriod","value":"200"})",
-        R"({"trace":99999,"text":""})", R"({"result":1.5})", R"({"sent":"","index":1})"}) {
-    EXPECT_EQ(damageIn(kHeader + line + "\n"), "") << line;
-  }
-}
-
 TEST(RecordingReader, ReadsAllByteValuesInALineLongerThanItsBuffer) {
   std::string bytes;
-  for (int round = 0; round < 1000; ++round)
-    for (int code = 0; code < 256; ++code) bytes += static_cast<char>(code);
+  for (int i = 0; i < 256'000; ++i) bytes += static_cast<char>(i);
   std::istringstream in(kHeader + "{\"sent\":" + jsonString(bytes) +
                         ",\"socket\":\"SrvAccept\",\"index\":3}\r\n{\"now\":9}\n");
   RecordingReader reader(in);

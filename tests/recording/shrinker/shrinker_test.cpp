@@ -50,16 +50,13 @@ std::vector<std::string> recordingsOf(std::uint64_t seed, bool quiet = false) {
   return texts;
 }
 
-template <class AnyChecker>
-std::unique_ptr<Checker> make(std::shared_ptr<Sink> sink) {
-  return std::make_unique<AnyChecker>(std::move(sink));
-}
+const MakeChecker kNothingChecked = [](auto sink) { return std::make_unique<NullChecker>(std::move(sink)); };
 
 std::string recordedAgain(const std::string& text) {
   std::istringstream in(text);
   RecordingReader reader(in);
   StepReader steps(reader, SIZE_MAX);
-  Reproduction reproduction(reader.utcOffset(), make<NullChecker>);
+  Reproduction reproduction(reader.utcOffset(), kNothingChecked);
   std::string again = reproduction.header();
   for (RecordedStep step; steps.next(step);) again += reproduction.replay(step);
   return again;
@@ -89,10 +86,10 @@ TEST(Recorder, RecordingsOfHostsUnderFaultsReplayWithoutAMismatch) {
 
 constexpr std::size_t kStepsMax = 50;
 // Reports a connected link with three texts in the given queue.
-template <TextBuffer ConnectionRecord::*kQueue>
 class QueueChecker final : public Checker {
  public:
-  explicit QueueChecker(std::shared_ptr<Sink> sink) : plain_(std::move(sink)) {}
+  QueueChecker(std::shared_ptr<Sink> sink, TextBuffer ConnectionRecord::*queue)
+      : plain_(std::move(sink)), queue_(queue) {}
   Services wrap(const Services& services) override { return plain_.wrap(services); }
   void watch(Library& library) override {
     library_ = &library;
@@ -101,7 +98,7 @@ class QueueChecker final : public Checker {
   std::optional<Finding> finding() override {
     for (std::int16_t link = 1; link <= library_->ConnectionCount && !found_; ++link) {
       const ConnectionRecord& record = library_->ConnectionTable[link];
-      if (record.Stato == kConnected && (record.*kQueue).Count >= 3)
+      if (record.Stato == kConnected && (record.*queue_).Count >= 3)
         found_ = {0, 0, link, "three texts wait"};
     }
     return found_;
@@ -109,20 +106,19 @@ class QueueChecker final : public Checker {
 
  private:
   NullChecker plain_;
+  TextBuffer ConnectionRecord::*queue_;
   Library* library_ = nullptr;
   std::optional<Finding> found_;
 };
 
-template <class AnyChecker>
-ShrinkResult shrinkText(const std::string& text) {
+ShrinkResult shrinkText(const std::string& text, const MakeChecker& makeChecker = kNothingChecked) {
   std::istringstream in(text);
-  return shrink(in, make<AnyChecker>);
+  return shrink(in, makeChecker);
 }
 
-template <class AnyChecker>
-Problem problemIn(const std::string& text) {
+Problem problemIn(const std::string& text, const MakeChecker& makeChecker = kNothingChecked) {
   std::istringstream in(text);
-  return findProblem(in, make<AnyChecker>);
+  return findProblem(in, makeChecker);
 }
 
 // Links and socket instances may have new numbers.
@@ -131,74 +127,65 @@ std::string withoutNumbers(std::string line) {
   return line;
 }
 
-struct Alteration {
-  const char* name;
-  std::string output;  // the last occurrence is replaced
-  std::string other;   // by this output, which no engine would produce there
-};
-
-class ShrinkerMismatches : public testing::TestWithParam<Alteration> {};
-
-TEST_P(ShrinkerMismatches, ArePreserved) {
-  const auto& [name, output, other] = GetParam();
-  std::string text;
-  std::size_t at = text.npos;
-  for (std::uint64_t seed = 1; at == text.npos; ++seed) {
-    text = recordingsOf(seed).back();
-    at = text.rfind(output);
-  }
-  text.replace(at, output.size(), other);
-  const ShrinkResult result = shrinkText<NullChecker>(text);
-  ASSERT_TRUE(result.problem.mismatch);
-  EXPECT_LE(result.stepsAfter, kStepsMax);
-  const Problem after = problemIn<NullChecker>(result.recording);
-  ASSERT_TRUE(after.mismatch);
-  EXPECT_EQ(withoutNumbers(after.mismatch->expected.text),
-            withoutNumbers(result.problem.mismatch->expected.text));
-  EXPECT_EQ(withoutNumbers(after.mismatch->actual), withoutNumbers(result.problem.mismatch->actual));
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    In, ShrinkerMismatches,
-    testing::Values(Alteration{"AnOperation", "\"did\":\"connect\"", "\"did\":\"listen\""},
-                    Alteration{"AnotherOperation", "\"did\":\"setLocalPort\"", "\"did\":\"setRemotePort\""},
-                    Alteration{"ATextSent", "{\"sent\":\"", "{\"sent\":\"?"},
-                    Alteration{"AnAnswer", "|9ACK|", "|9NAK|"},
-                    Alteration{"AReport", "X000E0702", "X000E0992"},
-                    Alteration{"ATrace", "\"text\":\"R>", "\"text\":\"R?"},
-                    Alteration{"AResult", "\"result\":true", "\"result\":false"},
-                    Alteration{"AText", "\"result\":\"text ", "\"result\":\"texts "},
-                    Alteration{"AnOutputTooMany", "{\"trace\":2", "{\"end\":true}\n{\"trace\":2"}),
-    [](const auto& row) { return row.param.name; });
-
-template <class AnyChecker>
-void keepsFindingsOf() {
-  int found = 0;
-  for (std::uint64_t seed = 1; seed <= 6; ++seed) {
-    for (const std::string& text : recordingsOf(seed, seed > 4)) {
-      const ShrinkResult result = shrinkText<AnyChecker>(text);
-      if (!result.problem.found()) continue;
-      ++found;
-      const RemovedSteps& removed = result.removed;
-      EXPECT_LE(result.stepsAfter, kStepsMax);
-      EXPECT_EQ(result.stepsBefore - result.stepsAfter,
-                removed.ofOtherLinks + removed.withoutEffect + removed.repetitions + removed.others);
-      EXPECT_EQ(problemIn<AnyChecker>(result.recording).finding->text, "three texts wait");
-      EXPECT_FALSE(problemIn<NullChecker>(result.recording).found());
+TEST(Shrinker, PreservesAMismatch) {
+  const struct {
+    std::string output;  // the last occurrence is replaced
+    std::string other;   // by this output, which no engine would produce there
+  } alterations[] = {
+      {"\"did\":\"connect\"", "\"did\":\"listen\""},
+      {"\"did\":\"setLocalPort\"", "\"did\":\"setRemotePort\""},
+      {"{\"sent\":\"", "{\"sent\":\"?"},
+      {"|9ACK|", "|9NAK|"},
+      {"X000E0702", "X000E0992"},
+      {"\"text\":\"R>", "\"text\":\"R?"},
+      {"\"result\":true", "\"result\":false"},
+      {"\"result\":\"text ", "\"result\":\"texts "},
+      {"{\"trace\":2", "{\"end\":true}\n{\"trace\":2"},
+  };
+  for (const auto& [output, other] : alterations) {
+    SCOPED_TRACE(other);
+    std::string text;
+    std::size_t at = text.npos;
+    for (std::uint64_t seed = 1; at == text.npos; ++seed) {
+      text = recordingsOf(seed).back();
+      at = text.rfind(output);
     }
+    const ShrinkResult result = shrinkText(text.replace(at, output.size(), other));
+    ASSERT_TRUE(result.problem.mismatch);
+    EXPECT_LE(result.stepsAfter, kStepsMax);
+    const Problem after = problemIn(result.recording);
+    ASSERT_TRUE(after.mismatch);
+    EXPECT_EQ(withoutNumbers(after.mismatch->expected.text),
+              withoutNumbers(result.problem.mismatch->expected.text));
+    EXPECT_EQ(withoutNumbers(after.mismatch->actual), withoutNumbers(result.problem.mismatch->actual));
   }
-  EXPECT_GE(found, 4);
 }
 
 TEST(Shrinker, PreservesAFinding) {
-  keepsFindingsOf<QueueChecker<&ConnectionRecord::CodaInvio>>();
-  keepsFindingsOf<QueueChecker<&ConnectionRecord::CodaArrivo>>();
+  for (const auto queue : {&ConnectionRecord::CodaInvio, &ConnectionRecord::CodaArrivo}) {
+    const MakeChecker checksQueue = [=](auto sink) { return std::make_unique<QueueChecker>(sink, queue); };
+    int found = 0;
+    for (std::uint64_t seed = 1; seed <= 6; ++seed) {
+      for (const std::string& text : recordingsOf(seed, seed > 4)) {
+        const ShrinkResult result = shrinkText(text, checksQueue);
+        if (!result.problem.found()) continue;
+        ++found;
+        const RemovedSteps& removed = result.removed;
+        EXPECT_LE(result.stepsAfter, kStepsMax);
+        EXPECT_EQ(result.stepsBefore - result.stepsAfter,
+                  removed.ofOtherLinks + removed.withoutEffect + removed.repetitions + removed.others);
+        EXPECT_EQ(problemIn(result.recording, checksQueue).finding->text, "three texts wait");
+        EXPECT_FALSE(problemIn(result.recording).found());
+      }
+    }
+    EXPECT_GE(found, 4);
+  }
 }
 
 TEST(Shrinker, ReturnsNoRecordingWithoutAProblem) {
   const std::string text = recordingsOf(1).front();
-  EXPECT_EQ(shrinkText<NullChecker>(text).recording, "");
-  const ShrinkResult cut = shrinkText<NullChecker>(text.substr(0, text.size() - 1));
+  EXPECT_EQ(shrinkText(text).recording, "");
+  const ShrinkResult cut = shrinkText(text.substr(0, text.size() - 1));
   EXPECT_FALSE(cut.problem.found());
   EXPECT_TRUE(cut.problem.damage);
 }
