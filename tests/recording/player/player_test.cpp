@@ -63,16 +63,6 @@ TEST(Player, ReplaysEveryRecordingWithoutAMismatch) {
   }
 }
 
-// An input that does not answer the output before it.
-bool isInputOnItsOwn(const std::string& text) {
-  const Json line = Json::parse(text);
-  if (line.contains("property") || line.contains("now")) return true;
-  if (!line.contains("failed")) return false;
-  const auto operation =
-      std::ranges::find(kOperations, line["failed"].get<std::string>(), &OperationShape::name);
-  return operation != kOperations.end() && operation->isRead;
-}
-
 // Groups outputs with the same members: by operation, or by type of the result; "" for steps and inputs.
 std::string kindOf(const Json& line) {
   if (line.contains("did")) return line["did"].get<std::string>() + line.value("socket", "");
@@ -128,22 +118,6 @@ TEST(Player, FindsAnAlteredOutputAtItsLine) {
       changed.back() = line;
       EXPECT_EQ(mismatchAt(changed), place.index + 1) << line;
     }
-  }
-}
-
-TEST(Player, FindsAnAddedAndAMissingOutput) {
-  for (const auto& [kind, place] : placesByKind()) {
-    const Lines& lines = place.lines;
-    const auto index = static_cast<std::ptrdiff_t>(place.index);
-    SCOPED_TRACE(kind + " " + lines[place.index]);
-    const auto next = std::find_if_not(lines.begin() + index + 1, lines.end(), isInputOnItsOwn);
-    if (next == lines.end() || *next == lines[place.index]) continue;
-    Lines doubled = lines;
-    doubled.insert(doubled.begin() + index, lines[place.index]);
-    EXPECT_EQ(mismatchAt(doubled), place.index + 2);
-    Lines missing = lines;
-    missing.erase(missing.begin() + index);
-    EXPECT_EQ(mismatchAt(missing), static_cast<std::size_t>(next - lines.begin()));
   }
 }
 
