@@ -31,46 +31,35 @@ int turn(QuarnSocket& quarn, Milliseconds pause, Milliseconds elapsed) {
   return received;
 }
 
-struct Rates {
-  const char* name;
-  Milliseconds clientPause, serverPause;
-  int toServer, toClient;  // texts a second
-};
-
-class RatesOfTexts : public testing::TestWithParam<Rates> {};
-
-TEST_P(RatesOfTexts, AreThoseOfTheDocument) {
-  Pair pair;
-  pair.add();
-  pair.server.quarn().Apri(1);
-  pair.world.runMilliseconds(70);  // the two processes tick at different moments
-  pair.client.quarn().Apri(1);
-  ASSERT_TRUE(pair.connects());
-  double toServer = 0, toClient = 0;
-  for (Milliseconds elapsed = 0; elapsed < kSeconds * kSecond; elapsed += 50) {
-    pair.world.runMilliseconds(50);
-    toServer += turn(pair.server.quarn(), GetParam().serverPause, elapsed);
-    toClient += turn(pair.client.quarn(), GetParam().clientPause, elapsed);
+TEST(RatesOfTexts, AreThoseOfTheDocument) {
+  const struct {
+    const char* name;
+    Milliseconds clientPause, serverPause;
+    int toServer, toClient;  // texts a second
+  } rows[] = {
+      {"client sends", kAlways, kNever, 50, 0},      {"server sends", kNever, kAlways, 0, 100},
+      {"client starves server", 300, kAlways, 3, 0}, {"client starves server slowly", 400, kAlways, 3, 0},
+      {"two texts a second", 500, kAlways, 2, 20},   {"one text a second", 1000, kAlways, 1, 60},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    Pair pair;
+    pair.add();
+    pair.server.quarn().Apri(1);
+    pair.world.runMilliseconds(70);  // the two processes tick at different moments
+    pair.client.quarn().Apri(1);
+    ASSERT_TRUE(pair.connects());
+    double toServer = 0, toClient = 0;
+    for (Milliseconds elapsed = 0; elapsed < kSeconds * kSecond; elapsed += 50) {
+      pair.world.runMilliseconds(50);
+      toServer += turn(pair.server.quarn(), row.serverPause, elapsed);
+      toClient += turn(pair.client.quarn(), row.clientPause, elapsed);
+    }
+    constexpr double kTolerance = 2.0;  // a batch may be under way at either end of the time
+    EXPECT_NEAR(toServer / kSeconds, row.toServer, kTolerance);
+    EXPECT_NEAR(toClient / kSeconds, row.toClient, kTolerance);
   }
-  constexpr double kTolerance = 2.0;  // a batch may be under way at either end of the time
-  EXPECT_NEAR(toServer / kSeconds, GetParam().toServer, kTolerance);
-  EXPECT_NEAR(toClient / kSeconds, GetParam().toClient, kTolerance);
 }
-
-INSTANTIATE_TEST_SUITE_P(, RatesOfTexts,
-                         testing::Values(Rates{"clientSends", kAlways, kNever, 50, 0},
-                                         Rates{"serverSends", kNever, kAlways, 0, 100},
-                                         Rates{"clientStarvesServer", 300, kAlways, 3, 0},
-                                         Rates{"clientStarvesServerSlowly", 400, kAlways, 3, 0},
-                                         Rates{"twoTextsASecond", 500, kAlways, 2, 20},
-                                         Rates{"oneTextASecond", 1000, kAlways, 1, 60}),
-                         [](const auto& rates) { return rates.param.name; });
-
-struct Growth {
-  const char* name;
-  bool connected, polls;  // all methods without effect, after each turn of the loop
-  double megabytesADay, compressed;
-};
 
 /// Compresses the lines as a recorder does that writes every five seconds.
 class CompressedSink final : public recording::Sink {
@@ -86,49 +75,51 @@ class CompressedSink final : public recording::Sink {
   std::string waiting_;
 };
 
-class GrowthOfRecordings : public testing::TestWithParam<Growth> {};
-
-TEST_P(GrowthOfRecordings, IsThatOfTheDocument) {
-  Pair pair;
-  const auto sink = std::make_shared<CompressedSink>();
-  pair.server.makeWrapper = [&] {
-    const auto elapsed = [&] { return std::chrono::milliseconds(pair.world.time().now()); };
-    return std::make_unique<recording::ServicesRecorder>(
-        std::make_shared<recording::QuietLines>(sink, elapsed));
+TEST(GrowthOfRecordings, IsThatOfTheDocument) {
+  const struct {
+    const char* name;
+    bool connected, polls;  // all methods without effect, after each turn of the loop
+    double megabytesADay, compressed;
+  } rows[] = {
+      {"ticks", false, false, 14.3, 0.5},
+      {"polls", false, true, 21, 0.6},
+      {"idle link", true, false, 48, 1.4},
+      {"idle link and polls", true, true, 55, 1.4},
   };
-  pair.server.start();
-  pair.add();
-  pair.server.quarn().Apri(1);
-  if (GetParam().connected) pair.client.quarn().Apri(1);
-  const auto run = [&](int seconds) {
-    for (int turn = 1; turn <= seconds * kSecond / kTickMilliseconds; ++turn) {
-      pair.world.runMilliseconds(kTickMilliseconds);
-      if (GetParam().polls) {
-        Pair::take(pair.server);
-        pair.server.quarn().Connesso(1);
-        pair.server.quarn().ProntoPerUscire();
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    Pair pair;
+    const auto sink = std::make_shared<CompressedSink>();
+    pair.server.makeWrapper = [&] {
+      const auto elapsed = [&] { return std::chrono::milliseconds(pair.world.time().now()); };
+      return std::make_unique<recording::ServicesRecorder>(
+          std::make_shared<recording::QuietLines>(sink, elapsed));
+    };
+    pair.server.start();
+    pair.add();
+    pair.server.quarn().Apri(1);
+    if (row.connected) pair.client.quarn().Apri(1);
+    const auto run = [&](int seconds) {
+      for (int turn = 1; turn <= seconds * kSecond / kTickMilliseconds; ++turn) {
+        pair.world.runMilliseconds(kTickMilliseconds);
+        if (row.polls) {
+          Pair::take(pair.server);
+          pair.server.quarn().Connesso(1);
+          pair.server.quarn().ProntoPerUscire();
+        }
+        if (turn % 25 == 0) sink->passOn();
       }
-      if (turn % 25 == 0) sink->passOn();
-    }
-  };
-  run(60);
-  ASSERT_EQ(pair.server.quarn().Connesso(1), GetParam().connected);
-  const double before = static_cast<double>(sink->bytes()),
-               fileBefore = static_cast<double>(sink->fileBytes());
-  constexpr int kMeasuredSeconds = 1'200;
-  run(kMeasuredSeconds);
-  constexpr double kDays = kMeasuredSeconds / 86'400.0, kMega = 1e6;
-  EXPECT_NEAR((static_cast<double>(sink->bytes()) - before) / kDays / kMega, GetParam().megabytesADay, 1);
-  EXPECT_NEAR((static_cast<double>(sink->fileBytes()) - fileBefore) / kDays / kMega, GetParam().compressed,
-              0.1);
+    };
+    run(60);
+    ASSERT_EQ(pair.server.quarn().Connesso(1), row.connected);
+    const auto before = sink->bytes(), fileBefore = sink->fileBytes();
+    constexpr int kMeasuredSeconds = 1'200;
+    run(kMeasuredSeconds);
+    constexpr double kMegabytesADay = 86'400.0 / kMeasuredSeconds / 1e6;
+    EXPECT_NEAR(static_cast<double>(sink->bytes() - before) * kMegabytesADay, row.megabytesADay, 1);
+    EXPECT_NEAR(static_cast<double>(sink->fileBytes() - fileBefore) * kMegabytesADay, row.compressed, 0.1);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(, GrowthOfRecordings,
-                         testing::Values(Growth{"ticks", false, false, 14.3, 0.5},
-                                         Growth{"polls", false, true, 21, 0.6},
-                                         Growth{"idleLink", true, false, 48, 1.4},
-                                         Growth{"idleLinkAndPolls", true, true, 55, 1.4}),
-                         [](const auto& growth) { return growth.param.name; });
 
 }  // namespace
 }  // namespace quarnex::simulation
