@@ -90,11 +90,9 @@ TEST(MemoryLimits, AFloodOfQueriesIsHeldBackAndLosesNothing) {
 }
 
 TEST(MemoryLimits, APeerThatNeverReadsMakesTheSendFail) {
-  MemoryLimits limits;
-  limits.unsent = 10'000;
   for (const bool called : {false, true}) {
     SCOPED_TRACE(called);
-    Attacked site(limits);
+    Attacked site({.unsent = 10'000});
     Host& host = called ? site.client : site.server;
     if (called) site.letClientCallStranger();
     site.stranger.setReading(false);
@@ -113,9 +111,7 @@ TEST(MemoryLimits, APeerThatNeverReadsMakesTheSendFail) {
 }
 
 TEST(MemoryLimits, AFrameWithoutEndFailsTheLink) {
-  MemoryLimits limits;
-  limits.frame = 4 * kMiB;
-  Attacked site(limits);
+  Attacked site({.frame = 4 * kMiB});
   bool failed = false;
   std::string piece(std::size_t{5} * 65'536, 'x');
   piece.front() = '\2';
@@ -129,11 +125,7 @@ TEST(MemoryLimits, AFrameWithoutEndFailsTheLink) {
 }
 
 TEST(MemoryLimits, TheProcessesPartIsSharedAndAFullOneDropsTheOldestItems) {
-  MemoryLimits limits;
-  limits.frame = 100'000;
-  limits.unhandled = 100'000;
-  limits.process = 800'000;
-  Attacked site(limits);
+  Attacked site({.unhandled = 100'000, .frame = 100'000, .process = 800'000});
   site.server.quarn().AttivaDebug(2);
   const std::string texts =
       wire::frame(wire::message(7, {std::string(9'000, 'a'), std::string(9'000, 'b'), "9CMD", "9."}));
