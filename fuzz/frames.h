@@ -1,6 +1,7 @@
 // Computes and repairs the checksums of frames for the fuzz targets, without code of the library.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -17,17 +18,13 @@ inline std::string checksumOf(std::string_view body) {
 
 /// Overwrites the checksum of every frame in `bytes` with the right one.
 inline void repairChecksums(std::uint8_t* bytes, std::size_t size) {
-  std::size_t start = size;
-  for (std::size_t at = 0; at < size; ++at) {
-    if (start == size && bytes[at] == 2) start = at;
-    if (bytes[at] != 3) continue;
-    if (start + 4 <= at + 1 && start < size) {
-      const std::string_view body(reinterpret_cast<const char*>(bytes + start + 1), at - start - 3);
-      const std::string checksum = checksumOf(body);
-      bytes[at - 2] = static_cast<std::uint8_t>(checksum[0]);
-      bytes[at - 1] = static_cast<std::uint8_t>(checksum[1]);
-    }
-    start = size;
+  const std::string_view text(reinterpret_cast<const char*>(bytes), size);
+  for (std::size_t start = 0, end = 0; (start = text.find('\2', end)) != text.npos; ++end) {
+    end = text.find('\3', start);
+    if (end == text.npos) return;
+    if (end < start + 3) continue;
+    const std::string checksum = checksumOf(text.substr(start + 1, end - start - 3));
+    std::copy(checksum.begin(), checksum.end(), bytes + end - 2);
   }
 }
 
