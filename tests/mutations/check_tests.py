@@ -9,6 +9,7 @@ Exit status 0 if the detectors notice at least 95 % of the mutations of mutation
 rule, all but the ones that equivalent.txt lists with the reason why no test can notice them.
 """
 import argparse
+import collections
 import concurrent.futures
 import os
 import pathlib
@@ -62,30 +63,15 @@ inline bool isOn(int number) { return number == chosen; }
 """
 
 
-class Mutation:
-    """Changes of the copy: in each file the first occurrence of `old` from a line on (counted from 0) becomes `new`."""
-
-    def __init__(self, name, changes):
-        self.name, self.changes = name, changes  # (file, old, new, line)
-
-    def apply(self):
-        for file, old, new, line in self.changes:
-            lines = (COPY / file).read_text().splitlines(True)
-            (COPY / file).write_text("".join(lines[:line]) + "".join(lines[line:]).replace(old, new, 1))
-
-    def revert(self):
-        for file, *_ in self.changes:
-            (COPY / file).write_text((ROOT / file).read_text())
-
-
 def read_mutations():
+    """Returns each name with its changes (file, old, new): the first `old` in the file becomes `new`."""
     mutations = []
     for block in (ROOT / "tests/mutations/mutations.txt").read_text().split("\n\n")[1:]:
         name, *lines = [line for line in block.splitlines() if not line.startswith("#")]
-        changes = [(file, *(re.sub("^.", "", part[:-1], flags=re.M) for part in parts), 0) for file, *parts in
+        changes = [(file, *(re.sub("^.", "", part[:-1], flags=re.M) for part in parts)) for file, *parts in
                    re.findall(r"^([^-+].*)\n((?:-.*\n)+)((?:\+.*\n)+)", "\n".join([*lines, ""]), re.M)]
-        mutations.append(Mutation(name, changes))
-        for file, old, *_ in changes:
+        mutations.append((name, changes))
+        for file, old, _ in changes:
             if old not in (ROOT / file).read_text():
                 sys.exit(f"{name}: {file} does not contain the lines to be replaced")
     return mutations
@@ -96,7 +82,7 @@ def tracked_files():
 
 
 def copy_sources():
-    """Touches only files that differ, so that the build reuses the objects of the last one."""
+    """Restores the copy. Touches only files that differ, so that the build reuses the objects of the last one."""
     files = tracked_files()
     for old in [path for path in COPY.rglob("*") if path.is_file() and str(path.relative_to(COPY)) not in files]:
         old.unlink()
@@ -107,13 +93,11 @@ def copy_sources():
             shutil.copy(ROOT / file, copy)
 
 
-def build(*targets, output=None):
-    """Returns whether the targets build, by default all; `output` receives all messages of the compiler."""
-    result = subprocess.run(["cmake", "--build", BUILD, "--target", *(targets or TARGETS), "--",
-                             *(["-k", "0"] if output is not None else [])], capture_output=True, text=True)
-    if output is not None:
-        output.append(result.stdout)
-    return result.returncode == 0
+def errors_of_build(*targets, options=()):
+    """Returns the messages of the compiler, "" if the targets build, by default all."""
+    result = subprocess.run(["cmake", "--build", BUILD, "--target", *(targets or TARGETS), "--", *options],
+                            capture_output=True, text=True)
+    return result.stdout + result.stderr if result.returncode else ""
 
 
 def notices(command, chosen=0, seconds=SECONDS_MAX):
@@ -163,7 +147,7 @@ def prepare():
 
 def require_success():
     """The tree builds, and no detector reports anything."""
-    if not build():
+    if errors_of_build():
         sys.exit("the code does not build as it is")
     require_tests()
     wrong = [name for name, found in zip(DETECTORS, all_notices()) if found]
@@ -189,13 +173,13 @@ def build_together(drawn):
     files = {each.file for each in together.values()}
     while True:
         write_together(together, files)
-        output = []
-        if build(output=output):
+        output = errors_of_build(options=["-k", "0"])
+        if not output:
             return together
-        errors = set(re.findall(r"source/(\S+?):(\d+):\d+: error", output[0]))
+        errors = set(re.findall(r"source/(\S+?):(\d+):\d+: error", output))
         refused = {place for place, each in together.items() if (each.file, str(each.number)) in errors}
         if not refused:
-            sys.exit("the code does not build as it is:\n" + output[0])
+            sys.exit("the code does not build as it is:\n" + output)
         together = {place: each for place, each in together.items() if place not in refused}
 
 
@@ -206,7 +190,7 @@ def is_noticed_alone(each):
     lines = before.splitlines(True)
     lines[each.number - 1] = each.new + "\n"
     path.write_text("".join(lines))
-    noticed = (not build() or is_noticed()) if build(*TARGETS[:2]) else None
+    noticed = None if errors_of_build(*TARGETS[:2]) else bool(errors_of_build()) or is_noticed()
     path.write_text(before)
     return noticed
 
@@ -232,18 +216,15 @@ def outcomes(count, seed):
 def check_drawn(count, seed):
     equivalent = (ROOT / "tests/mutations/equivalent.txt").read_text()
     print(f"seed {seed}", flush=True)
-    tried, noticed, listed, survivors = 0, 0, 0, 0
+    fates = collections.Counter()
     for each, was_noticed in outcomes(count, seed):
-        tried += 1
-        if was_noticed:
-            noticed += 1
-        elif f"{each.file}\n-{each.old.strip()}\n+{each.new.strip()}" in equivalent:
-            listed += 1
-        else:
-            survivors += 1
-            print(f"not noticed, as number {tried}: {each.name}", flush=True)
-    print(f"{tried} mutations: {noticed} noticed, {listed} listed as equivalent, {survivors} not noticed")
-    sys.exit(1 if survivors else 0)
+        is_listed = f"{each.file}\n-{each.old.strip()}\n+{each.new.strip()}" in equivalent
+        fate = "noticed" if was_noticed else "listed as equivalent" if is_listed else "not noticed"
+        fates[fate] += 1
+        if fate == "not noticed":
+            print(f"not noticed, as number {fates.total()}: {each.name}", flush=True)
+    print(f"{fates.total()} mutations: " + ", ".join(f"{number} {fate}" for fate, number in fates.items()))
+    sys.exit(1 if fates["not noticed"] else 0)
 
 
 def main():
@@ -255,21 +236,22 @@ def main():
     if arguments.rule:
         prepare()
         check_drawn(arguments.rule, arguments.seed)
-    mutations = [each for each in read_mutations() if not arguments.only or each.name in arguments.only]
+    mutations = [each for each in read_mutations() if not arguments.only or each[0] in arguments.only]
     if not mutations:
         parser.error("no such mutation")
     prepare()
     require_success()
     print(f"{'mutation':58}" + "".join(f"{name:>12}" for name in DETECTORS))
     survivors, alone = [], 0
-    for mutation in mutations:
-        mutation.apply()
+    for name, changes in mutations:
+        for file, old, new in changes:
+            (COPY / file).write_text((COPY / file).read_text().replace(old, new, 1))
         # A mutation that does not build counts as noticed, by the compiler.
-        noticed = all_notices() if build() else None
-        mutation.revert()
+        noticed = None if errors_of_build() else all_notices()
+        copy_sources()
         row = "".join(f"{'noticed' if one else '-':>12}" for one in noticed) if noticed else "  does not build"
-        print(f"{mutation.name:58}{row}", flush=True)
-        survivors += [mutation.name] if noticed and not any(noticed) else []
+        print(f"{name:58}{row}", flush=True)
+        survivors += [name] if noticed and not any(noticed) else []
         alone += 1 if noticed and sum(noticed) == 1 else 0
     print(f"{len(mutations) - len(survivors)} of {len(mutations)} noticed, {alone} of them by one detector only")
     for name in survivors:

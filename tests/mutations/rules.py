@@ -13,6 +13,8 @@ CONSTANTS = {"true": "false", "false": "true"}
 # Lines whose change the compiler refuses, or that make no code: declarations, assertions, texts for people.
 NO_CODE = re.compile(r"^\s*(//|#|\}|template\b|using\b|namespace\b|class\b|struct\b|enum\b|static_assert\b|QUARNEX_ASSERT\b"
                      r"|public:|private:|protected:|case\b|default:|break;|\{)")
+# Lines in which a question cannot stand.
+NO_QUESTION = re.compile(r"\b(constexpr|consteval|static_assert|case|template|for)\b")
 
 
 def without_texts(line):
@@ -20,26 +22,26 @@ def without_texts(line):
     return re.sub(r'"(?:\\.|[^"\\])*"|\'(?:\\.|[^\'\\])*\'|//.*', lambda found: " " * len(found[0]), line)
 
 
-def closing(plain, opening):
-    """The position of the parenthesis that closes the one at `opening`, or -1."""
+def expression_end(plain, position, step):
+    """The position where the expression around `position` ends, walking forward or back; None if the line ends before."""
     depth = 0
-    for position in range(opening, len(plain)):
-        depth += {"(": 1, ")": -1}.get(plain[position], 0)
-        if depth == 0:
+    while 0 <= position < len(plain):
+        char = plain[position]
+        depth += {"(": 1, "[": 1, "{": 1, ")": -1, "]": -1, "}": -1}.get(char, 0) * step
+        around = plain[max(0, position - 1):position + 2]
+        if depth < 0 or depth == 0 and (
+                char in ",;?" or char == ":" and "::" not in around or char == "=" and re.search(r"[^<>=!]=[^=]", around)
+                or step < 0 and re.search(r"\breturn $", plain[:position + 1])):
             return position
-    return -1
-
-
-NO_QUESTION = re.compile(r"\b(constexpr|consteval|static_assert|case|template|for)\b")
-# How tightly operators bind, the loosest first; the operands of one end where a looser one begins.
-BINDING = [["||"], ["&&"], ["==", "!="], ["<=", ">=", " < ", " > "], [" + ", " - "]]
+        position += step
+    return None
 
 
 def condition(line, _):
     plain = without_texts(line)
     found = re.match(r"^\s*(?:\} else )?(if|while) \(", plain)
-    end = closing(plain, found.end() - 1) if found else -1
-    if end < 0 or ";" in plain[found.end():end]:
+    end = expression_end(plain, found.end(), 1) if found else None
+    if end is None or plain[end] != ")":
         return
     head, whole, tail = line[:found.end()], line[found.end():end], line[end:]
     yield f"{head}false && ({whole}){tail}", lambda on: f"{head}!{on} && ({whole}){tail}"
@@ -47,47 +49,18 @@ def condition(line, _):
         yield f"{head}true || ({whole}){tail}", lambda on: f"{head}{on} || ({whole}){tail}"
 
 
-def operand_end(plain, position, step, loosest):
-    """The position where the operand beside an operator ends, walking forward or back; None if the line ends before."""
-    depth = 0
-    while 0 <= position < len(plain):
-        char = plain[position]
-        depth += {"(": 1, "[": 1, "{": 1, ")": -1, "]": -1, "}": -1}.get(char, 0) * step
-        if depth < 0 or depth == 0 and char in ",;?":
-            return position
-        if depth == 0 and char == ":" and "::" not in plain[max(0, position - 1):position + 2]:
-            return position
-        around = plain[max(0, position - 2):position + 3]
-        if depth == 0 and (re.search(r"[^<>=!]=[^=]", plain[max(0, position - 1):position + 2]) and char == "="
-                           or any(operator.strip() in around and char in operator.strip() for operator in loosest)):
-            return position
-        if depth == 0 and step < 0 and re.search(r"\breturn $", plain[:position + 1]):
-            return position
-        position += step
-    return None
-
-
-def with_operands(line, before, start, end, new, on):
-    """The operator at start..end with its operands, both ways; None if its operands continue on other lines. Equal
-    operators before it belong to its left operand, unless the new one binds tighter; equal ones behind it belong to its
-    right operand if the new one binds looser."""
+def both_expressions(line, before, changed, operator, on):
+    """The expression around the operator, a span of the line, both ways; None if it continues on other lines."""
     plain = without_texts(line)
-    level = next((level for level, operators in enumerate(BINDING) if line[start:end] in operators), None)
-    if level is None:
-        return None
-    looser, own = sum(BINDING[:level], []), BINDING[level]
-    left = operand_end(plain, start - 1, -1, looser + (own if new == "&&" else []))
-    if left is None:
-        if not re.search(r"([({;,=?:]|\breturn|&&|\|\|)$", without_texts(before).rstrip()):
-            return None
+    left, right = expression_end(plain, operator[0] - 1, -1), expression_end(plain, operator[1], 1)
+    begins = re.search(r"([({;,=?:]|\breturn)$", without_texts(before).rstrip())
+    if left is None and begins and not re.match(r"\s*(\} )?(if|else|while)\b", line):
         left = len(line) - len(line.lstrip()) - 1
-    right = operand_end(plain, end, 1, looser + (own if new != "||" else []))
-    if right is None:
+    if left is None or right is None:
         return None
-    one, other = line[left + 1:start].strip(), line[end:right].strip()
-    pad = " " if plain[left] in "=n&|?:," else ""
-    return (f"{line[:left + 1]}{pad}({on} ? ({one} {new.strip()} {other}) : ({one} {line[start:end].strip()} {other}))"
-            + (" " if plain[right] in "?:&|=!<>+-" else "") + line[right:])
+    rest = line[right:]
+    one, other = changed[left + 1:len(changed) - len(rest)].strip(), line[left + 1:right].strip()
+    return f"{line[:left + 1]} ({on} ? ({one}) : ({other})) {rest}"
 
 
 def exchanged(line, before):
@@ -101,9 +74,9 @@ def exchanged(line, before):
                 continue
             changed = line[:found.start()] + new + line[found.end():]
             statement = is_statement(line) and is_statement(changed)
-            yield changed, lambda on, place=found.span(), new=new, changed=changed, statement=statement: (
+            yield changed, lambda on, place=found.span(), changed=changed, statement=statement: (
                 f"{{ if ({on}) {{ {changed.strip()} }} else {{ {line.strip()} }} }}" if statement
-                else with_operands(line, before, *place, new, on))
+                else both_expressions(line, before, changed, place, on))
 
 
 def changed_constant(line, _):
