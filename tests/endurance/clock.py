@@ -60,8 +60,7 @@ def main():
             server.Init(f"{folder}/server-")
             server.AttivaLog()
             for end, is_client in ((server, False), (client, True)):
-                end.Add("TEST", identifier, is_client, True)
-                end.Apri(1)
+                end.open("TEST", identifier, is_client)
                 time.sleep(1.2)
             server.wait_for(lambda: server.Connesso(1) and client.Connesso(1), seconds=95)
             time.sleep(1)

@@ -99,9 +99,9 @@ def print_summary(pairs):
     counts = sum((account.counts for account in accounts), collections.Counter())
     for fate, count in sorted(counts.items(), key=lambda item: str(item[0])):
         print(f"  {count:7} texts {fate or 'WITHOUT A CAUSE'}")
-    unexplained = [(pair, line) for pair in pairs for account in pair.accounts() for line in account.unexplained]
-    for pair, line in unexplained:
-        print(f"UNEXPLAINED, {pair.server.name}: {line}")
+    unexplained = [f"{account.sender.name}: {line}" for account in accounts for line in account.unexplained]
+    for line in unexplained:
+        print(f"UNEXPLAINED, {line}")
     return not unexplained
 
 
