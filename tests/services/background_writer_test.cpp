@@ -140,5 +140,13 @@ TEST_F(BackgroundWriterTest, BeginsTheNextFileWhereOneIsFullIfThereIsOne) {
   EXPECT_EQ(disk.texts.at(2), "five\nsix\n");
 }
 
+TEST_F(BackgroundWriterTest, WritesNothingBehindTheLastLineOfAFullFile) {
+  plan.fileBytesMax = 12;
+  plan.lastLine = "end\n";
+  writeEach({"one\n", "two\n", "three\n", "x\n"});
+  EXPECT_TRUE(writer().full());
+  EXPECT_EQ(end(), "one\ntwo\nend\n");
+}
+
 }  // namespace
 }  // namespace quarnex
