@@ -27,7 +27,7 @@ class SimulatedHarness : public Harness {
  public:
   // The host's own engine has limited its output.
   SimulatedHarness() {
-    host_.log.folders.insert(folder());
+    host_.log.folders.insert(SimulatedHarness::folder());
     constexpr std::size_t most = std::numeric_limits<std::size_t>::max();
     host_.sockets.limitOutput(most, most);
   }
