@@ -64,6 +64,7 @@ class VirtualTime(unittest.TestCase):
             self.assertTrue(cancelled.cancelled())
             self.assertEqual(tower.received, [b"%d knots" % i for i in range(30)] + [b"cancelled"])
             self.assertFalse(draining.result().timed_out)
+            self.assertEqual({fate(each) for each in draining.result().receipts}, {(Outcome.ACKNOWLEDGED, Cause.NONE)})
             refused = meteo.do(meteo.link.send(b"late"))
             with self.assertRaises(testing.TestFailed):
                 site.run_until(lambda: False, within=1)
