@@ -1,10 +1,9 @@
-// Tests the answers of a connected link by role, queued texts and received words.
+// Tests when a connected link receives and sends, and the answers after a damaged frame or many messages.
 #include "engine/exchange/handler.h"
 
 #include <gmock/gmock.h>
 
 #include <string>
-#include <vector>
 
 #include "engine/exchange/receiving.h"
 #include "engine/exchange/sending.h"
@@ -16,46 +15,7 @@ namespace quarnex::test {
 namespace {
 
 using testing::ElementsAre;
-using testing::ElementsAreArray;
 using testing::IsEmpty;
-
-TEST(Answers, FollowTheWordsInTheirOrder) {
-  const struct {
-    bool client;
-    const char* queued;    // for the outbound queue, "" = nothing
-    const char* lastSent;  // unacknowledged message
-    const char* received;
-    std::vector<std::string> answers;
-    std::int16_t subState;
-  } rows[] = {
-      {true, "", "", "0000053|HELLO|9CMD|9.|", {"0000053|9ACK|9QRY|9.|"}, 2},
-      {true, "MORE", "", "0000053|HELLO|9CMD|9.|", {"0000054|MORE|9CMD|9.|9ACK|"}, 2},
-      {true, "MORE", "0000053|OLD|9CMD|9.|", "0000053|HELLO|9CMD|9.|", {"0000054|OLD|9CMD|9.|9ACK|"}, 2},
-      {true, "", "0000053|OLD|9CMD|9.|", "0000052|9ACK|9.|", {}, 1},
-      {true, "", "", "0000052|9NODATA|9.|", {}, 3},
-      {true, "", "", "0000052|9QRY|9.|", {"0000052|9NODATA|9.|"}, 3},
-      {false, "", "", "0000053|HELLO|9CMD|9.|", {"0000052|9ACK|9.|"}, 3},
-      {false, "", "", "0000052|9QRY|9.|", {"0000052|9NODATA|9.|"}, 3},
-      {false, "MORE", "", "0000052|9QRY|9.|", {"0000053|MORE|9CMD|9.|"}, 2},
-      {false, "MORE", "0000053|OLD|9CMD|9.|", "0000052|9QRY|9.|", {"0000053|OLD|9CMD|9.|"}, 2},
-      {false, "MORE", "0000053|OLD|9CMD|9.|", "0000053|9ACK|9QRY|9.|", {"0000053|MORE|9CMD|9.|"}, 2},
-      {false, "", "", "0000054|HELLO|9CMD|9QRY|9.|", {"0000052|9ACK|9.|", "0000052|9NODATA|9.|"}, 3},
-      {false, "", "", "0000055|9NODATA|9QRY|HELLO|9ACK|9.|", {"0000052|9ACK|9.|", "0000052|9NODATA|9.|"}, 3},
-      {true, "", "", "0000052|9OKAY000|9.|", {}, 1},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.received);
-    StubHost host;
-    ConnectionRecord& record = host.record(host.addConnected(row.client));
-    if (*row.queued != '\0') host.quarn.Invia(1, row.queued);
-    record.UltimoInviato = row.lastSent;
-    host.receive(1, row.received);
-    EXPECT_THAT(host.sent(), ElementsAreArray(row.answers));
-    EXPECT_EQ(record.StatoB, row.subState);
-    EXPECT_TRUE(record.UltimoInviato.empty() || record.UltimoInviato == row.answers.back());
-    EXPECT_EQ(record.RicevutoACK || record.RicevutoCMD || record.RicevutoQRY || record.RicevutoNODATA, false);
-  }
-}
 
 TEST(Sending, SendsNothingThatIsNotDue) {
   StubHost host;
@@ -128,25 +88,6 @@ TEST(Answers, AreNotSentForADamagedFrame) {
   EXPECT_FALSE(record.FrameCompleto);
 }
 
-TEST(Batches, HoldTwentyTextsAndContinueAfterTheAcknowledgement) {
-  StubHost host;
-  host.addConnected(true);
-  for (int i = 10; i < 35; ++i) host.quarn.Invia(1, std::to_string(i));
-  host.happened();
-  host.tickAfter(0);
-  const auto first = host.sent();
-  ASSERT_EQ(first.size(), 1U);
-  EXPECT_TRUE(first[0].starts_with("000005F|10|11|") && first[0].ends_with("|29|9CMD|9.|"));
-  EXPECT_TRUE(host.quarn.snapshot(1).batchInFlight);
-  host.tickAfter(6);
-  EXPECT_THAT(host.sent(), IsEmpty());
-  host.tickAfter(0);
-  EXPECT_EQ(host.sent(), first);  // overdue: the same again
-  host.receive(1, "0000052|9ACK|9.|");
-  host.tickAfter(0);
-  EXPECT_THAT(host.sent(), ElementsAre("0000057|30|31|32|33|34|9CMD|9.|"));
-}
-
 // Each data frame that arrives while a message is unacknowledged appends one more "9ACK"; the count character
 // goes to code 255 and no further.
 TEST(Batches, CountAcknowledgementsUpToTheLastCode) {
@@ -166,17 +107,6 @@ TEST(Batches, CountAcknowledgementsUpToTheLastCode) {
               count > 255);
   }
   EXPECT_EQ(record.UltimoLotto, "0000053|DATA|9CMD|9.|");
-}
-
-TEST(Server, SendsOnlyWhenAsked) {
-  StubHost host;
-  ConnectionRecord& record = host.record(host.addConnected(false));
-  host.quarn.Invia(1, "DATA");
-  for (int tick = 0; tick < 10; ++tick) host.tickAfter(0);
-  EXPECT_THAT(host.sent(), IsEmpty());
-  record.UltimoInviato = "0000053|OLD|9CMD|9.|";
-  host.tickAfter(0);
-  EXPECT_THAT(host.sent(), ElementsAre("0000053|OLD|9CMD|9.|"));
 }
 
 // The first message of a connection reads the listening socket's remote host; a failed accept inside that

@@ -73,30 +73,6 @@ TEST(Deadlines, AreActedOnInTheSecondAfterThem) {
   }
 }
 
-TEST(Deadlines, AreCountedOnceHoweverLateTheTick) {
-  StubHost host;
-  host.addConnected(true);
-  host.tickAfter(86'400);
-  EXPECT_EQ(host.record(1).ContaAlive, 1);
-  host.tickAfter(-86'400);  // the clock set back: nothing is due for a day
-  EXPECT_EQ(host.record(1).ContaAlive, 1);
-}
-
-TEST(Supervision, ReportsTheFourthFailureAndTheRecovery) {
-  StubHost host;
-  host.addOpen(true);
-  const std::string refused =
-      "127.0.0.1:20308 10061  The requested connection has been refused by the remote host.";
-  const std::vector<std::string> expected[] = {
-      {"702", "991 " + refused}, {"702"}, {"702"}, {"702", "109 " + refused}, {"702"}};
-  for (const auto& items : expected) {
-    sequence(after(11), callEnds(10061))(host);
-    EXPECT_EQ(host.inbound(1), items);
-  }
-  sequence(after(11), callEnds(0), received("0000052|9NODATA|9.|"))(host);
-  EXPECT_THAT(host.inbound(1), testing::ElementsAre("701 127.0.0.1:20308", "112", "992"));
-}
-
 TEST(Sockets, InANegativeStateAreBusy) {
   for (const bool client : {true, false}) {
     StubHost host;
@@ -171,22 +147,6 @@ TEST(Tick, LeavesTheExchangeWaitingAfterAFailedSend) {
     row.action(host);
     EXPECT_EQ(host.record(1).Stato, kSocketPhase);
     EXPECT_EQ(host.record(1).StatoB, kExchangeWaiting);
-  }
-}
-
-TEST(Shutdown, AsksTheConnectedPeerAndEndsWithItsClose) {
-  for (const bool client : {kClient, kServer}) {
-    StubHost host;
-    host.addConnected(client);
-    host.quarn.Uscita();
-    host.quarn.Uscita();
-    EXPECT_EQ(host.record(1).CodaInvio.Count, 2);  // one more "9K" at each call
-    EXPECT_EQ(host.quarn.ProntoPerUscire(), 0);
-    connectionEnds(0)(host);
-    EXPECT_THAT(
-        host.inbound(1),
-        testing::ElementsAre("702", "702", testing::HasSubstr("993 127.0.0.1:20308 Chiuso/disattivato")));
-    EXPECT_EQ(host.quarn.ProntoPerUscire(), -1);
   }
 }
 
