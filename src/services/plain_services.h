@@ -62,12 +62,11 @@ class PlainSocket final : public SocketInstance {
     QUARNEX_ASSERT(property == Operation::State);
     return settings.state;
   }
-  /// The variable behind `statusText`, `remoteHost` or `receivedText`.
+  /// The variable behind `statusText` or `remoteHost`.
   std::string& text(Operation property) {
     if (property == Operation::StatusText) return settings.statusText;
-    if (property == Operation::RemoteHost) return settings.remoteHost;
-    QUARNEX_ASSERT(property == Operation::ReceivedText);
-    return received;
+    QUARNEX_ASSERT(property == Operation::RemoteHost);
+    return settings.remoteHost;
   }
 
   /// Makes `bytes` wait for the next fetch.
