@@ -37,8 +37,9 @@ def branches(coverage):
 
 
 def idle_conditions(coverage, counts):
-    """Returns (file, condition, line) of each condition that never decided alone, and the number of all conditions."""
-    idle, total = [], 0
+    """Returns (file, condition, line) of each condition that never decided alone in any instance of its template, and the
+    number of all conditions."""
+    decided_alone = collections.defaultdict(bool)
     for file in json.loads(coverage.read_text())["data"][0]["files"]:
         name = os.path.relpath(file["filename"], ROOT)
         if not name.startswith(tuple(folder + "/" for folder in ENGINE)):
@@ -46,9 +47,9 @@ def idle_conditions(coverage, counts):
         places = sorted((place, code) for other, code, place, way in counts if other == name and way == "true")
         for line, column, end_line, end_column, *_, decided in file.get("mcdc_records", []):
             inside = [(place, code) for place, code in places if (line, column) <= place < (end_line, end_column)]
-            total += len(decided)
-            idle += [(name, code, place[0]) for (place, code), alone in zip(inside, decided) if not alone]
-    return idle, total
+            for (place, code), alone in zip(inside, decided):
+                decided_alone[name, code, place] |= alone
+    return [(name, code, line) for (name, code, (line, _)), alone in decided_alone.items() if not alone], len(decided_alone)
 
 
 def excluded(file):
