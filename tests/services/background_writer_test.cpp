@@ -90,6 +90,7 @@ TEST_F(BackgroundWriterTest, ADiskThatHangsDelaysNobodyAndWhatWaitsCountsAsMissi
   EXPECT_EQ(writer().losses().lines, 5U);
   EXPECT_EQ(writer().losses().bytes, 24U);
   EXPECT_EQ(writer().losses().lastError, 0);
+  EXPECT_FALSE(writer().flushPatiently());
   disk.change(disk.hanging, false);
   EXPECT_TRUE(writer().flush(kNeverReached));
   EXPECT_EQ(writer().losses().lines, 2U);

@@ -161,6 +161,18 @@ TEST(MemoryLimits, AFrameThatWaitsCountsLikeTheBytesBehindIt) {
   EXPECT_EQ(library.bytesHeld, 8U);
 }
 
+TEST(MemoryLimits, TheLatestItemStaysHoweverLargeItIs) {
+  PlainServices services;
+  Engine library(services.all());
+  library.limits.process = 4;
+  ConnectionRecord record;
+  BufferInit(record.CodaArrivo, 2);
+  for (const char* text : {"first", "latest"}) BufferPut(record.CodaArrivo, text);
+  keepWithinBudget(library, record);
+  EXPECT_EQ(record.CodaArrivo.Count, 1);
+  EXPECT_EQ(BufferGet(record.CodaArrivo), "latest");
+}
+
 struct NotedLimits : PlainServices {
   void limitOutput(std::size_t each, std::size_t all) override { noted = {each, all}; }
   std::pair<std::size_t, std::size_t> noted;

@@ -100,7 +100,8 @@ TEST_F(LogTextFileTest, AFullFileIsFollowedByOneOfTheSameForm) {
 TEST_F(LogTextFileTest, AFileWithoutADateInItsNameIsFollowedByNone) {
   const std::filesystem::path before = std::filesystem::current_path();
   std::filesystem::current_path(folder.path());
-  for (const std::string path : {"log", "log.txt", "LOG01012020000000.log"}) {
+  for (const std::string path :
+       {"log", "log.txt", "LOG01012020000000.log", "-1012020000000.txt", "x1012020000000.txt"}) {
     file.configure({.bytesMax = 10});
     file.create(path);
     writeEach({"\n", "two lines\r\n", "three lines\r\n"});

@@ -9,9 +9,11 @@
 #include <sstream>
 #include <string>
 
+#include "host/engine.h"
 #include "quarnex/host_loop.h"
 #include "quarnex/quarn_socket.h"
 #include "services/compression.h"
+#include "services/plain_services.h"
 #include "services/process_library.h"
 #include "support/test_files.h"
 
@@ -43,6 +45,25 @@ TEST(ProcessLibrary, EveryInstanceUsesItWhichLogsWithoutATurnAndTicks) {
   quarn.Chiudi(link);
 }
 
+TEST(ProcessLibrary, AStandInTakesItsPlaceAndLeavesItAlone) {
+  struct : ProcessStandIn {
+    Library& library() override { return instead; }
+    void turn(std::chrono::milliseconds) override {}
+    PlainServices services;
+    Engine instead{services.all()};
+  } standIn;
+  const QuarnSocket quarn;
+  const Library* const own = composedLibrary();
+  ASSERT_TRUE(replaceProcess(&standIn));
+  EXPECT_FALSE(replaceProcess(&standIn));
+  wrapProcessServices([] { return nullptr; });
+  endProcessLibrary();
+  EXPECT_EQ(composedLibrary(), &standIn.instead);
+  EXPECT_EQ(HostLoop().nextDeadline(), 0ms);
+  EXPECT_TRUE(replaceProcess(nullptr));
+  EXPECT_EQ(composedLibrary(), own);
+}
+
 // Standard error may be a file as well, so the limit has room for the message.
 [[noreturn]] void endWithAFullLog(const std::filesystem::path& folder) {
   const rlimit room{2000, 2000};
@@ -64,6 +85,7 @@ TEST(ProcessLibraryDeathTest, StatesAtTheEndWhatIsMissingInTheLog) {
   ::setenv("QUARNEX_RECORD_DIR", folder.c_str(), 1);
   for (int i = 0; i < 3; ++i) {
     endProcessLibrary();
+    if (composedLibrary() != nullptr) std::exit(1);
     QuarnSocket().Uscita();
   }
   std::exit(0);
