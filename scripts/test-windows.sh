@@ -59,9 +59,12 @@ make_root32() {
     scripts/packages.sh --install wine32
     [[ -d $root32 ]] && return
     echo "== a 32-bit Debian in build/root32"
-    # shellcheck source=/dev/null
-    mmdebstrap --quiet --variant=apt --architectures=i386 --include=wine32 "$(. /etc/os-release && echo "$VERSION_CODENAME")" \
-        "$root32.new"
+    local release mirror
+    release=$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)
+    # shellcheck disable=SC2016 # expanded by apt-get
+    mirror=$(apt-get indextargets --format '$(CODENAME) $(REPO_URI)' "Created-By: Packages" | sed -n "s/^$release //p" | sort -u | sed -n 1p)
+    rm -rf "$root32.new"
+    mmdebstrap --quiet --variant=apt --architectures=i386 --include=wine32 "$release" "$root32.new" "$mirror"
     mkdir -p "$root32.new$PWD"
     mv "$root32.new" "$root32"
 }
